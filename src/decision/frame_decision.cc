@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// wVadProcess and wVadFrameStep.
+//
+// A score that is not a number is neither below nor above zero here; every comparison below is written so that it stays neither.
+#include "decision/frame_decision.h"
+
+#include <cstdio>
+
+#include "base/wrap.h"
+#include "decision/checked_subscript.h"
+#include "decision/endpoint_detector.h"
+#include "decision/energy_floor.h"
+#include "log/log.h"
+
+namespace TSEG {
+namespace {
+
+// What a frame is set to when it is held to silence. Both count as negative; they differ in the score trace alone.
+constexpr float kHeldOver = -0.5f;
+constexpr float kForcedSilence = -0.2f;
+// After a negative frame so many frames are refused.
+constexpr int32_t kHoldOverFrames = 2;
+// First frame at which the adaptive floor is computed, and how often after it.
+constexpr int32_t kFloorFirstFrame = 300;
+constexpr int32_t kFloorEveryFrames = 100;
+// Distance from the longest sentence at which silence is held, and beyond which everything is silence.
+constexpr int32_t kSpliceFrames = 100;
+
+struct ScoredFrame {
+  float a;
+  float b;
+  float score;
+
+  void Force(float value) { a = b = score = value; }
+};
+
+void HoldOver(TsegInst* inst, ScoredFrame* frame) {
+  if (frame->score < 0.0f) {
+    inst->nHoldOver = kHoldOverFrames;
+  } else if (inst->nHoldOver > 0) {
+    --inst->nHoldOver;
+    frame->Force(kHeldOver);
+  }
+}
+
+double EnergyFloor(TsegInst* inst) {
+  if (!inst->pCfg->wvad_param_k4_energy) return static_cast<double>(WrapMul32(inst->pCfg->wvad_param_nEnergyThreshhood, 1000));
+  const int32_t n = inst->nFrameIdx;
+  if (n >= kFloorFirstFrame && n % kFloorEveryFrames == 0) {
+    if (n == kFloorFirstFrame) {
+      EnergyThresholdFullUpdate(inst->pEnergyStats.get(), inst->eScore, n);
+    } else {
+      EnergyThresholdStepUpdate(inst->pEnergyStats.get(), inst->eScore, n);
+    }
+  }
+  return static_cast<double>(inst->pEnergyStats->fThreshold);
+}
+
+void Splice(TsegInst* inst, ScoredFrame* frame) {
+  frame->Force(kForcedSilence);
+  inst->nHoldOver = kHoldOverFrames;
+  WVAD_LOG_WARN("wVadProcess | pTsegInst->nCurSpeechFrameNum > pTsegInst->nParamSpeechTimeOut/10, force splice");
+}
+
+// Holds silence fast in the last second before the longest sentence, so that a pause can close it, and makes every frame silence a second
+// after.
+void ForceSplice(TsegInst* inst, ScoredFrame* frame) {
+  const int32_t limit = inst->pCfg->wvad_param_nSpeechTimeOut / 10;
+  if (inst->nCurSpeechFrameNum > limit - kSpliceFrames && frame->score < 0.0f) Splice(inst, frame);
+  if (inst->nCurSpeechFrameNum > limit + kSpliceFrames) Splice(inst, frame);
+}
+
+// Runs the endpoint state machine on one score, with what follows from its answer on the instance.
+EndpointResult StepDetector(TsegInst* inst, float score) {
+  EndpointDetector* detector = inst->pEndpoint.get();
+  const EndpointResult result = EndpointStep(detector, score, inst->nFrameIdx, inst->nCurFrameGap);
+  if (result == EP_RESULT_BEGIN) inst->nCurFrameGap = inst->pCfg->wvad_param_nFrameGap;
+  if (result == EP_RESULT_END && inst->pCfg->wvad_param_isVadDegOn) {
+    char text[32];
+    std::snprintf(text, sizeof text, " %d  %d ", detector->nTraceBegin, detector->nTraceEnd);
+    inst->debugText += text;
+  }
+  return result;
+}
+
+// In long sentences a shorter silence ends them. The half is tested before the quarter whatever the two lengths are, kept on purpose.
+void ShrinkGap(TsegInst* inst, int32_t silence) {
+  const CFG_VAD& cfg = *inst->pCfg;
+  if (inst->nCurSpeechFrameNum > cfg.wvad_param_nFrameGapFriendyFirst && silence < cfg.wvad_param_nFrameGap / 2) {
+    inst->nCurFrameGap = cfg.wvad_param_nFrameGap / 2;
+  } else if (inst->nCurSpeechFrameNum > cfg.wvad_param_nFrameGapFriendySecond && silence < cfg.wvad_param_nFrameGap / 4) {
+    inst->nCurFrameGap = cfg.wvad_param_nFrameGap / 4;
+  }
+}
+
+FrameVerdict PickVerdict(TsegInst* inst, EndpointResult result, int32_t silence) {
+  if (silence > inst->nCurFrameGap && result == EP_RESULT_END) {
+    inst->nState = 2;
+    inst->nCurSpeechFrameNum = 0;
+    return WVAD_FRAME_PAUSE;
+  }
+  if (static_cast<uint32_t>(silence) > static_cast<uint32_t>(inst->pCfg->wvad_param_nSpeechTailMS) / 10u) {
+    inst->nState = 2;
+    return WVAD_FRAME_TAIL;
+  }
+  if (result == EP_RESULT_BEGIN) {
+    inst->bSpeechFound = 1;
+    inst->nState = 1;
+    inst->nCurSpeechFrameNum = 0;
+    return WVAD_FRAME_BEGIN;
+  }
+  if (inst->bSpeechFound == 0) {
+    ++inst->nNoSpeechFrames;
+  } else if (inst->pEndpoint->nState == 1) {
+    ++inst->nCurSpeechFrameNum;
+  }
+  return WVAD_FRAME_GOON;
+}
+
+}  // namespace
+
+float wVadProcess(TsegInst* inst, float a, float b) {
+  const CFG_VAD& cfg = *inst->pCfg;
+  const float threshold = static_cast<float>(2.0 * static_cast<double>(cfg.wvad_param_vad_threshold) - 1.0);
+  const double difference = static_cast<double>(a) - static_cast<double>(b);
+  ScoredFrame frame{a, b, static_cast<float>(difference - static_cast<double>(threshold))};
+
+  // Before any override: the sum may include frames that are held to silence below.
+  if (frame.score > 0.0f) {
+    const double energy = static_cast<double>(CheckedSubscript(inst->eScore, inst->nFrameIdx)) / 1000.0;
+    inst->fSpeechEnergySum = static_cast<float>(static_cast<double>(inst->fSpeechEnergySum) + energy);
+    ++inst->nSpeechEnergyCount;
+  }
+
+  HoldOver(inst, &frame);
+
+  const double energy = static_cast<double>(CheckedSubscript(inst->eScore, inst->nFrameIdx));
+  if (EnergyFloor(inst) > energy) {
+    frame.Force(kForcedSilence);
+    inst->nHoldOver = kHoldOverFrames;
+  }
+
+  ForceSplice(inst, &frame);
+
+  if (cfg.wvad_param_isVadDegOn) {
+    inst->mScore.push_back(CutLow32(static_cast<double>(frame.a * 1000.0f)));
+    inst->mScore.push_back(CutLow32(static_cast<double>(frame.b * 1000.0f)));
+  }
+  return frame.score;
+}
+
+FrameVerdict wVadFrameStep(TsegInst* inst, const float* pair, [[maybe_unused]] int32_t stride, int32_t* outBegin, int32_t* outEnd) {
+  if (inst->nNoSpeechFrames > inst->pCfg->wvad_param_nResponseTimeOut / 10) return WVAD_FRAME_NOSPEECH;
+  const float score = wVadProcess(inst, pair[0], pair[1]);
+  const EndpointResult result = StepDetector(inst, score);
+  ++inst->nFrameIdx;
+  *outBegin = inst->pEndpoint->nBeginFrame;
+  *outEnd = inst->pEndpoint->nEndFrame;
+  const int32_t silence = inst->pEndpoint->nSilFrames;
+  ShrinkGap(inst, silence);
+  return PickVerdict(inst, result, silence);
+}
+
+}  // namespace TSEG

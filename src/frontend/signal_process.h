@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// CSignalProcess: the spectral base of the front end. One frame of samples becomes its energy and the logarithms of two mel filter banks.
+//
+// Single precision with no fused operations; sums run in the order of the samples and bins. Construction allocates and plans (the maker holds
+// FrontEndLock), a frame does neither. Belongs to one thread at a time.
+#ifndef WVAD_FRONTEND_SIGNAL_PROCESS_H_
+#define WVAD_FRONTEND_SIGNAL_PROCESS_H_
+
+#include <complex>
+#include <cstdint>
+
+#include "base/aligned_buffer.h"
+#include "frontend/feature_records.h"
+#include "frontend/fft.h"
+#include "frontend/mel_bank.h"
+
+namespace TSEG {
+
+// A window of `n` points, w[i] = 0.54 - 0.46 * cos(i * d) with the angle rounded to single at each step.
+void BuildHamming(float* w, int n);
+
+class CSignalProcess {
+ public:
+  CSignalProcess();
+  virtual ~CSignalProcess() = default;
+  CSignalProcess(const CSignalProcess&) = delete;
+  CSignalProcess& operator=(const CSignalProcess&) = delete;
+
+ protected:
+  static constexpr int kMaxFrameLen = 400;
+  static constexpr int kMaxFftSize = 512;
+
+  // Sets frame, transform and window for a rate of 16000, 8000 or 6000. The banks follow by BuildBanks.
+  void SetFrameRate(int rate);
+  // Both filter banks for the present nFftSize and fBinHz.
+  void BuildBanks();
+  // The frame at `samples` [nFrameLen]: logarithms of both banks to `banks` [64], 24 and then 40. Returns the frame's energy: the K4 value with
+  // bK4Energy, else fLogEnergy. Of the two only the one in use is computed.
+  float ComputeFrame(const int16_t* samples, float* banks);
+
+  int32_t nFilters = kFb24;  // of the first bank; the second has 40
+  int32_t nFrameShift = 160;
+  int32_t nSampleRate = 16000;
+  int32_t nFrameLen = 400;
+  int32_t nFftSize = 512;  // smallest power of two, at least 2, not below nFrameLen
+  int32_t nFftLog2 = 9;
+  float fBinHz = 31.25f;
+  int32_t bRemoveDc = 1;
+  MelBank bank24;  // pWeight24, pBin24
+  MelBank bank40;  // pWeight40, pBin40
+  AlignedBuffer<float> pHamming;
+  float fPreEmphasis = 0.97f;
+  AlignedBuffer<float> pSamples;  // the frame being worked on, its mean removed
+  AlignedBuffer<float> pFftIn;    // what the transform reads: emphasised, windowed, zero from nFrameLen on
+  AlignedBuffer<std::complex<float>> pSpectrum;
+  AlignedBuffer<float> pPower;
+  const RealFft* hPlan = nullptr;  // the one in use
+  RealFft hPlan16k, hPlan8k, hPlan6k;
+  float fLogEnergy = 0;
+  uint8_t bK4Energy = 0;
+
+ private:
+  float K4Energy(const int16_t* samples, float sum) const;
+};
+
+}  // namespace TSEG
+
+#endif  // WVAD_FRONTEND_SIGNAL_PROCESS_H_

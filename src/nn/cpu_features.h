@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// CpuFeatures: the processor record of the process, from which kernels and the form of a model are chosen.
+//
+// Filled once by CPUID at its first use and only read afterwards. Choices are pure functions of the record, so that tests can hand in made-up ones.
+#ifndef WVAD_NN_CPU_FEATURES_H_
+#define WVAD_NN_CPU_FEATURES_H_
+
+#include <cstdint>
+#include <string>
+
+namespace TSEG {
+
+struct CpuFeatures {
+  uint32_t nHighestLeaf = 0;
+  std::string vendor;
+  uint32_t leaf1Ecx = 0;  // bit 9 SSSE3, bit 19 SSE4.1, bit 27 OSXSAVE
+  uint32_t leaf1Edx = 0;  // bit 25 SSE, bit 26 SSE2
+  uint32_t leaf7Ebx = 0;  // bit 5 AVX2
+  uint32_t leaf7Ecx = 0;
+  bool bIsIntel = false;  // "GenuineIntel"
+  bool bIsAmd = false;    // "AuthenticAMD"
+  bool bOsSavesYmm = false;  // the system keeps the 256-bit registers
+  uint32_t nHighestExtendedLeaf = 0;
+  std::string brand;
+
+  bool sse() const { return (leaf1Edx >> 25) & 1u; }
+  bool sse2() const { return (leaf1Edx >> 26) & 1u; }
+  bool ssse3() const { return (leaf1Ecx >> 9) & 1u; }
+  bool sse41() const { return (leaf1Ecx >> 19) & 1u; }
+  bool avx2() const { return (leaf7Ebx >> 5) & 1u; }
+  // What the int8 form of a model and the integer kernels ask for: SSE, SSE2, SSSE3 and SSE4.1 together.
+  bool int8_form() const { return sse() && sse2() && ssse3() && sse41(); }
+};
+
+// The real processor, enumerated at the first call.
+const CpuFeatures& DetectedCpu();
+// The record that the engine goes by: the detected one, unless a test has set another.
+const CpuFeatures& TheCpu();
+// Puts `features` in the place of the detected record, null to undo. For tests; not while a session runs.
+void SetCpuForTest(const CpuFeatures* features);
+
+}  // namespace TSEG
+
+#endif  // WVAD_NN_CPU_FEATURES_H_

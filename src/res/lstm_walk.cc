@@ -1,0 +1,305 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "res/lstm_walk.h"
+
+#include <cmath>
+#include <cstring>
+#include <type_traits>
+
+#include "res/conversions.h"
+
+namespace TSEG {
+namespace {
+
+std::string LayerName(int k, const char* rest) { return "lstmp" + std::to_string(k) + rest; }
+
+// Gate views in the order input, forget, output, cell; the file has cell, input, forget, output.
+constexpr int kQuarterOfView[4] = {1, 2, 3, 0};
+constexpr int kViewsInFileOrder[4] = {3, 0, 1, 2};
+
+// Fraction bits of the fixed form.
+constexpr int16_t kQPeephole = 13;
+constexpr int16_t kQBias = 10;
+constexpr int16_t kQRecurrent = 15;
+constexpr int16_t kQInput = 13;
+constexpr int16_t kQProjection = 14;
+constexpr int16_t kQFcWeight = 15;
+constexpr int16_t kQFcBias = 10;
+constexpr int16_t kQSoftmaxWeight = 13;
+constexpr int16_t kQSoftmaxBias = 11;
+
+size_t Elements(int32_t rows, int32_t cols) { return static_cast<size_t>(rows) * static_cast<size_t>(cols); }
+
+}  // namespace
+
+template <class Image>
+LstmWalk<Image>::LstmWalk(const MlpResFileHeader<Image>& header, LstmForm form, LstmModel* model)
+    : header_(header), form_(form), model_(model), reader_(header) {
+  if constexpr (std::is_same_v<Image, MlpResImageV2>) std::memcpy(scale_, header.fScale, sizeof scale_);
+}
+
+template <class Image>
+void LstmWalk<Image>::Run() {
+  ReadCounts();
+  if (!ok()) return;
+  const auto bytes = static_cast<size_t>(static_cast<double>(Parser::padded_size(header_) * sizeof(float)) * 1.2);
+  cursor_.emplace(&model_->pBlock, bytes);
+
+  const Tensor mean = Copy("mean");
+  const Tensor var = Copy("var");
+  const Tensor prior = Copy("pri");
+  if (!ok()) return;
+  model_->pMean = mean.data;
+  model_->pInvStd = var.data;
+  model_->pPrior = prior.data;
+  model_->nFeatureDim = header_.nOuter[reader_.Require("mean")];
+  if (var.count() < static_cast<size_t>(model_->nFeatureDim)) reader_.Refuse("variable var is shorter than mean");
+
+  for (int k = 1; k <= model_->nLayers && ok(); ++k) RunLayer(k);
+  if (!ok()) return;
+  model_->anKind[model_->nLayers] = 5;
+  RunOutputs();
+}
+
+template <class Image>
+void LstmWalk<Image>::ReadCounts() {
+  model_->form = form_;
+  model_->nLayers = Parser::count_matching(header_, "lstmp*_bias_");
+  model_->bIsCtc = Parser::key_is(header_, "is_ctc", "true") ? 1 : 0;
+  model_->nOutputLayers = Parser::count_matching(header_, "softmax_bias_") + Parser::count_matching(header_, "fc*_bias_");
+  if (model_->nLayers < 1 || model_->nLayers > kLstmMaxLayers) {
+    reader_.Refuse("the number of recurrent layers is " + std::to_string(model_->nLayers));
+  }
+  if (form_ != LstmForm::kInt8) return;
+  for (const int i : {0, 1, 2, 3, 5, 6, 7, 8}) {
+    if (!(scale_[i] > 0.0F && std::isfinite(scale_[i]))) reader_.Refuse("quantisation range " + std::to_string(i) + " is not above zero");
+  }
+}
+
+template <class Image>
+typename LstmWalk<Image>::Tensor LstmWalk<Image>::Copy(const std::string& name) {
+  Tensor tensor;
+  tensor.data = reader_.Copy(name, &*cursor_);
+  if (tensor.data == nullptr) return tensor;
+  const int index = Parser::find_var(header_, name.c_str());
+  tensor.rows = static_cast<int32_t>(Parser::padded_outer(header_, index));
+  tensor.cols = static_cast<int32_t>(Parser::padded_inner(header_, index));
+  return tensor;
+}
+
+template <class Image>
+void LstmWalk<Image>::RunLayer(int k) {
+  model_->anKind[k - 1] = 1;
+  const Tensor bias = Copy(LayerName(k, "_bias_"));
+  const Tensor wr = Copy(LayerName(k, "_w_gifo_r_"));
+  const Tensor wx = Copy(LayerName(k, "_w_gifo_x_"));
+  if (!ok()) return;
+  if (k == 1) ReadStepShape(LayerName(k, "_w_gifo_x_"));
+  if (!ok()) return;
+  const Tensor wp = Copy(LayerName(k, "_w_projection_"));
+  const Tensor peepholes[3] = {Copy(LayerName(k, "_peephole_i_c_")), Copy(LayerName(k, "_peephole_f_c_")),
+                               Copy(LayerName(k, "_peephole_o_c_"))};
+  if (!ok()) return;
+  SetViews(k, bias, wr, wx, wp, peepholes);
+  for (const Tensor& peephole : peepholes) {
+    if (peephole.count() < static_cast<size_t>(model_->aLayer[k - 1].nPeepholeLen)) {
+      reader_.Refuse("the peepholes of layer " + std::to_string(k) + " are shorter than a gate");
+    }
+  }
+  if (!ok()) return;
+  if (form_ == LstmForm::kFixed) NarrowLayerToFixed(k);
+  if (form_ == LstmForm::kInt8) NarrowLayerToInt8(k);
+  ApplyLMatrices(k);
+}
+
+template <class Image>
+void LstmWalk<Image>::ReadStepShape(const std::string& gifo_x) {
+  const int32_t inputs = header_.nInner[Parser::find_var(header_, gifo_x.c_str())];
+  model_->nFramesPerStep = inputs / model_->nFeatureDim;
+  model_->nOutFrames = model_->bIsCtc != 0 ? 1 : model_->nFramesPerStep;
+  if (model_->nOutFrames < 1) {
+    reader_.Refuse("the inputs of " + gifo_x + " are fewer than the values of mean");
+    return;
+  }
+  model_->nClassesPerFrame = header_.nOuter[Parser::find_var(header_, "pri")] / model_->nOutFrames;
+}
+
+template <class Image>
+void LstmWalk<Image>::SetViews(int k, const Tensor& bias, const Tensor& wr, const Tensor& wx, const Tensor& wp, const Tensor (&peepholes)[3]) {
+  LstmLayer& layer = model_->aLayer[k - 1];
+  for (int view = 0; view < 4; ++view) {
+    const auto quarter = static_cast<size_t>(kQuarterOfView[view]);
+    layer.apBias[view] = bias.data + quarter * (bias.count() / 4);
+    layer.apWx[view] = wx.data + quarter * (wx.count() / 4);
+    layer.apWr[view] = wr.data + quarter * (wr.count() / 4);
+  }
+  for (int i = 0; i < 3; ++i) layer.apPeephole[i] = peepholes[i].data;
+  layer.pWp = wp.data;
+  layer.nGateRows = wx.rows / 4;
+  layer.nInputCols = wx.cols;
+  layer.nCellRows = wr.rows / 4;
+  layer.nProjCols = wr.cols;
+  layer.nPeepholeLen = static_cast<int32_t>(bias.count() / 4);
+  layer.nProjRows = wp.rows;
+  layer.nProjInCols = wp.cols;
+  if (layer.nGateRows < 1 || layer.nGateRows != layer.nCellRows || layer.nGateRows != layer.nPeepholeLen) {
+    reader_.Refuse("the gates of layer " + std::to_string(k) + " are not of one length");
+  }
+  if (std::is_same_v<Image, MlpResImageV2>) {
+    layer.afWeightScale[0] = scale_[1];
+    layer.afWeightScale[1] = scale_[0];
+    layer.afWeightScale[2] = scale_[2];
+    for (int i = 0; i < 3; ++i) layer.afActScale[i] = scale_[5 + i];
+  }
+}
+
+template <class Image>
+void LstmWalk<Image>::NarrowLayerToFixed(int k) {
+  const LstmLayer& layer = model_->aLayer[k - 1];
+  LstmLayer& fixed = model_->aLayerFixed[k - 1];
+  fixed = layer;
+  for (void* peephole : layer.apPeephole) QFixedInPlace(peephole, static_cast<size_t>(layer.nPeepholeLen), kQPeephole);
+  for (const int view : kViewsInFileOrder) {
+    QFixedInPlace(layer.apBias[view], static_cast<size_t>(layer.nPeepholeLen), kQBias);
+    QFixedInPlace(layer.apWr[view], Elements(layer.nCellRows, layer.nProjCols), kQRecurrent);
+    QFixedInPlace(layer.apWx[view], Elements(layer.nGateRows, layer.nInputCols), kQInput);
+  }
+  QFixedInPlace(layer.pWp, Elements(layer.nProjRows, layer.nProjInCols), kQProjection);
+  fixed.nQx = kQInput;
+  fixed.nQBias = kQBias;
+  fixed.nQr = kQRecurrent;
+  fixed.nQPeephole = kQPeephole;
+  fixed.nQp = kQProjection;
+}
+
+template <class Image>
+float* LstmWalk<Image>::NewCompensation(size_t n) {
+  model_->compensation.emplace_back(n, 32);
+  return model_->compensation.back().data();
+}
+
+template <class Image>
+void LstmWalk<Image>::NarrowLayerToInt8(int k) {
+  LstmLayer& layer = model_->aLayer[k - 1];
+  const size_t recurrent = Elements(layer.nCellRows, layer.nProjCols);
+  const size_t input = Elements(layer.nGateRows, layer.nInputCols);
+  for (const int view : kViewsInFileOrder) QRange8InPlace(layer.apWr[view], recurrent, layer.afWeightScale[1]);
+  layer.pRecCompensation = NewCompensation(4 * static_cast<size_t>(layer.nCellRows));
+  for (int view = 0; view < 4; ++view) {
+    CorrectBias(static_cast<const int8_t*>(layer.apWr[view]), layer.nCellRows, layer.nProjCols, layer.afWeightScale[1] * layer.afActScale[1],
+                layer.pRecCompensation + static_cast<ptrdiff_t>(view) * layer.nCellRows);
+  }
+  for (const int view : kViewsInFileOrder) QRange16InPlace(layer.apWx[view], input, layer.afWeightScale[0]);
+  QRange8InPlace(layer.pWp, Elements(layer.nProjRows, layer.nProjInCols), layer.afWeightScale[2]);
+  layer.pProjCompensation = NewCompensation(static_cast<size_t>(layer.nProjRows));
+  CorrectBias(static_cast<const int8_t*>(layer.pWp), layer.nProjRows, layer.nProjInCols, layer.afActScale[2] * layer.afWeightScale[2],
+              layer.pProjCompensation);
+}
+
+// The product of `old` [nGateRows x nInputCols] and `l` on the cursor. Each product and each of the sums is a single, four terms at a time.
+template <class Image>
+float* LstmWalk<Image>::ProductWithL(const LstmLayer& layer, const void* old, const Tensor& l) {
+  const auto rows = static_cast<size_t>(layer.nGateRows);
+  const auto cols = static_cast<size_t>(layer.nInputCols);
+  auto* product = static_cast<float*>(cursor_->Take(rows * cols * sizeof(float)));
+  if (product == nullptr) return nullptr;
+  AlignedBuffer<float> row(cols);
+  for (size_t r = 0; r < rows; ++r) {
+    std::memcpy(row.data(), static_cast<const unsigned char*>(old) + r * cols * sizeof(float), cols * sizeof(float));
+    for (size_t c = 0; c < cols; ++c) {
+      float sum = 0.0F;
+      size_t j = 0;
+      for (; j + 4 <= cols; j += 4) {
+        const float p0 = row[j] * l.data[j * cols + c];
+        const float p1 = row[j + 1] * l.data[(j + 1) * cols + c];
+        const float p2 = row[j + 2] * l.data[(j + 2) * cols + c];
+        const float p3 = row[j + 3] * l.data[(j + 3) * cols + c];
+        sum += p0 + p1 + p2 + p3;
+      }
+      for (; j < cols; ++j) sum += row[j] * l.data[j * cols + c];
+      product[r * cols + c] = sum;
+    }
+  }
+  return product;
+}
+
+// Replaces the cell and the output view of the input matrices by their products with the layer's L matrices, where the model has both. What
+// stands in the block by now is multiplied, packed values and old floats alike; models of the narrow forms have no L matrices.
+template <class Image>
+void LstmWalk<Image>::ApplyLMatrices(int k) {
+  const std::string names[2] = {LayerName(k, "_w_g_x_L_"), LayerName(k, "_w_o_x_L_")};
+  if (Parser::find_var(header_, names[0].c_str()) < 0 || Parser::find_var(header_, names[1].c_str()) < 0) return;
+  LstmLayer& layer = model_->aLayer[k - 1];
+  const Tensor l[2] = {Copy(names[0]), Copy(names[1])};
+  if (!ok()) return;
+  constexpr int kViews[2] = {3, 2};
+  for (int i = 0; i < 2; ++i) {
+    if (l[i].rows != layer.nInputCols || l[i].cols != layer.nInputCols) {
+      reader_.Refuse("the shape of " + names[i] + " is not square over the inputs of its layer");
+      return;
+    }
+    float* product = ProductWithL(layer, layer.apWx[kViews[i]], l[i]);
+    if (product == nullptr) {
+      reader_.Refuse("the product with " + names[i] + " does not fit the model's block");
+      return;
+    }
+    layer.apWx[kViews[i]] = product;
+  }
+}
+
+template <class Image>
+void LstmWalk<Image>::RunOutputs() {
+  const Tensor fc_w = Copy("fc2_weight_");
+  const Tensor fc_b = Copy("fc2_bias_");
+  const Tensor softmax_w = Copy("softmax_weight_");
+  const Tensor softmax_b = Copy("softmax_bias_");
+  if (!ok()) return;
+  LstmOutputLayer& fc = model_->fc;
+  LstmOutputLayer& softmax = model_->softmax;
+  fc.pW = fc_w.data;
+  fc.pBias = fc_b.data;
+  fc.nRows = fc_w.rows;
+  fc.nCols = fc_w.cols;
+  softmax.pW = softmax_w.data;
+  softmax.pBias = softmax_b.data;
+  const int index = Parser::find_var(header_, "softmax_weight_");
+  softmax.nRows = header_.nOuter[index];
+  softmax.nCols = header_.nInner[index];
+  if (fc_b.count() != static_cast<size_t>(fc_w.rows)) reader_.Refuse("the length of fc2_bias_ is not the number of rows of fc2_weight_");
+  if (softmax_b.count() != static_cast<size_t>(softmax_w.rows)) {
+    reader_.Refuse("the length of softmax_bias_ is not the number of rows of softmax_weight_");
+  }
+  if (!ok()) return;
+  if (form_ == LstmForm::kFixed) {
+    NarrowOutputsToFixed(fc_w, fc_b, softmax_w, softmax_b);
+    return;
+  }
+  fc.fWeightScale = scale_[3];
+  softmax.fWeightScale = scale_[4];
+  softmax.fActScale = scale_[8];
+  if (form_ == LstmForm::kFloat) {
+    fc.fActScale = model_->aLayer[0].afActScale[1];
+    return;
+  }
+  fc.fActScale = scale_[8];
+  QRange8InPlace(fc.pW, fc_w.count(), fc.fWeightScale);
+  CorrectBias(static_cast<const int8_t*>(fc.pW), fc.nRows, fc.nCols, fc.fActScale * fc.fWeightScale, fc_b.data);
+}
+
+template <class Image>
+void LstmWalk<Image>::NarrowOutputsToFixed(const Tensor& fc_w, const Tensor& fc_b, const Tensor& softmax_w, const Tensor& softmax_b) {
+  QFixedInPlace(fc_w.data, fc_w.count(), kQFcWeight);
+  QFixedInPlace(fc_b.data, fc_b.count(), kQFcBias);
+  QFixedInPlace(softmax_w.data, softmax_w.count(), kQSoftmaxWeight);
+  QFixedInPlace(softmax_b.data, softmax_b.count(), kQSoftmaxBias);
+  model_->fcFixed = model_->fc;
+  model_->fcFixed.nQw = kQFcWeight;
+  model_->fcFixed.nQBias = kQFcBias;
+  model_->softmaxFixed = model_->softmax;
+  model_->softmaxFixed.nQw = kQSoftmaxWeight;
+  model_->softmaxFixed.nQBias = kQSoftmaxBias;
+}
+
+template class LstmWalk<MlpResImageV2>;
+template class LstmWalk<MlpResImageV3>;
+
+}  // namespace TSEG

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "res/res_loader.h"
+
+#include <algorithm>
+#include <boost/interprocess/exceptions.hpp>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "log/log.h"
+#include "platform/platform.h"
+#include "res/cpu_singleton.h"
+#include "res/md5.h"
+
+namespace TSEG {
+namespace {
+
+constexpr uint64_t kPageBytes = 4096;
+constexpr uint32_t kPagesPerReport = 32768;
+
+// `key`'s type, which need not be terminated when it fills its field.
+std::string TypeText(const WREC_RES_SET& key) { return std::string(key.szResType, strnlen(key.szResType, sizeof key.szResType)); }
+
+}  // namespace
+
+PreloadResult PreloadPages(const void* data, uint64_t size, const char* path) {
+  PreloadResult result;
+  const auto* bytes = static_cast<const volatile signed char*>(data);  // volatile: the walk is wanted, not its result
+  bool told = false;
+  for (uint64_t offset = 0; offset < size; offset += kPageBytes) {
+    result.checkSum += bytes[offset];
+    if (++result.nPages % kPagesPerReport == 0) {
+      std::printf("Reading: %s->%u MB\r", path, result.nPages >> 8);
+      told = true;
+    }
+  }
+  if (told) std::printf("\n");
+  return result;
+}
+
+int ResLoader::load(IRes* res, const char* path, const WREC_RES_SET& key, IRes* const* deps, int nDeps) {
+  if (!platform::IsReadable(path)) return kResUnreadable;
+  // Files of 4 GiB and more are not supported: only the low word of the size counts.
+  const auto size = static_cast<uint32_t>(platform::FileSize(path).value_or(0));
+  if (size == 0) return kResUnreadable;
+  try {
+    auto mapping = std::make_unique<platform::FileMapping>(path);
+    // The file may have changed its size meanwhile; what is mapped is what there is.
+    const uint64_t mapped = std::min<uint64_t>(size, mapping->size());
+    const uint32_t begin = platform::TickCount();
+    WVAD_LOG_INFO("preload res to memory...%s : %lld", res->GetResURI(), static_cast<long long>(size));
+    const PreloadResult preload = PreloadPages(mapping->data(), mapped, path);
+    WVAD_LOG_INFO("load res cost time : %d ms", static_cast<int>(platform::TickCount() - begin));
+    WVAD_LOG_INFO("successed to map file -> %d : checkSum = %d", key.nResID, preload.checkSum);
+    const int ret = LoadLabelled(res, mapping->data(), mapped, key, deps, nDeps);
+    if (ret == 0 && KeepMapping()) {
+      if (auto* holder = dynamic_cast<Res*>(res)) holder->KeepMapping(std::move(mapping));
+    }
+    return ret;
+  } catch (const boost::interprocess::interprocess_exception& failure) {
+    std::printf("ResLoader::interprocess lock err :%s :%s\n", path, failure.what());
+    return kResUnreadable;
+  }
+}
+
+int ResLoader::LoadLabelled(IRes* res, const void* data, uint64_t length, const WREC_RES_SET& key, IRes* const* deps, int nDeps) {
+  CPUSingleton::instance();
+  char label[64] = {};
+  std::snprintf(label, sizeof label, "NULL%s%d", TypeText(key).c_str(), key.nResID);
+  if (cfg_ == nullptr || cfg_->is_calc_md5) std::snprintf(label, sizeof label, "%s", Md5Hex(data, length).c_str());
+  res->SetResKey(label);
+  return load(res, data, length, key, deps, nDeps);
+}
+
+IRes* ResLoader_Ftr::CreateRes(const WREC_RES_SET& key, const char* path) { return new HMMResourceLink(key, path); }
+
+void ResLoader_Ftr::Delete(IRes* res) {
+  if (res == nullptr) return;
+  auto* link = dynamic_cast<HMMResourceLink*>(res);
+  if (link == nullptr) {
+    WVAD_FAIL(kResInvalidValue, "RES_MGR_ERROR_INVALID_PARA_VALUE", "ResLoader_ftr::load | HMM link should not be NULL");
+  } else {
+    link->pGeneral.clear();
+    link->pDnn.reset();
+    link->pLstm.reset();
+  }
+  delete res;
+}
+
+}  // namespace TSEG

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// ResLoader: from a path or a block of memory to a filled resource holder. A loader lives for one add or delete and holds nothing afterwards.
+//
+// ResLoader does what every kind of resource needs: mapping the file, touching its pages, timing, labelling. ResLoader_Ftr is the one for
+// models: it takes a file or container apart and hands its networks to their loaders. Runs on the caller's thread, outside the manager's lock.
+#ifndef WVAD_RES_RES_LOADER_H_
+#define WVAD_RES_RES_LOADER_H_
+
+#include <cstdint>
+#include <string>
+
+#include "base/byte_cursor.h"
+#include "res/cfg_resmgr.h"
+#include "res/res_mgr.h"
+
+namespace TSEG {
+
+// Touches one byte in every 4096 of `size` bytes and tells on standard output each 128 MiB, `path` with it. The sum of the bytes.
+struct PreloadResult {
+  int32_t checkSum = 0;
+  uint32_t nPages = 0;
+};
+PreloadResult PreloadPages(const void* data, uint64_t size, const char* path);
+
+class ResLoader {
+ public:
+  explicit ResLoader(IRes_mgr* manager) : manager_(manager) {}
+  virtual ~ResLoader() = default;
+  ResLoader(const ResLoader&) = delete;
+  ResLoader& operator=(const ResLoader&) = delete;
+
+  // Fills `res` from `length` bytes, which nothing refers to afterwards. 0 or a ResMgrError.
+  virtual int load(IRes* res, const void* data, uint64_t length, const WREC_RES_SET& key, IRes* const* deps, int nDeps) = 0;
+  // The same from a file: maps it, touches its pages, labels the resource and loads from memory.
+  virtual int load(IRes* res, const char* path, const WREC_RES_SET& key, IRes* const* deps, int nDeps);
+  // Releases everything that the resource owns, then the resource. Null is let pass.
+  virtual void Delete(IRes* res) = 0;
+  // Makes the empty holder.
+  virtual IRes* CreateRes(const WREC_RES_SET& key, const char* path) = 0;
+  // Whether a resource keeps the file mapped after a successful load.
+  virtual bool KeepMapping() { return false; }
+
+  // Labels the resource and loads it from memory.
+  int LoadLabelled(IRes* res, const void* data, uint64_t length, const WREC_RES_SET& key, IRes* const* deps, int nDeps);
+  void SetConfiguration(const CFG_RESMGR* cfg) { cfg_ = cfg; }
+
+ protected:
+  const CFG_RESMGR* cfg_ = nullptr;  // the manager's values
+  IRes_mgr* const manager_;
+};
+
+class ResLoader_Ftr : public ResLoader {
+ public:
+  using ResLoader::load;
+  explicit ResLoader_Ftr(IRes_mgr* manager) : ResLoader(manager) {}
+  int load(IRes* res, const void* data, uint64_t length, const WREC_RES_SET& key, IRes* const* deps, int nDeps) override;
+  void Delete(IRes* res) override;
+  IRes* CreateRes(const WREC_RES_SET& key, const char* path) override;
+
+ private:
+  int LoadContainer(const ByteView& file, uint16_t sections, HMMResourceLink* link);
+  int LoadPlain(const ByteView& file, HMMResourceLink* link);
+  int MLPResourceAddM(const ByteView& section);
+};
+
+}  // namespace TSEG
+
+#endif  // WVAD_RES_RES_LOADER_H_

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Clocks and identities.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <thread>
+
+#include "platform/platform.h"
+
+namespace TSEG {
+namespace {
+
+TEST(Clock, TicksAndCounterGoOnWhileSleeping) {
+  const uint64_t ticks = platform::TickCount64();
+  int64_t begin = 0;
+  int64_t end = 0;
+  ASSERT_TRUE(platform::PerformanceCounter(&begin));
+  platform::SleepMilliseconds(30);
+  ASSERT_TRUE(platform::PerformanceCounter(&end));
+  EXPECT_GE(platform::TickCount64() - ticks, 29u);
+  EXPECT_GE(static_cast<double>(end - begin) / static_cast<double>(platform::PerformanceFrequency()), 0.030);
+}
+
+TEST(Clock, ShortTickCountIsTheLowHalfOfTheLongOne) {
+  const uint64_t before = platform::TickCount64();
+  const uint32_t ticks = platform::TickCount();
+  EXPECT_LT(ticks - static_cast<uint32_t>(before & 0xFFFFFFFFu), 60000u);
+}
+
+TEST(Clock, WallClockIsTheSystemsTime) {
+  EXPECT_NEAR(static_cast<double>(platform::WallClockSeconds()), static_cast<double>(std::time(nullptr)), 2.0);
+}
+
+TEST(Clock, FormatsLocalTime) {
+  ::setenv("TZ", "UTC", 1);
+  ::tzset();
+  EXPECT_EQ(platform::FormatLocalTime(1462365005, "%Y-%m-%d_%H-%M-%S"), "2016-05-04_12-30-05");
+  EXPECT_EQ(platform::FormatLocalTime(0, "%y/%m/%d-%H:%M:%S"), "70/01/01-00:00:00");
+  ::setenv("TZ", "XYZ-2", 1);  // two hours east
+  ::tzset();
+  EXPECT_EQ(platform::FormatLocalTime(1462365005, "%H:%M"), "14:30");
+  ::setenv("TZ", "UTC", 1);
+  ::tzset();
+}
+
+TEST(Clock, TextThatDoesNotFitIsNoText) {
+  char buffer[4];
+  EXPECT_EQ(platform::FormatLocalTime(0, "%Y-%m-%d", buffer, sizeof buffer), 0u);
+  EXPECT_EQ(platform::FormatLocalTime(0, "%S", buffer, sizeof buffer), 2u);
+  EXPECT_STREQ(buffer, "00");
+}
+
+TEST(Clock, ThreadsHaveIdsOfTheirOwn) {
+  const uint32_t here = platform::ThreadId();
+  uint32_t there = here;
+  std::thread([&there] { there = platform::ThreadId(); }).join();
+  EXPECT_NE(here, there);
+  EXPECT_EQ(platform::ThreadId(), here);
+  EXPECT_EQ(platform::ProcessId(), static_cast<uint32_t>(::getpid()));
+}
+
+}  // namespace
+}  // namespace TSEG

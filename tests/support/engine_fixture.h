@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// EngineTest: a test that runs the engine through its exported functions in a folder of its own, with its own configuration and log.
+//
+// The logger is opened first, on a file of the test, so that every line that a call writes can be looked at; the engine finds it open and uses it.
+#ifndef WVAD_SUPPORT_ENGINE_FIXTURE_H_
+#define WVAD_SUPPORT_ENGINE_FIXTURE_H_
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "log/log.h"
+#include "support/temp_folder.h"
+#include "wvad.h"
+
+namespace TSEG::testing_support {
+
+inline std::string DataFile(const std::string& name) { return std::string(WVAD_TEST_DATA_DIR) + "/" + name; }
+
+inline std::vector<int16_t> ReadPcm(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::vector<int16_t> samples(bytes.size() / 2);
+  std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
+  return samples;
+}
+
+class EngineTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    previous_ = std::filesystem::current_path();
+    std::filesystem::current_path(folder_.path());
+    folder_.write("test.cfu", "[logger]\nfile=" + folder_.file("test.log") + "\nlevel=all\nstyle=16\nflush=1\nhead=0\n");
+    ASSERT_EQ(srlog_open(folder_.file("test.cfu").c_str(), "logger", {"test.log", "Test"}), 0);
+  }
+
+  void TearDown() override {
+    if (inst_ != nullptr) wVadDestroyInst(inst_);
+    wVadUninitialize();
+    srlog_close();
+    std::filesystem::current_path(previous_);
+  }
+
+  // Writes "w_tseg.cfg" with the model at `model` (an absolute path) and `extra` entries in the section "vad".
+  void Configure(const std::string& model, const std::string& extra = "") {
+    const std::filesystem::path path(model);
+    std::string up;
+    for (int i = 0; i < 24; ++i) up += "../";
+    folder_.write("w_tseg.cfg", "[vad]\nwvad_param_model_path = " + up + path.parent_path().string().substr(1) +
+                                    "/\nwvad_param_model_name = " + path.filename().string() + "\n" + extra + "\n");
+  }
+
+  // Brings the engine up on a model of the test data.
+  void Up(const std::string& model = "models/dnn.bin", const std::string& extra = "") {
+    Configure(DataFile(model), extra);
+    ASSERT_EQ(wVadInitialize(nullptr), 0) << Log();
+  }
+
+  // The same, with an instance in inst_.
+  void UpWithInstance(const std::string& model = "models/dnn.bin", const std::string& extra = "") {
+    Up(model, extra);
+    ASSERT_EQ(wVadCreateInst(&inst_), 0);
+  }
+
+  int Set(const char* name, const char* value) { return wVadSetParameter(inst_, name, value); }
+
+  std::string Get(const char* name) {
+    char text[2048] = "untouched";
+    EXPECT_EQ(wVadGetParameter(inst_, name, text, sizeof(text)), 0) << name;
+    return text;
+  }
+
+  int Write(const int16_t* samples, size_t n, uint32_t status) {
+    WVadAudioSample audio = {};
+    audio.pData = const_cast<int16_t*>(samples);
+    audio.len = static_cast<uint32_t>(n * 2);
+    audio.status = status;
+    return wVadAudioWrite(inst_, &audio);
+  }
+
+  int WriteSilence(size_t n, uint32_t status) {
+    const std::vector<int16_t> zeros(n);
+    return Write(zeros.data(), n, status);
+  }
+
+  // Writes all samples in pieces of `piece_bytes`, then an empty last piece; gives the codes.
+  std::vector<int> WriteAll(const std::vector<int16_t>& samples, size_t piece_bytes) {
+    std::vector<int> codes;
+    for (size_t at = 0; at < samples.size(); at += piece_bytes / 2) {
+      const size_t n = std::min(piece_bytes / 2, samples.size() - at);
+      codes.push_back(Write(samples.data() + at, n, WVAD_WRITE_CONTINUE));
+    }
+    codes.push_back(Write(nullptr, 0, WVAD_WRITE_LAST));
+    return codes;
+  }
+
+  std::vector<int> Endpoints() {
+    std::vector<int> out(4096);
+    out.resize(static_cast<size_t>(wVadQueryEPInfo(inst_, out.data(), static_cast<int>(out.size()))));
+    return out;
+  }
+
+  std::vector<std::string> Results() {
+    WVadResult* list = nullptr;
+    EXPECT_EQ(wVadGetResult(inst_, &list), 0);
+    std::vector<std::string> texts;
+    for (int i = 0; list != nullptr && i < list->nCount; ++i) {
+      texts.push_back(std::string(list->pItems[i].pName) + " " + list->pItems[i].pKey + " " + list->pItems[i].pText);
+    }
+    return texts;
+  }
+
+  // Everything logged so far, one message a line.
+  std::string Log() const { return folder_.read("test.log"); }
+  bool Logged(const std::string& line) const { return ("\n" + Log()).find("\n" + line + "\n") != std::string::npos; }
+  size_t CountLogged(const std::string& line) const {
+    const std::string log = "\n" + Log();
+    size_t count = 0;
+    for (size_t at = log.find("\n" + line + "\n"); at != std::string::npos; at = log.find("\n" + line + "\n", at + 1)) ++count;
+    return count;
+  }
+  // The two lines of a failed check.
+  bool LoggedFailure(const std::string& line, const std::string& name, int code) const {
+    return ("\n" + Log()).find("\n" + line + "\nError! The error string is -> " + name + " = " + std::to_string(code) + "\n") !=
+           std::string::npos;
+  }
+
+  TempFolder folder_;
+  WVADInst inst_ = nullptr;
+
+ private:
+  std::filesystem::path previous_;
+};
+
+}  // namespace TSEG::testing_support
+
+#endif  // WVAD_SUPPORT_ENGINE_FIXTURE_H_

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The blocks that a network sees, made exactly as a session makes them: samples go through a FrontEndChannel in chunks of 400, the last
+// chunk shorter or empty, and blocks are popped after each push.
+//
+// One source serves one thread; it may be used for one recording after another.
+#ifndef WVAD_TOOLS_BLOCKS_BLOCK_SOURCE_H_
+#define WVAD_TOOLS_BLOCKS_BLOCK_SOURCE_H_
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "session/front_end_channel.h"
+
+namespace TSEG::blocks {
+
+// How a session would be set up.
+struct BlockOptions {
+  std::string model_type = "dnn_fb75";  // or "lstm_fb75", "lstm_fb40"
+  int rate_hz = 16000;
+  bool mean_removal = true;
+  int cmn_type = 0;
+};
+
+// Floats of a block of that model type: 825, 300 or 160; 0 for any other type.
+int BlockFloats(const std::string& model_type);
+
+class BlockSource {
+ public:
+  explicit BlockSource(BlockOptions options);
+
+  // Called with each block (valid during the call) and whether it closes the session.
+  using BlockSink = std::function<void(const float* block, bool eof)>;
+
+  // Runs a whole recording as one session.
+  void Run(const std::vector<int16_t>& samples, const BlockSink& sink);
+
+  // Frames that the last block of the last run was short of (LSTM kinds).
+  int padded_frames() const { return n_padded_; }
+
+ private:
+  void PopAll(bool last, const BlockSink& sink);
+
+  BlockOptions options_;
+  FrontEndChannel channel_;
+  int32_t n_padded_ = 0;
+};
+
+// The 75 values of the frame in the middle of an 825-float block.
+constexpr int kCentreFirst = 5 * 75;
+constexpr int kCentreFloats = 75;
+
+}  // namespace TSEG::blocks
+
+#endif  // WVAD_TOOLS_BLOCKS_BLOCK_SOURCE_H_

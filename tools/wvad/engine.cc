@@ -1,0 +1,267 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/engine.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <system_error>
+#include <typeinfo>
+
+#include "wvad/failure.h"
+#include "wvad/system.h"
+
+namespace TSEG::tool {
+namespace {
+
+struct NamedCode {
+  int code;
+  const char* name;
+};
+
+constexpr NamedCode kCodes[] = {
+    {WVAD_ERROR_ALREADY_INIT, "WVAD_ERROR_ALREADY_INIT"},
+    {WVAD_ERROR_NOT_INIT, "WVAD_ERROR_NOT_INIT"},
+    {WVAD_ERROR_ALREADY_START, "WVAD_ERROR_ALREADY_START"},
+    {WVAD_ERROR_NOT_START, "WVAD_ERROR_NOT_START"},
+    {WVAD_ERROR_RESOURCE_TYPE, "WVAD_ERROR_RESOURCE_TYPE"},
+    {WVAD_ERROR_INVALID_PARA, "WVAD_ERROR_INVALID_PARA"},
+    {WVAD_ERROR_INVALID_PARA_VALUE, "WVAD_ERROR_INVALID_PARA_VALUE"},
+    {WVAD_ERROR_NULL_HANDLE, "WVAD_ERROR_NULL_HANDLE"},
+    {WVAD_ERROR_INVALID_HANDLE, "WVAD_ERROR_INVALID_HANDLE"},
+    {WVAD_ERROR_BUF_NOT_ENOUGH, "WVAD_ERROR_BUF_NOT_ENOUGH"},
+    {WVAD_ERROR_AUDIO_ENOUGH, "WVAD_ERROR_AUDIO_ENOUGH"},
+    {WVAD_ERROR_PARA_NOT_SETTABLE, "WVAD_ERROR_PARA_NOT_SETTABLE"},
+    {WVAD_ERROR_PARAM_TOO_LONG, "WVAD_ERROR_PARAM_TOO_LONG"},
+    {WVAD_ERROR_WRITE_LENGTH_NOT_EVEN, "WVAD_ERROR_WRITE_LENGTH_NOT_EVEN"},
+    {RES_MGR_ERROR_RESOURCE_NOT_EXIST, "RES_MGR_ERROR_RESOURCE_NOT_EXIST"},
+    {RES_MGR_ERROR_RESOURCE_ALREADY_EXIST, "RES_MGR_ERROR_RESOURCE_ALREADY_EXIST"},
+    {RES_MGR_ERROR_RESOURCE_UNREADABLE, "RES_MGR_ERROR_RESOURCE_UNREADABLE"},
+    {RES_MGR_ERROR_INVALID_PARA_VALUE, "RES_MGR_ERROR_INVALID_PARA_VALUE"},
+    {RES_MGR_ERROR_NULL_HANDLE, "RES_MGR_ERROR_NULL_HANDLE"},
+    {RES_MGR_ERROR_RESOURCE_MAGIC, "RES_MGR_ERROR_RESOURCE_MAGIC"},
+    {RES_MGR_ERROR_RESOURCE_TOO_OLD, "RES_MGR_ERROR_RESOURCE_TOO_OLD"},
+    {RES_MGR_ERROR_RESOURCE_DELETE, "RES_MGR_ERROR_RESOURCE_DELETE"},
+    {RES_MGR_ERROR_RESOURCE_TYPE, "RES_MGR_ERROR_RESOURCE_TYPE"},
+};
+
+const char* ModelTrouble(int code) {
+  switch (code) {
+    case RES_MGR_ERROR_RESOURCE_NOT_EXIST:
+      return "there is no such file";
+    case RES_MGR_ERROR_RESOURCE_UNREADABLE:
+      return "it is empty, cut short, damaged or cannot be read";
+    case RES_MGR_ERROR_RESOURCE_MAGIC:
+      return "it is not a model file of this engine";
+    case RES_MGR_ERROR_RESOURCE_TOO_OLD:
+      return "it lacks one of the seven settings that a model carries";
+    case RES_MGR_ERROR_RESOURCE_TYPE:
+      return "it holds a kind of network that this engine does not run";
+    default:
+      return "the engine could not be started with it";
+  }
+}
+
+// The engine ends the process on a file without the magic word, on purpose; a program must look first.
+void CheckMagic(const std::string& model) {
+  constexpr std::streamoff kMagicOffset = 44;
+  constexpr std::array<char, 8> kMagic = {'o', 'r', 'v', 'a', 'l', 'i', 'n', '\0'};
+  std::ifstream in(model, std::ios::binary);
+  if (!in) throw Failure(ExitCode::kBadModel, model + ": the model cannot be opened");
+  std::array<char, 8> found{};
+  in.seekg(kMagicOffset);
+  in.read(found.data(), found.size());
+  if (found != kMagic) throw Failure(ExitCode::kBadModel, model + ": this is not a model file of this engine");
+}
+
+// The library takes the model's path relative to its own folder, whose depth is the library's affair; going up this often ends at the
+// root from anywhere, since the root is its own parent.
+std::string PathFromAnywhere(const std::string& absolute) {
+  constexpr int kLevels = 64;
+  std::string path;
+  for (int i = 0; i < kLevels; ++i) path += "../";
+  return path + absolute.substr(1);
+}
+
+// `line` is a line of its own in a configuration file only without line breaks; the parameters were checked for them before.
+void WriteConfiguration(const std::string& file, const std::string& model_folder, const ParameterList& configuration,
+                        const std::string& more) {
+  std::ofstream out(file, std::ios::binary);
+  out << "[vad]\n"
+      << "wvad_param_model_path = " << PathFromAnywhere(model_folder) << "/\n"
+      << "wvad_param_model_name = model\n";
+  for (const auto& [name, value] : configuration) out << name << " = " << value << '\n';
+  out << '\n' << more << '\n';
+  out.flush();
+  if (!out) throw Failure(ExitCode::kOutput, file + ": cannot be written");
+}
+
+}  // namespace
+
+std::string CodeName(int code) {
+  for (const NamedCode& row : kCodes) {
+    if (row.code == code) return std::string(row.name) + " (" + std::to_string(code) + ")";
+  }
+  return "code " + std::to_string(code);
+}
+
+Engine::Engine(const std::string& model, const ParameterList& configuration, const std::string& more) {
+  CheckMagic(model);
+  const PrivateFolder folder;
+  std::error_code error;
+  const std::filesystem::path target = std::filesystem::absolute(model, error);
+  if (error) throw Failure(ExitCode::kBadModel, model + ": the current folder is gone; give the model's whole path");
+  std::filesystem::create_symlink(target, folder.path() + "/model", error);
+  if (error) throw Failure(ExitCode::kOutput, folder.path() + "/model: " + error.message());
+  WriteConfiguration(folder.path() + "/w_tseg.cfg", folder.path(), configuration, more);
+
+  // The configuration is looked for in the current folder, by the start alone; model and configuration are not needed afterwards.
+  int code = 0;
+  {
+    const CurrentFolder there(folder.path());
+    const OutputToError quiet;
+    code = wVadInitialize(nullptr);
+  }
+  if (code != WVAD_SUCCESS) throw Failure(ExitCode::kBadModel, model + ": " + ModelTrouble(code) + ", " + CodeName(code));
+}
+
+Engine::~Engine() { wVadUninitialize(); }
+
+Detector::Detector(Engine&) {
+  const int code = wVadCreateInst(&handle_);
+  if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "no detector could be made: " + CodeName(code));
+}
+
+Detector::~Detector() { wVadDestroyInst(handle_); }
+
+void Detector::Set(const std::string& name, const std::string& value) {
+  int code = 0;
+  try {
+    code = wVadSetParameter(handle_, name.c_str(), value.c_str());
+  } catch (const std::bad_cast&) {
+    // The one failure of the library that has no code: a number that is not one, whole.
+    throw Failure(ExitCode::kBadParameter, name + ": \"" + value + "\" is not a value of this parameter's type");
+  }
+  switch (code) {
+    case WVAD_SUCCESS:
+      return;
+    case WVAD_ERROR_INVALID_PARA_VALUE:
+      throw Failure(ExitCode::kBadRate, name + ": the engine does not support a sample rate of " + value + " (16000, 8000 or 6000)");
+    case WVAD_ERROR_INVALID_PARA:
+      if (value.size() > 256) throw Failure(ExitCode::kBadParameter, name + ": the value is too long (at most 256 characters)");
+      throw Failure(ExitCode::kBadParameter, name + ": there is no such parameter");
+    case WVAD_ERROR_PARA_NOT_SETTABLE:
+      throw Failure(ExitCode::kBadParameter, name + ": this parameter cannot be set");
+    default:
+      throw Failure(ExitCode::kBadParameter, name + ": " + CodeName(code));
+  }
+}
+
+std::string Detector::Get(const std::string& name) const {
+  std::array<char, 1025> text{};
+  const int code = wVadGetParameter(handle_, name.c_str(), text.data(), static_cast<int>(text.size()));
+  return code == WVAD_SUCCESS ? std::string(text.data()) : std::string();
+}
+
+Session::Session(Detector& detector, const ParameterList& parameters) : detector_(detector) {
+  for (const auto& [name, value] : parameters) detector_.Set(name, value);
+  quality_ = detector_.Get("wvad_param_bKelOn") == "1";
+  const int code = wVadStart(detector_.handle());
+  if (code == WVAD_ERROR_INVALID_PARA_VALUE) {
+    throw Failure(ExitCode::kBadParameter, "a margin below 0 or a sample rate that is not supported");
+  }
+  if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "the session could not be started: " + CodeName(code));
+}
+
+Session::~Session() { wVadStop(detector_.handle()); }
+
+void Session::Write(const int16_t* samples, size_t count, bool last) {
+  WVadAudioSample piece{};
+  // The engine only reads here; the record's pointer is not const because the same record is handed out by reads.
+  piece.pData = const_cast<int16_t*>(samples);
+  piece.len = static_cast<uint32_t>(count * sizeof(int16_t));
+  piece.status = last ? WVAD_WRITE_LAST : WVAD_WRITE_CONTINUE;
+  const int code = wVadAudioWrite(detector_.handle(), &piece);
+  if (code == WVAD_ERROR_AUDIO_ENOUGH) {
+    ended_ = true;
+    return;
+  }
+  if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "the engine refused the audio: " + CodeName(code));
+  // After the last write the stop frees everything at once; only the audio-quality results are waited for.
+  if (!last || quality_) Drain();
+  Collect();
+}
+
+void Session::Drain() {
+  for (;;) {
+    WVadAudioSample piece{};
+    const int code = wVadAudioRead(detector_.handle(), &piece);
+    if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "the engine refused a read: " + CodeName(code));
+    if (piece.status == WVAD_READ_OVER) {
+      ended_ = true;
+      return;
+    }
+    if (piece.status != WVAD_READ_BEGIN && piece.status != WVAD_READ_END) return;
+  }
+}
+
+void Session::AttachValues(const char* text) {
+  const nlohmann::json parsed = nlohmann::json::parse("{" + std::string(text) + "}", nullptr, false);
+  if (parsed.is_discarded() || !parsed.contains("ws") || parsed["ws"].empty()) return;
+  const nlohmann::json& row = parsed["ws"][0];
+  SessionSentence sentence;
+  sentence.begin_frame = row.value("bg", int64_t{-10}) / 10;
+  sentence.end_frame = row.value("ed", int64_t{-10}) / 10;
+  if (row.contains("vol")) sentence.vol = row["vol"].get<double>();
+  if (row.contains("trig")) sentence.trig = row["trig"].get<bool>();
+  if (row.contains("eg")) sentence.eg = row["eg"].get<double>();
+  values_.push_back(sentence);
+}
+
+void Session::Collect() {
+  WVadResult* results = nullptr;
+  if (wVadGetResult(detector_.handle(), &results) == WVAD_SUCCESS && results != nullptr) {
+    for (int32_t i = 0; i < results->nCount; ++i) {
+      const WVadResultItem& item = results->pItems[i];
+      if (std::string(item.pKey) == "vol") {
+        AttachValues(item.pText);
+      } else if (ended_) {
+        // Handed out again at each call; the end of the session is the one time that counts.
+        others_.push_back({item.pKey, item.pText});
+      }
+    }
+  }
+  // The silence length tells cheaply whether a sentence beyond the known ones has begun; only then the table is fetched.
+  int silence = -1;
+  wVadGetSilLen(detector_.handle(), static_cast<int>(n_closed_), &silence);
+  open_ = silence != -1;
+  if (!open_) return;
+  constexpr size_t kMaxSentences = 20480;
+  end_points_.resize(2 * kMaxSentences);
+  const int written = wVadQueryEPInfo(detector_.handle(), end_points_.data(), static_cast<int>(end_points_.size()));
+  const size_t closed = static_cast<size_t>(std::max(written, 0)) / 2;
+  for (; n_closed_ < closed; ++n_closed_) {
+    SessionSentence sentence;
+    sentence.begin_frame = end_points_[2 * n_closed_];
+    sentence.end_frame = end_points_[2 * n_closed_ + 1];
+    const auto match = std::find_if(values_.begin(), values_.end(), [&](const SessionSentence& value) {
+      return value.begin_frame == sentence.begin_frame && value.end_frame == sentence.end_frame;
+    });
+    if (match != values_.end()) {
+      sentence = *match;
+      values_.erase(values_.begin(), match + 1);
+    }
+    fresh_.push_back(sentence);
+  }
+  wVadGetSilLen(detector_.handle(), static_cast<int>(n_closed_), &silence);
+  open_ = silence != -1;
+}
+
+std::vector<SessionSentence> Session::TakeClosed() {
+  std::vector<SessionSentence> taken;
+  taken.swap(fresh_);
+  return taken;
+}
+
+}  // namespace TSEG::tool

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The library's C interface as owned objects: the engine (one a process), a detector, and a running session on it. Codes become
+// `Failure`s with words; nothing else is added to what the library does.
+//
+// One thread. Objects end in the reverse order: session, detector, engine.
+#ifndef WVAD_WVAD_ENGINE_H_
+#define WVAD_WVAD_ENGINE_H_
+
+#include <wvad.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace TSEG::tool {
+
+using ParameterList = std::vector<std::pair<std::string, std::string>>;
+
+// Brings the engine up with the model file `model`. `configuration` are lines for the section "vad" of the configuration file, `more` is
+// the text of a whole further configuration file that follows (its entries count where ours are silent).
+// Throws Failure: kBadModel with the reason, kBadParameter for a configuration that cannot be used.
+class Engine {
+ public:
+  Engine(const std::string& model, const ParameterList& configuration, const std::string& more);
+  ~Engine();
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+};
+
+// One instance of the detector.
+class Detector {
+ public:
+  explicit Detector(Engine& engine);
+  ~Detector();
+  Detector(const Detector&) = delete;
+  Detector& operator=(const Detector&) = delete;
+
+  // For the next session. Throws Failure(kBadParameter) or, for a rate outside the engine's, Failure(kBadRate).
+  void Set(const std::string& name, const std::string& value);
+  // The value as text; empty for a parameter that cannot be read back.
+  std::string Get(const std::string& name) const;
+  WVADInst handle() const { return handle_; }
+
+ private:
+  WVADInst handle_ = nullptr;
+};
+
+// A sentence of one session, in frames of 10 ms from the session's start, with the values that the engine gave for it. Values are missing
+// where the engine has dropped them (more than sixteen sentences ending in one write).
+struct SessionSentence {
+  int64_t begin_frame = 0;
+  int64_t end_frame = 0;
+  std::optional<double> vol;
+  std::optional<bool> trig;
+  std::optional<double> eg;
+};
+
+// A further result of the audio-quality component, as it stands: key and JSON member text.
+struct OtherResult {
+  std::string key;
+  std::string text;
+};
+
+// One session on a detector, from start to stop. Reads back what the engine hands out, so that its memory stays flat.
+class Session {
+ public:
+  Session(Detector& detector, const ParameterList& parameters);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // Writes `count` samples; `last` closes the session (an open sentence then ends). Throws Failure(kEngine).
+  void Write(const int16_t* samples, size_t count, bool last);
+  // The sentences that have closed since the last call, in order.
+  std::vector<SessionSentence> TakeClosed();
+  // Results other than those of sentences; filled by the last write, and by the write that ended the session.
+  const std::vector<OtherResult>& others() const { return others_; }
+
+  bool sentence_open() const { return open_; }
+  int64_t sentences() const { return static_cast<int64_t>(n_closed_) + (open_ ? 1 : 0); }
+  // The engine ended the session by itself: tail silence, or no speech in time.
+  bool ended() const { return ended_; }
+
+ private:
+  void Drain();
+  void Collect();
+  void AttachValues(const char* text);
+
+  Detector& detector_;
+  bool quality_;
+  bool ended_ = false;
+  bool open_ = false;
+  size_t n_closed_ = 0;
+  std::vector<SessionSentence> fresh_;   // closed, not taken yet
+  std::vector<SessionSentence> values_;  // values whose sentence has not been seen closed yet
+  std::vector<int> end_points_;
+  std::vector<OtherResult> others_;
+};
+
+// The name of a code of the library, such as "WVAD_ERROR_NOT_INIT (14002)".
+std::string CodeName(int code);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_ENGINE_H_

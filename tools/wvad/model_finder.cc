@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/model_finder.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "wvad/failure.h"
+#include "wvad/system.h"
+
+namespace TSEG::tool {
+namespace {
+
+bool IsFile(const std::string& path) {
+  std::error_code ignored;
+  const std::filesystem::file_status status = std::filesystem::status(path, ignored);
+  return std::filesystem::exists(status) && !std::filesystem::is_directory(status);
+}
+
+}  // namespace
+
+std::vector<std::string> ModelFolders(const std::string& models_dir) {
+  if (!models_dir.empty()) return {models_dir};
+  if (const char* wanted = std::getenv("WVAD_MODELS_DIR"); wanted != nullptr && wanted[0] != '\0') return {wanted};
+  const std::string program = ProgramFolder();
+  if (program.empty()) return {};
+  std::vector<std::string> folders;
+  // Beside the library, as it is installed, and as it lies in a build folder.
+  for (const std::string folder : {program + "/" + WVAD_MODELS_FROM_PROGRAM, program + "/../lib/vad"}) {
+    std::error_code ignored;
+    const std::string clean = std::filesystem::weakly_canonical(folder, ignored).string();
+    if (!clean.empty() && (folders.empty() || folders.back() != clean)) folders.push_back(clean);
+  }
+  return folders;
+}
+
+std::string FindModel(const std::string& model, const std::string& models_dir) {
+  if (model.find('/') != std::string::npos) {
+    if (IsFile(model)) return model;
+    throw Failure(ExitCode::kBadModel, model + ": there is no such model file");
+  }
+  const std::vector<std::string> folders = ModelFolders(models_dir);
+  std::string looked;
+  for (const std::string& folder : folders) {
+    for (const std::string& name : {model, model + ".bin"}) {
+      if (IsFile(folder + "/" + name)) return folder + "/" + name;
+    }
+    looked += (looked.empty() ? "" : ", ") + folder;
+  }
+  if (IsFile(model)) return "./" + model;
+  throw Failure(ExitCode::kBadModel, model + ": there is no such model (looked in " + (looked.empty() ? "no folder" : looked) + ")");
+}
+
+}  // namespace TSEG::tool

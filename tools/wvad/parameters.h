@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What becomes of each --set NAME=VALUE: most parameters are set on the detector before each session, a few work only from the
+// configuration that the engine reads at its start, and a few cannot be left to the user.
+#ifndef WVAD_WVAD_PARAMETERS_H_
+#define WVAD_WVAD_PARAMETERS_H_
+
+#include <string>
+#include <vector>
+
+#include "wvad/engine.h"
+
+namespace TSEG::tool {
+
+struct ParameterPlan {
+  ParameterList configuration;  // for the engine's start
+  ParameterList session;        // for each session, in order
+};
+
+// Sorts the settings, each NAME=VALUE. `endpoint`: the session may end by itself; otherwise the limits that would end it are the program's.
+// Throws Failure(kBadParameter). Names and values that only the engine knows are left to it.
+ParameterPlan PlanParameters(const std::vector<std::string>& settings, bool endpoint);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_PARAMETERS_H_

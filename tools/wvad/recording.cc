@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/recording.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace TSEG::tool {
+
+Recording::Recording(Detector& detector, ParameterList parameters, int rate_hz, RenewalPolicy policy, Sink sink)
+    : detector_(detector),
+      parameters_(std::move(parameters)),
+      rate_hz_(rate_hz),
+      policy_(policy),
+      sink_(std::move(sink)),
+      session_(std::make_unique<Session>(detector_, parameters_)) {}
+
+void Recording::Feed(const std::vector<int16_t>& piece) {
+  session_->Write(piece.data(), piece.size(), false);
+  samples_ += static_cast<int64_t>(piece.size());
+  Remember(piece);
+  Report();
+  if (RenewalIsDue()) Renew();
+}
+
+void Recording::Finish() {
+  session_->Write(nullptr, 0, true);
+  Report();
+  others_ = session_->others();
+  session_.reset();
+}
+
+void Recording::Report() {
+  const int64_t frame_samples = rate_hz_ / 100;
+  for (const SessionSentence& found : session_->TakeClosed()) {
+    Sentence sentence{session_start_ + found.begin_frame * frame_samples, session_start_ + found.end_frame * frame_samples, found.vol,
+                      found.trig, found.eg};
+    if (renewals_ > 0) {
+      if (sentence.end_sample <= std::max(decided_to_, reported_to_)) continue;
+      sentence.begin_sample = std::max(sentence.begin_sample, reported_to_);
+    }
+    reported_to_ = sentence.end_sample;
+    sink_(sentence);
+  }
+}
+
+bool Recording::RenewalIsDue() const {
+  const int64_t age = samples_ - session_start_;
+  if (age >= policy_.hard_s * rate_hz_) return true;
+  if (session_->sentence_open()) return false;
+  return samples_ - std::max(session_start_, reported_to_) >= policy_.quiet_s * rate_hz_ || age >= policy_.age_s * rate_hz_ ||
+         session_->sentences() >= policy_.sentences;
+}
+
+void Recording::Renew() {
+  // What the old session has heard but not decided upon at the handover is less than a second: its last frames wait for their context,
+  // and a begin is told about a fifth of a second after it. A sentence ending before that would have been open, or closed, by now.
+  const int64_t undecided = rate_hz_;
+  const bool cut = session_->sentence_open();
+  if (cut) {
+    session_->Write(nullptr, 0, true);
+    Report();
+  }
+  session_.reset();
+  ++renewals_;
+  decided_to_ = std::max(decided_to_, cut ? samples_ : samples_ - undecided);
+  const int64_t lead_in = std::min(policy_.lead_in_s * rate_hz_, static_cast<int64_t>(past_.size()));
+  session_start_ = samples_ - lead_in;
+  session_ = std::make_unique<Session>(detector_, parameters_);
+  const int16_t* next = past_.data() + (static_cast<int64_t>(past_.size()) - lead_in);
+  for (int64_t left = lead_in; left > 0;) {
+    const int64_t count = std::min(left, rate_hz_);
+    session_->Write(next, static_cast<size_t>(count), false);
+    next += count;
+    left -= count;
+  }
+  Report();
+}
+
+void Recording::Remember(const std::vector<int16_t>& piece) {
+  const size_t wanted = static_cast<size_t>(policy_.lead_in_s * rate_hz_);
+  past_.insert(past_.end(), piece.begin(), piece.end());
+  if (past_.size() > 2 * wanted + piece.size()) past_.erase(past_.begin(), past_.end() - static_cast<std::ptrdiff_t>(wanted));
+}
+
+}  // namespace TSEG::tool

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A recording of any length as a chain of sessions with one clock.
+//
+// A session of the engine has limits: it takes 20479 sentences, counts bytes in 32 bits, frees nothing before its first sentence and
+// little in a long silence. So the recorder renews the session whenever no sentence is open and one of these has grown large. The new
+// session first gets the last seconds of audio once more, so that its running means are settled where its own work begins:
+//
+//   old session   ....[sentence]......................|
+//   new session                      |...lead-in......|...[sentence]...
+//                                                     ^ handover
+//
+// A sentence that the new session finds wholly in the lead-in, or that ends where one was reported already, is not reported again; one
+// that reaches back over the end of a reported sentence begins there. A run of speech that had just begun at the handover is found by
+// the new session, since it lies in the lead-in. So nothing is lost and nothing comes twice.
+//
+// One thread; memory does not grow with the recording's length.
+#ifndef WVAD_WVAD_RECORDING_H_
+#define WVAD_WVAD_RECORDING_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "wvad/engine.h"
+
+namespace TSEG::tool {
+
+// A sentence on the recording's clock: sample numbers at the engine's rate, counted in 64 bits from the recording's start.
+struct Sentence {
+  int64_t begin_sample = 0;
+  int64_t end_sample = 0;
+  std::optional<double> vol;
+  std::optional<bool> trig;
+  std::optional<double> eg;
+};
+
+// When a session is renewed, and with how much lead-in. All lengths in seconds of audio.
+struct RenewalPolicy {
+  int64_t lead_in_s = 20;
+  int64_t quiet_s = 240;        // without a sentence for so long: the engine holds all audio since then
+  int64_t age_s = 2 * 3600;     // whatever happens in it
+  int64_t sentences = 8000;     // of the 20479 that a session takes
+  int64_t hard_s = 12 * 3600;   // even inside a sentence, which ends there (only a raised sentence limit leads here)
+};
+
+class Recording {
+ public:
+  using Sink = std::function<void(const Sentence&)>;
+
+  // `parameters` are set for every session. `sink` gets each sentence as soon as it is known, in order of time.
+  Recording(Detector& detector, ParameterList parameters, int rate_hz, RenewalPolicy policy, Sink sink);
+
+  void Feed(const std::vector<int16_t>& piece);
+  // Ends the last session; an open sentence ends with the audio.
+  void Finish();
+
+  int64_t samples() const { return samples_; }
+  int64_t renewals() const { return renewals_; }
+  const std::vector<OtherResult>& others() const { return others_; }
+
+ private:
+  void Report();
+  bool RenewalIsDue() const;
+  void Renew();
+  void Remember(const std::vector<int16_t>& piece);
+
+  Detector& detector_;
+  ParameterList parameters_;
+  int64_t rate_hz_;
+  RenewalPolicy policy_;
+  Sink sink_;
+  std::unique_ptr<Session> session_;
+  int64_t session_start_ = 0;  // the sample that is frame 0 of the session
+  int64_t samples_ = 0;
+  int64_t decided_to_ = 0;   // sentences ending up to here are the affair of earlier sessions
+  int64_t reported_to_ = 0;  // end of the last sentence that was reported
+  int64_t renewals_ = 0;
+  std::vector<int16_t> past_;  // at least the last lead_in_s seconds, where there are so many
+  std::vector<OtherResult> others_;
+};
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_RECORDING_H_

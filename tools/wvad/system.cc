@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/system.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "wvad/failure.h"
+
+namespace TSEG::tool {
+
+bool IsTerminal(int descriptor) { return isatty(descriptor) == 1; }
+
+int TerminalWidth() {
+  winsize size{};
+  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+  return 80;
+}
+
+std::string ProgramFolder() {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  return error ? std::string() : program.parent_path().string();
+}
+
+void IgnoreBrokenPipes() { signal(SIGPIPE, SIG_IGN); }
+
+PrivateFolder::PrivateFolder() {
+  const char* wanted = getenv("TMPDIR");
+  // The folder's name goes into a configuration line, where these characters would be taken for something else.
+  const bool usable = wanted != nullptr && wanted[0] == '/' && std::string(wanted).find_first_of("\\\"'\n\r\t") == std::string::npos;
+  for (const std::string& parent : {usable ? std::string(wanted) : std::string("/tmp"), std::string("/tmp")}) {
+    std::string name = parent + "/wvad-XXXXXX";
+    if (mkdtemp(name.data()) != nullptr) {
+      path_ = name;
+      return;
+    }
+  }
+  throw Failure(ExitCode::kOutput, "no temporary folder can be made in " + std::string(usable ? wanted : "/tmp"));
+}
+
+PrivateFolder::~PrivateFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+CurrentFolder::CurrentFolder(const std::string& folder) : way_back_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+  if (chdir(folder.c_str()) != 0) {
+    if (way_back_ >= 0) close(way_back_);
+    throw Failure(ExitCode::kOutput, "cannot enter " + folder);
+  }
+}
+
+CurrentFolder::~CurrentFolder() {
+  if (way_back_ < 0 || fchdir(way_back_) != 0) {
+    if (chdir("/") != 0) std::perror("wvad: cannot leave the temporary folder");
+  }
+  if (way_back_ >= 0) close(way_back_);
+}
+
+OutputToError::OutputToError() {
+  std::fflush(stdout);
+  saved_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  if (saved_ >= 0) dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
+OutputToError::~OutputToError() {
+  std::fflush(stdout);
+  if (saved_ < 0) return;
+  dup2(saved_, STDOUT_FILENO);
+  close(saved_);
+}
+
+}  // namespace TSEG::tool

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the program asks of the operating system beyond the C++ library: terminals, its own path, private folders, the current folder.
+// The only header of the program behind which system calls stand.
+#ifndef WVAD_WVAD_SYSTEM_H_
+#define WVAD_WVAD_SYSTEM_H_
+
+#include <string>
+
+namespace TSEG::tool {
+
+bool IsTerminal(int descriptor);
+// Columns of the terminal on standard error, 80 if it does not say.
+int TerminalWidth();
+// The folder of the running program, without a trailing separator; empty if the system does not tell.
+std::string ProgramFolder();
+// A broken pipe on output shall be an error code of the write, not the end of the process.
+void IgnoreBrokenPipes();
+
+// A folder that only this user can look into, removed with its contents at the end. Throws Failure if there is no place for one.
+class PrivateFolder {
+ public:
+  PrivateFolder();
+  ~PrivateFolder();
+  PrivateFolder(const PrivateFolder&) = delete;
+  PrivateFolder& operator=(const PrivateFolder&) = delete;
+  const std::string& path() const { return path_; }  // absolute, no trailing separator
+
+ private:
+  std::string path_;
+};
+
+// Makes `folder` the current folder for the life of the object. The way back is held open, so it works when the folder that was current
+// has been deleted meanwhile. Where the way back cannot be held (no right to search that folder), no relative path could have been used
+// before either, and the root becomes current.
+class CurrentFolder {
+ public:
+  explicit CurrentFolder(const std::string& folder);
+  ~CurrentFolder();
+  CurrentFolder(const CurrentFolder&) = delete;
+  CurrentFolder& operator=(const CurrentFolder&) = delete;
+
+ private:
+  int way_back_;
+};
+
+// While it lives, what the process writes to standard output goes to standard error: results alone belong on standard output.
+class OutputToError {
+ public:
+  OutputToError();
+  ~OutputToError();
+  OutputToError(const OutputToError&) = delete;
+  OutputToError& operator=(const OutputToError&) = delete;
+
+ private:
+  int saved_;
+};
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_SYSTEM_H_
