@@ -1,1 +1,23 @@
 # SPDX-License-Identifier: Apache-2.0
+# What an installation holds: header, shared library, models beside it, CMake package, pkg-config file, program, manual page, licence.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS wvad EXPORT wvadTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES include/wvad.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${WVAD_BUNDLED_MODELS} DESTINATION ${CMAKE_INSTALL_LIBDIR}/vad)
+install(FILES LICENSE NOTICE README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+if(WVAD_BUILD_TOOLS)
+  install(TARGETS wvad_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES tools/wvad/wvad.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endif()
+
+set(_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/wvad)
+install(EXPORT wvadTargets NAMESPACE wvad:: DESTINATION ${_package_dir})
+configure_package_config_file(cmake/wvadConfig.cmake.in ${PROJECT_BINARY_DIR}/wvadConfig.cmake INSTALL_DESTINATION ${_package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/wvadConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/wvadConfig.cmake ${PROJECT_BINARY_DIR}/wvadConfigVersion.cmake DESTINATION ${_package_dir})
+
+# The folders are told from the prefix, so that an installation can be moved with its pkg-config file.
+file(RELATIVE_PATH WVAD_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(cmake/wvad.pc.in ${PROJECT_BINARY_DIR}/wvad.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/wvad.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -33,8 +33,8 @@ namespace {
 
 // The parameters that always come from the model, in the order of its rows.
 constexpr const char* kModelParams[7] = {
-    "wvad_param_isTsegDoCMN",   "wvad_param_isTsegLstm", "wvad_param_TsegModelType", "wvad_param_vad_LstmPaddingNum",
-    "wvad_param_SampleRate",    "wvad_param_vad_AgcOn",  "wvad_param_vad_ReadAGC",
+    "wvad_param_isTsegDoCMN", "wvad_param_isTsegLstm", "wvad_param_TsegModelType", "wvad_param_vad_LstmPaddingNum",
+    "wvad_param_SampleRate",  "wvad_param_vad_AgcOn",  "wvad_param_vad_ReadAGC",
 };
 
 bool SetFromModel(const char* name, const char* value) {

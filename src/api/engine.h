@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The engine of the process: whether it is up, its resource manager, the model's key, and the table through which it reaches its components.
+// The engine of the process: whether it is up, its resource manager, the model's key, and the table through which it reaches its
+// components.
 //
 // Process-wide objects of the library, all function-local: the state here, the default parameters (session/cfg_vad), FileLogSingleton
 // (session/file_log_singleton), the audio-quality defaults (quality), the logger (log), the loader registry and device settings (res), the
@@ -48,7 +49,8 @@ WREC_RES_SET ModelKey();
 // The loaded model, or null.
 HMMResourceLink* LoadedModel();
 
-// Takes the seven values of the model's table into the default parameters. 0, 30003 for a null record, 30007 for a table that does not hold them.
+// Takes the seven values of the model's table into the default parameters. 0, 30003 for a null record, 30007 for a table that does not hold
+// them.
 int model_res_config_load(const HMMResourceLink* model);
 // Whether the loaded network is of the kind that `isLstm` and `modelType` ask for. True for a model type without a loop: such a session
 // is not decided upon.

@@ -34,8 +34,7 @@ bool BindKel(ComponentTable* table) {
   return Bind(&table->wKelInitialize, &TSEG::wKelInitialize, "wKelInitialize") &&
          Bind(&table->wKelUninitialize, &TSEG::wKelUninitialize, "wKelUninitialize") &&
          Bind(&table->wKelCreate, &TSEG::wKelCreate, "wKelCreate") && Bind(&table->wKelDestroy, &TSEG::wKelDestroy, "wKelDestroy") &&
-         Bind(&table->wKelReset, &TSEG::wKelReset, "wKelReset") &&
-         Bind(&table->wKelAudioWrite, &TSEG::wKelAudioWrite, "wKelAudioWrite") &&
+         Bind(&table->wKelReset, &TSEG::wKelReset, "wKelReset") && Bind(&table->wKelAudioWrite, &TSEG::wKelAudioWrite, "wKelAudioWrite") &&
          Bind(&table->wKelStart, &TSEG::wKelStart, "wKelStart") && Bind(&table->wKelStop, &TSEG::wKelStop, "wKelStop") &&
          Bind(&table->wKelSetParameter, &TSEG::wKelSetParameter, "wKelSetParameter") &&
          Bind(&table->wKelGetParameter, &TSEG::wKelGetParameter, "wKelGetParameter") &&
@@ -80,8 +79,8 @@ int wVadInitialize(void* reserved) {
     const int ret = engine.table.wKelInitialize(reserved);
     if (ret != 0) {
       const char* text = reserved != nullptr ? static_cast<const char*>(reserved) : "(null)";
-      return WVAD_FAIL(ret, "ret", "%s | %s(%s) err, %s = %d, para = %s\n", "TSEG::wVadInitialize", "wKelInitialize_", "reserved", "ret", ret,
-                       text);
+      return WVAD_FAIL(ret, "ret", "%s | %s(%s) err, %s = %d, para = %s\n", "TSEG::wVadInitialize", "wKelInitialize_", "reserved", "ret",
+                       ret, text);
     }
   }
 

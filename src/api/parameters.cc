@@ -176,7 +176,8 @@ int wVadGetParameter(WVADInst inst, const char* param, char* nParamValue, int nV
   }
   const std::string text = SpecialText(*inst, position);
   if (text.size() + 1 > room) {
-    return WVAD_REFUSE(WVAD_ERROR_BUF_NOT_ENOUGH, "wGetParameter | err, param = %s, need buff = %d", param, static_cast<int>(text.size() + 1));
+    return WVAD_REFUSE(WVAD_ERROR_BUF_NOT_ENOUGH, "wGetParameter | err, param = %s, need buff = %d", param,
+                       static_cast<int>(text.size() + 1));
   }
   if (!text.empty()) std::memcpy(nParamValue, text.c_str(), text.size() + 1);
   return 0;

@@ -198,9 +198,10 @@ int wVadAudioWrite(WVADInst inst, WVadAudioSample* audio) {
     return WVAD_REFUSE(WVAD_ERROR_WRITE_LENGTH_NOT_EVEN, "WVADAPI wVadAudioWrite | audio sample len is not even number ");
   }
   if (inst->pSentences->nIdx >= WVAD_PAUSEAUDIO_MAXSIZE - 1 || audio->len > WVAD_VADAUDIO_BUF_MAXSIZE) {
-    return WVAD_REFUSE(WVAD_ERROR_BUF_NOT_ENOUGH,
-                       "WVADAPI wVadAudioWrite | pTsegInst->nPauseIdx >= WVAD_PAUSEAUDIO_MAXSIZE - 1\t|| (pTsegInst->nVadAudioLen + audio->len) > "
-                       "WVAD_VADAUDIO_BUF_MAXSIZE");
+    return WVAD_REFUSE(
+        WVAD_ERROR_BUF_NOT_ENOUGH,
+        "WVADAPI wVadAudioWrite | pTsegInst->nPauseIdx >= WVAD_PAUSEAUDIO_MAXSIZE - 1\t|| (pTsegInst->nVadAudioLen + audio->len) > "
+        "WVAD_VADAUDIO_BUF_MAXSIZE");
   }
   if (audio->pData == nullptr && audio->len != 0) {
     return WVAD_REFUSE(WVAD_ERROR_INVALID_PARA, "WVADAPI wVadAudioWrite | audio->pData = Null");

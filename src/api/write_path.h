@@ -12,8 +12,8 @@
 
 namespace TSEG {
 
-// The next chunk of `audio` into pChunk, nChunkFill bytes; `*status` is 2 on the last chunk of a session and 1 on the others. False when the
-// rest has to wait for the next write.
+// The next chunk of `audio` into pChunk, nChunkFill bytes; `*status` is 2 on the last chunk of a session and 1 on the others. False when
+// the rest has to wait for the next write.
 bool NextChunk(TsegInst* inst, const WVadAudioSample& audio, uint32_t* status);
 // The plain pipeline: stores the chunk, gives it to the front end, decides on the frames that it completes.
 void wVadWriteNoAGC(TsegInst* inst, const uint8_t* chunk, uint32_t status, uint32_t nBytes);

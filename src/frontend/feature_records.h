@@ -8,9 +8,9 @@
 
 namespace TSEG {
 
-constexpr int kFb24 = 24;         // filters of the first mel bank
-constexpr int kFb40 = 40;         // filters of the second mel bank
-constexpr int kFbAll = 64;        // both
+constexpr int kFb24 = 24;           // filters of the first mel bank
+constexpr int kFb40 = 40;           // filters of the second mel bank
+constexpr int kFbAll = 64;          // both
 constexpr int kFeatureFrame = 115;  // floats of a FeatureFrame on the read path
 
 class StaticFeature {

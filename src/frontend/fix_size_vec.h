@@ -62,8 +62,8 @@ class FixSizeVec {
     next_slot() = record;
   }
 
-  // push_back without the copy: the slot behind the newest element joins the ring as its caller will fill it. Stops the process when the ring
-  // is full.
+  // push_back without the copy: the slot behind the newest element joins the ring as its caller will fill it. Stops the process when the
+  // ring is full.
   T& next_slot() {
     if (full()) platform::FaultAtZero();
     T& slot = pBegin[nTail % capacity()];

@@ -36,15 +36,15 @@ struct CmnSchedule {
   float fPriorWeight;
 };
 constexpr CmnSchedule kSchedules[] = {
-    {100, 150, 200, 50, 0.6f},                 // default
-    {-1, -1, -1, -1, 0.0f},                    // no mean removal, no delay
-    {50, 100, 150, 25, 0.6f},                  // faster
-    {25, 75, 100, 25, 0.6f},                   // fastest
+    {100, 150, 200, 50, 0.6f},                // default
+    {-1, -1, -1, -1, 0.0f},                   // no mean removal, no delay
+    {50, 100, 150, 25, 0.6f},                 // faster
+    {25, 75, 100, 25, 0.6f},                  // fastest
     {999999, 999999, 999999, 999999, 0.0f}};  // mean of the whole utterance: all frames wait for the flush
 
 // Names in the order in which they are searched. The search stops before the last, which is therefore unknown.
-constexpr const char* kParamNames[] = {"wffpl_param_normal_none", "wffpl_param_normal_count", "wffpl_param_special_none",
-                                       "wffpl_param_cmn_type",    "wffpl_param_SampleRate",   "wffpl_param_k4_energy",
+constexpr const char* kParamNames[] = {"wffpl_param_normal_none",    "wffpl_param_normal_count", "wffpl_param_special_none",
+                                       "wffpl_param_cmn_type",       "wffpl_param_SampleRate",   "wffpl_param_k4_energy",
                                        "wffpl_param_ispitch_enable", "wffpl_param_special_count"};
 constexpr size_t kParamsSearched = 7;
 
@@ -301,7 +301,11 @@ int ORVAFloatFrontSetParameter(FrontHandle handle, const char* param, const char
 
 int ORVAFloatFrontAppendData(FrontHandle handle, const int16_t* samples, int count) {
   if (handle == nullptr) return FailNullHandle("ORVAFloatFrontAppendData", "FrontHandle");
-  if (count < 0 || (samples == nullptr && count > 0)) return FailNullHandle("ORVAFloatFrontAppendData", "samples");
+  if (samples == nullptr && count > 0) return FailNullHandle("ORVAFloatFrontAppendData", "samples");
+  if (count < 0) {
+    WVAD_LOG_ERROR("ORVAFloatFrontAppendData | count is negative. %s = %d", "ORVAFE_ERRID_ERROR", static_cast<int>(ORVAFE_ERRID_ERROR));
+    return ORVAFE_ERRID_ERROR;
+  }
   if (count == 0) return kFrontOk;
   return handle->AppendData(samples, count);
 }

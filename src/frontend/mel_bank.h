@@ -2,8 +2,8 @@
 //
 // MelBank: a bank of triangular filters, equally wide on the mel scale, over the bins of a power spectrum.
 //
-// Each bin lies between two filter centres and is shared by the two filters; bin 0 and the Nyquist bin take no part. Build allocates only when
-// the bank grows. Sums are single, in the order of the bins.
+// Each bin lies between two filter centres and is shared by the two filters; bin 0 and the Nyquist bin take no part. Build allocates only
+// when the bank grows. Sums are single, in the order of the bins.
 #ifndef WVAD_FRONTEND_MEL_BANK_H_
 #define WVAD_FRONTEND_MEL_BANK_H_
 

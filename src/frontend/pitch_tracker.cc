@@ -3,12 +3,19 @@
 // The pitch tracker: tables per rate, sub-harmonic summation, choice of the candidate, correlation at its lag.
 #include "frontend/pitch_tracker.h"
 
+#include <algorithm>
 #include <cmath>
+#include <string>
 
 #include "frontend/signal_process.h"
 #include "log/log.h"
 
 namespace TSEG {
+namespace {
+
+constexpr int32_t kVector = 4;  // floats that the compiler handles at once
+
+}  // namespace
 
 CPitchTracker::CPitchTracker()
     : pRaw(kMaxFftSize, RealFft::kAlignment),
@@ -16,6 +23,7 @@ CPitchTracker::CPitchTracker()
       pSpectrum(kMaxFftSize, RealFft::kAlignment),
       pMagnitude(kMaxFftSize, RealFft::kAlignment),
       pHamming(kMaxWindow, RealFft::kAlignment),
+      weighted_(kMaxHarmonics * kMaxUsedBin, RealFft::kAlignment),
       hPlan16k(kMaxFftSize),
       hPlan8k(kMaxFftSize / 2),
       hPlan6k(kMaxFftSize / 2) {
@@ -59,20 +67,27 @@ void CPitchTracker::BuildTables() {
   nMaxBin = static_cast<int32_t>(static_cast<float>(nMaxF0) / fBinHz);
   for (int j = 0; j <= kBuckets; ++j) pBinHz[j] = static_cast<int32_t>(static_cast<float>(j) * fBinHz + 0.5f);
 
-  harmonic_bin_.clear();
-  harmonic_first_.clear();
-  for (const int32_t f0 : pF0) {
-    harmonic_first_.push_back(static_cast<uint16_t>(harmonic_bin_.size()));
-    for (int32_t h = 1; h <= nHarmonics && h * f0 <= nMaxHarmonicHz; ++h) {
-      harmonic_bin_.push_back(static_cast<uint8_t>(static_cast<float>(h * f0) / fBinHz + 0.5f));
-    }
-  }
-  harmonic_first_.push_back(static_cast<uint16_t>(harmonic_bin_.size()));
+  places_.clear();
   float weight = 1.0f;
-  for (float& w : harmonic_weight_) {
-    w = weight;
+  for (HarmonicRow& row : rows_) {
+    row = HarmonicRow{kMaxUsedBin, 0, weight};
     weight = weight * fHarmonicDecay;
   }
+  int32_t harmonics = nHarmonics;
+  for (int32_t i = 0; i < nCandidates; ++i) {
+    const int32_t f0 = pF0[static_cast<size_t>(i)];
+    while (harmonics * f0 > nMaxHarmonicHz) group_begin_[--harmonics] = i;
+    for (int32_t h = 1; h <= harmonics; ++h) {
+      const int32_t bin = static_cast<int32_t>(static_cast<float>(h * f0) / fBinHz + 0.5f);
+      places_.push_back(static_cast<uint16_t>((h - 1) * kMaxUsedBin + bin));
+      HarmonicRow& row = rows_[h - 1];
+      row.first_bin = std::min(row.first_bin, bin / kVector * kVector);
+      row.end_bin = std::max(row.end_bin, (bin / kVector + 1) * kVector);
+    }
+  }
+  for (; harmonics > 0; --harmonics) group_begin_[harmonics - 1] = nCandidates;
+  used_bins_ = 0;
+  for (const HarmonicRow& row : rows_) used_bins_ = std::max(used_bins_, row.end_bin);
   n_usable_ = 0;
   while (n_usable_ < nCandidates && pF0[static_cast<size_t>(n_usable_)] < pBinHz[nMaxBin]) ++n_usable_;
 }
@@ -92,29 +107,35 @@ void CPitchTracker::Process(const int16_t* samples) {
   for (int i = 1; i < n; ++i) y[i] = (x[i] - fPreEmphasis * x[i - 1]) * w[i];
   hPlan->Execute(y, pSpectrum.data());
 
-  const float* s = reinterpret_cast<const float*>(pSpectrum.data());
-  float* magnitude = pMagnitude.data();
-  for (int k = 0; k < kMaxUsedBin; ++k) magnitude[k] = std::sqrt(s[2 * k] * s[2 * k] + s[2 * k + 1] * s[2 * k + 1]);
+  WeighMagnitudes();
+  const uint16_t* places = places_.data();
+  SumCandidates<12>(&places);
+  SumCandidates<11>(&places);
+  SumCandidates<10>(&places);
+  SumCandidates<9>(&places);
+  SumCandidates<8>(&places);
+  SumCandidates<7>(&places);
+  SumCandidates<6>(&places);
+  SumCandidates<5>(&places);
+  SumCandidates<4>(&places);
+  SumCandidates<3>(&places);
+  SumCandidates<2>(&places);
+  SumCandidates<1>(&places);
 
-  const uint8_t* bins = harmonic_bin_.data();
-  for (size_t i = 0; i < pF0.size(); ++i) {
-    const size_t first = harmonic_first_[i];
-    const size_t count = static_cast<size_t>(harmonic_first_[i + 1]) - first;
-    float acc = 0.0f;
-    for (size_t h = 0; h < count; ++h) acc = magnitude[bins[first + h]] * harmonic_weight_[h] + acc;
-    pScore[i] = acc;
+  // The buckets between the edges pBinHz[nMinBin] and pBinHz[nMaxBin] together hold the candidates from the first one up to n_usable_, and
+  // the best of all buckets is the best of those, the lower one of equals. Scores are never negative.
+  float lanes[kVector] = {};
+  const float* scores = pScore.data();
+  int32_t i = 0;
+  for (; i + kVector <= n_usable_; i += kVector) {
+    for (int32_t j = 0; j < kVector; ++j) lanes[j] = scores[i + j] > lanes[j] ? scores[i + j] : lanes[j];
   }
-
-  // The buckets between the edges pBinHz[nMinBin] and pBinHz[nMaxBin] together hold the candidates from the first one up to n_usable_, and the
-  // best of all buckets is the best of those, the lower one of equals.
-  float best = -1.0f;
-  nF0 = 0;
-  for (int32_t i = 0; i < n_usable_; ++i) {
-    if (pScore[static_cast<size_t>(i)] > best) {
-      best = pScore[static_cast<size_t>(i)];
-      nF0 = pF0[static_cast<size_t>(i)];
-    }
-  }
+  float best = 0.0f;
+  for (const float lane : lanes) best = lane > best ? lane : best;
+  for (; i < n_usable_; ++i) best = scores[i] > best ? scores[i] : best;
+  int32_t winner = 0;
+  while (scores[winner] != best) ++winner;
+  nF0 = pF0[static_cast<size_t>(winner)];
 
   Correlate();
   if (fCorr > fUnvoicedCorr) {
@@ -123,6 +144,36 @@ void CPitchTracker::Process(const int16_t* samples) {
     ++nUnvoiced;
   }
   ++nFrame;
+}
+
+void CPitchTracker::WeighMagnitudes() {
+  const float* s = reinterpret_cast<const float*>(pSpectrum.data());
+  float* __restrict magnitude = pMagnitude.data();
+  for (int32_t k = 0; k < used_bins_; ++k) magnitude[k] = std::sqrt(s[2 * k] * s[2 * k] + s[2 * k + 1] * s[2 * k + 1]);
+  float* __restrict out = weighted_.data();
+  for (const HarmonicRow& row : rows_) {
+    const float weight = row.weight;
+    for (int32_t k = row.first_bin; k < row.end_bin; k += kVector) {
+      for (int32_t j = 0; j < kVector; ++j) out[k + j] = magnitude[k + j] * weight;
+    }
+    out += kMaxUsedBin;
+  }
+}
+
+// Sums of the candidates with exactly kHarmonics harmonics, each from its first harmonic up.
+template <int kHarmonics>
+void CPitchTracker::SumCandidates(const uint16_t** places) {
+  const float* __restrict weighted = weighted_.data();
+  float* __restrict score = pScore.data();
+  const uint16_t* place = *places;
+  const int32_t end = group_begin_[kHarmonics - 1];
+  for (int32_t i = group_begin_[kHarmonics]; i < end; ++i) {
+    float acc = weighted[place[0]];
+    for (int h = 1; h < kHarmonics; ++h) acc = weighted[place[h]] + acc;
+    score[i] = acc;
+    place += kHarmonics;
+  }
+  *places = place;
 }
 
 void CPitchTracker::Correlate() {

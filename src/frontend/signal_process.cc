@@ -88,10 +88,10 @@ float CSignalProcess::ComputeFrame(const int16_t* samples, float* banks) {
   if (bK4Energy) {
     energy = K4Energy(samples, sum);
   } else {
-    fLogEnergy = 0.0f;
-    for (int i = 0; i < n; ++i) fLogEnergy += x[i] * x[i];
-    if (fLogEnergy != 0.0f) fLogEnergy = std::log(fLogEnergy);
-    energy = fLogEnergy;
+    energy = 0.0f;
+    for (int i = 0; i < n; ++i) energy += x[i] * x[i];
+    if (energy != 0.0f) energy = std::log(energy);
+    fLogEnergy = energy;
   }
 
   float* y = pFftIn.data();

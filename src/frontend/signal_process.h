@@ -2,8 +2,8 @@
 //
 // CSignalProcess: the spectral base of the front end. One frame of samples becomes its energy and the logarithms of two mel filter banks.
 //
-// Single precision with no fused operations; sums run in the order of the samples and bins. Construction allocates and plans (the maker holds
-// FrontEndLock), a frame does neither. Belongs to one thread at a time.
+// Single precision with no fused operations; sums run in the order of the samples and bins. Construction allocates and plans (the maker
+// holds FrontEndLock), a frame does neither. Belongs to one thread at a time.
 #ifndef WVAD_FRONTEND_SIGNAL_PROCESS_H_
 #define WVAD_FRONTEND_SIGNAL_PROCESS_H_
 
@@ -35,8 +35,8 @@ class CSignalProcess {
   void SetFrameRate(int rate);
   // Both filter banks for the present nFftSize and fBinHz.
   void BuildBanks();
-  // The frame at `samples` [nFrameLen]: logarithms of both banks to `banks` [64], 24 and then 40. Returns the frame's energy: the K4 value with
-  // bK4Energy, else fLogEnergy. Of the two only the one in use is computed.
+  // The frame at `samples` [nFrameLen]: logarithms of both banks to `banks` [64], 24 and then 40. Returns the frame's energy: the K4 value
+  // with bK4Energy, else fLogEnergy. Of the two only the one in use is computed.
   float ComputeFrame(const int16_t* samples, float* banks);
 
   int32_t nFilters = kFb24;  // of the first bank; the second has 40

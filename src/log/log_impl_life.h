@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The logger's life: open, close, lock, the head and tail blocks, the clock, and the look at the configuration file. Included by
-// log_impl.cc alone.
+// The logger's life: open, close, lock, the head and tail blocks, the clock, and the look at the configuration file. Included where
+// the template is instantiated.
 #ifndef WVAD_LOG_LOG_IMPL_LIFE_H_
 #define WVAD_LOG_LOG_IMPL_LIFE_H_
 

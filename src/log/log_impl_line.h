@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// From a message to a line, and from the line to the outputs. Included by log_impl.cc alone.
+// From a message to a line, and from the line to the outputs. Included where the template is instantiated.
 #ifndef WVAD_LOG_LOG_IMPL_LINE_H_
 #define WVAD_LOG_LOG_IMPL_LINE_H_
 

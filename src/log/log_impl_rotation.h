@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The rotation of a log file that has grown too large: its lines move into a file named by the time, and the oldest such file goes when
-// there are enough. Runs under the logger's lock. Included by log_impl.cc alone.
+// there are enough. Runs under the logger's lock. Included where the template is instantiated.
 #ifndef WVAD_LOG_LOG_IMPL_ROTATION_H_
 #define WVAD_LOG_LOG_IMPL_ROTATION_H_
 

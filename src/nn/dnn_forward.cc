@@ -10,7 +10,6 @@
 #include <cstring>
 
 #include "nn/kernels/dispatch.h"
-#include "nn/softmax.h"
 
 namespace TSEG {
 namespace {

@@ -53,8 +53,11 @@ struct FileLogSingleton::Impl {
   bool bStop = false;
   int nThreads = 0;
   std::vector<std::unique_ptr<boost::thread>> threads;
-  uint32_t process_id = 0;  // of the process that made the threads; a forked child has none of them
+  uint32_t process_id = platform::ProcessId();
 
+  // A forked child has none of its parent's threads: nothing to join, a lock that nobody may ever give back, waiters that never wake. It
+  // leaves all of this alone; the text that waits in it is written by the parent.
+  bool IsOfThisProcess() const { return process_id == platform::ProcessId(); }
   void Work();
   void Flush();
   void FlushFile(const std::string& file_name, TextQueue* queue);
@@ -99,8 +102,8 @@ FileLogSingleton::FileLogSingleton() : impl_(std::make_unique<Impl>()) {}
 
 FileLogSingleton::~FileLogSingleton() {
   if (impl_->threads.empty()) return;
-  if (impl_->process_id != platform::ProcessId()) {
-    static_cast<void>(impl_.release());  // there is nothing to join here, and the lock may be held by a thread that is not here
+  if (!impl_->IsOfThisProcess()) {
+    static_cast<void>(impl_.release());
     return;
   }
   try {
@@ -110,11 +113,17 @@ FileLogSingleton::~FileLogSingleton() {
   }
 }
 
+void FileLogSingleton::RenewAfterFork() {
+  if (impl_->IsOfThisProcess()) return;
+  static_cast<void>(impl_.release());
+  impl_ = std::make_unique<Impl>();
+}
+
 void FileLogSingleton::start(int nThreads) {
+  RenewAfterFork();
   const boost::lock_guard<boost::mutex> guard(impl_->lock);
   impl_->bStop = false;
   impl_->nThreads = nThreads;
-  impl_->process_id = platform::ProcessId();
   for (int i = 0; i < nThreads; ++i) {
     try {
       impl_->threads.push_back(std::make_unique<boost::thread>(boost::bind(&Impl::Work, impl_.get())));
@@ -138,6 +147,7 @@ void FileLogSingleton::append(const std::string& text, const std::string& fileNa
 }
 
 void FileLogSingleton::stop() {
+  RenewAfterFork();
   {
     const boost::lock_guard<boost::mutex> guard(impl_->lock);
     if (!impl_->bStop) {

@@ -2,8 +2,8 @@
 //
 // FileLogSingleton: collects the debug text of finished sessions and writes it to text files from the engine's only thread of its own.
 //
-// The one object that instances share while they run: every operation takes its lock, which is held while writing to disk. start and stop may come
-// repeatedly; queues survive a stop, so that banners are not repeated for a file already seen in the process.
+// The one object that instances share while they run: every operation takes its lock, which is held while writing to disk. start and stop
+// may come repeatedly; queues survive a stop, so that banners are not repeated for a file already seen in the process.
 #ifndef WVAD_SESSION_FILE_LOG_SINGLETON_H_
 #define WVAD_SESSION_FILE_LOG_SINGLETON_H_
 
@@ -24,6 +24,7 @@ class FileLogSingleton {
  private:
   FileLogSingleton();
   ~FileLogSingleton();
+  void RenewAfterFork();
   struct Impl;
   std::unique_ptr<Impl> impl_;
 };

@@ -28,16 +28,16 @@ class FrontEndChannel {
   FrontEndChannel& operator=(const FrontEndChannel&) = delete;
 
   FrontHandle hFront = nullptr;
-  PointerQueue<StaticFeatureFB> pending;            // frames that wait for their right context, oldest first
-  RecordPool<StaticFeatureFB> pFramePool;           // 256 records a block
-  FixSizeVec<DynamicFeatureFB> vecDynamic;          // finished 75-value frames, capacity 256
-  FixSizeVec<StaticFeatureFB> vecStatic;            // finished 40-value frames, capacity 256
-  int32_t nFramesIn = 0;                            // frames entered, edge copies included
-  int32_t nDeltaDone = 0;                           // frames whose second differences are done
-  int32_t nFramesOut = 0;                           // frames moved on to the feature container
+  PointerQueue<StaticFeatureFB> pending;                         // frames that wait for their right context, oldest first
+  RecordPool<StaticFeatureFB> pFramePool;                        // 256 records a block
+  FixSizeVec<DynamicFeatureFB> vecDynamic;                       // finished 75-value frames, capacity 256
+  FixSizeVec<StaticFeatureFB> vecStatic;                         // finished 40-value frames, capacity 256
+  int32_t nFramesIn = 0;                                         // frames entered, edge copies included
+  int32_t nDeltaDone = 0;                                        // frames whose second differences are done
+  int32_t nFramesOut = 0;                                        // frames moved on to the feature container
   int32_t nDnnCursor = 0, nLstm75Cursor = 0, nLstm40Cursor = 0;  // next frame of each pop, from the session's start
   AlignedBuffer<float> blockDnn, blockLstm75, blockLstm40;       // 825, 300, 160 floats: what the pops hand out
-  bool bLstm40 = false;                             // the model type is "lstm_fb40"
+  bool bLstm40 = false;                                          // the model type is "lstm_fb40"
   // State of a push that stopped short.
   bool bMore = false;      // frames of the last push are still to come: call FrontEndContinue
   bool bPushLast = false;  // that push was the last of the session
@@ -51,17 +51,18 @@ void FrontEndChannelStart(FrontEndChannel* channel, int nRate, bool bDoCMN, int 
 // Empties frames, rings and counters, and touches nothing else.
 void FrontEndChannelClear(FrontEndChannel* channel);
 
-// Gives `nSamples` samples to the front end and turns what comes out into finished frames, as far as the ring has room. `bLast` flushes and closes
-// the right edge. Returns whether frames are left (bMore).
+// Gives `nSamples` samples to the front end and turns what comes out into finished frames, as far as the ring has room. `bLast` flushes and
+// closes the right edge. Returns whether frames are left (bMore).
 bool FrontEndPush(FrontEndChannel* channel, const int16_t* samples, int nSamples, bool bLast);
 // Goes on with a push that stopped short, after frames have been taken from the rings. Returns whether frames are still left.
 bool FrontEndContinue(FrontEndChannel* channel);
 
-// The pops. Each gives a block in the channel's scratch, valid until the next pop of its kind, or null when nothing is to be had. `bLast` opens the held-back frames
-// of the right edge. `*bEof` is set to 1 at the end of the session (else left alone), `*nPadded` to the number of missing frames of the last block (else left alone).
-const float* PopDnnBlock(FrontEndChannel* channel, bool bLast, uint8_t* bEof);                          // 825 floats
-const float* PopLstmBlock75(FrontEndChannel* channel, bool bLast, uint8_t* bEof, int32_t* nPadded);     // 300 floats
-const float* PopLstmBlock40(FrontEndChannel* channel, bool bLast, uint8_t* bEof, int32_t* nPadded);     // 160 floats
+// The pops. Each gives a block in the channel's scratch, valid until the next pop of its kind, or null when nothing is to be had. `bLast`
+// opens the held-back frames of the right edge. `*bEof` is set to 1 at the end of the session (else left alone), `*nPadded` to the number
+// of missing frames of the last block (else left alone).
+const float* PopDnnBlock(FrontEndChannel* channel, bool bLast, uint8_t* bEof);                       // 825 floats
+const float* PopLstmBlock75(FrontEndChannel* channel, bool bLast, uint8_t* bEof, int32_t* nPadded);  // 300 floats
+const float* PopLstmBlock40(FrontEndChannel* channel, bool bLast, uint8_t* bEof, int32_t* nPadded);  // 160 floats
 
 // Frames not yet moved to a feature container: stream indices [nFramesOut, FinishedFrames) of vecStatic ("lstm_fb40") or vecDynamic.
 int32_t FinishedFrames(const FrontEndChannel& channel);

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "base/wrap.h"
 #include "log/log.h"
 #include "platform/platform.h"
 
@@ -80,6 +81,7 @@ int HTK_parse(HtkFile* out, const char* path) {
   const uint32_t record_bytes = LoadBig16(header + 8);
   out->nSizeAndKind = record_bytes | LoadBig16(header + 10) << 16;
   const int64_t promised = static_cast<int64_t>(record_bytes) * out->nSamples;
+  out->nElements = Low32(promised / 4);
   const int64_t element = ElementBytes(out->nType);
   if (element == 0) return WVAD_FAIL(-1, "-1", "htk data type error :%d", out->nType);
   // The element count is in fours whatever the type: narrow types give a part of the data, and 8-byte types ask for twice what there is,
@@ -89,7 +91,6 @@ int HTK_parse(HtkFile* out, const char* path) {
       wanted > std::numeric_limits<int32_t>::max() - kHtkHeaderBytes) {
     return WVAD_FAIL(-1, "-1", "%s | File %s does not hold %d records of %u bytes", "htk::HTK_parse", path, out->nSamples, record_bytes);
   }
-  out->nElements = static_cast<int32_t>(promised / 4);
   uint8_t* data = static_cast<uint8_t*>(std::calloc(static_cast<size_t>(wanted) + 1, 1));
   if (data == nullptr) return WVAD_FAIL(-1, "-1", "%s | No memory for file %s", "htk::HTK_parse", path);
   // A file that shrinks meanwhile leaves zeros.

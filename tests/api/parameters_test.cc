@@ -44,8 +44,8 @@ TEST_F(ParametersTest, UnservedRateIsStoredAndRefused) {
   UpWithInstance();
   EXPECT_EQ(Set("VAD_PARAM_SAMPLERATE", "11025"), 14010);
   EXPECT_TRUE(Logged("wVadSetParameter | VAD_PARAM_SAMPLERATE warning, nParamValue = 11025 don't match with model"));
-  EXPECT_TRUE(LoggedFailure("wVadSetParameter | VAD_PARAM_SAMPLERATE err, nParamValue = 11025 don't support", "WVAD_ERROR_INVALID_PARA_VALUE",
-                            14010));
+  EXPECT_TRUE(LoggedFailure("wVadSetParameter | VAD_PARAM_SAMPLERATE err, nParamValue = 11025 don't support",
+                            "WVAD_ERROR_INVALID_PARA_VALUE", 14010));
   EXPECT_EQ(Get("VAD_PARAM_SAMPLERATE"), "11025");
 }
 
@@ -98,10 +98,10 @@ TEST_F(ParametersTest, GetChecksNullsThenTheEngine) {
 
 TEST_F(ParametersTest, SpecialNamesWithoutAGetterLeaveTheBuffer) {
   UpWithInstance();
-  for (const char* name : {"wvad_param_normal_none", "wvad_param_normal_count", "wvad_param_special_none", "wvad_param_readtype", "VAD_PARAM_SPEECHGAP",
-                           "VAD_PARAM_SPEECHTAIL", "VAD_PARAM_SPEECHENHANCE", "VAD_PARAM_SPEECHTIMEOUT", "VAD_PARAM_MARGIN",
-                           "VAD_PARAM_START_MARGIN", "VAD_PARAM_END_MARGIN", "wkel_param_special_none", "wkel_param_sid",
-                           "wkel_param_special_count"}) {
+  for (const char* name :
+       {"wvad_param_normal_none", "wvad_param_normal_count", "wvad_param_special_none", "wvad_param_readtype", "VAD_PARAM_SPEECHGAP",
+        "VAD_PARAM_SPEECHTAIL", "VAD_PARAM_SPEECHENHANCE", "VAD_PARAM_SPEECHTIMEOUT", "VAD_PARAM_MARGIN", "VAD_PARAM_START_MARGIN",
+        "VAD_PARAM_END_MARGIN", "wkel_param_special_none", "wkel_param_sid", "wkel_param_special_count"}) {
     EXPECT_EQ(Get(name), "untouched") << name;
   }
   EXPECT_TRUE(Logged("wVadGetParameter | wKelInst is Null"));
@@ -116,11 +116,13 @@ TEST_F(ParametersTest, EachSpecialNameIsSetAsItsRowSays) {
     int code;
   };
   const Case cases[] = {
-      {"wvad_param_normal_none", 14009},  {"wvad_param_normal_count", 14017}, {"wvad_param_special_none", 14017}, {"wvad_param_readtype", 0},
-      {"wvad_para_vadtype", 14017},       {"wvad_para_nTimeSilTail", 0},      {"VAD_PARAM_SPEECHGAP", 0},         {"VAD_PARAM_SPEECHTAIL", 0},
-      {"VAD_PARAM_SPEECHENHANCE", 0},     {"VAD_PARAM_SPEECHTIMEOUT", 0},     {"VAD_PARAM_SAMPLERATE", 14010},    {"VAD_PARAM_MARGIN", 14017},
-      {"VAD_PARAM_START_MARGIN", 14017},  {"VAD_PARAM_END_MARGIN", 14017},    {"VAD_PARAM_SID", 0},               {"wkel_param_special_none", 14017},
-      {"wkel_param_sid", 14017},          {"wkel_param_special_count", 14017}, {"wvad_param_special_count", 14009},
+      {"wvad_param_normal_none", 14009},   {"wvad_param_normal_count", 14017}, {"wvad_param_special_none", 14017},
+      {"wvad_param_readtype", 0},          {"wvad_para_vadtype", 14017},       {"wvad_para_nTimeSilTail", 0},
+      {"VAD_PARAM_SPEECHGAP", 0},          {"VAD_PARAM_SPEECHTAIL", 0},        {"VAD_PARAM_SPEECHENHANCE", 0},
+      {"VAD_PARAM_SPEECHTIMEOUT", 0},      {"VAD_PARAM_SAMPLERATE", 14010},    {"VAD_PARAM_MARGIN", 14017},
+      {"VAD_PARAM_START_MARGIN", 14017},   {"VAD_PARAM_END_MARGIN", 14017},    {"VAD_PARAM_SID", 0},
+      {"wkel_param_special_none", 14017},  {"wkel_param_sid", 14017},          {"wkel_param_special_count", 14017},
+      {"wvad_param_special_count", 14009},
   };
   for (const Case& c : cases) EXPECT_EQ(Set(c.name, "5"), c.code) << c.name;
   EXPECT_EQ(Get("wvad_param_nReadType"), "5");

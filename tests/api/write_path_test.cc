@@ -66,9 +66,10 @@ TEST_F(WritePathTest, LimitIsOnTheSingleWriteAndOddnessComesFirst) {
   EXPECT_EQ(wVadAudioWrite(inst_, &audio), 14021);
   audio.len = 3145730;
   EXPECT_EQ(wVadAudioWrite(inst_, &audio), 14013);
-  EXPECT_TRUE(LoggedFailure("WVADAPI wVadAudioWrite | pTsegInst->nPauseIdx >= WVAD_PAUSEAUDIO_MAXSIZE - 1\t|| (pTsegInst->nVadAudioLen + audio->len) > "
-                            "WVAD_VADAUDIO_BUF_MAXSIZE",
-                            "WVAD_ERROR_BUF_NOT_ENOUGH", 14013));
+  EXPECT_TRUE(LoggedFailure(
+      "WVADAPI wVadAudioWrite | pTsegInst->nPauseIdx >= WVAD_PAUSEAUDIO_MAXSIZE - 1\t|| (pTsegInst->nVadAudioLen + audio->len) > "
+      "WVAD_VADAUDIO_BUF_MAXSIZE",
+      "WVAD_ERROR_BUF_NOT_ENOUGH", 14013));
   audio.len = 0xFFFFFFFEu;
   EXPECT_EQ(wVadAudioWrite(inst_, &audio), 14013);
   audio.len = 3145728;

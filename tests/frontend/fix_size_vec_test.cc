@@ -114,11 +114,10 @@ TEST(FixSizeVec, WithoutTheTrapMisuseIsLoggedAndIgnored) {
   EXPECT_EQ(dynamic.size(), 256u);
   EXPECT_EQ(fixed.size(), 256u);
   EXPECT_EQ(fixed.at(0).afFb40[0], 0.0f);
-  EXPECT_THAT(log.lines(),
-              testing::ElementsAre("FixSizeVec<struct TSEG::DynamicFeatureFB>::pop_front | container should not empty",
-                                   "FixSizeVec<class TSEG::StaticFeatureFB>::pop_front | container should not empty",
-                                   "FixSizeVec<struct TSEG::DynamicFeatureFB>::push_back | container is full, size = 256",
-                                   "FixSizeVec<class TSEG::StaticFeatureFB>::push_back | container is full, size = 256"));
+  EXPECT_THAT(log.lines(), testing::ElementsAre("FixSizeVec<struct TSEG::DynamicFeatureFB>::pop_front | container should not empty",
+                                                "FixSizeVec<class TSEG::StaticFeatureFB>::pop_front | container should not empty",
+                                                "FixSizeVec<struct TSEG::DynamicFeatureFB>::push_back | container is full, size = 256",
+                                                "FixSizeVec<class TSEG::StaticFeatureFB>::push_back | container is full, size = 256"));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// LogCapture: the engine's logger open on a file of its own for the life of the object, at every level and with nothing but the text in a line.
+// LogCapture: the engine's logger open on a file of its own for the life of the object, at every level and with nothing but the text in a
+// line.
 #ifndef WVAD_TESTS_FRONTEND_LOG_CAPTURE_H_
 #define WVAD_TESTS_FRONTEND_LOG_CAPTURE_H_
 
@@ -17,9 +18,8 @@ class LogCapture {
  public:
   // `level` is the mask of levels to keep.
   explicit LogCapture(unsigned level = 255) {
-    const std::string cfg =
-        folder_.write("test.cfu", "[logger]\nfile=" + folder_.file("test.log") + "\noutput=1\nstyle=16\nhead=0\nflush=1\nlevel=" +
-                                      std::to_string(level) + "\n");
+    const std::string cfg = folder_.write("test.cfu", "[logger]\nfile=" + folder_.file("test.log") +
+                                                          "\noutput=1\nstyle=16\nhead=0\nflush=1\nlevel=" + std::to_string(level) + "\n");
     srlog_open(cfg.c_str(), "logger", LogDefaults{"test.log", "test"});
   }
   ~LogCapture() { srlog_close(); }

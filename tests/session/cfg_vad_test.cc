@@ -160,10 +160,10 @@ TEST(CfgVad, TextThatDoesNotConvertWholeThrowsAndChangesNothing) {
     const char* name;
     const char* value;
   } kRows[] = {
-      {"wvad_param_nFrameGap", "12a"},       {"wvad_param_nFrameGap", ""},          {"wvad_param_nFrameGap", " 12"},
-      {"wvad_param_nFrameGap", "0x10"},      {"wvad_param_nFrameGap", "2147483648"}, {"wvad_param_nSpeechTailMS", "abc"},
-      {"wvad_param_isVadDegOn", "true"},     {"wvad_param_isVadDegOn", "2"},        {"wvad_param_isVadDegOn", ""},
-      {"wvad_param_vad_threshold", "0.7x"},  {"wvad_param_vad_threshold", ""},
+      {"wvad_param_nFrameGap", "12a"},      {"wvad_param_nFrameGap", ""},           {"wvad_param_nFrameGap", " 12"},
+      {"wvad_param_nFrameGap", "0x10"},     {"wvad_param_nFrameGap", "2147483648"}, {"wvad_param_nSpeechTailMS", "abc"},
+      {"wvad_param_isVadDegOn", "true"},    {"wvad_param_isVadDegOn", "2"},         {"wvad_param_isVadDegOn", ""},
+      {"wvad_param_vad_threshold", "0.7x"}, {"wvad_param_vad_threshold", ""},
   };
   for (const auto& row : kRows) {
     CFG_VAD cfg;
@@ -264,8 +264,9 @@ TEST_F(CfgVadTest, FolderOfThatNameCountsAsMissing) {
 }
 
 TEST_F(CfgVadTest, SectionHeaderInCapitalsIsActive) {
-  folder_.write("w_tseg.cfg", "wvad_param_nFrameGap = 1\n[other]\nwvad_param_nFrameGap = 2\n [ VAD ] \nwvad_param_nFrameGap = 3\n[x]\n"
-                              "wvad_param_nFrameJump = 4\n");
+  folder_.write("w_tseg.cfg",
+                "wvad_param_nFrameGap = 1\n[other]\nwvad_param_nFrameGap = 2\n [ VAD ] \nwvad_param_nFrameGap = 3\n[x]\n"
+                "wvad_param_nFrameJump = 4\n");
   CFG_VAD cfg;
   cfg.init();
   EXPECT_EQ(cfg.wvad_param_nFrameGap, 3);

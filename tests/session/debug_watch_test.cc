@@ -49,8 +49,9 @@ void RecordInput(const std::vector<int16_t>& samples) {
 
 TEST_F(DebugWatchTest, InputRecordingHasItsHeaderInMachineOrder) {
   RecordInput({1, -2, 0x0304});
-  EXPECT_EQ(folder_.read(kInput), "\x03\x00\x00\x00\x02\x00\x00\x00\x02\x00\x09\x00"s
-                                  "\x01\x00\xFE\xFF\x04\x03"s);
+  EXPECT_EQ(folder_.read(kInput),
+            "\x03\x00\x00\x00\x02\x00\x00\x00\x02\x00\x09\x00"s
+            "\x01\x00\xFE\xFF\x04\x03"s);
 }
 
 TEST_F(DebugWatchTest, FourByteRecordingIsBigEndian) {
@@ -60,8 +61,9 @@ TEST_F(DebugWatchTest, FourByteRecordingIsBigEndian) {
   watch.arm("a.wav", true);
   watch.add(values, 8);
   watch.stop();
-  EXPECT_EQ(folder_.read("Tseg75x11_a.wav.sub_0.txt"), "\x00\x00\x00\x01\x00\x00\x00\x04\x00\x08\x00\x09"s
-                                                       "\x01\x02\x03\x04\x05\x06\x07\x08"s);
+  EXPECT_EQ(folder_.read("Tseg75x11_a.wav.sub_0.txt"),
+            "\x00\x00\x00\x01\x00\x00\x00\x04\x00\x08\x00\x09"s
+            "\x01\x02\x03\x04\x05\x06\x07\x08"s);
 }
 
 TEST_F(DebugWatchTest, SecondIdenticalRunComparesAndLogsNothing) {

@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
@@ -102,7 +104,8 @@ TEST_F(FileLogSingletonTest, FileThatStaysShutKeepsTheNewestMegabytesAlone) {
   log_.stop();
   log_.start(1);
   log_.stop();
-  EXPECT_EQ(Log().find("FileLogSingleton | Open file shut/debug.txt error\n"), Log().rfind("FileLogSingleton | Open file shut/debug.txt error\n"));
+  EXPECT_EQ(Log().find("FileLogSingleton | Open file shut/debug.txt error\n"),
+            Log().rfind("FileLogSingleton | Open file shut/debug.txt error\n"));
   std::filesystem::create_directory("shut");
   log_.start(1);
   log_.stop();
@@ -148,21 +151,45 @@ TEST_F(FileLogSingletonTest, StartAndStopMayComeOften) {
   }
 }
 
-TEST_F(FileLogSingletonTest, ForkedChildEndsWithoutItsParentsWorker) {
-  log_.start(1);
+// Runs `work` in a forked child, which then ends by exit; whether it did within the time.
+template <typename Work>
+bool ForkedChildEnds(Work work) {
   const pid_t child = fork();
   if (child == 0) {
-    close(STDOUT_FILENO);
+    work();
     std::exit(0);
   }
-  ASSERT_GT(child, 0);
   int status = -1;
   const auto begin = std::chrono::steady_clock::now();
-  pid_t ended = 0;
-  while ((ended = waitpid(child, &status, WNOHANG)) == 0 && std::chrono::steady_clock::now() - begin < 20s) std::this_thread::sleep_for(10ms);
-  if (ended == 0) kill(child, SIGKILL);
-  EXPECT_EQ(ended, child);
-  EXPECT_TRUE(WIFEXITED(status));
+  while (waitpid(child, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() - begin > 20s) {
+      kill(child, SIGKILL);
+      waitpid(child, &status, 0);
+      return false;
+    }
+    std::this_thread::sleep_for(10ms);
+  }
+  return WIFEXITED(status);
+}
+
+TEST_F(FileLogSingletonTest, ForkedChildEndsWithoutItsParentsWorker) {
+  log_.start(1);
+  EXPECT_TRUE(ForkedChildEnds([] {}));
+}
+
+TEST_F(FileLogSingletonTest, ForkedChildHasAWorkerOfItsOwnAndLeavesTheParentsText) {
+  log_.start(1);
+  log_.append("parent\n", "forked.txt");
+  EXPECT_TRUE(ForkedChildEnds([this] {
+    log_.stop();
+    log_.start(1);
+    log_.append("child\n", "forked_child.txt");
+    log_.stop();
+  }));
+  EXPECT_EQ(folder_.read("forked_child.txt"), kBegin + "child\n" + kEnd);
+  EXPECT_EQ(folder_.read("forked.txt"), "");
+  log_.stop();
+  EXPECT_EQ(folder_.read("forked.txt"), kBegin + "parent\n" + kEnd);
 }
 
 }  // namespace

@@ -41,9 +41,10 @@ std::string Header(uint32_t n_samples, uint32_t type, uint32_t record_bytes, uin
 TEST_F(HtkFileTest, FourByteDumpIsBigEndianThroughout) {
   const uint32_t values[6] = {0x01020304u, 0x3F800000u, 3, 4, 5, 6};
   EXPECT_EQ(HTK_write_buff("a.htk", values, 24, 4, 3), 0);
-  EXPECT_EQ(folder_.read("a.htk"), "\x00\x00\x00\x02\x00\x00\x00\x04\x00\x0C\x00\x09"s
-                                   "\x01\x02\x03\x04\x3F\x80\x00\x00\x00\x00\x00\x03"
-                                   "\x00\x00\x00\x04\x00\x00\x00\x05\x00\x00\x00\x06"s);
+  EXPECT_EQ(folder_.read("a.htk"),
+            "\x00\x00\x00\x02\x00\x00\x00\x04\x00\x0C\x00\x09"s
+            "\x01\x02\x03\x04\x3F\x80\x00\x00\x00\x00\x00\x03"
+            "\x00\x00\x00\x04\x00\x00\x00\x05\x00\x00\x00\x06"s);
 }
 
 TEST_F(HtkFileTest, WritingLeavesTheCallersDataAlone) {
@@ -138,7 +139,7 @@ TEST_F(HtkFileTest, UnknownTypeIsNotRead) {
   const Parsed file("a.htk");
   EXPECT_EQ(file.ret, -1);
   EXPECT_EQ(file.pData, nullptr);
-  EXPECT_EQ(file.nElements, 0);
+  EXPECT_EQ(file.nType, 10);
   EXPECT_EQ(Log(), "htk data type error :10\nError! The error string is -> -1 = -1\n");
 }
 

@@ -5,6 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
 #include <vector>
 
 namespace TSEG {
@@ -63,7 +68,8 @@ INSTANTIATE_TEST_SUITE_P(
         std::pair<int32_t, std::vector<Step>>{
             2, {{50, 0}, {51, 0}, {52, 1}, {53, 1}, {54, 2}, {100, 25}, {101, 27}, {102, 30}, {149, 147}, {150, 150}, {151, 151}}},
         std::pair<int32_t, std::vector<Step>>{3, {{25, 0}, {26, 0}, {27, 1}, {75, 25}, {76, 28}, {99, 97}, {100, 100}, {101, 101}}},
-        std::pair<int32_t, std::vector<Step>>{4, {{1, 0}, {260, 0}}}, std::pair<int32_t, std::vector<Step>>{1, {{1, 1}, {2, 2}, {260, 260}}}));
+        std::pair<int32_t, std::vector<Step>>{4, {{1, 0}, {260, 0}}},
+        std::pair<int32_t, std::vector<Step>>{1, {{1, 1}, {2, 2}, {260, 260}}}));
 
 TEST(ReadCmn, FirstReleaseLeansOnThePrior) {
   FrameFeaContainer fea;
@@ -225,6 +231,47 @@ TEST(ReadCmn, FramesThatAreGonePassWithoutTheirValues) {
   cmn.process(fea, 0, 6, true);  // two frames beyond the end as well
   EXPECT_EQ(Take(cmn).size(), 6u);
   EXPECT_EQ(fea.getFea(0)[0], 1.0f);  // the sum of three twos over a count of six
+}
+
+TEST(ReadCmn, SentencesOfASessionEqualTheReferenceNumbers) {
+  const int columns[8] = {0, 11, 23, 24, 74, 75, 95, 114};
+  const auto load = [](const std::string& name) {
+    std::ifstream in(std::string(WVAD_TEST_DATA_DIR) + "/session/read_" + name + ".f32", std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::vector<float> floats(bytes.size() / sizeof(float));
+    std::memcpy(floats.data(), bytes.data(), floats.size() * sizeof(float));
+    return floats;
+  };
+  const std::vector<float> plain = load("plain");
+  ASSERT_EQ(plain.size(), 771u * 8);
+  for (const int32_t type : {0, 3, 4}) {
+    const std::vector<float> expected = load("cmn" + std::to_string(type));
+    ASSERT_EQ(expected.size(), plain.size());
+    FrameFeaContainer fea;
+    ReadCmn cmn;
+    cmn.setup(type);
+    std::ifstream calls(std::string(WVAD_TEST_DATA_DIR) + "/session/read_calls.txt");
+    size_t in = 0, out = 0;
+    int32_t from, to, flush;
+    while (calls >> from >> to >> flush) {
+      while (static_cast<int32_t>(fea.frames.size()) < to) {
+        float* frame = fea.addFrame();
+        std::fill(frame, frame + 115, 0.0f);
+        if (static_cast<int32_t>(fea.frames.size()) <= from) continue;  // between sentences
+        for (size_t c = 0; c < 8; ++c) frame[columns[c]] = plain[in * 8 + c];
+        ++in;
+      }
+      cmn.process(fea, from, to, flush != 0);
+      for (const int32_t f : Take(cmn)) {
+        for (size_t c = 0; c < 8; ++c) {
+          EXPECT_NEAR(fea.getFea(f)[columns[c]], expected[out * 8 + c], 1e-5)
+              << "type " << type << " frame " << f << " column " << columns[c];
+        }
+        ++out;
+      }
+    }
+    EXPECT_EQ(out, 771u) << "type " << type;
+  }
 }
 
 TEST(FrameIndexQueue, GrowsAndKeepsItsOrderAcrossTheSeam) {

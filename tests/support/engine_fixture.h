@@ -2,7 +2,8 @@
 //
 // EngineTest: a test that runs the engine through its exported functions in a folder of its own, with its own configuration and log.
 //
-// The logger is opened first, on a file of the test, so that every line that a call writes can be looked at; the engine finds it open and uses it.
+// The logger is opened first, on a file of the test, so that every line that a call writes can be looked at; the engine finds it open and
+// uses it.
 #ifndef WVAD_SUPPORT_ENGINE_FIXTURE_H_
 #define WVAD_SUPPORT_ENGINE_FIXTURE_H_
 
@@ -89,14 +90,13 @@ class EngineTest : public ::testing::Test {
     return Write(zeros.data(), n, status);
   }
 
-  // Writes all samples in pieces of `piece_bytes`, then an empty last piece; gives the codes.
+  // Writes all samples in pieces of `piece_bytes`, the last one marked as such; gives the codes.
   std::vector<int> WriteAll(const std::vector<int16_t>& samples, size_t piece_bytes) {
     std::vector<int> codes;
     for (size_t at = 0; at < samples.size(); at += piece_bytes / 2) {
       const size_t n = std::min(piece_bytes / 2, samples.size() - at);
-      codes.push_back(Write(samples.data() + at, n, WVAD_WRITE_CONTINUE));
+      codes.push_back(Write(samples.data() + at, n, at + n == samples.size() ? WVAD_WRITE_LAST : WVAD_WRITE_CONTINUE));
     }
-    codes.push_back(Write(nullptr, 0, WVAD_WRITE_LAST));
     return codes;
   }
 

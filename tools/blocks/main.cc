@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -17,12 +18,15 @@
 #include "blocks/audio_input.h"
 #include "blocks/block_source.h"
 #include "blocks/npy_file.h"
+#include "blocks/score_source.h"
 #include "platform/platform.h"
 
 namespace {
 
 using TSEG::blocks::BlockOptions;
 using TSEG::blocks::BlockSource;
+using TSEG::blocks::ScoreModel;
+using TSEG::blocks::ScoreSource;
 
 constexpr const char* kUsage =
     "usage: wvad-blocks --out FOLDER [options] [FILE...]\n"
@@ -34,6 +38,7 @@ constexpr const char* kUsage =
     "  --list FILE      more recordings, one path a line\n"
     "  --model TYPE     dnn_fb75 (blocks of 825, default), lstm_fb75 (300) or lstm_fb40 (160)\n"
     "  --centre         dnn_fb75: only the 75 values of the frame in the middle of each block\n"
+    "  --scores MODEL   instead of blocks, the score pairs of this dnn_fb75 model file: two values a row, speech first\n"
     "  --half           write float16 instead of float32\n"
     "  --rate HZ        16000 (default), 8000 or 6000\n"
     "  --cmn-type N     mean removal 0 to 3 (default 0), or off\n"
@@ -43,6 +48,7 @@ constexpr const char* kUsage =
 struct Options {
   BlockOptions blocks;
   std::string out;
+  std::string scores;  // model file, or empty for blocks
   std::vector<std::string> files;
   bool centre = false, half = false;
   int jobs = 1;
@@ -85,6 +91,8 @@ Options Parse(int argc, char** argv) {
       if (TSEG::blocks::BlockFloats(options.blocks.model_type) == 0) Fail("--model: '" + options.blocks.model_type + "' is not a model type");
     } else if (arg == "--centre") {
       options.centre = true;
+    } else if (arg == "--scores") {
+      options.scores = value();
     } else if (arg == "--half") {
       options.half = true;
     } else if (arg == "--rate") {
@@ -104,7 +112,10 @@ Options Parse(int argc, char** argv) {
   }
   if (options.out.empty()) Fail("--out is missing, see --help");
   if (options.files.empty()) Fail("no recordings given, see --help");
-  if (options.centre && options.blocks.model_type != "dnn_fb75") Fail("--centre goes with dnn_fb75 only");
+  if ((options.centre || !options.scores.empty()) && options.blocks.model_type != "dnn_fb75") {
+    Fail("--centre and --scores go with dnn_fb75 only");
+  }
+  if (options.centre && !options.scores.empty()) Fail("--centre and --scores exclude each other");
   return options;
 }
 
@@ -116,36 +127,57 @@ std::string NameOf(const std::string& path) {
   return name;
 }
 
-// Writes the blocks of one recording. False with a reason on failure.
-bool Convert(const Options& options, BlockSource* source, const std::string& path, std::string* error) {
-  std::vector<int16_t> samples;
-  if (!TSEG::blocks::ReadAudio(path, options.blocks.rate_hz, &samples, error)) return false;
-  const int block_floats = TSEG::blocks::BlockFloats(options.blocks.model_type);
-  const int first = options.centre ? TSEG::blocks::kCentreFirst : 0;
-  const int count = options.centre ? TSEG::blocks::kCentreFloats : block_floats;
-  std::vector<float> rows;
-  source->Run(samples, [&](const float* block, bool) { rows.insert(rows.end(), block + first, block + first + count); });
-  const std::string out = options.out + "/" + NameOf(path) + ".npy";
-  if (!TSEG::blocks::WriteNpy(out, rows, static_cast<size_t>(count), options.half)) {
-    *error = out + ": cannot be written";
-    return false;
+// Turns recordings into rows, on one thread.
+class Converter {
+ public:
+  Converter(const Options& options, const ScoreModel* model) : options_(options), blocks_(options.blocks), scores_(options.blocks, model) {}
+
+  // Writes the rows of one recording. False with a reason on failure.
+  bool Convert(const std::string& path, std::string* error) {
+    std::vector<int16_t> samples;
+    if (!TSEG::blocks::ReadAudio(path, options_.blocks.rate_hz, &samples, error)) return false;
+    std::vector<float> rows;
+    int columns = 2;
+    if (!options_.scores.empty()) {
+      scores_.Run(samples, &rows);
+    } else {
+      const int first = options_.centre ? TSEG::blocks::kCentreFirst : 0;
+      columns = options_.centre ? TSEG::blocks::kCentreFloats : TSEG::blocks::BlockFloats(options_.blocks.model_type);
+      blocks_.Run(samples, [&](const float* block, bool) { rows.insert(rows.end(), block + first, block + first + columns); });
+    }
+    const std::string out = options_.out + "/" + NameOf(path) + ".npy";
+    if (!TSEG::blocks::WriteNpy(out, rows, static_cast<size_t>(columns), options_.half)) {
+      *error = out + ": cannot be written";
+      return false;
+    }
+    return true;
   }
-  return true;
-}
+
+ private:
+  const Options& options_;
+  BlockSource blocks_;
+  ScoreSource scores_;
+};
 
 }  // namespace
 
 int main(int argc, char** argv) {
   const Options options = Parse(argc, argv);
   if (!TSEG::platform::MakeFolders(options.out)) Fail(options.out + ": cannot be made");
+  std::unique_ptr<ScoreModel> model;
+  if (!options.scores.empty()) {
+    std::string error;
+    model = ScoreModel::Load(options.scores, &error);
+    if (!model) Fail(error);
+  }
   std::atomic<size_t> next{0};
   std::atomic<bool> failed{false};
   std::mutex print;
   const auto work = [&] {
-    BlockSource source(options.blocks);
+    Converter converter(options, model.get());
     for (size_t i = next++; i < options.files.size(); i = next++) {
       std::string error;
-      if (!Convert(options, &source, options.files[i], &error)) {
+      if (!converter.Convert(options.files[i], &error)) {
         failed = true;
         const std::lock_guard<std::mutex> lock(print);
         std::cerr << "wvad-blocks: " << error << '\n';

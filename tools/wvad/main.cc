@@ -4,8 +4,10 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <string>
+#include <system_error>
 
 #include "wvad/failure.h"
 #include "wvad/model_command.h"
@@ -122,8 +124,9 @@ ExitCode Run(int argc, char** argv) {
   if (app.get_subcommand("model")->got_subcommand("pack")) {
     RunModelPack(model.folder, model.output, model.quiet);
   } else {
-    const bool named = model.file.find('/') == std::string::npos;
-    RunModelInspect(named ? FindModel(model.file, "") : model.file, model.json);
+    std::error_code ignored;
+    const bool file = model.file.find('/') != std::string::npos || std::filesystem::exists(model.file, ignored);
+    RunModelInspect(file ? model.file : FindModel(model.file, ""), model.json);
   }
   return ExitCode::kSuccess;
 }

@@ -26,7 +26,7 @@ std::vector<std::string> ModelFolders(const std::string& models_dir) {
   if (program.empty()) return {};
   std::vector<std::string> folders;
   // Beside the library, as it is installed, and as it lies in a build folder.
-  for (const std::string folder : {program + "/" + WVAD_MODELS_FROM_PROGRAM, program + "/../lib/vad"}) {
+  for (const std::string& folder : {program + "/" + WVAD_MODELS_FROM_PROGRAM, program + "/../lib/vad"}) {
     std::error_code ignored;
     const std::string clean = std::filesystem::weakly_canonical(folder, ignored).string();
     if (!clean.empty() && (folders.empty() || folders.back() != clean)) folders.push_back(clean);

@@ -36,7 +36,13 @@ void Recording::Report() {
                       found.trig, found.eg};
     if (renewals_ > 0) {
       if (sentence.end_sample <= std::max(decided_to_, reported_to_)) continue;
-      sentence.begin_sample = std::max(sentence.begin_sample, reported_to_);
+      if (sentence.begin_sample < reported_to_) {
+        // The same sentence heard again need not end on the same frame. Speech that really goes on is longer than this: the earlier session
+        // had already heard so much silence behind the end.
+        const int64_t splinter = rate_hz_ * 2 / 5;
+        if (sentence.end_sample < reported_to_ + splinter) continue;
+        sentence.begin_sample = reported_to_;
+      }
     }
     reported_to_ = sentence.end_sample;
     sink_(sentence);

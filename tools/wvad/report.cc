@@ -95,6 +95,7 @@ class Table : public Report {
     if (!text.empty()) output_.Write(text);
   }
   void FailFile(const std::string&) override {}
+  void RefuseFile(const std::string&, const std::string&) override {}
   void End() override {}
 
  private:
@@ -126,6 +127,10 @@ class JsonDocument : public Report {
     json["error"] = message;
     Finish(json);
   }
+  void RefuseFile(const std::string& name, const std::string& message) override {
+    BeginFile(name);
+    FailFile(message);
+  }
   void End() override { output_.Write("\n]}\n"); }
 
  private:
@@ -149,6 +154,10 @@ class JsonLines : public Report {
     Json json;
     json["error"] = message;
     Line("end", json);
+  }
+  void RefuseFile(const std::string& name, const std::string& message) override {
+    BeginFile(name);
+    FailFile(message);
   }
   void End() override {}
 
@@ -186,6 +195,7 @@ class Csv : public Report {
   }
   void EndFile(const FileEnd&) override {}
   void FailFile(const std::string&) override {}
+  void RefuseFile(const std::string&, const std::string&) override {}
   void End() override {}
 
  private:

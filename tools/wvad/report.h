@@ -51,6 +51,8 @@ class Report {
   virtual void EndFile(const FileEnd& end) = 0;
   // The file that was begun cannot be worked on to its end.
   virtual void FailFile(const std::string& message) = 0;
+  // A file that could not be begun.
+  virtual void RefuseFile(const std::string& name, const std::string& message) = 0;
   virtual void End() = 0;
 };
 

@@ -68,15 +68,24 @@ class Segmenter {
         channel_(ParseChannel(options.channel)),
         gain_db_(ParseGain(options.gain)) {
     // Every parameter is tried once before any audio is touched, so that a mistake costs nothing. The rate alone outlives a session.
-    { const Session trial(detector_, parameters_); }
+    const Session trial(detector_, parameters_);
     rate_hz_ = ParseWhole<int>(detector_.Get("VAD_PARAM_SAMPLERATE")).value_or(16000);
+    if (detector_.Get("wvad_param_k4_energy") == "0") floor_ = ParseWhole<int>(detector_.Get("wvad_param_nEnergyThreshhood"));
   }
 
   void File(const std::string& name, Report& report) {
     // Opened before it is announced: a missing file has no table.
-    std::unique_ptr<AudioSource> source = Open(name);
-    const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name);
-    PcmStream stream(*source, name, channel_, rate_hz_, options_.chunk_ms, gain_db);
+    std::unique_ptr<AudioSource> source;
+    std::optional<PcmStream> opened;
+    try {
+      source = Open(name);
+      const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name);
+      opened.emplace(*source, name, channel_, rate_hz_, options_.chunk_ms, gain_db);
+    } catch (const Failure& failure) {
+      report.RefuseFile(name, failure.what());
+      throw;
+    }
+    PcmStream& stream = *opened;
     const double total = source->frames() > 0 ? static_cast<double>(source->frames()) / source->rate_hz() : 0;
     Progress progress(!options_.quiet && !(name == "-" && output_.is_terminal()) && IsTerminal(STDERR_FILENO), name, total);
     LevelMeter level(rate_hz_);
@@ -164,12 +173,10 @@ class Segmenter {
 
   // Nothing found: if the level is the likely reason, say so.
   void Advise(const std::string& name, const LevelMeter& level) const {
-    if (detector_.Get("wvad_param_k4_energy") == "1") return;
-    const std::optional<int> floor = ParseWhole<int>(detector_.Get("wvad_param_nEnergyThreshhood"));
-    if (!floor) return;
+    if (!floor_) return;
     // The floor is the natural logarithm of the energy sum of a 25 ms window (400 samples at 16 kHz).
     const double window = rate_hz_ / 40;
-    const double floor_db = 10 * std::log10(std::exp(*floor) / window) - 20 * std::log10(32768.0);
+    const double floor_db = 10 * std::log10(std::exp(*floor_) / window) - 20 * std::log10(32768.0);
     if (level.loudest_db() <= -119 || level.loudest_db() > floor_db + 12) return;
     std::fprintf(stderr, "wvad: %s: note: the recording is very quiet (loudest 10 ms at %.0f dB, the engine's floor is at %.0f dB); try --gain auto\n",
                  name.c_str(), level.loudest_db(), floor_db);
@@ -182,6 +189,7 @@ class Segmenter {
   int channel_;
   std::optional<double> gain_db_;
   int rate_hz_ = 16000;
+  std::optional<int> floor_;  // the fixed energy floor; none with the adaptive one
 };
 
 }  // namespace

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The two locks behind the one interface.
+#include "log/log_mutex.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "log/log_process_mutex.h"
+#include "log/log_thread_mutex.h"
+#include "platform/platform.h"
+#include "support/temp_folder.h"
+
+namespace TSEG {
+namespace {
+
+TEST(LogThreadMutex, ExcludesThreadsAndLetsItsHolderInAgain) {
+  Log_Thread_Mutex mutex;
+  EXPECT_EQ(mutex.open("ignored"), 0);
+  int counter = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 1000; ++i) {
+        mutex.acquire(0);  // the timeout is ignored
+        mutex.acquire(0);
+        ++counter;
+        mutex.release();
+        mutex.release();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(counter, 4000);
+}
+
+TEST(LogProcessMutex, RemembersItsNameAndExcludes) {
+  const testing_support::TempFolder folder;
+  ::setenv("TMPDIR", folder.path().c_str(), 1);
+  Log_Win32_Process_Mutex first;
+  Log_Win32_Process_Mutex second;
+  EXPECT_EQ(first.open("Some_Mutex"), 0);
+  EXPECT_EQ(first.name(), "Some_Mutex");
+  EXPECT_EQ(second.open("Some_Mutex"), 0);
+  EXPECT_EQ(first.acquire(Log_Mutex::kInfinite), 0);
+  std::atomic<bool> inside{false};
+  std::thread waiting([&] {
+    second.acquire(Log_Mutex::kInfinite);
+    inside = true;
+    second.release();
+  });
+  platform::SleepMilliseconds(50);
+  EXPECT_FALSE(inside);
+  EXPECT_EQ(first.release(), 0);
+  waiting.join();
+  EXPECT_TRUE(inside);
+  first.close();
+  second.close();
+  ::unsetenv("TMPDIR");
+}
+
+TEST(LogProcessMutex, WithoutAFileBehindItGivesTheErrorAndStaysUsable) {
+  ::setenv("TMPDIR", "/proc/no/such/folder", 1);
+  Log_Win32_Process_Mutex mutex;
+  EXPECT_NE(mutex.open("Some_Mutex"), 0);
+  EXPECT_EQ(mutex.acquire(Log_Mutex::kInfinite), 0);
+  EXPECT_EQ(mutex.release(), 0);
+  ::unsetenv("TMPDIR");
+}
+
+}  // namespace
+}  // namespace TSEG

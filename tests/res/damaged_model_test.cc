@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Model files that are short, huge or do not fit together: each is refused with 30002 and a line that names what was wrong. Run under the
+// address sanitizer this is also the proof that nothing is read where nothing is.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <set>
+
+#include "res/model_format.h"
+#include "res/test_models.h"
+#include "res/test_log.h"
+
+namespace TSEG {
+namespace {
+
+using modelfile::Bytes;
+using modelfile::ModelSpec;
+using testing_support::Drop;
+using testing_support::Loaded;
+using testing_support::TestLog;
+using testing_support::SmallDnn;
+using testing_support::SmallLstm40;
+using testing_support::SmallLstm75;
+
+constexpr size_t kHeader = 384;
+
+template <typename T>
+void Poke(Bytes* file, size_t offset, T value) {
+  std::memcpy(file->data() + offset, &value, sizeof value);
+}
+
+// A copy of exactly `n` bytes on the heap, so that the sanitizer sees its end.
+int LoadExactly(const Bytes& file, size_t n) {
+  const Bytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(n));
+  Bytes exact(cut);
+  exact.shrink_to_fit();
+  return Loaded(exact).ret;
+}
+
+void EveryPrefixIsRefused(const Bytes& file) {
+  std::set<size_t> lengths;
+  for (size_t n = 0; n < 512; ++n) lengths.insert(n);
+  for (const size_t edge : {kHeader + 16, kHeader + 48, kHeader + sizeof(MlpResImageV1), kHeader + sizeof(MlpResImageV2),
+                            kHeader + sizeof(MlpResImageV3), file.size()}) {
+    for (size_t n = edge - 3; n <= edge + 3; ++n) lengths.insert(n);
+  }
+  for (size_t n = 0; n < file.size(); n += 997) lengths.insert(n);
+  for (const size_t n : lengths) {
+    if (n >= file.size()) continue;
+    ASSERT_EQ(LoadExactly(file, n), 30002) << n;
+  }
+  EXPECT_EQ(LoadExactly(file, file.size()), 0);
+}
+
+TEST(DamagedModel, EveryPrefixOfADnnIsRefused) { EveryPrefixIsRefused(modelfile::WriteModel(SmallDnn())); }
+TEST(DamagedModel, EveryPrefixOfAnLstm40IsRefused) {
+  const testing_support::CpuGuard cpu(true);
+  EveryPrefixIsRefused(modelfile::WriteModel(SmallLstm40()));
+}
+TEST(DamagedModel, EveryPrefixOfAnLstm40InFloatFormIsRefused) {
+  const testing_support::CpuGuard cpu(false);
+  EveryPrefixIsRefused(modelfile::WriteModel(SmallLstm40()));
+}
+TEST(DamagedModel, EveryPrefixOfAnLstm75IsRefused) { EveryPrefixIsRefused(modelfile::WriteModel(SmallLstm75())); }
+
+struct Damage {
+  const char* name;
+  std::function<void(Bytes*)> apply;
+  const char* line;
+};
+
+TEST(DamagedModel, EachDamageIsNamed) {
+  const size_t inner = kHeader + 84;
+  const size_t outer = kHeader + 596;
+  const size_t names = kHeader + 1108;
+  const size_t types = kHeader + 9300;
+  const size_t keys = kHeader + 12372;
+  const Damage kRows[] = {
+      {"negative count of variables", [](Bytes* f) { Poke<int32_t>(f, kHeader + 48, -1); }, "the number of variables is -1"},
+      {"too many variables", [](Bytes* f) { Poke<int32_t>(f, kHeader + 48, 129); }, "the number of variables is 129"},
+      {"huge count of variables", [](Bytes* f) { Poke<int32_t>(f, kHeader + 48, 0x7FFFFFFF); }, "the number of variables is 2147483647"},
+      {"empty slots counted", [](Bytes* f) { Poke<int32_t>(f, kHeader + 48, 128); }, "variable  has the shape 0 x 0"},
+      {"negative count of keys", [keys](Bytes* f) { Poke<int32_t>(f, keys, -7); }, "the number of keys is -7"},
+      {"too many keys", [keys](Bytes* f) { Poke<int32_t>(f, keys, 33); }, "the number of keys is 33"},
+      {"negative dimension", [inner](Bytes* f) { Poke<int32_t>(f, inner + 4 * 3, -825); }, "variable weights12 has the shape 40 x -825"},
+      {"no rows", [outer](Bytes* f) { Poke<int32_t>(f, outer, 0); }, "variable mean has the shape 0 x 1"},
+      {"huge dimensions",
+       [inner, outer](Bytes* f) {
+         Poke<int32_t>(f, inner + 4 * 3, 0x7FFFFFFF);
+         Poke<int32_t>(f, outer + 4 * 3, 0x7FFFFFFF);
+       },
+       "variable weights12 reaches beyond the end of the file"},
+      {"product that wraps to a small one",
+       [inner, outer](Bytes* f) {
+         Poke<int32_t>(f, inner, 0x10000);
+         Poke<int32_t>(f, outer, 0x10000);
+       },
+       "variable mean reaches beyond the end of the file"},
+      {"one row too many", [outer](Bytes* f) { Poke<int32_t>(f, outer + 4 * 6, 3); }, "variable bias3 reaches beyond the end of the file"},
+      {"name without an end", [names](Bytes* f) { std::memset(f->data() + names + 64 * 2, 'x', 64); }, "the name is not terminated of variable 2"},
+      {"type without an end", [types](Bytes* f) { std::memcpy(f->data() + types + 8, "floatfloat", 8); },
+       "the data type is not terminated of variable 1"},
+      {"unknown type", [types](Bytes* f) { std::memcpy(f->data() + types + 8, "half\0\0\0", 8); }, "variable var has an unknown data type"},
+      {"key without an end", [keys](Bytes* f) { std::memset(f->data() + keys + 4, '0', 16); }, "the text is not terminated of key 0"},
+      {"value without an end", [keys](Bytes* f) { std::memset(f->data() + keys + 4 + 512 + 16 * 6, '0', 16); },
+       "the value is not terminated of key 6"},
+      {"header beyond the end", [](Bytes* f) { Poke<uint16_t>(f, 2, 65535); f->resize(60000); }, "the header reaches beyond the end of the file"},
+  };
+  const Bytes sound = modelfile::WriteModel(SmallDnn());
+  for (const Damage& row : kRows) {
+    Bytes file = sound;
+    row.apply(&file);
+    TestLog log;
+    EXPECT_EQ(Loaded(file).ret, 30002) << row.name;
+    EXPECT_EQ(log.Failures(std::string("ResLoader_ftr::load | model file refused, ") + row.line, "ret", 30002), 1)
+        << row.name << "\n"
+        << log.Text();
+  }
+}
+
+TEST(DamagedModel, AnUnknownTypeIsAlsoToldAsTheOffsetWould) {
+  Bytes file = modelfile::WriteModel(SmallDnn());
+  std::memcpy(file.data() + kHeader + 9300, "half\0\0\0", 8);
+  TestLog log;
+  EXPECT_EQ(Loaded(file).ret, 30002);
+  EXPECT_EQ(log.Failures("get_var_datatype: do not support type mean.", "NULL", 0), 1) << log.Text();
+}
+
+TEST(DamagedModel, EveryMissingVariableIsNamed) {
+  for (const ModelSpec& whole : {SmallDnn(), SmallLstm40(), SmallLstm75()}) {
+    for (const auto& variable : whole.variables) {
+      ModelSpec spec = whole;
+      Drop(&spec, variable.name);
+      TestLog log;
+      const Loaded loaded(modelfile::WriteModel(spec));
+      EXPECT_EQ(loaded.link.pDnn, nullptr);
+      EXPECT_EQ(loaded.link.pLstm, nullptr);
+      // Without its bias a layer is not counted, and the number of layers is what is wrong.
+      if (variable.name == "bias2" || variable.name == "bias3") {
+        EXPECT_EQ(loaded.ret, 30011) << variable.name;
+        continue;
+      }
+      if (variable.name == "lstmp1_bias_" && spec.network_type == "MLP_RES_RNNCNNPAD28") {
+        EXPECT_EQ(loaded.ret, 30002);
+        EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, the number of recurrent layers is 0", "ret", 30002), 1);
+        continue;
+      }
+      if (variable.name == "lstmp2_bias_") {
+        EXPECT_EQ(loaded.ret, 0);  // a network of one layer, with variables that nobody asks for
+        continue;
+      }
+      EXPECT_EQ(loaded.ret, 30002) << variable.name;
+      EXPECT_EQ(log.Failures("register_value_typed: can't find  " + variable.name + " in resource", "NULL", 0), 1)
+          << log.Text();
+      EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, variable " + variable.name + " is missing", "ret", 30002), 1) << log.Text();
+    }
+  }
+}
+
+TEST(DamagedModel, AVariableOfAnotherTypeIsNotTakenForFloats) {
+  ModelSpec spec = SmallDnn();
+  modelfile::FindVariable(spec, "var")->dtype = "double";
+  TestLog log;
+  EXPECT_EQ(Loaded(modelfile::WriteModel(spec)).ret, 30002);
+  EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, variable var is not of type float", "ret", 30002), 1) << log.Text();
+}
+
+TEST(DamagedModel, BytesByFormulaAtEachPlaceNeverCrashTheReader) {
+  for (const Bytes& sound : {modelfile::WriteModel(SmallDnn()), modelfile::WriteModel(SmallLstm40()), modelfile::WriteModel(SmallLstm75())}) {
+    uint32_t state = 1;
+    for (int round = 0; round < 300; ++round) {
+      Bytes file = sound;
+      for (int k = 0; k < 4; ++k) {
+        state = state * 1664525u + 1013904223u;
+        // Everything in front of the data but the magic words, without which there is nothing to read.
+        size_t at = 60 + (state >> 8) % (kHeader + 13400 - 60);
+        if (at >= kHeader + 16 && at < kHeader + 48) at = 2;
+        file[at] = static_cast<uint8_t>(state >> 24);
+      }
+      const int ret = Loaded(file).ret;
+      ASSERT_TRUE(ret == 0 || ret == 30002 || ret == 30011) << "round " << round << " gives " << ret;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace TSEG

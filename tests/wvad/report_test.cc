@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/report.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "support/temp_folder.h"
+#include "wvad/failure.h"
+
+namespace TSEG::tool {
+namespace {
+
+Sentence Sample(int64_t begin, int64_t end) { return {begin, end, 12.34, true, 70.5}; }
+
+// What a run over two good files, one that fails half-way and one that cannot be opened prints.
+std::string Printed(const std::string& format, bool summary = true) {
+  testing_support::TempFolder folder;
+  {
+    Output output(folder.file("out"));
+    const std::unique_ptr<Report> report = MakeReport(format, output, true, summary);
+    report->BeginFile("a.wav");
+    report->Add(Sample(11200, 35200), 16000);
+    report->Add({int64_t{36000} * 16000 * 3, int64_t{36000} * 16000 * 3 + 160, {}, {}, {}}, 16000);
+    FileEnd end;
+    end.samples = 48000;
+    report->EndFile(end);
+    report->BeginFile("b \"x\",\xff.wav");
+    report->FailFile("b: broken\n");
+    report->RefuseFile("c.wav", "c.wav: no such file");
+    report->BeginFile("d.wav");
+    end.endpoint = true;
+    end.reason = "tail silence";
+    end.others = {{"snr", "\"ws\":[{\"snr\":3.5}]"}};
+    report->EndFile(end);
+    report->End();
+    output.Close();
+  }
+  return folder.read("out");
+}
+
+TEST(Report, TableNamesFilesAndSumsUp) {
+  EXPECT_EQ(Printed("table"),
+            "a.wav\n"
+            "     begin       end  duration     vol      eg\n"
+            "      0.70      2.20      1.50    12.3   70.50\n"
+            " 108000.00 108000.01      0.01       -       -\n"
+            "2 sentences, 1.51 s of speech in 3.00 s\n"
+            "\nb \"x\",\xff.wav\n"
+            "     begin       end  duration     vol      eg\n"
+            "\nd.wav\n"
+            "     begin       end  duration     vol      eg\n"
+            "stopped at 3.00 s: tail silence\n"
+            "0 sentences, 0.00 s of speech in 3.00 s\n"
+            "snr: \"ws\":[{\"snr\":3.5}]\n");
+}
+
+TEST(Report, JsonIsOneValidDocument) {
+  const nlohmann::json document = nlohmann::json::parse(Printed("json"));
+  ASSERT_EQ(document["files"].size(), 4U);
+  const nlohmann::json& first = document["files"][0];
+  EXPECT_EQ(first["file"], "a.wav");
+  EXPECT_EQ(first["stopped_by"], "end of audio");
+  EXPECT_EQ(first["heard"], 3.0);
+  ASSERT_EQ(first["sentences"].size(), 2U);
+  EXPECT_EQ(first["sentences"][0]["begin"], 0.7);
+  EXPECT_EQ(first["sentences"][0]["end"], 2.2);
+  EXPECT_EQ(first["sentences"][0]["duration"], 1.5);
+  EXPECT_EQ(first["sentences"][0]["vol"], 12.34);
+  EXPECT_EQ(first["sentences"][0]["trig"], true);
+  EXPECT_EQ(first["sentences"][0]["eg"], 70.5);
+  EXPECT_TRUE(first["sentences"][1]["vol"].is_null());
+  EXPECT_EQ(document["files"][1]["error"], "b: broken\n");
+  EXPECT_EQ(document["files"][2]["error"], "c.wav: no such file");
+  EXPECT_EQ(document["files"][3]["results"][0]["key"], "snr");
+  EXPECT_EQ(document["files"][3]["results"][0]["ws"][0]["snr"], 3.5);
+}
+
+TEST(Report, EachJsonLineIsAnObjectOfItsOwn) {
+  const std::string text = Printed("jsonl");
+  std::vector<nlohmann::json> lines;
+  for (size_t start = 0; start < text.size();) {
+    const size_t end = text.find('\n', start);
+    lines.push_back(nlohmann::json::parse(text.substr(start, end - start)));
+    start = end + 1;
+  }
+  ASSERT_EQ(lines.size(), 6U);
+  EXPECT_EQ(lines[0]["event"], "sentence");
+  EXPECT_EQ(lines[0]["file"], "a.wav");
+  EXPECT_EQ(lines[2]["event"], "end");
+  EXPECT_EQ(lines[3]["error"], "b: broken\n");
+  EXPECT_EQ(lines[4]["file"], "c.wav");
+  EXPECT_EQ(lines[5]["stopped_by"], "tail silence");
+}
+
+TEST(Report, CsvQuotesNamesThatNeedIt) {
+  testing_support::TempFolder folder;
+  Output output(folder.file("out"));
+  const std::unique_ptr<Report> report = MakeReport("csv", output, false, true);
+  report->BeginFile("say \"a,b\".wav");
+  report->Add(Sample(11200, 35200), 16000);
+  report->End();
+  output.Close();
+  EXPECT_EQ(folder.read("out"),
+            "file,begin,end,duration,vol,trig,eg\n"
+            "\"say \"\"a,b\"\".wav\",0.70,2.20,1.50,12.3,true,70.50\n");
+}
+
+TEST(Report, SentencesAreThereBeforeTheEnd) {
+  testing_support::TempFolder folder;
+  Output output(folder.file("out"));
+  const std::unique_ptr<Report> report = MakeReport("jsonl", output, false, true);
+  report->BeginFile("-");
+  report->Add(Sample(11200, 35200), 16000);
+  EXPECT_NE(folder.read("out").find("\"end\":2.2"), std::string::npos);
+}
+
+TEST(Report, FullDiskIsAFailureOfTheOutput) {
+  try {
+    Output output("/dev/full");
+    output.Write("x");
+    FAIL();
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.code(), ExitCode::kOutput);
+    EXPECT_STREQ(failure.what(), "/dev/full: cannot be written: No space left on device");
+  }
+}
+
+}  // namespace
+}  // namespace TSEG::tool

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "modelfile/pack.h"
+
+#include <nlohmann/json.hpp>
+#include <set>
+#include <stdexcept>
+
+#include "modelfile/npy.h"
+
+namespace TSEG::modelfile {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+[[noreturn]] void Refuse(const std::string& what) { throw std::runtime_error("model.json: " + what); }
+
+void RefuseStrangers(const Json& object, const std::set<std::string>& known, const std::string& where) {
+  for (const auto& item : object.items()) {
+    if (known.count(item.key()) == 0) Refuse("unknown entry \"" + item.key() + "\" in " + where);
+  }
+}
+
+std::string Text(const Json& value, const std::string& what) {
+  if (value.is_string()) return value.get<std::string>();
+  if (value.is_boolean()) return value.get<bool>() ? "true" : "false";
+  if (value.is_number_integer()) return std::to_string(value.get<int64_t>());
+  Refuse(what + " is neither a text nor an integer");
+}
+
+std::string Required(const Json& object, const char* name, const std::string& where) {
+  if (!object.contains(name) || !object.at(name).is_string()) Refuse("\"" + std::string(name) + "\" is missing in " + where);
+  return object.at(name).get<std::string>();
+}
+
+int32_t Shift(const Json& object, const char* name, const std::string& where) {
+  if (!object.contains(name)) return 0;
+  if (!object.at(name).is_number_integer()) Refuse("\"" + std::string(name) + "\" is not an integer in " + where);
+  return object.at(name).get<int32_t>();
+}
+
+void ReadKeys(const Json& keys, ModelSpec* spec) {
+  if (keys.is_object()) {
+    for (const auto& item : keys.items()) spec->keys.emplace_back(item.key(), Text(item.value(), "the value of key " + item.key()));
+    return;
+  }
+  if (!keys.is_array()) Refuse("\"keys\" is neither an object nor a list of pairs");
+  for (const Json& pair : keys) {
+    if (!pair.is_array() || pair.size() != 2) Refuse("\"keys\" holds something that is not a pair");
+    spec->keys.emplace_back(Text(pair[0], "a key"), Text(pair[1], "a value"));
+  }
+}
+
+void ReadScales(const Json& scales, ModelSpec* spec) {
+  if (spec->shape != Shape::kV2) Refuse("\"scales\" belong to MLP_RES_RNNCNNPAD28 alone");
+  if (!scales.is_array() || scales.size() > spec->fScale.size()) Refuse("\"scales\" is not a list of at most 16 numbers");
+  for (size_t i = 0; i < scales.size(); ++i) {
+    if (!scales[i].is_number()) Refuse("\"scales\" holds something that is not a number");
+    spec->fScale[i] = scales[i].get<float>();
+  }
+}
+
+Variable ReadVariable(const std::string& folder, const Json& entry, Shape shape) {
+  if (!entry.is_object()) Refuse("\"variables\" holds something that is not an object");
+  Variable variable;
+  variable.name = Required(entry, "name", "a variable");
+  const std::string where = "variable " + variable.name;
+  RefuseStrangers(entry, {"name", "file", "dtype", "shift", "shift16", "aux16", "shift8", "aux8"}, where);
+  const std::string file = entry.contains("file") ? Required(entry, "file", where) : variable.name + ".npy";
+  NpyArray array;
+  try {
+    array = ParseNpy(ReadFileBytes(folder + "/" + file));
+  } catch (const std::runtime_error& failure) {
+    throw std::runtime_error(file + ": " + failure.what());
+  }
+  variable.dtype = array.descr == "<i2" ? "short" : (array.descr == "<i4" ? "int" : "float");
+  if (entry.contains("dtype")) variable.dtype = Required(entry, "dtype", where);
+  variable.outer = static_cast<int32_t>(array.shape[0]);
+  variable.inner = array.shape.size() == 2 ? static_cast<int32_t>(array.shape[1]) : 1;
+  variable.data = std::move(array.data);
+  const bool any_shift = entry.contains("shift") || entry.contains("shift16") || entry.contains("shift8") || entry.contains("aux16") ||
+                         entry.contains("aux8");
+  if (any_shift && shape == Shape::kV2) Refuse("shifts do not belong to MLP_RES_RNNCNNPAD28, in " + where);
+  variable.nShift16 = variable.nShift8 = Shift(entry, "shift", where);
+  if (entry.contains("shift16")) variable.nShift16 = Shift(entry, "shift16", where);
+  if (entry.contains("shift8")) variable.nShift8 = Shift(entry, "shift8", where);
+  variable.nAux16 = Shift(entry, "aux16", where);
+  variable.nAux8 = Shift(entry, "aux8", where);
+  return variable;
+}
+
+}  // namespace
+
+ModelSpec ReadFolder(const std::string& folder) {
+  const Bytes text = ReadFileBytes(folder + "/model.json");
+  Json description;
+  try {
+    description = Json::parse(text.begin(), text.end());
+  } catch (const Json::exception& failure) {
+    Refuse(failure.what());
+  }
+  if (!description.is_object()) Refuse("not an object");
+  RefuseStrangers(description, {"network_type", "keys", "scales", "variables", "comment"}, "the description");
+  ModelSpec spec;
+  spec.network_type = Required(description, "network_type", "the description");
+  spec.shape = ShapeOfType(spec.network_type);
+  if (description.contains("keys")) ReadKeys(description["keys"], &spec);
+  if (description.contains("scales")) ReadScales(description["scales"], &spec);
+  if (!description.contains("variables") || !description["variables"].is_array()) Refuse("\"variables\" is not a list");
+  for (const Json& entry : description["variables"]) spec.variables.push_back(ReadVariable(folder, entry, spec.shape));
+  return spec;
+}
+
+size_t PackFolder(const std::string& folder, const std::string& out_path) {
+  const Bytes bytes = WriteModel(ReadFolder(folder));
+  WriteFileBytes(out_path, bytes);
+  return bytes.size();
+}
+
+}  // namespace TSEG::modelfile

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Packs a model file from a folder of .npy arrays and a description "model.json" (schema in README.md beside this file).
+#ifndef WVAD_MODELFILE_PACK_H_
+#define WVAD_MODELFILE_PACK_H_
+
+#include <string>
+
+#include "modelfile/modelfile.h"
+
+namespace TSEG::modelfile {
+
+// What the folder describes. Throws std::runtime_error with what is wrong, naming the file.
+ModelSpec ReadFolder(const std::string& folder);
+// The same, written to `out_path`. Gives the bytes written.
+size_t PackFolder(const std::string& folder, const std::string& out_path);
+
+}  // namespace TSEG::modelfile
+
+#endif  // WVAD_MODELFILE_PACK_H_

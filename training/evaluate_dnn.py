@@ -1,0 +1,225 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Judges a "dnn_fb75" model file: what it finds, what it misses, and that none of its sums wraps.
+
+    evaluate_dnn.py --model FILE --blocks PATH/wvad-blocks --corpus DIR --data DIR --work DIR [--json FILE]
+
+Sets: the mixed sessions of DIR/valid; the corpus's natural recordings and clean sentences (categories "natural" and "speech-sample"); the same
+mixed with its noise samples at 20, 10, 5 and 0 dB; and the noise samples alone. Scores are the engine's own (wvad-blocks --scores); the
+integer reference runs on the same frames, must agree with them, and counts wraps.
+
+A frame counts as speech if its probability reaches 0.7. "held" applies the engine's next two rules as well: frames below the energy floor
+are silence, and so are the first two frames after a silent one.
+"""
+
+import argparse
+import json
+import os
+import shutil
+import subprocess
+
+import numpy as np
+
+from audio_corpus import HOP, SAMPLE_RATE, Corpus, mask_to_hops, read_label_file, spans_to_mask
+from mix_sessions import db, rms
+from model_file import read_network
+from quantised_dnn import Counts, session_pairs
+from train_dnn import roc_auc
+
+THRESHOLD = 0.7
+ENERGY_FLOOR = 16.0
+SNRS_DB = (20, 10, 5, 0)
+
+
+def frame_energies(samples, n_frames):
+    """ln of the energy of each frame of 400 samples about its mean; 0 for an all-zero frame."""
+    windows = np.lib.stride_tricks.sliding_window_view(samples.astype(np.float32), 400)[::HOP][:n_frames]
+    energy = np.square(windows - windows.mean(axis=1, keepdims=True)).sum(axis=1)
+    return np.where(energy > 0, np.log(np.maximum(energy, 1e-30)), 0.0)
+
+
+def held_decisions(speech_probability, energies):
+    """Speech after the hold-over and the energy floor."""
+    out = np.zeros(len(speech_probability), bool)
+    hold = 0
+    for i, (p, e) in enumerate(zip(speech_probability, energies)):
+        positive = p - (1.0 - p) >= 2 * THRESHOLD - 1
+        if not positive:
+            hold = 2
+        elif hold:
+            hold -= 1
+            positive = False
+        if e < ENERGY_FLOOR:
+            positive, hold = False, 2
+        out[i] = positive
+    return out
+
+
+class Tally:
+    """Frames of one set."""
+
+    def __init__(self):
+        self.scores, self.labels, self.weights, self.held = [], [], [], []
+
+    def add(self, pairs, labels, weights, held):
+        n = min(len(pairs), len(labels))
+        self.scores.append(pairs[:n, 0])
+        self.labels.append(labels[:n])
+        self.weights.append(weights[:n])
+        self.held.append(held[:n])
+
+    def summary(self):
+        scores, labels, weights, held = (np.concatenate(x) for x in (self.scores, self.labels, self.weights, self.held))
+        used = weights > 0
+        scores, labels, held = scores[used], labels[used] == 1, held[used]
+        found = scores >= np.float32(THRESHOLD)
+
+        def share(flags, where):
+            return round(float(flags[where].mean()), 4) if where.any() else None
+
+        return {"hours": round(len(scores) / 360000.0, 3), "speech": round(float(labels.mean()), 3),
+                "error": round(float((found != labels).mean()), 4), "miss": share(~found, labels), "false_alarm": share(found, ~labels),
+                "held_error": round(float((held != labels).mean()), 4), "held_miss": share(~held, labels),
+                "held_false_alarm": share(held, ~labels),
+                "auc": round(roc_auc(scores, labels), 4) if labels.any() and not labels.all() else None}
+
+
+def mixed(clean, labels, noise, snr_db):
+    """Clean speech with looped noise; the ratio is that of the labelled speech to the noise."""
+    mask = np.repeat(labels == 1, HOP)
+    speech = rms(clean[:len(mask)][mask[:len(clean)]].astype(np.float64)) if mask.any() else rms(clean.astype(np.float64))
+    noise = np.resize(noise.astype(np.float64), len(clean))
+    noise *= speech * db(-snr_db) / max(rms(noise), 1.0)
+    return np.clip(np.round(clean + noise), -32768, 32767).astype(np.int16)
+
+
+def build_sets(corpus, folder):
+    """Writes the PCM of all sample sets; a list of (set, name, labels)."""
+    os.makedirs(folder, exist_ok=True)
+    items = []
+
+    def put(group, name, samples, labels):
+        path = os.path.join(folder, f"{group}__{name}.s16")
+        samples.tofile(path)
+        items.append((group, path, labels))
+
+    noises = [(os.path.splitext(os.path.basename(r.path))[0], np.array(corpus.samples(r)), r)
+              for r in corpus.recordings if r.category == "noise-sample"]
+    for name, samples, recording in noises:
+        if "voices" not in recording.subcategory:
+            put("noise alone", name, samples, np.zeros(len(samples) // HOP, np.uint8))
+    at = 0
+    for category in ("natural", "speech-sample"):
+        group = "natural" if category == "natural" else "clean"
+        for recording in (r for r in corpus.recordings if r.category == category):
+            samples = np.array(corpus.samples(recording))
+            spans = read_label_file(os.path.join(corpus.root, recording.label))
+            labels = mask_to_hops(spans_to_mask(spans, len(samples)))
+            name = os.path.splitext(os.path.basename(recording.path))[0]
+            put(group, name, samples, labels)
+            for snr_db in SNRS_DB:
+                for _ in range(2 if category == "natural" else 1):
+                    noise_name, noise, _ = noises[at % len(noises)]
+                    at += 1
+                    put(f"{group} at {snr_db} dB", f"{name}__{noise_name}", mixed(samples, labels, noise, snr_db), labels)
+    return items
+
+
+def run_blocks(program, out, paths, *options):
+    shutil.rmtree(out, ignore_errors=True)
+    os.makedirs(out)
+    with open(os.path.join(out, "list.txt"), "w", encoding="utf-8") as handle:
+        handle.write("\n".join(paths) + "\n")
+    subprocess.run([program, "--out", out, "--list", os.path.join(out, "list.txt"), "--jobs", "2", *options], check=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--model", required=True)
+    parser.add_argument("--blocks", required=True, help="the program wvad-blocks")
+    parser.add_argument("--corpus", required=True)
+    parser.add_argument("--data", required=True, help="folder of mix_sessions.py, for its split 'valid'")
+    parser.add_argument("--work", required=True)
+    parser.add_argument("--json")
+    parser.add_argument("--files", action="store_true", help="one line for each natural recording as well")
+    args = parser.parse_args()
+
+    network = read_network(args.model)
+    corpus = Corpus(args.corpus, os.path.join(args.work, "cache"), exclude_licence=None)
+    items = build_sets(corpus, os.path.join(args.work, "pcm"))
+    folder = os.path.join(args.data, "valid")
+    with open(os.path.join(folder, "sessions.jsonl"), encoding="utf-8") as handle:
+        for about in map(json.loads, handle):
+            name = f"{about['index']:05d}"
+            rows = np.load(os.path.join(folder, "labels", name + ".npy"))
+            items.append((about, os.path.join(folder, "pcm", name + ".s16"), rows))
+
+    paths = [path for _, path, _ in items]
+    scores, frames = os.path.join(args.work, "scores"), os.path.join(args.work, "frames")
+    run_blocks(args.blocks, scores, paths, "--scores", args.model)
+    run_blocks(args.blocks, frames, paths, "--centre")
+
+    tallies, counts, difference, per_file = {}, Counts(), 0.0, {}
+    for group, path, labels in items:
+        name = os.path.splitext(os.path.basename(path))[0] + ".npy"
+        pairs = np.load(os.path.join(scores, name))
+        if not len(pairs):
+            continue
+        reference = session_pairs(network, np.load(os.path.join(frames, name)), counts)
+        if reference.shape != pairs.shape:
+            raise SystemExit(f"{path}: {len(pairs)} pairs from the engine, {len(reference)} from the reference")
+        difference = max(difference, float(np.abs(reference - pairs).max()))
+        weights = np.full(len(labels), 100)
+        if isinstance(group, dict):
+            labels, weights = labels[:, 0], labels[:, 1]
+            about, group = group, ["mixed"]
+            group.append(f"mixed: {about['kind']}")
+            if about["kind"] == "speech":
+                if "snr_db" not in about:
+                    group.append("mixed: speech, no noise")
+                else:
+                    low = int(np.floor(about["snr_db"] / 5.0) * 5)
+                    group.append(f"mixed: speech, {low} to {low + 5} dB")
+                group.append("mixed: speech, room" if "room" in about else "mixed: speech, dry")
+                if about.get("band", [0, 8000])[1] < 4000:
+                    group.append("mixed: speech, telephone band")
+        else:
+            group = [group]
+        held = held_decisions(pairs[:, 0], frame_energies(np.fromfile(path, np.int16), len(pairs)))
+        for key in group:
+            tallies.setdefault(key, Tally()).add(pairs, labels, weights, held)
+        if group == ["natural"]:
+            per_file.setdefault(name[:-4], Tally()).add(pairs, labels, weights, held)
+
+    result = {"model": os.path.basename(args.model), "sets": {k: t.summary() for k, t in tallies.items()},
+              "files": {k: t.summary() for k, t in per_file.items()},
+              "arithmetic": {"frames": counts.frames, "wraps": counts.wraps(),
+                             "greatest_sums": [round(x, 4) for x in counts.greatest_sum],
+                             "worst_case_of_any_input": [round(x, 4) for x in network.worst_case()],
+                             "clipped_weights": network.clipped_weights(), "greatest_difference_to_engine": difference}}
+    print(f"{'set':34} {'hours':>6} {'speech':>6}   {'error':>6} {'miss':>6} {'alarm':>6}   {'held error, miss, alarm':>24} {'auc':>7}")
+
+    def order(key):
+        return (key.startswith("mixed"), ":" in key)
+
+    def show(name, row):
+        cells = [row[k] for k in ("error", "miss", "false_alarm", "held_error", "held_miss", "held_false_alarm")]
+        text = ["     -" if c is None else f"{100 * c:5.1f}%" for c in cells]
+        print(f"{name:34} {row['hours']:6.2f} {row['speech']:6.2f}   {' '.join(text[:3])}     {' '.join(text[3:])}   "
+              f"{'-' if row['auc'] is None else row['auc']:>7}")
+
+    for key in sorted(result["sets"], key=order):
+        show(key, result["sets"][key])
+    if args.files:
+        for key, row in result["files"].items():
+            show(key, row)
+    print("arithmetic:", json.dumps(result["arithmetic"]))
+    if args.json:
+        with open(args.json, "w", encoding="utf-8") as handle:
+            json.dump(result, handle, indent=1)
+    # Scores may differ by the last bits of exp; anything more is a different network.
+    if counts.wraps() or difference > 1e-5:
+        raise SystemExit("the arithmetic does not hold")
+
+
+if __name__ == "__main__":
+    main()
