@@ -7,6 +7,9 @@ Sets: the mixed sessions of DIR/valid; the corpus's natural recordings and clean
 mixed with its noise samples at 20, 10, 5 and 0 dB; and the noise samples alone. Scores are the engine's own (wvad-blocks --scores); the
 integer reference runs on the same frames, must agree with them, and counts wraps.
 
+With --wvad PROGRAM the sample sets also go through `wvad segment`, and what counts is sentences: how much of the labelled speech lies inside
+one, how many utterances (labels joined over pauses below 0.4 s) are missed altogether, and how many sentences hold no labelled speech.
+
 A frame counts as speech if its probability reaches 0.7. "held" applies the engine's next two rules as well: frames below the energy floor
 are silence, and so are the first two frames after a silent one.
 """
@@ -16,14 +19,15 @@ import json
 import os
 import shutil
 import subprocess
+import wave
 
 import numpy as np
 
-from audio_corpus import HOP, SAMPLE_RATE, Corpus, mask_to_hops, read_label_file, spans_to_mask
+from audio_corpus import HOP, SAMPLE_RATE, Corpus, mask_to_hops, read_audio, read_label_file, spans_to_mask
+from metrics import roc_auc
 from mix_sessions import db, rms
 from model_file import read_network
 from quantised_dnn import Counts, session_pairs
-from train_dnn import roc_auc
 
 THRESHOLD = 0.7
 ENERGY_FLOOR = 16.0
@@ -52,6 +56,10 @@ def held_decisions(speech_probability, energies):
             positive, hold = False, 2
         out[i] = positive
     return out
+
+
+def load(path):
+    return np.fromfile(path, np.int16) if path.endswith(".s16") else read_audio(path)
 
 
 class Tally:
@@ -93,13 +101,17 @@ def mixed(clean, labels, noise, snr_db):
 
 
 def build_sets(corpus, folder):
-    """Writes the PCM of all sample sets; a list of (set, name, labels)."""
+    """Writes all sample sets as WAV files; a list of (set, name, labels)."""
     os.makedirs(folder, exist_ok=True)
     items = []
 
     def put(group, name, samples, labels):
-        path = os.path.join(folder, f"{group}__{name}.s16")
-        samples.tofile(path)
+        path = os.path.join(folder, f"{group}__{name}.wav".replace(" ", "_"))
+        with wave.open(path, "wb") as out:
+            out.setnchannels(1)
+            out.setsampwidth(2)
+            out.setframerate(SAMPLE_RATE)
+            out.writeframes(samples.tobytes())
         items.append((group, path, labels))
 
     noises = [(os.path.splitext(os.path.basename(r.path))[0], np.array(corpus.samples(r)), r)
@@ -124,6 +136,43 @@ def build_sets(corpus, folder):
     return items
 
 
+def utterances(labels, pause_hops=40):
+    """Runs of speech as (first, past the last) hop, joined over short pauses; those of less than 0.2 s left out."""
+    edges = np.flatnonzero(np.diff(np.concatenate([[0], labels.astype(np.int8), [0]])))
+    runs = []
+    for first, past in zip(edges[::2], edges[1::2]):
+        if runs and first - runs[-1][1] < pause_hops:
+            runs[-1][1] = past
+        else:
+            runs.append([first, past])
+    return [(first, past) for first, past in runs if past - first >= 20]
+
+
+def judge_sentences(program, model, items):
+    """Per set: what `wvad segment` made of its recordings."""
+    sets = {}
+    for group, path, labels in items:
+        run = subprocess.run([program, "segment", "--quiet", "--format", "json", "--model", model, path], check=True, capture_output=True)
+        found = np.zeros(len(labels), bool)
+        row = sets.setdefault(group, {"minutes": 0.0, "speech_hops": 0, "found_hops": 0, "utterances": 0, "missed": 0, "sentences": 0, "empty": 0})
+        for sentence in json.loads(run.stdout)["files"][0]["sentences"]:
+            first, past = int(sentence["begin"] * 100), int(round(sentence["end"] * 100))
+            found[first:past] = True
+            row["sentences"] += 1
+            row["empty"] += not labels[first:past].any()
+        row["minutes"] += len(labels) / 6000.0
+        row["speech_hops"] += int(labels.sum())
+        row["found_hops"] += int((found & (labels == 1)).sum())
+        for first, past in utterances(labels):
+            row["utterances"] += 1
+            row["missed"] += not found[first:past].any()
+    for row in sets.values():
+        speech, inside = row.pop("speech_hops"), row.pop("found_hops")
+        row["minutes"] = round(row["minutes"], 2)
+        row["speech_inside"] = round(inside / speech, 4) if speech else None
+    return sets
+
+
 def run_blocks(program, out, paths, *options):
     shutil.rmtree(out, ignore_errors=True)
     os.makedirs(out)
@@ -139,13 +188,15 @@ def main():
     parser.add_argument("--corpus", required=True)
     parser.add_argument("--data", required=True, help="folder of mix_sessions.py, for its split 'valid'")
     parser.add_argument("--work", required=True)
+    parser.add_argument("--wvad", help="the program wvad, to judge sentences as well")
     parser.add_argument("--json")
     parser.add_argument("--files", action="store_true", help="one line for each natural recording as well")
     args = parser.parse_args()
 
     network = read_network(args.model)
     corpus = Corpus(args.corpus, os.path.join(args.work, "cache"), exclude_licence=None)
-    items = build_sets(corpus, os.path.join(args.work, "pcm"))
+    items = build_sets(corpus, os.path.join(args.work, "audio"))
+    samples_only = list(items)
     folder = os.path.join(args.data, "valid")
     with open(os.path.join(folder, "sessions.jsonl"), encoding="utf-8") as handle:
         for about in map(json.loads, handle):
@@ -184,7 +235,7 @@ def main():
                     group.append("mixed: speech, telephone band")
         else:
             group = [group]
-        held = held_decisions(pairs[:, 0], frame_energies(np.fromfile(path, np.int16), len(pairs)))
+        held = held_decisions(pairs[:, 0], frame_energies(load(path), len(pairs)))
         for key in group:
             tallies.setdefault(key, Tally()).add(pairs, labels, weights, held)
         if group == ["natural"]:
@@ -213,6 +264,12 @@ def main():
         for key, row in result["files"].items():
             show(key, row)
     print("arithmetic:", json.dumps(result["arithmetic"]))
+    if args.wvad:
+        result["sentences"] = judge_sentences(args.wvad, args.model, samples_only)
+        print(f"{'set':22} {'minutes':>7} {'utterances':>10} {'missed':>6} {'speech inside':>13} {'sentences':>9} {'without speech':>14}")
+        for key, row in result["sentences"].items():
+            inside = "-" if row["speech_inside"] is None else f"{100 * row['speech_inside']:.1f}%"
+            print(f"{key:22} {row['minutes']:7.2f} {row['utterances']:10} {row['missed']:6} {inside:>13} {row['sentences']:9} {row['empty']:14}")
     if args.json:
         with open(args.json, "w", encoding="utf-8") as handle:
             json.dump(result, handle, indent=1)

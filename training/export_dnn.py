@@ -14,7 +14,7 @@ import os
 import numpy as np
 
 from quantised_dnn import CONTEXT, INPUT_SHIFT, Counts, Network, Shifts, forward, input_bound, splice
-from train_dnn import best_balance
+from metrics import best_balance
 
 FIRST_BIAS_SHIFT = 16
 THRESHOLD = 0.7

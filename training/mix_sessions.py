@@ -20,7 +20,7 @@ import numpy as np
 from audio_corpus import HOP, SAMPLE_RATE, Corpus, mask_to_hops, spans_to_mask
 
 # Shares of the kinds of session.
-KINDS = [("speech", 0.80), ("noise", 0.09), ("music", 0.07), ("silence", 0.04)]
+KINDS = [("speech", 0.76), ("noise", 0.11), ("music", 0.09), ("silence", 0.04)]
 # Never offered as non-speech: they hold words or many voices. Voices without words may still stand behind speech.
 SUNG = "song with sung words"
 VOICES = ("crowd", "distant voices")
@@ -69,6 +69,11 @@ def tilt_curve(rng):
     points_hz = np.array([0.0, 150.0, 400.0, 1000.0, 2500.0, 5000.0, 8000.0])
     gain_db = rng.normal(0.0, 3.0, len(points_hz)).clip(-8, 8)
     return lambda f: db(np.interp(f, points_hz, gain_db))
+
+
+def stretched(x, factor):
+    """`x` played `factor` times as fast, pitch and all."""
+    return np.interp(np.arange(int(len(x) / factor)) * factor, np.arange(len(x)), x)
 
 
 def mu_law(x):
@@ -123,6 +128,8 @@ class Mixer:
             want = min(n - position, int(rng.uniform(6.0, 40.0) * SAMPLE_RATE))
             start = int(rng.integers(len(pcm)))
             piece = np.resize(np.roll(pcm[:min(len(pcm), 100 * SAMPLE_RATE)], -start), want).astype(np.float64)
+            if rng.random() < 0.5:  # few sources become many
+                piece = np.resize(stretched(piece, float(np.exp(rng.uniform(np.log(0.7), np.log(1.4))))), want)
             level = max(rms(piece), 1.0)
             fade = min(len(piece) // 2, 1600)
             if fade:
@@ -149,12 +156,12 @@ class Mixer:
         return h / np.sqrt(np.sum(h * h)), peak, t60, recording.path
 
     def speech_track(self, rng, n):
-        """Clips of one to three speakers between pauses. Speech at an active level of 1.0, its mask, and where the clips stand."""
+        """Clips of one to three speakers between pauses. Speech at an active level of 1.0, its mask, and what was used."""
         voice = np.zeros(n)
         mask = np.zeros(n, bool)
+        used = []
         talkers = [self.speakers[i] for i in rng.choice(len(self.speakers), int(rng.choice([1, 1, 1, 2, 3])), p=self.speaker_p)]
         talker_db = {t: rng.normal(0.0, 2.5) for t in talkers}
-        used, spans = [], []
         pause_scale = float(rng.choice([0.5, 1.0, 1.0, 2.0]))
         position = 0 if rng.random() < 0.15 else int(rng.uniform(0.2, 3.0) * SAMPLE_RATE)
         while position < n - SAMPLE_RATE // 2:
@@ -178,6 +185,12 @@ class Mixer:
                 clip, labelled = clip[:cut], labelled[:cut]
                 if not labelled.any():
                     continue
+            if rng.random() < 0.35:
+                factor = float(rng.uniform(0.9, 1.12))
+                clip = stretched(clip, factor)
+                labelled = labelled[np.minimum((np.arange(len(clip)) * factor).astype(np.int64), len(labelled) - 1)]
+                if not labelled.any():
+                    continue
             room_left = n - position
             clip, labelled = clip[:room_left], labelled[:room_left]
             level = rms(clip[labelled]) if labelled.any() else rms(clip)
@@ -186,7 +199,6 @@ class Mixer:
             clip[-fade:] *= np.linspace(1.0, 0.0, fade)
             voice[position:position + len(clip)] += clip * gain
             mask[position:position + len(clip)] |= labelled
-            spans.append((position, position + len(clip)))
             used.append(recording.path)
             position += len(clip) + int(np.exp(rng.uniform(np.log(0.3), np.log(8.0))) * pause_scale * SAMPLE_RATE)
         return voice, mask, used
@@ -245,7 +257,7 @@ class Mixer:
                 x = coloured_noise(rng, n)
             else:
                 x, about["noise"] = self.background(rng, self.noise_alone if kind == "noise" else self.music, n)
-            level_db = float(rng.uniform(-60.0, -10.0))
+            level_db = float(rng.uniform(-52.0, -8.0))
             about["level_db"] = round(level_db, 1)
             x = x * db(level_db) * 32768.0
             if rng.random() < 0.3:

@@ -23,10 +23,10 @@ CPitchTracker::CPitchTracker()
       pSpectrum(kMaxFftSize, RealFft::kAlignment),
       pMagnitude(kMaxFftSize, RealFft::kAlignment),
       pHamming(kMaxWindow, RealFft::kAlignment),
-      weighted_(kMaxHarmonics * kMaxUsedBin, RealFft::kAlignment),
       hPlan16k(kMaxFftSize),
       hPlan8k(kMaxFftSize / 2),
-      hPlan6k(kMaxFftSize / 2) {
+      hPlan6k(kMaxFftSize / 2),
+      weighted_(kMaxHarmonics * kMaxUsedBin, RealFft::kAlignment) {
   for (int32_t f0 = nMinF0; f0 < nMaxF0; f0 = static_cast<int32_t>(static_cast<float>(f0) * fF0Ratio)) pF0.push_back(f0);
   nCandidates = static_cast<int32_t>(pF0.size());
   pScore.assign(pF0.size(), 0.0f);

@@ -104,8 +104,8 @@ void KelInst::GetLoopBufferData(const uint8_t* data, uint32_t n) {
   const int64_t rate = pCfg->sampleRate;
   const int32_t frame = WrapMul32(pCfg->sampleRate, 6) / 100;
   const int32_t hop = WrapMul32(pCfg->sampleRate, 4) / 100;
-  if (frame < 2) {
-    // A rate without a whole sample in a frame has nothing to measure.
+  if (frame < 2 || hop < 1) {
+    // A rate without a whole sample in a frame, or one that wraps here, has nothing to measure.
     nSentCurBytesPos += n;
     return;
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The front end through its handle: the PCM ring, the schedule by which records leave, the running mean, the parameters and their failures.
+// The front end through its handle: reference numbers, the PCM ring, the schedule by which records leave, the running mean, resets.
 #include "frontend/float_front.h"
 
 #include <gmock/gmock.h>
@@ -8,8 +8,10 @@
 
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "frontend/float_front_fixture.h"
 #include "frontend/log_capture.h"
 #include "frontend/test_audio.h"
 
@@ -17,45 +19,12 @@ namespace TSEG {
 namespace {
 
 using testing::ElementsAre;
+using testing_support::Front;
 using testing_support::LogCapture;
 using testing_support::Mixture;
 using testing_support::Noise;
-
-class Front {
- public:
-  Front() { EXPECT_EQ(ORVAFloatFrontCreate(&handle), 0); }
-  Front(const char* cmn_type, bool pitch, int rate = 16000) : Front() {
-    set("wffpl_param_cmn_type", cmn_type);
-    set("wffpl_param_ispitch_enable", pitch ? "1" : "0");
-    set("wffpl_param_SampleRate", std::to_string(rate).c_str());
-    ORVAFloatFrontReset(handle, 1);
-  }
-  ~Front() { ORVAFloatFrontDestroy(handle); }
-  Front(const Front&) = delete;
-  Front& operator=(const Front&) = delete;
-
-  int set(const char* param, const char* value) { return ORVAFloatFrontSetParameter(handle, param, value); }
-  int append(const std::vector<int16_t>& pcm) { return ORVAFloatFrontAppendData(handle, pcm.data(), static_cast<int>(pcm.size())); }
-  // Reads records until none comes; `last` takes the code that ended it.
-  std::vector<StaticFeatureFB> read(bool flush, int* last = nullptr) {
-    std::vector<StaticFeatureFB> records;
-    StaticFeatureFB record;
-    int code;
-    while ((code = ORVAFloatFrontGetFeature(handle, &record, flush ? 1 : 0)) == 0) records.push_back(record);
-    if (last != nullptr) *last = code;
-    return records;
-  }
-
-  FrontHandle handle = nullptr;
-};
-
-// PCM for exactly `frames` frames from the start of a session at 16 kHz.
-size_t SamplesFor(size_t frames) { return 800 + (frames - 1) * 160; }
-
-bool SameRaw(const StaticFeatureFB& a, const StaticFeatureFB& b) {
-  return std::memcmp(a.afFb24, b.afFb24, sizeof a.afFb24) == 0 && std::memcmp(a.afFb40, b.afFb40, sizeof a.afFb40) == 0 &&
-         a.fPitch == b.fPitch && a.fPitchAux == b.fPitchAux && a.fEnergy == b.fEnergy;
-}
+using testing_support::SameRaw;
+using testing_support::SamplesFor;
 
 int32_t UlpDistance(float a, float b) {
   int32_t x, y;
@@ -371,134 +340,26 @@ TEST(FloatFront, RateChangeBetweenSessionsGivesWhatAFreshObjectGives) {
   for (size_t i = 0; i < a.size(); ++i) EXPECT_TRUE(SameRaw(a[i], b[i])) << i;
 }
 
-// ---- Parameters
-
-TEST(FloatFront, K4EnergyCannotBeSwitchedBack) {
-  Front front("1", false);
-  EXPECT_EQ(front.set("wffpl_param_k4_energy", "0"), 0);
-  front.append(std::vector<int16_t>(800));
-  std::vector<StaticFeatureFB> records = front.read(false);
-  ASSERT_EQ(records.size(), 1u);
-  EXPECT_EQ(records[0].fEnergy, 0.0f);
-  EXPECT_EQ(front.set("wffpl_param_k4_energy", "1"), 0);
-  EXPECT_EQ(front.set("wffpl_param_k4_energy", "0"), 0);
-  ORVAFloatFrontReset(front.handle, 1);
-  front.append(std::vector<int16_t>(800));
-  records = front.read(false);
-  ASSERT_EQ(records.size(), 1u);
-  EXPECT_NEAR(records[0].fEnergy, 56.9897f, 5e-5);
-}
-
-TEST(FloatFront, PitchOffLeavesZeros) {
-  Front front("1", false);
-  front.append(testing_support::Tone(800, 200.0, 16000, 8000));
-  StaticFeatureFB record;
-  record.fPitch = record.fPitchAux = 99.0f;
-  ASSERT_EQ(ORVAFloatFrontGetFeature(front.handle, &record, 0), 0);
-  EXPECT_EQ(record.fPitch, 0.0f);
-  EXPECT_EQ(record.fPitchAux, 0.0f);
-}
-
-TEST(FloatFront, PitchOfSilenceIs70HertzWithoutCorrelation) {
-  Front front("1", true);
-  front.append(std::vector<int16_t>(800));
-  const std::vector<StaticFeatureFB> records = front.read(false);
-  ASSERT_EQ(records.size(), 1u);
-  EXPECT_FLOAT_EQ(records[0].fPitch, 3.5f);
-  EXPECT_EQ(records[0].fPitchAux, 0.0f);
-}
-
-TEST(FloatFront, UnknownParametersAreRefused) {
-  Front front("1", false);
-  for (const char* name : {"wffpl_param_special_count", "wffpl_param_cmn_typ", "wffpl_param_cmn_type ", ""}) {
-    const LogCapture log(kLogErr);
-    EXPECT_EQ(front.set(name, "1"), 4) << name;
-    EXPECT_THAT(log.lines(), ElementsAre(std::string("ORVAFloatFrontSetParameter | invalid para , param = ") + name + ", value = 1",
-                                         "Error! The error string is -> ORVAFE_ERRID_ERROR = 4"));
+TEST(FloatFront, ManyThreadsMakeAndUseTheirOwnAtOnce) {
+  const std::vector<int16_t> pcm = Mixture(SamplesFor(40), 16000);
+  Front alone("1", true);
+  alone.append(pcm);
+  const std::vector<StaticFeatureFB> want = alone.read(false);
+  ASSERT_EQ(want.size(), 40u);
+  std::vector<int> same(6, 0);
+  std::vector<std::thread> threads;
+  for (int& count : same) {
+    threads.emplace_back([&count, &pcm, &want] {
+      for (int round = 0; round < 5; ++round) {
+        Front front("1", true);
+        front.append(pcm);
+        const std::vector<StaticFeatureFB> got = front.read(false);
+        for (size_t i = 0; i < got.size() && i < want.size(); ++i) count += SameRaw(got[i], want[i]) ? 1 : 0;
+      }
+    });
   }
-}
-
-TEST(FloatFront, KnownParametersWithoutMeaningAreRefused) {
-  Front front("1", false);
-  for (const char* name : {"wffpl_param_normal_none", "wffpl_param_normal_count", "wffpl_param_special_none"}) {
-    const LogCapture log(kLogErr);
-    EXPECT_EQ(front.set(name, "7"), 4) << name;
-    EXPECT_THAT(log.lines(), ElementsAre(std::string("ORVAFloatFrontSetParameter | err param = ") + name + ", value = 7, ret = 4"));
-  }
-}
-
-TEST(FloatFront, BadMeanTypeIsRefusedButKept) {
-  for (const char* value : {"5", "-1"}) {
-    Front front("1", false);
-    {
-      const LogCapture log(kLogErr);
-      EXPECT_EQ(front.set("wffpl_param_cmn_type", value), 4);
-      EXPECT_THAT(log.lines(), ElementsAre(std::string("ORVAFloatFrontSetParameter | err param = wffpl_param_cmn_type, value = ") + value +
-                                           ", ret = 4"));
-    }
-    // The schedule is still that of type 1, but the type is no longer 1: the mean of the one frame is that frame itself.
-    front.append(Noise(800, 5000));
-    const std::vector<StaticFeatureFB> records = front.read(false);
-    ASSERT_EQ(records.size(), 1u);
-    for (const float v : records[0].afFb40Cmn) EXPECT_EQ(v, 0.0f);
-    EXPECT_GT(records[0].afFb40[0], 1.0f);
-  }
-}
-
-TEST(FloatFront, UnknownRateIsRefusedAndTheOldOneGoesOn) {
-  Front front("1", false, 8000);
-  const LogCapture log(kLogErr);
-  EXPECT_EQ(front.set("wffpl_param_SampleRate", "44100"), 4);
-  EXPECT_THAT(log.lines(), ElementsAre("ORVAFloatFrontSetParameter | invalid SampleRate ,SampleRate = 44100",
-                                       "Error! The error string is -> ORVAFE_ERRID_ERROR = 4"));
-  front.append(Noise(400 + 80, 1000));
-  EXPECT_EQ(front.read(false).size(), 2u);
-}
-
-TEST(FloatFront, ValuesAreDecimal) {
-  Front front("1", false);
-  EXPECT_EQ(front.set("wffpl_param_cmn_type", "0x3"), 0);  // 0, and what follows is ignored
-  front.append(Noise(SamplesFor(60), 1000));
-  EXPECT_TRUE(front.read(false).empty());
-}
-
-TEST(FloatFront, NullArgumentsAreReported) {
-  Front front;
-  const LogCapture log(kLogErr);
-  EXPECT_EQ(ORVAFloatFrontSetParameter(nullptr, nullptr, nullptr), 4);
-  EXPECT_EQ(ORVAFloatFrontSetParameter(front.handle, nullptr, nullptr), 4);
-  EXPECT_EQ(ORVAFloatFrontSetParameter(front.handle, "wffpl_param_cmn_type", nullptr), 4);
-  EXPECT_THAT(log.lines(), ElementsAre("ORVAFloatFrontSetParameter | FrontHandle handle is NULL. ORVAFE_ERRID_ERROR = 4",
-                                       "ORVAFloatFrontSetParameter | param handle is NULL. ORVAFE_ERRID_ERROR = 4",
-                                       "ORVAFloatFrontSetParameter | value handle is NULL. ORVAFE_ERRID_ERROR = 4"));
-}
-
-TEST(FloatFront, BadAppendsAndReadsAreRefused) {
-  Front front("1", false);
-  const std::vector<int16_t> pcm(800);
-  StaticFeatureFB record;
-  {
-    const LogCapture log(kLogErr);
-    EXPECT_EQ(ORVAFloatFrontAppendData(nullptr, pcm.data(), 800), 4);
-    EXPECT_EQ(ORVAFloatFrontAppendData(front.handle, nullptr, 800), 4);
-    EXPECT_EQ(ORVAFloatFrontAppendData(front.handle, pcm.data(), -1), 4);
-    EXPECT_THAT(log.lines(), ElementsAre("ORVAFloatFrontAppendData | FrontHandle handle is NULL. ORVAFE_ERRID_ERROR = 4",
-                                         "ORVAFloatFrontAppendData | samples handle is NULL. ORVAFE_ERRID_ERROR = 4",
-                                         "ORVAFloatFrontAppendData | count is negative. ORVAFE_ERRID_ERROR = 4"));
-  }
-  EXPECT_EQ(ORVAFloatFrontAppendData(front.handle, nullptr, 0), 0);
-  EXPECT_EQ(ORVAFloatFrontGetFeature(nullptr, &record, 0), 4);
-  EXPECT_EQ(ORVAFloatFrontGetFeature(front.handle, nullptr, 0), 4);
-  EXPECT_EQ(front.read(true).size(), 0u);
-  ORVAFloatFrontReset(nullptr, 1);
-  ORVAFloatFrontDestroy(nullptr);
-  EXPECT_EQ(ORVAFloatFrontCreate(nullptr), 4);
-}
-
-TEST(FloatFront, FailuresAreSilentWithoutALog) {
-  Front front("1", false);
-  EXPECT_EQ(front.set("no_such", "1"), 4);
-  EXPECT_EQ(front.append(std::vector<int16_t>(409600)), 3);
+  for (std::thread& thread : threads) thread.join();
+  for (const int count : same) EXPECT_EQ(count, 200);
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Timers and trace scopes: their lines, their order, their levels.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 
 #include "log/log.h"
@@ -13,6 +13,8 @@
 namespace TSEG {
 namespace {
 
+using ::testing::MatchesRegex;
+
 class Scopes : public ::testing::Test {
  protected:
   ~Scopes() override { srlog_close(); }
@@ -21,7 +23,6 @@ class Scopes : public ::testing::Test {
     ASSERT_EQ(srlog_open(cfg.c_str(), "logger", {file.c_str(), "Test Logging"}), 0);
   }
   std::string Text() const { return folder.read("w.log"); }
-  bool TextMatches(const std::string& pattern) const { return std::regex_match(Text(), std::regex(pattern)); }
   testing_support::TempFolder folder;
   std::string file = folder.file("w.log");
 };
@@ -35,11 +36,9 @@ int FailingCall() {
 TEST_F(Scopes, EnterComesFirstThenLeaveThenTheTime) {
   OpenWith("level = all\n");
   { const ApiScope scope("TSEG::wVadStart"); }
-  EXPECT_TRUE(
-      TextMatches("\\[TRC\\] TSEG::wVadStart \\| enter\\.\n"
-                  "\\[TRC\\] TSEG::wVadStart \\| leave\\.\n"
-                  "\\[PRF\\] TSEG::wVadStart  [0-9]+\\.[0-9]{3} msec\\.\n"))
-      << Text();
+  EXPECT_THAT(Text(), MatchesRegex("\\[TRC\\] TSEG::wVadStart \\| enter\\.\n"
+                                   "\\[TRC\\] TSEG::wVadStart \\| leave\\.\n"
+                                   "\\[PRF\\] TSEG::wVadStart  [0-9]+\\.[0-9]{3} msec\\.\n"));
 }
 
 TEST_F(Scopes, DefaultLevelShowsNeither) {
@@ -56,19 +55,17 @@ TEST_F(Scopes, EachHasALevelOfItsOwn) {
   OpenWith("level = 64\n");
   const size_t before = Text().size();
   { const ApiScope scope("A"); }
-  EXPECT_TRUE(std::regex_match(Text().substr(before), std::regex("\\[PRF\\] A  [0-9]+\\.[0-9]{3} msec\\.\n"))) << Text();
+  EXPECT_THAT(Text().substr(before), MatchesRegex("\\[PRF\\] A  [0-9]+\\.[0-9]{3} msec\\.\n"));
 }
 
 TEST_F(Scopes, FailingCallLogsLeaveAndTimeAsWell) {
   OpenWith("level = full\n");
   EXPECT_EQ(FailingCall(), 14002);
-  EXPECT_TRUE(
-      TextMatches("\\[TRC\\] TSEG::wVadStop \\| enter\\.\n"
-                  "\\[ERR\\] no engine\n"
-                  "\\[ERR\\] Error! The error string is -> WVAD_ERROR_NOT_INIT = 14002\n"
-                  "\\[TRC\\] TSEG::wVadStop \\| leave\\.\n"
-                  "\\[PRF\\] TSEG::wVadStop  [0-9]+\\.[0-9]{3} msec\\.\n"))
-      << Text();
+  EXPECT_THAT(Text(), MatchesRegex("\\[TRC\\] TSEG::wVadStop \\| enter\\.\n"
+                                   "\\[ERR\\] no engine\n"
+                                   "\\[ERR\\] Error! The error string is -> WVAD_ERROR_NOT_INIT = 14002\n"
+                                   "\\[TRC\\] TSEG::wVadStop \\| leave\\.\n"
+                                   "\\[PRF\\] TSEG::wVadStop  [0-9]+\\.[0-9]{3} msec\\.\n"));
 }
 
 TEST_F(Scopes, TraceScopeAloneHasNoTime) {
@@ -82,7 +79,7 @@ TEST_F(Scopes, LoggerThatOpensInBetweenSeesTheEnd) {
     const ApiScope scope("TSEG::wVadInitialize");
     OpenWith("level = all\n");
   }
-  EXPECT_TRUE(TextMatches("\\[TRC\\] TSEG::wVadInitialize \\| leave\\.\n\\[PRF\\] TSEG::wVadInitialize  [0-9.]+ msec\\.\n")) << Text();
+  EXPECT_THAT(Text(), MatchesRegex("\\[TRC\\] TSEG::wVadInitialize \\| leave\\.\n\\[PRF\\] TSEG::wVadInitialize  [0-9.]+ msec\\.\n"));
 }
 
 TEST_F(Scopes, TimerStoresNanosecondsOfWhatPassed) {

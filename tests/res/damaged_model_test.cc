@@ -135,6 +135,10 @@ TEST(DamagedModel, EveryMissingVariableIsNamed) {
       Drop(&spec, variable.name);
       TestLog log;
       const Loaded loaded(modelfile::WriteModel(spec));
+      if (variable.name == "lstmp2_bias_") {
+        EXPECT_EQ(loaded.ret, 0);  // a network of one layer, with variables that nobody asks for
+        continue;
+      }
       EXPECT_EQ(loaded.link.pDnn, nullptr);
       EXPECT_EQ(loaded.link.pLstm, nullptr);
       // Without its bias a layer is not counted, and the number of layers is what is wrong.
@@ -145,10 +149,6 @@ TEST(DamagedModel, EveryMissingVariableIsNamed) {
       if (variable.name == "lstmp1_bias_" && spec.network_type == "MLP_RES_RNNCNNPAD28") {
         EXPECT_EQ(loaded.ret, 30002);
         EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, the number of recurrent layers is 0", "ret", 30002), 1);
-        continue;
-      }
-      if (variable.name == "lstmp2_bias_") {
-        EXPECT_EQ(loaded.ret, 0);  // a network of one layer, with variables that nobody asks for
         continue;
       }
       EXPECT_EQ(loaded.ret, 30002) << variable.name;

@@ -133,8 +133,8 @@ TEST(RegisterValue, CopiesRowsAndLeavesThePaddingZero) {
   float* w = nullptr;
   {
     const auto* const end = ParserV3::register_value_typed(p.header, &mean, "mean", &cursor);
-    EXPECT_EQ(end, mean + 32);
-  }  // a column of one stays one wide
+    EXPECT_EQ(end, mean + 32);  // a column of one stays one wide
+  }
   {
     const auto* const end = ParserV3::register_value_typed(p.header, &w, "w", &cursor);
     EXPECT_EQ(end, w + 64 * 32);

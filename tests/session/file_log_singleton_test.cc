@@ -25,6 +25,18 @@ const std::string kSeparator = std::string(62, '=') + "\n";
 const std::string kBegin = kSeparator + "\t \tLog Begin wvad session\n" + kSeparator;
 const std::string kEnd = kSeparator + "\t \tLog End\n" + kSeparator;
 
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr bool kThreadSanitizer = true;
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+
 // The object lives as long as the process: each test has file names of its own.
 class FileLogSingletonTest : public testing_support::SessionTest {
  protected:
@@ -178,6 +190,7 @@ TEST_F(FileLogSingletonTest, ForkedChildEndsWithoutItsParentsWorker) {
 }
 
 TEST_F(FileLogSingletonTest, ForkedChildHasAWorkerOfItsOwnAndLeavesTheParentsText) {
+  if (kThreadSanitizer) GTEST_SKIP() << "the thread sanitizer ends a forked child that makes a thread";
   log_.start(1);
   log_.append("parent\n", "forked.txt");
   EXPECT_TRUE(ForkedChildEnds([this] {

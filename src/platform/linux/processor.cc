@@ -39,12 +39,12 @@ bool OsSavesYmm() {
 }
 
 #if defined(__clang__)
-__attribute__((no_sanitize("undefined", "address")))
+#define WVAD_WANTED_FAULT __attribute__((no_sanitize("undefined", "address")))
 #else
-__attribute__((no_sanitize("undefined"), no_sanitize_address))
+#define WVAD_WANTED_FAULT __attribute__((no_sanitize("undefined"), no_sanitize_address))
 #endif
-[[noreturn]] void
-FaultAtZero() {
+
+WVAD_WANTED_FAULT void FaultAtZero() {
   // The pointer itself is volatile, so that no compiler knows what it holds and turns the store into something else.
   volatile int* volatile address = nullptr;
   *address = 0;

@@ -1,0 +1,67 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# From a fresh Debian 12 to passed tests: installs what they need, builds with warnings as errors, runs all tests plainly and under the
+# Address and UB sanitizers, and those that use threads under the thread sanitizer. Exit code 0: everything passed.
+#
+#   scripts/test.sh           all of it
+#   scripts/test.sh --quick   the plain build alone
+#   scripts/test.sh --clang   all of it, and a build with clang that runs nothing
+set -eu
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+
+quick=no
+clang=no
+for argument in "$@"; do
+  case "$argument" in
+    --quick) quick=yes ;;
+    --clang) clang=yes ;;
+    *)
+      echo "usage: $0 [--quick] [--clang]" >&2
+      exit 2
+      ;;
+  esac
+done
+
+ensure_packages $build_packages $test_packages
+if [ "$clang" = yes ]; then ensure_packages clang; fi
+jobs=$(build_jobs)
+logs=build-logs
+mkdir -p "$logs"
+
+# step NAME COMMAND...: runs it into a log file, and shows the log only if it fails.
+step() {
+  name=$1
+  shift
+  started=$(date +%s)
+  if "$@" >"$logs/$name.log" 2>&1 </dev/null; then
+    echo "ok      $name ($(($(date +%s) - started)) s) $(grep -E '% tests passed' "$logs/$name.log" || true)"
+  else
+    tail -n 200 "$logs/$name.log"
+    echo "FAILED  $name, see $logs/$name.log" >&2
+    exit 1
+  fi
+}
+
+# build PRESET [TARGET]
+build() {
+  step "configure-$1" cmake --preset "$1"
+  step "build-$1" cmake --build --preset "$1" -j "$jobs" ${2:+--target "$2"}
+}
+
+build ci
+step test-ci ctest --preset ci -j "$jobs" --no-tests=error
+[ "$quick" = yes ] && exit 0
+
+# Suppressed reports would be no reports: both sanitizers end the program at the first finding.
+export ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1
+export UBSAN_OPTIONS=print_stacktrace=1
+build asan-ubsan
+step test-asan-ubsan ctest --preset asan-ubsan -j "$jobs" --no-tests=error
+
+if [ -d tests/threads ]; then
+  build tsan wvad_threads_test
+  step test-tsan ctest --preset tsan --no-tests=error
+fi
+
+if [ "$clang" = yes ]; then build clang; fi

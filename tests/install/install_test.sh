@@ -1,0 +1,52 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# install_test.sh BUILD SOURCE MODEL CC: installs from BUILD into a scratch folder, then builds and runs a small client by CMake and by
+# pkg-config, and the installed program, each from a folder of its own.
+set -eu
+build=$1
+source=$2
+model=$3
+cc=$4
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+prefix=$scratch/prefix
+
+cmake --install "$build" --prefix "$prefix" >"$scratch/install.log"
+library=$(find "$prefix" -name libwvad.so)
+lib=$(dirname "$library")
+for file in "$prefix/include/wvad.h" "$lib/pkgconfig/wvad.pc" "$lib/cmake/wvad/wvadConfig.cmake" "$lib/cmake/wvad/wvadConfigVersion.cmake" \
+  "$prefix/bin/wvad" "$prefix/share/man/man1/wvad.1"; do
+  [ -f "$file" ] || { echo "not installed: $file"; exit 1; }
+done
+# The library is reached by its soname, which carries the major version.
+soname=$(objdump -p "$library" | awk '/SONAME/ {print $2}')
+case "$soname" in
+  libwvad.so.[0-9]*) [ -e "$lib/$soname" ] ;;
+  *) echo "soname without a version: $soname"; exit 1 ;;
+esac
+
+mkdir -p "$lib/vad" "$scratch/run"
+cp "$model" "$lib/vad/mine.bin"
+printf '[vad]\nwvad_param_model_name = mine.bin\n' >"$scratch/run/w_tseg.cfg"
+runs() {
+  said=$(cd "$scratch/run" && "$1") || { echo "$1: failed: $said"; exit 1; }
+  case "$said" in
+    "wvad "*" answers 0") ;;
+    *) echo "$1: $said"; exit 1 ;;
+  esac
+}
+
+cmake -S "$source" -B "$scratch/by-cmake" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$cc" >"$scratch/cmake.log"
+cmake --build "$scratch/by-cmake" >>"$scratch/cmake.log" || { cat "$scratch/cmake.log"; exit 1; }
+runs "$scratch/by-cmake/client"
+
+PKG_CONFIG_PATH=$lib/pkgconfig
+export PKG_CONFIG_PATH
+"$cc" -std=c11 -pedantic -Wall -Wextra -Werror "$source/client.c" $(pkg-config --cflags --libs wvad) -Wl,-rpath,"$lib" -o "$scratch/by-pkg-config"
+runs "$scratch/by-pkg-config"
+
+# An installation that is moved elsewhere still finds itself.
+mv "$prefix" "$scratch/moved"
+cd /
+"$scratch/moved/bin/wvad" --version
+head -c 64000 /dev/zero | "$scratch/moved/bin/wvad" segment --model mine --quiet -

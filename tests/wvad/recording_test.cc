@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/recording.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <utility>
+
+#include "wvad/parameters.h"
+#include "wvad/signals.h"
+
+namespace TSEG::tool {
+namespace {
+
+using testing::Bursts;
+using Spans = std::vector<std::pair<double, double>>;
+using Frames = std::vector<std::pair<int64_t, int64_t>>;
+
+// In frames of 10 ms, so that equality is exact.
+struct Outcome {
+  Frames found;
+  int64_t renewals = 0;
+};
+
+Outcome Find(const std::vector<int16_t>& signal, const RenewalPolicy& policy, size_t piece_samples = 1600,
+             const std::vector<std::string>& settings = {}) {
+  Engine engine(WVAD_TEST_MODEL, {}, "");
+  Detector detector(engine);
+  Outcome outcome;
+  Recording recording(detector, PlanParameters(settings, false).session, 16000, policy, [&](const Sentence& sentence) {
+    EXPECT_EQ(sentence.begin_sample % 160, 0);
+    outcome.found.emplace_back(sentence.begin_sample / 160, sentence.end_sample / 160);
+    EXPECT_TRUE(sentence.vol.has_value());
+    EXPECT_TRUE(sentence.eg.has_value());
+  });
+  for (size_t i = 0; i < signal.size(); i += piece_samples) {
+    const size_t end = std::min(signal.size(), i + piece_samples);
+    recording.Feed(std::vector<int16_t>(signal.begin() + static_cast<std::ptrdiff_t>(i), signal.begin() + static_cast<std::ptrdiff_t>(end)));
+  }
+  recording.Finish();
+  outcome.renewals = recording.renewals();
+  EXPECT_EQ(recording.samples(), static_cast<int64_t>(signal.size()));
+  return outcome;
+}
+
+Frames Expected(const Spans& spans) {
+  Frames frames;
+  for (const auto& [begin, end] : spans) {
+    frames.emplace_back(static_cast<int64_t>(begin * 100 + 0.5) - 30, static_cast<int64_t>(end * 100 + 0.5) + 20);
+  }
+  return frames;
+}
+
+// Bursts of 0.5 to 2 s with pauses of 1 to `longest_pause_s`, on whole frames.
+Spans RandomSpans(double length_s, double longest_pause_s, unsigned seed) {
+  std::mt19937 random(seed);
+  std::uniform_int_distribution<int> burst(50, 200);
+  std::uniform_int_distribution<int> pause(100, static_cast<int>(longest_pause_s * 100));
+  Spans spans;
+  for (int at = pause(random); at < static_cast<int>(length_s * 100) - 400; at += pause(random)) {
+    const int end = at + burst(random);
+    spans.emplace_back(at / 100.0, end / 100.0);
+    at = end;
+  }
+  return spans;
+}
+
+TEST(Recording, OneSessionFindsEachBurstWithItsMargins) {
+  const Spans spans = {{1.0, 2.0}, {3.5, 4.2}, {6.0, 9.0}};
+  const Outcome outcome = Find(Bursts(12, spans), RenewalPolicy{});
+  EXPECT_EQ(outcome.found, Expected(spans));
+  EXPECT_EQ(outcome.renewals, 0);
+}
+
+TEST(Recording, PiecesOfAnyLengthGiveTheSameSentences) {
+  const Spans spans = {{1.0, 2.0}, {3.5, 4.2}, {6.0, 9.0}};
+  for (const size_t piece : {1U, 37U, 160U, 401U, 16000U, 160000U}) {
+    if (piece == 1) continue;  // a write a sample proves no more than 37 do
+    EXPECT_EQ(Find(Bursts(12, spans), RenewalPolicy{}, piece).found, Expected(spans)) << piece;
+  }
+}
+
+TEST(Recording, RenewalInSilenceLosesAndDoublesNothing) {
+  RenewalPolicy policy;
+  policy.lead_in_s = 3;
+  policy.quiet_s = 5;
+  for (const unsigned seed : {1U, 2U, 3U}) {
+    const Spans spans = RandomSpans(120, 15, seed);
+    const Outcome outcome = Find(Bursts(120, spans), policy);
+    EXPECT_EQ(outcome.found, Expected(spans)) << "seed " << seed;
+    EXPECT_GT(outcome.renewals, 3) << "seed " << seed;
+  }
+}
+
+TEST(Recording, SpeechThatBeginsAroundTheHandoverIsFoundOnce) {
+  RenewalPolicy policy;
+  policy.lead_in_s = 3;
+  policy.quiet_s = 5;
+  for (int begin = 390; begin <= 560; begin += 5) {  // the handover is at 5 s, or behind the sentence that is open then
+    const Spans spans = {{begin / 100.0, begin / 100.0 + 1.0}};
+    EXPECT_EQ(Find(Bursts(16, spans), policy).found, Expected(spans)) << begin;
+  }
+}
+
+TEST(Recording, ShortBurstBeforeTheHandoverIsNotFoundTwice) {
+  RenewalPolicy policy;
+  policy.lead_in_s = 4;
+  policy.quiet_s = 5;
+  policy.age_s = 6;
+  for (int begin = 100; begin <= 600; begin += 25) {
+    const Spans spans = {{begin / 100.0, begin / 100.0 + 0.3}};
+    EXPECT_EQ(Find(Bursts(20, spans), policy).found, Expected(spans)) << begin;
+  }
+}
+
+TEST(Recording, RenewalByAgeWithoutAnyLongPause) {
+  RenewalPolicy policy;
+  policy.lead_in_s = 3;
+  policy.age_s = 10;
+  const Spans spans = RandomSpans(120, 1.5, 7);
+  const Outcome outcome = Find(Bursts(120, spans), policy);
+  EXPECT_EQ(outcome.found, Expected(spans));
+  EXPECT_GT(outcome.renewals, 8);
+}
+
+TEST(Recording, RenewalByCountOfSentences) {
+  RenewalPolicy policy;
+  policy.lead_in_s = 3;
+  policy.sentences = 5;
+  const Spans spans = RandomSpans(120, 2, 11);
+  const Outcome outcome = Find(Bursts(120, spans), policy);
+  EXPECT_EQ(outcome.found, Expected(spans));
+  EXPECT_GT(outcome.renewals, 5);
+}
+
+TEST(Recording, SentenceWithoutEndIsCutAtTheHardLimitWithoutAGap) {
+  RenewalPolicy policy;
+  policy.lead_in_s = 2;
+  policy.hard_s = 6;
+  const Outcome outcome = Find(Bursts(22, {{1.0, 20.0}}), policy, 1600, {"wvad_param_nSpeechTimeOut=1000000"});
+  ASSERT_GE(outcome.found.size(), 4U);
+  EXPECT_EQ(outcome.found.front().first, 70);
+  EXPECT_EQ(outcome.found.back().second, 2020);
+  for (size_t i = 1; i < outcome.found.size(); ++i) EXPECT_EQ(outcome.found[i].first, outcome.found[i - 1].second) << i;
+}
+
+TEST(Recording, LongSilenceIsWalkedThroughSessionBySession) {
+  // The first handover comes after 240 s; each further session starts 20 s before its handover, so they follow every 220 s.
+  const Outcome outcome = Find(Bursts(1200, {{1150.0, 1151.0}}), RenewalPolicy{}, 16000);
+  EXPECT_EQ(outcome.renewals, 5);
+  EXPECT_EQ(outcome.found, Expected({{1150.0, 1151.0}}));
+}
+
+TEST(Recording, NothingAtAllIsNoFailure) {
+  EXPECT_TRUE(Find({}, RenewalPolicy{}).found.empty());
+  EXPECT_TRUE(Find(std::vector<int16_t>(1, 0), RenewalPolicy{}).found.empty());
+}
+
+TEST(Session, EngineCanGoUpAndDownAgain) {
+  for (int i = 0; i < 3; ++i) {
+    Engine engine(WVAD_TEST_MODEL, {}, "");
+    Detector detector(engine);
+    EXPECT_EQ(detector.Get("VAD_PARAM_SAMPLERATE"), "16000");
+  }
+}
+
+TEST(Session, ParametersHoldForEverySessionOfTheRecording) {
+  RenewalPolicy policy;
+  policy.lead_in_s = 3;
+  policy.age_s = 10;
+  const Spans spans = RandomSpans(60, 1.5, 3);
+  Frames expected;
+  for (const auto& [begin, end] : Expected(spans)) expected.emplace_back(begin + 20, end - 10);
+  EXPECT_EQ(Find(Bursts(60, spans), policy, 1600, {"wvad_param_nFrameStartMargin=10", "wvad_param_nFrameEndMargin=10"}).found, expected);
+}
+
+TEST(Session, FurtherConfigurationCountsWhereTheProgramIsSilent) {
+  Engine engine(WVAD_TEST_MODEL, {}, "[vad]\nwvad_param_nFrameGap = 55\nwvad_param_model_name = elsewhere\n");
+  Detector detector(engine);
+  EXPECT_EQ(detector.Get("wvad_param_nFrameGap"), "55");
+}
+
+}  // namespace
+}  // namespace TSEG::tool

@@ -1,0 +1,24 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Measures of frame scores against labels."""
+
+import numpy as np
+
+
+def roc_auc(scores, labels):
+    order = np.argsort(scores, kind="stable")
+    ranks = np.empty(len(scores))
+    ranks[order] = np.arange(1, len(scores) + 1)
+    positive = labels.astype(bool)
+    n_pos, n_neg = positive.sum(), (~positive).sum()
+    return float((ranks[positive].sum() - n_pos * (n_pos + 1) / 2) / max(1, n_pos * n_neg))
+
+
+def best_balance(scores, labels, weights):
+    """The score that makes misses plus false alarms least, and that sum's half."""
+    order = np.argsort(scores, kind="stable")
+    speech = np.where(labels[order] == 1, weights[order], 0.0).astype(np.float64)
+    other = np.where(labels[order] == 0, weights[order], 0.0).astype(np.float64)
+    miss = np.cumsum(speech) / max(speech.sum(), 1)
+    alarm = 1.0 - np.cumsum(other) / max(other.sum(), 1)
+    best = int(np.argmin(miss + alarm))
+    return float(scores[order[best]]), float((miss + alarm)[best] / 2)
