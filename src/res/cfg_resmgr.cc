@@ -13,12 +13,9 @@ namespace {
 
 constexpr char kCfgFile[] = "w_tseg.cfg";
 // The first five may stand in the file without a warning; the four in the middle may be set and read.
-constexpr const char* kNames[] = {"wresMgr_param_normal_none",
-                                  "wresMgr_param_personal_timeThreshold",
-                                  "wresMgr_param_is_calc_md5",
-                                  "wresMgr_param_resetUseNvidiaGPUAvailable",
-                                  "wresMgr_param_PersonalLMWeight",
-                                  "wresMgr_param_normal_count"};
+constexpr const char* kNames[] = {"wresMgr_param_normal_none",      "wresMgr_param_personal_timeThreshold",
+                                  "wresMgr_param_is_calc_md5",      "wresMgr_param_resetUseNvidiaGPUAvailable",
+                                  "wresMgr_param_PersonalLMWeight", "wresMgr_param_normal_count"};
 constexpr size_t kWithoutWarning = 5;
 
 // The row of `name` among 1 to 4, or 0.
@@ -32,12 +29,24 @@ size_t SettableRow(const char* name) {
 
 void Store(CFG_RESMGR* cfg, size_t row, const std::string& value) {
   switch (row) {
-    case 0: cfg->normal_none = ConfigDecimal(value); break;
-    case 1: cfg->timeThreshold = ConfigFloat(value); break;
-    case 2: cfg->is_calc_md5 = ConfigBool(value); break;
-    case 3: cfg->resetUseNvidiaGPUAvailable = ConfigBool(value); break;
-    case 4: cfg->PersonalLMWeight = ConfigFloat(value); break;
-    default: cfg->normal_count = ConfigDecimal(value); break;
+    case 0:
+      cfg->normal_none = ConfigDecimal(value);
+      break;
+    case 1:
+      cfg->timeThreshold = ConfigFloat(value);
+      break;
+    case 2:
+      cfg->is_calc_md5 = ConfigBool(value);
+      break;
+    case 3:
+      cfg->resetUseNvidiaGPUAvailable = ConfigBool(value);
+      break;
+    case 4:
+      cfg->PersonalLMWeight = ConfigFloat(value);
+      break;
+    default:
+      cfg->normal_count = ConfigDecimal(value);
+      break;
   }
 }
 
@@ -88,10 +97,18 @@ bool CFG_RESMGR::get_para_value(const char* name, char* value, unsigned nLen) co
   }
   std::string text;
   switch (row) {
-    case 1: text = FloatText(timeThreshold); break;
-    case 2: text = is_calc_md5 ? "1" : "0"; break;
-    case 3: text = resetUseNvidiaGPUAvailable ? "1" : "0"; break;
-    default: text = FloatText(PersonalLMWeight); break;
+    case 1:
+      text = FloatText(timeThreshold);
+      break;
+    case 2:
+      text = is_calc_md5 ? "1" : "0";
+      break;
+    case 3:
+      text = resetUseNvidiaGPUAvailable ? "1" : "0";
+      break;
+    default:
+      text = FloatText(PersonalLMWeight);
+      break;
   }
   if (text.size() + 1 > nLen) {
     WVAD_FAIL(0, "false", "%s | err, param = %s, need buff = %d", "CFG_RESMGR::get_para_value", name, static_cast<int>(text.size() + 1));

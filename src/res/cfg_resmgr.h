@@ -13,12 +13,12 @@
 namespace TSEG {
 
 struct CFG_RESMGR {
-  int32_t normal_none = 0;                       // the table's start; a file value is read into it
-  float timeThreshold = 100.0F;                  // kept for the parameter interface
-  bool is_calc_md5 = true;                       // whether loading labels a resource with its MD5
-  bool resetUseNvidiaGPUAvailable = false;       // chooses a log line
+  int32_t normal_none = 0;                                          // the table's start; a file value is read into it
+  float timeThreshold = 100.0F;                                     // kept for the parameter interface
+  bool is_calc_md5 = true;                                          // whether loading labels a resource with its MD5
+  bool resetUseNvidiaGPUAvailable = false;                          // chooses a log line
   float PersonalLMWeight = std::numeric_limits<float>::infinity();  // kept for the parameter interface
-  int32_t normal_count = 0;                      // the table's end
+  int32_t normal_count = 0;                                         // the table's end
 
   // Reads the file over the values. A missing file leaves them.
   void init();

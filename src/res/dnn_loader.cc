@@ -66,7 +66,8 @@ void ReadStateMap(const MlpResFileHeaderV3& header, BlockCursor* cursor, HMMReso
   const int index = Parser::find_var(header, "map");
   const int64_t stride = Parser::padded_inner(header, index);
   std::vector<int16_t> entries;
-  for (int64_t r = 0; r < header.nOuter[index]; ++r) entries.insert(entries.end(), copy + r * stride, copy + r * stride + header.nInner[index]);
+  for (int64_t r = 0; r < header.nOuter[index]; ++r)
+    entries.insert(entries.end(), copy + r * stride, copy + r * stride + header.nInner[index]);
   StateMap map = UnpackStateMap(entries, header.nOuter[Parser::find_var(header, "pri")], SilenceTest::kPlain);
   link->pGeneral = std::move(map.rows);
   link->nSilenceRow = map.nSilenceRow;
@@ -124,7 +125,8 @@ void BuildTable(const MlpResFileHeaderV3& header, const DnnModel& model, ShiftTa
     Parser::register_value_fixed(header, &at_bias, bias.c_str(), &cursor, 4, Shift(header, bias, table), table);
     Parser::register_value_fixed(header, &quant->apWeights[i], weights.c_str(), &cursor, width, Shift(header, weights, table), table);
     quant->apBias[i] = static_cast<int32_t*>(at_bias);
-    if (at_bias == nullptr || quant->apWeights[i] == nullptr) reader->Refuse("the tables of layer " + std::to_string(i + 1) + " do not fit");
+    if (at_bias == nullptr || quant->apWeights[i] == nullptr)
+      reader->Refuse("the tables of layer " + std::to_string(i + 1) + " do not fit");
   }
 }
 

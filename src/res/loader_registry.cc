@@ -8,10 +8,11 @@ namespace {
 
 // In the order of their numbers. Only "MLP" has a loader; "WFST", "LM" and "ORVAFST" have rules of their own; the others are known by name.
 constexpr const char* kCategories[] = {
-    "HMM_8K",       "HMM_6K",         "HMM_16K",    "HMM_FB",       "MLP",          "WFST",      "LM",        "LM_PERSONAL",    "PERSONAL",
-    "PERSONALASNY", "HMM_8KTele",     "WFST_GRAM",  "RLM",          "RLMHIST",      "SPEAKERCODE", "ORVAFST", "APT",            "IVEC",
-    "MLP_ZORIN",    "WFST_PATCH",     "WFST_PATCHASNY", "AC_DICT",  "LEXICON_DICT", "SERICOMB",  "SEMANTIC",  "WORDS_TRIE",     "WORDSYMS",
-    "TRIPHONESYMS", "PHONESYMS",      "STATESYMS",  "PINYINSYMS",   "PHONE_DISTANCE", "FSA"};
+    "HMM_8K",      "HMM_6K",       "HMM_16K",      "HMM_FB",         "MLP",        "WFST",       "LM",
+    "LM_PERSONAL", "PERSONAL",     "PERSONALASNY", "HMM_8KTele",     "WFST_GRAM",  "RLM",        "RLMHIST",
+    "SPEAKERCODE", "ORVAFST",      "APT",          "IVEC",           "MLP_ZORIN",  "WFST_PATCH", "WFST_PATCHASNY",
+    "AC_DICT",     "LEXICON_DICT", "SERICOMB",     "SEMANTIC",       "WORDS_TRIE", "WORDSYMS",   "TRIPHONESYMS",
+    "PHONESYMS",   "STATESYMS",    "PINYINSYMS",   "PHONE_DISTANCE", "FSA"};
 static_assert(std::size(kCategories) == 33);
 
 }  // namespace

@@ -124,7 +124,8 @@ void LstmWalk<Image>::ReadStepShape(const std::string& gifo_x) {
 }
 
 template <class Image>
-void LstmWalk<Image>::SetViews(int k, const Tensor& bias, const Tensor& wr, const Tensor& wx, const Tensor& wp, const Tensor (&peepholes)[3]) {
+void LstmWalk<Image>::SetViews(int k, const Tensor& bias, const Tensor& wr, const Tensor& wx, const Tensor& wp,
+                               const Tensor (&peepholes)[3]) {
   LstmLayer& layer = model_->aLayer[k - 1];
   for (int view = 0; view < 4; ++view) {
     const auto quarter = static_cast<size_t>(kQuarterOfView[view]);
@@ -185,8 +186,8 @@ void LstmWalk<Image>::NarrowLayerToInt8(int k) {
   for (const int view : kViewsInFileOrder) QRange8InPlace(layer.apWr[view], recurrent, layer.afWeightScale[1]);
   layer.pRecCompensation = NewCompensation(4 * static_cast<size_t>(layer.nCellRows));
   for (int view = 0; view < 4; ++view) {
-    CorrectBias(static_cast<const int8_t*>(layer.apWr[view]), layer.nCellRows, layer.nProjCols, layer.afWeightScale[1] * layer.afActScale[1],
-                layer.pRecCompensation + static_cast<ptrdiff_t>(view) * layer.nCellRows);
+    CorrectBias(static_cast<const int8_t*>(layer.apWr[view]), layer.nCellRows, layer.nProjCols,
+                layer.afWeightScale[1] * layer.afActScale[1], layer.pRecCompensation + static_cast<ptrdiff_t>(view) * layer.nCellRows);
   }
   for (const int view : kViewsInFileOrder) QRange16InPlace(layer.apWx[view], input, layer.afWeightScale[0]);
   QRange8InPlace(layer.pWp, Elements(layer.nProjRows, layer.nProjInCols), layer.afWeightScale[2]);

@@ -2,8 +2,8 @@
 //
 // LstmWalk: the steps of a recurrent loader over one header shape. Used by lstm_loader.cc alone.
 //
-// Copies first, conversions after each layer, products of the optional L matrices last, because each works on what the one before it left in
-// the block.
+// Copies first, conversions after each layer, products of the optional L matrices last, because each works on what the one before it left
+// in the block.
 #ifndef WVAD_RES_LSTM_WALK_H_
 #define WVAD_RES_LSTM_WALK_H_
 

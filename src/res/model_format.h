@@ -26,13 +26,13 @@ static_assert(std::endian::native == std::endian::little, "model headers are cop
 constexpr char kModelMagic[] = "orvalin";
 
 // File prefix.
-constexpr uint64_t kPrefixHeaderSize = 2;        // unsigned 16-bit
-constexpr uint64_t kPrefixMagic = 44;            // 16 bytes
+constexpr uint64_t kPrefixHeaderSize = 2;  // unsigned 16-bit
+constexpr uint64_t kPrefixMagic = 44;      // 16 bytes
 constexpr uint64_t kPrefixMagicBytes = 16;
 constexpr uint64_t kPrefixContainerMagic = 148;  // 32 bytes
 constexpr uint64_t kPrefixContainerMagicBytes = 32;
-constexpr uint64_t kPrefixFileSize = 368;        // unsigned 64-bit, as two words
-constexpr uint64_t kPrefixSections = 380;        // unsigned 16-bit
+constexpr uint64_t kPrefixFileSize = 368;  // unsigned 64-bit, as two words
+constexpr uint64_t kPrefixSections = 380;  // unsigned 16-bit
 constexpr uint64_t kPrefixSectionTable = 384;
 
 // Section record.
@@ -156,13 +156,12 @@ struct MlpTypeRow {
   int32_t code;
   const char* name;
 };
-inline constexpr MlpTypeRow kMlpTypes[] = {{0, "MLP_RES_BN"},           {1, "MLP_RES_DNN"},         {2, "MLP_RES_DNN_APT"},
-                                           {3, "MLP_RES_RNN"},          {10, "MLP_RES_RNN_CTC"},    {4, "MLP_RES_DNN_GENERAL"},
-                                           {5, "MLP_RES_DNN_LR"},       {6, "MLP_RES_DNN_TREE"},    {7, "MLP_RES_DNN_LR_APT"},
-                                           {8, "MLP_RES_RNN_APT"},      {9, "MLP_RES_DNN_FIXPOINT"}, {11, "MLP_RES_DNN_IVEC"},
-                                           {12, "MLP_RES_RNN_IVEC"},    {13, "MLP_RES_UBRNN"},      {14, "MLP_RES_UBRNN_APT"},
-                                           {15, "MLP_RES_BIRNN"},       {16, "MLP_RES_BIRNN_CTC"},  {17, "MLP_RES_RNNCATDNN"},
-                                           {19, "MLP_RES_RNNCNNPAD28"}};
+inline constexpr MlpTypeRow kMlpTypes[] = {
+    {0, "MLP_RES_BN"},         {1, "MLP_RES_DNN"},         {2, "MLP_RES_DNN_APT"},      {3, "MLP_RES_RNN"},
+    {10, "MLP_RES_RNN_CTC"},   {4, "MLP_RES_DNN_GENERAL"}, {5, "MLP_RES_DNN_LR"},       {6, "MLP_RES_DNN_TREE"},
+    {7, "MLP_RES_DNN_LR_APT"}, {8, "MLP_RES_RNN_APT"},     {9, "MLP_RES_DNN_FIXPOINT"}, {11, "MLP_RES_DNN_IVEC"},
+    {12, "MLP_RES_RNN_IVEC"},  {13, "MLP_RES_UBRNN"},      {14, "MLP_RES_UBRNN_APT"},   {15, "MLP_RES_BIRNN"},
+    {16, "MLP_RES_BIRNN_CTC"}, {17, "MLP_RES_RNNCATDNN"},  {19, "MLP_RES_RNNCNNPAD28"}};
 
 }  // namespace TSEG
 

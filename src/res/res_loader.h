@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// ResLoader: from a path or a block of memory to a filled resource holder. A loader lives for one add or delete and holds nothing afterwards.
+// ResLoader: from a path or a block of memory to a filled resource holder. A loader lives for one add or delete and holds nothing
+// afterwards.
 //
 // ResLoader does what every kind of resource needs: mapping the file, touching its pages, timing, labelling. ResLoader_Ftr is the one for
-// models: it takes a file or container apart and hands its networks to their loaders. Runs on the caller's thread, outside the manager's lock.
+// models: it takes a file or container apart and hands its networks to their loaders. Runs on the caller's thread, outside the manager's
+// lock.
 #ifndef WVAD_RES_RES_LOADER_H_
 #define WVAD_RES_RES_LOADER_H_
 

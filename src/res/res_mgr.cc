@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "log/log.h"
-#include "res/loader_registry.h"
 #include "res/cpu_singleton.h"
+#include "res/loader_registry.h"
 
 namespace TSEG {
 namespace {
@@ -156,8 +156,8 @@ int Res_mgr::Res_add(const WREC_RES_SET* key, const char* szResURI, const WREC_R
 int Res_mgr::Res_addM(const WREC_RES_SET* key, const void* data, long length, const WREC_RES_SET* deps, int nDeps) {
   const TraceScope scope("TSEG::Res_mgr::Res_addM");
   if (key == nullptr || data == nullptr || length < 0) {
-    return WVAD_FAIL(kResNullHandle, "RES_MGR_ERROR_NULL_HANDLE", "%s | para %s is NULL. %s = %d", "Res_addM", key == nullptr ? "key" : "data",
-                     "RES_MGR_ERROR_NULL_HANDLE", kResNullHandle);
+    return WVAD_FAIL(kResNullHandle, "RES_MGR_ERROR_NULL_HANDLE", "%s | para %s is NULL. %s = %d", "Res_addM",
+                     key == nullptr ? "key" : "data", "RES_MGR_ERROR_NULL_HANDLE", kResNullHandle);
   }
   const std::string type = TypeText(*key);
   WVAD_LOG_INFO("ResAdd begin: szResType = %s nResID = %d length=%ld", type.c_str(), key->nResID, length);
@@ -189,11 +189,13 @@ int Res_mgr::CheckAndMark(const WREC_RES_SET& key, const Source& source) {
                        source.path, type.c_str(), key.nResID);
     }
     return WVAD_FAIL(kResAlreadyExist, "RES_MGR_ERROR_RESOURCE_ALREADY_EXIST",
-                     "%s | Need not to add resource, resource already exist, szResType = %s nResID = %d", source.name, type.c_str(), key.nResID);
+                     "%s | Need not to add resource, resource already exist, szResType = %s nResID = %d", source.name, type.c_str(),
+                     key.nResID);
   }
   if (adding_.count(key) != 0) {
     return WVAD_FAIL(kResAlreadyExist, "RES_MGR_ERROR_RESOURCE_ALREADY_EXIST",
-                     "%s | Need not to add resource, resource is being added, szResType = %s nResID = %d", source.name, type.c_str(), key.nResID);
+                     "%s | Need not to add resource, resource is being added, szResType = %s nResID = %d", source.name, type.c_str(),
+                     key.nResID);
   }
   adding_.insert(key);
   return 0;
@@ -204,8 +206,8 @@ int Res_mgr::FetchDependencies(const WREC_RES_SET* deps, int nDeps, const Source
   for (int i = 0; deps != nullptr && i < nDeps; ++i) {
     IRes* found = Res_query(&deps[i]);
     if (found == nullptr) {
-      return WVAD_FAIL(kResNotExist, "RES_MGR_ERROR_RESOURCE_NOT_EXIST", "%s | Res_query err, res not exist, res_id = %d res_type = %s", source.name,
-                       deps[i].nResID, TypeText(deps[i]).c_str());
+      return WVAD_FAIL(kResNotExist, "RES_MGR_ERROR_RESOURCE_NOT_EXIST", "%s | Res_query err, res not exist, res_id = %d res_type = %s",
+                       source.name, deps[i].nResID, TypeText(deps[i]).c_str());
     }
     out->push_back(found);
   }
@@ -225,8 +227,8 @@ int Res_mgr::AddMarked(const WREC_RES_SET& key, const Source& source, int catego
   const std::string type = TypeText(key);
   const std::unique_ptr<ResLoader> loader = MakeLoader(category);
   if (loader == nullptr) {
-    return WVAD_FAIL(kResInvalidValue, "RES_MGR_ERROR_INVALID_PARA_VALUE", "%s | resource type does not have a loader, szResType = %s nResID = %d",
-                     source.name, type.c_str(), key.nResID);
+    return WVAD_FAIL(kResInvalidValue, "RES_MGR_ERROR_INVALID_PARA_VALUE",
+                     "%s | resource type does not have a loader, szResType = %s nResID = %d", source.name, type.c_str(), key.nResID);
   }
   IRes* const* dependencies = deps.empty() ? nullptr : deps.data();
   const int count = static_cast<int>(deps.size());
@@ -268,26 +270,27 @@ int Res_mgr::MarkForDelete(const WREC_RES_SET& key, const std::string& type) {
   const Hold hold(lock_);
   const auto found = table_.find(key);
   if (found == table_.end()) {
-    return WVAD_FAIL(kResNotExist, "RES_MGR_ERROR_RESOURCE_NOT_EXIST", "Res_mgr::Res_delete | resource does not exist, resId = %d resType = %s",
-                     key.nResID, type.c_str());
+    return WVAD_FAIL(kResNotExist, "RES_MGR_ERROR_RESOURCE_NOT_EXIST",
+                     "Res_mgr::Res_delete | resource does not exist, resId = %d resType = %s", key.nResID, type.c_str());
   }
   const int32_t references = found->second->GetRefCount();
   if (references != 0) {
-    return WVAD_FAIL(kResDelete, "RES_MGR_ERROR_RESOURCE_DELETE", "Res_mgr::Res_delete | res still been used, refCount = %d resId = %d resType = %s",
-                     references, key.nResID, type.c_str());
+    return WVAD_FAIL(kResDelete, "RES_MGR_ERROR_RESOURCE_DELETE",
+                     "Res_mgr::Res_delete | res still been used, refCount = %d resId = %d resType = %s", references, key.nResID,
+                     type.c_str());
   }
   if (!deleting_.insert(key).second) {
     return WVAD_FAIL(kResNotExist, "RES_MGR_ERROR_RESOURCE_NOT_EXIST",
-                     "Res_mgr::Res_delete | Need not to delete resource, resource is being deleted, szResType = %s nResID = %d", type.c_str(),
-                     key.nResID);
+                     "Res_mgr::Res_delete | Need not to delete resource, resource is being deleted, szResType = %s nResID = %d",
+                     type.c_str(), key.nResID);
   }
   return 0;
 }
 
 int Res_mgr::Res_delete(const WREC_RES_SET* key_in) {
   if (key_in == nullptr) {
-    return WVAD_FAIL(kResNullHandle, "RES_MGR_ERROR_NULL_HANDLE", "%s | para %s is NULL. %s = %d", "Res_delete", "key", "RES_MGR_ERROR_NULL_HANDLE",
-                     kResNullHandle);
+    return WVAD_FAIL(kResNullHandle, "RES_MGR_ERROR_NULL_HANDLE", "%s | para %s is NULL. %s = %d", "Res_delete", "key",
+                     "RES_MGR_ERROR_NULL_HANDLE", kResNullHandle);
   }
   const WREC_RES_SET key = *key_in;  // the caller's may be that of the resource itself
   const std::string type = TypeText(key);

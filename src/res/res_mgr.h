@@ -2,8 +2,8 @@
 //
 // The resource manager: the table from key to loaded resource, and the only way to load one.
 //
-// The engine makes one manager, adds one model under one key, queries it at every session start and deletes it at the end. Lookups and insertions
-// run under one recursive lock; loads and releases run outside it.
+// The engine makes one manager, adds one model under one key, queries it at every session start and deletes it at the end. Lookups and
+// insertions run under one recursive lock; loads and releases run outside it.
 #ifndef WVAD_RES_RES_MGR_H_
 #define WVAD_RES_RES_MGR_H_
 
@@ -43,7 +43,7 @@ class IRes {
   virtual ~IRes() = default;
   virtual const char* GetResURI() = 0;
   virtual WREC_RES_SET* GetResSet() = 0;
-  virtual char* GetResKey() = 0;               // the 32-character label, without a terminator
+  virtual char* GetResKey() = 0;                // the 32-character label, without a terminator
   virtual void SetResKey(const char* key) = 0;  // copies exactly 32 bytes
   virtual int32_t IncRefCount() = 0;
   virtual int32_t DecRefCount() = 0;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// VariableReader: how a loader takes the variables it cannot do without. The first one that is missing, of a wrong type or without room stays
-// on record, and everything after it is passed over, so that a loader asks once at the end of each stage.
+// VariableReader: how a loader takes the variables it cannot do without. The first one that is missing, of a wrong type or without room
+// stays on record, and everything after it is passed over, so that a loader asks once at the end of each stage.
 #ifndef WVAD_RES_VARIABLE_READER_H_
 #define WVAD_RES_VARIABLE_READER_H_
 

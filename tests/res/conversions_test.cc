@@ -19,15 +19,15 @@ const float kNan = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
 TEST(Conversions, QFixedAddsTheHalfToNegativeValuesToo) {
-  EXPECT_EQ(QFixed(-0.75F, 1), -1);  // -1.5 + 0.5 = -1.0
-  EXPECT_EQ(Fixed16(-0.75F, 1), -2); // -1.5 - 0.5 = -2.0
+  EXPECT_EQ(QFixed(-0.75F, 1), -1);   // -1.5 + 0.5 = -1.0
+  EXPECT_EQ(Fixed16(-0.75F, 1), -2);  // -1.5 - 0.5 = -2.0
   EXPECT_EQ(QFixed(0.75F, 1), 2);
-  EXPECT_EQ(QFixed(-0.25F, 1), 0);   // -0.5 + 0.5
-  EXPECT_EQ(QFixed(-1.0F, 1), -1);   // -2 + 0.5 = -1.5, cut
+  EXPECT_EQ(QFixed(-0.25F, 1), 0);  // -0.5 + 0.5
+  EXPECT_EQ(QFixed(-1.0F, 1), -1);  // -2 + 0.5 = -1.5, cut
 }
 
 TEST(Conversions, QFixedKeepsTheLowBitsOfWhatDoesNotFit) {
-  EXPECT_EQ(QFixed(1.0F, 15), -32768);   // 32768.5 -> 0x8000
+  EXPECT_EQ(QFixed(1.0F, 15), -32768);  // 32768.5 -> 0x8000
   EXPECT_EQ(QFixed(4.0F, 13), -32768);
   EXPECT_EQ(QFixed(3.0F, 15), -32768);   // 98304 = 0x18000
   EXPECT_EQ(QFixed(-1.0F, 15), -32767);  // -32767.5, cut
@@ -44,7 +44,7 @@ TEST(Conversions, FixedRoundsHalvesAwayFromZeroAndClips) {
   EXPECT_EQ(Fixed32(-3.0e9F, 0), -2147483647 - 1);
   EXPECT_EQ(Fixed16(1.0F, 15), 32767);
   EXPECT_EQ(Fixed16(-1.0F, 15), -32768);
-  EXPECT_EQ(Fixed8(7.97F, 4), 127);   // 127.52 + 0.5
+  EXPECT_EQ(Fixed8(7.97F, 4), 127);  // 127.52 + 0.5
   EXPECT_EQ(Fixed8(8.5F, 4), 127);
   EXPECT_EQ(Fixed8(-8.5F, 4), -128);
   EXPECT_EQ(Fixed8(kInf, 0), 127);

@@ -235,8 +235,8 @@ TEST(DnnLoader, AMapOfShortsBecomesRowsAndTheSilenceRow) {
   TestLog log;
   const Loaded loaded(WriteModel(spec));
   ASSERT_EQ(loaded.ret, 0);
-  EXPECT_EQ(loaded.link.pGeneral, (std::vector<int32_t>{0, -1, -1, -1, -1, -1, -1, -1, 1, 1,  0,  -1,
-                                                        -1, -1, -1, -1, 0, -1, -1, -1, -1, -1, -1, -1}));
+  EXPECT_EQ(loaded.link.pGeneral,
+            (std::vector<int32_t>{0, -1, -1, -1, -1, -1, -1, -1, 1, 1, 0, -1, -1, -1, -1, -1, 0, -1, -1, -1, -1, -1, -1, -1}));
   EXPECT_EQ(loaded.link.nSilenceRow, 1);
   EXPECT_EQ(log.Count("parse_float_res_new_headerV3 | map is not short"), 0);
 

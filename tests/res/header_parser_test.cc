@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "nn/network_models.h"
-#include "res/test_models.h"
 #include "res/test_log.h"
+#include "res/test_models.h"
 
 namespace TSEG {
 namespace {
@@ -16,8 +16,8 @@ using modelfile::Bytes;
 using modelfile::ModelSpec;
 using modelfile::Shape;
 using modelfile::Variable;
-using testing_support::TestLog;
 using testing_support::Matrix;
+using testing_support::TestLog;
 using testing_support::Vector;
 
 using ParserV1 = MlpResHeaderParser<MlpResImageV1>;
@@ -60,17 +60,17 @@ TEST(PaddedDimension, KeepsOneAndRoundsTheRestUpTo32) {
 }
 
 TEST(HeaderParser, OffsetsAddUpTheSizesOfTheVariablesBefore) {
-  const Parsed<MlpResImageV3> p(Spec(Shape::kV3, {Typed("a", "double", 3, 2), Typed("b", "uchar", 5, 1), Typed("c", "short", 2, 2),
-                                                  Typed("d", "char", 1, 1), Typed("e", "ushort", 1, 3), Typed("f", "int", 1, 1),
-                                                  Typed("g", "float", 1, 1), Typed("h", "float", 1, 1)}));
+  const Parsed<MlpResImageV3> p(
+      Spec(Shape::kV3, {Typed("a", "double", 3, 2), Typed("b", "uchar", 5, 1), Typed("c", "short", 2, 2), Typed("d", "char", 1, 1),
+                        Typed("e", "ushort", 1, 3), Typed("f", "int", 1, 1), Typed("g", "float", 1, 1), Typed("h", "float", 1, 1)}));
   const uint64_t expected[] = {0, 48, 53, 61, 62, 68, 72, 76};
   for (int i = 0; i < 8; ++i) EXPECT_EQ(ParserV3::var_offset(p.header, i), expected[i]) << i;
 }
 
 TEST(HeaderParser, DataTypesAreLookedUpByTheNameOfTheVariable) {
-  const Parsed<MlpResImageV3> p(Spec(Shape::kV3, {Typed("a", "double", 1, 1), Typed("b", "float", 1, 1), Typed("c", "int", 1, 1),
-                                                  Typed("d", "short", 1, 1), Typed("e", "ushort", 1, 1), Typed("f", "uchar", 1, 1),
-                                                  Typed("g", "char", 1, 1)}));
+  const Parsed<MlpResImageV3> p(
+      Spec(Shape::kV3, {Typed("a", "double", 1, 1), Typed("b", "float", 1, 1), Typed("c", "int", 1, 1), Typed("d", "short", 1, 1),
+                        Typed("e", "ushort", 1, 1), Typed("f", "uchar", 1, 1), Typed("g", "char", 1, 1)}));
   const int expected[] = {0, 10, 20, 30, 40, 50, 60};
   const char* names[] = {"a", "b", "c", "d", "e", "f", "g"};
   for (int i = 0; i < 7; ++i) EXPECT_EQ(ParserV3::get_var_datatype(p.header, names[i]), expected[i]) << names[i];
@@ -87,9 +87,9 @@ TEST(HeaderParser, AnUnknownTypeOnTheWayGivesOffsetZeroAndTwoLines) {
 }
 
 TEST(HeaderParser, CountsNamesByOneDigitAtTheStar) {
-  const Parsed<MlpResImageV2> p(
-      Spec(Shape::kV2, {Vector("lstmp1_bias_", 1, 0), Vector("lstmp2_bias_", 1, 0), Vector("lstmp10_bias_", 1, 0), Vector("lstmpx_bias_", 1, 0),
-                        Vector("lstmp3_bias-", 1, 0), Vector("lstmp*_bias_", 1, 0), Vector("softmax_bias_", 1, 0), Vector("fc2_bias_", 1, 0)}));
+  const Parsed<MlpResImageV2> p(Spec(
+      Shape::kV2, {Vector("lstmp1_bias_", 1, 0), Vector("lstmp2_bias_", 1, 0), Vector("lstmp10_bias_", 1, 0), Vector("lstmpx_bias_", 1, 0),
+                   Vector("lstmp3_bias-", 1, 0), Vector("lstmp*_bias_", 1, 0), Vector("softmax_bias_", 1, 0), Vector("fc2_bias_", 1, 0)}));
   EXPECT_EQ(ParserV2::count_matching(p.header, "lstmp*_bias_"), 2);
   EXPECT_EQ(ParserV2::count_matching(p.header, "softmax_bias_"), 1);
   EXPECT_EQ(ParserV2::count_matching(p.header, "softmax_bias"), 0);
@@ -112,12 +112,18 @@ TEST(NetworkType, IsToldBySixteenCharacters) {
   const struct {
     const char* name;
     int code;
-  } kRows[] = {{"MLP_RES_BN", 0},           {"MLP_RES_DNN", 1},        {"MLP_RES_DNN_APT", 2},    {"MLP_RES_RNN", 3},
-               {"MLP_RES_RNN_CTC", 10},     {"MLP_RES_DNN_GENERAL", 4}, {"MLP_RES_DNN_LR", 5},    {"MLP_RES_DNN_TREE", 6},
-               {"MLP_RES_DNN_LR_APT", 7},   {"MLP_RES_RNN_APT", 8},    {"MLP_RES_DNN_FIXPOINT", 9}, {"MLP_RES_DNN_IVEC", 11},
-               {"MLP_RES_RNN_IVEC", 12},    {"MLP_RES_UBRNN", 13},     {"MLP_RES_UBRNN_APT", 14}, {"MLP_RES_BIRNN", 15},
-               {"MLP_RES_BIRNN_CTC", 16},   {"MLP_RES_RNNCATDNN", 17}, {"MLP_RES_RNNCNNPAD28", 19}, {"MLP_RES_RNNCATDNX", 17},
-               {"MLP_RES_RNNCNNPAD99", 19}, {"MLP_RES", 18},           {"MLP_RES_DNNX", 18},      {"", 18}};
+  } kRows[] = {{"MLP_RES_BN", 0},           {"MLP_RES_DNN", 1},
+               {"MLP_RES_DNN_APT", 2},      {"MLP_RES_RNN", 3},
+               {"MLP_RES_RNN_CTC", 10},     {"MLP_RES_DNN_GENERAL", 4},
+               {"MLP_RES_DNN_LR", 5},       {"MLP_RES_DNN_TREE", 6},
+               {"MLP_RES_DNN_LR_APT", 7},   {"MLP_RES_RNN_APT", 8},
+               {"MLP_RES_DNN_FIXPOINT", 9}, {"MLP_RES_DNN_IVEC", 11},
+               {"MLP_RES_RNN_IVEC", 12},    {"MLP_RES_UBRNN", 13},
+               {"MLP_RES_UBRNN_APT", 14},   {"MLP_RES_BIRNN", 15},
+               {"MLP_RES_BIRNN_CTC", 16},   {"MLP_RES_RNNCATDNN", 17},
+               {"MLP_RES_RNNCNNPAD28", 19}, {"MLP_RES_RNNCATDNX", 17},
+               {"MLP_RES_RNNCNNPAD99", 19}, {"MLP_RES", 18},
+               {"MLP_RES_DNNX", 18},        {"", 18}};
   for (const auto& row : kRows) {
     char type[32] = {};
     std::strcpy(type, row.name);

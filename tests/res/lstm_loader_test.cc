@@ -92,13 +92,15 @@ TEST(LstmLoader, GatesAreQuartersOfTheTensorsWithTheCellFirst) {
 }
 
 TEST(LstmLoader, GatesAreSplitByThePaddedLength) {
-  // 20 cells: 80 rows in the file are 96 in memory, so a quarter is 24 rows and the second one begins inside of what the file calls the input.
+  // 20 cells: 80 rows in the file are 96 in memory, so a quarter is 24 rows and the second one begins inside of what the file calls the
+  // input.
   const CpuGuard cpu(false);
   ModelSpec spec = SmallLstm40();
   *FindVariable(spec, "lstmp1_bias_") = Vector("lstmp1_bias_", 80, 10);
   *FindVariable(spec, "lstmp1_w_gifo_r_") = Matrix("lstmp1_w_gifo_r_", 80, 96, 11);
   *FindVariable(spec, "lstmp1_w_gifo_x_") = Matrix("lstmp1_w_gifo_x_", 80, 160, 12);
-  for (const char* name : {"lstmp1_peephole_i_c_", "lstmp1_peephole_f_c_", "lstmp1_peephole_o_c_"}) *FindVariable(spec, name) = Vector(name, 20, 14);
+  for (const char* name : {"lstmp1_peephole_i_c_", "lstmp1_peephole_f_c_", "lstmp1_peephole_o_c_"})
+    *FindVariable(spec, name) = Vector(name, 20, 14);
   *FindVariable(spec, "lstmp1_w_projection_") = Matrix("lstmp1_w_projection_", 96, 20, 13);
   const Loaded loaded(WriteModel(spec));
   ASSERT_EQ(loaded.ret, 0);
@@ -241,7 +243,8 @@ TEST(LstmLoader, Int8FormNeedsRangesAboveZero) {
         const CpuGuard cpu(true);
         TestLog log;
         EXPECT_EQ(Loaded(file).ret, 30002) << i;
-        EXPECT_EQ(log.Failures(kRefused + ("quantisation range " + std::to_string(i)) + " is not above zero", "ret", 30002), 1) << log.Text();
+        EXPECT_EQ(log.Failures(kRefused + ("quantisation range " + std::to_string(i)) + " is not above zero", "ret", 30002), 1)
+            << log.Text();
       }
       const CpuGuard cpu(false);
       EXPECT_EQ(Loaded(file).ret, 0) << i;
@@ -285,7 +288,8 @@ TEST(LstmLoader, FixedFormNarrowsEveryTensorInPlace) {
       const std::vector<double>& bias = FindVariable(spec, p + "_bias_")->data;
       for (size_t i = 0; i < 32; ++i) ASSERT_EQ(At<int16_t>(layer.apBias[g], i), Q(bias[kQuarter[g] * 32 + i], 10));
     }
-    for (size_t i = 0; i < 32; ++i) ASSERT_EQ(At<int16_t>(layer.apPeephole[1], i), Q(FindVariable(spec, p + "_peephole_f_c_")->data[i], 13));
+    for (size_t i = 0; i < 32; ++i)
+      ASSERT_EQ(At<int16_t>(layer.apPeephole[1], i), Q(FindVariable(spec, p + "_peephole_f_c_")->data[i], 13));
     const std::vector<double>& wp = FindVariable(spec, p + "_w_projection_")->data;
     for (size_t i = 0; i < 96 * 32; ++i) ASSERT_EQ(At<int16_t>(layer.pWp, i), Q(wp[i], 14));
   }
@@ -405,7 +409,8 @@ TEST(LstmLoader, RefusesLMatricesOfAnotherShape) {
   *FindVariable(spec, "lstmp1_w_o_x_L_") = Matrix("lstmp1_w_o_x_L_", 160, 128, 0);
   TestLog log;
   EXPECT_EQ(Loaded(WriteModel(spec)).ret, 30002);
-  EXPECT_EQ(log.Failures(std::string(kRefused) + "the shape of lstmp1_w_o_x_L_ is not square over the inputs of its layer", "ret", 30002), 1)
+  EXPECT_EQ(log.Failures(std::string(kRefused) + "the shape of lstmp1_w_o_x_L_ is not square over the inputs of its layer", "ret", 30002),
+            1)
       << log.Text();
 }
 
@@ -417,15 +422,16 @@ TEST(LstmLoader, RefusesAProductThatDoesNotFitTheBlock) {
   *FindVariable(spec, "lstmp1_bias_") = Vector("lstmp1_bias_", 4 * cells, 10);
   *FindVariable(spec, "lstmp1_w_gifo_r_") = Matrix("lstmp1_w_gifo_r_", 4 * cells, 32, 11);
   *FindVariable(spec, "lstmp1_w_gifo_x_") = Matrix("lstmp1_w_gifo_x_", 4 * cells, 160, 12);
-  for (const char* name : {"lstmp1_peephole_i_c_", "lstmp1_peephole_f_c_", "lstmp1_peephole_o_c_"}) *FindVariable(spec, name) = Vector(name, cells, 14);
+  for (const char* name : {"lstmp1_peephole_i_c_", "lstmp1_peephole_f_c_", "lstmp1_peephole_o_c_"})
+    *FindVariable(spec, name) = Vector(name, cells, 14);
   *FindVariable(spec, "lstmp1_w_projection_") = Matrix("lstmp1_w_projection_", 32, cells, 13);
   AddLMatrices(&spec, 160);
   TestLog log;
   const Loaded loaded(WriteModel(spec));
   EXPECT_EQ(loaded.ret, 30002);
   EXPECT_EQ(loaded.link.pLstm, nullptr);
-  // The block has 1.2 times 867776 values: 4096 x 160, 4096 x 32, 32 x 1024, 2 x 160 x 160, and small change. Both products would need 327680
-  // of the 173555 on top, less what comes after them.
+  // The block has 1.2 times 867776 values: 4096 x 160, 4096 x 32, 32 x 1024, 2 x 160 x 160, and small change. Both products would need
+  // 327680 of the 173555 on top, less what comes after them.
   EXPECT_EQ(log.CountPart(" does not fit the model's block"), 1) << log.Text();
 }
 

@@ -55,9 +55,10 @@ TEST_F(ResConfig, AFolderOfThatNameIsNoFile) {
 }
 
 TEST_F(ResConfig, ReadsItsSection) {
-  File("[vad]\nwresMgr_param_is_calc_md5 = true\n[resMgr]\nwresMgr_param_normal_none = 12\nwresMgr_param_personal_timeThreshold = 2.5\n"
-       "wresMgr_param_is_calc_md5 = false\nwresMgr_param_resetUseNvidiaGPUAvailable = 1\nwresMgr_param_PersonalLMWeight = 0.25\n"
-       "wresMgr_param_normal_count = 010\n");
+  File(
+      "[vad]\nwresMgr_param_is_calc_md5 = true\n[resMgr]\nwresMgr_param_normal_none = 12\nwresMgr_param_personal_timeThreshold = 2.5\n"
+      "wresMgr_param_is_calc_md5 = false\nwresMgr_param_resetUseNvidiaGPUAvailable = 1\nwresMgr_param_PersonalLMWeight = 0.25\n"
+      "wresMgr_param_normal_count = 010\n");
   CFG_RESMGR cfg;
   cfg.init();
   EXPECT_EQ(cfg.normal_none, 12);
@@ -104,10 +105,12 @@ TEST_F(ResConfig, FourValuesCanBeSetAndRead) {
 TEST_F(ResConfig, OtherNamesCanNeitherBeSetNorRead) {
   CFG_RESMGR cfg;
   char text[8] = "same";
-  for (const char* name : {"wresMgr_param_normal_none", "wresMgr_param_normal_count", "wresMgr_param_special_none", "wresmgr_param_is_calc_md5", ""}) {
+  for (const char* name :
+       {"wresMgr_param_normal_none", "wresMgr_param_normal_count", "wresMgr_param_special_none", "wresmgr_param_is_calc_md5", ""}) {
     EXPECT_FALSE(cfg.set_para_value(name, "1")) << name;
     EXPECT_FALSE(cfg.get_para_value(name, text, sizeof text)) << name;
-    EXPECT_EQ(log_.Count(std::string("CFG_RESMGR::set_para_value | para not suitable for normal operation, param = ") + name), 1) << log_.Text();
+    EXPECT_EQ(log_.Count(std::string("CFG_RESMGR::set_para_value | para not suitable for normal operation, param = ") + name), 1)
+        << log_.Text();
     EXPECT_EQ(log_.Count(std::string("CFG_RESMGR::get_para_value | para not suitable for normal operation, param = ") + name), 1);
   }
   EXPECT_STREQ(text, "same");
@@ -126,7 +129,8 @@ TEST_F(ResConfig, ABufferNeedsRoomForTheTerminator) {
   char text[8] = "same";
   EXPECT_FALSE(cfg.get_para_value("wresMgr_param_personal_timeThreshold", text, 3));
   EXPECT_STREQ(text, "same");
-  EXPECT_EQ(log_.Failures("CFG_RESMGR::get_para_value | err, param = wresMgr_param_personal_timeThreshold, need buff = 4", "false", 0), 1) << log_.Text();
+  EXPECT_EQ(log_.Failures("CFG_RESMGR::get_para_value | err, param = wresMgr_param_personal_timeThreshold, need buff = 4", "false", 0), 1)
+      << log_.Text();
   EXPECT_TRUE(cfg.get_para_value("wresMgr_param_personal_timeThreshold", text, 4));
   EXPECT_STREQ(text, "100");
 }
@@ -146,8 +150,8 @@ TEST_F(ResConfig, DevicesOtherThanTheProcessorsAreTold) {
     int nDevice;
     int power_lines;
     int unsupported_lines;
-  } kRows[] = {{"1", 1, 0, 0}, {"2", 2, 0, 1}, {"3", 1, 1, 0}, {"4", 4, 0, 0}, {"5", 1, 1, 0}, {"8", 1, 1, 0},
-               {"0", 0, 0, 1}, {"-1", -1, 0, 1}, {"x", 0, 0, 1}, {"0x4", 0, 0, 1}};
+  } kRows[] = {{"1", 1, 0, 0}, {"2", 2, 0, 1}, {"3", 1, 1, 0},   {"4", 4, 0, 0}, {"5", 1, 1, 0},
+               {"8", 1, 1, 0}, {"0", 0, 0, 1}, {"-1", -1, 0, 1}, {"x", 0, 0, 1}, {"0x4", 0, 0, 1}};
   int power = 0;
   int unsupported = 0;
   for (const auto& row : kRows) {
@@ -190,13 +194,13 @@ TEST_F(ResConfig, AStrategyIsReadFromItsEnd) {
       {"a:0x1F", 0x1F, ""},
       {"a:1f", 0x1F, ""},
       {"a:ABCdef01", 0xABCDEF01, ""},
-      {"a:9x10", 0x10, ""},           // the "x" ends it, whatever stands before
+      {"a:9x10", 0x10, ""},  // the "x" ends it, whatever stands before
       {"a:1x0", 0, "parse_bing_stragy_str |Check bind value 1x0 error \n"},
       {"a:0x0", 0, "parse_bing_stragy_str |Check bind value 0x0 error \n"},
       {"a:0x1G", 0, "parse_bing_stragy_str |Check bind value 0x1G error \n"},
       {"a:", 0, "parse_bing_stragy_str |Check bind value  error \n"},
       {"a", 0, "parse_bing_stragy_str |Check bind value a error \n"},
-      {"a:1:2", 2, ""},               // split at the first colon alone, and ":" is no digit
+      {"a:1:2", 2, ""},  // split at the first colon alone, and ":" is no digit
       {"a:1|a:2", 2, ""},
       {"b|a:3", 3, "parse_bing_stragy_str |Check bind value b error \n"},
       {"a:3|", 3, "parse_bing_stragy_str |Check bind value  error \n"},

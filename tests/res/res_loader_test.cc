@@ -34,7 +34,9 @@ Bytes Words(const std::vector<int32_t>& words) {
   return bytes;
 }
 
-std::string Write(const TempFolder& folder, const Bytes& bytes) { return folder.write("file.bin", std::string(bytes.begin(), bytes.end())); }
+std::string Write(const TempFolder& folder, const Bytes& bytes) {
+  return folder.write("file.bin", std::string(bytes.begin(), bytes.end()));
+}
 
 // The file form of a load by a fresh loader.
 struct FromFile {
@@ -78,27 +80,11 @@ TEST(ModelFile, WithAForeignMagicIsRefusedUnderAnotherType) {
 TEST(ModelFile, UnderAnotherTypeLoadsAsWell) { EXPECT_EQ(Loaded(WriteModel(SmallDnn()), kOtherKey).ret, 0); }
 
 TEST(ModelFileDeathTest, OfTheOldKindEndsTheProcessAfterTenNotices) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  Bytes file = WriteModel(SmallDnn());
-  file[44] = 'O';
-  const TempFolder folder;
-  const std::string out = folder.file("stdout.txt");
-  // The notices are flushed before the fault, to a file as to a terminal.
-  EXPECT_DEATH(
-      {
-        if (std::freopen(out.c_str(), "w", stdout) == nullptr) std::exit(0);
-        Loaded loaded(file);
-      },
-      "");
-}
-
-TEST(ModelFileDeathTest, NoticesOfTheOldKindReachAFile) {
   Bytes file = WriteModel(SmallDnn());
   std::memset(file.data() + 44, 0, 16);
   const TempFolder folder;
   const std::string out = folder.file("stdout.txt");
-  const char* inner = "fast";
-  GTEST_FLAG_SET(death_test_style, inner);
+  // The notices are flushed before the fault, to a file as to a terminal.
   EXPECT_DEATH(
       {
         if (std::freopen(out.c_str(), "w", stdout) == nullptr) std::exit(0);
@@ -111,10 +97,13 @@ TEST(ModelFileDeathTest, NoticesOfTheOldKindReachAFile) {
 }
 
 TEST(ModelFile, OfATypeThatDoesNotRunIsRefused) {
-  for (const char* type : {"MLP_RES_BN", "MLP_RES_DNN_APT", "MLP_RES_RNN", "MLP_RES_RNN_CTC", "MLP_RES_DNN_GENERAL", "MLP_RES_DNN_LR",
-                           "MLP_RES_DNN_TREE", "MLP_RES_DNN_LR_APT", "MLP_RES_RNN_APT", "MLP_RES_DNN_FIXPOINT", "MLP_RES_DNN_IVEC",
-                           "MLP_RES_RNN_IVEC", "MLP_RES_UBRNN", "MLP_RES_UBRNN_APT", "MLP_RES_BIRNN", "MLP_RES_BIRNN_CTC", "MLP_RES_RNNCATDNX",
-                           "MLP_RES_RNNCNNPAD2", "MLP_RES_DNN2", "mlp_res_dnn", ""}) {
+  for (const char* type : {"MLP_RES_BN",           "MLP_RES_DNN_APT",     "MLP_RES_RNN",
+                           "MLP_RES_RNN_CTC",      "MLP_RES_DNN_GENERAL", "MLP_RES_DNN_LR",
+                           "MLP_RES_DNN_TREE",     "MLP_RES_DNN_LR_APT",  "MLP_RES_RNN_APT",
+                           "MLP_RES_DNN_FIXPOINT", "MLP_RES_DNN_IVEC",    "MLP_RES_RNN_IVEC",
+                           "MLP_RES_UBRNN",        "MLP_RES_UBRNN_APT",   "MLP_RES_BIRNN",
+                           "MLP_RES_BIRNN_CTC",    "MLP_RES_RNNCATDNX",   "MLP_RES_RNNCNNPAD2",
+                           "MLP_RES_DNN2",         "mlp_res_dnn",         ""}) {
     ModelSpec spec = SmallDnn();
     spec.network_type = type;
     TestLog log;
@@ -265,7 +254,8 @@ TEST(Container, RefusesATableOfRecordsThatIsCutShort) {
   file[381] = 0xFF;
   TestLog log;
   EXPECT_EQ(Loaded(file).ret, 30002);
-  EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, the section table reaches beyond the end of the file", "ret", 30002), 1);
+  EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, the section table reaches beyond the end of the file", "ret", 30002),
+            1);
 }
 
 TEST(Container, RefusesASectionThatIsShorterThanItsPrefix) {
@@ -344,8 +334,8 @@ TEST(Preload, TellsEach128MiBOnStandardOutput) {
 // A loader that leaves the file mapped.
 class KeepingLoader : public ResLoader_Ftr {
  public:
-  using ResLoader_Ftr::ResLoader_Ftr;
   using ResLoader::load;
+  using ResLoader_Ftr::ResLoader_Ftr;
   int load(IRes*, const void* data, uint64_t, const WREC_RES_SET&, IRes* const*, int) override {
     seen = static_cast<const char*>(data);
     return 0;

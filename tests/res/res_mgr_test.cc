@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
 #include <functional>
 #include <thread>
 
@@ -79,7 +80,8 @@ TEST_F(ResMgr, AddsQueriesAndDeletesAModel) {
   EXPECT_EQ(manager_->Res_delete(&mlp_), 0);
   EXPECT_EQ(log_.Count("ResDelete: szResType = MLP nResID = 9"), 1);
   EXPECT_EQ(manager_->Res_query(&mlp_), nullptr);
-  EXPECT_EQ(log_.Failures("Res_mgr::Res_query | res query failed, resource doesn't exist, nResID = 9 szResType = MLP", "NULL", 0), 1) << log_.Text();
+  EXPECT_EQ(log_.Failures("Res_mgr::Res_query | res query failed, resource doesn't exist, nResID = 9 szResType = MLP", "NULL", 0), 1)
+      << log_.Text();
   EXPECT_EQ(Add(mlp_, model_), 0);
 }
 
@@ -87,7 +89,9 @@ TEST_F(ResMgr, ScopesSurroundTheCalls) {
   ASSERT_EQ(Add(mlp_, model_), 0);
   EXPECT_EQ(log_.Count("TSEG::Res_mgr::Res_mgr | enter."), 1) << log_.Text();
   EXPECT_EQ(log_.Count("TSEG::Res_mgr::Res_add | enter."), 1);
-  EXPECT_EQ(log_.Count("TSEG::Res_mgr::Res_addingSet_del | enter.\nTSEG::Res_mgr::Res_addingSet_del | leave.\nTSEG::Res_mgr::Res_add | leave."), 1)
+  EXPECT_EQ(
+      log_.Count("TSEG::Res_mgr::Res_addingSet_del | enter.\nTSEG::Res_mgr::Res_addingSet_del | leave.\nTSEG::Res_mgr::Res_add | leave."),
+      1)
       << log_.Text();
   manager_->Res_delete(&mlp_);
   EXPECT_EQ(log_.Count("TSEG::Res_mgr::Res_deletingSet_erase | enter.\nTSEG::Res_mgr::Res_deletingSet_erase | leave."), 1);
@@ -103,13 +107,15 @@ TEST_F(ResMgr, SaysThatTheLoggerWasThere) {
 
 TEST_F(ResMgr, ANullPathIsRefused) {
   EXPECT_EQ(manager_->Res_add(&mlp_, nullptr, nullptr, 0), 30004);
-  EXPECT_EQ(log_.Failures("Res_add | para szResURI is NULL. RES_MGR_ERROR_NULL_HANDLE = 30004", "RES_MGR_ERROR_NULL_HANDLE", 30004), 1) << log_.Text();
+  EXPECT_EQ(log_.Failures("Res_add | para szResURI is NULL. RES_MGR_ERROR_NULL_HANDLE = 30004", "RES_MGR_ERROR_NULL_HANDLE", 30004), 1)
+      << log_.Text();
 }
 
 TEST_F(ResMgr, AFolderOrAMissingFileIsRefused) {
   for (const std::string& path : {folder_.path(), folder_.path() + "/", folder_.file("missing.bin"), std::string()}) {
     EXPECT_EQ(Add(mlp_, path), 30000) << path;
-    EXPECT_EQ(log_.Failures("Res_mgr::Res_add | Invalid URL, resouce file not exist, szResURI = " + path, kNotExist, 30000), 1) << log_.Text();
+    EXPECT_EQ(log_.Failures("Res_mgr::Res_add | Invalid URL, resouce file not exist, szResURI = " + path, kNotExist, 30000), 1)
+        << log_.Text();
   }
 }
 
@@ -121,10 +127,13 @@ TEST_F(ResMgr, WhatIsNoPlainFileFailsInTheLoader) {
 TEST_F(ResMgr, AnUnknownTypeIsRefused) {
   const WREC_RES_SET key = {3, "MLPX"};
   EXPECT_EQ(Add(key, model_), 30003);
-  EXPECT_EQ(log_.Failures("Res_mgr::Res_add | invalid szResCategoryID , szResURI = " + model_ + ", szResType = MLPX nResID = 3", kInvalid, 30003), 1)
+  EXPECT_EQ(
+      log_.Failures("Res_mgr::Res_add | invalid szResCategoryID , szResURI = " + model_ + ", szResType = MLPX nResID = 3", kInvalid, 30003),
+      1)
       << log_.Text();
   EXPECT_EQ(manager_->Res_delete(&key), 30003);
-  EXPECT_EQ(log_.Failures("Res_mgr::Res_delete | resource type does not support, resId = 3 resType = MLPX", kInvalid, 30003), 1) << log_.Text();
+  EXPECT_EQ(log_.Failures("Res_mgr::Res_delete | resource type does not support, resId = 3 resType = MLPX", kInvalid, 30003), 1)
+      << log_.Text();
 }
 
 TEST_F(ResMgr, AKnownTypeWithoutALoaderIsRefused) {
@@ -139,7 +148,8 @@ TEST_F(ResMgr, AKeyIsAddedOnce) {
   IRes* first = manager_->Res_query(&mlp_);
   EXPECT_EQ(Add(mlp_, model_), 30001);
   EXPECT_EQ(manager_->Res_query(&mlp_), first);
-  EXPECT_EQ(log_.Failures("Res_mgr::Res_add | Need not to add resource, resource already exist, szResURI = " + model_ + ", szResType = MLP nResID = 9",
+  EXPECT_EQ(log_.Failures("Res_mgr::Res_add | Need not to add resource, resource already exist, szResURI = " + model_ +
+                              ", szResType = MLP nResID = 9",
                           kAlready, 30001),
             1)
       << log_.Text();
@@ -165,7 +175,6 @@ TEST_F(ResMgr, DuringALoadTheKeyIsNeitherThereNorAddedTwice) {
   IRes* seen = nullptr;
   int second = 0;
   HookedLoader::Hook() = [&](IRes_mgr* manager, IRes*, IRes* const*, int) {
-    HookedLoader::Hook() = nullptr;
     seen = manager->Res_query(&apt_);
     second = manager->Res_add(&apt_, model_.c_str(), nullptr, 0);
     return 0;
@@ -173,7 +182,8 @@ TEST_F(ResMgr, DuringALoadTheKeyIsNeitherThereNorAddedTwice) {
   EXPECT_EQ(Add(apt_, model_), 0);
   EXPECT_EQ(seen, nullptr);
   EXPECT_EQ(second, 30001);
-  EXPECT_EQ(log_.Failures("Res_mgr::Res_add | Need not to add resource, resource is being added, szResType = APT nResID = 2", kAlready, 30001), 1)
+  EXPECT_EQ(
+      log_.Failures("Res_mgr::Res_add | Need not to add resource, resource is being added, szResType = APT nResID = 2", kAlready, 30001), 1)
       << log_.Text();
 }
 
@@ -192,7 +202,8 @@ TEST_F(ResMgr, ALoadOfOneKeyDoesNotHoldUpAnother) {
 TEST_F(ResMgr, DependenciesReachTheLoaderInOrder) {
   const WREC_RES_SET deps[2] = {{9, "MLP"}, {4, "APT"}};
   EXPECT_EQ(manager_->Res_add(&apt_, model_.c_str(), deps, 2), 30000);
-  EXPECT_EQ(log_.Failures("Res_mgr::Res_add | Res_query err, res not exist, res_id = 9 res_type = MLP", kNotExist, 30000), 1) << log_.Text();
+  EXPECT_EQ(log_.Failures("Res_mgr::Res_add | Res_query err, res not exist, res_id = 9 res_type = MLP", kNotExist, 30000), 1)
+      << log_.Text();
   ASSERT_EQ(Add(mlp_, model_), 0);
   ASSERT_EQ(Add(deps[1], model_), 0);
   std::vector<IRes*> got;
@@ -243,7 +254,9 @@ TEST_F(ResMgr, WhatIsCountedIsNotDeleted) {
   IRes* res = manager_->Res_query(&mlp_);
   EXPECT_EQ(res->IncRefCount(), 1);
   EXPECT_EQ(manager_->Res_delete(&mlp_), 30009);
-  EXPECT_EQ(log_.Failures("Res_mgr::Res_delete | res still been used, refCount = 1 resId = 9 resType = MLP", "RES_MGR_ERROR_RESOURCE_DELETE", 30009), 1)
+  EXPECT_EQ(log_.Failures("Res_mgr::Res_delete | res still been used, refCount = 1 resId = 9 resType = MLP",
+                          "RES_MGR_ERROR_RESOURCE_DELETE", 30009),
+            1)
       << log_.Text();
   EXPECT_EQ(res->DecRefCount(), 0);
   EXPECT_EQ(res->DecRefCount(), 0);
@@ -270,7 +283,8 @@ TEST_F(ResMgr, AddsFromMemory) {
   EXPECT_STREQ(manager_->Res_query(&mlp_)->GetResURI(), "memres");
   EXPECT_EQ(dynamic_cast<HMMResourceLink*>(manager_->Res_query(&mlp_))->pDnn->nLayers, 2);
   EXPECT_EQ(manager_->Res_addM(&mlp_, bytes.data(), 1, nullptr, 0), 30001);
-  EXPECT_EQ(log_.Failures("Res_mgr::Res_addM | Need not to add resource, resource already exist, szResType = MLP nResID = 9", kAlready, 30001), 1)
+  EXPECT_EQ(
+      log_.Failures("Res_mgr::Res_addM | Need not to add resource, resource already exist, szResType = MLP nResID = 9", kAlready, 30001), 1)
       << log_.Text();
 }
 
@@ -284,7 +298,8 @@ TEST_F(ResMgr, RefusesFromMemoryWhatItRefusesFromFiles) {
   EXPECT_EQ(log_.Failures("Res_mgr::Res_addM | loader->load error: resID=9", "ret", 30002), 2) << log_.Text();
   EXPECT_EQ(manager_->Res_addM(&mlp_, nullptr, 10, nullptr, 0), 30004);
   EXPECT_EQ(manager_->Res_addM(&apt_, bytes.data(), 100, &mlp_, 1), 30000);
-  EXPECT_EQ(log_.Failures("Res_mgr::Res_addM | Res_query err, res not exist, res_id = 9 res_type = MLP", kNotExist, 30000), 1) << log_.Text();
+  EXPECT_EQ(log_.Failures("Res_mgr::Res_addM | Res_query err, res not exist, res_id = 9 res_type = MLP", kNotExist, 30000), 1)
+      << log_.Text();
 }
 
 TEST_F(ResMgr, ParametersBelongToOneManager) {
@@ -312,6 +327,29 @@ TEST(ResMgrLife, AManagerClosesTheLoggerThatItOpened) {
   IRes_mgr* manager = createResMgr();
   destroyResMgr(manager);
   EXPECT_FALSE(srlog_exists());
+}
+
+// In a process of its own, where no manager has read the file yet.
+TEST(ResMgrDeathTest, TheFileSwitchesMd5OffForEveryLaterLoad) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        const TempFolder folder;
+        folder.write("w_tseg.cfg", "[resMgr]\nwresMgr_param_is_calc_md5 = false\n");
+        std::filesystem::current_path(folder.path());
+        const Bytes bytes = WriteModel(SmallDnn());
+        const WREC_RES_SET key = {9, "MLP"};
+        bool ok = true;
+        for (int round = 0; round < 2; ++round) {
+          IRes_mgr* manager = createResMgr();
+          ok = ok && manager->Res_addM(&key, bytes.data(), static_cast<long>(bytes.size()), nullptr, 0) == 0;
+          ok = ok && std::string(manager->Res_query(&key)->GetResKey()) == "NULLMLP9";
+          destroyResMgr(manager);
+        }
+        std::filesystem::current_path("/");
+        std::exit(ok ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
 }
 
 TEST(LoaderRegistry, SweepsWhatIsSharedThroughALoaderOfItsCategory) {

@@ -48,9 +48,10 @@ inline ModelSpec SmallDnn() {
   ModelSpec spec;
   spec.network_type = "MLP_RES_DNN";
   SevenKeys(&spec, false, "dnn_fb75");
-  spec.variables = {Vector("mean", 75, 1),      Vector("var", 75, 2),           Vector("pri", 2, 3),
-                    Matrix("weights12", 40, 825, 4, 12), Vector("bias2", 40, 5, 16),
-                    Matrix("weights23", 2, 40, 6, 4),    Vector("bias3", 2, 7, 11)};
+  spec.variables = {Vector("mean", 75, 1),      Vector("var", 75, 2),
+                    Vector("pri", 2, 3),        Matrix("weights12", 40, 825, 4, 12),
+                    Vector("bias2", 40, 5, 16), Matrix("weights23", 2, 40, 6, 4),
+                    Vector("bias3", 2, 7, 11)};
   return spec;
 }
 

@@ -369,7 +369,8 @@ TEST_F(Pack, SaysWhatIsWrong) {
       {R"({"network_type": "MLP_RES_DNN", "variables": [{"file": "v.npy"}]})", "\"name\" is missing in a variable"},
       {R"({"network_type": "MLP_RES_DNN", "variables": [{"name": "w"}]})", "w.npy: "},
       {R"({"network_type": "MLP_RES_DNN", "variables": [{"name": "bad"}]})", "bad.npy: not a usable .npy file"},
-      {R"({"network_type": "MLP_RES_RNNCNNPAD28", "variables": [{"name": "v", "shift": 3}]})", "shifts do not belong to MLP_RES_RNNCNNPAD28"},
+      {R"({"network_type": "MLP_RES_RNNCNNPAD28", "variables": [{"name": "v", "shift": 3}]})",
+       "shifts do not belong to MLP_RES_RNNCNNPAD28"},
   };
   for (const auto& row : kRows) {
     Description(row.json);

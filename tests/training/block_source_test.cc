@@ -26,7 +26,8 @@ std::vector<int16_t> Buzz(size_t n_samples) {
   return samples;
 }
 
-std::vector<std::vector<float>> Blocks(const BlockOptions& options, const std::vector<int16_t>& samples, std::vector<bool>* ends = nullptr) {
+std::vector<std::vector<float>> Blocks(const BlockOptions& options, const std::vector<int16_t>& samples,
+                                       std::vector<bool>* ends = nullptr) {
   BlockSource source(options);
   std::vector<std::vector<float>> blocks;
   const auto floats = static_cast<size_t>(BlockFloats(options.model_type));

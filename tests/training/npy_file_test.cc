@@ -19,11 +19,13 @@ TEST(HalfBits, RoundsToTheNearestAndTiesToEven) {
     uint16_t bits;
   };
   const Row rows[] = {
-      {0.0f, 0x0000},           {-0.0f, 0x8000},
-      {1.0f, 0x3C00},           {-2.0f, 0xC000},
-      {1.00048828125f, 0x3C00},  // 1 + 2^-11, between 0x3C00 and 0x3C01
-      {1.00146484375f, 0x3C02},  // 1 + 3 * 2^-11, between 0x3C01 and 0x3C02
-      {1.9998f, 0x4000},         // the carry reaches the exponent
+      {0.0f, 0x0000},
+      {-0.0f, 0x8000},
+      {1.0f, 0x3C00},
+      {-2.0f, 0xC000},
+      {1.00048828125f, 0x3C00},    // 1 + 2^-11, between 0x3C00 and 0x3C01
+      {1.00146484375f, 0x3C02},    // 1 + 3 * 2^-11, between 0x3C01 and 0x3C02
+      {1.9998f, 0x4000},           // the carry reaches the exponent
       {6.103515625e-05f, 0x0400},  // 2^-14, the smallest normal half
       {5.9604645e-08f, 0x0001},    // 2^-24
       {2.9802322e-08f, 0x0000},    // 2^-25, between 0 and 2^-24

@@ -252,9 +252,10 @@ TEST_F(Program, NothingIsLeftBehind) {
   const std::string path = Wav("a.wav", 5, kTwoBursts);
   setenv("TMPDIR", temporary.c_str(), 1);
   EXPECT_EQ(Segment({path}).code, 0);
-  ExpectFailure(Segment({"-m", "/dev/null", path}), 7, "not a model file");
+  ExpectFailure(Call({"segment", "-m", "/dev/null", path}), 7, "not a model file");
   unsetenv("TMPDIR");
-  EXPECT_TRUE(std::filesystem::is_empty(temporary));
+  // The lock that loggers of one user share stays, as locks do.
+  for (const auto& entry : std::filesystem::directory_iterator(temporary)) EXPECT_EQ(entry.path().extension(), ".lock") << entry.path();
   EXPECT_TRUE(std::filesystem::is_empty(current_));
 }
 
@@ -297,7 +298,8 @@ TEST_F(Program, QualityResultsComeWithTheComponentOn) {
   const Outcome run = Segment({"--format", "json", "--set", "wvad_param_bKelOn=1", Wav("a.wav", 5, kTwoBursts)});
   EXPECT_EQ(Found(run.out), kTwoSentences);
   std::vector<std::string> keys;
-  for (const nlohmann::json& row : nlohmann::json::parse(run.out)["files"][0].at("results")) keys.push_back(row["key"]);
+  const nlohmann::json document = nlohmann::json::parse(run.out);
+  for (const nlohmann::json& row : document["files"][0].at("results")) keys.push_back(row["key"]);
   EXPECT_THAT(keys, ::testing::Contains("snr"));
   EXPECT_THAT(keys, ::testing::Contains("cur"));
 }
@@ -417,7 +419,7 @@ TEST_F(Program, HelpAndVersion) {
   }
   EXPECT_EQ(Call({"--help"}).code, 0);
   ExpectFailure(Call({}), 2, "subcommand");
-  ExpectFailure(Call({"unknown"}), 2, "unknown");
+  ExpectFailure(Call({"unknown"}), 2, "no such command: unknown");
 }
 
 TEST_F(Program, ModelInspect) {

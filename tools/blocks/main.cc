@@ -88,7 +88,8 @@ Options Parse(int argc, char** argv) {
       }
     } else if (arg == "--model") {
       options.blocks.model_type = value();
-      if (TSEG::blocks::BlockFloats(options.blocks.model_type) == 0) Fail("--model: '" + options.blocks.model_type + "' is not a model type");
+      if (TSEG::blocks::BlockFloats(options.blocks.model_type) == 0)
+        Fail("--model: '" + options.blocks.model_type + "' is not a model type");
     } else if (arg == "--centre") {
       options.centre = true;
     } else if (arg == "--scores") {
@@ -97,7 +98,8 @@ Options Parse(int argc, char** argv) {
       options.half = true;
     } else if (arg == "--rate") {
       options.blocks.rate_hz = Number(value(), 6000, 16000, "--rate");
-      if (options.blocks.rate_hz != 16000 && options.blocks.rate_hz != 8000 && options.blocks.rate_hz != 6000) Fail("--rate: 16000, 8000 or 6000");
+      if (options.blocks.rate_hz != 16000 && options.blocks.rate_hz != 8000 && options.blocks.rate_hz != 6000)
+        Fail("--rate: 16000, 8000 or 6000");
     } else if (arg == "--cmn-type") {
       const std::string type = value();
       options.blocks.mean_removal = type != "off";

@@ -17,7 +17,7 @@ uint16_t HalfBits(float value) {
     return static_cast<uint16_t>(sign | static_cast<uint32_t>(std::lrint(static_cast<double>(magnitude) * 16777216.0)));
   }
   uint32_t half = (std::bit_cast<uint32_t>(magnitude) - 0x38000000u);  // exponent bias 127 to 15
-  half += 0x0FFFu + ((half >> 13) & 1u);                              // to the nearest even; a carry moves the exponent up
+  half += 0x0FFFu + ((half >> 13) & 1u);                               // to the nearest even; a carry moves the exponent up
   half >>= 13;
   return static_cast<uint16_t>(sign | (half > 0x7BFFu ? 0x7BFFu : half));
 }
@@ -29,7 +29,8 @@ bool WriteNpy(const std::string& path, const std::vector<float>& values, size_t 
   header.append((64 - (10 + header.size() + 1) % 64) % 64, ' ');
   header.push_back('\n');
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  const char prefix[10] = {'\x93', 'N', 'U', 'M', 'P', 'Y', 1, 0, static_cast<char>(header.size() & 0xFF), static_cast<char>(header.size() >> 8)};
+  const char prefix[10] = {
+      '\x93', 'N', 'U', 'M', 'P', 'Y', 1, 0, static_cast<char>(header.size() & 0xFF), static_cast<char>(header.size() >> 8)};
   out.write(prefix, sizeof prefix);
   out.write(header.data(), static_cast<std::streamsize>(header.size()));
   if (half) {

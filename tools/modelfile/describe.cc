@@ -49,9 +49,12 @@ uint64_t ElementBytes(const std::string& dtype) {
 
 uint64_t HeaderBytes(Shape shape) {
   switch (shape) {
-    case Shape::kV1: return sizeof(MlpResImageV1);
-    case Shape::kV2: return sizeof(MlpResImageV2);
-    default: return sizeof(MlpResImageV3);
+    case Shape::kV1:
+      return sizeof(MlpResImageV1);
+    case Shape::kV2:
+      return sizeof(MlpResImageV2);
+    default:
+      return sizeof(MlpResImageV3);
   }
 }
 

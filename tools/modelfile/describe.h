@@ -16,8 +16,8 @@ struct VariableInfo {
   std::string name, dtype;
   int32_t inner = 0, outer = 0;
   int64_t padded_inner = 0, padded_outer = 0;  // as they stand in memory
-  uint64_t offset = 0;                          // in the data block
-  double min = 0, max = 0, rms = 0;             // over the finite values
+  uint64_t offset = 0;                         // in the data block
+  double min = 0, max = 0, rms = 0;            // over the finite values
   uint64_t not_finite = 0;
   int32_t nShift16 = 0, nAux16 = 0, nShift8 = 0, nAux8 = 0;
 };
@@ -38,8 +38,8 @@ struct ModelInfo {
   struct SectionInfo {
     uint32_t kind = 0;
     uint64_t bytes = 0;
-    std::string problem;            // why a model section cannot be described, or empty
-    std::vector<ModelInfo> model;   // one for a model section
+    std::string problem;           // why a model section cannot be described, or empty
+    std::vector<ModelInfo> model;  // one for a model section
   };
   std::vector<SectionInfo> sections;
 };

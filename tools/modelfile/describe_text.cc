@@ -11,18 +11,25 @@ using Json = nlohmann::ordered_json;
 
 const char* ShapeName(Shape shape) {
   switch (shape) {
-    case Shape::kV1: return "V1";
-    case Shape::kV2: return "V2";
-    default: return "V3";
+    case Shape::kV1:
+      return "V1";
+    case Shape::kV2:
+      return "V2";
+    default:
+      return "V3";
   }
 }
 
 const char* SectionKindName(uint32_t kind) {
   switch (kind) {
-    case 0: return "skipped";
-    case 1: return "model";
-    case 2: return "general table";
-    default: return "unknown";
+    case 0:
+      return "skipped";
+    case 1:
+      return "model";
+    case 2:
+      return "general table";
+    default:
+      return "unknown";
   }
 }
 
@@ -36,11 +43,16 @@ std::string Format(const char* format, Args... args) {
 }
 
 Json VariableJson(const VariableInfo& v, Shape shape) {
-  Json json = {{"name", v.name},         {"dtype", v.dtype},
-               {"inner", v.inner},       {"outer", v.outer},
-               {"padded_inner", v.padded_inner}, {"padded_outer", v.padded_outer},
-               {"offset", v.offset},     {"min", v.min},
-               {"max", v.max},           {"rms", v.rms},
+  Json json = {{"name", v.name},
+               {"dtype", v.dtype},
+               {"inner", v.inner},
+               {"outer", v.outer},
+               {"padded_inner", v.padded_inner},
+               {"padded_outer", v.padded_outer},
+               {"offset", v.offset},
+               {"min", v.min},
+               {"max", v.max},
+               {"rms", v.rms},
                {"not_finite", v.not_finite}};
   if (shape == Shape::kV3) {
     json["shift16"] = v.nShift16;
@@ -105,7 +117,8 @@ std::string ToText(const ModelInfo& info) {
   }
   text += Format("variables     %zu\n", info.variables.size());
   const bool shifts = info.shape != Shape::kV2;
-  text += Format("  %-24s %-6s %6s %6s %12s %12s %12s%s\n", "name", "type", "outer", "inner", "min", "max", "rms", shifts ? "  shift16 shift8" : "");
+  text += Format("  %-24s %-6s %6s %6s %12s %12s %12s%s\n", "name", "type", "outer", "inner", "min", "max", "rms",
+                 shifts ? "  shift16 shift8" : "");
   for (const VariableInfo& v : info.variables) {
     text += Format("  %-24s %-6s %6d %6d %12.5g %12.5g %12.5g", v.name.c_str(), v.dtype.c_str(), v.outer, v.inner, v.min, v.max, v.rms);
     if (shifts) text += Format("  %7d %6d", v.nShift16, v.nShift8);

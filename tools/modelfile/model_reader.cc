@@ -24,13 +24,27 @@ void GetValues(const uint8_t* from, size_t n, std::vector<double>* to) {
 
 void GetData(int type, const uint8_t* from, size_t n, std::vector<double>* to) {
   switch (type) {
-    case kTypeDouble: GetValues<double>(from, n, to); break;
-    case kTypeFloat: GetValues<float>(from, n, to); break;
-    case kTypeInt: GetValues<int32_t>(from, n, to); break;
-    case kTypeShort: GetValues<int16_t>(from, n, to); break;
-    case kTypeUshort: GetValues<uint16_t>(from, n, to); break;
-    case kTypeUchar: GetValues<uint8_t>(from, n, to); break;
-    default: GetValues<int8_t>(from, n, to); break;
+    case kTypeDouble:
+      GetValues<double>(from, n, to);
+      break;
+    case kTypeFloat:
+      GetValues<float>(from, n, to);
+      break;
+    case kTypeInt:
+      GetValues<int32_t>(from, n, to);
+      break;
+    case kTypeShort:
+      GetValues<int16_t>(from, n, to);
+      break;
+    case kTypeUshort:
+      GetValues<uint16_t>(from, n, to);
+      break;
+    case kTypeUchar:
+      GetValues<uint8_t>(from, n, to);
+      break;
+    default:
+      GetValues<int8_t>(from, n, to);
+      break;
   }
 }
 
@@ -60,7 +74,8 @@ ModelSpec Read(const ByteView& file, uint64_t offset, Shape shape) {
       variable.nAux8 = header->nAux8[i];
     }
     const size_t n = static_cast<size_t>(variable.inner) * static_cast<size_t>(variable.outer);
-    GetData(Parser::get_var_datatype(*header, variable.name.c_str()), header->data.data() + Parser::var_offset(*header, i), n, &variable.data);
+    GetData(Parser::get_var_datatype(*header, variable.name.c_str()), header->data.data() + Parser::var_offset(*header, i), n,
+            &variable.data);
     spec.variables.push_back(std::move(variable));
   }
   return spec;
@@ -77,9 +92,12 @@ ModelSpec ReadModel(const Bytes& bytes) {
   const auto* text = reinterpret_cast<const char*>(type->data());
   const Shape shape = ShapeOfType(std::string(text, strnlen(text, kHeaderTypeBytes)));
   switch (shape) {
-    case Shape::kV1: return Read<MlpResImageV1>(file, offset, shape);
-    case Shape::kV2: return Read<MlpResImageV2>(file, offset, shape);
-    default: return Read<MlpResImageV3>(file, offset, shape);
+    case Shape::kV1:
+      return Read<MlpResImageV1>(file, offset, shape);
+    case Shape::kV2:
+      return Read<MlpResImageV2>(file, offset, shape);
+    default:
+      return Read<MlpResImageV3>(file, offset, shape);
   }
 }
 

@@ -59,13 +59,27 @@ void PutData(const Variable& variable, Bytes* file) {
   file->resize(begin + variable.data.size() * static_cast<size_t>(type.bytes));
   uint8_t* to = file->data() + begin;
   switch (type.code) {
-    case kTypeDouble: std::memcpy(to, variable.data.data(), variable.data.size() * sizeof(double)); break;
-    case kTypeFloat: PutFloats(variable, to); break;
-    case kTypeInt: PutIntegers<int32_t>(variable, to); break;
-    case kTypeShort: PutIntegers<int16_t>(variable, to); break;
-    case kTypeUshort: PutIntegers<uint16_t>(variable, to); break;
-    case kTypeUchar: PutIntegers<uint8_t>(variable, to); break;
-    default: PutIntegers<int8_t>(variable, to); break;
+    case kTypeDouble:
+      std::memcpy(to, variable.data.data(), variable.data.size() * sizeof(double));
+      break;
+    case kTypeFloat:
+      PutFloats(variable, to);
+      break;
+    case kTypeInt:
+      PutIntegers<int32_t>(variable, to);
+      break;
+    case kTypeShort:
+      PutIntegers<int16_t>(variable, to);
+      break;
+    case kTypeUshort:
+      PutIntegers<uint16_t>(variable, to);
+      break;
+    case kTypeUchar:
+      PutIntegers<uint8_t>(variable, to);
+      break;
+    default:
+      PutIntegers<int8_t>(variable, to);
+      break;
   }
 }
 
@@ -139,9 +153,12 @@ Variable* FindVariable(ModelSpec& spec, const std::string& name) {
 
 Bytes WriteModel(const ModelSpec& spec) {
   switch (spec.shape) {
-    case Shape::kV1: return Write<MlpResImageV1>(spec);
-    case Shape::kV2: return Write<MlpResImageV2>(spec);
-    default: return Write<MlpResImageV3>(spec);
+    case Shape::kV1:
+      return Write<MlpResImageV1>(spec);
+    case Shape::kV2:
+      return Write<MlpResImageV2>(spec);
+    default:
+      return Write<MlpResImageV3>(spec);
   }
 }
 

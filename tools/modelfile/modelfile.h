@@ -2,8 +2,8 @@
 //
 // Model resource files as bytes: ModelSpec is what such a file says; WriteModel and ReadModel turn it into bytes and back.
 //
-// What is written here is what the engine's reader takes: what is read back equals what was written. Errors leave as std::runtime_error with a
-// message for people. Works inside of the engine's own format headers, so it links the static libraries.
+// What is written here is what the engine's reader takes: what is read back equals what was written. Errors leave as std::runtime_error
+// with a message for people. Works inside of the engine's own format headers, so it links the static libraries.
 #ifndef WVAD_MODELFILE_MODELFILE_H_
 #define WVAD_MODELFILE_MODELFILE_H_
 
@@ -38,9 +38,9 @@ struct Variable {
 struct ModelSpec {
   Shape shape = Shape::kV3;
   std::string network_type;
-  std::vector<Variable> variables;                          // in file order
-  std::array<float, 16> fScale{};                           // V2: quantisation ranges
-  std::vector<std::pair<std::string, std::string>> keys;    // in row order, at most 32 of at most 15 characters each
+  std::vector<Variable> variables;                        // in file order
+  std::array<float, 16> fScale{};                         // V2: quantisation ranges
+  std::vector<std::pair<std::string, std::string>> keys;  // in row order, at most 32 of at most 15 characters each
 
   bool operator==(const ModelSpec&) const = default;
 };

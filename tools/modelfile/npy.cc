@@ -73,7 +73,8 @@ NpyArray ParseNpy(const Bytes& bytes) {
   if (width == 0 || descr[4] != '\'') Refuse("its type " + descr.substr(0, descr.find(',')) + " is none of '<f4', '<f8', '<i2', '<i4'");
   if (AfterKey(header, "fortran_order").rfind("False", 0) != 0) Refuse("its columns stand one after another (Fortran order)");
   array.shape = ParseShape(AfterKey(header, "shape"));
-  if (array.shape.empty() || array.shape.size() > 2) Refuse("it has " + std::to_string(array.shape.size()) + " dimensions instead of 1 or 2");
+  if (array.shape.empty() || array.shape.size() > 2)
+    Refuse("it has " + std::to_string(array.shape.size()) + " dimensions instead of 1 or 2");
 
   uint64_t count = 1;
   for (const int64_t n : array.shape) count *= static_cast<uint64_t>(n);

@@ -13,7 +13,7 @@
 namespace TSEG::modelfile {
 
 struct NpyArray {
-  std::string descr;          // "<f4" and so on
+  std::string descr;           // "<f4" and so on
   std::vector<int64_t> shape;  // one or two dimensions
   std::vector<double> data;
 };

@@ -77,8 +77,8 @@ Variable ReadVariable(const std::string& folder, const Json& entry, Shape shape)
   variable.outer = static_cast<int32_t>(array.shape[0]);
   variable.inner = array.shape.size() == 2 ? static_cast<int32_t>(array.shape[1]) : 1;
   variable.data = std::move(array.data);
-  const bool any_shift = entry.contains("shift") || entry.contains("shift16") || entry.contains("shift8") || entry.contains("aux16") ||
-                         entry.contains("aux8");
+  const bool any_shift =
+      entry.contains("shift") || entry.contains("shift16") || entry.contains("shift8") || entry.contains("aux16") || entry.contains("aux8");
   if (any_shift && shape == Shape::kV2) Refuse("shifts do not belong to MLP_RES_RNNCNNPAD28, in " + where);
   variable.nShift16 = variable.nShift8 = Shift(entry, "shift", where);
   if (entry.contains("shift16")) variable.nShift16 = Shift(entry, "shift16", where);

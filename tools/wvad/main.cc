@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "wvad/failure.h"
 #include "wvad/model_command.h"
@@ -118,6 +119,8 @@ ExitCode Run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     // Help and version are "errors" of code 0, and print themselves.
     if (error.get_exit_code() == 0) return app.exit(error) == 0 ? ExitCode::kSuccess : ExitCode::kInternal;
+    const std::vector<std::string> rest = app.remaining();
+    if (app.get_subcommands().empty() && !rest.empty()) throw Failure(ExitCode::kUsage, "no such command: " + rest[0] + " (see --help)");
     throw Failure(ExitCode::kUsage, std::string(error.what()) + " (see --help)");
   }
   if (app.got_subcommand("segment")) return RunSegment(segment);

@@ -282,7 +282,7 @@ void FillWithSingles(Guarded<float>& buffer, std::mt19937& random, bool finite) 
   std::normal_distribution<float> normal(0.0f, 3.0f);
   for (size_t i = 0; i < buffer.size(); ++i) {
     if (!finite && i % 11 == 5) {
-      const uint32_t bits = random();
+      const auto bits = static_cast<uint32_t>(random());
       std::memcpy(&buffer[i], &bits, sizeof bits);
       if (std::isnan(buffer[i])) buffer[i] = -0.0f;  // which of two not-a-numbers a sum keeps is the compiler's choice
     } else {
