@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "base/number_text.h"
 #include "base/wrap.h"
 #include "decision/endpoint_detector.h"
 
@@ -61,9 +62,9 @@ void AddVolText(TsegInst* inst, int32_t begin, int32_t end) {
   inst->fLastVol = vol;
   const float level = SentenceLevel(*inst, begin, end);
   const bool trig = inst->pCfg->wvad_param_vol_threshold > vol;
-  char text[160];
-  std::snprintf(text, sizeof text, "\"ws\":[{\"vol\":%.1f,\"trig\":%s,\"bg\":%d,\"ed\":%d,\"eg\":%.2f}]", static_cast<double>(vol),
-                trig ? "true" : "false", WrapMul32(begin, 10), WrapMul32(end, 10), static_cast<double>(level));
+  char text[256];
+  std::snprintf(text, sizeof text, "\"ws\":[{\"vol\":%s,\"trig\":%s,\"bg\":%d,\"ed\":%d,\"eg\":%s}]", FixedText(vol, 1).c_str(),
+                trig ? "true" : "false", WrapMul32(begin, 10), WrapMul32(end, 10), FixedText(level, 2).c_str());
   std::vector<std::string>& list = *inst->pVolResults;
   if (inst->bVolDelivered || list.size() >= kMaxVolTexts) list.clear();
   inst->bVolDelivered = 0;

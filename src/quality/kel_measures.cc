@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/number_text.h"
 #include "base/wrap.h"
 #include "log/log.h"
 #include "quality/kel_inst.h"
@@ -174,7 +175,7 @@ void KelInst::ComputeSnr() {
   const float low = first_above(kLowShare);
   const float high = first_above(kHighShare);
   const float snr = static_cast<float>(static_cast<double>(high) - static_cast<double>(low) - 2.5);
-  std::snprintf(szSnr, sizeof szSnr, "\"ws\":[{\"snr\":%.3f,\"trig\":%s}]", static_cast<double>(snr),
+  std::snprintf(szSnr, sizeof szSnr, "\"ws\":[{\"snr\":%.24s,\"trig\":%s}]", FixedText(snr, 3).c_str(),
                 pCfg->snr_threshold > snr ? "true" : "false");
 }
 
@@ -186,7 +187,7 @@ int KelInst::ComputeCur() {
     cur = fClipFrames / fAllFrames;
     trig = !(pCfg->cur_threshold > cur);
   }
-  std::snprintf(szCur, sizeof szCur, "\"ws\":[{\"cur\":%.3f,\"trig\":%s}]", static_cast<double>(cur), trig ? "true" : "false");
+  std::snprintf(szCur, sizeof szCur, "\"ws\":[{\"cur\":%.24s,\"trig\":%s}]", FixedText(cur, 3).c_str(), trig ? "true" : "false");
   fClipFrames = 0;
   fAllFrames = 0;
   return 0;

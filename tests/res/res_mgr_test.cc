@@ -329,27 +329,27 @@ TEST(ResMgrLife, AManagerClosesTheLoggerThatItOpened) {
   EXPECT_FALSE(srlog_exists());
 }
 
-// In a process of its own, where no manager has read the file yet.
+// Reads the configuration in a process where no manager has read it yet, and ends it with 0 if no load labels with an MD5.
+[[noreturn]] void LoadTwiceWithoutMd5() {
+  const TempFolder folder;
+  folder.write("w_tseg.cfg", "[resMgr]\nwresMgr_param_is_calc_md5 = false\n");
+  std::filesystem::current_path(folder.path());
+  const Bytes bytes = WriteModel(SmallDnn());
+  const WREC_RES_SET key = {9, "MLP"};
+  bool ok = true;
+  for (int round = 0; round < 2; ++round) {
+    IRes_mgr* manager = createResMgr();
+    ok = ok && manager->Res_addM(&key, bytes.data(), static_cast<long>(bytes.size()), nullptr, 0) == 0;
+    ok = ok && std::string(manager->Res_query(&key)->GetResKey()) == "NULLMLP9";
+    destroyResMgr(manager);
+  }
+  std::filesystem::current_path("/");
+  std::exit(ok ? 0 : 1);
+}
+
 TEST(ResMgrDeathTest, TheFileSwitchesMd5OffForEveryLaterLoad) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(
-      {
-        const TempFolder folder;
-        folder.write("w_tseg.cfg", "[resMgr]\nwresMgr_param_is_calc_md5 = false\n");
-        std::filesystem::current_path(folder.path());
-        const Bytes bytes = WriteModel(SmallDnn());
-        const WREC_RES_SET key = {9, "MLP"};
-        bool ok = true;
-        for (int round = 0; round < 2; ++round) {
-          IRes_mgr* manager = createResMgr();
-          ok = ok && manager->Res_addM(&key, bytes.data(), static_cast<long>(bytes.size()), nullptr, 0) == 0;
-          ok = ok && std::string(manager->Res_query(&key)->GetResKey()) == "NULLMLP9";
-          destroyResMgr(manager);
-        }
-        std::filesystem::current_path("/");
-        std::exit(ok ? 0 : 1);
-      },
-      ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(LoadTwiceWithoutMd5(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(LoaderRegistry, SweepsWhatIsSharedThroughALoaderOfItsCategory) {

@@ -77,7 +77,8 @@ inline std::vector<KernelLevel> AllLevels() {
   return levels;
 }
 inline std::string NameOf(KernelLevel level) {
-  return level == KernelLevel::kRef ? "ref" : level == KernelLevel::kSse41 ? "sse41" : "avx2";
+  constexpr const char* kNames[] = {"ref", "sse", "sse41", "avx2"};
+  return kNames[static_cast<size_t>(level)];
 }
 
 }  // namespace TSEG::test

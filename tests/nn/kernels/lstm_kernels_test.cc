@@ -132,16 +132,16 @@ TEST(GemvFixedClamped, SumsNeverWrap) {
 }
 
 TEST(GemvFloat, LanesAndSingleSumDiffer) {
-  // 1 + 2^-24 rounds to 1 each time in one running sum. In lanes the four small terms meet 1 one by one in double and add up to 2^-22.
+  // In one running sum 1 + 2^-24 is a tie that rounds to 1, each time. In lanes the three small terms meet 1 in double, and 1 + 3 * 2^-24, half way
+  // between 1 + 2^-23 and 1 + 2^-22, rounds to the even one of them.
   const float tiny = std::ldexp(1.0f, -24);
-  std::vector<float> x = {1.0f, tiny, tiny, tiny, 0.0f, 0.0f, 0.0f, 0.0f, 7.0f};
-  const std::vector<float> ones(9, 1.0f);
+  const std::vector<float> x = {1.0f, tiny, tiny, tiny};
+  const std::vector<float> ones(4, 1.0f);
   float lanes = 0.0f, single = 0.0f;
-  x[4] = 0.0f;
-  ref::GemvFloatSse(x.data(), 1, 9, ones.data(), &lanes);
-  ref::GemvFloatX87(x.data(), 1, 8, ones.data(), &single);
+  ref::GemvFloatSse(x.data(), 1, 4, ones.data(), &lanes);
+  ref::GemvFloatX87(x.data(), 1, 4, ones.data(), &single);
   EXPECT_EQ(single, 1.0f);
-  EXPECT_EQ(lanes, 1.0f + 2 * tiny);  // 1 + 3 * 2^-24 lies between 1 + 2^-23 and 1 + 2^-22, at equal distance; the even one is 1 + 2^-22
+  EXPECT_EQ(lanes, 1.0f + 4 * tiny);
 }
 
 TEST(GemvFloat, OnlyTheSingleSumTakesTheTail) {
