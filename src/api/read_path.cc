@@ -37,7 +37,9 @@ SentenceView LookAt(const SentenceTable& table, uint32_t i) {
   return view;
 }
 
-bool ReadsSideB(const TsegInst& inst) { return inst.pCfg->wvad_param_vad_AgcOn && inst.pCfg->wvad_param_vad_ReadAGC; }
+// Gain control that an instance was not made with has no second side, whatever its parameters say since.
+bool HasSideB(const TsegInst& inst) { return inst.pCfg->wvad_param_vad_AgcOn && inst.pWavB && inst.pFeaB; }
+bool ReadsSideB(const TsegInst& inst) { return HasSideB(inst) && inst.pCfg->wvad_param_vad_ReadAGC; }
 
 // The machine: status and frame of the record, the next state, and the frames taken in on the way.
 void RunMachine(TsegInst* inst, const SentenceView& sentence, int32_t from, uint32_t* i, WVadAudioSample* audio) {
@@ -91,7 +93,7 @@ void RunMachine(TsegInst* inst, const SentenceView& sentence, int32_t from, uint
 }
 
 void FreeFrame(TsegInst* inst, int32_t frame) {
-  if (inst->pCfg->wvad_param_vad_AgcOn) {
+  if (HasSideB(*inst)) {
     inst->pWavB->freeWav(frame);
     inst->pFeaB->freeFea(frame);
   }
@@ -130,7 +132,7 @@ void FreeTo(TsegInst* inst, int32_t n, bool closed) {
   if (inst->pCfg->wvad_param_srec_cmn_type == 4 && !closed) return;
   const FrameIndexQueue& taken = inst->pReadCmn->taken;
   if (!taken.empty()) n = std::min(n, taken.front());
-  if (inst->pCfg->wvad_param_vad_AgcOn) {
+  if (HasSideB(*inst)) {
     inst->pWavB->freeWavTo(n);
     inst->pFeaB->freeFeaTo(n);
   }

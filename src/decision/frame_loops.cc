@@ -31,13 +31,11 @@ struct ScoreBlock {
 template <typename Pop>
 const float* PopInUse(TsegInst* inst, Pop pop) {
   const float* block = pop(inst->pFrontEndA.get());
-  if (block == nullptr || !inst->pCfg->wvad_param_vad_AgcOn) return block;
+  if (block == nullptr || !inst->pCfg->wvad_param_vad_AgcOn || inst->pFrontEndB == nullptr) return block;
   return pop(inst->pFrontEndB.get());
 }
 
-bool ChannelsStand(const TsegInst& inst) {
-  return inst.pFrontEndA != nullptr && (!inst.pCfg->wvad_param_vad_AgcOn || inst.pFrontEndB != nullptr);
-}
+bool ChannelsStand(const TsegInst& inst) { return inst.pFrontEndA != nullptr; }
 
 // An instance whose parameters were turned to a road that it was not made for cannot decide: its frames go, so that the rings stay open.
 int DropFrames(TsegInst* inst, const char* loop) {

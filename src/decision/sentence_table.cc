@@ -94,7 +94,7 @@ bool IsClosed(const SentenceTable& table, int32_t index) {
 
 // Frames in the feature container that the reader is served from.
 int32_t FramesHeld(const TsegInst& inst) {
-  const bool gained = inst.pCfg->wvad_param_vad_AgcOn && inst.pCfg->wvad_param_vad_ReadAGC;
+  const bool gained = inst.pCfg->wvad_param_vad_AgcOn && inst.pCfg->wvad_param_vad_ReadAGC && inst.pFeaB != nullptr;
   const FrameFeaContainer* container = gained ? inst.pFeaB.get() : inst.pFeaA.get();
   return container == nullptr ? 0 : static_cast<int32_t>(container->frames.size());
 }

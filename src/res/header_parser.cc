@@ -195,6 +195,8 @@ uint8_t MlpResHeaderParser<Image>::header_shift(const Header& header, int index,
                                                 [[maybe_unused]] ShiftTable table) requires(!std::is_same_v<Image, MlpResImageV2>) {
   if constexpr (std::is_same_v<Image, MlpResImageV1>) {
     return static_cast<uint8_t>(header.nShift[index] & 0xFF);
+  } else if constexpr (std::is_same_v<Image, MlpResImageV2>) {
+    return 0;  // this shape has ranges instead
   } else {
     return static_cast<uint8_t>((table == ShiftTable::k8 ? header.nShift8 : header.nShift16)[index] & 0xFF);
   }

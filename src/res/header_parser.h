@@ -2,8 +2,9 @@
 //
 // MlpResHeaderParser: the stateless operations over the copy of a model header, for its three shapes.
 //
-// They look variables and keys up, tell where a variable lies, and copy variables into a model's block with both dimensions padded. A copy
-// never reads outside of the data view: one that would gives null like one for which the block has no room. Copies allocate nothing.
+// Where an operation belongs to certain shapes its comment says so. They look variables and keys up, tell where a variable lies, and copy
+// variables into a model's block with both dimensions padded. A copy never reads outside of the data view: one that would gives null like
+// one for which the block has no room. Copies allocate nothing.
 #ifndef WVAD_RES_HEADER_PARSER_H_
 #define WVAD_RES_HEADER_PARSER_H_
 
@@ -63,7 +64,7 @@ struct MlpResHeaderParser {
   // V3. Copies "map" as 16-bit integers. Null without a log line when it is missing or of another type.
   static int16_t* register_map(const Header& header, int16_t** destination,
                                BlockCursor* cursor) requires(std::is_same_v<Image, MlpResImageV3>);
-  // The shift of variable `index` in the header, its low byte.
+  // The shift of variable `index` in the header, its low byte; 0 in V2, which has none.
   static uint8_t header_shift(const Header& header, int index, ShiftTable table) requires(!std::is_same_v<Image, MlpResImageV2>);
 };
 

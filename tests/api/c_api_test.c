@@ -12,21 +12,21 @@
 
 static int failures = 0;
 
-#define EXPECT(condition)                                                   \
-  do {                                                                      \
-    if (!(condition)) {                                                     \
+#define EXPECT(condition)                                                     \
+  do {                                                                        \
+    if (!(condition)) {                                                       \
       fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition); \
-      ++failures;                                                           \
-    }                                                                       \
+      ++failures;                                                             \
+    }                                                                         \
   } while (0)
 
-#define EXPECT_CODE(call, wanted)                                                                   \
-  do {                                                                                              \
-    const int got_code = (call);                                                                    \
-    if (got_code != (wanted)) {                                                                     \
+#define EXPECT_CODE(call, wanted)                                                                     \
+  do {                                                                                                \
+    const int got_code = (call);                                                                      \
+    if (got_code != (wanted)) {                                                                       \
       fprintf(stderr, "%s:%d: %s gives %d, not %d\n", __FILE__, __LINE__, #call, got_code, (wanted)); \
-      ++failures;                                                                                   \
-    }                                                                                               \
+      ++failures;                                                                                     \
+    }                                                                                                 \
   } while (0)
 
 enum { kRate = 16000, kSamples = 5 * kRate };

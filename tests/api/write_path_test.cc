@@ -167,6 +167,20 @@ TEST_F(WritePathTest, ModelTypeOfAnotherNetworkIsNotRunOnThisOne) {
   }
 }
 
+TEST_F(WritePathTest, GainControlSetOnAnInstanceMadeWithoutItRunsThePlainSide) {
+  UpWithInstance();
+  ASSERT_EQ(Set("wvad_param_vad_AgcOn", "1"), 0);
+  ASSERT_EQ(Set("wvad_param_vad_ReadAGC", "1"), 0);
+  ASSERT_EQ(wVadStart(inst_), 0);
+  const std::vector<int16_t> pcm = ReadPcm(DataFile("sessions/pcm_16000.i16"));
+  WriteAll(pcm, 4096);
+  EXPECT_GE(Endpoints().size(), 2u);
+  WVadAudioSample read = {};
+  EXPECT_EQ(wVadAudioRead(inst_, &read), 0);
+  EXPECT_EQ(read.status, static_cast<uint32_t>(WVAD_READ_BEGIN));
+  EXPECT_EQ(wVadStop(inst_), 0);
+}
+
 TEST_F(WritePathTest, AudioTimeIsLoggedAtTenMinutesAndOnAnEmptyFirstChunk) {
   Start();
   EXPECT_EQ(Write(nullptr, 0, WVAD_WRITE_LAST), 0);

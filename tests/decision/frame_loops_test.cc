@@ -468,7 +468,7 @@ TEST_F(FrameLoops, ResetsDoNotRunOnDelayedFrames) {
   EXPECT_EQ(inst_->nSilenceResetCount, 8);
 }
 
-TEST_F(FrameLoops, MissingNetworkOrChannelIsReportedAndNotTouched) {
+TEST_F(FrameLoops, MissingNetworkIsReportedAndNotTouched) {
   testing_support::LogCapture log;
   ASSERT_TRUE(log.opened());
   struct Row {
@@ -480,8 +480,6 @@ TEST_F(FrameLoops, MissingNetworkOrChannelIsReportedAndNotTouched) {
       {wReadProcessDnnFea, [](TsegInst* inst) { inst->pDnn.reset(); }, "wReadProcessDnnFea | no network for model type"},
       {wReadProcessLstmFea, [](TsegInst* inst) { inst->pLstm.reset(); }, "wReadProcessLstmFea | no network for model type"},
       {wReadProcessLstmFea40, [](TsegInst* inst) { inst->pLstm->pModel = nullptr; }, "wReadProcessLstmFea40 | no network for model type"},
-      {wReadProcessLstmFea40, [](TsegInst* inst) { inst->pCfg->wvad_param_vad_AgcOn = true, inst->pFrontEndB.reset(); },
-       "wReadProcessLstmFea40 | no network for model type"},
   };
   int reports = 0;
   for (const Row& row : rows) {
@@ -493,6 +491,15 @@ TEST_F(FrameLoops, MissingNetworkOrChannelIsReportedAndNotTouched) {
     EXPECT_GE(log.Count(row.line), 1);
     EXPECT_EQ(log.Count("Error! The error string is -> WVAD_ERROR_RESOURCE_TYPE = 14007"), ++reports);
   }
+}
+
+TEST_F(FrameLoops, GainControlSwitchedOnLaterRunsOnThePlainSideAlone) {
+  Make(CFG_VAD());
+  inst_->pCfg->wvad_param_vad_AgcOn = true;
+  inst_->pFrontEndB.reset();
+  script_.side_a = {{1}};
+  EXPECT_EQ(wReadProcessLstmFea(inst_.get(), false), 0);
+  EXPECT_EQ(script_.calls, (Calls{"pop A", "lstm75 1 of 300", "pop A"}));
 }
 
 }  // namespace

@@ -25,6 +25,12 @@ using testing_support::SmallLstm75;
 using testing_support::TestLog;
 
 constexpr size_t kHeader = 384;
+// Tables of the header with shifts.
+constexpr size_t kInner = kHeader + 84;
+constexpr size_t kOuter = kHeader + 596;
+constexpr size_t kNames = kHeader + 1108;
+constexpr size_t kTypes = kHeader + 9300;
+constexpr size_t kKeys = kHeader + 12372;
 
 template <typename T>
 void Poke(Bytes* file, size_t offset, T value) {
@@ -72,40 +78,35 @@ struct Damage {
 };
 
 TEST(DamagedModel, EachDamageIsNamed) {
-  const size_t inner = kHeader + 84;
-  const size_t outer = kHeader + 596;
-  const size_t names = kHeader + 1108;
-  const size_t types = kHeader + 9300;
-  const size_t keys = kHeader + 12372;
   const Damage kRows[] = {
       {"negative count of variables", [](Bytes* f) { Poke<int32_t>(f, kHeader + 48, -1); }, "the number of variables is -1"},
       {"too many variables", [](Bytes* f) { Poke<int32_t>(f, kHeader + 48, 129); }, "the number of variables is 129"},
       {"huge count of variables", [](Bytes* f) { Poke<int32_t>(f, kHeader + 48, 0x7FFFFFFF); }, "the number of variables is 2147483647"},
       {"empty slots counted", [](Bytes* f) { Poke<int32_t>(f, kHeader + 48, 128); }, "variable  has the shape 0 x 0"},
-      {"negative count of keys", [keys](Bytes* f) { Poke<int32_t>(f, keys, -7); }, "the number of keys is -7"},
-      {"too many keys", [keys](Bytes* f) { Poke<int32_t>(f, keys, 33); }, "the number of keys is 33"},
-      {"negative dimension", [inner](Bytes* f) { Poke<int32_t>(f, inner + 4 * 3, -825); }, "variable weights12 has the shape 40 x -825"},
-      {"no rows", [outer](Bytes* f) { Poke<int32_t>(f, outer, 0); }, "variable mean has the shape 0 x 1"},
+      {"negative count of keys", [](Bytes* f) { Poke<int32_t>(f, kKeys, -7); }, "the number of keys is -7"},
+      {"too many keys", [](Bytes* f) { Poke<int32_t>(f, kKeys, 33); }, "the number of keys is 33"},
+      {"negative dimension", [](Bytes* f) { Poke<int32_t>(f, kInner + 4 * 3, -825); }, "variable weights12 has the shape 40 x -825"},
+      {"no rows", [](Bytes* f) { Poke<int32_t>(f, kOuter, 0); }, "variable mean has the shape 0 x 1"},
       {"huge dimensions",
-       [inner, outer](Bytes* f) {
-         Poke<int32_t>(f, inner + 4 * 3, 0x7FFFFFFF);
-         Poke<int32_t>(f, outer + 4 * 3, 0x7FFFFFFF);
+       [](Bytes* f) {
+         Poke<int32_t>(f, kInner + 4 * 3, 0x7FFFFFFF);
+         Poke<int32_t>(f, kOuter + 4 * 3, 0x7FFFFFFF);
        },
        "variable weights12 reaches beyond the end of the file"},
       {"product that wraps to a small one",
-       [inner, outer](Bytes* f) {
-         Poke<int32_t>(f, inner, 0x10000);
-         Poke<int32_t>(f, outer, 0x10000);
+       [](Bytes* f) {
+         Poke<int32_t>(f, kInner, 0x10000);
+         Poke<int32_t>(f, kOuter, 0x10000);
        },
        "variable mean reaches beyond the end of the file"},
-      {"one row too many", [outer](Bytes* f) { Poke<int32_t>(f, outer + 4 * 6, 3); }, "variable bias3 reaches beyond the end of the file"},
-      {"name without an end", [names](Bytes* f) { std::memset(f->data() + names + 64 * 2, 'x', 64); },
+      {"one row too many", [](Bytes* f) { Poke<int32_t>(f, kOuter + 4 * 6, 3); }, "variable bias3 reaches beyond the end of the file"},
+      {"name without an end", [](Bytes* f) { std::memset(f->data() + kNames + 64 * 2, 'x', 64); },
        "the name is not terminated of variable 2"},
-      {"type without an end", [types](Bytes* f) { std::memcpy(f->data() + types + 8, "floatfloat", 8); },
+      {"type without an end", [](Bytes* f) { std::memcpy(f->data() + kTypes + 8, "floatfloat", 8); },
        "the data type is not terminated of variable 1"},
-      {"unknown type", [types](Bytes* f) { std::memcpy(f->data() + types + 8, "half\0\0\0", 8); }, "variable var has an unknown data type"},
-      {"key without an end", [keys](Bytes* f) { std::memset(f->data() + keys + 4, '0', 16); }, "the text is not terminated of key 0"},
-      {"value without an end", [keys](Bytes* f) { std::memset(f->data() + keys + 4 + 512 + 16 * 6, '0', 16); },
+      {"unknown type", [](Bytes* f) { std::memcpy(f->data() + kTypes + 8, "half\0\0\0", 8); }, "variable var has an unknown data type"},
+      {"key without an end", [](Bytes* f) { std::memset(f->data() + kKeys + 4, '0', 16); }, "the text is not terminated of key 0"},
+      {"value without an end", [](Bytes* f) { std::memset(f->data() + kKeys + 4 + 512 + 16 * 6, '0', 16); },
        "the value is not terminated of key 6"},
       {"header beyond the end",
        [](Bytes* f) {

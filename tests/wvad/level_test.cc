@@ -57,7 +57,7 @@ TEST(Level, SilenceAroundDoesNotCount) {
 
 TEST(Level, PeaksLimitTheGain) {
   LevelMeter meter(16000);
-  std::vector<int16_t> samples = Square(16000, 328);  // -40 dB
+  std::vector<int16_t> samples = Square(16000, 328);                    // -40 dB
   for (size_t i = 0; i < samples.size(); i += 160) samples[i] = 16384;  // -6 dB in each block
   meter.Feed(samples.data(), samples.size());
   EXPECT_EQ(meter.AutoGainDb(), 6.0);

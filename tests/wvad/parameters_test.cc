@@ -53,7 +53,8 @@ TEST(Parameters, ThoseOfTheStartGoToTheConfiguration) {
   const ParameterPlan plan = PlanParameters({"wvad_param_cmn_type=2", "wvad_param_bKelOn=1"}, false);
   const ParameterList expected = {{"wvad_param_cmn_type", "2"}, {"wvad_param_bKelOn", "1"}};
   EXPECT_EQ(plan.configuration, expected);
-  for (const auto& [name, value] : plan.session) EXPECT_THAT(name, ::testing::AnyOf("wvad_param_nReadType", "wvad_param_nSpeechTailMS", "wvad_param_nResponseTimeOut"));
+  for (const auto& [name, value] : plan.session)
+    EXPECT_THAT(name, ::testing::AnyOf("wvad_param_nReadType", "wvad_param_nSpeechTailMS", "wvad_param_nResponseTimeOut"));
 }
 
 TEST(Parameters, ThoseOfTheStartAreCheckedHere) {

@@ -15,7 +15,8 @@ namespace {
 
 class Given : public AudioSource {
  public:
-  Given(std::vector<float> interleaved, int rate_hz, int channels) : data_(std::move(interleaved)), rate_hz_(rate_hz), channels_(channels) {}
+  Given(std::vector<float> interleaved, int rate_hz, int channels)
+      : data_(std::move(interleaved)), rate_hz_(rate_hz), channels_(channels) {}
   int rate_hz() const override { return rate_hz_; }
   int channels() const override { return channels_; }
   int64_t frames() const override { return -1; }

@@ -21,9 +21,9 @@ namespace TSEG::tool {
 namespace {
 
 using testing::Bursts;
-using testing::WriteAudio;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
+using testing::WriteAudio;
 using Spans = std::vector<std::pair<double, double>>;
 
 struct Outcome {
@@ -124,9 +124,10 @@ TEST_F(Program, LevelIsThatOfTheSentence) {
 
 TEST_F(Program, FormatsOfFilesDoNotMatter) {
   const std::vector<int16_t> signal = Bursts(5, kTwoBursts);
-  for (const auto& [name, format] : {std::pair("a.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16), std::pair("a.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT),
-                                     std::pair("b.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24), std::pair("a.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16),
-                                     std::pair("a.au", SF_FORMAT_AU | SF_FORMAT_PCM_16)}) {
+  for (const auto& [name, format] :
+       {std::pair("a.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16), std::pair("a.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT),
+        std::pair("b.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24), std::pair("a.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16),
+        std::pair("a.au", SF_FORMAT_AU | SF_FORMAT_PCM_16)}) {
     const std::string path = folder_.file(name);
     WriteAudio(path, signal, 16000, 1, format);
     const Outcome run = Segment({"--format", "json", path});

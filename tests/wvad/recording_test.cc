@@ -35,7 +35,8 @@ Outcome Find(const std::vector<int16_t>& signal, const RenewalPolicy& policy, si
   });
   for (size_t i = 0; i < signal.size(); i += piece_samples) {
     const size_t end = std::min(signal.size(), i + piece_samples);
-    recording.Feed(std::vector<int16_t>(signal.begin() + static_cast<std::ptrdiff_t>(i), signal.begin() + static_cast<std::ptrdiff_t>(end)));
+    recording.Feed(
+        std::vector<int16_t>(signal.begin() + static_cast<std::ptrdiff_t>(i), signal.begin() + static_cast<std::ptrdiff_t>(end)));
   }
   recording.Finish();
   outcome.renewals = recording.renewals();

@@ -19,8 +19,9 @@ constexpr int16_t kLoud = 8000;
 // A square wave of amplitude kLoud (period 20 ms) inside the given spans of seconds, digital silence elsewhere.
 //
 // With the energy model a burst from a to b seconds is found as the sentence from a - 0.30 to b + 0.20, at 16000 Hz: the first frame whose
-// 25 ms window reaches into it is frame 100a - 2; two frames are held over, so speech is seen from 100a on and the begin margin of 30 frames
-// goes before it. The last window that holds any of it begins at 100b - 1, the fall is seen at 100b, and the end margin of 20 frames follows.
+// 25 ms window reaches into it is frame 100a - 2; two frames are held over, so speech is seen from 100a on and the begin margin of 30
+// frames goes before it. The last window that holds any of it begins at 100b - 1, the fall is seen at 100b, and the end margin of 20 frames
+// follows.
 inline std::vector<int16_t> Bursts(double length_s, const std::vector<std::pair<double, double>>& spans, int rate_hz = 16000) {
   std::vector<int16_t> signal(static_cast<size_t>(length_s * rate_hz + 0.5), 0);
   const int half_period = rate_hz / 100;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The program `wvad`: command line in, one command run, exit code out. All failures end here, in one line each.
+#include <wvad.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
@@ -15,8 +17,6 @@
 #include "wvad/model_finder.h"
 #include "wvad/segment_command.h"
 #include "wvad/system.h"
-
-#include <wvad.h>
 
 namespace TSEG::tool {
 namespace {
@@ -34,7 +34,8 @@ constexpr const char* kFooter = R"(Exit codes:
   9  the engine refused to go on
 With several files the others are still worked on; the code is that of the first failure.)";
 
-constexpr const char* kSegmentFooter = R"(Times are seconds from the start of the recording. "vol" is the engine's measure of a sentence's energy: the
+constexpr const char* kSegmentFooter =
+    R"(Times are seconds from the start of the recording. "vol" is the engine's measure of a sentence's energy: the
 squared distance of its mean log energy from 14.5 (smaller is quieter); "trig" is true when it lies under the
 engine's threshold; "eg" is the level, 20 log10 of the root mean square of the 16-bit samples.
 
@@ -67,9 +68,10 @@ void AddSegment(CLI::App& app, SegmentOptions& options) {
   command->add_option("--channel", options.channel, "Channel to listen to, counted from 1, or mix for the mean of all")
       ->capture_default_str()
       ->type_name("N|mix");
-  command->add_option("--gain", options.gain,
-                      "Amplify before the engine hears it, in dB; auto measures the file first. The engine takes what lies under about "
-                      "-47 dB of full scale for silence")
+  command
+      ->add_option("--gain", options.gain,
+                   "Amplify before the engine hears it, in dB; auto measures the file first. The engine takes what lies under about "
+                   "-47 dB of full scale for silence")
       ->capture_default_str()
       ->type_name("DB|auto");
   command->add_option("--chunk-ms", options.chunk_ms, "Length of the pieces that the engine is fed with, in ms")

@@ -9,9 +9,7 @@
 namespace TSEG::tool {
 namespace {
 
-size_t SamplesOf(int rate_hz, int ms) {
-  return static_cast<size_t>(std::max<int64_t>(1, static_cast<int64_t>(rate_hz) * ms / 1000));
-}
+size_t SamplesOf(int rate_hz, int ms) { return static_cast<size_t>(std::max<int64_t>(1, static_cast<int64_t>(rate_hz) * ms / 1000)); }
 
 // Nearest, saturating; not-a-number (a damaged float file) becomes silence.
 int16_t ToSample(float value) {
@@ -30,8 +28,8 @@ PcmStream::PcmStream(AudioSource& source, const std::string& name, int channel, 
       gain_(static_cast<float>(std::pow(10.0, gain_db / 20.0))),
       resampler_(source.rate_hz(), engine_rate_hz) {
   if (channel > source.channels()) {
-    throw Failure(ExitCode::kBadRate, name + ": there is no channel " + std::to_string(channel) + " (the audio has " +
-                                          std::to_string(source.channels()) + ")");
+    throw Failure(ExitCode::kBadRate,
+                  name + ": there is no channel " + std::to_string(channel) + " (the audio has " + std::to_string(source.channels()) + ")");
   }
 }
 

@@ -42,10 +42,10 @@ struct Sentence {
 // When a session is renewed, and with how much lead-in. All lengths in seconds of audio.
 struct RenewalPolicy {
   int64_t lead_in_s = 20;
-  int64_t quiet_s = 240;        // without a sentence for so long: the engine holds all audio since then
-  int64_t age_s = 2 * 3600;     // whatever happens in it
-  int64_t sentences = 8000;     // of the 20479 that a session takes
-  int64_t hard_s = 12 * 3600;   // even inside a sentence, which ends there (only a raised sentence limit leads here)
+  int64_t quiet_s = 240;       // without a sentence for so long: the engine holds all audio since then
+  int64_t age_s = 2 * 3600;    // whatever happens in it
+  int64_t sentences = 8000;    // of the 20479 that a session takes
+  int64_t hard_s = 12 * 3600;  // even inside a sentence, which ends there (only a raised sentence limit leads here)
 };
 
 class Recording {

@@ -189,9 +189,8 @@ class Csv : public Report {
     const double begin = Seconds(sentence.begin_sample, rate_hz);
     const double end = Seconds(sentence.end_sample, rate_hz);
     output_.Write(name_ + "," + Printf("%.2f", begin) + "," + Printf("%.2f", end) + "," + Printf("%.2f", end - begin) + "," +
-                  (sentence.vol ? Printf("%.1f", *sentence.vol) : "") + "," +
-                  (sentence.trig ? (*sentence.trig ? "true" : "false") : "") + "," + (sentence.eg ? Printf("%.2f", *sentence.eg) : "") +
-                  "\n");
+                  (sentence.vol ? Printf("%.1f", *sentence.vol) : "") + "," + (sentence.trig ? (*sentence.trig ? "true" : "false") : "") +
+                  "," + (sentence.eg ? Printf("%.2f", *sentence.eg) : "") + "\n");
   }
   void EndFile(const FileEnd&) override {}
   void FailFile(const std::string&) override {}
@@ -231,8 +230,8 @@ void Output::Close() {
 bool Output::is_terminal() const { return file_ == stdout && IsTerminal(STDOUT_FILENO); }
 
 void Output::Fail(int error) const {
-  throw Failure(ExitCode::kOutput, (path_.empty() ? std::string("standard output") : path_) + ": cannot be written: " +
-                                       std::strerror(error));
+  throw Failure(ExitCode::kOutput,
+                (path_.empty() ? std::string("standard output") : path_) + ": cannot be written: " + std::strerror(error));
 }
 
 std::unique_ptr<Report> MakeReport(const std::string& format, Output& output, bool several, bool summary) {

@@ -17,10 +17,10 @@ namespace TSEG::tool {
 
 // How a file's work came to its end.
 struct FileEnd {
-  int rate_hz = 16000;            // of the sample numbers
-  int64_t samples = 0;            // heard
+  int rate_hz = 16000;                  // of the sample numbers
+  int64_t samples = 0;                  // heard
   std::string reason = "end of audio";  // or "tail silence", "no speech"
-  bool endpoint = false;          // asked for; `reason` is worth telling
+  bool endpoint = false;                // asked for; `reason` is worth telling
   std::vector<OtherResult> others;
 };
 
@@ -56,7 +56,8 @@ class Report {
   virtual void End() = 0;
 };
 
-// `format`: "table", "json", "jsonl", "csv". `several`: more than one file, so that each is named. `summary`: close each table with its sums.
+// `format`: "table", "json", "jsonl", "csv". `several`: more than one file, so that each is named. `summary`: close each table with its
+// sums.
 std::unique_ptr<Report> MakeReport(const std::string& format, Output& output, bool several, bool summary);
 
 }  // namespace TSEG::tool

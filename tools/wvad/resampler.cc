@@ -21,8 +21,8 @@ Resampler::Resampler(int from_hz, int to_hz) : ratio_(static_cast<double>(to_hz)
   soxr_error_t error = nullptr;
   filter_ = soxr_create(from_hz, to_hz, 1, &error, &io, &quality, &one_thread);
   if (filter_ == nullptr) {
-    throw Failure(ExitCode::kBadRate, "no resampling from " + std::to_string(from_hz) + " to " + std::to_string(to_hz) + " Hz: " +
-                                          (error != nullptr ? error : "unknown reason"));
+    throw Failure(ExitCode::kBadRate, "no resampling from " + std::to_string(from_hz) + " to " + std::to_string(to_hz) +
+                                          " Hz: " + (error != nullptr ? error : "unknown reason"));
   }
 }
 

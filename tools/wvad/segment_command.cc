@@ -178,8 +178,10 @@ class Segmenter {
     const double window = rate_hz_ / 40;
     const double floor_db = 10 * std::log10(std::exp(*floor_) / window) - 20 * std::log10(32768.0);
     if (level.loudest_db() <= -119 || level.loudest_db() > floor_db + 12) return;
-    std::fprintf(stderr, "wvad: %s: note: the recording is very quiet (loudest 10 ms at %.0f dB, the engine's floor is at %.0f dB); try --gain auto\n",
-                 name.c_str(), level.loudest_db(), floor_db);
+    std::fprintf(
+        stderr,
+        "wvad: %s: note: the recording is very quiet (loudest 10 ms at %.0f dB, the engine's floor is at %.0f dB); try --gain auto\n",
+        name.c_str(), level.loudest_db(), floor_db);
   }
 
   const SegmentOptions& options_;

@@ -26,6 +26,35 @@ __m128i FoldHalves16(__m256i v) { return _mm_add_epi16(_mm256_castsi256_si128(v)
 
 void StoreLow2(int32_t* out, __m128i v) { _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(out)), v); }
 
+// The sums of 4 frames by 2 rows, in registers: named one by one, since an array would live in memory.
+struct Sums {
+  __m256i f0r0, f0r1, f1r0, f1r1, f2r0, f2r1, f3r0, f3r1;
+  Sums() { f0r0 = f0r1 = f1r0 = f1r1 = f2r0 = f2r1 = f3r0 = f3r1 = _mm256_setzero_si256(); }
+
+  // Adds the products of one vector of each frame with one of each row: pairs wrapping at 32 bits.
+  __attribute__((always_inline)) void Add16(__m256i w0, __m256i w1, __m256i x0, __m256i x1, __m256i x2, __m256i x3) {
+    f0r0 = _mm256_add_epi32(f0r0, _mm256_madd_epi16(x0, w0));
+    f0r1 = _mm256_add_epi32(f0r1, _mm256_madd_epi16(x0, w1));
+    f1r0 = _mm256_add_epi32(f1r0, _mm256_madd_epi16(x1, w0));
+    f1r1 = _mm256_add_epi32(f1r1, _mm256_madd_epi16(x1, w1));
+    f2r0 = _mm256_add_epi32(f2r0, _mm256_madd_epi16(x2, w0));
+    f2r1 = _mm256_add_epi32(f2r1, _mm256_madd_epi16(x2, w1));
+    f3r0 = _mm256_add_epi32(f3r0, _mm256_madd_epi16(x3, w0));
+    f3r1 = _mm256_add_epi32(f3r1, _mm256_madd_epi16(x3, w1));
+  }
+  // The same for bytes: pairs saturating to 16 bits, the sums wrapping.
+  __attribute__((always_inline)) void Add8(__m256i w0, __m256i w1, __m256i x0, __m256i x1, __m256i x2, __m256i x3) {
+    f0r0 = _mm256_add_epi16(f0r0, _mm256_maddubs_epi16(x0, w0));
+    f0r1 = _mm256_add_epi16(f0r1, _mm256_maddubs_epi16(x0, w1));
+    f1r0 = _mm256_add_epi16(f1r0, _mm256_maddubs_epi16(x1, w0));
+    f1r1 = _mm256_add_epi16(f1r1, _mm256_maddubs_epi16(x1, w1));
+    f2r0 = _mm256_add_epi16(f2r0, _mm256_maddubs_epi16(x2, w0));
+    f2r1 = _mm256_add_epi16(f2r1, _mm256_maddubs_epi16(x2, w1));
+    f3r0 = _mm256_add_epi16(f3r0, _mm256_maddubs_epi16(x3, w0));
+    f3r1 = _mm256_add_epi16(f3r1, _mm256_maddubs_epi16(x3, w1));
+  }
+};
+
 bool AnyOverflow(__m128i v) { return _mm_movemask_epi8(_mm_cmpeq_epi32(v, _mm_set1_epi32(INT32_MIN))) != 0; }
 bool AnyOverflow(__m256i v) { return _mm256_movemask_epi8(_mm256_cmpeq_epi32(v, _mm256_set1_epi32(INT32_MIN))) != 0; }
 
@@ -71,31 +100,20 @@ void DnnGemmInt16(const int16_t* frames, int32_t rows, int32_t cols, const int16
   const int32_t whole_cols = cols & ~7;
   const int64_t frame = rows;
   for (int32_t r = 0; r + 2 <= rows; r += 2, weights += 2 * stride, out += 2) {
-    __m256i sum[4][2];
-    for (int f = 0; f < 4; ++f) sum[f][0] = sum[f][1] = _mm256_setzero_si256();
+    Sums sum;
     int32_t j = 0;
     for (; j + 16 <= whole_cols; j += 16) {
-      const __m256i w0 = Load(weights + j);
-      const __m256i w1 = Load(weights + stride + j);
-      for (int f = 0; f < 4; ++f) {
-        const __m256i x = Load(frames + f * stride + j);
-        sum[f][0] = _mm256_add_epi32(sum[f][0], _mm256_madd_epi16(x, w0));
-        sum[f][1] = _mm256_add_epi32(sum[f][1], _mm256_madd_epi16(x, w1));
-      }
+      sum.Add16(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j),
+                Load(frames + 2 * stride + j), Load(frames + 3 * stride + j));
     }
     if (j < whole_cols) {
-      const __m256i w0 = LoadLow(weights + j);
-      const __m256i w1 = LoadLow(weights + stride + j);
-      for (int f = 0; f < 4; ++f) {
-        const __m256i x = LoadLow(frames + f * stride + j);
-        sum[f][0] = _mm256_add_epi32(sum[f][0], _mm256_madd_epi16(x, w0));
-        sum[f][1] = _mm256_add_epi32(sum[f][1], _mm256_madd_epi16(x, w1));
-      }
+      sum.Add16(LoadLow(weights + j), LoadLow(weights + stride + j), LoadLow(frames + j), LoadLow(frames + stride + j),
+                LoadLow(frames + 2 * stride + j), LoadLow(frames + 3 * stride + j));
     }
     const __m128i y01 = FoldHalves32(
-        _mm256_hadd_epi32(_mm256_hadd_epi32(sum[0][0], sum[0][1]), _mm256_hadd_epi32(sum[1][0], sum[1][1])));
+        _mm256_hadd_epi32(_mm256_hadd_epi32(sum.f0r0, sum.f0r1), _mm256_hadd_epi32(sum.f1r0, sum.f1r1)));
     const __m128i y23 = FoldHalves32(
-        _mm256_hadd_epi32(_mm256_hadd_epi32(sum[2][0], sum[2][1]), _mm256_hadd_epi32(sum[3][0], sum[3][1])));
+        _mm256_hadd_epi32(_mm256_hadd_epi32(sum.f2r0, sum.f2r1), _mm256_hadd_epi32(sum.f3r0, sum.f3r1)));
     StoreLow2(out, y01);
     StoreLow2(out + frame, _mm_shuffle_epi32(y01, 0xEE));
     StoreLow2(out + 2 * frame, y23);
@@ -107,30 +125,19 @@ void DnnGemmInt8(const uint8_t* frames, int32_t rows, int32_t cols, const int8_t
   const int64_t stride = cols;
   const int32_t whole_cols = cols & ~15;
   for (int32_t r = 0; r + 2 <= rows; r += 2, weights += 2 * stride, out += 2) {
-    __m256i sum[4][2];
-    for (int f = 0; f < 4; ++f) sum[f][0] = sum[f][1] = _mm256_setzero_si256();
+    Sums sum;
     int32_t j = 0;
     for (; j + 32 <= whole_cols; j += 32) {
-      const __m256i w0 = Load(weights + j);
-      const __m256i w1 = Load(weights + stride + j);
-      for (int f = 0; f < 4; ++f) {
-        const __m256i x = Load(frames + f * stride + j);
-        sum[f][0] = _mm256_add_epi16(sum[f][0], _mm256_maddubs_epi16(x, w0));
-        sum[f][1] = _mm256_add_epi16(sum[f][1], _mm256_maddubs_epi16(x, w1));
-      }
+      sum.Add8(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j),
+                Load(frames + 2 * stride + j), Load(frames + 3 * stride + j));
     }
     if (j < whole_cols) {
-      const __m256i w0 = LoadLow(weights + j);
-      const __m256i w1 = LoadLow(weights + stride + j);
-      for (int f = 0; f < 4; ++f) {
-        const __m256i x = LoadLow(frames + f * stride + j);
-        sum[f][0] = _mm256_add_epi16(sum[f][0], _mm256_maddubs_epi16(x, w0));
-        sum[f][1] = _mm256_add_epi16(sum[f][1], _mm256_maddubs_epi16(x, w1));
-      }
+      sum.Add8(LoadLow(weights + j), LoadLow(weights + stride + j), LoadLow(frames + j), LoadLow(frames + stride + j),
+                LoadLow(frames + 2 * stride + j), LoadLow(frames + 3 * stride + j));
     }
     // Eight sums of sixteen lanes each: three rounds within the halves, then the halves, in the order of (frame, row).
-    const __m256i y01 = _mm256_hadd_epi16(_mm256_hadd_epi16(sum[0][0], sum[0][1]), _mm256_hadd_epi16(sum[1][0], sum[1][1]));
-    const __m256i y23 = _mm256_hadd_epi16(_mm256_hadd_epi16(sum[2][0], sum[2][1]), _mm256_hadd_epi16(sum[3][0], sum[3][1]));
+    const __m256i y01 = _mm256_hadd_epi16(_mm256_hadd_epi16(sum.f0r0, sum.f0r1), _mm256_hadd_epi16(sum.f1r0, sum.f1r1));
+    const __m256i y23 = _mm256_hadd_epi16(_mm256_hadd_epi16(sum.f2r0, sum.f2r1), _mm256_hadd_epi16(sum.f3r0, sum.f3r1));
     int16_t y[8];
     _mm_storeu_si128(static_cast<__m128i*>(static_cast<void*>(y)), FoldHalves16(_mm256_hadd_epi16(y01, y23)));
     for (int64_t f = 0; f < 4; ++f) {

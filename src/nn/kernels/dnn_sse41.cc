@@ -23,6 +23,35 @@ __m128i Sums32(__m128i a, __m128i b, __m128i c, __m128i d) { return _mm_hadd_epi
 
 void StoreLow2(int32_t* out, __m128i v) { _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(out)), v); }
 
+// The sums of 4 frames by 2 rows, in registers: named one by one, since an array would live in memory.
+struct Sums {
+  __m128i f0r0, f0r1, f1r0, f1r1, f2r0, f2r1, f3r0, f3r1;
+  Sums() { f0r0 = f0r1 = f1r0 = f1r1 = f2r0 = f2r1 = f3r0 = f3r1 = _mm_setzero_si128(); }
+
+  // Adds the products of one vector of each frame with one of each row: pairs wrapping at 32 bits.
+  __attribute__((always_inline)) void Add16(__m128i w0, __m128i w1, __m128i x0, __m128i x1, __m128i x2, __m128i x3) {
+    f0r0 = _mm_add_epi32(f0r0, _mm_madd_epi16(x0, w0));
+    f0r1 = _mm_add_epi32(f0r1, _mm_madd_epi16(x0, w1));
+    f1r0 = _mm_add_epi32(f1r0, _mm_madd_epi16(x1, w0));
+    f1r1 = _mm_add_epi32(f1r1, _mm_madd_epi16(x1, w1));
+    f2r0 = _mm_add_epi32(f2r0, _mm_madd_epi16(x2, w0));
+    f2r1 = _mm_add_epi32(f2r1, _mm_madd_epi16(x2, w1));
+    f3r0 = _mm_add_epi32(f3r0, _mm_madd_epi16(x3, w0));
+    f3r1 = _mm_add_epi32(f3r1, _mm_madd_epi16(x3, w1));
+  }
+  // The same for bytes: pairs saturating to 16 bits, the sums wrapping.
+  __attribute__((always_inline)) void Add8(__m128i w0, __m128i w1, __m128i x0, __m128i x1, __m128i x2, __m128i x3) {
+    f0r0 = _mm_add_epi16(f0r0, _mm_maddubs_epi16(x0, w0));
+    f0r1 = _mm_add_epi16(f0r1, _mm_maddubs_epi16(x0, w1));
+    f1r0 = _mm_add_epi16(f1r0, _mm_maddubs_epi16(x1, w0));
+    f1r1 = _mm_add_epi16(f1r1, _mm_maddubs_epi16(x1, w1));
+    f2r0 = _mm_add_epi16(f2r0, _mm_maddubs_epi16(x2, w0));
+    f2r1 = _mm_add_epi16(f2r1, _mm_maddubs_epi16(x2, w1));
+    f3r0 = _mm_add_epi16(f3r0, _mm_maddubs_epi16(x3, w0));
+    f3r1 = _mm_add_epi16(f3r1, _mm_maddubs_epi16(x3, w1));
+  }
+};
+
 // Whether a lane of a conversion to 32 bits did not fit (or is the lowest value, which the slow way gives as well).
 bool AnyOverflow(__m128i v) { return _mm_movemask_epi8(_mm_cmpeq_epi32(v, _mm_set1_epi32(INT32_MIN))) != 0; }
 
@@ -63,19 +92,13 @@ void DnnGemmInt16(const int16_t* frames, int32_t rows, int32_t cols, const int16
   const int64_t stride = cols;
   const int32_t whole_cols = cols & ~7;
   for (int32_t r = 0; r + 2 <= rows; r += 2, weights += 2 * stride, out += 2) {
-    __m128i sum[4][2];
-    for (int f = 0; f < 4; ++f) sum[f][0] = sum[f][1] = _mm_setzero_si128();
+    Sums sum;
     for (int32_t j = 0; j < whole_cols; j += 8) {
-      const __m128i w0 = Load(weights + j);
-      const __m128i w1 = Load(weights + stride + j);
-      for (int f = 0; f < 4; ++f) {
-        const __m128i x = Load(frames + f * stride + j);
-        sum[f][0] = _mm_add_epi32(sum[f][0], _mm_madd_epi16(x, w0));
-        sum[f][1] = _mm_add_epi32(sum[f][1], _mm_madd_epi16(x, w1));
-      }
+      sum.Add16(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j),
+                Load(frames + 2 * stride + j), Load(frames + 3 * stride + j));
     }
-    const __m128i y01 = Sums32(sum[0][0], sum[0][1], sum[1][0], sum[1][1]);
-    const __m128i y23 = Sums32(sum[2][0], sum[2][1], sum[3][0], sum[3][1]);
+    const __m128i y01 = Sums32(sum.f0r0, sum.f0r1, sum.f1r0, sum.f1r1);
+    const __m128i y23 = Sums32(sum.f2r0, sum.f2r1, sum.f3r0, sum.f3r1);
     const int64_t frame = rows;
     StoreLow2(out, y01);
     StoreLow2(out + frame, _mm_shuffle_epi32(y01, 0xEE));
@@ -88,20 +111,14 @@ void DnnGemmInt8(const uint8_t* frames, int32_t rows, int32_t cols, const int8_t
   const int64_t stride = cols;
   const int32_t whole_cols = cols & ~15;
   for (int32_t r = 0; r + 2 <= rows; r += 2, weights += 2 * stride, out += 2) {
-    __m128i sum[4][2];
-    for (int f = 0; f < 4; ++f) sum[f][0] = sum[f][1] = _mm_setzero_si128();
+    Sums sum;
     for (int32_t j = 0; j < whole_cols; j += 16) {
-      const __m128i w0 = Load(weights + j);
-      const __m128i w1 = Load(weights + stride + j);
-      for (int f = 0; f < 4; ++f) {
-        const __m128i x = Load(frames + f * stride + j);
-        sum[f][0] = _mm_add_epi16(sum[f][0], _mm_maddubs_epi16(x, w0));
-        sum[f][1] = _mm_add_epi16(sum[f][1], _mm_maddubs_epi16(x, w1));
-      }
+      sum.Add8(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j),
+                Load(frames + 2 * stride + j), Load(frames + 3 * stride + j));
     }
     // Eight sums of eight lanes each in three rounds, which leaves the eight results in the order of (frame, row).
-    const __m128i y01 = _mm_hadd_epi16(_mm_hadd_epi16(sum[0][0], sum[0][1]), _mm_hadd_epi16(sum[1][0], sum[1][1]));
-    const __m128i y23 = _mm_hadd_epi16(_mm_hadd_epi16(sum[2][0], sum[2][1]), _mm_hadd_epi16(sum[3][0], sum[3][1]));
+    const __m128i y01 = _mm_hadd_epi16(_mm_hadd_epi16(sum.f0r0, sum.f0r1), _mm_hadd_epi16(sum.f1r0, sum.f1r1));
+    const __m128i y23 = _mm_hadd_epi16(_mm_hadd_epi16(sum.f2r0, sum.f2r1), _mm_hadd_epi16(sum.f3r0, sum.f3r1));
     int16_t y[8];
     _mm_storeu_si128(static_cast<__m128i*>(static_cast<void*>(y)), _mm_hadd_epi16(y01, y23));
     for (int64_t f = 0; f < 4; ++f) {

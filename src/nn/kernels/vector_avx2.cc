@@ -35,16 +35,28 @@ __m256i Quantise(__m256 x, __m256 s, __m256 low, __m256 high) {
 constexpr double kExpLimit = 700.0;     // |x| up to which Exp4 is used
 constexpr double kExpError = 0x1p-49;   // more than the relative error of Exp4 and of the library's together
 
+// a * b + c, rounded after each of the two.
+__m256d MultiplyAdd(__m256d a, __m256d b, double c) { return _mm256_add_pd(_mm256_mul_pd(a, b), _mm256_set1_pd(c)); }
+
 // exp(x) for |x| <= kExpLimit: 2^k * exp(r) with |r| <= ln(2) / 2, exp(r) by its series. Exact at 0.
 __m256d Exp4(__m256d x) {
-  static constexpr double kInverseFactorials[] = {1.0 / 39916800, 1.0 / 3628800, 1.0 / 362880, 1.0 / 40320, 1.0 / 5040, 1.0 / 720,
-                                                  1.0 / 120,      1.0 / 24,      1.0 / 6,      0.5,         1.0,        1.0};
   const __m256d k = _mm256_round_pd(_mm256_mul_pd(x, _mm256_set1_pd(0x1.71547652b82fep+0)), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
   // ln(2) in two parts, the first with so few bits that its product with k is exact.
   __m256d r = _mm256_sub_pd(x, _mm256_mul_pd(k, _mm256_set1_pd(0x1.62e42feep-1)));
   r = _mm256_sub_pd(r, _mm256_mul_pd(k, _mm256_set1_pd(0x1.a39ef35793c76p-33)));
   __m256d series = _mm256_set1_pd(1.0 / 479001600);
-  for (double coefficient : kInverseFactorials) series = _mm256_add_pd(_mm256_mul_pd(series, r), _mm256_set1_pd(coefficient));
+  series = MultiplyAdd(series, r, 1.0 / 39916800);
+  series = MultiplyAdd(series, r, 1.0 / 3628800);
+  series = MultiplyAdd(series, r, 1.0 / 362880);
+  series = MultiplyAdd(series, r, 1.0 / 40320);
+  series = MultiplyAdd(series, r, 1.0 / 5040);
+  series = MultiplyAdd(series, r, 1.0 / 720);
+  series = MultiplyAdd(series, r, 1.0 / 120);
+  series = MultiplyAdd(series, r, 1.0 / 24);
+  series = MultiplyAdd(series, r, 1.0 / 6);
+  series = MultiplyAdd(series, r, 0.5);
+  series = MultiplyAdd(series, r, 1.0);
+  series = MultiplyAdd(series, r, 1.0);
   const __m256i exponent = _mm256_slli_epi64(_mm256_cvtepi32_epi64(_mm256_cvtpd_epi32(k)), 52);
   return _mm256_castsi256_pd(_mm256_add_epi64(_mm256_castpd_si256(series), exponent));
 }

@@ -37,16 +37,28 @@ __m128i Quantise(__m128 x, __m128 s, __m128 low, __m128 high) {
 constexpr double kExpLimit = 700.0;    // |x| up to which Exp2 is used
 constexpr double kExpError = 0x1p-49;  // more than the relative error of Exp2 and of the library's together
 
+// a * b + c, rounded after each of the two.
+__m128d MultiplyAdd(__m128d a, __m128d b, double c) { return _mm_add_pd(_mm_mul_pd(a, b), _mm_set1_pd(c)); }
+
 // exp(x) of two values of |x| <= kExpLimit: 2^k * exp(r) with |r| <= ln(2) / 2, exp(r) by its series. Exact at 0.
 __m128d Exp2(__m128d x) {
-  static constexpr double kInverseFactorials[] = {1.0 / 39916800, 1.0 / 3628800, 1.0 / 362880, 1.0 / 40320, 1.0 / 5040, 1.0 / 720,
-                                                  1.0 / 120,      1.0 / 24,      1.0 / 6,      0.5,         1.0,        1.0};
   const __m128d k = _mm_round_pd(_mm_mul_pd(x, _mm_set1_pd(0x1.71547652b82fep+0)), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
   // ln(2) in two parts, the first with so few bits that its product with k is exact.
   __m128d r = _mm_sub_pd(x, _mm_mul_pd(k, _mm_set1_pd(0x1.62e42feep-1)));
   r = _mm_sub_pd(r, _mm_mul_pd(k, _mm_set1_pd(0x1.a39ef35793c76p-33)));
   __m128d series = _mm_set1_pd(1.0 / 479001600);
-  for (double coefficient : kInverseFactorials) series = _mm_add_pd(_mm_mul_pd(series, r), _mm_set1_pd(coefficient));
+  series = MultiplyAdd(series, r, 1.0 / 39916800);
+  series = MultiplyAdd(series, r, 1.0 / 3628800);
+  series = MultiplyAdd(series, r, 1.0 / 362880);
+  series = MultiplyAdd(series, r, 1.0 / 40320);
+  series = MultiplyAdd(series, r, 1.0 / 5040);
+  series = MultiplyAdd(series, r, 1.0 / 720);
+  series = MultiplyAdd(series, r, 1.0 / 120);
+  series = MultiplyAdd(series, r, 1.0 / 24);
+  series = MultiplyAdd(series, r, 1.0 / 6);
+  series = MultiplyAdd(series, r, 0.5);
+  series = MultiplyAdd(series, r, 1.0);
+  series = MultiplyAdd(series, r, 1.0);
   const __m128i exponent = _mm_slli_epi64(_mm_cvtepi32_epi64(_mm_cvtpd_epi32(k)), 52);
   return _mm_castsi128_pd(_mm_add_epi64(_mm_castpd_si128(series), exponent));
 }
