@@ -13,6 +13,11 @@ if(WVAD_SANITIZE)
   target_compile_options(wvad_flags INTERFACE -fsanitize=${WVAD_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(wvad_flags INTERFACE -fsanitize=${WVAD_SANITIZE})
 endif()
+if(WVAD_BUILD_FUZZ AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  # Coverage for libFuzzer, without its main.
+  target_compile_options(wvad_flags INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(wvad_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
@@ -43,13 +48,13 @@ function(wvad_component name)
   target_link_libraries(wvad_${name} ${scope} ${deps} ${ARG_LIBS})
 endfunction()
 
-# wvad_test(<name> SOURCES ... LIBS ... [DATA]) : one GoogleTest program wvad_<name>_test, each of its tests a CTest test of its own.
+# wvad_test(<name> SOURCES ... LIBS ... [LABELS ...]) : one GoogleTest program wvad_<name>_test, each of its tests a CTest test of its own.
 function(wvad_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(wvad_${name}_test ${ARG_SOURCES})
   target_include_directories(wvad_${name}_test PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
   target_compile_definitions(wvad_${name}_test PRIVATE WVAD_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data")
   target_link_libraries(wvad_${name}_test PRIVATE wvad_flags ${ARG_LIBS} GTest::gmock GTest::gtest GTest::gtest_main)
   gtest_discover_tests(wvad_${name}_test TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
-                       PROPERTIES TIMEOUT 300)
+                       PROPERTIES TIMEOUT 300 LABELS "${ARG_LABELS}")
 endfunction()

@@ -57,7 +57,7 @@ class ByteSource {
   void Fill(void* to, size_t n) {
     const size_t have = n < left_ ? n : left_;
     if (have != 0) std::memcpy(to, at_, have);
-    std::memset(static_cast<uint8_t*>(to) + have, 0, n - have);
+    if (have < n) std::memset(static_cast<uint8_t*>(to) + have, 0, n - have);
     at_ += have;
     left_ -= have;
   }

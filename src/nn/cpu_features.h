@@ -2,7 +2,8 @@
 //
 // CpuFeatures: the processor record of the process, from which kernels and the form of a model are chosen.
 //
-// Filled once by CPUID at its first use and only read afterwards. Choices are pure functions of the record, so that tests can hand in made-up ones.
+// Filled once by CPUID at its first use and only read afterwards. Choices are pure functions of the record, so that tests can hand in
+// made-up ones.
 #ifndef WVAD_NN_CPU_FEATURES_H_
 #define WVAD_NN_CPU_FEATURES_H_
 
@@ -18,8 +19,8 @@ struct CpuFeatures {
   uint32_t leaf1Edx = 0;  // bit 25 SSE, bit 26 SSE2
   uint32_t leaf7Ebx = 0;  // bit 5 AVX2
   uint32_t leaf7Ecx = 0;
-  bool bIsIntel = false;  // "GenuineIntel"
-  bool bIsAmd = false;    // "AuthenticAMD"
+  bool bIsIntel = false;     // "GenuineIntel"
+  bool bIsAmd = false;       // "AuthenticAMD"
   bool bOsSavesYmm = false;  // the system keeps the 256-bit registers
   uint32_t nHighestExtendedLeaf = 0;
   std::string brand;

@@ -2,8 +2,8 @@
 //
 // The feed-forward network: batching of blocks, the pass in integers, and the reading of pairs.
 //
-// The two buffers take turns: A holds the rows and then the bytes of each layer, B the products. Reading and writing the same memory in different
-// widths is meant; it happens inside of the kernels or after whole passes.
+// The two buffers take turns: A holds the rows and then the bytes of each layer, B the products. Reading and writing the same memory in
+// different widths is meant; it happens inside of the kernels or after whole passes.
 #include "nn/dnn_forward.h"
 
 #include <cmath>

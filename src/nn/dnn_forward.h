@@ -20,11 +20,11 @@ constexpr int kDnnRowStride = 832;
 class DnnForward {
  public:
   DnnForward();
-  uint8_t abKept[8] = {};      // 1 for each frame of the batch that was kept, 0 for each skipped one
-  int32_t nFrames = 0;         // frames offered since the batch began
+  uint8_t abKept[8] = {};  // 1 for each frame of the batch that was kept, 0 for each skipped one
+  int32_t nFrames = 0;     // frames offered since the batch began
   const DnnModel* pModel = nullptr;
   AlignedBuffer<float> pBufA, pBufB;  // 4 rows of 832 floats; ping-pong activations; pBufB finally holds the pairs
-  int32_t nKept = 0;           // rows filled
+  int32_t nKept = 0;                  // rows filled
 };
 
 void DnnForwardBind(DnnForward* forward, const DnnModel* model);

@@ -2,8 +2,8 @@
 //
 // The 16-bit fixed-point form of the recurrent step.
 //
-// Fraction bits: input 11, gates before their activations 10, sigmoids 14, tanh of the cell input 9, cell 9, tanh of the cell 14, the vector that
-// enters the projection 15, recurrent vector and ring 12, first output layer 10, last one 11.
+// Fraction bits: input 11, gates before their activations 10, sigmoids 14, tanh of the cell input 9, cell 9, tanh of the cell 14, the
+// vector that enters the projection 15, recurrent vector and ring 12, first output layer 10, last one 11.
 #include "nn/lstm_steps.h"
 
 namespace TSEG::lstm {
@@ -19,7 +19,8 @@ constexpr int32_t kQTanhOfCell = 14;
 
 const int16_t* Shorts(const void* p) { return static_cast<const int16_t*>(p); }
 
-// One layer, `x` in, `y` out. Layers above the first get 12 fraction bits and shift as for 11, so they see their input doubled; kept on purpose.
+// One layer, `x` in, `y` out. Layers above the first get 12 fraction bits and shift as for 11, so they see their input doubled; kept on
+// purpose.
 void LayerStep(const LayerState<int16_t>& state, const LstmLayer& layer, const int16_t* x, int16_t* y, const LstmKernels& kernels) {
   const int32_t cells = layer.nCellRows;
   int16_t* const* G = state.G;

@@ -7,8 +7,8 @@
 //   r | c | t | first gate set (4) | second gate set (4) | third gate set (4) | m
 //
 // r: projected output, c: cell, t: tanh of the cell, all carried from step to step. The first gate set takes the input part, the third the
-// recurrent part; the second is not used. Gates and m are scratch: they count as zero at the start of a step, so a step zeroes those of their
-// elements that it reads without having written them, and no others.
+// recurrent part; the second is not used. Gates and m are scratch: they count as zero at the start of a step, so a step zeroes those of
+// their elements that it reads without having written them, and no others.
 #ifndef WVAD_NN_LSTM_STEPS_H_
 #define WVAD_NN_LSTM_STEPS_H_
 
@@ -76,21 +76,21 @@ void ZeroUnwritten(const LayerState<T>& state, const LstmLayer& layer, int32_t r
 }
 
 // The peephole terms that can be seen: those of existing cells.
-inline int32_t PeepholeCount(const LstmLayer& layer) {
-  return layer.nPeepholeLen < layer.nCellRows ? layer.nPeepholeLen : layer.nCellRows;
-}
+inline int32_t PeepholeCount(const LstmLayer& layer) { return layer.nPeepholeLen < layer.nCellRows ? layer.nPeepholeLen : layer.nCellRows; }
 
 // Whole steps: the layers on pIn, the ring, and from the bound on the output layers with 4 pairs at the front of pOut and bHaveResult.
 void StepFloat(LstmForward* forward, const LstmKernels& kernels, bool lanes);
 void StepInt8(LstmForward* forward, const LstmKernels& kernels);
 void StepFixed(LstmForward* forward, const LstmKernels& kernels);
-// The step of a block without data: an empty slot enters the ring, and the output layers run on float kernels over whatever the model holds.
+// The step of a block without data: an empty slot enters the ring, and the output layers run on float kernels over whatever the model
+// holds.
 void StepFlush(LstmForward* forward, const LstmKernels& kernels, bool lanes);
 // One zero block at the front of pIn (normalised already) through the layers, without a result.
 void PrimeFloat(LstmForward* forward, const LstmKernels& kernels, bool lanes);
 void PrimeInt8(LstmForward* forward, const LstmKernels& kernels);
 
-// The middle of a layer step in float, from the peepholes to m, which the float and the int8 form share: gates G and H in, m out, c and t carried on.
+// The middle of a layer step in float, from the peepholes to m, which the float and the int8 form share: gates G and H in, m out, c and t
+// carried on.
 void FloatGates(const LayerState<float>& state, const LstmLayer& layer, const LstmKernels& kernels);
 // Adds fc's bias to pOut, rectifies, runs the last layer and writes the pairs to the front of pOut.
 void FinishOutput(LstmForward* forward, const LstmKernels& kernels, bool lanes);

@@ -71,7 +71,8 @@ bool LstmLayerFits(const LstmModel& model, const LstmLayer& layer, int32_t max_i
 
 bool LstmOutputFits(const LstmModel& model, const LstmOutputLayer& layer, int32_t max_cols) {
   return InRange(layer.nRows, 1, kLstmBufferFloats) && InRange(layer.nCols, 1, max_cols) &&
-         Holds(model.pBlock, layer.pW, static_cast<int64_t>(layer.nRows) * layer.nCols, 4) && Holds(model.pBlock, layer.pBias, layer.nRows, 4);
+         Holds(model.pBlock, layer.pW, static_cast<int64_t>(layer.nRows) * layer.nCols, 4) &&
+         Holds(model.pBlock, layer.pBias, layer.nRows, 4);
 }
 
 bool LstmStackFits(const LstmModel& model, const LstmLayer* layers, const LstmOutputLayer& fc, const LstmOutputLayer& softmax) {

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Names, conversions and messages of the settings. Unknown names in the file are told and passed over; lookups ignore case, the warning
+// does not, so a key in other letters is told and still read.
 #include "res/cfg_resmgr.h"
 
 #include <cstdio>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Parsing of the two sections. What is odd about them is told, on the log or on standard output, and changes nothing else.
 #include "res/cpu_singleton.h"
 
 #include <cstdio>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Shape first, then the floats, then the shifts and the two integer tables, and last what the forward pass could not bear. The first thing
+// that does not fit ends the load; nothing of it stays in the holder but its type code.
 #include "res/dnn_loader.h"
 
 #include <cstring>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The order of the tests matters: counts before the tables that they bound, terminators before anything reads a text, extents last. Sizes
+// are added up in 64 bits; each is compared with what is left before it is added.
 #include "res/header_check.h"
 
 #include <cstring>

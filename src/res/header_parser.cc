@@ -66,7 +66,7 @@ int MlpResHeaderParser<Image>::find_var(const Header& header, const char* name) 
 }
 
 template <class Image>
-int MlpResHeaderParser<Image>::get_var_index(const Header& header, const char* name) requires(!kTyped) {
+int MlpResHeaderParser<Image>::get_var_index(const Header& header, const char* name) {
   const int index = find_var(header, name);
   if (index >= 0) return index;
   WVAD_LOG_ERROR("%s: can't find  %s in resource, but force index to 0", "MlpResHeaderParser<struct MlpResFileHeader>::get_var_index",
@@ -162,11 +162,10 @@ int32_t MlpResHeaderParser<Image>::network_type_code(const Header& header) {
 }
 
 template <class Image>
-float* MlpResHeaderParser<Image>::register_value_float(const Header& header, float** destination, const char* name,
-                                                       BlockCursor* cursor) requires(!kTyped) {
+float* MlpResHeaderParser<Image>::register_value_float(const Header& header, float** destination, const char* name, BlockCursor* cursor) {
   const int index = get_var_index(header, name);
   if (index >= header.nVars) {
-    WVAD_FAIL(0, "NULL", "register_value_float: can't find  %s in resource", name);
+    WVAD_LOG_ERROR("register_value_float: can't find  %s in resource", name);
     return nullptr;
   }
   float* to = CopyPadded<float, float>(header, index, var_offset(header, index), cursor, [](float x) { return x; });
@@ -176,8 +175,7 @@ float* MlpResHeaderParser<Image>::register_value_float(const Header& header, flo
 }
 
 template <class Image>
-float* MlpResHeaderParser<Image>::register_value_typed(const Header& header, float** destination, const char* name,
-                                                       BlockCursor* cursor) requires(kTyped) {
+float* MlpResHeaderParser<Image>::register_value_typed(const Header& header, float** destination, const char* name, BlockCursor* cursor) {
   const int index = find_var(header, name);
   if (index < 0) {
     WVAD_FAIL(0, "NULL", "register_value_typed: can't find  %s in resource", name);
@@ -191,8 +189,7 @@ float* MlpResHeaderParser<Image>::register_value_typed(const Header& header, flo
 }
 
 template <class Image>
-uint8_t MlpResHeaderParser<Image>::header_shift(const Header& header, int index,
-                                                [[maybe_unused]] ShiftTable table) requires(!std::is_same_v<Image, MlpResImageV2>) {
+uint8_t MlpResHeaderParser<Image>::header_shift(const Header& header, int index, [[maybe_unused]] ShiftTable table) {
   if constexpr (std::is_same_v<Image, MlpResImageV1>) {
     return static_cast<uint8_t>(header.nShift[index] & 0xFF);
   } else if constexpr (std::is_same_v<Image, MlpResImageV2>) {
@@ -204,8 +201,7 @@ uint8_t MlpResHeaderParser<Image>::header_shift(const Header& header, int index,
 
 template <class Image>
 void* MlpResHeaderParser<Image>::register_value_fixed(const Header& header, void** destination, const char* name, BlockCursor* cursor,
-                                                      int width, int shift,
-                                                      ShiftTable table) requires(!std::is_same_v<Image, MlpResImageV2>) {
+                                                      int width, int shift, ShiftTable table) {
   int index = -1;
   if constexpr (kTyped) {
     index = find_var(header, name);
@@ -234,8 +230,7 @@ void* MlpResHeaderParser<Image>::register_value_fixed(const Header& header, void
 }
 
 template <class Image>
-int16_t* MlpResHeaderParser<Image>::register_map(const Header& header, int16_t** destination,
-                                                 BlockCursor* cursor) requires(std::is_same_v<Image, MlpResImageV3>) {
+int16_t* MlpResHeaderParser<Image>::register_map(const Header& header, int16_t** destination, BlockCursor* cursor) {
   const int index = find_var(header, "map");
   if (index < 0 || get_var_datatype(header, "map") != kTypeShort) return nullptr;
   int16_t* to = CopyPadded<int16_t, int16_t>(header, index, var_offset(header, index), cursor, [](int16_t x) { return x; });

@@ -28,7 +28,7 @@ struct MlpResHeaderParser {
   static constexpr size_t kNameBytes = kTyped ? 64 : 16;
 
   // V1. The index of `name`; a missing one is told to the log and gives 0.
-  static int get_var_index(const Header& header, const char* name) requires(!kTyped);
+  static int get_var_index(const Header& header, const char* name);
   // The index of `name`, or -1. No log.
   static int find_var(const Header& header, const char* name);
   // The row of `key` among the first nKeys rows, or -1.
@@ -54,18 +54,17 @@ struct MlpResHeaderParser {
   }
 
   // V1. Copies the variable as floats to the cursor and stores where in `*destination`. Null if the table has no variable at all.
-  static float* register_value_float(const Header& header, float** destination, const char* name, BlockCursor* cursor) requires(!kTyped);
+  static float* register_value_float(const Header& header, float** destination, const char* name, BlockCursor* cursor);
   // V2, V3. The same for a variable of type "float". A missing name is told to the log and gives null.
-  static float* register_value_typed(const Header& header, float** destination, const char* name, BlockCursor* cursor) requires(kTyped);
+  static float* register_value_typed(const Header& header, float** destination, const char* name, BlockCursor* cursor);
   // Copies a float variable as integers of `width` bytes (4, 2 or 1), scaled by 2 to the `shift`; kShiftFromHeader or more takes the
   // variable's own, of which only the low byte counts.
   static void* register_value_fixed(const Header& header, void** destination, const char* name, BlockCursor* cursor, int width, int shift,
-                                    ShiftTable table) requires(!std::is_same_v<Image, MlpResImageV2>);
+                                    ShiftTable table);
   // V3. Copies "map" as 16-bit integers. Null without a log line when it is missing or of another type.
-  static int16_t* register_map(const Header& header, int16_t** destination,
-                               BlockCursor* cursor) requires(std::is_same_v<Image, MlpResImageV3>);
+  static int16_t* register_map(const Header& header, int16_t** destination, BlockCursor* cursor);
   // The shift of variable `index` in the header, its low byte; 0 in V2, which has none.
-  static uint8_t header_shift(const Header& header, int index, ShiftTable table) requires(!std::is_same_v<Image, MlpResImageV2>);
+  static uint8_t header_shift(const Header& header, int index, ShiftTable table);
 };
 
 extern template struct MlpResHeaderParser<MlpResImageV1>;

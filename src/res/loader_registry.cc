@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The table of categories and the process-wide registry.
 #include "res/loader_registry.h"
 
 #include <cstring>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The three entry points differ by the header shape and by the form that the walk leaves behind.
 #include "res/lstm_loader.h"
 
 #include <memory>

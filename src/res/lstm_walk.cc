@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The walk in the order of the file. Conversions work in place: later steps, and the forward passes, see both the packed values and the
+// floats that stay behind them.
 #include "res/lstm_walk.h"
 
 #include <cmath>

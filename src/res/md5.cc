@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// On the digest that Boost.UUID carries. Older versions hand it out as four words in the machine's order, newer ones as bytes.
 #include "res/md5.h"
 
 #include <boost/uuid/detail/md5.hpp>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Holders. A resource's own lock guards its count alone; key and path do not change.
 #include <algorithm>
 #include <cstring>
 

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// What all loaders share, and the making and releasing of a model's holder. The file is mapped for the time of a load and no longer, unless
+// the loader asks to keep it.
 #include "res/res_loader.h"
 
 #include <algorithm>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// One pass over the entries each; runs once per model, allocates the rows.
 #include "res/state_map.h"
 
 #include <algorithm>

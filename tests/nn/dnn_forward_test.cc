@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The feed-forward network on small models made by hand: batching, reading, the order of the layers' arithmetic, and equality of all levels.
+// The feed-forward network on small models made by hand: batching, reading, the order of the layers' arithmetic, and equality of all
+// levels.
 #include "nn/dnn_forward.h"
 
 #include <gtest/gtest.h>
@@ -33,7 +34,8 @@ struct TestDnn {
     for (size_t i = 0; i < rows.size(); ++i) {
       model.anLayerDim[i] = rows[i];
       model.anLayerCols[i] = i == 0 ? 832 : rows[i - 1];
-      bytes += static_cast<size_t>(rows[i]) * 4 + static_cast<size_t>(rows[i]) * static_cast<size_t>(model.anLayerCols[i]) * (i == 0 ? 2 : 1);
+      bytes +=
+          static_cast<size_t>(rows[i]) * 4 + static_cast<size_t>(rows[i]) * static_cast<size_t>(model.anLayerCols[i]) * (i == 0 ? 2 : 1);
     }
     for (DnnQuantTable* table : {&model.pQuant, &model.pQuantFirst}) {
       table->block = AlignedBuffer<uint8_t>(bytes, 32);

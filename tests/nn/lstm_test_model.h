@@ -31,7 +31,8 @@ struct TestLstm {
     model.nOutFrames = 4;
     model.nClassesPerFrame = 2;
     int64_t floats = 2 * feature_dim;
-    for (int32_t k = 0; k < layers; ++k) floats += 4 * cells * (k == 0 ? input_cols : kProjected) + 4 * cells * (kProjected + 1) + 3 * cells + kProjected * cells;
+    for (int32_t k = 0; k < layers; ++k)
+      floats += 4 * cells * (k == 0 ? input_cols : kProjected) + 4 * cells * (kProjected + 1) + 3 * cells + kProjected * cells;
     floats += kHidden * (480 + 1) + 32 * (kHidden + 1);
     model.pBlock = AlignedBuffer<uint8_t>(static_cast<size_t>(floats) * sizeof(float), 32);
     next_ = static_cast<float*>(static_cast<void*>(model.pBlock.data()));

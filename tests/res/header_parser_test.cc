@@ -208,7 +208,7 @@ TEST(RegisterValue, V1WithoutAnyVariableHasNothingToForce) {
   float* to = nullptr;
   TestLog log;
   EXPECT_EQ(ParserV1::register_value_float(p.header, &to, "mean", &cursor), nullptr);
-  EXPECT_EQ(log.Failures("register_value_float: can't find  mean in resource", "NULL", 0), 1) << log.Text();
+  EXPECT_EQ(log.Count("register_value_float: can't find  mean in resource"), 1) << log.Text();
 }
 
 TEST(RegisterValue, FixedTakesTheShiftOfTheCallOrOfTheHeader) {

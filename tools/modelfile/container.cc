@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Containers: a prefix with a table of sections, and the sections one after another.
 #include <cstring>
 #include <stdexcept>
 

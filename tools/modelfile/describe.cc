@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Gathers what there is to know of a file. Ranges are over the finite values; the others are counted.
 #include "modelfile/describe.h"
 
 #include <algorithm>

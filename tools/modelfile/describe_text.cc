@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The two ways to print a ModelInfo.
 #include <cstdio>
 #include <nlohmann/json.hpp>
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// From bytes to a ModelSpec, through the engine's own header checks.
 #include <cstring>
 #include <fstream>
 #include <iterator>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// From a ModelSpec to bytes. A header image is filled field by field and written as it stands; the data follows in table order.
 #include <cmath>
 #include <cstring>
 #include <limits>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The header of a .npy file is the text of a Python dictionary; the three entries that matter are picked out of it.
 #include "modelfile/npy.h"
 
 #include <cctype>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The description is read strictly: an entry that is not known is an error, since it is most likely a misspelt one.
 #include "modelfile/pack.h"
 
 #include <nlohmann/json.hpp>

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <nlohmann/json.hpp>
 
@@ -15,10 +16,11 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string Printf(const char* format, double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, format, value);
-  return text;
+// Whatever the locale, which a log configuration may have changed: a comma in a number would be no JSON and no CSV.
+std::string Fixed(double value, int digits) {
+  char text[400];
+  const std::to_chars_result result = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, digits);
+  return std::string(text, result.ptr);
 }
 
 std::string Padded(const std::string& text, size_t width) {
@@ -31,7 +33,7 @@ double Seconds(int64_t samples, int rate_hz) { return static_cast<double>(sample
 std::string Text(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
 // A decimal number as it shall stand in JSON: hundredths exactly, not the nearest double's seventeen digits.
-Json Hundredths(double value) { return Json::parse(Printf("%.2f", value)); }
+Json Hundredths(double value) { return Json::parse(Fixed(value, 2)); }
 
 Json ToJson(const Sentence& sentence, int rate_hz) {
   Json json;
@@ -80,16 +82,15 @@ class Table : public Report {
     const double end = Seconds(sentence.end_sample, rate_hz);
     ++count_;
     speech_ += end - begin;
-    output_.Write(Padded(Printf("%.2f", begin), 10) + Padded(Printf("%.2f", end), 10) + Padded(Printf("%.2f", end - begin), 10) +
-                  Padded(sentence.vol ? Printf("%.1f", *sentence.vol) : "-", 8) +
-                  Padded(sentence.eg ? Printf("%.2f", *sentence.eg) : "-", 8) + "\n");
+    output_.Write(Padded(Fixed(begin, 2), 10) + Padded(Fixed(end, 2), 10) + Padded(Fixed(end - begin, 2), 10) +
+                  Padded(sentence.vol ? Fixed(*sentence.vol, 1) : "-", 8) + Padded(sentence.eg ? Fixed(*sentence.eg, 2) : "-", 8) + "\n");
   }
   void EndFile(const FileEnd& end) override {
     std::string text;
-    if (end.endpoint) text += "stopped at " + Printf("%.2f", Seconds(end.samples, end.rate_hz)) + " s: " + end.reason + "\n";
+    if (end.endpoint) text += "stopped at " + Fixed(Seconds(end.samples, end.rate_hz), 2) + " s: " + end.reason + "\n";
     if (summary_) {
-      text += std::to_string(count_) + (count_ == 1 ? " sentence, " : " sentences, ") + Printf("%.2f", speech_) + " s of speech in " +
-              Printf("%.2f", Seconds(end.samples, end.rate_hz)) + " s\n";
+      text += std::to_string(count_) + (count_ == 1 ? " sentence, " : " sentences, ") + Fixed(speech_, 2) + " s of speech in " +
+              Fixed(Seconds(end.samples, end.rate_hz), 2) + " s\n";
       for (const OtherResult& other : end.others) text += other.key + ": " + other.text + "\n";
     }
     if (!text.empty()) output_.Write(text);
@@ -188,9 +189,9 @@ class Csv : public Report {
   void Add(const Sentence& sentence, int rate_hz) override {
     const double begin = Seconds(sentence.begin_sample, rate_hz);
     const double end = Seconds(sentence.end_sample, rate_hz);
-    output_.Write(name_ + "," + Printf("%.2f", begin) + "," + Printf("%.2f", end) + "," + Printf("%.2f", end - begin) + "," +
-                  (sentence.vol ? Printf("%.1f", *sentence.vol) : "") + "," + (sentence.trig ? (*sentence.trig ? "true" : "false") : "") +
-                  "," + (sentence.eg ? Printf("%.2f", *sentence.eg) : "") + "\n");
+    output_.Write(name_ + "," + Fixed(begin, 2) + "," + Fixed(end, 2) + "," + Fixed(end - begin, 2) + "," +
+                  (sentence.vol ? Fixed(*sentence.vol, 1) : "") + "," + (sentence.trig ? (*sentence.trig ? "true" : "false") : "") + "," +
+                  (sentence.eg ? Fixed(*sentence.eg, 2) : "") + "\n");
   }
   void EndFile(const FileEnd&) override {}
   void FailFile(const std::string&) override {}

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The definition of the activations, and the tables of the 16-bit ones. Exponentials are taken in double and rounded to single where that is
-// said.
+// The definition of the activations, and the tables of the 16-bit ones. Exponentials are taken in double and rounded to single where that
+// is said.
 #include <cmath>
 
 #include "base/wrap.h"

@@ -39,17 +39,17 @@ LstmVariant LstmVariantOf(const CpuFeatures& cpu) {
 
 bool FlushGemvIsSse(const CpuFeatures& cpu) { return cpu.sse(); }
 
-#define WVAD_DNN_TABLE(level)                                                                                                      \
-  {                                                                                                                                \
+#define WVAD_DNN_TABLE(level)                                                                                                        \
+  {                                                                                                                                  \
     level::DnnGemmInt16, level::DnnGemmInt8, level::DnnBias32, level::DnnBias16, level::SigmoidTable8Of32, level::SigmoidTable8Of16, \
-        level::NormaliseRun, level::CutToInt16                                                                                     \
+        level::NormaliseRun, level::CutToInt16                                                                                       \
   }
-#define WVAD_LSTM_TABLE(level, float_level)                                                                                      \
-  {                                                                                                                              \
-    level::QuantInt16, level::QuantInt8, float_level::GemvFloatSse, ref::GemvFloatX87, level::GemvInt16ToFloat,                  \
-        level::GemvInt8ToFloat, level::GemvFixed, level::GemvFixedClamped, level::VecAdd, level::VecAddWrap16, level::VecMulAdd, \
-        level::VecMul, level::CellUpdate, level::Sigmoid, level::Tanh, level::PeepholeFixed, level::CellUpdateFixed,             \
-        level::VecMulFixed, level::NormaliseRun, level::CutToInt16                                                               \
+#define WVAD_LSTM_TABLE(level, float_level)                                                                                                \
+  {                                                                                                                                        \
+    level::QuantInt16, level::QuantInt8, float_level::GemvFloatSse, ref::GemvFloatX87, level::GemvInt16ToFloat, level::GemvInt8ToFloat,    \
+        level::GemvFixed, level::GemvFixedClamped, level::VecAdd, level::VecAddWrap16, level::VecMulAdd, level::VecMul, level::CellUpdate, \
+        level::Sigmoid, level::Tanh, level::PeepholeFixed, level::CellUpdateFixed, level::VecMulFixed, level::NormaliseRun,                \
+        level::CutToInt16                                                                                                                  \
   }
 
 const DnnKernels& DnnKernelsOf(KernelLevel level) {

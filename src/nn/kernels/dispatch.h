@@ -16,8 +16,8 @@ enum class KernelLevel { kRef, kSse, kSse41, kAvx2 };
 
 // The highest level whose instructions `cpu` has; AVX2 counts only where the system keeps the wide registers.
 KernelLevel LevelOf(const CpuFeatures& cpu);
-// The level to run on `cpu`: the highest, or the lower one that WVAD_FORCE_KERNELS ("ref", "sse41", "avx2") names. The variable is read once; it
-// is there for tests and benchmarks.
+// The level to run on `cpu`: the highest, or the lower one that WVAD_FORCE_KERNELS ("ref", "sse41", "avx2") names. The variable is read
+// once; it is there for tests and benchmarks.
 KernelLevel LevelToRun(const CpuFeatures& cpu);
 
 // The forms of a 40-value step.

@@ -2,8 +2,8 @@
 //
 // The kernels of the feed-forward network on 256-bit vectors. Built with flags of its own, so it includes no header with inline functions.
 //
-// Wrapping sums do not depend on their order, and the saturating pairs are the pairs of the reference, so the bits are the same. Conversions
-// that leave the 32-bit range are rare and go through the reference.
+// Wrapping sums do not depend on their order, and the saturating pairs are the pairs of the reference, so the bits are the same.
+// Conversions that leave the 32-bit range are rare and go through the reference.
 #ifndef __AVX2__
 #error "this file needs -mavx2"
 #endif
@@ -103,17 +103,15 @@ void DnnGemmInt16(const int16_t* frames, int32_t rows, int32_t cols, const int16
     Sums sum;
     int32_t j = 0;
     for (; j + 16 <= whole_cols; j += 16) {
-      sum.Add16(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j),
-                Load(frames + 2 * stride + j), Load(frames + 3 * stride + j));
+      sum.Add16(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j), Load(frames + 2 * stride + j),
+                Load(frames + 3 * stride + j));
     }
     if (j < whole_cols) {
       sum.Add16(LoadLow(weights + j), LoadLow(weights + stride + j), LoadLow(frames + j), LoadLow(frames + stride + j),
                 LoadLow(frames + 2 * stride + j), LoadLow(frames + 3 * stride + j));
     }
-    const __m128i y01 = FoldHalves32(
-        _mm256_hadd_epi32(_mm256_hadd_epi32(sum.f0r0, sum.f0r1), _mm256_hadd_epi32(sum.f1r0, sum.f1r1)));
-    const __m128i y23 = FoldHalves32(
-        _mm256_hadd_epi32(_mm256_hadd_epi32(sum.f2r0, sum.f2r1), _mm256_hadd_epi32(sum.f3r0, sum.f3r1)));
+    const __m128i y01 = FoldHalves32(_mm256_hadd_epi32(_mm256_hadd_epi32(sum.f0r0, sum.f0r1), _mm256_hadd_epi32(sum.f1r0, sum.f1r1)));
+    const __m128i y23 = FoldHalves32(_mm256_hadd_epi32(_mm256_hadd_epi32(sum.f2r0, sum.f2r1), _mm256_hadd_epi32(sum.f3r0, sum.f3r1)));
     StoreLow2(out, y01);
     StoreLow2(out + frame, _mm_shuffle_epi32(y01, 0xEE));
     StoreLow2(out + 2 * frame, y23);
@@ -128,12 +126,12 @@ void DnnGemmInt8(const uint8_t* frames, int32_t rows, int32_t cols, const int8_t
     Sums sum;
     int32_t j = 0;
     for (; j + 32 <= whole_cols; j += 32) {
-      sum.Add8(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j),
-                Load(frames + 2 * stride + j), Load(frames + 3 * stride + j));
+      sum.Add8(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j), Load(frames + 2 * stride + j),
+               Load(frames + 3 * stride + j));
     }
     if (j < whole_cols) {
       sum.Add8(LoadLow(weights + j), LoadLow(weights + stride + j), LoadLow(frames + j), LoadLow(frames + stride + j),
-                LoadLow(frames + 2 * stride + j), LoadLow(frames + 3 * stride + j));
+               LoadLow(frames + 2 * stride + j), LoadLow(frames + 3 * stride + j));
     }
     // Eight sums of sixteen lanes each: three rounds within the halves, then the halves, in the order of (frame, row).
     const __m256i y01 = _mm256_hadd_epi16(_mm256_hadd_epi16(sum.f0r0, sum.f0r1), _mm256_hadd_epi16(sum.f1r0, sum.f1r1));

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The definition of the kernels of the feed-forward network. One idea a line; every wrap and saturation is written out.
-#include "nn/kernels/kernels.h"
-
 #include <cmath>
 #include <cstring>
 
 #include "base/wrap.h"
+#include "nn/kernels/kernels.h"
 
 namespace TSEG {
 namespace {

@@ -2,8 +2,8 @@
 //
 // The kernels of the feed-forward network on 128-bit vectors. Built with flags of its own, so it includes no header with inline functions.
 //
-// Wrapping sums do not depend on their order, and the saturating pairs are the pairs of the reference, so the bits are the same. Conversions
-// that leave the 32-bit range are rare and go through the reference.
+// Wrapping sums do not depend on their order, and the saturating pairs are the pairs of the reference, so the bits are the same.
+// Conversions that leave the 32-bit range are rare and go through the reference.
 #ifndef __SSE4_1__
 #error "this file needs -msse4.1"
 #endif
@@ -58,7 +58,8 @@ bool AnyOverflow(__m128i v) { return _mm_movemask_epi8(_mm_cmpeq_epi32(v, _mm_se
 // bias + v * f for four values, cut to 32 bits.
 __m128i Bias4(__m128i v, __m128i bias, __m128d f) {
   const __m128d low = _mm_add_pd(_mm_cvtepi32_pd(bias), _mm_mul_pd(_mm_cvtepi32_pd(v), f));
-  const __m128d high = _mm_add_pd(_mm_cvtepi32_pd(_mm_shuffle_epi32(bias, 0xEE)), _mm_mul_pd(_mm_cvtepi32_pd(_mm_shuffle_epi32(v, 0xEE)), f));
+  const __m128d high =
+      _mm_add_pd(_mm_cvtepi32_pd(_mm_shuffle_epi32(bias, 0xEE)), _mm_mul_pd(_mm_cvtepi32_pd(_mm_shuffle_epi32(v, 0xEE)), f));
   return _mm_unpacklo_epi64(_mm_cvttpd_epi32(low), _mm_cvttpd_epi32(high));
 }
 
@@ -94,8 +95,8 @@ void DnnGemmInt16(const int16_t* frames, int32_t rows, int32_t cols, const int16
   for (int32_t r = 0; r + 2 <= rows; r += 2, weights += 2 * stride, out += 2) {
     Sums sum;
     for (int32_t j = 0; j < whole_cols; j += 8) {
-      sum.Add16(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j),
-                Load(frames + 2 * stride + j), Load(frames + 3 * stride + j));
+      sum.Add16(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j), Load(frames + 2 * stride + j),
+                Load(frames + 3 * stride + j));
     }
     const __m128i y01 = Sums32(sum.f0r0, sum.f0r1, sum.f1r0, sum.f1r1);
     const __m128i y23 = Sums32(sum.f2r0, sum.f2r1, sum.f3r0, sum.f3r1);
@@ -113,8 +114,8 @@ void DnnGemmInt8(const uint8_t* frames, int32_t rows, int32_t cols, const int8_t
   for (int32_t r = 0; r + 2 <= rows; r += 2, weights += 2 * stride, out += 2) {
     Sums sum;
     for (int32_t j = 0; j < whole_cols; j += 16) {
-      sum.Add8(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j),
-                Load(frames + 2 * stride + j), Load(frames + 3 * stride + j));
+      sum.Add8(Load(weights + j), Load(weights + stride + j), Load(frames + j), Load(frames + stride + j), Load(frames + 2 * stride + j),
+               Load(frames + 3 * stride + j));
     }
     // Eight sums of eight lanes each in three rounds, which leaves the eight results in the order of (frame, row).
     const __m128i y01 = _mm_hadd_epi16(_mm_hadd_epi16(sum.f0r0, sum.f0r1), _mm_hadd_epi16(sum.f1r0, sum.f1r1));

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The matrix products of the recurrent network on 256-bit vectors. Built with flags of its own, so it includes no header with inline functions.
+// The matrix products of the recurrent network on 256-bit vectors. Built with flags of its own, so it includes no header with inline
+// functions.
 //
-// Wrapping sums do not depend on their order; where a sum saturates or is widened, the steps are those of the reference. The tails that a block of
-// work leaves are left here too.
+// Wrapping sums do not depend on their order; where a sum saturates or is widened, the steps are those of the reference. The tails that a
+// block of work leaves are left here too.
 #ifndef __AVX2__
 #error "this file needs -mavx2"
 #endif
@@ -124,7 +125,8 @@ void GemvFixed(const int16_t* x, int32_t rows, int32_t cols, const int16_t* weig
   }
 }
 
-void GemvFixedClamped(const int16_t* x, int32_t rows, int32_t cols, const int16_t* weights, int16_t* y, int32_t qx, int32_t qw, int32_t qy) {
+void GemvFixedClamped(const int16_t* x, int32_t rows, int32_t cols, const int16_t* weights, int16_t* y, int32_t qx, int32_t qw,
+                      int32_t qy) {
   const int32_t whole_cols = cols & ~7;
   const double reciprocal = 1.0 / static_cast<double>(int64_t{1} << (qx - qy + qw));
   const __m256i offset = _mm256_set1_epi32(static_cast<int32_t>(kPairOffset));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// GemvFloatSse on 128-bit vectors, which every 64-bit processor has. Four rows go side by side, each with the lanes and the order of the reference.
+// GemvFloatSse on 128-bit vectors, which every 64-bit processor has. Four rows go side by side, each with the lanes and the order of the
+// reference.
 #include <emmintrin.h>
 
 #include "nn/kernels/kernels.h"

@@ -52,7 +52,8 @@ void GemvFloatSse(const float* x, int32_t rows, int32_t cols, const float* weigh
       const float product = x[j] * w[j];
       sum[j & 3] = sum[j & 3] + product;
     }
-    const double total = static_cast<double>(sum[0]) + static_cast<double>(sum[1]) + static_cast<double>(sum[2]) + static_cast<double>(sum[3]);
+    const double total =
+        static_cast<double>(sum[0]) + static_cast<double>(sum[1]) + static_cast<double>(sum[2]) + static_cast<double>(sum[3]);
     y[r] = static_cast<float>(total);
   }
 }
@@ -113,7 +114,8 @@ void GemvFixed(const int16_t* x, int32_t rows, int32_t cols, const int16_t* weig
   }
 }
 
-void GemvFixedClamped(const int16_t* x, int32_t rows, int32_t cols, const int16_t* weights, int16_t* y, int32_t qx, int32_t qw, int32_t qy) {
+void GemvFixedClamped(const int16_t* x, int32_t rows, int32_t cols, const int16_t* weights, int16_t* y, int32_t qx, int32_t qw,
+                      int32_t qy) {
   const int32_t whole_cols = cols & ~7;
   const float reciprocal = static_cast<float>(1.0 / std::ldexp(1.0, qx - qy + qw));
   for (int32_t r = 0; r < rows; ++r) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Quantisers, activations and vector helpers of the recurrent network on 256-bit vectors. Built with flags of its own, so it includes no header
-// with inline functions.
+// Quantisers, activations and vector helpers of the recurrent network on 256-bit vectors. Built with flags of its own, so it includes no
+// header with inline functions.
 //
 // The exponential here is good to some units in the last place of a double. Wherever that could show in the single that is made of it, the
 // values go through the reference, so the singles are those of the C library's exponential.
@@ -21,7 +21,8 @@ __m256i Load(const void* p) { return _mm256_loadu_si256(static_cast<const __m256
 void Store(void* p, __m256i v) { _mm256_storeu_si256(static_cast<__m256i*>(p), v); }
 __m128i LowHalf(__m256i v) { return _mm256_castsi256_si128(v); }
 
-// x * s rounded half away from zero, held within low..high; not-a-number gives low. The part behind the point is exact, so no sum is rounded.
+// x * s rounded half away from zero, held within low..high; not-a-number gives low. The part behind the point is exact, so no sum is
+// rounded.
 __m256i Quantise(__m256 x, __m256 s, __m256 low, __m256 high) {
   const __m256 sign_bit = _mm256_set1_ps(-0.0f);
   const __m256 y = _mm256_mul_ps(x, s);
@@ -32,8 +33,8 @@ __m256i Quantise(__m256 x, __m256 s, __m256 low, __m256 high) {
   return _mm256_cvttps_epi32(_mm256_min_ps(_mm256_max_ps(rounded, low), high));
 }
 
-constexpr double kExpLimit = 700.0;     // |x| up to which Exp4 is used
-constexpr double kExpError = 0x1p-49;   // more than the relative error of Exp4 and of the library's together
+constexpr double kExpLimit = 700.0;    // |x| up to which Exp4 is used
+constexpr double kExpError = 0x1p-49;  // more than the relative error of Exp4 and of the library's together
 
 // a * b + c, rounded after each of the two.
 __m256d MultiplyAdd(__m256d a, __m256d b, double c) { return _mm256_add_pd(_mm256_mul_pd(a, b), _mm256_set1_pd(c)); }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Quantisers, activations and vector helpers of the recurrent network on 128-bit vectors. Built with flags of its own, so it includes no header
-// with inline functions.
+// Quantisers, activations and vector helpers of the recurrent network on 128-bit vectors. Built with flags of its own, so it includes no
+// header with inline functions.
 //
 // The exponential here is good to some units in the last place of a double. Wherever that could show in the single that is made of it, the
 // values go through the reference, so the singles are those of the C library's exponential.
@@ -23,7 +23,8 @@ void Store(void* p, __m128i v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); 
 __m128 Load2(const float* p) { return _mm_castsi128_ps(_mm_loadl_epi64(static_cast<const __m128i*>(static_cast<const void*>(p)))); }
 void Store2(float* p, __m128 v) { _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(p)), _mm_castps_si128(v)); }
 
-// x * s rounded half away from zero, held within low..high; not-a-number gives low. The part behind the point is exact, so no sum is rounded.
+// x * s rounded half away from zero, held within low..high; not-a-number gives low. The part behind the point is exact, so no sum is
+// rounded.
 __m128i Quantise(__m128 x, __m128 s, __m128 low, __m128 high) {
   const __m128 sign_bit = _mm_set1_ps(-0.0f);
   const __m128 y = _mm_mul_ps(x, s);

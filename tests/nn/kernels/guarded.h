@@ -59,7 +59,10 @@ void FillWith(Guarded<T>& buffer, Fill fill, std::mt19937& random) {
   std::uniform_int_distribution<int64_t> any(kLow, kHigh);
   for (size_t i = 0; i < buffer.size(); ++i) {
     const T alternating = i % 2 == 0 ? kLow : kHigh;
-    buffer[i] = fill == Fill::kRandom ? static_cast<T>(any(random)) : fill == Fill::kLowest ? kLow : fill == Fill::kHighest ? kHigh : alternating;
+    buffer[i] = fill == Fill::kRandom    ? static_cast<T>(any(random))
+                : fill == Fill::kLowest  ? kLow
+                : fill == Fill::kHighest ? kHigh
+                                         : alternating;
   }
 }
 

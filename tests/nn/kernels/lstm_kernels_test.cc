@@ -57,10 +57,10 @@ TEST(GemvInt16ToFloat, EightColumnsWrapBeforeTheyWiden) {
   for (KernelLevel level : AllLevels()) {
     const std::vector<int16_t> x(16, -32768);
     std::vector<int16_t> weights(4 * 16, 0);
-    for (size_t j = 0; j < 8; ++j) weights[j] = -32768;                               // row 0
-    weights[16] = weights[17] = -32768;                                               // row 1
-    weights[32] = weights[33] = weights[32 + 8] = weights[32 + 15] = -32768;          // row 2
-    weights[48] = 1;                                                                  // row 3
+    for (size_t j = 0; j < 8; ++j) weights[j] = -32768;                       // row 0
+    weights[16] = weights[17] = -32768;                                       // row 1
+    weights[32] = weights[33] = weights[32 + 8] = weights[32 + 15] = -32768;  // row 2
+    weights[48] = 1;                                                          // row 3
     std::vector<float> y(4, 9.0f);
     LstmKernelsOf(level).gemv_int16(x.data(), 4, 16, weights.data(), y.data(), 1073676288.0f);
     EXPECT_EQ(y, (std::vector<float>{0.0f, -2147483648.0f, -4294967296.0f, -32768.0f})) << NameOf(level);
@@ -132,8 +132,8 @@ TEST(GemvFixedClamped, SumsNeverWrap) {
 }
 
 TEST(GemvFloat, LanesAndSingleSumDiffer) {
-  // In one running sum 1 + 2^-24 is a tie that rounds to 1, each time. In lanes the three small terms meet 1 in double, and 1 + 3 * 2^-24, half way
-  // between 1 + 2^-23 and 1 + 2^-22, rounds to the even one of them.
+  // In one running sum 1 + 2^-24 is a tie that rounds to 1, each time. In lanes the three small terms meet 1 in double, and 1 + 3 * 2^-24,
+  // half way between 1 + 2^-23 and 1 + 2^-22, rounds to the even one of them.
   const float tiny = std::ldexp(1.0f, -24);
   const std::vector<float> x = {1.0f, tiny, tiny, tiny};
   const std::vector<float> ones(4, 1.0f);
@@ -222,7 +222,8 @@ TEST(FixedHelpers, WrapAndSaturateWhereStated) {
     h.assign(16, 0);
     k.peephole_fixed(low.data(), low.data(), h.data(), 16, 10);
     EXPECT_EQ(h, std::vector<int16_t>(16, 32767)) << NameOf(level);
-    // m: 16384 * 8192 / 8192 = 16384; halves go to the even side: 3 * 4096 / 8192 = 1.5 -> 2, 1 * 4096 / 8192 = 0.5 -> 0; 2^30 / 2^13 saturates.
+    // m: 16384 * 8192 / 8192 = 16384; halves go to the even side: 3 * 4096 / 8192 = 1.5 -> 2, 1 * 4096 / 8192 = 0.5 -> 0; 2^30 / 2^13
+    // saturates.
     std::vector<int16_t> t(16, 0), o(16, 0), m(16, 5);
     t[0] = 16384, o[0] = 8192;
     t[1] = 3, o[1] = 4096;

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The program and its surroundings: failures and their words, models, folders, outputs, the model command.
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "wvad/program_fixture.h"
+
+namespace TSEG::tool {
+namespace {
+TEST_F(Program, CurrentFolderMayBeGone) {
+  const std::string path = Wav("a.wav", 5, kTwoBursts);
+  current_ = folder_.file("gone");
+  std::filesystem::create_directory(current_);
+  remove_current_ = true;
+  EXPECT_EQ(Found(Segment({"--format", "json", path}).out), kTwoSentences);
+  std::filesystem::create_directory(current_);
+  ExpectFailure(Segment({"--quiet", "-f", "csv", "-o", folder_.file("x"), "a.wav"}), 3, "a.wav: no such file");
+}
+
+TEST_F(Program, NothingIsLeftBehind) {
+  const std::string temporary = folder_.file("tmp");
+  std::filesystem::create_directory(temporary);
+  current_ = folder_.file("work");
+  std::filesystem::create_directory(current_);
+  const std::string path = Wav("a.wav", 5, kTwoBursts);
+  setenv("TMPDIR", temporary.c_str(), 1);
+  EXPECT_EQ(Segment({path}).code, 0);
+  ExpectFailure(Call({"segment", "-m", "/dev/null", path}), 7, "not a model file");
+  unsetenv("TMPDIR");
+  // The lock that loggers of one user share stays, as locks do.
+  for (const auto& entry : std::filesystem::directory_iterator(temporary)) EXPECT_EQ(entry.path().extension(), ".lock") << entry.path();
+  EXPECT_TRUE(std::filesystem::is_empty(current_));
+}
+
+TEST_F(Program, EachFailureHasItsCodeAndOneLine) {
+  const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
+  const std::string text = folder_.write("notes.txt", "this is no audio\n");
+  const std::string empty = folder_.write("empty.wav", "");
+  const std::string out = folder_.file("out");
+  const auto fails = [&](std::vector<std::string> arguments, int code, const std::string& words) {
+    SCOPED_TRACE(words);
+    arguments.insert(arguments.begin(), {"-f", "csv", "-o", out});
+    ExpectFailure(Segment(arguments), code, words);
+  };
+  fails({folder_.file("no.wav")}, 3, "no.wav: no such file");
+  fails({folder_.path()}, 3, "is a folder");
+  fails({text}, 4, "notes.txt: not an audio file");
+  fails({empty}, 4, "empty.wav: not an audio file");
+  fails({"--rate", "20", "-"}, 5, "unsupported sample rate 20 Hz");
+  fails({"--set", "VAD_PARAM_SAMPLERATE=11025", good}, 5, "does not support a sample rate of 11025");
+  fails({"--set", "wvad_param_nothing=1", good}, 6, "wvad_param_nothing: there is no such parameter");
+  fails({"--set", "wvad_param_nFrameGap=12a", good}, 6, "\"12a\" is not a value");
+  fails({"--set", "wvad_param_nFrameGap=" + std::string(300, '1'), good}, 6, "too long");
+  fails({"--set", std::string(300, 'x') + "=1", good}, 6, "WVAD_ERROR_PARAM_TOO_LONG (14020)");
+  fails({"--set", "VAD_PARAM_MARGIN=1", good}, 6, "cannot be set");
+  fails({"--set", "wvad_param_nFrameEndMargin=-1", good}, 6, "margin below 0");
+  fails({"--config", folder_.file("no.cfg"), good}, 6, "no.cfg: the configuration file cannot be opened");
+  fails({"--gain", "auto", "-"}, 2, "needs a file");
+  fails({"--gain", "loud", good}, 2, "--gain loud");
+  fails({"--channel", "0", good}, 2, "--channel 0");
+  fails({"--format", "xml", good}, 2, "xml");
+  fails({"--chunk-ms", "0", good}, 2, "--chunk-ms");
+  fails({"--no-such-option", good}, 2, "--no-such-option");
+  fails({}, 2, "FILE");
+}
+
+TEST_F(Program, BadModelsHaveTheirWords) {
+  const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
+  std::string model;
+  {
+    std::ifstream in(WVAD_TEST_MODEL, std::ios::binary);
+    model.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+  const auto fails = [&](const std::string& name, const std::string& words) {
+    SCOPED_TRACE(name);
+    ExpectFailure(Call({"segment", "--model", name, good}), 7, words);
+  };
+  fails("nowhere", "there is no such model (looked in ");
+  fails("./nowhere.bin", "there is no such model file");
+  fails(folder_.path() + "/", "there is no such model file");
+  fails(folder_.write("foreign.bin", std::string(5000, 'x')), "not a model file of this engine");
+  fails(folder_.write("empty.bin", ""), "not a model file of this engine");
+  fails(folder_.write("short.bin", model.substr(0, 20000)), "RES_MGR_ERROR_RESOURCE_UNREADABLE (30002)");
+  std::string unknown = model;
+  unknown.replace(unknown.find("MLP_RES_DNN"), 11, "MLP_RES_XYZ");
+  fails(folder_.write("unknown.bin", unknown), "RES_MGR_ERROR_RESOURCE_TYPE (30011)");
+}
+
+TEST_F(Program, ModelIsFoundByNameInTheFolderOfModels) {
+  const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
+  std::filesystem::create_directory(folder_.file("models"));
+  std::filesystem::copy_file(WVAD_TEST_MODEL, folder_.file("models/mine.bin"));
+  for (const char* name : {"mine", "mine.bin"}) {
+    EXPECT_EQ(Call({"segment", "--models-dir", folder_.file("models"), "-m", name, good}).code, 0) << name;
+  }
+  setenv("WVAD_MODELS_DIR", folder_.file("models").c_str(), 1);
+  EXPECT_EQ(Call({"segment", "-m", "mine", good}).code, 0);
+  unsetenv("WVAD_MODELS_DIR");
+  // A path with characters that mean something in a configuration file.
+  std::filesystem::create_directory(folder_.file("o'dd \"na\\me\" ="));
+  std::filesystem::copy_file(WVAD_TEST_MODEL, folder_.file("o'dd \"na\\me\" =/m.bin"));
+  EXPECT_EQ(Call({"segment", "-m", folder_.file("o'dd \"na\\me\" =/m.bin"), good}).code, 0);
+  current_ = folder_.file("models");
+  EXPECT_EQ(Call({"segment", "-m", "./mine.bin", good}).code, 0);
+}
+
+TEST_F(Program, OutputThatCannotBeWritten) {
+  const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
+  ExpectFailure(Segment({"-o", folder_.file("no/such/folder"), good}), 8, "No such file or directory");
+  ExpectFailure(Segment({"-o", folder_.path(), good}), 8, "Is a directory");
+  ExpectFailure(Segment({"-o", "/dev/full", good}), 8, "No space left on device");
+  output_ = "/dev/full";
+  ExpectFailure(Segment({good}), 8, "standard output: cannot be written: No space left on device");
+}
+
+TEST_F(Program, BrokenPipeIsAFailureNotASignal) {
+  const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  output_ = "/dev/fd/" + std::to_string(ends[1]);
+  ExpectFailure(Segment({good}), 8, "Broken pipe");
+  close(ends[1]);
+}
+
+TEST_F(Program, HelpAndVersion) {
+  const Outcome version = Call({"--version"});
+  EXPECT_EQ(version.code, 0);
+  EXPECT_THAT(version.out, StartsWith("wvad 0."));
+  const Outcome help = Call({"segment", "--help"});
+  EXPECT_EQ(help.code, 0);
+  for (const char* words : {"--chunk-ms", "--format", "--endpoint", "--set", "--model", "--channel", "--rate", "Exit codes:"}) {
+    EXPECT_THAT(help.out, HasSubstr(words));
+  }
+  EXPECT_EQ(Call({"--help"}).code, 0);
+  ExpectFailure(Call({}), 2, "subcommand");
+  ExpectFailure(Call({"unknown"}), 2, "no such command: unknown");
+}
+
+TEST_F(Program, ModelInspect) {
+  const Outcome text = Call({"model", "inspect", WVAD_TEST_MODEL});
+  EXPECT_EQ(text.code, 0);
+  EXPECT_THAT(text.out, HasSubstr("weights12"));
+  const nlohmann::json json = nlohmann::json::parse(Call({"model", "inspect", "--json", WVAD_TEST_MODEL}).out);
+  EXPECT_EQ(json["variables"].size(), 7U);
+  ExpectFailure(Call({"model", "inspect", folder_.write("x", "nothing")}), 7, "x");
+  ExpectFailure(Call({"model", "inspect", folder_.file("none")}), 7, "none");
+}
+
+// A .npy file of little-endian floats.
+std::string Npy(const std::vector<float>& values, const std::string& shape) {
+  std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': " + shape + ", }";
+  header.resize(117, ' ');
+  header += '\n';
+  std::string file = std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(header.size()) + '\0' + header;
+  file.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(float));
+  return file;
+}
+
+TEST_F(Program, ModelPackMakesAModelThatRuns) {
+  folder_.write("model/model.json", R"({"network_type": "MLP_RES_DNN",
+    "keys": [["0","1"],["1","0"],["2","dnn_fb75"],["3","32"],["4","16000"],["5","0"],["6","0"]],
+    "variables": [{"name":"mean"},{"name":"var"},{"name":"pri"},{"name":"weights12","shift":12},{"name":"bias2","shift":16},
+                  {"name":"weights23","shift":4},{"name":"bias3","shift":11}]})");
+  folder_.write("model/mean.npy", Npy(std::vector<float>(75, 0.0F), "(75,)"));
+  folder_.write("model/var.npy", Npy(std::vector<float>(75, 1.0F), "(75,)"));
+  folder_.write("model/pri.npy", Npy({0.5F, 0.5F}, "(2,)"));
+  folder_.write("model/weights12.npy", Npy(std::vector<float>(32 * 825, 0.0F), "(32, 825)"));
+  folder_.write("model/bias2.npy", Npy(std::vector<float>(32, 0.0F), "(32,)"));
+  folder_.write("model/weights23.npy", Npy(std::vector<float>(64, 0.0F), "(2, 32)"));
+  folder_.write("model/bias3.npy", Npy({4.0F, -4.0F}, "(2,)"));
+  const Outcome pack = Call({"model", "pack", folder_.file("model"), "-o", folder_.file("mine.bin")});
+  EXPECT_EQ(pack.code, 0) << pack.err;
+  const Outcome run = Call({"segment", "-m", folder_.file("mine.bin"), "--format", "json", Wav("a.wav", 5, kTwoBursts)});
+  EXPECT_EQ(run.code, 0) << run.err;
+  EXPECT_EQ(Found(run.out), kTwoSentences);
+  ExpectFailure(Call({"model", "pack", folder_.file("nothing"), "-o", folder_.file("x.bin")}), 7, "nothing");
+  ExpectFailure(Call({"model", "pack", folder_.file("model"), "-o", folder_.file("no/x.bin")}), 8, "x.bin");
+}
+
+}  // namespace
+}  // namespace TSEG::tool
