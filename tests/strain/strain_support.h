@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the strain tests share: everything that one session gives its client, in one comparable record; sizes that suit the build; memory in use.
+// What the strain tests share: everything that one session gives its client, in one comparable record.
 #ifndef WVAD_STRAIN_STRAIN_SUPPORT_H_
 #define WVAD_STRAIN_STRAIN_SUPPORT_H_
-
-#include <malloc.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -12,31 +10,12 @@
 #include <vector>
 
 #include "session/cfg_vad.h"
+#include "strain/live_bytes.h"
 #include "support/engine_fixture.h"
 
 namespace TSEG::testing_support {
 
-// A sanitizer makes everything several times slower, and holds freed memory back, which leaves nothing to measure.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
-inline constexpr bool kSanitized = true;
-#else
-inline constexpr bool kSanitized = false;
-#endif
-#else
-inline constexpr bool kSanitized = false;
-#endif
-
 inline const char* const kModels[] = {"models/dnn.bin", "models/lstm75.bin", "models/lstm40.bin"};
-
-// Bytes of the heap in use: what has been allocated and not been freed. Unlike the resident memory of the process it does not depend on how an allocator
-// lays things out, so that equal states give equal figures.
-inline int64_t HeapInUse() {
-  const struct mallinfo2 info = ::mallinfo2();
-  return static_cast<int64_t>(info.uordblks + info.hblkhd);
-}
 
 // What a client gets of a session.
 struct Outcome {
