@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -27,7 +28,16 @@ uint64_t StatusField(const char* field) {
   return 0;
 }
 
+double Seconds(clockid_t clock) {
+  timespec now = {};
+  ::clock_gettime(clock, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
 }  // namespace
+
+double ThreadSeconds() { return Seconds(CLOCK_THREAD_CPUTIME_ID); }
+double ProcessSeconds() { return Seconds(CLOCK_PROCESS_CPUTIME_ID); }
 
 std::vector<int16_t> MakeAudio(int rate_hz, int seconds) {
   std::vector<int16_t> out(static_cast<size_t>(rate_hz) * static_cast<size_t>(seconds));
@@ -56,7 +66,7 @@ std::vector<int16_t> MakeAudio(int rate_hz, int seconds) {
   return out;
 }
 
-void BringUp(const std::string& path) {
+double BringUp(const std::string& path) {
   namespace fs = std::filesystem;
   const fs::path model = fs::absolute(path);
   std::string name = (fs::temp_directory_path() / "wvad-bench-XXXXXX").string();
@@ -69,10 +79,13 @@ void BringUp(const std::string& path) {
   std::ofstream(fs::path(name) / "off.cfu") << "[logger]\noutput=0\n";
   srlog_open((fs::path(name) / "off.cfu").c_str(), "logger", {"off.log", "off"});
   fs::current_path(name);
+  const double begin = ThreadSeconds();
   const int code = wVadInitialize(nullptr);
+  const double took = ThreadSeconds() - begin;
   fs::current_path(before);
   fs::remove_all(name);
   if (code != 0) Give("wVadInitialize answers " + std::to_string(code) + " for " + path);
+  return took;
 }
 
 WVADInst StartInstance() {

@@ -2,10 +2,15 @@
 //
 // Whole sessions: how time and memory grow with the length of the audio, with the number of instances and with threads.
 //
-//   wvad_file_bench MODEL [--minutes M] [--instances N] [--threads T] [--no-read]
+//   wvad_file_bench MODEL [--minutes M] [--instances N] [--threads T] [--no-read] [--heading]
 //
-// Prints one line: audio seconds, wall seconds, microseconds per 10 ms frame, memory of an instance before audio, peak memory. Under
-// callgrind the difference of two runs of different --minutes gives the instructions per frame (see instructions.sh).
+// Prints one line a call, so that each figure of memory is of a fresh process:
+//
+//   instances  threads  audio_s  processor seconds and wall seconds  microseconds of processor time per 10 ms frame  KiB of an instance
+//   before audio KiB that the process has grown by since the first tenth of the audio, for each 1000 s of audio  peak KiB of the process
+//
+// Under callgrind the difference of two runs of different --minutes gives the instructions per frame (see instructions.sh).
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -15,58 +20,83 @@
 
 #include "bench_support.h"
 
-int main(int argc, char** argv) {
-  using namespace TSEG::bench;
+namespace {
+
+struct Options {
   std::string model;
   double minutes = 1;
   int instances = 1;
   int threads = 1;
   bool read = true;
+  bool heading = false;
+};
+
+bool Parse(int argc, char** argv, Options* options) {
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     const auto value = [&] { return i + 1 < argc ? argv[++i] : "0"; };
     if (word == "--minutes") {
-      minutes = std::atof(value());
+      options->minutes = std::atof(value());
     } else if (word == "--instances") {
-      instances = std::atoi(value());
+      options->instances = std::atoi(value());
     } else if (word == "--threads") {
-      threads = std::atoi(value());
+      options->threads = std::atoi(value());
     } else if (word == "--no-read") {
-      read = false;
+      options->read = false;
+    } else if (word == "--heading") {
+      options->heading = true;
     } else {
-      model = word;
+      options->model = word;
     }
   }
-  if (model.empty() || instances < 1 || threads < 1 || minutes <= 0) {
-    std::fprintf(stderr, "usage: %s MODEL [--minutes M] [--instances N] [--threads T] [--no-read]\n", argv[0]);
+  return !options->model.empty() && options->instances >= 1 && options->threads >= 1 && options->minutes > 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  using namespace TSEG::bench;
+  Options options;
+  if (!Parse(argc, argv, &options)) {
+    std::fprintf(stderr, "usage: %s MODEL [--minutes M] [--instances N] [--threads T] [--no-read] [--heading]\n", argv[0]);
     return 2;
   }
-  constexpr size_t kPiece = 1600;
+  constexpr size_t kPiece = 1600;  // 100 ms
   const std::vector<int16_t> audio = MakeAudio(16000, 60);
-  BringUp(model);
+  BringUp(options.model);
   const uint64_t before = CurrentMemory();
   std::vector<WVADInst> all;
-  for (int i = 0; i < instances; ++i) all.push_back(StartInstance());
-  const uint64_t idle = (CurrentMemory() - before) / static_cast<uint64_t>(instances);
+  for (int i = 0; i < options.instances; ++i) all.push_back(StartInstance());
+  const uint64_t idle = (CurrentMemory() - before) / all.size();
 
-  const auto pieces = static_cast<size_t>(minutes * 600);
+  const auto pieces = static_cast<size_t>(options.minutes * 600);
+  std::atomic<uint64_t> early{0};
+  const double cpu_begin = ProcessSeconds();
   const auto begin = std::chrono::steady_clock::now();
+  const auto work = [&](size_t t) {
+    for (size_t p = 0; p < pieces; ++p) {
+      const size_t at = p * kPiece % audio.size();
+      for (size_t k = t; k < all.size(); k += static_cast<size_t>(options.threads))
+        WriteAndRead(all[k], audio.data() + at, kPiece, options.read);
+      if (t == 0 && p == pieces / 10) early = CurrentMemory();
+    }
+  };
   std::vector<std::thread> workers;
-  for (int t = 0; t < threads; ++t) {
-    workers.emplace_back([&, t] {
-      for (size_t p = 0; p < pieces; ++p) {
-        const size_t at = p * kPiece % (audio.size() - kPiece);
-        for (size_t k = static_cast<size_t>(t); k < all.size(); k += static_cast<size_t>(threads))
-          WriteAndRead(all[k], audio.data() + at, kPiece, read);
-      }
-    });
-  }
+  for (size_t t = 1; t < static_cast<size_t>(options.threads); ++t) workers.emplace_back(work, t);
+  work(0);
   for (std::thread& worker : workers) worker.join();
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  const double frames = static_cast<double>(pieces) * 10.0 * instances;
-  std::printf("instances %d threads %d audio_s %.0f wall_s %.3f us_per_frame %.2f idle_instance_kib %llu peak_kib %llu\n", instances,
-              threads, static_cast<double>(pieces) * 0.1 * instances, seconds, seconds / frames * 1e6,
-              static_cast<unsigned long long>(idle / 1024), static_cast<unsigned long long>(PeakMemory() / 1024));
+  const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  const double cpu = ProcessSeconds() - cpu_begin;
+  const double frames = static_cast<double>(pieces) * 10.0 * static_cast<double>(all.size());
+  const double late_audio = static_cast<double>(pieces - pieces / 10) * 0.1 * static_cast<double>(all.size());
+  const double grown = (static_cast<double>(CurrentMemory()) - static_cast<double>(early)) / 1024.0 / late_audio * 1000.0;
+  if (options.heading) {
+    std::printf("%9s %7s %8s %8s %8s %12s %12s %15s %9s\n", "instances", "threads", "audio_s", "cpu_s", "wall_s", "us_per_frame",
+                "instance_KiB", "KiB_per_1000_s", "peak_KiB");
+  }
+  std::printf("%9d %7d %8.0f %8.3f %8.3f %12.2f %12llu %15.0f %9llu\n", options.instances, options.threads, frames / 100.0, cpu, wall,
+              cpu / frames * 1e6, static_cast<unsigned long long>(idle / 1024), grown,
+              static_cast<unsigned long long>(PeakMemory() / 1024));
   for (WVADInst inst : all) wVadDestroyInst(inst);
   wVadUninitialize();
   return 0;

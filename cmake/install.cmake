@@ -4,8 +4,12 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS wvad EXPORT wvadTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES include/wvad.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES ${WVAD_BUNDLED_MODELS} DESTINATION ${CMAKE_INSTALL_LIBDIR}/vad)
+file(GLOB _models CONFIGURE_DEPENDS models/*.bin)
+install(FILES ${_models} DESTINATION ${CMAKE_INSTALL_LIBDIR}/vad)
 install(FILES LICENSE NOTICE README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# Cards, licences and credits of the models go where the models go to people.
+file(GLOB _model_papers CONFIGURE_DEPENDS models/*.md models/LICENSE.* models/*.csv models/SHA256SUMS)
+install(FILES ${_model_papers} DESTINATION ${CMAKE_INSTALL_DOCDIR}/models)
 if(WVAD_BUILD_TOOLS)
   install(TARGETS wvad_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES tools/wvad/wvad.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

@@ -28,9 +28,9 @@ if(NOT WVAD_SANITIZE)
 endif()
 
 # The bundled models lie where the library looks for them by default: in the folder "vad" beside its own file.
-file(GLOB WVAD_BUNDLED_MODELS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/models/*.bin)
+file(GLOB _wvad_models CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/models/*.bin)
 set(_wvad_copied_models)
-foreach(_model IN LISTS WVAD_BUNDLED_MODELS)
+foreach(_model IN LISTS _wvad_models)
   get_filename_component(_name ${_model} NAME)
   set(_copy ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/vad/${_name})
   add_custom_command(OUTPUT ${_copy} COMMAND ${CMAKE_COMMAND} -E copy_if_different ${_model} ${_copy} DEPENDS ${_model})

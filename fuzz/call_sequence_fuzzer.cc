@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The input is a sequence of calls: all sixteen functions in any order, on several instances and on none, with pieces of audio of any length and
-// with null pointers. What no caller may do is left out: a handle is not used after wVadDestroyInst, and a pointer that is not null points
-// at as many bytes as the call says.
+// The input is a sequence of calls: all sixteen functions in any order, on several instances and on none, with pieces of audio of any
+// length and with null pointers. What no caller may do is left out: a handle is not used after wVadDestroyInst, and a pointer that is not
+// null points at as many bytes as the call says.
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -131,8 +131,9 @@ class Caller {
   }
 
   void Set() {
-    static constexpr const char* kValues[] = {"0", "1", "-1", "2", "10", "100", "1000", "16000", "8000", "6000", "44100", "0.5",
-                                              "-1.0", "2.0", "", "true", "x", "2147483647", "-2147483648", "99999999999", "dnn_fb75", "lstm_fb40"};
+    static constexpr const char* kValues[] = {"0",    "1",          "-1",          "2",           "10",       "100",      "1000", "16000",
+                                              "8000", "6000",       "44100",       "0.5",         "-1.0",     "2.0",      "",     "true",
+                                              "x",    "2147483647", "-2147483648", "99999999999", "dnn_fb75", "lstm_fb40"};
     const std::string name = Name();
     std::string value = kValues[in_.Byte() % std::size(kValues)];
     if (name == "wvad_param_debug_log_filename") value = "debug.txt";

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The input is the text of a configuration file. It is read as "w_tseg.cfg", under which the engine then starts and runs a short session, and as a
-// log configuration, under which a logger then writes and rotates.
+// The input is the text of a configuration file. It is read as "w_tseg.cfg", under which the engine then starts and runs a short session,
+// and as a log configuration, under which a logger then writes and rotates.
 //
-// Entries of the harness stand in front of the input's, and the first entry of a key is the one that counts: the model is there, and no file
-// outside of the scratch folder is written.
+// Entries of the harness stand in front of the input's, and the first entry of a key is the one that counts: the model is there, and no
+// file outside of the scratch folder is written.
 #include <limits>
 
 #include "base/config_file.h"

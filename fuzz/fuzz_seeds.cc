@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Writes the first inputs of the corpora below the folder that is its one argument: sound models and containers, configuration files, pairs of
-// parameters, sequences of calls, one input for each kernel. What a fuzzer found later lies beside them.
+// Writes the first inputs of the corpora below the folder that is its one argument: sound models and containers, configuration files, pairs
+// of parameters, sequences of calls, one input for each kernel. What a fuzzer found later lies beside them.
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -39,13 +39,17 @@ void Configurations(const fs::path& folder) {
   std::string all = "[vad]\n";
   for (int i = 0; i < kParamNormalCount; ++i) all += std::string(ParamName(i)) + " = " + std::to_string(i) + "\n";
   Save(folder, "every_parameter", BytesOf(all));
-  Save(folder, "sections", BytesOf("# a comment\n; another\n[VAD]\nwvad_param_nReadType = 0x1\nwvad_param_vad_threshold=\"0.5\"\n"
-                                   "wvad_param_bKelOn = true\n[kel]\nwkel_param_snr_threshold='3'\n[resMgr]\nwresMgr_param_is_calc_md5=1\n"));
-  Save(folder, "switches", BytesOf("[vad]\nwvad_param_isVadDegOn=1\nwvad_param_isDebugWatch=1\nwvad_param_isReadFtrDoCMN=1\nwvad_param_srec_cmn_type=4\n"
-                                   "wvad_param_isPostProcessWinSlideOn=1\nwvad_param_isSilenceAutoResetOn=1\nwvad_param_cmn_type=3\n"));
-  Save(folder, "logger", BytesOf("[logger]\nlevel=all\nstyle=full\nflush=1\nmaxsize=65536\nmaxcount=2\nhead=1\ntitle=a title\nsubjects=0xFF\n"
-                                 "include=x;y\nexclude=z,w\ncharset=2\nmode=1\noverwrite=1\nconsole_level=none\n"));
-  Save(folder, "odd_lines", BytesOf("[\n]\n[[vad]]\n=\n==\n'\n\"\nkey\n key = \"v\n\t\r\n[vad\nwvad_param_nFrameGap=-99999999999999999999\n"));
+  Save(folder, "sections",
+       BytesOf("# a comment\n; another\n[VAD]\nwvad_param_nReadType = 0x1\nwvad_param_vad_threshold=\"0.5\"\n"
+               "wvad_param_bKelOn = true\n[kel]\nwkel_param_snr_threshold='3'\n[resMgr]\nwresMgr_param_is_calc_md5=1\n"));
+  Save(folder, "switches",
+       BytesOf("[vad]\nwvad_param_isVadDegOn=1\nwvad_param_isDebugWatch=1\nwvad_param_isReadFtrDoCMN=1\nwvad_param_srec_cmn_type=4\n"
+               "wvad_param_isPostProcessWinSlideOn=1\nwvad_param_isSilenceAutoResetOn=1\nwvad_param_cmn_type=3\n"));
+  Save(folder, "logger",
+       BytesOf("[logger]\nlevel=all\nstyle=full\nflush=1\nmaxsize=65536\nmaxcount=2\nhead=1\ntitle=a title\nsubjects=0xFF\n"
+               "include=x;y\nexclude=z,w\ncharset=2\nmode=1\noverwrite=1\nconsole_level=none\n"));
+  Save(folder, "odd_lines",
+       BytesOf("[\n]\n[[vad]]\n=\n==\n'\n\"\nkey\n key = \"v\n\t\r\n[vad\nwvad_param_nFrameGap=-99999999999999999999\n"));
 }
 
 // A pair as parameter_text_fuzzer.cc takes it.
@@ -83,7 +87,8 @@ void Sequences(const fs::path& folder) {
       input.insert(input.end(), {15, 0, 100, 0x80, 0x3e, static_cast<uint8_t>(20 * i + 1), 1, 1});
       input.insert(input.end(), {8, 1, 0, 13, 1, 0, 9, 64, 0, 1});
     }
-    input.insert(input.end(), {15, 0, 6, 1, 1, 1, 8, 1, 0, 14, 0, 3, 1, 7, 0, 0, 2, 9, 3, 0, 1, 1, 6, 0, 15, 0, 200, 8, 1, 1, 5, 1, 0, 1, 0});
+    input.insert(input.end(),
+                 {15, 0, 6, 1, 1, 1, 8, 1, 0, 14, 0, 3, 1, 7, 0, 0, 2, 9, 3, 0, 1, 1, 6, 0, 15, 0, 200, 8, 1, 1, 5, 1, 0, 1, 0});
     Save(folder, "session" + std::to_string(kind), input);
   }
   // All functions before the engine is up.

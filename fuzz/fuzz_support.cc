@@ -37,8 +37,9 @@ ModelSpec Dnn() {
   ModelSpec spec;
   spec.network_type = "MLP_RES_DNN";
   SevenKeys(&spec, false, "dnn_fb75");
-  spec.variables = {Matrix("mean", 75, 1, 1),     Matrix("var", 75, 1, 2),          Matrix("pri", 2, 1, 3),   Matrix("weights12", 2, 825, 4, 12),
-                    Matrix("bias2", 2, 1, 5, 16), Matrix("weights23", 2, 2, 6, 4), Matrix("bias3", 2, 1, 7, 11)};
+  spec.variables = {Matrix("mean", 75, 1, 1),           Matrix("var", 75, 1, 2),      Matrix("pri", 2, 1, 3),
+                    Matrix("weights12", 2, 825, 4, 12), Matrix("bias2", 2, 1, 5, 16), Matrix("weights23", 2, 2, 6, 4),
+                    Matrix("bias3", 2, 1, 7, 11)};
   return spec;
 }
 

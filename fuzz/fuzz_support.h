@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the fuzzers share: a reader of bytes as numbers and texts, a scratch folder that is the current folder, a log that goes nowhere but is
-// formatted in full, and small sound models.
+// What the fuzzers share: a reader of bytes as numbers and texts, a scratch folder that is the current folder, a log that goes nowhere but
+// is formatted in full, and small sound models.
 //
-// A fuzzer runs in one process from input to input; each input leaves the process as it found it (engine down, default parameters, log open),
-// so that a crash is reproduced by its input alone.
+// A fuzzer runs in one process from input to input; each input leaves the process as it found it (engine down, default parameters, log
+// open), so that a crash is reproduced by its input alone.
 #ifndef WVAD_FUZZ_FUZZ_SUPPORT_H_
 #define WVAD_FUZZ_FUZZ_SUPPORT_H_
 
@@ -18,12 +18,12 @@
 #include <vector>
 
 // Ends the process with the place and the condition: what a fuzzer found. Not an assert, which a release build drops.
-#define FUZZ_CHECK(condition)                                                                       \
-  do {                                                                                              \
-    if (!(condition)) {                                                                             \
+#define FUZZ_CHECK(condition)                                                             \
+  do {                                                                                    \
+    if (!(condition)) {                                                                   \
       std::fprintf(stderr, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #condition); \
-      std::abort();                                                                                 \
-    }                                                                                               \
+      std::abort();                                                                       \
+    }                                                                                     \
   } while (false)
 
 namespace TSEG::fuzz {
@@ -77,7 +77,8 @@ void OpenLog();
 // Default parameters of the engine and of the audio-quality component as they are in a fresh process.
 void ResetDefaults();
 
-// The bytes of a small sound model: 0 "dnn_fb75", 1 "lstm_fb75", 2 "lstm_fb40". Weights by formula; dimensions as small as the format allows.
+// The bytes of a small sound model: 0 "dnn_fb75", 1 "lstm_fb75", 2 "lstm_fb40". Weights by formula; dimensions as small as the format
+// allows.
 constexpr uint32_t kModels = 3;
 const std::vector<uint8_t>& SmallModel(uint32_t kind);
 // The lines of "w_tseg.cfg" that name that model, and that keep the debug text inside of the scratch folder.

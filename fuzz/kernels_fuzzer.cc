@@ -122,45 +122,52 @@ void Dnn(uint32_t kernel, Input& in) {
   switch (kernel) {
     case 0: {
       const auto x = in.Take<int16_t>(4 * width), w = in.Take<int16_t>(cells);
-      return Compare<DnnKernels, int32_t>(DnnRun<int32_t>([&](const DnnKernels& k, int32_t* y) { k.gemm_int16(x.data(), rows, cols, w.data(), y); }),
-                                          Buffer<int32_t>(out), out);
+      return Compare<DnnKernels, int32_t>(
+          DnnRun<int32_t>([&](const DnnKernels& k, int32_t* y) { k.gemm_int16(x.data(), rows, cols, w.data(), y); }), Buffer<int32_t>(out),
+          out);
     }
     case 1: {
       const auto x = in.Take<uint8_t>(4 * width);
       const auto w = in.Take<int8_t>(cells);
-      return Compare<DnnKernels, int16_t>(DnnRun<int16_t>([&](const DnnKernels& k, int16_t* y) { k.gemm_int8(x.data(), rows, cols, w.data(), y); }),
-                                          Buffer<int16_t>(out), out);
+      return Compare<DnnKernels, int16_t>(
+          DnnRun<int16_t>([&](const DnnKernels& k, int16_t* y) { k.gemm_int8(x.data(), rows, cols, w.data(), y); }), Buffer<int16_t>(out),
+          out);
     }
     case 2: {
       const auto bias = in.Take<int32_t>(width);
-      return Compare<DnnKernels, int32_t>(DnnRun<int32_t>([&](const DnnKernels& k, int32_t* y) { k.bias32(y, rows, cols, bias.data(), p, q); }),
-                                          in.Take<int32_t>(whole), whole);
+      return Compare<DnnKernels, int32_t>(
+          DnnRun<int32_t>([&](const DnnKernels& k, int32_t* y) { k.bias32(y, rows, cols, bias.data(), p, q); }), in.Take<int32_t>(whole),
+          whole);
     }
     case 3: {
       const auto bias = in.Take<int32_t>(width);
-      return Compare<DnnKernels, int16_t>(DnnRun<int16_t>([&](const DnnKernels& k, int16_t* y) { k.bias16(y, rows, cols, bias.data(), p, q); }),
-                                          in.Take<int16_t>(whole), whole);
+      return Compare<DnnKernels, int16_t>(
+          DnnRun<int16_t>([&](const DnnKernels& k, int16_t* y) { k.bias16(y, rows, cols, bias.data(), p, q); }), in.Take<int16_t>(whole),
+          whole);
     }
     case 4: {
       const auto x = in.Take<int32_t>(width);
-      return Compare<DnnKernels, uint8_t>(DnnRun<uint8_t>([&](const DnnKernels& k, uint8_t* y) { k.sigmoid8_of32(x.data(), cols, a, b, y); }),
-                                          Buffer<uint8_t>(width), width);
+      return Compare<DnnKernels, uint8_t>(
+          DnnRun<uint8_t>([&](const DnnKernels& k, uint8_t* y) { k.sigmoid8_of32(x.data(), cols, a, b, y); }), Buffer<uint8_t>(width),
+          width);
     }
     case 5: {
       const auto x = in.Take<int16_t>(width);
-      return Compare<DnnKernels, uint8_t>(DnnRun<uint8_t>([&](const DnnKernels& k, uint8_t* y) { k.sigmoid8_of16(x.data(), cols, a, b, y); }),
-                                          Buffer<uint8_t>(width), width);
+      return Compare<DnnKernels, uint8_t>(
+          DnnRun<uint8_t>([&](const DnnKernels& k, uint8_t* y) { k.sigmoid8_of16(x.data(), cols, a, b, y); }), Buffer<uint8_t>(width),
+          width);
     }
     case 6: {
       const auto mean = in.Floats(width), inv = in.Floats(width);
-      return Compare<DnnKernels, float>(DnnRun<float>([&](const DnnKernels& k, float* y) { k.normalise(y, cols, mean.data(), inv.data()); }),
-                                        in.Floats(width), width);
+      return Compare<DnnKernels, float>(
+          DnnRun<float>([&](const DnnKernels& k, float* y) { k.normalise(y, cols, mean.data(), inv.data()); }), in.Floats(width), width);
     }
     default: {
       const auto x = in.Floats(width);
       const float scale = std::ldexp(1.0f, static_cast<int>(in.source.Below(16)));
-      return Compare<DnnKernels, int16_t>(DnnRun<int16_t>([&](const DnnKernels& k, int16_t* y) { k.cut_to_int16(x.data(), cols, scale, y); }),
-                                          Buffer<int16_t>(width), width);
+      return Compare<DnnKernels, int16_t>(
+          DnnRun<int16_t>([&](const DnnKernels& k, int16_t* y) { k.cut_to_int16(x.data(), cols, scale, y); }), Buffer<int16_t>(width),
+          width);
     }
   }
 }
@@ -178,19 +185,22 @@ void LstmProducts(uint32_t kernel, Input& in) {
     case 0: {
       const auto x = in.Floats(width), w = in.Floats(cells);
       return Compare<LstmKernels, float>(
-          LstmRun<float>([&](const LstmKernels& k, float* y) { k.gemv_float_sse(x.data(), rows, cols, w.data(), y); }), Buffer<float>(out), out);
+          LstmRun<float>([&](const LstmKernels& k, float* y) { k.gemv_float_sse(x.data(), rows, cols, w.data(), y); }), Buffer<float>(out),
+          out);
     }
     case 1: {
       const auto x = in.Take<int16_t>(width), w = in.Take<int16_t>(cells);
       const float s = Range(in);
       return Compare<LstmKernels, float>(
-          LstmRun<float>([&](const LstmKernels& k, float* y) { k.gemv_int16(x.data(), rows, cols, w.data(), y, s); }), Buffer<float>(out), out);
+          LstmRun<float>([&](const LstmKernels& k, float* y) { k.gemv_int16(x.data(), rows, cols, w.data(), y, s); }), Buffer<float>(out),
+          out);
     }
     case 2: {
       const auto x = in.Take<int8_t>(width), w = in.Take<int8_t>(cells);
       const float s = Range(in);
       return Compare<LstmKernels, float>(
-          LstmRun<float>([&](const LstmKernels& k, float* y) { k.gemv_int8(x.data(), rows, cols, w.data(), y, s); }), Buffer<float>(out), out);
+          LstmRun<float>([&](const LstmKernels& k, float* y) { k.gemv_int8(x.data(), rows, cols, w.data(), y, s); }), Buffer<float>(out),
+          out);
     }
     case 3: {
       const auto x = in.Take<int16_t>(width), w = in.Take<int16_t>(cells);
@@ -219,7 +229,8 @@ void LstmVectors(uint32_t kernel, Input& in) {
       return CompareQuant<int8_t>([&](const LstmKernels& k, float* x) { k.quant_int8(x, n, range); }, in.Floats(width));
     case 2: {
       const auto b = in.Floats(width);
-      return Compare<LstmKernels, float>(LstmRun<float>([&](const LstmKernels& k, float* y) { k.add(y, b.data(), n); }), in.Floats(width), width);
+      return Compare<LstmKernels, float>(LstmRun<float>([&](const LstmKernels& k, float* y) { k.add(y, b.data(), n); }), in.Floats(width),
+                                         width);
     }
     case 3: {
       const auto b = in.Take<int16_t>(width);
@@ -239,7 +250,8 @@ void LstmVectors(uint32_t kernel, Input& in) {
     case 6: {
       const auto f = in.Floats(width), i = in.Floats(width), g = in.Floats(width);
       return Compare<LstmKernels, float>(
-          LstmRun<float>([&](const LstmKernels& k, float* y) { k.cell_update(f.data(), i.data(), g.data(), y, n); }), in.Floats(width), width);
+          LstmRun<float>([&](const LstmKernels& k, float* y) { k.cell_update(f.data(), i.data(), g.data(), y, n); }), in.Floats(width),
+          width);
     }
     case 7:
       return Compare<LstmKernels, float>(LstmRun<float>([&](const LstmKernels& k, float* y) { k.sigmoid(y, n); }), in.Floats(width), width);
@@ -248,8 +260,8 @@ void LstmVectors(uint32_t kernel, Input& in) {
     case 9: {
       const auto t = in.Take<int16_t>(width), p = in.Take<int16_t>(width);
       return Compare<LstmKernels, int16_t>(
-          LstmRun<int16_t>([&](const LstmKernels& k, int16_t* y) { k.peephole_fixed(t.data(), p.data(), y, n, shift); }), in.Take<int16_t>(width),
-          width);
+          LstmRun<int16_t>([&](const LstmKernels& k, int16_t* y) { k.peephole_fixed(t.data(), p.data(), y, n, shift); }),
+          in.Take<int16_t>(width), width);
     }
     case 10: {
       const auto f = in.Take<int16_t>(width), i = in.Take<int16_t>(width), g = in.Take<int16_t>(width);
@@ -259,8 +271,9 @@ void LstmVectors(uint32_t kernel, Input& in) {
     }
     default: {
       const auto t = in.Take<int16_t>(width), h = in.Take<int16_t>(width);
-      return Compare<LstmKernels, int16_t>(LstmRun<int16_t>([&](const LstmKernels& k, int16_t* y) { k.mul_fixed(t.data(), h.data(), y, n); }),
-                                           Buffer<int16_t>(width), width);
+      return Compare<LstmKernels, int16_t>(
+          LstmRun<int16_t>([&](const LstmKernels& k, int16_t* y) { k.mul_fixed(t.data(), h.data(), y, n); }), Buffer<int16_t>(width),
+          width);
     }
   }
 }
@@ -269,7 +282,8 @@ void LstmVectors(uint32_t kernel, Input& in) {
 void FixedActivations(Input& in) {
   const auto values = in.Take<int16_t>(in.source.Below(130));
   const auto n = static_cast<int32_t>(values.size());
-  const auto same = [&](void (*table)(int16_t*, int32_t), void (*formula)(int16_t*, int32_t, int32_t, int32_t), int32_t q_in, int32_t q_out) {
+  const auto same = [&](void (*table)(int16_t*, int32_t), void (*formula)(int16_t*, int32_t, int32_t, int32_t), int32_t q_in,
+                        int32_t q_out) {
     Buffer<int16_t> want(values), got(values);
     formula(want.data(), n, q_in, q_out);
     table(got.data(), n);

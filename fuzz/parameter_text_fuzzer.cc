@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The input is pairs of texts: a length and a name, a length and a value. Each pair is set on an idle instance and read back; then a short session runs
-// under whatever came of it.
+// The input is pairs of texts: a length and a name, a length and a value. Each pair is set on an idle instance and read back; then a short
+// session runs under whatever came of it.
 #include <algorithm>
 #include <typeinfo>
 

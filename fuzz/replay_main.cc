@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Runs the fuzzer that it is linked with over files, without libFuzzer: every argument is a file or a folder of files. Exit code 0: all inputs
-// went through; 2: there was none, or one could not be read. A finding ends the process.
+// Runs the fuzzer that it is linked with over files, without libFuzzer: every argument is a file or a folder of files. Exit code 0: all
+// inputs went through; 2: there was none, or one could not be read. A finding ends the process.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>

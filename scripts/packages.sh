@@ -37,7 +37,8 @@ ensure_packages() {
 # What several compilers at once may need of memory: one for each core, but no more than one for each GiB.
 build_jobs() {
   cores=$(nproc)
-  gib=$(awk '/MemAvailable/ {print int($2 / 1048576)}' /proc/meminfo)
-  [ "$gib" -lt 1 ] && gib=1
+  gib=$(sed -n 's/^MemAvailable: *\([0-9]*\) kB/\1/p' /proc/meminfo 2>/dev/null)
+  gib=$((${gib:-2097152} / 1048576))
+  [ "$gib" -ge 1 ] || gib=1
   [ "$cores" -lt "$gib" ] && echo "$cores" || echo "$gib"
 }

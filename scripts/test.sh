@@ -59,9 +59,7 @@ export UBSAN_OPTIONS=print_stacktrace=1
 build asan-ubsan
 step test-asan-ubsan ctest --preset asan-ubsan -j "$jobs" --no-tests=error
 
-if [ -d tests/threads ]; then
-  build tsan wvad_threads_test
-  step test-tsan ctest --preset tsan --no-tests=error
-fi
+build tsan wvad_threads_test
+step test-tsan ctest --preset tsan --no-tests=error
 
 if [ "$clang" = yes ]; then build clang; fi

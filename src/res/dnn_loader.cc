@@ -23,10 +23,11 @@ using Parser = MlpResHeaderParser<MlpResImageV3>;
 using Reader = VariableReader<MlpResImageV3>;
 
 constexpr int kMaxWeightLayers = 9;
-// The table sigmoid shifts by a - 8 and adds 2 to the a + 4; its output has at most 8 fraction bits.
+// The table sigmoid shifts by a - 8 and adds 2 to the a + 4, and shifts entries of 30 fraction bits to b of them, half a unit added. Of an
+// output with more than 8 the low byte is kept.
 constexpr int kLowestPreActivationBits = 8;
 constexpr int kHighestPreActivationBits = 27;
-constexpr int kHighestActivationBits = 8;
+constexpr int kHighestActivationBits = 29;
 // More fraction bits than this leave nothing of a 32-bit number.
 constexpr int kHighestShift = 31;
 

@@ -34,7 +34,8 @@ std::string FindVariableFlaw(const MlpResFileHeader<Image>& header) {
       return "variable " + name + " has the shape " + std::to_string(header.nOuter[i]) + " x " + std::to_string(header.nInner[i]);
     }
     const auto bytes = static_cast<uint64_t>(MlpDataTypeBytes(Parser::get_var_datatype(header, name.c_str())));
-    if (bytes == 0) {
+    // Only what lies behind a variable depends on its type. The last one may be of any kind, as long as nobody asks for it.
+    if (bytes == 0 && i + 1 < header.nVars) {
       WVAD_FAIL(0, "NULL", "get_var_datatype: do not support type %s.", name.c_str());
       return "variable " + name + " has an unknown data type";
     }
@@ -53,19 +54,25 @@ std::string FindVariableFlaw(const MlpResFileHeader<Image>& header) {
 template <class Image>
 std::string FindFlaw(const MlpResFileHeader<Image>& header) {
   if (header.nVars < 0 || header.nVars > kMaxVars) return Numbered("the number of variables is", header.nVars);
+  return FindVariableFlaw(header);
+}
+
+template <class Image>
+std::string FindKeyFlaw(const MlpResFileHeader<Image>& header) {
   if (header.nKeys < 0 || header.nKeys > kMaxKeys) return Numbered("the number of keys is", header.nKeys);
-  // The rows that a key search looks at, and the first seven, which are looked at in any case.
-  const int rows = header.nKeys > 7 ? header.nKeys : 7;
-  for (int i = 0; i < rows; ++i) {
+  for (int i = 0; i < header.nKeys; ++i) {
     if (!IsTerminated(header.szKey[i], sizeof header.szKey[i])) return Numbered("the text is not terminated of key", i);
     if (!IsTerminated(header.szValue[i], sizeof header.szValue[i])) return Numbered("the value is not terminated of key", i);
   }
-  return FindVariableFlaw(header);
+  return {};
 }
 
 template std::string FindFlaw(const MlpResFileHeaderV1& header);
 template std::string FindFlaw(const MlpResFileHeaderV2& header);
 template std::string FindFlaw(const MlpResFileHeaderV3& header);
+template std::string FindKeyFlaw(const MlpResFileHeaderV1& header);
+template std::string FindKeyFlaw(const MlpResFileHeaderV2& header);
+template std::string FindKeyFlaw(const MlpResFileHeaderV3& header);
 
 int RefuseModel(const std::string& what) {
   return WVAD_FAIL(kResUnreadable, "ret", "ResLoader_ftr::load | model file refused, %s", what.c_str());

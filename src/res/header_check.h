@@ -13,12 +13,19 @@
 
 namespace TSEG {
 
-// What is wrong with the header, in words; empty if nothing is. A data type that is not known is also told to the log as var_offset would.
+// What is wrong with the variables, in words; empty if nothing is. A data type that is not known, and that others depend on, is also told
+// to the log as var_offset would. The table of keys is no part of it: lookups there stay inside of it whatever it holds.
 template <class Image>
 std::string FindFlaw(const MlpResFileHeader<Image>& header);
+// What is wrong with the table of keys, for those who take all of its rows as texts.
+template <class Image>
+std::string FindKeyFlaw(const MlpResFileHeader<Image>& header);
 extern template std::string FindFlaw(const MlpResFileHeaderV1& header);
 extern template std::string FindFlaw(const MlpResFileHeaderV2& header);
 extern template std::string FindFlaw(const MlpResFileHeaderV3& header);
+extern template std::string FindKeyFlaw(const MlpResFileHeaderV1& header);
+extern template std::string FindKeyFlaw(const MlpResFileHeaderV2& header);
+extern template std::string FindKeyFlaw(const MlpResFileHeaderV3& header);
 
 // Reports `what` and gives 30002.
 int RefuseModel(const std::string& what);

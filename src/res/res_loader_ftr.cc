@@ -35,6 +35,13 @@ int RefuseType() {
   return kResType;
 }
 
+// Whether a fixed field, which need not be terminated, holds `text`.
+template <size_t kBytes>
+bool FieldIs(const char (&field)[kBytes], const char* text) {
+  const size_t n = std::strlen(text) + 1;
+  return n <= kBytes && std::memcmp(field, text, n) == 0;
+}
+
 bool HasMagic(const ByteView& file) { return file.matches(kPrefixMagic, kModelMagic, kPrefixMagicBytes); }
 
 // A section of words becomes the holder's general table.
@@ -81,7 +88,7 @@ int ResLoader_Ftr::load(IRes* res, const void* data, uint64_t length, const WREC
   }
   const ByteView file(data, static_cast<size_t>(length));
   if (!file.holds(kPrefixMagic, kPrefixMagicBytes)) return RefuseModel("the file is shorter than its prefix");
-  const bool is_mlp = std::strncmp(key.szResType, "MLP", sizeof key.szResType) == 0;
+  const bool is_mlp = FieldIs(key.szResType, "MLP");
   if (is_mlp && !HasMagic(file)) EndOnOldResource();
 
   const uint16_t sections = file.u16(kPrefixSections).value_or(0);
@@ -121,6 +128,8 @@ int ResLoader_Ftr::MLPResourceAddM(const ByteView& section) {
     ret = RefuseModel("a section is shorter than its prefix");
   } else if (!HasMagic(section)) {
     ret = kResMagic;
+  } else if (!section.holds(*section.u16(kPrefixHeaderSize) + kHeaderTypeOffset, kHeaderTypeBytes)) {
+    ret = RefuseModel("the header reaches beyond the end of a section");
   }
   WVAD_LOG_ERROR("ResLoader_ftr::MLPResourceAddM | load resource err, ret = %d", ret);
   return ret;
@@ -134,14 +143,14 @@ int ResLoader_Ftr::LoadPlain(const ByteView& file, HMMResourceLink* link) {
   char type[kHeaderTypeBytes];
   std::memcpy(type, type_field->data(), sizeof type);
 
-  if (std::strncmp(type, "MLP_RES_RNNCNNPAD28", sizeof type) == 0) {
+  if (FieldIs(type, "MLP_RES_RNNCNNPAD28")) {
     MlpResFileHeaderV2 header;
     if (const int ret = TakeHeader(file, offset, &header)) return ret;
     TakeTables(header, link);
     return LoadPad28(header, link);
   }
-  const bool is_dnn = std::strncmp(type, "MLP_RES_DNN", sizeof type) == 0;
-  const bool is_fixed_lstm = std::strncmp(type, "MLP_RES_RNNCATDNN", sizeof type) == 0;
+  const bool is_dnn = FieldIs(type, "MLP_RES_DNN");
+  const bool is_fixed_lstm = FieldIs(type, "MLP_RES_RNNCATDNN");
   if (!is_dnn && !is_fixed_lstm) return RefuseType();
   MlpResFileHeaderV3 header;
   if (const int ret = TakeHeader(file, offset, &header)) return ret;

@@ -216,7 +216,8 @@ int Res_mgr::FetchDependencies(const WREC_RES_SET* deps, int nDeps, const Source
 
 std::unique_ptr<ResLoader> Res_mgr::MakeLoader(int category) {
   ResLoaderCreater* creator = LoaderRegistry::instance().find(category);
-  if (creator == nullptr) return nullptr;
+  // The table of categories only filters names. To ask for one without a loader is a programming error, and stops the process on purpose.
+  if (creator == nullptr) platform::FaultAtZero();
   std::unique_ptr<ResLoader> loader = creator->create(this);
   loader->SetConfiguration(cfg_.get());
   return loader;
@@ -226,10 +227,6 @@ std::unique_ptr<ResLoader> Res_mgr::MakeLoader(int category) {
 int Res_mgr::AddMarked(const WREC_RES_SET& key, const Source& source, int category, const std::vector<IRes*>& deps) {
   const std::string type = TypeText(key);
   const std::unique_ptr<ResLoader> loader = MakeLoader(category);
-  if (loader == nullptr) {
-    return WVAD_FAIL(kResInvalidValue, "RES_MGR_ERROR_INVALID_PARA_VALUE",
-                     "%s | resource type does not have a loader, szResType = %s nResID = %d", source.name, type.c_str(), key.nResID);
-  }
   IRes* const* dependencies = deps.empty() ? nullptr : deps.data();
   const int count = static_cast<int>(deps.size());
   IRes* res = loader->CreateRes(key, source.from_file() ? source.path : "memres");
@@ -308,7 +305,7 @@ int Res_mgr::Res_delete(const WREC_RES_SET* key_in) {
     const Hold hold(lock_);
     res = table_.at(key);
   }
-  if (loader != nullptr) loader->Delete(res);
+  loader->Delete(res);
   {
     const Hold hold(lock_);
     table_.erase(key);

@@ -53,15 +53,12 @@ void WriteRaw(const std::string& path, const uint8_t* data, int32_t used, uint32
   const uint32_t record_bytes = item_bytes * per_record;
   const uint32_t n_samples = record_bytes == 0 ? 0 : static_cast<uint32_t>(used) / record_bytes;
   const uint16_t size_and_kind[2] = {static_cast<uint16_t>(record_bytes), static_cast<uint16_t>(htk::kHtkUser)};
-  {
-    const File file(std::fopen(path.c_str(), "wb"));
-    if (!file) return;
-    std::fwrite(&n_samples, sizeof(n_samples), 1, file.get());
-    std::fwrite(&item_bytes, sizeof(item_bytes), 1, file.get());
-    std::fwrite(size_and_kind, sizeof(size_and_kind), 1, file.get());
-  }
-  const File file(std::fopen(path.c_str(), "ab"));
-  if (file) std::fwrite(data, 1, static_cast<size_t>(used), file.get());
+  platform::AppendFile file;
+  if (file.Open(path, true) != 0) return;
+  file.Write(reinterpret_cast<const char*>(&n_samples), sizeof(n_samples));
+  file.Write(reinterpret_cast<const char*>(&item_bytes), sizeof(item_bytes));
+  file.Write(reinterpret_cast<const char*>(size_and_kind), sizeof(size_and_kind));
+  file.Write(reinterpret_cast<const char*>(data), static_cast<size_t>(used));
 }
 
 }  // namespace

@@ -77,8 +77,8 @@ void FileLogSingleton::Impl::Flush() {
 }
 
 void FileLogSingleton::Impl::FlushFile(const std::string& file_name, TextQueue* queue) {
-  std::FILE* file = std::fopen(platform::NormaliseSeparators(file_name).c_str(), "a");
-  if (file == nullptr) {
+  platform::AppendFile file;
+  if (file.Open(platform::NormaliseSeparators(file_name), false) != 0) {
     if (!queue->refused) WVAD_LOG_ERROR("%s | Open file %s error", "FileLogSingleton", file_name.c_str());
     queue->refused = true;
     while (queue->bytes > kMaxWaitingBytes) {
@@ -88,9 +88,8 @@ void FileLogSingleton::Impl::FlushFile(const std::string& file_name, TextQueue* 
     return;
   }
   queue->refused = false;
-  for (const std::string& line : queue->lines) std::fprintf(file, "%s", line.c_str());
+  for (const std::string& line : queue->lines) file.Write(line.data(), line.size());
   queue->Clear();
-  std::fclose(file);
 }
 
 FileLogSingleton& FileLogSingleton::instance() {

@@ -120,10 +120,10 @@ int HTK_write_buff(const char* path, const void* data, int nBytes, int nType, in
   std::vector<uint8_t> copy(bytes, bytes + static_cast<ptrdiff_t>(elements) * element);
   if (nType == 4) SwapElements4(copy.data(), static_cast<size_t>(elements));
 
-  const File file(std::fopen(path, "wb"));
-  if (!file) return WVAD_FAIL(-1, "-1", "%s | Open file %s error", "htk::HTK_write_buff", path);
-  std::fwrite(header, 1, sizeof(header), file.get());
-  std::fwrite(copy.data(), static_cast<size_t>(element), static_cast<size_t>(elements), file.get());
+  platform::AppendFile file;
+  if (file.Open(path, true) != 0) return WVAD_FAIL(-1, "-1", "%s | Open file %s error", "htk::HTK_write_buff", path);
+  file.Write(reinterpret_cast<const char*>(header), sizeof(header));
+  file.Write(reinterpret_cast<const char*>(copy.data()), copy.size());
   return 0;
 }
 

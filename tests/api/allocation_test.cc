@@ -24,6 +24,11 @@ void* Allocate(size_t bytes, size_t alignment) {
 }
 }  // namespace
 
+#if defined(__GNUC__) && !defined(__clang__)
+// At low optimisation the compiler sees a pointer of operator new go to free, and not that both are replaced here.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+
 void* operator new(size_t bytes) { return Allocate(bytes, 0); }
 void* operator new[](size_t bytes) { return Allocate(bytes, 0); }
 void* operator new(size_t bytes, std::align_val_t alignment) { return Allocate(bytes, static_cast<size_t>(alignment)); }

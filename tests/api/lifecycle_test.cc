@@ -55,6 +55,36 @@ TEST_F(LifecycleTest, WithoutAConfigurationTheModelPathEndsInAFolder) {
   EXPECT_TRUE(Logged("CFG_VAD::init | Couldn't find cfg_file: w_tseg.cfg"));
 }
 
+TEST_F(LifecycleTest, AbsentConfigurationFileLeavesWhatStandsAndStarts) {
+  Up("models/dnn.bin", "wvad_param_nFrameGap = 50");
+  EXPECT_EQ(wVadUninitialize(), 0);
+  ASSERT_EQ(srlog_open(folder_.file("test.cfu").c_str(), "logger", {"test.log", "Test"}), 0);
+  std::filesystem::remove(folder_.file("w_tseg.cfg"));
+  // What an earlier start read still names the model.
+  EXPECT_EQ(wVadInitialize(nullptr), 0);
+  EXPECT_TRUE(Logged("CFG_VAD::init | Couldn't find cfg_file: w_tseg.cfg"));
+  ASSERT_EQ(wVadCreateInst(&inst_), 0);
+  EXPECT_EQ(Get("wvad_param_nFrameGap"), "50");
+}
+
+TEST_F(LifecycleTest, RefusedInitializeOpensNoScope) {
+  Up();
+  EXPECT_EQ(CountLogged("TSEG::wVadInitialize | enter."), 1u);
+  EXPECT_EQ(wVadInitialize(nullptr), 14001);
+  EXPECT_EQ(CountLogged("TSEG::wVadInitialize | enter."), 1u);
+}
+
+TEST_F(LifecycleTest, FailedStartLeavesTheEngineDownForEveryCall) {
+  Configure(folder_.file("no_such_model.bin"));
+  EXPECT_EQ(wVadInitialize(nullptr), 30000);
+  EXPECT_EQ(wVadUninitialize(), 14002);
+  EXPECT_EQ(wVadCreateInst(&inst_), 14002);
+  EXPECT_EQ(inst_, nullptr);
+  EXPECT_EQ(wVadInitialize(nullptr), 30000);
+  Up();
+  EXPECT_EQ(wVadCreateInst(&inst_), 0);
+}
+
 TEST_F(LifecycleTest, ComesUpAgainAfterUninitializeAndReadsTheFileAgain) {
   Up("models/dnn.bin", "wvad_param_nFrameGap = 50");
   ASSERT_EQ(wVadCreateInst(&inst_), 0);
@@ -141,6 +171,8 @@ TEST_F(LifecycleTest, ModelWithoutItsSevenValuesIsTooOld) {
   const Case cases[] = {
       {"row 6 has another key", keys + 6 * 16, "7", "model_res_config_load | model insert name do not exist"},
       {"row 0 has no key", keys, "", "model_res_config_load | model insert name do not exist"},
+      {"row 3 has a key without an end", keys + 3 * 16, "3333333333333333", "model_res_config_load | model insert name do not exist"},
+      {"the rate has no end", values + 4 * 16, "1600000000000000", "model_res_config_load | model insert param error"},
       {"the rate is not a number", values + 4 * 16, "16k", "model_res_config_load | model insert param error"},
       {"a switch is neither 0 nor 1", values, "yes", "model_res_config_load | model insert param error"},
   };

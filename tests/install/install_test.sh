@@ -15,7 +15,7 @@ cmake --install "$build" --prefix "$prefix" >"$scratch/install.log"
 library=$(find "$prefix" -name libwvad.so)
 lib=$(dirname "$library")
 for file in "$prefix/include/wvad.h" "$lib/pkgconfig/wvad.pc" "$lib/cmake/wvad/wvadConfig.cmake" "$lib/cmake/wvad/wvadConfigVersion.cmake" \
-  "$prefix/bin/wvad" "$prefix/share/man/man1/wvad.1"; do
+  "$prefix/bin/wvad" "$prefix/share/man/man1/wvad.1" "$lib/vad/dnn_fb75.bin"; do
   [ -f "$file" ] || { echo "not installed: $file"; exit 1; }
 done
 # The library is reached by its soname, which carries the major version.
@@ -50,3 +50,5 @@ mv "$prefix" "$scratch/moved"
 cd /
 "$scratch/moved/bin/wvad" --version
 head -c 64000 /dev/zero | "$scratch/moved/bin/wvad" segment --model mine --quiet -
+"$scratch/moved/bin/wvad" segment --format csv "$source/../../examples/audio/jfk.flac" >"$scratch/sentences.csv"
+[ "$(wc -l <"$scratch/sentences.csv")" -ge 3 ] || { echo "the installed model finds nothing"; exit 1; }

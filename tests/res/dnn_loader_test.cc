@@ -135,7 +135,7 @@ TEST(DnnLoader, RefusesShiftsThatCannotBeComputedWith) {
       {"bias2", 16, 32, "a bias shift of 32 in layer 1 cannot be computed with"},
       {"weights12", 12, 32, "a weight shift of 32 in layer 1 cannot be computed with"},
       {"weights12", 12, -1, "a weight shift of 255 in layer 1 cannot be computed with"},
-      {"weights23", 2, 4, "an output shift of 9 in layer 1 cannot be computed with"},
+      {"weights23", 237, 4, "an output shift of 30 in layer 1 cannot be computed with"},  // 11 - 237 + 256
       {"weights23", 12, 4, "an output shift of -1 in layer 1 cannot be computed with"},
       {"bias3", 32, 11, "a bias shift of 32 in layer 2 cannot be computed with"},
   };
@@ -153,7 +153,8 @@ TEST(DnnLoader, RefusesShiftsThatCannotBeComputedWith) {
 }
 
 TEST(DnnLoader, TakesShiftsAtTheEndsOfTheirRanges) {
-  for (const auto& [bias, weights, next_bias] : {std::tuple{8, 4, 4}, std::tuple{27, 4, 12}, std::tuple{16, 4, 12}}) {
+  for (const auto& [bias, weights, next_bias] :
+       {std::tuple{8, 4, 4}, std::tuple{27, 4, 12}, std::tuple{16, 4, 12}, std::tuple{16, 2, 31}}) {
     ModelSpec spec = SmallDnn();
     FindVariable(spec, "bias2")->nShift8 = bias;
     FindVariable(spec, "weights23")->nShift8 = weights;

@@ -262,6 +262,18 @@ TEST(Container, RefusesASectionThatIsShorterThanItsPrefix) {
   for (const size_t n : {size_t{0}, size_t{44}, size_t{59}}) EXPECT_EQ(Loaded(WriteContainer({{1, Bytes(n)}})).ret, 30002) << n;
 }
 
+TEST(Container, RefusesASectionThatIsShorterThanTheTypeInItsHeader) {
+  // The header begins at 384, its type word ends 48 bytes behind that.
+  const Bytes model = WriteModel(SmallDnn());
+  const auto cut = [&model](std::ptrdiff_t n) { return Bytes(model.begin(), model.begin() + n); };
+  TestLog log;
+  EXPECT_EQ(Loaded(WriteContainer({{1, cut(431)}})).ret, 30002);
+  EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, the header reaches beyond the end of a section", "ret", 30002), 1)
+      << log.Text();
+  EXPECT_EQ(log.Count("ResLoader_ftr::MLPResourceAddM | load resource err, ret = 30002"), 1) << log.Text();
+  EXPECT_EQ(Loaded(WriteContainer({{1, cut(432)}})).ret, 30011);
+}
+
 TEST(FileLoad, LogsThePreloadAndTheTimeAndLabelsByMd5) {
   const TempFolder folder;
   const Bytes bytes = WriteModel(SmallDnn());

@@ -136,11 +136,13 @@ TEST_F(ResMgr, AnUnknownTypeIsRefused) {
       << log_.Text();
 }
 
-TEST_F(ResMgr, AKnownTypeWithoutALoaderIsRefused) {
+using ResMgrCategoryDeathTest = ResMgr;
+
+TEST_F(ResMgrCategoryDeathTest, AKnownTypeWithoutALoaderStopsTheProcess) {
   const WREC_RES_SET key = {3, "IVEC"};
-  EXPECT_EQ(Add(key, model_), 30003);
-  EXPECT_EQ(log_.CountPart("Res_mgr::Res_add | resource type does not have a loader, szResType = IVEC nResID = 3"), 1) << log_.Text();
-  EXPECT_EQ(Add(key, model_), 30003);  // and not as one that is being added
+  EXPECT_DEATH(Add(key, model_), "");
+  const Bytes bytes(100);
+  EXPECT_DEATH(manager_->Res_addM(&key, bytes.data(), 100, nullptr, 0), "");
 }
 
 TEST_F(ResMgr, AKeyIsAddedOnce) {

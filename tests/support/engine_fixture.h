@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "log/log.h"
+#include "session/cfg_vad.h"
 #include "support/temp_folder.h"
 #include "wvad.h"
 
@@ -35,6 +36,8 @@ inline std::vector<int16_t> ReadPcm(const std::string& path) {
 class EngineTest : public ::testing::Test {
  protected:
   void SetUp() override {
+    // What an earlier test of this process configured would still hold.
+    DefaultCfg() = CFG_VAD();
     previous_ = std::filesystem::current_path();
     std::filesystem::current_path(folder_.path());
     folder_.write("test.cfu", "[logger]\nfile=" + folder_.file("test.log") + "\nlevel=all\nstyle=16\nflush=1\nhead=0\n");

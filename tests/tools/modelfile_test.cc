@@ -216,6 +216,24 @@ TEST(ReadModel, RefusesDamagedFiles) {
   Bytes cut = file;
   cut.pop_back();
   EXPECT_THAT(ErrorOf([&cut] { ReadModel(cut); }), HasSubstr("variable w reaches beyond the end of the file"));
+
+  const struct {
+    size_t offset;
+    std::string bytes;
+    const char* message;
+  } kRows[] = {
+      {384 + 12372, std::string("\xF9\xFF\xFF\xFF", 4), "the number of keys is -7"},
+      {384 + 12372, std::string("\x21\0\0\0", 4), "the number of keys is 33"},
+      {384 + 12376, std::string(16, '0'), "the text is not terminated of key 0"},
+      {384 + 12888, std::string(16, '0'), "the value is not terminated of key 0"},
+      {384 + 9300, std::string("words\0\0\0", 8), "an unknown data type"},
+      {384 + 9300 + 8 * (Tiny().variables.size() - 1), std::string("words\0\0\0", 8), "an unknown data type"},
+  };
+  for (const auto& row : kRows) {
+    Bytes damaged = file;
+    std::copy(row.bytes.begin(), row.bytes.end(), damaged.begin() + static_cast<std::ptrdiff_t>(row.offset));
+    EXPECT_THAT(ErrorOf([&damaged] { ReadModel(damaged); }), HasSubstr(row.message));
+  }
 }
 
 TEST(WriteContainer, ReadingBackIsTheIdentity) {

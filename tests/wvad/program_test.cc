@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the program finds, and how it is told what to do.
+#include <csignal>
+
 #include "wvad/program_fixture.h"
 
 namespace TSEG::tool {
@@ -109,10 +111,16 @@ TEST_F(Program, SentencesOfALiveSourceComeAtOnce) {
   std::string line;
   for (char c = 0; c != '\n' && read(from_child[0], &c, 1) == 1;) line += c;
   EXPECT_EQ(nlohmann::json::parse(line)["end"], 2.2);
+  // An interrupt closes the work in order, though the source stays open.
+  kill(child, SIGINT);
+  line.clear();
+  for (char c = 0; c != '\n' && read(from_child[0], &c, 1) == 1;) line += c;
+  EXPECT_EQ(nlohmann::json::parse(line)["stopped_by"], "interrupt");
   close(to_child[1]);
   close(from_child[0]);
   int status = 0;
   waitpid(child, &status, 0);
+  EXPECT_EQ(WEXITSTATUS(status), 10);
 }
 
 TEST_F(Program, SeveralFilesAreNamedAndOneBadFileSpoilsOnlyItself) {

@@ -55,8 +55,9 @@ ModelSpec Read(const ByteView& file, uint64_t offset, Shape shape) {
   using Parser = MlpResHeaderParser<Image>;
   auto header = std::make_unique<MlpResFileHeader<Image>>();
   if (!CopyHeader(file, offset, header.get())) throw std::runtime_error("the header reaches beyond the end of the file");
-  const std::string flaw = FindFlaw(*header);
-  if (!flaw.empty()) throw std::runtime_error(flaw);
+  for (const std::string& flaw : {FindFlaw(*header), FindKeyFlaw(*header)}) {
+    if (!flaw.empty()) throw std::runtime_error(flaw);
+  }
   ModelSpec spec;
   spec.shape = shape;
   spec.network_type = std::string(header->szMlpType, strnlen(header->szMlpType, sizeof header->szMlpType));
@@ -75,9 +76,10 @@ ModelSpec Read(const ByteView& file, uint64_t offset, Shape shape) {
       variable.nShift8 = header->nShift8[i];
       variable.nAux8 = header->nAux8[i];
     }
+    const int type = Parser::get_var_datatype(*header, variable.name.c_str());
+    if (MlpDataTypeBytes(type) == 0) throw std::runtime_error("variable " + variable.name + " has an unknown data type");
     const size_t n = static_cast<size_t>(variable.inner) * static_cast<size_t>(variable.outer);
-    GetData(Parser::get_var_datatype(*header, variable.name.c_str()), header->data.data() + Parser::var_offset(*header, i), n,
-            &variable.data);
+    GetData(type, header->data.data() + Parser::var_offset(*header, i), n, &variable.data);
     spec.variables.push_back(std::move(variable));
   }
   return spec;

@@ -12,6 +12,7 @@
 
 #include "wvad/failure.h"
 #include "wvad/resampler.h"
+#include "wvad/system.h"
 
 namespace TSEG::tool {
 namespace {
@@ -77,7 +78,7 @@ class StandardInput : public AudioSource {
     const size_t frame_bytes = 2 * static_cast<size_t>(channels_);
     bytes_.resize(count * frame_bytes);
     const size_t got = std::fread(bytes_.data(), 1, bytes_.size(), stdin);
-    if (got < bytes_.size() && std::ferror(stdin) != 0) {
+    if (got < bytes_.size() && std::ferror(stdin) != 0 && !Interrupted()) {
       throw Failure(ExitCode::kNoFile, std::string("-: standard input cannot be read: ") + std::strerror(errno));
     }
     const size_t frames = got / frame_bytes;

@@ -21,7 +21,8 @@ enum class ExitCode : int {
   kBadParameter = 6,  // --set: unknown name, or a value that is not one
   kBadModel = 7,      // the model is missing or unusable
   kOutput = 8,        // the output cannot be written
-  kEngine = 9         // the engine refused to go on
+  kEngine = 9,        // the engine refused to go on
+  kInterrupted = 10   // stopped by the user; what was found until then has been printed
 };
 
 class Failure : public std::runtime_error {

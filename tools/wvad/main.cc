@@ -32,6 +32,7 @@ constexpr const char* kFooter = R"(Exit codes:
   7  the model is missing or unusable
   8  the output cannot be written
   9  the engine refused to go on
+ 10  interrupted; what was found until then has been printed
 With several files the others are still worked on; the code is that of the first failure.)";
 
 constexpr const char* kSegmentFooter =

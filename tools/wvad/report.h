@@ -19,7 +19,7 @@ namespace TSEG::tool {
 struct FileEnd {
   int rate_hz = 16000;                  // of the sample numbers
   int64_t samples = 0;                  // heard
-  std::string reason = "end of audio";  // or "tail silence", "no speech"
+  std::string reason = "end of audio";  // or "tail silence", "no speech", "interrupt"
   bool endpoint = false;                // asked for; `reason` is worth telling
   std::vector<OtherResult> others;
 };

@@ -27,6 +27,8 @@
 namespace TSEG::tool {
 namespace {
 
+constexpr const char* kInterruptedReason = "interrupt";
+
 template <typename Number>
 std::optional<Number> ParseWhole(const std::string& text) {
   Number value{};
@@ -108,6 +110,7 @@ class Segmenter {
       if (failure.code() != ExitCode::kOutput) report.FailFile(failure.what());
       throw;
     }
+    if (Interrupted()) throw Failure(ExitCode::kInterrupted, name + ": interrupted");
     if (sentences == 0 && !options_.quiet) Advise(name, level);
   }
 
@@ -129,12 +132,13 @@ class Segmenter {
   template <typename Heard>
   FileEnd ToTheEnd(PcmStream& stream, const Recording::Sink& sink, const Heard& heard) {
     Recording recording(detector_, parameters_, rate_hz_, RenewalPolicy{}, sink);
-    for (std::vector<int16_t> piece; stream.Next(&piece);) {
+    for (std::vector<int16_t> piece; !Interrupted() && stream.Next(&piece);) {
       recording.Feed(piece);
       heard(piece);
     }
     recording.Finish();
     FileEnd end;
+    if (Interrupted()) end.reason = kInterruptedReason;
     end.rate_hz = rate_hz_;
     end.samples = recording.samples();
     end.others = recording.others();
@@ -154,7 +158,7 @@ class Segmenter {
         sink({found.begin_frame * frame_samples, found.end_frame * frame_samples, found.vol, found.trig, found.eg});
       }
     };
-    for (std::vector<int16_t> piece; !session.ended() && stream.Next(&piece);) {
+    for (std::vector<int16_t> piece; !session.ended() && !Interrupted() && stream.Next(&piece);) {
       session.Write(piece.data(), piece.size(), false);
       end.samples += static_cast<int64_t>(piece.size());
       pass_on();
@@ -166,6 +170,7 @@ class Segmenter {
     } else {
       session.Write(nullptr, 0, true);
       pass_on();
+      if (Interrupted()) end.reason = kInterruptedReason;
     }
     end.others = session.others();
     return end;
@@ -197,6 +202,7 @@ class Segmenter {
 }  // namespace
 
 ExitCode RunSegment(const SegmentOptions& options) {
+  RememberInterrupts();
   const ParameterPlan plan = PlanParameters(options.settings, options.endpoint);
   Engine engine(FindModel(options.model, options.models_dir), plan.configuration, ReadConfiguration(options.config));
   Detector detector(engine);
@@ -212,6 +218,7 @@ ExitCode RunSegment(const SegmentOptions& options) {
       if (failure.code() == ExitCode::kOutput) throw;
       std::fprintf(stderr, "wvad: %s\n", failure.what());
       if (result == ExitCode::kSuccess) result = failure.code();
+      if (Interrupted()) break;
     }
   }
   report->End();

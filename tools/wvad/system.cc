@@ -14,6 +14,11 @@
 #include "wvad/failure.h"
 
 namespace TSEG::tool {
+namespace {
+
+volatile sig_atomic_t interrupted = 0;
+
+}  // namespace
 
 bool IsTerminal(int descriptor) { return isatty(descriptor) == 1; }
 
@@ -30,6 +35,16 @@ std::string ProgramFolder() {
 }
 
 void IgnoreBrokenPipes() { signal(SIGPIPE, SIG_IGN); }
+
+void RememberInterrupts() {
+  struct sigaction action {};
+  action.sa_handler = [](int) { interrupted = 1; };
+  action.sa_flags = static_cast<int>(SA_RESETHAND);  // and no SA_RESTART: a read that waits has to return
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+bool Interrupted() { return interrupted != 0; }
 
 PrivateFolder::PrivateFolder() {
   const char* wanted = getenv("TMPDIR");

@@ -16,6 +16,10 @@ int TerminalWidth();
 std::string ProgramFolder();
 // A broken pipe on output shall be an error code of the write, not the end of the process.
 void IgnoreBrokenPipes();
+// From here on the first interrupt (Ctrl-C) or request to end does not end the process but is remembered, so that the work can be closed in
+// order; a read that waits returns. The second one ends the process.
+void RememberInterrupts();
+bool Interrupted();
 
 // A folder that only this user can look into, removed with its contents at the end. Throws Failure if there is no place for one.
 class PrivateFolder {
