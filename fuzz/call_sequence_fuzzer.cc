@@ -66,7 +66,8 @@ class Caller {
     const uint8_t choice = in_.Byte();
     WVadAudioSample piece = {};
     piece.len = choice < 24 ? kEdges[choice % std::size(kEdges)] : (choice < 128 ? in_.Word() : in_.Byte() * 2u);
-    piece.status = choice % 8 == 7 ? in_.Byte() : (choice % 16 == 6 ? WVAD_WRITE_LAST : WVAD_WRITE_CONTINUE);
+    piece.status = choice % 16 == 6 ? static_cast<uint32_t>(WVAD_WRITE_LAST) : static_cast<uint32_t>(WVAD_WRITE_CONTINUE);
+    if (choice % 8 == 7) piece.status = in_.Byte();
     // A length that is refused may say what it likes; one that is taken must have its bytes.
     const bool taken = piece.len <= kMaxLength && piece.len % 2 == 0;
     if (taken && samples_ + piece.len / 2 > kMaxSamples) return;

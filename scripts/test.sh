@@ -5,7 +5,7 @@
 #
 #   scripts/test.sh           all of it
 #   scripts/test.sh --quick   the plain build alone
-#   scripts/test.sh --clang   all of it, and a build with clang that runs nothing
+#   scripts/test.sh --clang   all of it, and a build of library and program with clang
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -43,10 +43,13 @@ step() {
   fi
 }
 
-# build PRESET [TARGET]
+# build PRESET [TARGET...]
 build() {
-  step "configure-$1" cmake --preset "$1"
-  step "build-$1" cmake --build --preset "$1" -j "$jobs" ${2:+--target "$2"}
+  preset=$1
+  shift
+  step "configure-$preset" cmake --preset "$preset"
+  if [ $# -gt 0 ]; then set -- --target "$@"; fi
+  step "build-$preset" cmake --build --preset "$preset" -j "$jobs" "$@"
 }
 
 build ci
@@ -62,4 +65,4 @@ step test-asan-ubsan ctest --preset asan-ubsan -j "$jobs" --no-tests=error
 build tsan wvad_threads_test
 step test-tsan ctest --preset tsan --no-tests=error
 
-if [ "$clang" = yes ]; then build clang; fi
+if [ "$clang" = yes ]; then build clang wvad_program wvad_example_sentences; fi

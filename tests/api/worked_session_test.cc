@@ -171,6 +171,14 @@ TEST_F(WorkedSessionTest, WholeUtteranceMeanFindsTheSameAtTheEnd) {
   EXPECT_EQ(SilLen(0), 346);
 }
 
+TEST_F(WorkedSessionTest, MeanTypeSetOnAnInstanceHasNoEffect) {
+  UpEnergy();
+  ASSERT_EQ(Set("wvad_param_cmn_type", "4"), 0);
+  ASSERT_EQ(wVadStart(inst_), 0);
+  WritePieces(Bursts(3, kOneBurst));
+  EXPECT_EQ(Endpoints(), (std::vector<int>{20, 170}));  // found while the audio comes, as with the type of the defaults
+}
+
 TEST_F(WorkedSessionTest, EveryFrameIsScoredOnceWhateverTheLength) {
   for (const char* model : {"models/dnn.bin", "models/lstm75.bin", "models/lstm40.bin"}) {
     std::vector<size_t> lengths = {0, 400, 799, 801, 48641};

@@ -38,7 +38,9 @@ size_t Rounded(size_t n, std::align_val_t alignment) {
 void* operator new(size_t n) { return Counted(std::malloc(n == 0 ? 1 : n)); }
 void* operator new[](size_t n) { return Counted(std::malloc(n == 0 ? 1 : n)); }
 void* operator new(size_t n, std::align_val_t a) { return Counted(std::aligned_alloc(static_cast<size_t>(a), Rounded(n == 0 ? 1 : n, a))); }
-void* operator new[](size_t n, std::align_val_t a) { return Counted(std::aligned_alloc(static_cast<size_t>(a), Rounded(n == 0 ? 1 : n, a))); }
+void* operator new[](size_t n, std::align_val_t a) {
+  return Counted(std::aligned_alloc(static_cast<size_t>(a), Rounded(n == 0 ? 1 : n, a)));
+}
 void operator delete(void* p) noexcept { Release(p); }
 void operator delete[](void* p) noexcept { Release(p); }
 void operator delete(void* p, size_t) noexcept { Release(p); }

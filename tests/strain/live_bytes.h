@@ -2,8 +2,8 @@
 //
 // How much memory is in use, in figures that equal states have in common.
 //
-// Linking live_bytes.cc replaces the program's operators new and delete by counting ones, except in a build with a sanitizer, whose own operators
-// find more than a count does.
+// Linking live_bytes.cc replaces the program's operators new and delete by counting ones, except in a build with a sanitizer, whose own
+// operators find more than a count does.
 #ifndef WVAD_STRAIN_LIVE_BYTES_H_
 #define WVAD_STRAIN_LIVE_BYTES_H_
 
@@ -27,7 +27,7 @@ inline constexpr bool kSanitized = false;
 
 struct MemoryInUse {
   int64_t objects = 0;  // bytes out of operator new: exact
-  int64_t heap = 0;     // bytes out of malloc, those of libraries in C among them; some KiB of it are what the allocator keeps for each thread
+  int64_t heap = 0;  // bytes out of malloc, those of libraries in C among them; some KiB of it are what the allocator keeps for each thread
 };
 MemoryInUse MeasureMemory();
 

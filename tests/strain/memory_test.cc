@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Memory over a long life: the engine up and down, instances made and destroyed, starts that fail, sessions that go on for an hour. Bounds are on the
-// memory that is in use, between two equal states: next to nothing for what is the engine's own, a little for what the allocator keeps. A build
-// with the address sanitizer does the same work in a shorter form under its leak check.
+// Memory over a long life: the engine up and down, instances made and destroyed, starts that fail, sessions that go on for an hour. Bounds
+// are on the memory that is in use, between two equal states: next to nothing for what is the engine's own, a little for what the allocator
+// keeps. A build with the address sanitizer does the same work in a shorter form under its leak check.
 #include <cmath>
 
 #include "strain/strain_support.h"
@@ -122,8 +122,8 @@ TEST_F(MemoryTest, InstancesAndSessionsComeAndGoWithoutGrowth) {
   if (kSanitized) GTEST_SKIP() << "ran " << kRounds << " rounds a model; memory is not measured under a sanitizer";
 }
 
-// Speech-like sound and pauses without an end, made as they are needed: 16000 Hz, a voice of 1.5 s, a pause of 2.5 s. The voice moves, so that no
-// two sentences are the same.
+// Speech-like sound and pauses without an end, made as they are needed: 16000 Hz, a voice of 1.5 s, a pause of 2.5 s. The voice moves, so
+// that no two sentences are the same.
 class EndlessAudio {
  public:
   void Next(std::vector<int16_t>* out) {
@@ -154,11 +154,12 @@ struct LongSessionCase {
   const char* model;
   const char* read_type;  // "0": features, "1": PCM
 };
+void PrintTo(const LongSessionCase& row, std::ostream* out) { *out << row.model << " read type " << row.read_type; }
 
 class LongSession : public StrainTest, public ::testing::WithParamInterface<LongSessionCase> {};
 
-// What a session keeps for good is the energy of each frame, two histories of it, and the tables of its sentences: below 64 bytes a frame. A frame that
-// is never freed would be 780.
+// What a session keeps for good is the energy of each frame, two histories of it, and the tables of its sentences: below 64 bytes a frame.
+// A frame that is never freed would be 780.
 TEST_P(LongSession, MemoryPerSecondOfAudioIsFlatWhileTheClientReads) {
   constexpr int kMinutes = kSanitized ? 2 : 60;
   UpQuiet(GetParam().model);

@@ -48,8 +48,10 @@ inline void Collect(WVADInst inst, Outcome* outcome) {
   }
 }
 
-// One whole session on an instance of its own: `pcm` in pieces of `samples`, read and asked for results after each. `parameters` are set first.
-inline Outcome RunSession(const std::vector<int16_t>& pcm, size_t samples, const std::vector<std::pair<std::string, std::string>>& parameters = {}) {
+// One whole session on an instance of its own: `pcm` in pieces of `samples`, read and asked for results after each. `parameters` are set
+// first.
+inline Outcome RunSession(const std::vector<int16_t>& pcm, size_t samples,
+                          const std::vector<std::pair<std::string, std::string>>& parameters = {}) {
   Outcome outcome;
   WVADInst inst = nullptr;
   outcome.codes.push_back(wVadCreateInst(&inst));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The engine's surroundings change while it runs: the log folder is removed, the disk is full, a configuration file is rewritten, the current folder
-// vanishes. No session may lose a result by it.
+// The engine's surroundings change while it runs: the log folder is removed, the disk is full, a configuration file is rewritten, the
+// current folder vanishes. No session may lose a result by it.
 #include <unistd.h>
 
 #include <atomic>
@@ -19,9 +19,8 @@ namespace fs = std::filesystem;
 class SurroundingsTest : public StrainTest {
  protected:
   // Everything that a session can write beside the log.
-  const std::vector<std::pair<std::string, std::string>> kAllOutputs = {{"wvad_param_isVadDegOn", "1"},
-                                                                        {"wvad_param_isDebugWatch", "1"},
-                                                                        {"VAD_PARAM_SID", "strain"}};
+  const std::vector<std::pair<std::string, std::string>> kAllOutputs = {
+      {"wvad_param_isVadDegOn", "1"}, {"wvad_param_isDebugWatch", "1"}, {"VAD_PARAM_SID", "strain"}};
   // What a session gives on a quiet machine.
   Outcome Expected(const char* model) {
     UpQuiet(model, "wvad_param_bKelOn = 1");
@@ -85,7 +84,8 @@ TEST_F(SurroundingsTest, FilesThatMayNotGrow) {
         bool good = true;
         for (int i = 0; i < 2; ++i) {
           const Outcome got = RunSession(SessionAudio(), 1600, kAllOutputs);
-          good = good && AllZero(got.codes) && got.endpoints == expected.endpoints && got.results == expected.results && got.read == expected.read;
+          good = good && AllZero(got.codes) && got.endpoints == expected.endpoints && got.results == expected.results &&
+                 got.read == expected.read;
         }
         good = good && wVadUninitialize() == 0 && fs::file_size(folder_.file("log/own.log")) == 4096;
         ::_exit(good ? 0 : 1);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Instances at once on one model: eight of them on four threads give what they give in turn. Run under the thread sanitizer this is also the proof
-// that nothing but what has a lock is shared.
+// Instances at once on one model: eight of them on four threads give what they give in turn. Run under the thread sanitizer this is also
+// the proof that nothing but what has a lock is shared.
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -26,7 +26,8 @@ std::vector<Job> Jobs() {
   const size_t length = SessionAudio().size() * (kSanitized ? 2 : 3) / 4;
   for (size_t i = 0; i < kInstances; ++i) {
     const size_t from = i * 2400;
-    jobs[i].pcm.assign(SessionAudio().begin() + static_cast<std::ptrdiff_t>(from), SessionAudio().begin() + static_cast<std::ptrdiff_t>(from + length));
+    jobs[i].pcm.assign(SessionAudio().begin() + static_cast<std::ptrdiff_t>(from),
+                       SessionAudio().begin() + static_cast<std::ptrdiff_t>(from + length));
     jobs[i].samples = 160 + 333 * i;
     jobs[i].parameters = {{"wvad_param_nReadType", i % 2 == 0 ? "0" : "1"}, {"VAD_PARAM_SID", "session" + std::to_string(i)}};
     if (i % 3 == 2) jobs[i].parameters.emplace_back("wvad_param_isPostProcessWinSlideOn", "1");
@@ -126,7 +127,8 @@ TEST_F(ThreadsTest, EverythingThatIsSharedAtOnce) {
   folder_.write("own.cfu", "[logger]\nfile=" + folder_.file("log/own.log") + "\nlevel=all\nmaxsize=65536\nmaxcount=3\nflush=1\n");
   ASSERT_EQ(srlog_open(folder_.file("own.cfu").c_str(), "logger", {"own.log", "Strain"}), 0);
   Up("models/lstm40.bin", "wvad_param_bKelOn = 1");
-  const std::vector<std::pair<std::string, std::string>> extra = {{"wvad_param_isVadDegOn", "1"}, {"wvad_param_debug_log_filename", "debug.txt"}};
+  const std::vector<std::pair<std::string, std::string>> extra = {{"wvad_param_isVadDegOn", "1"},
+                                                                  {"wvad_param_debug_log_filename", "debug.txt"}};
   const std::vector<Outcome> in_turn = RunInTurn(jobs, extra);
   const std::vector<Outcome> at_once = RunAtOnce(jobs, extra);
   for (size_t i = 0; i < jobs.size(); ++i) {

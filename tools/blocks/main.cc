@@ -38,7 +38,7 @@ constexpr const char* kUsage =
     "  --list FILE      more recordings, one path a line\n"
     "  --model TYPE     dnn_fb75 (blocks of 825, default), lstm_fb75 (300) or lstm_fb40 (160)\n"
     "  --centre         dnn_fb75: only the 75 values of the frame in the middle of each block\n"
-    "  --scores MODEL   instead of blocks, the score pairs of this dnn_fb75 model file: two values a row, speech first\n"
+    "  --scores MODEL   instead of blocks, the score pairs of this model file: two values a row, speech first\n"
     "  --half           write float16 instead of float32\n"
     "  --rate HZ        16000 (default), 8000 or 6000\n"
     "  --cmn-type N     mean removal 0 to 3 (default 0), or off\n"
@@ -114,9 +114,7 @@ Options Parse(int argc, char** argv) {
   }
   if (options.out.empty()) Fail("--out is missing, see --help");
   if (options.files.empty()) Fail("no recordings given, see --help");
-  if ((options.centre || !options.scores.empty()) && options.blocks.model_type != "dnn_fb75") {
-    Fail("--centre and --scores go with dnn_fb75 only");
-  }
+  if (options.centre && options.blocks.model_type != "dnn_fb75") Fail("--centre goes with dnn_fb75 only");
   if (options.centre && !options.scores.empty()) Fail("--centre and --scores exclude each other");
   return options;
 }

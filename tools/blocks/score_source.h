@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Score pairs of a "dnn_fb75" model for a recording, by the engine's own loader and forward pass, without the decision behind them.
+// Score pairs of a model for a recording, by the engine's own loader and forward passes, without the decision behind them.
 //
+// The pairs of a recurrent model stand at the frames that they belong to. A recording that is too short for a result has none.
 // One source serves one thread; the model may be shared between several.
 #ifndef WVAD_TOOLS_BLOCKS_SCORE_SOURCE_H_
 #define WVAD_TOOLS_BLOCKS_SCORE_SOURCE_H_
@@ -13,6 +14,7 @@
 
 #include "blocks/block_source.h"
 #include "nn/dnn_forward.h"
+#include "nn/lstm_forward.h"
 #include "res/res_mgr.h"
 
 namespace TSEG::blocks {
@@ -20,25 +22,40 @@ namespace TSEG::blocks {
 // A loaded model file.
 class ScoreModel {
  public:
-  // Null with a one-line reason in `*error` if the file is not a feed-forward model that the engine takes.
+  // Null with a one-line reason in `*error` if the file is not a model that the engine takes.
   static std::unique_ptr<ScoreModel> Load(const std::string& path, std::string* error);
+  // "dnn_fb75", "lstm_fb75" or "lstm_fb40", by what was loaded.
+  const std::string& type() const { return type_; }
+  // One of the two is null.
   const DnnModel* dnn() const { return link_->pDnn.get(); }
+  const LstmModel* lstm() const { return link_->pLstm.get(); }
+  // Frames of priming that the model asks for, 0 if it says nothing.
+  int priming_frames() const { return priming_frames_; }
 
  private:
   ScoreModel() = default;
   std::unique_ptr<HMMResourceLink> link_;
+  std::string type_;
+  int priming_frames_ = 0;
 };
 
 class ScoreSource {
  public:
+  // The model's type takes the place of that in `options`. A null model makes a source that must not run.
   ScoreSource(BlockOptions options, const ScoreModel* model);
 
   // Appends a pair a frame, speech first, to `*pairs`. The last frames of a recording have theirs too.
   void Run(const std::vector<int16_t>& samples, std::vector<float>* pairs);
 
  private:
+  void RunDnn(const std::vector<int16_t>& samples, std::vector<float>* pairs);
+  void RunLstm(const std::vector<int16_t>& samples, std::vector<float>* pairs);
+  // What a session does once its last block gave a result: pairs for the frames that the network still owes.
+  void EndOfAudio(std::vector<float>* pairs);
+
   BlockSource blocks_;
-  DnnForward forward_;
+  std::unique_ptr<DnnForward> dnn_;
+  std::unique_ptr<LstmForward> lstm_;
   const ScoreModel* model_;
 };
 

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Judges a "dnn_fb75" model file: what it finds, what it misses, and that none of its sums wraps.
+"""Judges a model file of any of the three kinds: what it finds, what it misses, and that none of its sums wraps.
 
-    evaluate_dnn.py --model FILE --blocks PATH/wvad-blocks --corpus DIR --data DIR --work DIR [--json FILE]
+    evaluate_model.py --model FILE --blocks PATH/wvad-blocks --corpus DIR --data DIR --work DIR [--json FILE]
 
 Sets: the mixed sessions of DIR/valid; the corpus's natural recordings and clean sentences (categories "natural" and "speech-sample"); the same
 mixed with its noise samples at 20, 10, 5 and 0 dB; and the noise samples alone. Scores are the engine's own (wvad-blocks --scores); the
@@ -26,8 +26,9 @@ import numpy as np
 from audio_corpus import HOP, SAMPLE_RATE, Corpus, mask_to_hops, read_audio, read_label_file, spans_to_mask
 from metrics import roc_auc
 from mix_sessions import db, rms
-from model_file import read_network
-from quantised_dnn import Counts, session_pairs
+from model_file import ModelFile, read_network
+import quantised_dnn
+import quantised_lstm
 
 THRESHOLD = 0.7
 ENERGY_FLOOR = 16.0
@@ -100,25 +101,45 @@ def mixed(clean, labels, noise, snr_db):
     return np.clip(np.round(clean + noise), -32768, 32767).astype(np.int16)
 
 
+def put(folder, group, name, samples):
+    path = os.path.join(folder, f"{group}__{name}.wav".replace(" ", "_"))
+    with wave.open(path, "wb") as out:
+        out.setnchannels(1)
+        out.setsampwidth(2)
+        out.setframerate(SAMPLE_RATE)
+        out.writeframes(samples.astype(np.int16).tobytes())
+    return path
+
+
+def build_extremes(folder):
+    """Audio that asks most of the arithmetic."""
+    os.makedirs(folder, exist_ok=True)
+    rng = np.random.default_rng(3)
+    n = 6 * SAMPLE_RATE
+    t = np.arange(n)
+    sounds = {"noise": rng.integers(-32768, 32768, n), "clicks": np.where(t % 3200 == 0, 32767, 0),
+              "alternating": np.where(t % 2 == 0, 32767, -32768), "constant": np.full(n, -32768)}
+    for hertz in (50, 440, 3900):
+        sounds[f"square {hertz}"] = np.where(np.sin(2 * np.pi * hertz * t / SAMPLE_RATE) >= 0, 32767, -32768)
+    half = t // (SAMPLE_RATE // 2) % 2 == 0
+    for name in list(sounds):
+        sounds[f"bursts of {name}"] = np.where(half, 0, sounds[name])
+    return [put(folder, "extreme", name, samples) for name, samples in sounds.items()]
+
+
 def build_sets(corpus, folder):
     """Writes all sample sets as WAV files; a list of (set, name, labels)."""
     os.makedirs(folder, exist_ok=True)
     items = []
 
-    def put(group, name, samples, labels):
-        path = os.path.join(folder, f"{group}__{name}.wav".replace(" ", "_"))
-        with wave.open(path, "wb") as out:
-            out.setnchannels(1)
-            out.setsampwidth(2)
-            out.setframerate(SAMPLE_RATE)
-            out.writeframes(samples.tobytes())
-        items.append((group, path, labels))
+    def add(group, name, samples, labels):
+        items.append((group, put(folder, group, name, samples), labels))
 
     noises = [(os.path.splitext(os.path.basename(r.path))[0], np.array(corpus.samples(r)), r)
               for r in corpus.recordings if r.category == "noise-sample"]
     for name, samples, recording in noises:
         if "voices" not in recording.subcategory:
-            put("noise alone", name, samples, np.zeros(len(samples) // HOP, np.uint8))
+            add("noise alone", name, samples, np.zeros(len(samples) // HOP, np.uint8))
     at = 0
     for category in ("natural", "speech-sample"):
         group = "natural" if category == "natural" else "clean"
@@ -127,12 +148,12 @@ def build_sets(corpus, folder):
             spans = read_label_file(os.path.join(corpus.root, recording.label))
             labels = mask_to_hops(spans_to_mask(spans, len(samples)))
             name = os.path.splitext(os.path.basename(recording.path))[0]
-            put(group, name, samples, labels)
+            add(group, name, samples, labels)
             for snr_db in SNRS_DB:
                 for _ in range(2 if category == "natural" else 1):
                     noise_name, noise, _ = noises[at % len(noises)]
                     at += 1
-                    put(f"{group} at {snr_db} dB", f"{name}__{noise_name}", mixed(samples, labels, noise, snr_db), labels)
+                    add(f"{group} at {snr_db} dB", f"{name}__{noise_name}", mixed(samples, labels, noise, snr_db), labels)
     return items
 
 
@@ -181,6 +202,52 @@ def run_blocks(program, out, paths, *options):
     subprocess.run([program, "--out", out, "--list", os.path.join(out, "list.txt"), "--jobs", "2", *options], check=True)
 
 
+class DnnReference:
+    """Compares pairs with the integers of a feed-forward network."""
+
+    def __init__(self, network):
+        self.network, self.counts = network, quantised_dnn.Counts()
+        self.options = ["--centre"]
+
+    def pairs(self, sessions):
+        return [quantised_dnn.session_pairs(self.network, x, self.counts) for x in sessions]
+
+    def summary(self):
+        return {"frames": self.counts.frames, "wraps": self.counts.wraps(), "greatest_sums": [round(x, 4) for x in self.counts.greatest_sum],
+                "worst_case_of_any_input": [round(x, 4) for x in self.network.worst_case()],
+                "clipped_weights": self.network.clipped_weights()}
+
+
+class LstmReference:
+    """Compares pairs with the integers of a recurrent network."""
+
+    def __init__(self, network, priming_frames):
+        self.network, self.counts, self.priming = network, quantised_lstm.Counts(), priming_frames // quantised_lstm.STACKED
+        self.options = ["--model", network.kind]
+
+    def pairs(self, sessions):
+        return quantised_lstm.run_sessions(self.network, sessions, self.counts, self.priming)
+
+    def summary(self):
+        form = quantised_lstm.form_of(self.network)
+        return {"steps": self.counts.steps, "wraps": self.counts.wraps(), "wrapped": self.counts.wrapped, "clipped": self.counts.clipped,
+                "greatest_shares": {place: round(share, 4) for place, share in self.counts.greatest.items()},
+                "clipped_weights": form.clipped_weights(), "products_that_can_clip": form.saturating()}
+
+
+def reference_of(path):
+    network, file = read_network(path), ModelFile(path)
+    return DnnReference(network) if file.kind == "dnn_fb75" else LstmReference(network, int(file.keys["3"]))
+
+
+def load_pairs(path):
+    """Pairs of the engine, not-a-number taken as silence, and how many of those there were."""
+    pairs = np.load(path)
+    broken = ~np.isfinite(pairs).all(axis=1)
+    pairs[broken] = [0.0, 1.0]
+    return pairs, int(broken.sum())
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--model", required=True)
@@ -193,7 +260,7 @@ def main():
     parser.add_argument("--files", action="store_true", help="one line for each natural recording as well")
     args = parser.parse_args()
 
-    network = read_network(args.model)
+    reference = reference_of(args.model)
     corpus = Corpus(args.corpus, os.path.join(args.work, "cache"), exclude_licence=None)
     items = build_sets(corpus, os.path.join(args.work, "audio"))
     samples_only = list(items)
@@ -205,20 +272,30 @@ def main():
             items.append((about, os.path.join(folder, "pcm", name + ".s16"), rows))
 
     paths = [path for _, path, _ in items]
+    everything = paths + build_extremes(os.path.join(args.work, "audio"))
     scores, frames = os.path.join(args.work, "scores"), os.path.join(args.work, "frames")
-    run_blocks(args.blocks, scores, paths, "--scores", args.model)
-    run_blocks(args.blocks, frames, paths, "--centre")
+    run_blocks(args.blocks, scores, everything, "--scores", args.model)
+    run_blocks(args.blocks, frames, everything, *reference.options)
 
-    tallies, counts, difference, per_file = {}, Counts(), 0.0, {}
+    def array_of(folder, path):
+        return os.path.join(folder, os.path.splitext(os.path.basename(path))[0] + ".npy")
+
+    difference, not_a_number = 0.0, 0
+    for first in range(0, len(everything), 256):
+        part = everything[first:first + 256]
+        for path, expected in zip(part, reference.pairs([np.load(array_of(frames, path)) for path in part])):
+            pairs, broken = load_pairs(array_of(scores, path))
+            not_a_number += broken
+            if not 0 <= len(pairs) - len(expected) <= 8:
+                raise SystemExit(f"{path}: {len(pairs)} pairs from the engine, {len(expected)} from the reference")
+            difference = max(difference, float(np.abs(expected - pairs[:len(expected)]).max(initial=0.0)))
+
+    tallies, per_file = {}, {}
     for group, path, labels in items:
         name = os.path.splitext(os.path.basename(path))[0] + ".npy"
-        pairs = np.load(os.path.join(scores, name))
+        pairs, _ = load_pairs(os.path.join(scores, name))
         if not len(pairs):
             continue
-        reference = session_pairs(network, np.load(os.path.join(frames, name)), counts)
-        if reference.shape != pairs.shape:
-            raise SystemExit(f"{path}: {len(pairs)} pairs from the engine, {len(reference)} from the reference")
-        difference = max(difference, float(np.abs(reference - pairs).max()))
         weights = np.full(len(labels), 100)
         if isinstance(group, dict):
             labels, weights = labels[:, 0], labels[:, 1]
@@ -243,10 +320,7 @@ def main():
 
     result = {"model": os.path.basename(args.model), "sets": {k: t.summary() for k, t in tallies.items()},
               "files": {k: t.summary() for k, t in per_file.items()},
-              "arithmetic": {"frames": counts.frames, "wraps": counts.wraps(),
-                             "greatest_sums": [round(x, 4) for x in counts.greatest_sum],
-                             "worst_case_of_any_input": [round(x, 4) for x in network.worst_case()],
-                             "clipped_weights": network.clipped_weights(), "greatest_difference_to_engine": difference}}
+              "arithmetic": {**reference.summary(), "greatest_difference_to_engine": difference, "pairs_not_a_number": not_a_number}}
     print(f"{'set':34} {'hours':>6} {'speech':>6}   {'error':>6} {'miss':>6} {'alarm':>6}   {'held error, miss, alarm':>24} {'auc':>7}")
 
     def order(key):
@@ -274,7 +348,7 @@ def main():
         with open(args.json, "w", encoding="utf-8") as handle:
             json.dump(result, handle, indent=1)
     # Scores may differ by the last bits of exp; anything more is a different network.
-    if counts.wraps() or difference > 1e-5:
+    if reference.counts.wraps() or difference > 1e-5:
         raise SystemExit("the arithmetic does not hold")
 
 
