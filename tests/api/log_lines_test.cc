@@ -82,7 +82,7 @@ TEST_F(LogLinesTest, CallsOnADownEngine) {
     expected.push_back("[ERR] " + std::string(row.name) + " | Engine hasn't init. WVAD_ERROR_NOT_INIT = 14002");
   }
   EXPECT_EQ(New(), expected);
-  UpEnergy();  // so that the fixture can free what it made here
+  ASSERT_EQ(wVadInitialize(nullptr), 0);  // so that the fixture can free the instance
 }
 
 TEST_F(LogLinesTest, EveryTimedCallHasItsPairAndTheTwoUntimedHaveNone) {
@@ -332,6 +332,8 @@ TEST_F(LogLinesTest, AudioQuality) {
   ASSERT_EQ(Write(nullptr, 0, WVAD_WRITE_LAST), 0);
   EXPECT_EQ(New(),
             (Lines{"[CRT] TSEG::wVadWriteNoAGC | audio time = 0 min.", "[CRT] TSEG::KelInst::GetLoopBufferData | audio time = 0 min."}));
+  ASSERT_EQ(wVadDestroyInst(inst_), 0);
+  inst_ = nullptr;
   ASSERT_EQ(wVadUninitialize(), 0);
   const Lines lines = New();
   EXPECT_EQ(lines.back(), "[VBS] wKelUninitialize | srlog_close succeed!");

