@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
+#include <typeinfo>
 
+#include "session/cfg_vad.h"
 #include "support/energy_model.h"
 #include "support/engine_fixture.h"
 
@@ -329,6 +331,39 @@ TEST_F(WorkedSessionTest, HalfTheRateHasItsFramesAtTheSameTimes) {
     EXPECT_NE(results[0].find("\"eg\":76."), std::string::npos) << results[0];
     ASSERT_EQ(wVadStop(inst_), 0);
   }
+}
+
+TEST_F(WorkedSessionTest, ExtremeValuesOfAnyParameterLeaveTheEngineUsable) {
+  UpEnergy();
+  const std::vector<int16_t> signal = Bursts(3, kOneBurst);
+  const char* const values[] = {"-2147483648", "-1", "0", "1", "2147483647", "inf", "nan", "-3e38"};
+  for (int position = 1; position < kParamNormalCount; ++position) {
+    for (const char* value : values) {
+      for (const char* sliding : {"0", "1"}) {
+        ASSERT_EQ(Set("wvad_param_isPostProcessWinSlideOn", sliding), 0);
+        try {
+          ASSERT_EQ(Set(ParamName(position), value), 0);
+        } catch (const std::bad_cast&) {
+          continue;  // not a value of this parameter's type
+        }
+        const int code = wVadStart(inst_);
+        EXPECT_TRUE(code == 0 || code == 14010) << ParamName(position) << " " << value;
+        for (size_t at = 0; code == 0 && at < signal.size(); at += 8000) {
+          Write(signal.data() + at, 8000, at + 8000 >= signal.size() ? WVAD_WRITE_LAST : WVAD_WRITE_CONTINUE);
+          EXPECT_LE(Read().len, 3145728u);
+          Results();
+          Endpoints();
+        }
+        ASSERT_EQ(wVadStop(inst_), 0);
+      }
+    }
+  }
+  // On another instance: the energy mode, once on, stays on for the life of a front end.
+  ASSERT_EQ(wVadDestroyInst(inst_), 0);
+  ASSERT_EQ(wVadCreateInst(&inst_), 0);
+  ASSERT_EQ(wVadStart(inst_), 0);
+  WritePieces(signal);
+  EXPECT_EQ(Endpoints(), (std::vector<int>{20, 170}));
 }
 
 TEST_F(WorkedSessionTest, MoreThanSixteenSentencesWithoutACallKeepTheSeventeenthAlone) {

@@ -160,6 +160,25 @@ TEST(DnnForward, FlushAfterThreeFramesComputesTwoRows) {
   EXPECT_EQ(out[0], out[2]);
 }
 
+TEST(DnnForward, RowBehindABlockReadsAsZero) {
+  // Columns 825 to 831 carry weights; a block of 825 leaves them at zero whatever stood there before, and no mean is taken off there.
+  TestDnn dnn({32});
+  for (int col = 825; col < 832; ++col) dnn.w0()[col] = 8192;
+  for (int i = 0; i < 75; ++i) dnn.model.pMean[i] = -1.0f;
+  dnn.model.pQuantFirst.aBiasShift[0][0] = 24;
+  dnn.w(1)[0] = 64;
+  DnnForward forward;
+  DnnForwardBind(&forward, &dnn.model);
+  for (float& v : forward.pBufA) v = 5.0f;
+  const std::vector<float> block = Block(1.0f);
+  ASSERT_TRUE(DnnForwardAddBlock(&forward, block.data(), 825, true));
+  float out[16];
+  int32_t stride = 0;
+  ASSERT_EQ(DnnForwardRead(&forward, out, &stride), 1);
+  // sigmoid(0) is 64 at 7 bits: 64 * 64 at 10 bits is 4.0 against 0.
+  EXPECT_NEAR(out[0], SpeechOf(4.0f, 0.0f), 1e-6);
+}
+
 TEST(DnnForward, FlushRightAfterAnEvenFrameYieldsOnePair) {
   TestDnn dnn({64});
   DnnForward forward;
