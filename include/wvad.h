@@ -150,6 +150,7 @@ WVAD_API int wVadUninitialize(void);
 WVAD_API int wVadSetParameter(WVADInst inst, const char* param, const char* paramValue);
 
 /* Reads a parameter as text into `nParamValue`, a buffer of `nValueLen` bytes, terminator included.
+ * "wkel_param_sid" is answered by the audio-quality component, where it is on, with up to 1024 bytes whatever `nValueLen` says.
  * Returns 0 (also for a normal parameter whose buffer is too small: the buffer is then untouched), 14012 (null), 14002, 14009 (unknown),
  * 14013 (buffer too small for a special name). */
 WVAD_API int wVadGetParameter(WVADInst inst, const char* param, char* nParamValue, int nValueLen);
@@ -179,7 +180,8 @@ WVAD_API int wVadAudioWrite(WVADInst inst, WVadAudioSample* audio);
  * Call until WVAD_READ_OVER after the last write. Returns 0, 14002, 14011, 14009 or 14004. */
 WVAD_API int wVadAudioRead(WVADInst inst, WVadAudioSample* audio);
 
-/* Writes begin and end frame of each closed sentence to `nEndPoints`, at most `nSize` integers; give an even size.
+/* Writes begin and end frame of each closed sentence to `nEndPoints`, pairs while fewer than `nSize` integers are written. Pairs are whole: give
+ * an even size, or room for one integer more.
  * Returns the count of integers written, 0 on every failure. */
 WVAD_API int wVadQueryEPInfo(WVADInst inst, int* nEndPoints, int nSize);
 

@@ -14,6 +14,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -36,7 +37,7 @@ class LibraryTest : public ::testing::Test {
     Configure("");
   }
   ~LibraryTest() override {
-    if (library_ != nullptr) Call("wVadUninitialize");
+    if (library_ != nullptr) Down();
     std::filesystem::current_path(previous_);
   }
 
@@ -44,15 +45,8 @@ class LibraryTest : public ::testing::Test {
   void Configure(const std::string& sections) { folder_.write("w_tseg.cfg", "[vad]\nwvad_param_model_name = m.bin\n" + sections); }
   void ConfigureLog(const std::string& entries) { folder_.write("lib/tseg.cfu", "[logger]\n" + entries); }
 
-  // Calls one of the functions that take no instance.
-  int Call(const char* name) {
-    if (library_ == nullptr) library_ = ::dlopen(folder_.file("lib/libwvad.so").c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library_ == nullptr) ADD_FAILURE() << ::dlerror();
-    auto function = reinterpret_cast<int (*)(void*)>(::dlsym(library_, name));
-    return function(nullptr);
-  }
-  int Up() { return Call("wVadInitialize"); }
-  int Down() { return Call("wVadUninitialize"); }
+  int Up() { return Function<int (*)(void*)>("wVadInitialize")(nullptr); }
+  int Down() { return Function<int (*)()>("wVadUninitialize")(); }
 
   std::string Log() const { return folder_.read("log/w_tseg.log"); }
   // The lines of the log without those that hold a part that differs from run to run.
@@ -73,6 +67,14 @@ class LibraryTest : public ::testing::Test {
   TempFolder folder_;
 
  private:
+  // One of the exported functions; loads the copy at its first use.
+  template <typename Pointer>
+  Pointer Function(const char* name) {
+    if (library_ == nullptr) library_ = ::dlopen(folder_.file("lib/libwvad.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library_ == nullptr) throw std::runtime_error(::dlerror());
+    return reinterpret_cast<Pointer>(::dlsym(library_, name));
+  }
+
   const std::filesystem::path previous_;
   void* library_ = nullptr;
 };
