@@ -31,10 +31,14 @@ void* Allocate(size_t bytes, size_t alignment) {
 
 void* operator new(size_t bytes) { return Allocate(bytes, 0); }
 void* operator new[](size_t bytes) { return Allocate(bytes, 0); }
+void* operator new(size_t bytes, const std::nothrow_t&) noexcept { return Allocate(bytes, 0); }
+void* operator new[](size_t bytes, const std::nothrow_t&) noexcept { return Allocate(bytes, 0); }
 void* operator new(size_t bytes, std::align_val_t alignment) { return Allocate(bytes, static_cast<size_t>(alignment)); }
 void* operator new[](size_t bytes, std::align_val_t alignment) { return Allocate(bytes, static_cast<size_t>(alignment)); }
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
 void operator delete(void* p, size_t) noexcept { std::free(p); }
 void operator delete[](void* p, size_t) noexcept { std::free(p); }
 void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
