@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """The pages keep up with the code: every parameter name is in docs/parameters.md and nothing else is, every code of the public header is in
-docs/api.md with its number, every long option of the program is in docs/cli.md and in the manual page, and relative links lead somewhere."""
+docs/api.md with its number, every long option of the program is in docs/cli.md and in the manual page, every test that docs/coverage.md names
+exists, and relative links lead somewhere."""
 import pathlib
 import re
 import sys
@@ -37,6 +38,15 @@ def problems(root):
         for page, words in (("docs/cli.md", text("docs/cli.md")), ("tools/wvad/wvad.1", manual)):
             if "--" + option not in words:
                 yield f"{page}: --{option} is missing"
+
+    tests = {}  # suite: its tests
+    for source in sorted(root.glob("tests/**/*.cc")):
+        for suite, test in re.findall(r"^TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\)", source.read_text(encoding="utf-8"), re.M):
+            tests.setdefault(suite, set()).add(test)
+    rows = "\n".join(line for line in text("docs/coverage.md").splitlines() if line.startswith("|"))
+    for suite, test in sorted(set(re.findall(r"`\w+\.(?:\w+/)?(\w+)(?:\.(\w+))?(?:/\w+)?`", rows))):
+        if suite[0].isupper() and (suite not in tests or (test and test not in tests[suite])):
+            yield f"docs/coverage.md: there is no test {suite}.{test}".rstrip(".")
 
     for page in sorted(root.glob("*.md")) + sorted(root.glob("docs/*.md")) + sorted(root.glob("*/*/README.md")):
         for target in re.findall(r"\]\(([^)#]+)(?:#[^)]*)?\)", page.read_text(encoding="utf-8")):
