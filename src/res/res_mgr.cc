@@ -32,6 +32,12 @@ struct KeyLess {
 
 std::string TypeText(const WREC_RES_SET& key) { return std::string(key.szResType, strnlen(key.szResType, sizeof key.szResType)); }
 
+// One line alone, which names the code itself.
+int RefuseNull(const char* function, const char* what) {
+  WVAD_LOG_ERROR("%s | para %s is NULL. %s = %d", function, what, "RES_MGR_ERROR_NULL_HANDLE", kResNullHandle);
+  return kResNullHandle;
+}
+
 // Runs an action at the end of a call, whichever way it ends.
 class AtEnd {
  public:
@@ -125,8 +131,7 @@ Res_mgr::~Res_mgr() {
 int Res_mgr::Res_add(const WREC_RES_SET* key, const char* szResURI, const WREC_RES_SET* deps, int nDeps) {
   const TraceScope scope("TSEG::Res_mgr::Res_add");
   if (szResURI == nullptr || key == nullptr) {
-    return WVAD_FAIL(kResNullHandle, "RES_MGR_ERROR_NULL_HANDLE", "%s | para %s is NULL. %s = %d", "Res_add",
-                     szResURI == nullptr ? "szResURI" : "key", "RES_MGR_ERROR_NULL_HANDLE", kResNullHandle);
+    return RefuseNull("Res_add", szResURI == nullptr ? "szResURI" : "key");
   }
   const std::string type = TypeText(*key);
   WVAD_LOG_INFO("ResAdd begin: szResType = %s nResID = %d, szResURI = %s", type.c_str(), key->nResID, szResURI);
@@ -156,8 +161,7 @@ int Res_mgr::Res_add(const WREC_RES_SET* key, const char* szResURI, const WREC_R
 int Res_mgr::Res_addM(const WREC_RES_SET* key, const void* data, long length, const WREC_RES_SET* deps, int nDeps) {
   const TraceScope scope("TSEG::Res_mgr::Res_addM");
   if (key == nullptr || data == nullptr || length < 0) {
-    return WVAD_FAIL(kResNullHandle, "RES_MGR_ERROR_NULL_HANDLE", "%s | para %s is NULL. %s = %d", "Res_addM",
-                     key == nullptr ? "key" : "data", "RES_MGR_ERROR_NULL_HANDLE", kResNullHandle);
+    return RefuseNull("Res_addM", key == nullptr ? "key" : "data");
   }
   const std::string type = TypeText(*key);
   WVAD_LOG_INFO("ResAdd begin: szResType = %s nResID = %d length=%ld", type.c_str(), key->nResID, length);
@@ -286,8 +290,7 @@ int Res_mgr::MarkForDelete(const WREC_RES_SET& key, const std::string& type) {
 
 int Res_mgr::Res_delete(const WREC_RES_SET* key_in) {
   if (key_in == nullptr) {
-    return WVAD_FAIL(kResNullHandle, "RES_MGR_ERROR_NULL_HANDLE", "%s | para %s is NULL. %s = %d", "Res_delete", "key",
-                     "RES_MGR_ERROR_NULL_HANDLE", kResNullHandle);
+    return RefuseNull("Res_delete", "key");
   }
   const WREC_RES_SET key = *key_in;  // the caller's may be that of the resource itself
   const std::string type = TypeText(key);

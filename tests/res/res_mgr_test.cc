@@ -105,10 +105,10 @@ TEST_F(ResMgr, SaysThatTheLoggerWasThere) {
   EXPECT_TRUE(srlog_exists());
 }
 
-TEST_F(ResMgr, ANullPathIsRefused) {
+TEST_F(ResMgr, ANullPathIsRefusedInOneLine) {
   EXPECT_EQ(manager_->Res_add(&mlp_, nullptr, nullptr, 0), 30004);
-  EXPECT_EQ(log_.Failures("Res_add | para szResURI is NULL. RES_MGR_ERROR_NULL_HANDLE = 30004", "RES_MGR_ERROR_NULL_HANDLE", 30004), 1)
-      << log_.Text();
+  EXPECT_EQ(log_.Count("Res_add | para szResURI is NULL. RES_MGR_ERROR_NULL_HANDLE = 30004"), 1) << log_.Text();
+  EXPECT_EQ(log_.CountPart("Error! The error string is -> "), 0) << log_.Text();
 }
 
 TEST_F(ResMgr, AFolderOrAMissingFileIsRefused) {
