@@ -3,6 +3,7 @@
 // DebugWatch: recording grows its buffer as needed; comparing walks a reference that is laid out like its file, data from offset 12 on.
 #include "session/debug_watch.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -31,21 +32,27 @@ using File = std::unique_ptr<std::FILE, FileCloser>;
 // Counts on, and stays at the greatest count once there.
 int32_t AddBytes(int32_t used, int32_t bytes) { return used > kMaxBytes - bytes ? kMaxBytes : used + bytes; }
 
-// The whole file into `data`, as many bytes as `data` has room for; a file that cannot be opened leaves `data` as it is.
+// The whole file into `data`, as many bytes as `data` has room for; a file that cannot be opened leaves `data` as it is. What has no length
+// is not opened at all: it may be a pipe, and then the opening would wait.
 void ReadRaw(const std::string& path, std::vector<uint8_t>* data) {
+  if (data->empty()) return;
   const File file(std::fopen(path.c_str(), "rb"));
-  if (file && !data->empty()) (void)!std::fread(data->data(), 1, data->size(), file.get());
+  if (file) (void)!std::fread(data->data(), 1, data->size(), file.get());
 }
 
-// The data of the dump `path` behind a gap of 12 bytes; the gap alone for a file that cannot be parsed.
-void ReadHtk(const std::string& path, std::vector<uint8_t>* data) {
+// The data of the dump `path` behind a gap of 12 bytes; the gap alone for a file that cannot be parsed. Gives the size by the dump's
+// header, gap included: a dump that was cut short is the smaller one in `data`, and what is missing differs from anything.
+uint32_t ReadHtk(const std::string& path, std::vector<uint8_t>* data) {
   htk::HtkFile htk_file;
   htk::HTK_parse(&htk_file, path.c_str());
   const std::unique_ptr<void, decltype(&std::free)> owner(htk_file.pData, &std::free);
   const size_t bytes =
       htk_file.pData == nullptr ? 0 : static_cast<size_t>(htk_file.nElements) * static_cast<size_t>(htk::ElementBytes(htk_file.nType));
-  data->assign(static_cast<size_t>(kDataAt) + bytes, 0);
-  if (bytes != 0) std::memcpy(data->data() + kDataAt, htk_file.pData, bytes);
+  const uint64_t in_file = platform::FileSize(path).value_or(0);
+  const size_t held = in_file > static_cast<uint64_t>(kDataAt) ? std::min<size_t>(bytes, in_file - static_cast<uint64_t>(kDataAt)) : 0;
+  data->assign(static_cast<size_t>(kDataAt) + held, 0);
+  if (held != 0) std::memcpy(data->data() + kDataAt, htk_file.pData, held);
+  return static_cast<uint32_t>(static_cast<size_t>(kDataAt) + bytes);
 }
 
 // The second form of a dump: header in the machine's byte order, data as it is.
@@ -90,8 +97,7 @@ void DebugWatch::arm(const std::string& session, bool on) {
         pData.assign(nFileSize, 0);
         ReadRaw(path, &pData);
       } else {
-        ReadHtk(path, &pData);
-        nFileSize = static_cast<uint32_t>(pData.size());
+        nFileSize = ReadHtk(path, &pData);
       }
     } catch (const std::bad_alloc&) {
       pData = std::vector<uint8_t>();  // a reference too large to hold: everything differs from it

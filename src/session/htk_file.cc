@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Reader and writer of HTK dumps. The reader takes any file: every extent that a header states is checked against the file first.
+// Reader and writer of HTK dumps. The reader takes any file: a header that promises more than can be is refused, and where the file is
+// shorter than promised, zeros stand for the rest.
 #include "session/htk_file.h"
 
 #include <cstdio>
@@ -8,7 +9,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -69,11 +69,12 @@ int32_t ElementBytes(int32_t nType) {
 
 int HTK_parse(HtkFile* out, const char* path) {
   *out = HtkFile();
-  const std::optional<uint64_t> file_size = platform::FileSize(path);
-  const File file(std::fopen(path, "rb"));
-  if (!file || !file_size) return WVAD_FAIL(-1, "-1", "%s | Open file %s error", "htk::HTK_parse", path);
+  if (!platform::IsReadable(path)) return WVAD_FAIL(-1, "-1", "%s | Open file %s error", "htk::HTK_parse", path);
+  // A pipe has no length, and is not opened: that would wait for its other end.
+  const bool has_header = platform::FileSize(path).value_or(0) >= kHtkHeaderBytes;
+  const File file(has_header ? std::fopen(path, "rb") : nullptr);
   uint8_t header[kHtkHeaderBytes];
-  if (*file_size < sizeof(header) || std::fread(header, 1, sizeof(header), file.get()) != sizeof(header)) {
+  if (!file || std::fread(header, 1, sizeof(header), file.get()) != sizeof(header)) {
     return WVAD_FAIL(-1, "-1", "%s | File %s is too short", "htk::HTK_parse", path);
   }
   out->nSamples = static_cast<int32_t>(LoadBig32(header));
@@ -84,16 +85,14 @@ int HTK_parse(HtkFile* out, const char* path) {
   out->nElements = Low32(promised / 4);
   const int64_t element = ElementBytes(out->nType);
   if (element == 0) return WVAD_FAIL(-1, "-1", "htk data type error :%d", out->nType);
-  // The element count is in fours whatever the type: narrow types give a part of the data, and 8-byte types ask for twice what there is,
-  // the second half of which reads as zeros.
+  // The element count is in fours whatever the type: narrow types give a part of the data, and 8-byte types ask for twice what there is.
   const int64_t wanted = promised / 4 * element;
-  if (promised < 0 || static_cast<uint64_t>(promised) > *file_size - sizeof(header) ||
-      wanted > std::numeric_limits<int32_t>::max() - kHtkHeaderBytes) {
-    return WVAD_FAIL(-1, "-1", "%s | File %s does not hold %d records of %u bytes", "htk::HTK_parse", path, out->nSamples, record_bytes);
+  if (promised < 0 || wanted > std::numeric_limits<int32_t>::max() - kHtkHeaderBytes) {
+    return WVAD_FAIL(-1, "-1", "%s | File %s cannot hold %d records of %u bytes", "htk::HTK_parse", path, out->nSamples, record_bytes);
   }
   uint8_t* data = static_cast<uint8_t*>(std::calloc(static_cast<size_t>(wanted) + 1, 1));
   if (data == nullptr) return WVAD_FAIL(-1, "-1", "%s | No memory for file %s", "htk::HTK_parse", path);
-  // A file that shrinks meanwhile leaves zeros.
+  // Elements that the file does not hold stay zero.
   const size_t got = std::fread(data, 1, static_cast<size_t>(wanted), file.get());
   if (out->nType == 4) SwapElements4(data, got / 4);
   out->pData = data;

@@ -30,7 +30,8 @@ struct HtkFile {
 // Bytes of one element of type `nType`, 0 for a code outside the table.
 int32_t ElementBytes(int32_t nType);
 
-// Reads the file `path`. 0, or -1 with no data: the file cannot be opened, its type is unknown, or it does not hold what its header says.
+// Reads the file `path`. 0, or -1 with no data: the file cannot be opened or has no header, its type is unknown, or no file can hold what
+// its header says. What is missing of a file that was cut short reads as zeros.
 int HTK_parse(HtkFile* out, const char* path);
 
 // Writes `nBytes` of elements of type `nType` at `data` as records of `nPerRecord` elements. 0 or -1.

@@ -4,6 +4,7 @@
 #include "session/debug_watch.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstring>
 #include <limits>
@@ -263,6 +264,34 @@ TEST_F(DebugWatchTest, ForeignReferencesAreComparedWithinTheirBytes) {
   EXPECT_NE(Log().find("Debug watch err, file=TsegInputWav_f.sub_0.txt file_size = -11 len=8 used=16\n"), std::string::npos);
   EXPECT_NE(Log().find("Debug watch err, file=TsegInputWav_f.sub_0.txt file_size = 1 len=8 used=0\n"), std::string::npos);
   EXPECT_NE(Log().find("Debug watch err, file=TsegOutputWav_f.sub_0.txt file_size = 0 len=8 used=0\n"), std::string::npos);
+}
+
+TEST_F(DebugWatchTest, DumpThatWasCutShortComparesAsFarAsItGoes) {
+  const float values[4] = {1.0F, 2.0F, 3.0F, 4.0F};
+  const std::string path = "TsegOutputWav_a.wav.sub_0.txt";
+  {
+    DebugWatch watch("TsegOutputWav", 4);
+    watch.arm("a.wav", true);
+    watch.add(values, sizeof values);
+    watch.stop();
+  }
+  folder_.write(path, folder_.read(path).substr(0, 12 + 8));
+  DebugWatch watch("TsegOutputWav", 4);
+  watch.arm("a.wav", true);
+  EXPECT_EQ(watch.nFileSize, 28u);
+  watch.add(values, 8);
+  EXPECT_EQ(Log(), "");
+  watch.add(values + 2, 8);
+  watch.stop();
+  EXPECT_EQ(Log(), "Debug watch err, file=" + path + " len=8 used=8\n");
+}
+
+TEST_F(DebugWatchTest, PipeOfThatNameIsNotWaitedFor) {
+  ASSERT_EQ(::mkfifo(kInput, 0600), 0);
+  DebugWatch watch("TsegInputWav", 2);
+  watch.arm("a.wav", true);
+  EXPECT_EQ(watch.nMode, 1u);
+  EXPECT_EQ(watch.nFileSize, 0u);
 }
 
 TEST_F(DebugWatchTest, FolderThatIsNotThereLosesTheRecordingAlone) {

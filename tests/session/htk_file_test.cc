@@ -4,6 +4,7 @@
 #include "session/htk_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -143,14 +144,13 @@ TEST_F(HtkFileTest, UnknownTypeIsNotRead) {
   EXPECT_EQ(Log(), "htk data type error :10\nError! The error string is -> -1 = -1\n");
 }
 
-TEST_F(HtkFileTest, FilesThatDoNotHoldWhatTheySayAreRefused) {
+TEST_F(HtkFileTest, FilesThatCannotHoldWhatTheySayAreRefused) {
   const struct {
     const char* name;
     std::string bytes;
   } rows[] = {
       {"empty", ""},
       {"half a header", Header(1, 4, 4, 9).substr(0, 11)},
-      {"a record short", Header(2, 4, 4, 9) + "abcdefg"},
       {"negative count", Header(0xFFFFFFFFu, 4, 4, 9) + "abcd"},
       {"lowest count", Header(0x80000000u, 4, 0xFFFF, 9) + "abcd"},
       {"huge count", Header(0x7FFFFFFFu, 4, 0xFFFF, 9) + "abcd"},
@@ -162,6 +162,21 @@ TEST_F(HtkFileTest, FilesThatDoNotHoldWhatTheySayAreRefused) {
     EXPECT_EQ(file.ret, -1) << row.name;
     EXPECT_EQ(file.pData, nullptr) << row.name;
   }
+}
+
+TEST_F(HtkFileTest, DumpThatWasCutShortIsReadAsFarAsItGoes) {
+  folder_.write("a.htk", Header(3, 4, 4, 9) + "abcdefgh");
+  const Parsed file("a.htk");
+  ASSERT_EQ(file.ret, 0);
+  EXPECT_EQ(file.nElements, 3);
+  EXPECT_EQ(std::memcmp(file.pData, "dcbahgfe\0\0\0\0", 12), 0);
+  EXPECT_EQ(Log(), "");
+}
+
+TEST_F(HtkFileTest, PipeIsNotWaitedFor) {
+  ASSERT_EQ(::mkfifo("a.htk", 0600), 0);
+  const Parsed file("a.htk");
+  EXPECT_EQ(file.ret, -1);
 }
 
 TEST_F(HtkFileTest, DumpWithoutRecordsIsRead) {
