@@ -41,6 +41,13 @@ SentenceView LookAt(const SentenceTable& table, uint32_t i) {
 bool HasSideB(const TsegInst& inst) { return inst.pCfg->wvad_param_vad_AgcOn && inst.pWavB && inst.pFeaB; }
 bool ReadsSideB(const TsegInst& inst) { return HasSideB(inst) && inst.pCfg->wvad_param_vad_ReadAGC; }
 
+// Whether the frames taken so far fit the read buffer.
+bool TakenFit(const TsegInst& inst) {
+  const bool pcm = inst.pCfg->wvad_param_nReadType != 0;
+  const size_t frame_bytes = pcm ? (ReadsSideB(inst) ? inst.pWavB : inst.pWavA)->nFrameBytes : kFeatureBytes;
+  return inst.pReadCmn->taken.size() * frame_bytes <= inst.pReadBuf.size();
+}
+
 // The machine: status and frame of the record, the next state, and the frames taken in on the way.
 void RunMachine(TsegInst* inst, const SentenceView& sentence, int32_t from, uint32_t* i, WVadAudioSample* audio) {
   const auto take_frames = [&] {
@@ -49,6 +56,13 @@ void RunMachine(TsegInst* inst, const SentenceView& sentence, int32_t from, uint
     inst->pReadCmn->takeReady(inst->pReadCmn->taken);
   };
   const auto end_sentence = [&] {
+    if (!TakenFit(*inst)) {
+      // The sentence has ended, but not with this piece: the rest of it waits for the next read, and so does its end.
+      audio->nFrame = inst->pReadCmn->taken.front();
+      audio->status = WVAD_READ_GOON;
+      inst->nReadState = kInside;
+      return;
+    }
     audio->nFrame = sentence.end;
     if (sentence.count > *i) {
       ++*i;

@@ -107,7 +107,13 @@ void FlushTwoBlocks(TsegInst* inst, int32_t nPadded) {
   }
 }
 
-bool SessionOver(const TsegInst& inst) { return inst.bAudioFinish || inst.bTimeOut; }
+// Whether frames of the last push are still to come: the ring had no room for all of them, and the loop runs again within the same write.
+bool MoreToCome(const TsegInst& inst) {
+  return inst.pFrontEndA->bMore || (inst.pCfg->wvad_param_vad_AgcOn && inst.pFrontEndB != nullptr && inst.pFrontEndB->bMore);
+}
+
+// The session is over and the loop has run for the last time in this write: what the network still holds will not be asked for.
+bool NetworkIsDone(const TsegInst& inst) { return (inst.bAudioFinish || inst.bTimeOut) && !MoreToCome(inst); }
 
 }  // namespace
 
@@ -125,7 +131,7 @@ int wReadProcessDnnFea(TsegInst* inst, bool bLast) {
       if (WalkEnds(*inst, DecideFrame(inst, block.Pair(i * block.stride), block.stride))) break;
     }
   }
-  if (SessionOver(*inst)) DnnForwardForget(forward);
+  if (NetworkIsDone(*inst)) DnnForwardForget(forward);
   return 0;
 }
 
@@ -145,7 +151,7 @@ int wReadProcessLstmFea(TsegInst* inst, bool bLast) {
     WalkLstmBlock(inst, block);
     if (bLast && bEof) RepeatLastPair(inst, block, nPadded);
   }
-  if (SessionOver(*inst)) LstmForwardClearAll(forward);
+  if (NetworkIsDone(*inst)) LstmForwardClearAll(forward);
   return 0;
 }
 
@@ -169,7 +175,7 @@ int wReadProcessLstmFea40(TsegInst* inst, bool bLast) {
     WalkLstmBlock(inst, block);
     if (bLast && bEof) FlushTwoBlocks(inst, nPadded);
   }
-  if (SessionOver(*inst)) LstmForwardClearAll(forward);
+  if (NetworkIsDone(*inst)) LstmForwardClearAll(forward);
   return 0;
 }
 

@@ -377,14 +377,46 @@ TEST_F(ReadPathTest, FeaturesThatDoNotFitWaitForTheNextRead) {
   EXPECT_EQ(audio_.len, 3145480u);
   EXPECT_EQ(values_, Range(20, 6858));
   Close(15020);
-  EXPECT_EQ(Read(), 3u);
-  EXPECT_EQ(audio_.nFrame, 15020);  // 14920 would be free to go, but the frames from 13696 on wait
+  EXPECT_EQ(Read(), 2u);
+  EXPECT_EQ(audio_.nFrame, 6858);
   EXPECT_EQ(values_, Range(6858, 13696));
-  EXPECT_EQ(Read(), 0u);
-  EXPECT_EQ(audio_.nFrame, -1);
+  EXPECT_EQ(Read(), 3u);
+  EXPECT_EQ(audio_.nFrame, 15020);
   EXPECT_EQ(values_, Range(13696, 15020));
   EXPECT_EQ(Read(), 0u);
+  EXPECT_EQ(audio_.nFrame, -1);
   EXPECT_EQ(audio_.len, 0u);
+}
+
+TEST_F(ReadPathTest, EndOfTheSessionWaitsForFramesThatDoNotFit) {
+  // 30000 frames are four buffers and a part of the fifth.
+  AddFrames(30000);
+  Open(0, 30000);
+  Close(30000);
+  inst_.bAudioFinish = 1;
+  EXPECT_EQ(Read(), 1u);
+  EXPECT_EQ(values_, Range(0, 6838));
+  for (int piece = 1; piece < 4; ++piece) {
+    EXPECT_EQ(Read(), 2u);
+    EXPECT_EQ(audio_.nFrame, piece * 6838);
+    EXPECT_EQ(values_, Range(piece * 6838, (piece + 1) * 6838));
+  }
+  EXPECT_EQ(Read(), 3u);
+  EXPECT_EQ(audio_.nFrame, 30000);
+  EXPECT_EQ(values_, Range(27352, 30000));
+  EXPECT_EQ(Read(), 4u);
+  EXPECT_EQ(audio_.len, 0u);
+  EXPECT_EQ(Read(), 0u);
+}
+
+TEST_F(ReadPathTest, PieceThatFitsToTheLastFrameEndsTheSentence) {
+  AddFrames(13676);
+  Open(0, 6838);
+  EXPECT_EQ(Read(), 1u);
+  Close(13676);
+  EXPECT_EQ(Read(), 3u);
+  EXPECT_EQ(audio_.nFrame, 13676);
+  EXPECT_EQ(values_, Range(6838, 13676));
 }
 
 TEST_F(ReadPathTest, PcmThatDoesNotFitComesBesideTheNextSentence) {

@@ -74,6 +74,20 @@ class WorkedSessionTest : public EngineTest {
 // Half a second of silence, a burst of one second, silence to 5 s: 496 frames. Rise at 50, fall at 150, end found at 190.
 const std::vector<std::pair<double, double>> kOneBurst = {{0.5, 1.5}};
 
+TEST_F(WorkedSessionTest, WholeUtteranceMeanLetsLongSessionsGoAsIfTheRingHadNoEnd) {
+  // The mean of type 4 lets all 497 frames go in one push, more than the ring holds. Fall at 100, end found at 140 with a silence of 41
+  // frames: it passes the tail of 50 at frame 150, which is in the batch of frames 144 to 151. From there each batch brings one frame of
+  // silence before its walk ends: 43 whole ones up to frame 495, and the last frame alone.
+  UpEnergy("wvad_param_cmn_type=4");
+  ASSERT_EQ(Set("wvad_param_nSpeechTailMS", "500"), 0);
+  ASSERT_EQ(wVadStart(inst_), 0);
+  const std::vector<int16_t> signal = Bursts(5.01, {{0.5, 1.0}});
+  ASSERT_EQ(Write(signal.data(), signal.size(), WVAD_WRITE_LAST), 0);
+  EXPECT_EQ(Endpoints(), (std::vector<int>{20, 120}));
+  EXPECT_EQ(SilLen(0), 50);
+  EXPECT_EQ(Get("wvad_para_nTimeSilTail"), "950");
+}
+
 TEST_F(WorkedSessionTest, BurstIsOneSentenceWithItsMargins) {
   UpEnergy();
   ASSERT_EQ(Set("wvad_param_nSpeechTailMS", "100000"), 0);

@@ -131,7 +131,7 @@ class FrameLoops : public ::testing::Test {
   void Make(CFG_VAD cfg) {
     cfg.wvad_param_isVadDegOn = true;  // the score trace tells which pairs were decided on
     inst_ = MakeInst(cfg);
-    inst_->eScore.assign(20000, kLoud);
+    inst_->eScore = std::vector<float>(20000, kLoud);
     inst_->pFrontEndA = std::make_unique<FrontEndChannel>();
     inst_->pFrontEndB = std::make_unique<FrontEndChannel>();
     inst_->pDnn = std::make_unique<DnnForward>();
@@ -221,6 +221,19 @@ TEST_F(FrameLoops, DnnForgetsThePartialBatchOnceTheSessionIsOver) {
   inst_->bAudioFinish = 1;
   wReadProcessDnnFea(inst_.get(), false);
   EXPECT_EQ(CountCalls("forget"), 2);
+}
+
+TEST_F(FrameLoops, NetworkIsLeftAloneWhileFramesOfThePushAreStillToCome) {
+  inst_->bAudioFinish = 1;
+  inst_->pFrontEndA->bMore = true;
+  wReadProcessDnnFea(inst_.get(), false);
+  wReadProcessLstmFea(inst_.get(), false);
+  wReadProcessLstmFea40(inst_.get(), false);
+  EXPECT_EQ(CountCalls("forget"), 0);
+  EXPECT_EQ(CountCalls("clear all"), 0);
+  inst_->pFrontEndA->bMore = false;
+  wReadProcessDnnFea(inst_.get(), true);
+  EXPECT_EQ(CountCalls("forget"), 1);
 }
 
 TEST_F(FrameLoops, TailBeforeAnySpeechLeavesTheWalkRunning) {
