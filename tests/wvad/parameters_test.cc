@@ -73,6 +73,30 @@ TEST(Parameters, ThoseOfTheModelAreRefused) {
   }
 }
 
+TEST(Parameters, CommandsThatReadDecideWhatIsRead) {
+  EXPECT_THAT(PlanParameters({}, false, Handout::kPcm).session, Contains(Pair("wvad_param_nReadType", "1")));
+  EXPECT_THAT(PlanParameters({}, false, Handout::kFeatures).session, Contains(Pair("wvad_param_nReadType", "0")));
+  for (const char* setting : {"wvad_param_nReadType=0", "wvad_param_readtype=1"}) {
+    EXPECT_THROW(PlanParameters({setting}, false, Handout::kPcm), Failure) << setting;
+    EXPECT_THROW(PlanParameters({setting}, false, Handout::kFeatures), Failure) << setting;
+    EXPECT_EQ(Refusal({setting}, false), "taken");
+  }
+}
+
+TEST(Parameters, ThoseOfTheQualityComponentGoToItsSection) {
+  const ParameterPlan plan =
+      PlanParameters({"wkel_param_snr_threshold=3", "wkel_param_cur_threshold=0.1", "wkel_param_snr_threshold=5.5"}, false);
+  // The component takes the first of a name, so the last setting stands first.
+  const ParameterList expected = {
+      {"wkel_param_snr_threshold", "5.5"}, {"wkel_param_cur_threshold", "0.1"}, {"wkel_param_snr_threshold", "3"}};
+  EXPECT_EQ(plan.quality, expected);
+  EXPECT_TRUE(plan.configuration.empty());
+  EXPECT_THAT(PlanParameters({}, false, Handout::kNothing, true).configuration, Contains(Pair("wvad_param_bKelOn", "1")));
+  EXPECT_THAT(Refusal({"wkel_param_cur_threshold=a"}, false), HasSubstr("is not a number"));
+  EXPECT_THAT(Refusal({"wkel_param_cur_threshold="}, false), HasSubstr("is not a number"));
+  EXPECT_THAT(Refusal({"wkel_param_sampleRate=0"}, false), HasSubstr("is not 16000, 8000 or 6000"));
+}
+
 TEST(Parameters, SettingWithoutNameOrEqualsIsRefused) {
   EXPECT_THAT(Refusal({"wvad_param_nFrameGap"}, false), HasSubstr("NAME=VALUE"));
   EXPECT_THAT(Refusal({"=3"}, false), HasSubstr("NAME=VALUE"));

@@ -7,10 +7,13 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
@@ -35,11 +38,12 @@ struct Outcome {
 
 class Program : public ::testing::Test {
  protected:
-  // Runs `wvad segment --model <energy model>` with `arguments`.
-  Outcome Segment(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), {"segment", "--model", WVAD_TEST_MODEL});
+  // Runs `wvad <command> --model <energy model>` with `arguments`.
+  Outcome Run(const std::string& command, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {command, "--model", WVAD_TEST_MODEL});
     return Call(arguments);
   }
+  Outcome Segment(std::vector<std::string> arguments) { return Run("segment", std::move(arguments)); }
 
   Outcome Call(const std::vector<std::string>& arguments) {
     const std::string in = input_.empty() ? "/dev/null" : folder_.write("stdin", input_);
@@ -53,6 +57,11 @@ class Program : public ::testing::Test {
       dup2(err_fd, 2);
       if (!current_.empty() && chdir(current_.c_str()) != 0) _exit(98);
       if (remove_current_) rmdir(current_.c_str());
+      if (file_size_limit_ > 0) {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit = {file_size_limit_, file_size_limit_};
+        setrlimit(RLIMIT_FSIZE, &limit);
+      }
       std::vector<char*> argv = {const_cast<char*>("wvad")};
       for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
       argv.push_back(nullptr);
@@ -69,6 +78,23 @@ class Program : public ::testing::Test {
     const std::string path = folder_.file(name);
     WriteAudio(path, Bursts(length_s, spans, rate_hz), rate_hz);
     return path;
+  }
+
+  // Runs `call` in a process in which no file may grow beyond `bytes`: a stand-in for a full disk.
+  template <typename Function>
+  Outcome WithFileSizeLimit(size_t bytes, const Function& call) {
+    file_size_limit_ = bytes;
+    const Outcome run = call();
+    file_size_limit_ = 0;
+    return run;
+  }
+
+  // The names in a folder, sorted.
+  static std::vector<std::string> Names(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
   }
 
   static std::string Bytes(const std::vector<int16_t>& samples) {
@@ -101,6 +127,7 @@ class Program : public ::testing::Test {
   std::string output_;
   std::string current_;
   bool remove_current_ = false;
+  size_t file_size_limit_ = 0;
 };
 
 const Spans kTwoBursts = {{1.0, 2.0}, {3.0, 3.5}};

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <random>
 #include <utility>
 
@@ -155,6 +157,119 @@ TEST(Recording, LongSilenceIsWalkedThroughSessionBySession) {
 TEST(Recording, NothingAtAllIsNoFailure) {
   EXPECT_TRUE(Find({}, RenewalPolicy{}).found.empty());
   EXPECT_TRUE(Find(std::vector<int16_t>(1, 0), RenewalPolicy{}).found.empty());
+}
+
+// Keeps what the engine hands out, PCM, and compares it with the recording that went in in pieces of `piece_samples`.
+void ExpectSlices(const std::vector<int16_t>& signal, const RenewalPolicy& policy, size_t piece_samples,
+                  const std::vector<std::string>& settings) {
+  Engine engine(WVAD_TEST_MODEL, {}, "");
+  Detector detector(engine);
+  int64_t last_end = 0;
+  int sentences = 0;
+  const auto sink = [&](const Sentence& sentence) {
+    EXPECT_GE(sentence.begin_sample, last_end);
+    last_end = sentence.end_sample;
+    const size_t end = std::min(signal.size(), static_cast<size_t>(sentence.end_sample));
+    const size_t begin = static_cast<size_t>(sentence.begin_sample);
+    ASSERT_EQ(sentence.data.size(), 2 * (end - begin)) << begin;
+    EXPECT_EQ(std::memcmp(sentence.data.data(), signal.data() + begin, sentence.data.size()), 0) << begin;
+    ++sentences;
+  };
+  Recording recording(detector, PlanParameters(settings, false, Handout::kPcm).session, 16000, policy, sink, 320);
+  for (size_t i = 0; i < signal.size(); i += piece_samples) {
+    recording.Feed(std::vector<int16_t>(signal.begin() + static_cast<std::ptrdiff_t>(i),
+                                        signal.begin() + static_cast<std::ptrdiff_t>(std::min(signal.size(), i + piece_samples))));
+  }
+  recording.Finish();
+  EXPECT_GT(sentences, 3);
+}
+
+// Bursts whose samples tell their place.
+std::vector<int16_t> Ramp(double length_s, const Spans& spans) {
+  std::vector<int16_t> signal = Bursts(length_s, spans);
+  for (size_t i = 0; i < signal.size(); ++i) {
+    if (signal[i] != 0) signal[i] = static_cast<int16_t>(signal[i] + static_cast<int>(i % 6007));
+  }
+  return signal;
+}
+
+TEST(Recording, KeptPcmIsTheSliceThatIsReported) {
+  const std::vector<int16_t> signal = Ramp(60.003, RandomSpans(60, 2, 5));
+  for (const size_t piece : {160U, 1000U, 1600U, 160000U}) ExpectSlices(signal, RenewalPolicy{}, piece, {});
+}
+
+TEST(Recording, KeptPcmIsTheSliceAcrossRenewalsOnAnyGrid) {
+  RenewalPolicy policy;
+  policy.lead_in_s = 3;
+  policy.quiet_s = 5;
+  policy.age_s = 10;
+  const std::vector<int16_t> signal = Ramp(120, RandomSpans(120, 8, 9));
+  // Handovers fall between the frames of the session before with pieces of 1000 and 333 samples.
+  for (const size_t piece : {1600U, 1000U, 333U}) ExpectSlices(signal, policy, piece, {});
+}
+
+TEST(Recording, KeptPcmOfASentenceThatIsCutOverAndOver) {
+  RenewalPolicy policy;
+  policy.lead_in_s = 2;
+  policy.hard_s = 6;
+  const std::vector<int16_t> signal = Ramp(22, {{1.0, 20.0}});
+  for (const size_t piece : {1600U, 333U}) ExpectSlices(signal, policy, piece, {"wvad_param_nSpeechTimeOut=1000000"});
+  ExpectSlices(signal, RenewalPolicy{}, 1600, {"wvad_param_nSpeechTimeOut=2000"});
+}
+
+TEST(Recording, KeptPcmLongerThanTheReadBuffer) {
+  // The engine's read buffer holds 98 s; all of a sentence comes at once when its frames wait for its end.
+  const std::vector<int16_t> signal = Ramp(260, {{1.0, 2.0}, {4.0, 124.0}, {126.0, 127.0}, {130.0, 250.0}, {252.0, 253.0}});
+  ExpectSlices(signal, RenewalPolicy{}, 16000, {"wvad_param_nSpeechTimeOut=1000000"});
+  ExpectSlices(signal, RenewalPolicy{}, 16000,
+               {"wvad_param_nSpeechTimeOut=1000000", "wvad_param_isReadFtrDoCMN=1", "wvad_param_srec_cmn_type=4"});
+}
+
+TEST(Recording, NothingIsKeptUnlessItIsWanted) {
+  Engine engine(WVAD_TEST_MODEL, {}, "");
+  Detector detector(engine);
+  int sentences = 0;
+  Recording recording(detector, PlanParameters({}, false).session, 16000, RenewalPolicy{}, [&](const Sentence& sentence) {
+    EXPECT_TRUE(sentence.data.empty());
+    ++sentences;
+  });
+  recording.Feed(Bursts(5, {{1.0, 2.0}}));
+  recording.Finish();
+  EXPECT_EQ(sentences, 1);
+  EXPECT_TRUE(recording.quality().empty());
+}
+
+TEST(Recording, QualityIsMeasuredOfEachSessionAndSentencesStay) {
+  RenewalPolicy policy;
+  policy.lead_in_s = 3;
+  policy.quiet_s = 5;
+  const Spans spans = RandomSpans(120, 15, 2);
+  const std::vector<int16_t> signal = Bursts(120, spans);
+  const ParameterPlan plan = PlanParameters({}, false, Handout::kNothing, true);
+  Engine engine(WVAD_TEST_MODEL, plan.configuration, "");
+  Detector detector(engine);
+  Frames found;
+  Recording recording(detector, plan.session, 16000, policy,
+                      [&](const Sentence& sentence) { found.emplace_back(sentence.begin_sample / 160, sentence.end_sample / 160); });
+  for (size_t i = 0; i < signal.size(); i += 1600) {
+    recording.Feed(
+        std::vector<int16_t>(signal.begin() + static_cast<std::ptrdiff_t>(i), signal.begin() + static_cast<std::ptrdiff_t>(i + 1600)));
+  }
+  recording.Finish();
+  EXPECT_EQ(found, Expected(spans));
+  ASSERT_EQ(static_cast<int64_t>(recording.quality().size()), recording.renewals() + 1);
+  EXPECT_EQ(recording.quality().front().begin_sample, 0);
+  EXPECT_EQ(recording.quality().back().end_sample, 120 * 16000);
+  for (size_t i = 0; i < recording.quality().size(); ++i) {
+    const SessionQuality& quality = recording.quality()[i];
+    if (i > 0) {
+      EXPECT_EQ(quality.begin_sample, recording.quality()[i - 1].end_sample - 3 * 16000);
+    }
+    std::vector<std::string> keys;
+    for (const OtherResult& result : quality.results) keys.push_back(result.key);
+    EXPECT_EQ(std::count(keys.begin(), keys.end(), "snr"), 1) << i;
+    EXPECT_EQ(std::count(keys.begin(), keys.end(), "cur"), 1) << i;
+  }
 }
 
 TEST(Session, EngineCanGoUpAndDownAgain) {

@@ -106,6 +106,58 @@ TEST(Report, CsvQuotesNamesThatNeedIt) {
             "\"say \"\"a,b\"\".wav\",0.70,2.20,1.50,12.3,true,70.50\n");
 }
 
+TEST(Report, SavedSentencesNameTheirFiles) {
+  testing_support::TempFolder folder;
+  Sentence sentence = Sample(11200, 35200);
+  sentence.saved_as = "out/a-0001.wav";
+  const auto printed = [&](const std::string& format) {
+    Output output(folder.file(format));
+    const std::unique_ptr<Report> report = MakeReport(format, output, false, false, true);
+    report->BeginFile("a.wav");
+    report->Add(sentence, 16000);
+    report->EndFile(FileEnd{});
+    report->End();
+    output.Close();
+    return folder.read(format);
+  };
+  EXPECT_EQ(printed("table"),
+            "     begin       end  duration     vol      eg  saved as\n"
+            "      0.70      2.20      1.50    12.3   70.50  out/a-0001.wav\n");
+  EXPECT_EQ(printed("csv"),
+            "file,begin,end,duration,vol,trig,eg,saved\n"
+            "a.wav,0.70,2.20,1.50,12.3,true,70.50,out/a-0001.wav\n");
+  EXPECT_EQ(nlohmann::json::parse(printed("json"))["files"][0]["sentences"][0]["saved"], "out/a-0001.wav");
+}
+
+TEST(Report, QualityOfEachStretch) {
+  testing_support::TempFolder folder;
+  FileEnd end;
+  end.quality = {{0, 16000 * 300, {{"snr", "\"ws\":[{\"snr\":18.250,\"trig\":false}]"}, {"cur", "\"ws\":[{\"cur\":0.100,\"trig\":true}]"}}},
+                 {16000 * 280, 16000 * 281, {{"snr", "broken"}, {"vol", "\"ws\":[]"}}}};
+  const auto printed = [&](const std::string& format) {
+    Output output(folder.file(format));
+    const std::unique_ptr<Report> report = MakeReport(format, output, false, false);
+    report->BeginFile("a.wav");
+    report->EndFile(end);
+    report->End();
+    output.Close();
+    return folder.read(format);
+  };
+  EXPECT_EQ(printed("table"),
+            "     begin       end  duration     vol      eg\n"
+            "      from        to       snr            cur\n"
+            "      0.00    300.00    18.250  ok      0.100  bad\n"
+            "    280.00    281.00         -              -\n");
+  const nlohmann::json quality = nlohmann::json::parse(printed("jsonl"))["quality"];
+  ASSERT_EQ(quality.size(), 2U);
+  EXPECT_EQ(quality[0]["snr"], 18.25);
+  EXPECT_EQ(quality[0]["snr_trig"], false);
+  EXPECT_EQ(quality[0]["cur_trig"], true);
+  EXPECT_EQ(quality[1]["begin"], 280.0);
+  EXPECT_TRUE(quality[1]["snr"].is_null());
+  EXPECT_TRUE(quality[1]["cur_trig"].is_null());
+}
+
 TEST(Report, SentencesAreThereBeforeTheEnd) {
   testing_support::TempFolder folder;
   Output output(folder.file("out"));

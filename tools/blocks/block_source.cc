@@ -36,22 +36,46 @@ void BlockSource::PopAll(bool last, const BlockSink& sink) {
 }
 
 void BlockSource::Run(const std::vector<int16_t>& samples, const BlockSink& sink) {
+  Begin();
+  Push(samples.data(), samples.size(), sink);
+  Finish(sink);
+}
+
+void BlockSource::Begin() {
   n_padded_ = 0;
+  chunk_.clear();
   FrontEndChannelStart(&channel_, options_.rate_hz, options_.mean_removal, options_.cmn_type, false, options_.model_type);
-  // Full chunks are ordinary; what is left, be it nothing, is the last piece of the session.
-  size_t at = 0;
-  bool last = false;
-  while (!last) {
-    last = samples.size() - at < kChunkSamples;
-    const size_t count = std::min(kChunkSamples, samples.size() - at);
-    bool more = FrontEndPush(&channel_, samples.data() + at, static_cast<int>(count), last);
-    at += count;
-    while (more) {  // the rings are full: their blocks have to go first, and none of them closes the session
-      PopAll(false, sink);
-      more = FrontEndContinue(&channel_);
-    }
-    PopAll(last, sink);
+  if (options_.gain_control_hz > 0) GainControlStart(&gain_, options_.gain_control_hz);
+}
+
+void BlockSource::Push(const int16_t* samples, size_t count, const BlockSink& sink) {
+  while (count > 0) {
+    const size_t taken = std::min(count, kChunkSamples - chunk_.size());
+    chunk_.insert(chunk_.end(), samples, samples + taken);
+    samples += taken;
+    count -= taken;
+    if (chunk_.size() == kChunkSamples) Chunk(false, sink);
   }
+}
+
+// Full chunks are ordinary; what is left, be it nothing, is the last piece of the session.
+void BlockSource::Finish(const BlockSink& sink) { Chunk(true, sink); }
+
+void BlockSource::Chunk(bool last, const BlockSink& sink) {
+  const int16_t* samples = chunk_.data();
+  if (options_.gain_control_hz > 0) {
+    louder_.resize(kChunkSamples);
+    GainControlApply(&gain_, reinterpret_cast<const uint8_t*>(chunk_.data()), reinterpret_cast<uint8_t*>(louder_.data()),
+                     static_cast<int32_t>(2 * chunk_.size()));
+    samples = louder_.data();
+  }
+  bool more = FrontEndPush(&channel_, samples, static_cast<int>(chunk_.size()), last);
+  chunk_.clear();
+  while (more) {  // the rings are full: their blocks have to go first, and none of them closes the session
+    PopAll(false, sink);
+    more = FrontEndContinue(&channel_);
+  }
+  PopAll(last, sink);
 }
 
 }  // namespace TSEG::blocks

@@ -3,7 +3,8 @@
 // The blocks that a network sees, made exactly as a session makes them: samples go through a FrontEndChannel in chunks of 400, the last
 // chunk shorter or empty, and blocks are popped after each push.
 //
-// One source serves one thread; it may be used for one recording after another.
+// One source serves one thread; it may be used for one recording after another. A recording comes whole or in pieces of any size; how it is
+// cut changes nothing, and memory does not grow with its length.
 #ifndef WVAD_TOOLS_BLOCKS_BLOCK_SOURCE_H_
 #define WVAD_TOOLS_BLOCKS_BLOCK_SOURCE_H_
 
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "session/front_end_channel.h"
+#include "session/gain_control.h"
 
 namespace TSEG::blocks {
 
@@ -22,6 +24,7 @@ struct BlockOptions {
   int rate_hz = 16000;
   bool mean_removal = true;
   int cmn_type = 0;
+  int gain_control_hz = 0;  // the rate that gain control before the front end is set up for; 0: none
 };
 
 // Floats of a block of that model type: 825, 300 or 160; 0 for any other type.
@@ -36,15 +39,23 @@ class BlockSource {
 
   // Runs a whole recording as one session.
   void Run(const std::vector<int16_t>& samples, const BlockSink& sink);
+  // The same in steps: Begin, any number of Push, Finish.
+  void Begin();
+  void Push(const int16_t* samples, size_t count, const BlockSink& sink);
+  void Finish(const BlockSink& sink);
 
   // Frames that the last block of the last run was short of (LSTM kinds).
   int padded_frames() const { return n_padded_; }
 
  private:
+  void Chunk(bool last, const BlockSink& sink);
   void PopAll(bool last, const BlockSink& sink);
 
   BlockOptions options_;
   FrontEndChannel channel_;
+  GainControl gain_;
+  std::vector<int16_t> chunk_;  // not pushed yet, less than a chunk
+  std::vector<int16_t> louder_;
   int32_t n_padded_ = 0;
 };
 

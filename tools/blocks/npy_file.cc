@@ -22,16 +22,20 @@ uint16_t HalfBits(float value) {
   return static_cast<uint16_t>(sign | (half > 0x7BFFu ? 0x7BFFu : half));
 }
 
-bool WriteNpy(const std::string& path, const std::vector<float>& values, size_t columns, bool half) {
-  const size_t rows = columns == 0 ? 0 : values.size() / columns;
+std::string NpyHeader(uint64_t rows, size_t columns, bool half) {
   std::string header = std::string("{'descr': '") + (half ? "<f2" : "<f4") + "', 'fortran_order': False, 'shape': (" +
                        std::to_string(rows) + ", " + std::to_string(columns) + "), }";
   header.append((64 - (10 + header.size() + 1) % 64) % 64, ' ');
   header.push_back('\n');
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
   const char prefix[10] = {
       '\x93', 'N', 'U', 'M', 'P', 'Y', 1, 0, static_cast<char>(header.size() & 0xFF), static_cast<char>(header.size() >> 8)};
-  out.write(prefix, sizeof prefix);
+  return std::string(prefix, sizeof prefix) + header;
+}
+
+bool WriteNpy(const std::string& path, const std::vector<float>& values, size_t columns, bool half) {
+  const size_t rows = columns == 0 ? 0 : values.size() / columns;
+  const std::string header = NpyHeader(rows, columns, half);
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out.write(header.data(), static_cast<std::streamsize>(header.size()));
   if (half) {
     std::vector<uint16_t> halves(rows * columns);

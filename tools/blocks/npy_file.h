@@ -18,6 +18,10 @@ namespace TSEG::blocks {
 // feature that large is cut, not lost. Not-a-number stays not-a-number.
 uint16_t HalfBits(float value);
 
+// The bytes before the first row of an array of `rows` x `columns`. Their number is the same for any `rows` up to 10^18 of the same
+// `columns`, so that a file that grows can have its count put in at the end.
+std::string NpyHeader(uint64_t rows, size_t columns, bool half);
+
 // Writes `values` as rows of `columns`; the number of rows follows. False if the file cannot be written.
 bool WriteNpy(const std::string& path, const std::vector<float>& values, size_t columns, bool half);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "blocks/score_source.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -53,14 +54,16 @@ BlockOptions WithType(BlockOptions options, const ScoreModel* model) {
   return options;
 }
 
-void AppendPairs(const float* scores, int32_t frames, int32_t stride, std::vector<float>* pairs) {
-  for (int32_t f = 0; f < frames; ++f) pairs->insert(pairs->end(), scores + f * stride, scores + f * stride + 2);
+void PassOn(const float* scores, int32_t frames, int32_t stride, const ScoreSource::PairSink& sink) {
+  for (int32_t f = 0; f < frames; ++f) sink(scores + f * stride, true);
 }
 
 }  // namespace
 
-ScoreSource::ScoreSource(BlockOptions options, const ScoreModel* model) : blocks_(WithType(std::move(options), model)), model_(model) {
+ScoreSource::ScoreSource(BlockOptions options, const ScoreModel* model, int priming_frames)
+    : blocks_(WithType(std::move(options), model)), model_(model) {
   if (model == nullptr) return;
+  priming_frames_ = priming_frames < 0 ? model->priming_frames() : priming_frames;
   if (model->dnn() != nullptr) {
     dnn_ = std::make_unique<DnnForward>();
   } else {
@@ -69,58 +72,75 @@ ScoreSource::ScoreSource(BlockOptions options, const ScoreModel* model) : blocks
 }
 
 void ScoreSource::Run(const std::vector<int16_t>& samples, std::vector<float>* pairs) {
+  const PairSink append = [pairs](const float* pair, bool) { pairs->insert(pairs->end(), pair, pair + 2); };
+  Begin();
+  Push(samples.data(), samples.size(), append);
+  Finish(append);
+}
+
+void ScoreSource::Begin() {
   if (dnn_) {
-    RunDnn(samples, pairs);
+    DnnForwardBind(dnn_.get(), model_->dnn());
   } else {
-    RunLstm(samples, pairs);
+    LstmForwardBind(lstm_.get(), model_->lstm());
+  }
+  first_ = model_->type() == "lstm_fb40";  // only this kind is primed
+  blocks_.Begin();
+}
+
+void ScoreSource::Push(const int16_t* samples, size_t count, const PairSink& sink) {
+  blocks_.Push(samples, count, [&](const float* block, bool eof) { Block(block, eof, sink); });
+}
+
+void ScoreSource::Finish(const PairSink& sink) {
+  blocks_.Finish([&](const float* block, bool eof) { Block(block, eof, sink); });
+}
+
+void ScoreSource::Block(const float* block, bool eof, const PairSink& sink) {
+  if (dnn_) {
+    DnnBlock(block, eof, sink);
+  } else {
+    LstmBlock(block, eof, sink);
   }
 }
 
-void ScoreSource::RunDnn(const std::vector<int16_t>& samples, std::vector<float>* pairs) {
-  DnnForwardBind(dnn_.get(), model_->dnn());
-  blocks_.Run(samples, [&](const float* block, bool eof) {
-    if (!DnnForwardAddBlock(dnn_.get(), block, 825, eof)) return;
-    float scores[16] = {};
-    int32_t stride = 0;
-    const int32_t frames = DnnForwardRead(dnn_.get(), scores, &stride);
-    AppendPairs(scores, frames, stride, pairs);
-  });
+void ScoreSource::DnnBlock(const float* block, bool eof, const PairSink& sink) {
+  if (!DnnForwardAddBlock(dnn_.get(), block, 825, eof)) return;
+  float scores[16] = {};
+  int32_t stride = 0;
+  const int32_t frames = DnnForwardRead(dnn_.get(), scores, &stride);
+  PassOn(scores, frames, stride, sink);
 }
 
-void ScoreSource::RunLstm(const std::vector<int16_t>& samples, std::vector<float>* pairs) {
-  const bool values40 = model_->type() == "lstm_fb40";
-  LstmForwardBind(lstm_.get(), model_->lstm());
-  bool first = values40;  // only this kind is primed
-  blocks_.Run(samples, [&](const float* block, bool eof) {
-    if (first) LstmForwardPrime(lstm_.get(), model_->priming_frames());
-    first = false;
-    const bool result =
-        values40 ? LstmForwardAddBlock40(lstm_.get(), block, 160, eof) : LstmForwardAddBlock75(lstm_.get(), block, 300, eof);
-    if (!result) return;
+void ScoreSource::LstmBlock(const float* block, bool eof, const PairSink& sink) {
+  if (first_) LstmForwardPrime(lstm_.get(), priming_frames_);
+  first_ = false;
+  // The first two blocks give nothing: a result is that of the block two steps before, so pairs come in the order of their frames.
+  const bool result = model_->type() == "lstm_fb40" ? LstmForwardAddBlock40(lstm_.get(), block, 160, eof)
+                                                    : LstmForwardAddBlock75(lstm_.get(), block, 300, eof);
+  if (!result) return;
+  float scores[8];
+  int32_t stride = 0;
+  const int32_t frames = LstmForwardRead(lstm_.get(), scores, &stride);
+  PassOn(scores, frames, stride, sink);
+  if (eof) EndOfAudio(scores + (frames - 1) * stride, sink);
+}
+
+void ScoreSource::EndOfAudio(const float* last, const PairSink& sink) {
+  // Two blocks of 4 frames are owed, less the frames that the last block was short of.
+  int32_t owed = 8 - blocks_.padded_frames();
+  if (model_->type() == "lstm_fb75") {
+    for (; owed > 0; --owed) sink(last, false);
+    return;
+  }
+  for (int flush = 0; flush < 2; ++flush) {
+    LstmForwardFlushBlock(lstm_.get(), nullptr, 160, true);
     float scores[8];
     int32_t stride = 0;
-    const int32_t frames = LstmForwardRead(lstm_.get(), scores, &stride);
-    AppendPairs(scores, frames, stride, pairs);
-    if (eof) EndOfAudio(pairs);
-  });
-}
-
-void ScoreSource::EndOfAudio(std::vector<float>* pairs) {
-  // Two blocks of 4 frames are owed, less the frames that the last block was short of.
-  const size_t owed = static_cast<size_t>(8 - blocks_.padded_frames());
-  std::vector<float> last;
-  if (model_->type() == "lstm_fb40") {
-    for (int flush = 0; flush < 2; ++flush) {
-      LstmForwardFlushBlock(lstm_.get(), nullptr, 160, true);
-      float scores[8];
-      int32_t stride = 0;
-      const int32_t frames = LstmForwardRead(lstm_.get(), scores, &stride);
-      AppendPairs(scores, frames, stride, &last);
-    }
-  } else {
-    for (size_t f = 0; f < owed; ++f) last.insert(last.end(), pairs->end() - 2, pairs->end());
+    const int32_t frames = std::min(owed, LstmForwardRead(lstm_.get(), scores, &stride));
+    PassOn(scores, frames, stride, sink);
+    owed -= frames;
   }
-  pairs->insert(pairs->end(), last.begin(), last.begin() + static_cast<ptrdiff_t>(2 * owed));
 }
 
 }  // namespace TSEG::blocks

@@ -3,11 +3,13 @@
 // Score pairs of a model for a recording, by the engine's own loader and forward passes, without the decision behind them.
 //
 // The pairs of a recurrent model stand at the frames that they belong to. A recording that is too short for a result has none.
-// One source serves one thread; the model may be shared between several.
+// One source serves one thread; the model may be shared between several. Memory does not grow with the length of a recording that comes in
+// pieces.
 #ifndef WVAD_TOOLS_BLOCKS_SCORE_SOURCE_H_
 #define WVAD_TOOLS_BLOCKS_SCORE_SOURCE_H_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -41,22 +43,34 @@ class ScoreModel {
 
 class ScoreSource {
  public:
-  // The model's type takes the place of that in `options`. A null model makes a source that must not run.
-  ScoreSource(BlockOptions options, const ScoreModel* model);
+  // The model's type takes the place of that in `options`. `priming_frames` below 0: as many as the model asks for. A null model makes a
+  // source that must not run.
+  ScoreSource(BlockOptions options, const ScoreModel* model, int priming_frames = -1);
+
+  // Called with each pair (two floats, speech first, valid during the call), frame by frame from 0. `own` is false where the network has
+  // none for the frame and the last one stands in, as it does in a session: at the end of "lstm_fb75".
+  using PairSink = std::function<void(const float* pair, bool own)>;
 
   // Appends a pair a frame, speech first, to `*pairs`. The last frames of a recording have theirs too.
   void Run(const std::vector<int16_t>& samples, std::vector<float>* pairs);
+  // The same in steps: Begin, any number of Push, Finish.
+  void Begin();
+  void Push(const int16_t* samples, size_t count, const PairSink& sink);
+  void Finish(const PairSink& sink);
 
  private:
-  void RunDnn(const std::vector<int16_t>& samples, std::vector<float>* pairs);
-  void RunLstm(const std::vector<int16_t>& samples, std::vector<float>* pairs);
-  // What a session does once its last block gave a result: pairs for the frames that the network still owes.
-  void EndOfAudio(std::vector<float>* pairs);
+  void Block(const float* block, bool eof, const PairSink& sink);
+  void DnnBlock(const float* block, bool eof, const PairSink& sink);
+  void LstmBlock(const float* block, bool eof, const PairSink& sink);
+  // What a session does once its last block gave a result: pairs for the frames that the network still owes. `last` is the last pair.
+  void EndOfAudio(const float* last, const PairSink& sink);
 
   BlockSource blocks_;
   std::unique_ptr<DnnForward> dnn_;
   std::unique_ptr<LstmForward> lstm_;
   const ScoreModel* model_;
+  int priming_frames_ = 0;
+  bool first_ = false;  // the next block is the first of a session that is primed
 };
 
 }  // namespace TSEG::blocks

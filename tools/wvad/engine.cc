@@ -5,6 +5,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <system_error>
 #include <typeinfo>
@@ -164,7 +165,7 @@ std::string Detector::Get(const std::string& name) const {
   return code == WVAD_SUCCESS ? std::string(text.data()) : std::string();
 }
 
-Session::Session(Detector& detector, const ParameterList& parameters) : detector_(detector) {
+Session::Session(Detector& detector, const ParameterList& parameters, size_t frame_bytes) : detector_(detector), frame_bytes_(frame_bytes) {
   for (const auto& [name, value] : parameters) detector_.Set(name, value);
   quality_ = detector_.Get("wvad_param_bKelOn") == "1";
   const int code = wVadStart(detector_.handle());
@@ -188,22 +189,37 @@ void Session::Write(const int16_t* samples, size_t count, bool last) {
     return;
   }
   if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "the engine refused the audio: " + CodeName(code));
-  // After the last write the stop frees everything at once; only the audio-quality results are waited for.
-  if (!last || quality_) Drain();
+  // After the last write the stop frees everything at once; only what is kept and the audio-quality results are waited for.
+  if (!last || quality_ || frame_bytes_ > 0) Drain();
+  all_read_ = last || ended_;
   Collect();
 }
 
 void Session::Drain() {
+  constexpr size_t kReadBufferBytes = 3145728;
   for (;;) {
     WVadAudioSample piece{};
     const int code = wVadAudioRead(detector_.handle(), &piece);
     if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "the engine refused a read: " + CodeName(code));
-    if (piece.status == WVAD_READ_OVER) {
-      ended_ = true;
-      return;
+    if (frame_bytes_ > 0) {
+      const auto* bytes = static_cast<const unsigned char*>(piece.pData);
+      handed_out_.insert(handed_out_.end(), bytes, bytes + piece.len);
     }
-    if (piece.status != WVAD_READ_BEGIN && piece.status != WVAD_READ_END) return;
+    if (piece.status == WVAD_READ_OVER) ended_ = true;
+    // Frames that found no room in a full buffer come with the next read, whatever its status.
+    const bool full = piece.len + frame_bytes_ > kReadBufferBytes;
+    if (piece.status != WVAD_READ_BEGIN && piece.status != WVAD_READ_END && !full) return;
   }
+}
+
+// Sentences follow each other without overlap and their frames are handed out in order, so the next sentence's frames are the next ones.
+bool Session::TakeData(SessionSentence* sentence) {
+  const size_t wanted = static_cast<size_t>(sentence->end_frame - sentence->begin_frame) * frame_bytes_;
+  if (handed_out_.size() < wanted && !all_read_) return false;
+  const auto end = handed_out_.begin() + static_cast<std::ptrdiff_t>(std::min(wanted, handed_out_.size()));
+  sentence->data.assign(handed_out_.begin(), end);
+  handed_out_.erase(handed_out_.begin(), end);
+  return true;
 }
 
 void Session::AttachValues(const char* text) {
@@ -260,7 +276,14 @@ void Session::Collect() {
 
 std::vector<SessionSentence> Session::TakeClosed() {
   std::vector<SessionSentence> taken;
-  taken.swap(fresh_);
+  if (frame_bytes_ == 0) {
+    taken.swap(fresh_);
+    return taken;
+  }
+  size_t whole = 0;
+  while (whole < fresh_.size() && TakeData(&fresh_[whole])) ++whole;
+  taken.assign(std::make_move_iterator(fresh_.begin()), std::make_move_iterator(fresh_.begin() + static_cast<std::ptrdiff_t>(whole)));
+  fresh_.erase(fresh_.begin(), fresh_.begin() + static_cast<std::ptrdiff_t>(whole));
   return taken;
 }
 

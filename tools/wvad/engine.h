@@ -57,6 +57,7 @@ struct SessionSentence {
   std::optional<double> vol;
   std::optional<bool> trig;
   std::optional<double> eg;
+  std::vector<unsigned char> data;  // what the engine handed out of it, whole frames; empty unless the session keeps it
 };
 
 // A further result of the audio-quality component, as it stands: key and JSON member text.
@@ -68,14 +69,16 @@ struct OtherResult {
 // One session on a detector, from start to stop. Reads back what the engine hands out, so that its memory stays flat.
 class Session {
  public:
-  Session(Detector& detector, const ParameterList& parameters);
+  // `frame_bytes` above 0: what is read back is kept for its sentence, so many bytes a frame (only the last frame of the audio may be
+  // shorter). Memory then grows with the longest sentence.
+  Session(Detector& detector, const ParameterList& parameters, size_t frame_bytes = 0);
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
   // Writes `count` samples; `last` closes the session (an open sentence then ends). Throws Failure(kEngine).
   void Write(const int16_t* samples, size_t count, bool last);
-  // The sentences that have closed since the last call, in order.
+  // The sentences that have closed since the last call, in order; with kept data as soon as that is whole.
   std::vector<SessionSentence> TakeClosed();
   // Results other than those of sentences; filled by the last write, and by the write that ended the session.
   const std::vector<OtherResult>& others() const { return others_; }
@@ -84,14 +87,20 @@ class Session {
   int64_t sentences() const { return static_cast<int64_t>(n_closed_) + (open_ ? 1 : 0); }
   // The engine ended the session by itself: tail silence, or no speech in time.
   bool ended() const { return ended_; }
+  // The audio-quality component listens; the last write brings its results.
+  bool measures_quality() const { return quality_; }
 
  private:
   void Drain();
+  bool TakeData(SessionSentence* sentence);
   void Collect();
   void AttachValues(const char* text);
 
   Detector& detector_;
   bool quality_;
+  size_t frame_bytes_;
+  bool all_read_ = false;                  // nothing more will be handed out
+  std::vector<unsigned char> handed_out_;  // not taken by a sentence yet; frames in order, no frame belongs to two sentences
   bool ended_ = false;
   bool open_ = false;
   size_t n_closed_ = 0;

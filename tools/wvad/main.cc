@@ -13,77 +13,109 @@
 #include <vector>
 
 #include "wvad/failure.h"
+#include "wvad/features_command.h"
+#include "wvad/help_text.h"
 #include "wvad/model_command.h"
 #include "wvad/model_finder.h"
+#include "wvad/quality_command.h"
+#include "wvad/scores_command.h"
 #include "wvad/segment_command.h"
+#include "wvad/split_command.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
 namespace {
 
-constexpr const char* kFooter = R"(Exit codes:
-  0  all files done
-  1  internal error, memory exhausted
-  2  the command line makes no sense
-  3  an input is missing or cannot be opened
-  4  an input is not audio, or damaged
-  5  a sample rate or channel that cannot be served
-  6  a bad parameter (--set, --config)
-  7  the model is missing or unusable
-  8  the output cannot be written
-  9  the engine refused to go on
- 10  interrupted; what was found until then has been printed
-With several files the others are still worked on; the code is that of the first failure.)";
-
-constexpr const char* kSegmentFooter =
-    R"(Times are seconds from the start of the recording. "vol" is the engine's measure of a sentence's energy: the
-squared distance of its mean log energy from 14.5 (smaller is quieter); "trig" is true when it lies under the
-engine's threshold; "eg" is the level, 20 log10 of the root mean square of the 16-bit samples.
-
-Environment: WVAD_MODELS_DIR, a folder of models; TMPDIR, for a private folder during start-up.
-
-Examples:
-  wvad segment meeting.mp3
-  wvad segment --format json *.wav > sentences.json
-  wvad segment --set wvad_param_nFrameGap=80 lecture.flac      join sentences over pauses of up to 0.8 s
-  arecord -f S16_LE -r 16000 -c 1 -t raw | wvad segment -      sentences as they are spoken
-
-)";
-
-void AddSegment(CLI::App& app, SegmentOptions& options) {
-  CLI::App* command = app.add_subcommand("segment", "Find the sentences in recordings");
-  command->footer(std::string(kSegmentFooter) + kFooter);
-  command->add_option("FILE", options.files, "Audio files (WAV, FLAC, Ogg, MP3, ...); - is raw 16-bit little-endian PCM on standard input")
+// What every command that listens to recordings takes.
+void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, bool& quiet, const std::string& quiet_words = "No summary, ") {
+  command->add_option("FILE", input.files, "Audio files (WAV, FLAC, Ogg, MP3, ...); - is raw 16-bit little-endian PCM on standard input")
       ->required();
-  command->add_option("-f,--format", options.format, "table for people; json (one document), jsonl (one object a line) or csv for programs")
-      ->check(CLI::IsMember({"table", "json", "jsonl", "csv"}))
-      ->capture_default_str();
-  command->add_option("-o,--output", options.output, "Write to this file instead of standard output");
-  options.model = kDefaultModel;
-  command->add_option("-m,--model", options.model, "Model: the name of a bundled one, or a file")->capture_default_str();
-  command->add_option("--models-dir", options.models_dir, "Folder of models, instead of the installed one");
-  command->add_option("-s,--set", options.settings, "Set a parameter of the engine, NAME=VALUE; may be repeated")
+  engine.model = kDefaultModel;
+  command->add_option("-m,--model", engine.model, "Model: the name of a bundled one, or a file")->capture_default_str();
+  command->add_option("--models-dir", engine.models_dir, "Folder of models, instead of the installed one");
+  command->add_option("-s,--set", engine.settings, "Set a parameter of the engine, NAME=VALUE; may be repeated")
       ->allow_extra_args(false)
       ->type_name("NAME=VALUE");
-  command->add_option("--config", options.config, "Further configuration for the engine's start, a file in the form of w_tseg.cfg");
-  command->add_option("--channel", options.channel, "Channel to listen to, counted from 1, or mix for the mean of all")
+  command->add_option("--config", engine.config, "Further configuration for the engine's start, a file in the form of w_tseg.cfg");
+  command->add_option("--channel", input.channel, "Channel to listen to, counted from 1, or mix for the mean of all")
       ->capture_default_str()
       ->type_name("N|mix");
   command
-      ->add_option("--gain", options.gain,
+      ->add_option("--gain", input.gain,
                    "Amplify before the engine hears it, in dB; auto measures the file first. The engine takes what lies under about "
                    "-47 dB of full scale for silence")
       ->capture_default_str()
       ->type_name("DB|auto");
-  command->add_option("--chunk-ms", options.chunk_ms, "Length of the pieces that the engine is fed with, in ms")
+  command->add_option("--chunk-ms", input.chunk_ms, "Length of the pieces that the engine is fed with, in ms")
       ->check(CLI::Range(1, 10000))
       ->capture_default_str();
+  command->add_option("--rate", input.rate_hz, "Sample rate of standard input in Hz")->capture_default_str();
+  command->add_option("--channels", input.channels, "Channels of standard input")->check(CLI::Range(1, 64))->capture_default_str();
+  command->add_flag("-q,--quiet", quiet, quiet_words + "no notes, no progress bar; failures are still told");
+}
+
+void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words = "No summary, ") {
+  AddInput(command, options.input, options.engine, options.quiet, quiet_words);
   command->add_flag("--endpoint", options.endpoint,
                     "Stop where a live client would: after the tail silence (wvad_param_nSpeechTailMS), or without speech in time "
                     "(wvad_param_nResponseTimeOut); say why");
-  command->add_option("--rate", options.rate_hz, "Sample rate of standard input in Hz")->capture_default_str();
-  command->add_option("--channels", options.channels, "Channels of standard input")->check(CLI::Range(1, 64))->capture_default_str();
-  command->add_flag("-q,--quiet", options.quiet, "No summary, no notes, no progress bar; failures are still told");
+}
+
+void AddFolder(CLI::App* command, FolderOptions& folder) {
+  command->add_option("-d,--directory", folder.folder, "Folder for the files, made if it is missing")->capture_default_str();
+  command->add_option("--prefix", folder.prefix, "Begin of the files' names, instead of the recording's name");
+  command->add_flag("--force", folder.force, "Replace files that are there");
+}
+
+// `words`: what the format is that of.
+void AddFormat(CLI::App* command, std::string& format, const std::string& words, const std::vector<std::string>& formats) {
+  command->add_option("-f,--format", format, words)->check(CLI::IsMember(formats))->capture_default_str();
+}
+
+constexpr const char* kReportFormats = "table for people; json (one document), jsonl (one object a line) or csv for programs";
+
+void AddSegment(CLI::App& app, SegmentOptions& options) {
+  CLI::App* command = app.add_subcommand("segment", "Find the sentences in recordings");
+  command->footer(std::string(kSegmentHelp) + kExitCodesHelp);
+  AddFormat(command, options.format, kReportFormats, {"table", "json", "jsonl", "csv"});
+  command->add_option("-o,--output", options.output, "Write to this file instead of standard output");
+  AddSentences(command, options);
+}
+
+void AddSplit(CLI::App& app, SplitOptions& options) {
+  CLI::App* command = app.add_subcommand("split", "Save each sentence as a sound file");
+  command->footer(std::string(kSplitHelp) + kExitCodesHelp);
+  command->add_option("-a,--audio", options.audio, "Kind of the sound files")->check(CLI::IsMember({"wav", "flac"}))->capture_default_str();
+  AddFolder(command, options.folder);
+  AddFormat(command, options.format, std::string("What is told of it: ") + kReportFormats, {"table", "json", "jsonl", "csv"});
+  AddSentences(command, options, "No table, ");
+}
+
+void AddFeatures(CLI::App& app, FeaturesOptions& options) {
+  CLI::App* command = app.add_subcommand("features", "Save the features of each sentence as a NumPy array");
+  command->footer(std::string(kFeaturesHelp) + kExitCodesHelp);
+  AddFolder(command, options.folder);
+  AddFormat(command, options.format, std::string("What is told of it: ") + kReportFormats, {"table", "json", "jsonl", "csv"});
+  AddSentences(command, options, "No table, ");
+}
+
+void AddQuality(CLI::App& app, QualityOptions& options) {
+  CLI::App* command = app.add_subcommand("quality", "Measure noise, clipping and level");
+  command->footer(std::string(kQualityHelp) + kExitCodesHelp);
+  AddFormat(command, options.format, "table for people; json (one document) or jsonl (one object a line) for programs",
+            {"table", "json", "jsonl"});
+  command->add_option("-o,--output", options.output, "Write to this file instead of standard output");
+  command->add_flag("--force", options.force, "Replace that file if it is there");
+  AddSentences(command, options);
+}
+
+void AddScores(CLI::App& app, ScoresOptions& options) {
+  CLI::App* command = app.add_subcommand("scores", "Tell the probability of speech for each 10 ms");
+  command->footer(std::string(kScoresHelp) + kExitCodesHelp);
+  AddFormat(command, options.format, "text, csv, or npy for a NumPy array", {"text", "csv", "npy"});
+  command->add_option("-o,--output", options.output, "Write to this file instead of standard output");
+  AddFolder(command, options.folder);
+  AddInput(command, options.input, options.engine, options.quiet, "");
 }
 
 struct ModelOptions {
@@ -112,10 +144,18 @@ ExitCode Run(int argc, char** argv) {
   app.set_version_flag("--version", std::string("wvad ") + WVAD_VERSION);
   app.require_subcommand(1);
   app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
-  app.footer(kFooter);
+  app.footer(kExitCodesHelp);
   SegmentOptions segment;
+  SplitOptions split;
+  FeaturesOptions features;
+  QualityOptions quality;
+  ScoresOptions scores;
   ModelOptions model;
   AddSegment(app, segment);
+  AddSplit(app, split);
+  AddFeatures(app, features);
+  AddQuality(app, quality);
+  AddScores(app, scores);
   AddModel(app, model);
   try {
     app.parse(argc, argv);
@@ -127,6 +167,10 @@ ExitCode Run(int argc, char** argv) {
     throw Failure(ExitCode::kUsage, std::string(error.what()) + " (see --help)");
   }
   if (app.got_subcommand("segment")) return RunSegment(segment);
+  if (app.got_subcommand("split")) return RunSplit(split);
+  if (app.got_subcommand("features")) return RunFeatures(features);
+  if (app.got_subcommand("quality")) return RunQuality(quality);
+  if (app.got_subcommand("scores")) return RunScores(scores);
   if (app.get_subcommand("model")->got_subcommand("pack")) {
     RunModelPack(model.folder, model.output, model.quiet);
   } else {

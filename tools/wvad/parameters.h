@@ -12,14 +12,20 @@
 
 namespace TSEG::tool {
 
+// What a command takes of the sentences that the engine hands out.
+enum class Handout { kNothing, kPcm, kFeatures };
+
 struct ParameterPlan {
   ParameterList configuration;  // for the engine's start
+  ParameterList quality;        // for the start of its audio-quality component
   ParameterList session;        // for each session, in order
 };
 
 // Sorts the settings, each NAME=VALUE. `endpoint`: the session may end by itself; otherwise the limits that would end it are the program's.
+// `handout`: unless kNothing, the command decides what is read. `quality`: the audio-quality component is on.
 // Throws Failure(kBadParameter). Names and values that only the engine knows are left to it.
-ParameterPlan PlanParameters(const std::vector<std::string>& settings, bool endpoint);
+ParameterPlan PlanParameters(const std::vector<std::string>& settings, bool endpoint, Handout handout = Handout::kNothing,
+                             bool quality = false);
 
 }  // namespace TSEG::tool
 

@@ -6,13 +6,14 @@
 
 namespace TSEG::tool {
 
-Recording::Recording(Detector& detector, ParameterList parameters, int rate_hz, RenewalPolicy policy, Sink sink)
+Recording::Recording(Detector& detector, ParameterList parameters, int rate_hz, RenewalPolicy policy, Sink sink, size_t frame_bytes)
     : detector_(detector),
       parameters_(std::move(parameters)),
       rate_hz_(rate_hz),
       policy_(policy),
       sink_(std::move(sink)),
-      session_(std::make_unique<Session>(detector_, parameters_)) {}
+      frame_bytes_(frame_bytes),
+      session_(std::make_unique<Session>(detector_, parameters_, frame_bytes_)) {}
 
 void Recording::Feed(const std::vector<int16_t>& piece) {
   session_->Write(piece.data(), piece.size(), false);
@@ -23,30 +24,46 @@ void Recording::Feed(const std::vector<int16_t>& piece) {
 }
 
 void Recording::Finish() {
-  session_->Write(nullptr, 0, true);
+  CloseSession();
   Report();
-  others_ = session_->others();
   session_.reset();
 }
 
+void Recording::CloseSession() {
+  session_->Write(nullptr, 0, true);
+  others_ = session_->others();
+  if (session_->measures_quality()) quality_.push_back({session_start_, samples_, others_});
+}
+
 void Recording::Report() {
+  for (SessionSentence& found : session_->TakeClosed()) Deliver(std::move(found));
+}
+
+void Recording::Deliver(SessionSentence&& found) {
   const int64_t frame_samples = rate_hz_ / 100;
-  for (const SessionSentence& found : session_->TakeClosed()) {
-    Sentence sentence{session_start_ + found.begin_frame * frame_samples, session_start_ + found.end_frame * frame_samples, found.vol,
-                      found.trig, found.eg};
-    if (renewals_ > 0) {
-      if (sentence.end_sample <= std::max(decided_to_, reported_to_)) continue;
-      if (sentence.begin_sample < reported_to_) {
-        // The same sentence heard again need not end on the same frame. Speech that really goes on is longer than this: the earlier session
-        // had already heard so much silence behind the end.
-        const int64_t splinter = rate_hz_ * 2 / 5;
-        if (sentence.end_sample < reported_to_ + splinter) continue;
-        sentence.begin_sample = reported_to_;
-      }
+  Sentence sentence{session_start_ + found.begin_frame * frame_samples,
+                    session_start_ + found.end_frame * frame_samples,
+                    found.vol,
+                    found.trig,
+                    found.eg,
+                    std::move(found.data),
+                    {}};
+  if (renewals_ > 0) {
+    if (sentence.end_sample <= std::max(decided_to_, reported_to_)) return;
+    if (sentence.begin_sample < reported_to_) {
+      // The same sentence heard again need not end on the same frame. Speech that really goes on is longer than this: the earlier session
+      // had already heard so much silence behind the end.
+      const int64_t splinter = rate_hz_ * 2 / 5;
+      if (sentence.end_sample < reported_to_ + splinter) return;
+      // Whole frames go: the sessions' frames need not lie on one grid.
+      const int64_t known_frames = (reported_to_ - sentence.begin_sample + frame_samples - 1) / frame_samples;
+      sentence.begin_sample += known_frames * frame_samples;
+      const size_t known_bytes = std::min(sentence.data.size(), static_cast<size_t>(known_frames) * frame_bytes_);
+      sentence.data.erase(sentence.data.begin(), sentence.data.begin() + static_cast<std::ptrdiff_t>(known_bytes));
     }
-    reported_to_ = sentence.end_sample;
-    sink_(sentence);
   }
+  reported_to_ = sentence.end_sample;
+  sink_(sentence);
 }
 
 bool Recording::RenewalIsDue() const {
@@ -63,15 +80,18 @@ void Recording::Renew() {
   const int64_t undecided = rate_hz_;
   const bool cut = session_->sentence_open();
   if (cut) {
-    session_->Write(nullptr, 0, true);
+    CloseSession();
     Report();
+  } else if (session_->measures_quality()) {
+    // For its results alone: a sentence that only the closing brings about is the next session's to find.
+    CloseSession();
   }
   session_.reset();
   ++renewals_;
   decided_to_ = std::max(decided_to_, cut ? samples_ : samples_ - undecided);
   const int64_t lead_in = std::min(policy_.lead_in_s * rate_hz_, static_cast<int64_t>(past_.size()));
   session_start_ = samples_ - lead_in;
-  session_ = std::make_unique<Session>(detector_, parameters_);
+  session_ = std::make_unique<Session>(detector_, parameters_, frame_bytes_);
   const int16_t* next = past_.data() + (static_cast<int64_t>(past_.size()) - lead_in);
   for (int64_t left = lead_in; left > 0;) {
     const int64_t count = std::min(left, rate_hz_);

@@ -14,7 +14,7 @@
 // that reaches back over the end of a reported sentence begins there. A run of speech that had just begun at the handover is found by
 // the new session, since it lies in the lead-in. So nothing is lost and nothing comes twice.
 //
-// One thread; memory does not grow with the recording's length.
+// One thread; memory does not grow with the recording's length, only with that of the longest sentence where sentences are kept.
 #ifndef WVAD_WVAD_RECORDING_H_
 #define WVAD_WVAD_RECORDING_H_
 
@@ -37,6 +37,15 @@ struct Sentence {
   std::optional<double> vol;
   std::optional<bool> trig;
   std::optional<double> eg;
+  std::vector<unsigned char> data = {};  // of each of its frames, in order; empty unless the recording keeps it
+  std::string saved_as = {};             // the file that it was written to, for reports; mostly empty
+};
+
+// What the audio-quality component said of one session, and the stretch of the recording that the session heard.
+struct SessionQuality {
+  int64_t begin_sample = 0;
+  int64_t end_sample = 0;
+  std::vector<OtherResult> results;
 };
 
 // When a session is renewed, and with how much lead-in. All lengths in seconds of audio.
@@ -52,8 +61,9 @@ class Recording {
  public:
   using Sink = std::function<void(const Sentence&)>;
 
-  // `parameters` are set for every session. `sink` gets each sentence as soon as it is known, in order of time.
-  Recording(Detector& detector, ParameterList parameters, int rate_hz, RenewalPolicy policy, Sink sink);
+  // `parameters` are set for every session. `sink` gets each sentence as soon as it is known, in order of time; with `frame_bytes` above 0
+  // with what the engine handed out of it, so many bytes a frame.
+  Recording(Detector& detector, ParameterList parameters, int rate_hz, RenewalPolicy policy, Sink sink, size_t frame_bytes = 0);
 
   void Feed(const std::vector<int16_t>& piece);
   // Ends the last session; an open sentence ends with the audio.
@@ -61,10 +71,15 @@ class Recording {
 
   int64_t samples() const { return samples_; }
   int64_t renewals() const { return renewals_; }
+  // Of the last session.
   const std::vector<OtherResult>& others() const { return others_; }
+  // One entry a session; none with the audio-quality component off.
+  const std::vector<SessionQuality>& quality() const { return quality_; }
 
  private:
   void Report();
+  void Deliver(SessionSentence&& found);
+  void CloseSession();
   bool RenewalIsDue() const;
   void Renew();
   void Remember(const std::vector<int16_t>& piece);
@@ -74,6 +89,7 @@ class Recording {
   int64_t rate_hz_;
   RenewalPolicy policy_;
   Sink sink_;
+  size_t frame_bytes_;
   std::unique_ptr<Session> session_;
   int64_t session_start_ = 0;  // the sample that is frame 0 of the session
   int64_t samples_ = 0;
@@ -82,6 +98,7 @@ class Recording {
   int64_t renewals_ = 0;
   std::vector<int16_t> past_;  // at least the last lead_in_s seconds, where there are so many
   std::vector<OtherResult> others_;
+  std::vector<SessionQuality> quality_;
 };
 
 }  // namespace TSEG::tool

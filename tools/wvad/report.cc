@@ -4,11 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "wvad/failure.h"
+#include "wvad/report_json.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -16,58 +16,23 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Whatever the locale, which a log configuration may have changed: a comma in a number would be no JSON and no CSV.
-std::string Fixed(double value, int digits) {
-  char text[400];
-  const std::to_chars_result result = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, digits);
-  return std::string(text, result.ptr);
-}
-
 std::string Padded(const std::string& text, size_t width) {
   return text.size() >= width ? text : std::string(width - text.size(), ' ') + text;
 }
 
-double Seconds(int64_t samples, int rate_hz) { return static_cast<double>(samples) / rate_hz; }
-
-// File names need not be UTF-8; what is not becomes a replacement character.
-std::string Text(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
-
-// A decimal number as it shall stand in JSON: hundredths exactly, not the nearest double's seventeen digits.
-Json Hundredths(double value) { return Json::parse(Fixed(value, 2)); }
-
-Json ToJson(const Sentence& sentence, int rate_hz) {
-  Json json;
-  const double begin = Seconds(sentence.begin_sample, rate_hz);
-  const double end = Seconds(sentence.end_sample, rate_hz);
-  json["begin"] = Hundredths(begin);
-  json["end"] = Hundredths(end);
-  json["duration"] = Hundredths(end - begin);
-  json["vol"] = sentence.vol ? Json(*sentence.vol) : Json();
-  json["trig"] = sentence.trig ? Json(*sentence.trig) : Json();
-  json["eg"] = sentence.eg ? Json(*sentence.eg) : Json();
-  return json;
-}
-
-Json ToJson(const FileEnd& end) {
-  Json json;
-  json["heard"] = Hundredths(Seconds(end.samples, end.rate_hz));
-  json["stopped_by"] = end.reason;
-  if (!end.others.empty()) {
-    Json others = Json::array();
-    for (const OtherResult& other : end.others) {
-      Json row = Json::parse("{" + other.text + "}", nullptr, false);
-      if (row.is_discarded()) continue;
-      row["key"] = other.key;
-      others.push_back(row);
-    }
-    json["results"] = others;
-  }
-  return json;
-}
-
-class Table : public Report {
+// A report in one output.
+class TextReport : public Report {
  public:
-  Table(Output& output, bool several, bool summary) : output_(output), several_(several), summary_(summary) {}
+  explicit TextReport(Output& output) : output_(output) {}
+  bool on_terminal() const override { return output_.is_terminal(); }
+
+ protected:
+  Output& output_;
+};
+
+class Table : public TextReport {
+ public:
+  Table(Output& output, bool several, bool summary, bool saved) : TextReport(output), several_(several), summary_(summary), saved_(saved) {}
 
   void BeginFile(const std::string& name) override {
     std::string text;
@@ -75,7 +40,7 @@ class Table : public Report {
     first_ = false;
     count_ = 0;
     speech_ = 0;
-    output_.Write(text + "     begin       end  duration     vol      eg\n");
+    output_.Write(text + "     begin       end  duration     vol      eg" + (saved_ ? "  saved as\n" : "\n"));
   }
   void Add(const Sentence& sentence, int rate_hz) override {
     const double begin = Seconds(sentence.begin_sample, rate_hz);
@@ -83,7 +48,8 @@ class Table : public Report {
     ++count_;
     speech_ += end - begin;
     output_.Write(Padded(Fixed(begin, 2), 10) + Padded(Fixed(end, 2), 10) + Padded(Fixed(end - begin, 2), 10) +
-                  Padded(sentence.vol ? Fixed(*sentence.vol, 1) : "-", 8) + Padded(sentence.eg ? Fixed(*sentence.eg, 2) : "-", 8) + "\n");
+                  Padded(sentence.vol ? Fixed(*sentence.vol, 1) : "-", 8) + Padded(sentence.eg ? Fixed(*sentence.eg, 2) : "-", 8) +
+                  (saved_ ? "  " + sentence.saved_as + "\n" : "\n"));
   }
   void EndFile(const FileEnd& end) override {
     std::string text;
@@ -93,6 +59,7 @@ class Table : public Report {
               Fixed(Seconds(end.samples, end.rate_hz), 2) + " s\n";
       for (const OtherResult& other : end.others) text += other.key + ": " + other.text + "\n";
     }
+    if (!end.quality.empty()) text += QualityTable(end);
     if (!text.empty()) output_.Write(text);
   }
   void FailFile(const std::string&) override {}
@@ -100,26 +67,43 @@ class Table : public Report {
   void End() override {}
 
  private:
-  Output& output_;
+  static std::string QualityTable(const FileEnd& end) {
+    std::string text = "      from        to       snr            cur\n";
+    const auto add = [&text](const std::optional<Measures::Value>& value, size_t width) {
+      text += Padded(value ? value->text : "-", width) + (value ? (value->bad ? "  bad" : "  ok ") : "     ");
+    };
+    for (const SessionQuality& quality : end.quality) {
+      const Measures measures = MeasuresOf(quality);
+      text +=
+          Padded(Fixed(Seconds(quality.begin_sample, end.rate_hz), 2), 10) + Padded(Fixed(Seconds(quality.end_sample, end.rate_hz), 2), 10);
+      add(measures.snr, 10);
+      add(measures.cur, 10);
+      while (text.back() == ' ') text.pop_back();
+      text += '\n';
+    }
+    return text;
+  }
+
   bool several_;
   bool summary_;
+  bool saved_;
   bool first_ = true;
   int64_t count_ = 0;
   double speech_ = 0;
 };
 
 // One document: {"files":[{"file":...,"sentences":[...],...}]}, written piece by piece.
-class JsonDocument : public Report {
+class JsonDocument : public TextReport {
  public:
-  explicit JsonDocument(Output& output) : output_(output) { output_.Write("{\"files\":["); }
+  explicit JsonDocument(Output& output) : TextReport(output) { output_.Write("{\"files\":["); }
 
   void BeginFile(const std::string& name) override {
-    output_.Write(std::string(first_file_ ? "\n" : ",\n") + "{\"file\":" + Text(name) + ",\"sentences\":[");
+    output_.Write(std::string(first_file_ ? "\n" : ",\n") + "{\"file\":" + JsonText(name) + ",\"sentences\":[");
     first_file_ = false;
     first_sentence_ = true;
   }
   void Add(const Sentence& sentence, int rate_hz) override {
-    output_.Write(std::string(first_sentence_ ? "\n  " : ",\n  ") + Text(ToJson(sentence, rate_hz)));
+    output_.Write(std::string(first_sentence_ ? "\n  " : ",\n  ") + JsonText(ToJson(sentence, rate_hz)));
     first_sentence_ = false;
   }
   void EndFile(const FileEnd& end) override { Finish(ToJson(end)); }
@@ -136,17 +120,16 @@ class JsonDocument : public Report {
 
  private:
   // Closes the list of sentences and puts the members of `json` behind it.
-  void Finish(const Json& json) { output_.Write("]," + Text(json).substr(1)); }
+  void Finish(const Json& json) { output_.Write("]," + JsonText(json).substr(1)); }
 
-  Output& output_;
   bool first_file_ = true;
   bool first_sentence_ = true;
 };
 
 // One object a line: each sentence with its file, and one closing line a file.
-class JsonLines : public Report {
+class JsonLines : public TextReport {
  public:
-  explicit JsonLines(Output& output) : output_(output) {}
+  explicit JsonLines(Output& output) : TextReport(output) {}
 
   void BeginFile(const std::string& name) override { name_ = name; }
   void Add(const Sentence& sentence, int rate_hz) override { Line("sentence", ToJson(sentence, rate_hz)); }
@@ -168,30 +151,25 @@ class JsonLines : public Report {
     json["event"] = event;
     json["file"] = name_;
     json.update(members);
-    output_.Write(Text(json) + "\n");
+    output_.Write(JsonText(json) + "\n");
   }
 
-  Output& output_;
   std::string name_;
 };
 
-class Csv : public Report {
+class Csv : public TextReport {
  public:
-  explicit Csv(Output& output) : output_(output) { output_.Write("file,begin,end,duration,vol,trig,eg\n"); }
-
-  void BeginFile(const std::string& name) override {
-    name_ = name;
-    if (name.find_first_of(",\"\n\r") == std::string::npos) return;
-    name_ = "\"";
-    for (const char c : name) name_ += c == '"' ? std::string("\"\"") : std::string(1, c);
-    name_ += '"';
+  Csv(Output& output, bool saved) : TextReport(output), saved_(saved) {
+    output_.Write(std::string("file,begin,end,duration,vol,trig,eg") + (saved ? ",saved\n" : "\n"));
   }
+
+  void BeginFile(const std::string& name) override { name_ = CsvField(name); }
   void Add(const Sentence& sentence, int rate_hz) override {
     const double begin = Seconds(sentence.begin_sample, rate_hz);
     const double end = Seconds(sentence.end_sample, rate_hz);
     output_.Write(name_ + "," + Fixed(begin, 2) + "," + Fixed(end, 2) + "," + Fixed(end - begin, 2) + "," +
                   (sentence.vol ? Fixed(*sentence.vol, 1) : "") + "," + (sentence.trig ? (*sentence.trig ? "true" : "false") : "") + "," +
-                  (sentence.eg ? Fixed(*sentence.eg, 2) : "") + "\n");
+                  (sentence.eg ? Fixed(*sentence.eg, 2) : "") + (saved_ ? "," + CsvField(sentence.saved_as) : "") + "\n");
   }
   void EndFile(const FileEnd&) override {}
   void FailFile(const std::string&) override {}
@@ -199,11 +177,18 @@ class Csv : public Report {
   void End() override {}
 
  private:
-  Output& output_;
+  bool saved_;
   std::string name_;
 };
 
 }  // namespace
+
+std::string CsvField(const std::string& text) {
+  if (text.find_first_of(",\"\n\r") == std::string::npos) return text;
+  std::string field = "\"";
+  for (const char c : text) field += c == '"' ? std::string("\"\"") : std::string(1, c);
+  return field + '"';
+}
 
 Output::Output(const std::string& path) : path_(path), file_(path.empty() ? stdout : std::fopen(path.c_str(), "wb")) {
   if (file_ == nullptr) Fail(errno);
@@ -235,11 +220,11 @@ void Output::Fail(int error) const {
                 (path_.empty() ? std::string("standard output") : path_) + ": cannot be written: " + std::strerror(error));
 }
 
-std::unique_ptr<Report> MakeReport(const std::string& format, Output& output, bool several, bool summary) {
+std::unique_ptr<Report> MakeReport(const std::string& format, Output& output, bool several, bool summary, bool saved) {
   if (format == "json") return std::make_unique<JsonDocument>(output);
   if (format == "jsonl") return std::make_unique<JsonLines>(output);
-  if (format == "csv") return std::make_unique<Csv>(output);
-  return std::make_unique<Table>(output, several, summary);
+  if (format == "csv") return std::make_unique<Csv>(output, saved);
+  return std::make_unique<Table>(output, several, summary, saved);
 }
 
 }  // namespace TSEG::tool

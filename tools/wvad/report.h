@@ -15,6 +15,8 @@
 
 namespace TSEG::tool {
 
+constexpr const char* kInterruptedReason = "interrupt";
+
 // How a file's work came to its end.
 struct FileEnd {
   int rate_hz = 16000;                  // of the sample numbers
@@ -22,6 +24,7 @@ struct FileEnd {
   std::string reason = "end of audio";  // or "tail silence", "no speech", "interrupt"
   bool endpoint = false;                // asked for; `reason` is worth telling
   std::vector<OtherResult> others;
+  std::vector<SessionQuality> quality;  // instead of `others`, for those who ask for it
 };
 
 // Where the report goes: standard output or a file. Throws Failure(kOutput) when it cannot be opened or written.
@@ -54,11 +57,16 @@ class Report {
   // A file that could not be begun.
   virtual void RefuseFile(const std::string& name, const std::string& message) = 0;
   virtual void End() = 0;
+  // It writes where progress is shown.
+  virtual bool on_terminal() const { return false; }
 };
 
+// `text` as a field of CSV, in quotes where it has to be.
+std::string CsvField(const std::string& text);
+
 // `format`: "table", "json", "jsonl", "csv". `several`: more than one file, so that each is named. `summary`: close each table with its
-// sums.
-std::unique_ptr<Report> MakeReport(const std::string& format, Output& output, bool several, bool summary);
+// sums. Sentences that were saved have the names of their files as a further column or member.
+std::unique_ptr<Report> MakeReport(const std::string& format, Output& output, bool several, bool summary, bool saved = false);
 
 }  // namespace TSEG::tool
 

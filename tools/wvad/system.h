@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the program asks of the operating system beyond the C++ library: terminals, its own path, private folders, the current folder.
-// The only header of the program behind which system calls stand.
+// System calls stand behind this header and new_file.h alone.
 #ifndef WVAD_WVAD_SYSTEM_H_
 #define WVAD_WVAD_SYSTEM_H_
 

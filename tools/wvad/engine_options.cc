@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/engine_options.h"
+
+#include <exception>
+#include <fstream>
+#include <iterator>
+
+#include "modelfile/describe.h"
+#include "wvad/failure.h"
+
+namespace TSEG::tool {
+namespace {
+
+std::string ReadConfiguration(const std::string& path) {
+  if (path.empty()) return {};
+  std::ifstream in(path, std::ios::binary);
+  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  if (!in) throw Failure(ExitCode::kBadParameter, path + ": the configuration file cannot be opened");
+  return text;
+}
+
+// The rate that the model brings: its key "4".
+std::string RateOfModel(const std::string& file) {
+  try {
+    const modelfile::ModelInfo info = modelfile::InspectFile(file);
+    std::vector<const modelfile::ModelInfo*> models = {&info};
+    for (const auto& section : info.sections) {
+      for (const modelfile::ModelInfo& model : section.model) models.push_back(&model);
+    }
+    for (const modelfile::ModelInfo* model : models) {
+      for (const auto& [key, value] : model->keys) {
+        if (key == "4") return value;
+      }
+    }
+  } catch (const std::exception&) {
+    // The engine will find words for what is wrong with the file.
+  }
+  return "16000";
+}
+
+}  // namespace
+
+std::string FurtherConfiguration(const EngineOptions& options, const ParameterPlan& plan, const std::string& model) {
+  std::string rate;
+  for (const auto& [name, value] : plan.session) {
+    if (name == "VAD_PARAM_SAMPLERATE") rate = value;
+  }
+  if (rate.empty()) rate = RateOfModel(model);
+  // Of entries with one name the first counts.
+  std::string text = "[kel]\n";
+  for (const auto& [name, value] : plan.quality) text += name + " = " + value + "\n";
+  return text + "[vad]\n" + ReadConfiguration(options.config) + "\n[kel]\nwkel_param_sampleRate = " + rate + "\n";
+}
+
+}  // namespace TSEG::tool

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// How a command brings the engine up: the options that all commands share, and the configuration that comes of them.
+#ifndef WVAD_WVAD_ENGINE_OPTIONS_H_
+#define WVAD_WVAD_ENGINE_OPTIONS_H_
+
+#include <string>
+#include <vector>
+
+#include "wvad/parameters.h"
+
+namespace TSEG::tool {
+
+struct EngineOptions {
+  std::string model;                  // a name or a file
+  std::string models_dir;             // empty: where models usually lie
+  std::string config;                 // a further configuration file for the engine, empty for none
+  std::vector<std::string> settings;  // NAME=VALUE
+};
+
+// The text that follows our own lines in the engine's configuration: the settings of the audio-quality component, the user's file, and,
+// where both are silent, the component's sample rate, which has to be that of the sessions. `model` is the model's file. Throws
+// Failure(kBadParameter) if the user's file cannot be read.
+std::string FurtherConfiguration(const EngineOptions& options, const ParameterPlan& plan, const std::string& model);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_ENGINE_OPTIONS_H_

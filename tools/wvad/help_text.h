@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What `--help` says below the options of each command.
+#ifndef WVAD_WVAD_HELP_TEXT_H_
+#define WVAD_WVAD_HELP_TEXT_H_
+
+namespace TSEG::tool {
+
+constexpr const char* kExitCodesHelp = R"(Exit codes:
+  0  all files done
+  1  internal error, memory exhausted
+  2  the command line makes no sense
+  3  an input is missing or cannot be opened
+  4  an input is not audio, or damaged
+  5  a sample rate or channel that cannot be served
+  6  a bad parameter (--set, --config)
+  7  the model is missing or unusable
+  8  the output cannot be written, or would replace something (--force)
+  9  the engine refused to go on
+ 10  interrupted; what was found until then has been printed or saved
+With several files the others are still worked on; the code is that of the first failure.)";
+
+constexpr const char* kSegmentHelp =
+    R"(Times are seconds from the start of the recording. "vol" is the engine's measure of a sentence's energy: the
+squared distance of its mean log energy from 14.5 (smaller is quieter); "trig" is true when it lies under the
+engine's threshold; "eg" is the level, 20 log10 of the root mean square of the 16-bit samples.
+
+Environment: WVAD_MODELS_DIR, a folder of models; TMPDIR, for a private folder during start-up.
+
+Examples:
+  wvad segment meeting.mp3
+  wvad segment --format json *.wav > sentences.json
+  wvad segment --set wvad_param_nFrameGap=80 lecture.flac      join sentences over pauses of up to 0.8 s
+  arecord -f S16_LE -r 16000 -c 1 -t raw | wvad segment -      sentences as they are spoken
+
+)";
+
+constexpr const char* kSplitHelp =
+    R"(For talk.mp3 this writes talk-0001.wav, talk-0002.wav ... and talk-split.json, an index with the place of each
+sentence in the recording. The files hold what the engine hands out: 16 bit, one channel, at the engine's rate
+(16000 Hz), with its margins of 0.30 s before and 0.20 s behind the speech. Each file appears when its sentence has
+ended. Nothing is replaced without --force.
+
+Examples:
+  wvad split talk.mp3 -d sentences
+  wvad split --audio flac -d out *.wav
+  wvad split --set wvad_param_nFrameStartMargin=10 --set wvad_param_nFrameEndMargin=10 -d tight talk.wav
+  arecord -f S16_LE -r 16000 -c 1 -t raw | wvad split - --prefix dictation -d today
+
+)";
+
+constexpr const char* kFeaturesHelp =
+    R"(For talk.mp3 this writes talk-0001.npy, talk-0002.npy ..., one array for each sentence, and talk-features.json, an
+index with the place of each sentence. An array has a row for each 10 ms and 115 columns of 32-bit floats:
+0-23 filter bank, 24-47 and 48-71 its first and second differences, 72 and 73 those of the pitch, 74 the pitch's aux
+value, 75-114 a filter bank of 40; with a model of the kind lstm_fb40 columns 0-74 are 0. Nothing is replaced without
+--force.
+
+Examples:
+  wvad features talk.mp3 -d features
+  wvad features --set wvad_param_isReadFtrDoCMN=1 -d features *.flac       with the running mean taken off
+  python3 -c 'import numpy; print(numpy.load("features/talk-0001.npy").shape)'
+
+)";
+
+constexpr const char* kQualityHelp =
+    R"("snr" is the distance in dB between the loud and the quiet parts of the audio (80th less 15th percentile of power in
+windows of 30 ms, less 2.5); it is bad under 4.5. "cur" is the share of windows with a clipped sample; it is bad from
+0.08. Both are measured over what one session of the engine heard, which is the whole recording unless it holds four
+minutes without a sentence. "vol" and "eg" are explained under wvad segment.
+
+Examples:
+  wvad quality talk.mp3
+  wvad quality --format json *.wav > quality.json
+  wvad quality --set wkel_param_snr_threshold=10 talk.wav
+
+)";
+
+constexpr const char* kScoresHelp =
+    R"(One row for each whole 10 ms of audio, the first at 0.00 s: the probability that somebody speaks, as the network
+gives it, before any decision. A row is held, and says so, where the network has none of its own for it (the last 40 to
+120 ms, and values that are not a number): it then repeats the one before.
+  text  time and probability, "held" behind them where it applies
+  csv   file,time,speech,held
+  npy   an array of 32-bit floats with two columns: probability, and 1 where it is held
+
+Examples:
+  wvad scores talk.mp3
+  wvad scores --format csv *.wav > scores.csv
+  wvad scores --model lstm_fb75 --format npy -d scores *.flac             scores/talk-scores.npy and so on
+
+)";
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_HELP_TEXT_H_

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The recordings that a command works on, and how each is listened to: the options that all commands share, opened inputs, and the loop
+// over several of them.
+#ifndef WVAD_WVAD_INPUT_H_
+#define WVAD_WVAD_INPUT_H_
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "wvad/audio_source.h"
+#include "wvad/failure.h"
+#include "wvad/pcm_stream.h"
+
+namespace TSEG::tool {
+
+struct InputOptions {
+  std::vector<std::string> files;  // "-" for raw PCM on standard input
+  std::string channel = "mix";     // or a number from 1
+  std::string gain = "0";          // decibels, or "auto"
+  int chunk_ms = 100;
+  int rate_hz = 16000;  // of standard input
+  int channels = 1;     // of standard input
+};
+
+// One opened recording.
+class Input {
+ public:
+  Input(std::unique_ptr<AudioSource> source, const std::string& name, int channel, int engine_rate_hz, int chunk_ms, double gain_db);
+
+  // The next piece of samples at the engine's rate; false when there is none left.
+  bool Next(std::vector<int16_t>* piece) { return stream_.Next(piece); }
+  double seconds_read() const { return static_cast<double>(stream_.frames_read()) / source_->rate_hz(); }
+  // 0 if the source does not know.
+  double seconds_total() const { return source_->frames() > 0 ? static_cast<double>(source_->frames()) / source_->rate_hz() : 0; }
+
+ private:
+  std::unique_ptr<AudioSource> source_;
+  PcmStream stream_;
+};
+
+class InputReader {
+ public:
+  // Throws Failure(kUsage) for a channel or gain that is none. `options` has to outlive the reader.
+  InputReader(const InputOptions& options, int engine_rate_hz);
+
+  // With --gain auto this takes a first pass over the whole file. Throws Failure as OpenAudioFile, and kBadRate for a missing channel.
+  std::unique_ptr<Input> Open(const std::string& name) const;
+
+ private:
+  std::unique_ptr<AudioSource> OpenSource(const std::string& name) const;
+  double MeasureGain(const std::string& name) const;
+
+  const InputOptions& options_;
+  int engine_rate_hz_;
+  int channel_;
+  std::optional<double> gain_db_;  // none: measured
+};
+
+// The whole of `text` as a whole number.
+std::optional<int> ParseInt(const std::string& text);
+
+// Calls `work` with each file. One that fails gives its line on standard error and the others are still worked on; the result is the code
+// of the first failure. Failures of output leave at once, since there is nothing to go on for, and an interrupt ends the loop.
+ExitCode ForEachFile(const std::vector<std::string>& files, const std::function<void(const std::string&)>& work);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_INPUT_H_

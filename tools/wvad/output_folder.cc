@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/output_folder.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <map>
+#include <system_error>
+#include <utility>
+
+#include "wvad/failure.h"
+
+namespace TSEG::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t kDigits = 4;
+
+}  // namespace
+
+OutputFolder::OutputFolder(const FolderOptions& options, const std::vector<std::string>& inputs, OutputSuffixes suffixes)
+    : options_(options), suffixes_(std::move(suffixes)) {
+  if (options_.folder.empty()) options_.folder = ".";
+  if (!options_.prefix.empty()) {
+    if (inputs.size() > 1) throw Failure(ExitCode::kUsage, "--prefix is for a single recording");
+    if (options_.prefix.find('/') != std::string::npos) {
+      throw Failure(ExitCode::kUsage,
+                    "--prefix " + options_.prefix + ": a name without folders is expected; choose the folder with --directory");
+    }
+  }
+  CheckNames(inputs);
+  CheckInputs(inputs);
+}
+
+void OutputFolder::CheckNames(const std::vector<std::string>& inputs) const {
+  std::map<std::string, std::string> stems;
+  for (const std::string& input : inputs) {
+    const auto [row, fresh] = stems.emplace(Stem(input), input);
+    if (!fresh) {
+      throw Failure(ExitCode::kUsage, input + ": its files would be called as those of " + row->second +
+                                          "; work on them one at a time, into different folders or with --prefix");
+    }
+    if (options_.force) continue;
+    std::vector<std::string> names = {File(input)};
+    if (!suffixes_.numbered.empty()) names.push_back(Numbered(input, 1));
+    for (const std::string& name : names) {
+      std::error_code ignored;
+      if (fs::exists(fs::symlink_status(Path(name), ignored))) {
+        throw Failure(ExitCode::kOutput, Path(name) + ": exists already; --force replaces it");
+      }
+    }
+  }
+}
+
+// With --force, a recording that lies in the folder under a name that will be written would be lost, perhaps before it was read.
+void OutputFolder::CheckInputs(const std::vector<std::string>& inputs) const {
+  for (const std::string& candidate : inputs) {
+    if (candidate == "-") continue;
+    const fs::path path(candidate);
+    std::error_code ignored;
+    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    if (!fs::equivalent(folder, options_.folder, ignored)) continue;
+    const std::string name = path.filename().string();
+    for (const std::string& input : inputs) {
+      int64_t number = 0;
+      std::string ending;
+      const bool numbered = !suffixes_.numbered.empty() && IsNumbered(input, name, &number, &ending) && ending == suffixes_.numbered;
+      if (name == File(input) || numbered) {
+        throw Failure(ExitCode::kOutput,
+                      candidate + ": the files of " + input + " would be called like this recording; choose another folder");
+      }
+    }
+  }
+}
+
+void OutputFolder::Make() const {
+  std::error_code error;
+  fs::create_directories(options_.folder, error);
+  if (!error && !fs::is_directory(options_.folder, error)) error = std::make_error_code(std::errc::not_a_directory);
+  if (error) throw Failure(ExitCode::kOutput, options_.folder + ": this folder cannot be made: " + error.message());
+}
+
+std::string OutputFolder::Stem(const std::string& input) const {
+  if (!options_.prefix.empty()) return options_.prefix;
+  if (input == "-") return "stdin";
+  const std::string stem = fs::path(input).stem().string();
+  return stem.empty() ? "recording" : stem;
+}
+
+std::string OutputFolder::File(const std::string& input) const { return Stem(input) + "-" + suffixes_.name; }
+
+std::string OutputFolder::Numbered(const std::string& input, int64_t number) const {
+  const std::string digits = std::to_string(number);
+  return Stem(input) + "-" + std::string(digits.size() < kDigits ? kDigits - digits.size() : 0, '0') + digits + suffixes_.numbered;
+}
+
+std::string OutputFolder::Path(const std::string& name) const { return (fs::path(options_.folder) / name).string(); }
+
+bool OutputFolder::IsNumbered(const std::string& input, const std::string& name, int64_t* number, std::string* ending) const {
+  const std::string start = Stem(input) + "-";
+  if (name.compare(0, start.size(), start) != 0) return false;
+  const size_t digits_end = std::min(name.find_first_not_of("0123456789", start.size()), name.size());
+  if (digits_end - start.size() < kDigits) return false;
+  const char* first = name.data() + start.size();
+  const auto [end, error] = std::from_chars(first, name.data() + digits_end, *number);
+  if (error != std::errc() || *number < 1) return false;
+  *ending = name.substr(digits_end);
+  return true;
+}
+
+}  // namespace TSEG::tool

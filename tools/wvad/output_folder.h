@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Where a command that writes several files puts them, and how they are called: STEM-SUFFIX, where the stem is the recording's file name
+// without its ending ("stdin" for standard input). Everything that can be known to go wrong is found before any work: two recordings of one
+// stem, files that are there already, outputs that would fall on an input.
+#ifndef WVAD_WVAD_OUTPUT_FOLDER_H_
+#define WVAD_WVAD_OUTPUT_FOLDER_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace TSEG::tool {
+
+struct FolderOptions {
+  std::string folder = ".";
+  std::string prefix;  // instead of the stem, for a single recording; empty for none
+  bool force = false;  // files may be replaced
+};
+
+// What is written for each recording: one file STEM-`name`, and, if `numbered` is not empty, STEM-0001`numbered` and so on.
+struct OutputSuffixes {
+  std::string name;
+  std::string numbered;
+};
+
+class OutputFolder {
+ public:
+  // Throws Failure: kUsage (two recordings of one stem, a prefix that is none or for several recordings), kOutput (something is there).
+  OutputFolder(const FolderOptions& options, const std::vector<std::string>& inputs, OutputSuffixes suffixes);
+
+  // Makes the folder and those above it. Throws Failure(kOutput).
+  void Make() const;
+
+  // Names within the folder, and the whole path of such a name.
+  std::string File(const std::string& input) const;
+  std::string Numbered(const std::string& input, int64_t number) const;
+  std::string Path(const std::string& name) const;
+  // Whether `name` is a numbered file of this recording, of whatever ending; gives its number and what follows it.
+  bool IsNumbered(const std::string& input, const std::string& name, int64_t* number, std::string* ending) const;
+
+  bool force() const { return options_.force; }
+
+ private:
+  std::string Stem(const std::string& input) const;
+  void CheckNames(const std::vector<std::string>& inputs) const;
+  void CheckInputs(const std::vector<std::string>& inputs) const;
+
+  FolderOptions options_;
+  OutputSuffixes suffixes_;
+};
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_OUTPUT_FOLDER_H_

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// `wvad quality`: recordings in; out come what the audio-quality component measures of each ("snr", "cur") and the values of each sentence.
+#ifndef WVAD_WVAD_QUALITY_COMMAND_H_
+#define WVAD_WVAD_QUALITY_COMMAND_H_
+
+#include <string>
+
+#include "wvad/sentence_run.h"
+
+namespace TSEG::tool {
+
+struct QualityOptions : SentenceOptions {
+  std::string format = "table";  // table, json, jsonl
+  std::string output;            // empty: standard output
+  bool force = false;            // `output` may be replaced
+};
+
+// As RunSegment.
+ExitCode RunQuality(const QualityOptions& options);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_QUALITY_COMMAND_H_

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Sentences and the ends of files as JSON, and numbers as text, the same in every report and index.
+#ifndef WVAD_WVAD_REPORT_JSON_H_
+#define WVAD_WVAD_REPORT_JSON_H_
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+
+#include "wvad/recording.h"
+#include "wvad/report.h"
+
+namespace TSEG::tool {
+
+inline double Seconds(int64_t samples, int rate_hz) { return static_cast<double>(samples) / rate_hz; }
+
+// With `digits` decimals, whatever the locale, which a log configuration may have changed: a comma in a number would be no JSON and no CSV.
+std::string Fixed(double value, int digits);
+// In one line. File names need not be UTF-8; what is not becomes a replacement character.
+std::string JsonText(const nlohmann::ordered_json& json);
+
+// begin, end, duration (seconds), vol, trig, eg, and saved if the sentence was.
+nlohmann::ordered_json ToJson(const Sentence& sentence, int rate_hz);
+// heard, stopped_by, and what there is of quality and results.
+nlohmann::ordered_json ToJson(const FileEnd& end);
+
+// What one session's audio-quality results say; a measure is missing where the session was too short for it.
+struct Measures {
+  struct Value {
+    std::string text;  // as the component wrote the number
+    bool bad = false;
+  };
+  std::optional<Value> snr, cur;
+};
+Measures MeasuresOf(const SessionQuality& quality);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_REPORT_JSON_H_

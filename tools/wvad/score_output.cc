@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/score_output.h"
+
+#include <charconv>
+#include <utility>
+
+#include "blocks/npy_file.h"
+#include "wvad/report.h"
+#include "wvad/report_json.h"
+
+namespace TSEG::tool {
+namespace {
+
+constexpr size_t kArrayColumns = 2;
+
+std::string Time(int64_t frame) { return Fixed(static_cast<double>(frame) / 100, 2); }
+
+// The shortest text that gives this float again.
+std::string Exactly(float value) {
+  char text[64];
+  const std::to_chars_result result = std::to_chars(text, text + sizeof text, value);
+  return std::string(text, result.ptr);
+}
+
+class TextWriter : public ScoreWriter {
+ public:
+  explicit TextWriter(ByteSink sink) : sink_(std::move(sink)) {}
+
+  void Begin(const std::string& name, bool several) override {
+    if (several) gathered_ += (first_ ? "# " : "\n# ") + name + "\n";
+    first_ = false;
+  }
+  void Add(const ScoreTrack::Row& row) override {
+    gathered_ += Time(row.frame) + " " + Fixed(row.speech, 4) + (row.held ? " held\n" : "\n");
+  }
+  void Flush() override {
+    if (!gathered_.empty()) sink_(gathered_);
+    gathered_.clear();
+  }
+
+ private:
+  ByteSink sink_;
+  std::string gathered_;
+  bool first_ = true;
+};
+
+class CsvWriter : public ScoreWriter {
+ public:
+  explicit CsvWriter(ByteSink sink) : sink_(std::move(sink)), gathered_("file,time,speech,held\n") {}
+
+  void Begin(const std::string& name, bool) override { name_ = CsvField(name); }
+  void Add(const ScoreTrack::Row& row) override {
+    gathered_ += name_ + "," + Time(row.frame) + "," + Exactly(row.speech) + (row.held ? ",1\n" : ",0\n");
+  }
+  void Flush() override {
+    if (!gathered_.empty()) sink_(gathered_);
+    gathered_.clear();
+  }
+
+ private:
+  ByteSink sink_;
+  std::string gathered_;
+  std::string name_;
+};
+
+}  // namespace
+
+std::unique_ptr<ScoreWriter> MakeScoreWriter(const std::string& format, ByteSink sink) {
+  if (format == "csv") return std::make_unique<CsvWriter>(std::move(sink));
+  return std::make_unique<TextWriter>(std::move(sink));
+}
+
+ArrayWriter::ArrayWriter(NewFile& file) : file_(file) { file_.Write(blocks::NpyHeader(0, kArrayColumns, false)); }
+
+void ArrayWriter::Begin(const std::string&, bool) {}
+
+void ArrayWriter::Add(const ScoreTrack::Row& row) {
+  const float values[kArrayColumns] = {row.speech, row.held ? 1.0F : 0.0F};
+  gathered_.append(reinterpret_cast<const char*>(values), sizeof values);
+  ++rows_;
+}
+
+void ArrayWriter::Flush() {
+  file_.Write(gathered_);
+  gathered_.clear();
+}
+
+void ArrayWriter::Finish() {
+  Flush();
+  file_.WriteAt(0, blocks::NpyHeader(rows_, kArrayColumns, false));
+}
+
+}  // namespace TSEG::tool

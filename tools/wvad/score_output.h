@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Speech probabilities as text (time and probability, "held" behind those that are), as CSV (file, time, speech, held), or as a NumPy array
+// of 32-bit floats with a row for each 10 ms: the probability, and 1 where it is held.
+//
+// Rows go out as they come; memory does not grow. An array's count of rows is put in at its end.
+#ifndef WVAD_WVAD_SCORE_OUTPUT_H_
+#define WVAD_WVAD_SCORE_OUTPUT_H_
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "wvad/new_file.h"
+#include "wvad/score_track.h"
+
+namespace TSEG::tool {
+
+// Where the rows go: appended to something, or, for an array, into a file of its own.
+using ByteSink = std::function<void(std::string_view)>;
+
+class ScoreWriter {
+ public:
+  virtual ~ScoreWriter() = default;
+  // The recording `name` begins. `several`: text names each.
+  virtual void Begin(const std::string& name, bool several) = 0;
+  virtual void Add(const ScoreTrack::Row& row) = 0;
+  // Passes on what has been gathered.
+  virtual void Flush() = 0;
+};
+
+// `format`: "text" or "csv".
+std::unique_ptr<ScoreWriter> MakeScoreWriter(const std::string& format, ByteSink sink);
+// An array in `file`, which it finishes and publishes with Publish().
+class ArrayWriter : public ScoreWriter {
+ public:
+  explicit ArrayWriter(NewFile& file);
+  void Begin(const std::string& name, bool several) override;
+  void Add(const ScoreTrack::Row& row) override;
+  void Flush() override;
+  // Puts the count of rows in. Call once, behind the last row.
+  void Finish();
+
+ private:
+  NewFile& file_;
+  uint64_t rows_ = 0;
+  std::string gathered_;
+};
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_SCORE_OUTPUT_H_

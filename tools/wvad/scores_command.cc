@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/scores_command.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+#include "blocks/score_source.h"
+#include "wvad/engine.h"
+#include "wvad/model_finder.h"
+#include "wvad/parameters.h"
+#include "wvad/progress.h"
+#include "wvad/report.h"
+#include "wvad/score_output.h"
+#include "wvad/score_track.h"
+#include "wvad/system.h"
+
+namespace TSEG::tool {
+namespace {
+
+// What the library makes of model, configuration and settings, as far as the way to the scores goes.
+struct Settled {
+  blocks::BlockOptions blocks;
+  int priming_frames = -1;
+};
+
+Settled SettleParameters(const ScoresOptions& options, const std::string& model) {
+  const ParameterPlan plan = PlanParameters(options.engine.settings, false);
+  Engine engine(model, plan.configuration, FurtherConfiguration(options.engine, plan, model));
+  Detector detector(engine);
+  // The type of mean removal is taken from the defaults, not from an instance.
+  const int cmn_type = ParseInt(detector.Get("wvad_param_cmn_type")).value_or(0);
+  const Session trial(detector, plan.session);
+  Settled settled;
+  settled.blocks.rate_hz = ParseInt(detector.Get("VAD_PARAM_SAMPLERATE")).value_or(16000);
+  settled.blocks.mean_removal = detector.Get("wvad_param_isTsegDoCMN") != "0";
+  settled.blocks.cmn_type = cmn_type;
+  if (detector.Get("wvad_param_vad_AgcOn") == "1") {
+    settled.blocks.gain_control_hz = ParseInt(detector.Get("wvad_param_SampleRate")).value_or(16000);
+  }
+  settled.priming_frames = ParseInt(detector.Get("wvad_param_vad_LstmPaddingNum")).value_or(-1);
+  return settled;
+}
+
+class ScoreRun {
+ public:
+  ScoreRun(const ScoresOptions& options, const Settled& settled, const blocks::ScoreModel& model)
+      : options_(options), rate_hz_(settled.blocks.rate_hz), source_(settled.blocks, &model, settled.priming_frames) {}
+
+  // A recording that breaks off is scored as far as it goes; the failure is the result.
+  // `shared`: other recordings go to the same writer.
+  std::optional<Failure> File(Input& input, const std::string& name, bool on_terminal, bool shared, ScoreWriter& writer) {
+    const bool typing = name == "-" && on_terminal;
+    Progress progress(!options_.quiet && !typing && IsTerminal(STDERR_FILENO), name, input.seconds_total());
+    ScoreTrack track([&](const ScoreTrack::Row& row) { writer.Add(row); });
+    const blocks::ScoreSource::PairSink sink = [&](const float* pair, bool own) { track.Add(pair, own); };
+    const auto pass_on = [&] {
+      if (on_terminal) progress.Hide();
+      writer.Flush();
+    };
+    writer.Begin(name, shared);
+    int64_t samples = 0;
+    std::optional<Failure> broken;
+    source_.Begin();
+    for (std::vector<int16_t> piece; !Interrupted() && Next(input, &piece, &broken);) {
+      source_.Push(piece.data(), piece.size(), sink);
+      samples += static_cast<int64_t>(piece.size());
+      pass_on();
+      progress.Show(input.seconds_read());
+    }
+    source_.Finish(sink);
+    track.Finish(samples / (rate_hz_ / 100));
+    pass_on();
+    progress.Hide();
+    if (Interrupted()) return Failure(ExitCode::kInterrupted, name + ": interrupted");
+    if (!broken && !track.found_any() && !options_.quiet) {
+      std::fprintf(stderr, "wvad: %s: note: too short for a score of its own\n", name.c_str());
+    }
+    return broken;
+  }
+
+ private:
+  static bool Next(Input& input, std::vector<int16_t>* piece, std::optional<Failure>* broken) {
+    try {
+      return input.Next(piece);
+    } catch (const Failure& failure) {
+      *broken = failure;
+      return false;
+    }
+  }
+
+  const ScoresOptions& options_;
+  int rate_hz_;
+  blocks::ScoreSource source_;
+};
+
+// Each recording into a file of its own, which appears when its work is done.
+std::optional<Failure> ToOwnFile(ScoreRun& run, Input& input, const std::string& name, const std::string& format, NewFile& file) {
+  std::optional<Failure> failure;
+  if (format == "npy") {
+    ArrayWriter writer(file);
+    failure = run.File(input, name, false, false, writer);
+    writer.Finish();
+  } else {
+    const std::unique_ptr<ScoreWriter> writer = MakeScoreWriter(format, [&file](std::string_view bytes) { file.Write(bytes); });
+    failure = run.File(input, name, false, false, *writer);
+    writer->Flush();
+  }
+  file.Publish();
+  return failure;
+}
+
+void CheckUsage(const ScoresOptions& options) {
+  const bool into_folder = !options.folder.folder.empty();
+  if (into_folder && !options.output.empty()) throw Failure(ExitCode::kUsage, "--output and --directory exclude each other");
+  if (!into_folder && !options.folder.prefix.empty()) throw Failure(ExitCode::kUsage, "--prefix goes with --directory");
+  if (options.format != "npy" || into_folder) return;
+  if (options.output.empty())
+    throw Failure(ExitCode::kUsage, "--format npy: needs --output FILE, or --directory DIR for several recordings");
+  if (options.input.files.size() > 1) throw Failure(ExitCode::kUsage, "--format npy: several recordings need --directory DIR");
+}
+
+}  // namespace
+
+ExitCode RunScores(const ScoresOptions& options) {
+  RememberInterrupts();
+  CheckUsage(options);
+  std::optional<OutputFolder> folder;
+  const std::string suffix = "scores." + (options.format == "text" ? "txt" : options.format);
+  if (!options.folder.folder.empty()) folder.emplace(options.folder, options.input.files, OutputSuffixes{suffix, ""});
+
+  const std::string model_file = FindModel(options.engine.model, options.engine.models_dir);
+  const Settled settled = SettleParameters(options, model_file);
+  std::string error;
+  const std::unique_ptr<blocks::ScoreModel> model = blocks::ScoreModel::Load(model_file, &error);
+  if (!model) throw Failure(ExitCode::kBadModel, error);
+  const InputReader reader(options.input, settled.blocks.rate_hz);
+  ScoreRun run(options, settled, *model);
+  if (folder || options.format == "npy") {
+    if (folder) folder->Make();
+    return ForEachFile(options.input.files, [&](const std::string& name) {
+      const std::unique_ptr<Input> input = reader.Open(name);
+      NewFile file(folder ? folder->Path(folder->File(name)) : options.output, options.folder.force);
+      if (const std::optional<Failure> failure = ToOwnFile(run, *input, name, options.format, file)) throw *failure;
+    });
+  }
+  // Standard output and what is no ordinary file (a pipe, a terminal) get the rows at once.
+  std::optional<NewFile> file;
+  std::optional<Output> output;
+  if (options.output.empty() || IsSpecialFile(options.output)) {
+    output.emplace(options.output);
+  } else {
+    file.emplace(options.output, options.folder.force);
+  }
+  const std::unique_ptr<ScoreWriter> writer = MakeScoreWriter(options.format, [&](std::string_view bytes) {
+    if (file) {
+      file->Write(bytes);
+    } else {
+      output->Write(std::string(bytes));
+    }
+  });
+  const ExitCode result = ForEachFile(options.input.files, [&](const std::string& name) {
+    const std::unique_ptr<Input> input = reader.Open(name);
+    const bool shared = options.input.files.size() > 1;
+    const std::optional<Failure> failure = run.File(*input, name, output && output->is_terminal(), shared, *writer);
+    if (failure) throw *failure;
+  });
+  writer->Flush();
+  if (file) file->Publish();
+  if (output) output->Close();
+  return result;
+}
+
+}  // namespace TSEG::tool

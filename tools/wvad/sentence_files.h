@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A report that saves each sentence as a file of its own before it tells another report of it, and keeps an index of each recording:
+//
+//   DIR/talk-0001.wav  DIR/talk-0002.wav ...  DIR/talk-split.json
+//
+// The index is JSON: {"source":..., what the command adds, "sentences":[{"file":..., begin, end, duration, the count of samples or frames,
+// vol, trig, eg}, ...], "heard":..., "stopped_by":...}. It is written for every recording that could be opened, also one without sentences
+// or one that broke off. With --force it tells which files an earlier run has left over; those go when the new run is through.
+#ifndef WVAD_WVAD_SENTENCE_FILES_H_
+#define WVAD_WVAD_SENTENCE_FILES_H_
+
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "wvad/new_file.h"
+#include "wvad/output_folder.h"
+#include "wvad/report.h"
+
+namespace TSEG::tool {
+
+// How a sentence becomes a file.
+struct SentenceFormat {
+  std::function<std::string(const Sentence&)> encode;  // to the bytes of a file
+  std::string unit;                                    // of its data: "samples", "frames"
+  size_t unit_bytes = 1;
+  nlohmann::ordered_json about;  // members of the index behind "source"
+};
+
+class SentenceFiles : public Report {
+ public:
+  // `next` may be null. `notes`: say on standard error where nothing was found.
+  SentenceFiles(const OutputFolder& folder, SentenceFormat format, std::unique_ptr<Report> next, bool notes);
+
+  void BeginFile(const std::string& name) override;
+  void Add(const Sentence& sentence, int rate_hz) override;
+  void EndFile(const FileEnd& end) override;
+  void FailFile(const std::string& message) override;
+  void RefuseFile(const std::string& name, const std::string& message) override;
+  void End() override;
+  bool on_terminal() const override { return next_ && next_->on_terminal(); }
+
+ private:
+  std::string Save(const Sentence& sentence, int rate_hz);
+  void CloseIndex(const nlohmann::ordered_json& json);
+  void RemoveLeftOvers();
+
+  const OutputFolder& folder_;
+  SentenceFormat format_;
+  std::unique_ptr<Report> next_;
+  bool notes_;
+  std::string input_;
+  int64_t count_ = 0;
+  std::unique_ptr<NewFile> index_;
+  std::vector<std::string> left_over_;  // of an earlier run
+};
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_SENTENCE_FILES_H_
