@@ -7,7 +7,7 @@
 // Prints one line a call, so that each figure of memory is of a fresh process:
 //
 //   instances  threads  audio_s  processor seconds and wall seconds  microseconds of processor time per 10 ms frame  KiB of an instance
-//   before audio KiB that the process has grown by since the first tenth of the audio, for each 1000 s of audio  peak KiB of the process
+//   before audio  KiB that the process has grown by since the first tenth of the audio  peak KiB of the process
 //
 // Under callgrind the difference of two runs of different --minutes gives the instructions per frame (see instructions.sh).
 #include <atomic>
@@ -88,13 +88,12 @@ int main(int argc, char** argv) {
   const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   const double cpu = ProcessSeconds() - cpu_begin;
   const double frames = static_cast<double>(pieces) * 10.0 * static_cast<double>(all.size());
-  const double late_audio = static_cast<double>(pieces - pieces / 10) * 0.1 * static_cast<double>(all.size());
-  const double grown = (static_cast<double>(CurrentMemory()) - static_cast<double>(early)) / 1024.0 / late_audio * 1000.0;
+  const double grown = (static_cast<double>(CurrentMemory()) - static_cast<double>(early)) / 1024.0;
   if (options.heading) {
-    std::printf("%9s %7s %8s %8s %8s %12s %12s %15s %9s\n", "instances", "threads", "audio_s", "cpu_s", "wall_s", "us_per_frame",
-                "instance_KiB", "KiB_per_1000_s", "peak_KiB");
+    std::printf("%9s %7s %8s %8s %8s %12s %12s %9s %9s\n", "instances", "threads", "audio_s", "cpu_s", "wall_s", "us_per_frame",
+                "instance_KiB", "grown_KiB", "peak_KiB");
   }
-  std::printf("%9d %7d %8.0f %8.3f %8.3f %12.2f %12llu %15.0f %9llu\n", options.instances, options.threads, frames / 100.0, cpu, wall,
+  std::printf("%9d %7d %8.0f %8.3f %8.3f %12.2f %12llu %9.0f %9llu\n", options.instances, options.threads, frames / 100.0, cpu, wall,
               cpu / frames * 1e6, static_cast<unsigned long long>(idle / 1024), grown,
               static_cast<unsigned long long>(PeakMemory() / 1024));
   for (WVADInst inst : all) wVadDestroyInst(inst);

@@ -242,7 +242,7 @@ void Decision(benchmark::State& state, const Setup& setup) {
   const auto renew = [&] {
     if (inst != nullptr) wVadDestroyInst(inst);
     inst = StartInstance();
-    inst->eScore.assign(2 * kFrames, 20000.0f);
+    inst->eScore = std::vector<float>(2 * kFrames, 20000.0f);
   };
   renew();
   const auto batch = [&] {

@@ -44,7 +44,7 @@ std::unique_ptr<TsegInst> MakeInstance(const CFG_VAD& defaults) {
   } else {
     inst->pDnn = std::make_unique<DnnForward>();
   }
-  inst->pReadBuf = AlignedBuffer<uint8_t>(kReadBufBytes);
+  inst->pReadBuf = AlignedBuffer<uint8_t>::Uncleared(kReadBufBytes);
   inst->pSentences = std::make_unique<SentenceTable>();
   inst->pEndpoint = std::make_unique<EndpointDetector>();
   inst->pReadCmn = std::make_unique<ReadCmn>();
@@ -151,7 +151,7 @@ void HandOutDebugText(TsegInst* inst) {
   }
   if (!inst->eScore.empty()) {
     inst->debugText += "|eScore:";
-    for (const float value : inst->eScore) AppendNumber(&inst->debugText, CutLow32(value));
+    for (size_t i = 0; i < inst->eScore.size(); ++i) AppendNumber(&inst->debugText, CutLow32(inst->eScore[i]));
   }
   inst->debugText += '\n';
   FileLogSingleton::instance().append(inst->debugText, inst->pCfg->debug_log_filename());

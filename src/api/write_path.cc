@@ -223,6 +223,7 @@ int wVadAudioWrite(WVADInst inst, WVadAudioSample* audio) {
     inst->nEnergySamples = 0;
     inst->frameEnergy.clear();
   }
+  DropPassedEnergies(inst);
   const uint32_t kel_status = KelStatus(audio->status);
   if (inst->pCfg->wvad_param_bKelOn && inst->hKel != nullptr) {
     WVadAudioSample piece = {};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// CheckedSubscript: element `index` of a growing array, with the failure that a wrong index has in this engine.
+// CheckedSubscript: the value of frame `index` of a history, with the failure that a wrong index has in this engine.
 //
 // A wrong index, negative ones among them, leaves as std::out_of_range with the text "invalid vector<T> subscript". No allocation
 // otherwise.
@@ -10,15 +10,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
-#include <vector>
+
+#include "session/frame_history.h"
 
 namespace TSEG {
 
 template <typename T>
-const T& CheckedSubscript(const std::vector<T>& array, int32_t index) {
-  // Seen as unsigned, a negative index lies behind every array.
-  if (static_cast<uint32_t>(index) >= array.size()) throw std::out_of_range("invalid vector<T> subscript");
-  return array[static_cast<size_t>(index)];
+T CheckedSubscript(const FrameHistory<T>& history, int32_t index) {
+  // Seen as unsigned, a negative index lies behind every history.
+  if (static_cast<uint32_t>(index) >= history.size()) throw std::out_of_range("invalid vector<T> subscript");
+  return history[static_cast<size_t>(index)];
 }
 
 }  // namespace TSEG

@@ -21,11 +21,13 @@ float AbsDifference(float a, float b) { return static_cast<float>(std::fabs(stat
 float Quotient(float sum, double divisor) { return static_cast<float>(static_cast<double>(sum) / divisor); }
 
 // The frames from `from` up to `n` in a copy of their own.
-std::vector<float> CopyFrames(const std::vector<float>& history, int32_t from, int32_t n) {
+std::vector<float> CopyFrames(const FrameHistory<float>& history, int32_t from, int32_t n) {
   const size_t first = std::min(static_cast<size_t>(std::max(from, 0)), history.size());
   const size_t last = std::min(static_cast<size_t>(std::max(n, 0)), history.size());
   if (first >= last) return {};
-  return std::vector<float>(history.begin() + static_cast<std::ptrdiff_t>(first), history.begin() + static_cast<std::ptrdiff_t>(last));
+  std::vector<float> frames(last - first);
+  for (size_t i = first; i < last; ++i) frames[i - first] = history[i];
+  return frames;
 }
 
 struct Spread {
@@ -85,7 +87,7 @@ bool Converged(float held, float fresh) {
 
 void EnergyStatsReset(EnergyStats* stats) { *stats = EnergyStats(); }
 
-void EnergyThresholdFullUpdate(EnergyStats* stats, const std::vector<float>& history, int32_t n) {
+void EnergyThresholdFullUpdate(EnergyStats* stats, const FrameHistory<float>& history, int32_t n) {
   std::vector<float> frames = CopyFrames(history, 0, n - stats->nLastFrame);
   const Spread spread = TakeIn(stats, frames, n);
   // An energy that is not a number goes behind all others, so that the order stays an order.
@@ -115,7 +117,7 @@ void EnergyThresholdFullUpdate(EnergyStats* stats, const std::vector<float>& his
   Finish(stats, n, spread.mean);
 }
 
-void EnergyThresholdStepUpdate(EnergyStats* stats, const std::vector<float>& history, int32_t n) {
+void EnergyThresholdStepUpdate(EnergyStats* stats, const FrameHistory<float>& history, int32_t n) {
   const std::vector<float> frames = CopyFrames(history, stats->nLastFrame, n);
   const Spread spread = TakeIn(stats, frames, n);
   const float low = stats->fCentreLow;

@@ -9,18 +9,18 @@
 #define WVAD_DECISION_ENERGY_FLOOR_H_
 
 #include <cstdint>
-#include <vector>
 
 #include "session/decision_records.h"
+#include "session/frame_history.h"
 
 namespace TSEG {
 
 // The values of a fresh session; the floor stands at 65.
 void EnergyStatsReset(EnergyStats* stats);
 // Takes in the first `n` energies of `history` and clusters them.
-void EnergyThresholdFullUpdate(EnergyStats* stats, const std::vector<float>& history, int32_t n);
+void EnergyThresholdFullUpdate(EnergyStats* stats, const FrameHistory<float>& history, int32_t n);
 // Takes in the energies from the last update up to, not including, frame `n`.
-void EnergyThresholdStepUpdate(EnergyStats* stats, const std::vector<float>& history, int32_t n);
+void EnergyThresholdStepUpdate(EnergyStats* stats, const FrameHistory<float>& history, int32_t n);
 // The floor for the statistics as they stand.
 float EnergyThresholdPick(const EnergyStats& stats, float mean);
 

@@ -4,11 +4,10 @@
 // time.
 #include "decision/results.h"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "base/wrap.h"
-#include "decision/checked_subscript.h"
+#include "decision/energy_history.h"
 
 namespace TSEG {
 namespace {
@@ -41,8 +40,6 @@ class ItemList {
   int count_ = 0;
 };
 
-int32_t SamplesPerFrame(const FrontBackProbe& probe) { return std::max(probe.nSampleRate / 100, 1); }
-
 void AddVolTexts(TsegInst* inst, ItemList* items) {
   if (!inst->bVolDelivered) {
     for (const std::string& text : *inst->pVolResults) {
@@ -53,24 +50,15 @@ void AddVolTexts(TsegInst* inst, ItemList* items) {
   inst->bVolDelivered = 1;
 }
 
-// Energy at the first sound: the mean of three frames, in the unit of the history over 1000.
-float FirstSoundEnergy(const std::vector<float>& history, int32_t index) {
-  double sum = static_cast<double>(CheckedSubscript(history, index)) / 1000.0;
-  sum += static_cast<double>(CheckedSubscript(history, index + 1)) / 1000.0;
-  sum += static_cast<double>(CheckedSubscript(history, index + 2)) / 1000.0;
-  return static_cast<float>(sum * static_cast<double>(0.3333f));
-}
-
 void AddFnt(TsegInst* inst, ItemList* items) {
   FrontBackProbe* probe = inst->pProbe.get();
   const CFG_VAD& cfg = *inst->pCfg;
   const int32_t begin = inst->pEndpoint->nFirstBegin;
-  const int32_t position = cfg.wvad_param_nSilBytes == 0 ? probe->nScanned : cfg.wvad_param_nSilBytes;
-  const int32_t index = position / SamplesPerFrame(*probe) - 4;
+  const int32_t index = FirstSoundFrame(*inst);
   if (begin >= 0 && probe->nFntState == 1 && static_cast<uint32_t>(index + 2) < inst->eScore.size()) {
     const int32_t delta = WrapMul32(WrapSub32(begin, index), 10);
     const bool trig = static_cast<double>(cfg.wvad_param_fnt_threshold) > static_cast<double>(delta) &&
-                      FirstSoundEnergy(inst->eScore, index) >= cfg.wvad_param_fnt_score_threshold;
+                      FirstSoundEnergy(*inst, index) >= cfg.wvad_param_fnt_score_threshold;
     std::snprintf(probe->szFnt, sizeof probe->szFnt, "\"ws\":[{\"fnt\":%d,\"trig\":%s,\"bg\":%d}]", delta, trig ? "true" : "false",
                   WrapMul32(begin, 10));
     probe->nFntState = 2;
@@ -82,7 +70,7 @@ void AddFnt(TsegInst* inst, ItemList* items) {
 }
 
 // How far the last three frames lie from the usual energy of speech, squared.
-double TailDistance(const std::vector<float>& history) {
+double TailDistance(const FrameHistory<float>& history) {
   if (history.size() < 3) return 70.0;
   double sum = 0;
   for (size_t i = history.size() - 3; i < history.size(); ++i) {

@@ -17,21 +17,21 @@ struct EndpointDetector {
   int32_t nWinThreshold = 0;  // frames of speech needed in the sliding window
   uint8_t ring[20] = {};      // sliding window, 1 for a speech frame
   int32_t nRingPos = 0;
-  int32_t nState = 0;         // 0 before the first sentence, 1 inside one, 2 after one
-  int32_t nBeginFrame = 0;    // of the current or last sentence
+  int32_t nState = 0;       // 0 before the first sentence, 1 inside one, 2 after one
+  int32_t nBeginFrame = 0;  // of the current or last sentence
   int32_t nEndFrame = 0;
-  int32_t nSilFrames = 0;     // silence frames since the last sentence's last speech frame
-  uint8_t bPending = 0;       // a speech run waits to be confirmed as a begin
-  int32_t nEdgeState = 1;     // 1 silence, 2 speech
-  int32_t nFloor = 0;         // lowest frame that a new sentence may claim; inside a sentence, the last speech frame
-  int32_t nPendBegin = -1;    // the pending run
+  int32_t nSilFrames = 0;   // silence frames since the last sentence's last speech frame
+  uint8_t bPending = 0;     // a speech run waits to be confirmed as a begin
+  int32_t nEdgeState = 1;   // 1 silence, 2 speech
+  int32_t nFloor = 0;       // lowest frame that a new sentence may claim; inside a sentence, the last speech frame
+  int32_t nPendBegin = -1;  // the pending run
   int32_t nPendEnd = -1;
-  int32_t nRiseFrame = -1;    // last rise and fall
+  int32_t nRiseFrame = -1;  // last rise and fall
   int32_t nFallFrame = -1;
   const CFG_VAD* pCfg = nullptr;
-  int32_t nFirstBegin = -1;   // begin of the session's first sentence, before margins
-  int32_t nLastEnd = -1;      // last speech frame before the last end, before margins
-  int32_t nTraceBegin = 0;    // the two above for the debug text; meaningful only after their first writing
+  int32_t nFirstBegin = -1;  // begin of the session's first sentence, before margins
+  int32_t nLastEnd = -1;     // last speech frame before the last end, before margins
+  int32_t nTraceBegin = 0;   // the two above for the debug text; meaningful only after their first writing
   int32_t nTraceEnd = 0;
 };
 
@@ -68,7 +68,9 @@ struct FrontBackProbe {
   char szFnt[128] = {};
   char szBkt[128] = {};
   int32_t nSampleRate = 16000;
-  int32_t nFntState = 0;      // 0 looking, 1 first sound found, 2 text made, 3 text delivered
+  int32_t nFntState = 0;    // 0 looking, 1 first sound found, 2 text made, 3 text delivered
+  uint8_t bEnergyKept = 0;  // fEnergy is set
+  float fEnergy = 0;        // energy at the first sound, once its frames have left the history
   const CFG_VAD* pCfg = nullptr;
 };
 

@@ -15,6 +15,18 @@ namespace {
 constexpr uint32_t kMaxFrameBytes = 320;  // 10 ms at 16000 Hz
 constexpr int32_t kFramesPerBlock = 2048;
 
+// Gives frame `index` back to the pool, and lets go of the pointers of all frames at the front that have been given back by now.
+template <typename T>
+void FreeFrame(FrameHistory<T*>& frames, FramePool& pool, size_t index) {
+  if (index < frames.kept_from()) return;  // given back long ago
+  pool.Give(frames[index]);
+  frames.set(index, nullptr);
+  size_t first = frames.kept_from();
+  if (index != first) return;
+  while (first < frames.size() && frames[first] == nullptr) ++first;
+  frames.DropBefore(first);
+}
+
 }  // namespace
 
 FrameWavContainer::FrameWavContainer() : pPool(kMaxFrameBytes * kFramesPerBlock, kMaxFrameBytes, sizeof(uint8_t)) { frames.reserve(2048); }
@@ -54,8 +66,7 @@ void FrameWavContainer::getWav(int32_t iFrame, const uint8_t** pData, uint32_t* 
 void FrameWavContainer::freeWav(int32_t iFrame) {
   const size_t index = static_cast<size_t>(iFrame);
   if (iFrame >= 0 && index < frames.size()) {
-    pPool.Give(frames[index]);
-    frames[index] = nullptr;
+    FreeFrame(frames, pPool, index);
   } else if (iFrame >= 0 && index == frames.size() && nLastMarks >= 1) {
     nPartial = 0;
   } else {
@@ -87,8 +98,9 @@ void FrameWavContainer::reset() {
 FrameFeaContainer::FrameFeaContainer() : pPool(kFeatureFrame * kFramesPerBlock, kFeatureFrame, sizeof(float)) { frames.reserve(4096); }
 
 float* FrameFeaContainer::addFrame() {
-  frames.push_back(static_cast<float*>(pPool.Take()));
-  return frames.back();
+  float* frame = static_cast<float*>(pPool.Take());
+  frames.push_back(frame);
+  return frame;
 }
 
 float* FrameFeaContainer::getFea(int32_t iFrame) {
@@ -102,9 +114,7 @@ void FrameFeaContainer::freeFea(int32_t iFrame) {
     WVAD_LOG_ERROR("FrameFeaContainer|freeFea is NULL iFrame:%d", iFrame);
     return;
   }
-  float*& frame = frames[static_cast<size_t>(iFrame)];
-  pPool.Give(frame);
-  frame = nullptr;
+  FreeFrame(frames, pPool, static_cast<size_t>(iFrame));
 }
 
 void FrameFeaContainer::freeFeaTo(int32_t n) {

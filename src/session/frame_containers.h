@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// FrameWavContainer and FrameFeaContainer: every frame of a session, kept twice, as PCM and as 115 floats, until it has been read or passed by.
+// FrameWavContainer and FrameFeaContainer: every frame of a session, kept twice, as PCM and as 115 floats, until it has been read or passed
+// by.
 //
-// Frames come from pools of 2048, so that a second of audio costs no allocation once the pool has grown. One thread at a time.
+// Frames come from pools of 2048, so that a second of audio costs no allocation once the pool has grown. Of freed frames at the front not
+// even the pointers stay, so that a session whose frames are freed as they come needs no more memory the longer it is. One thread at a
+// time.
 #ifndef WVAD_SESSION_FRAME_CONTAINERS_H_
 #define WVAD_SESSION_FRAME_CONTAINERS_H_
 
 #include <cstdint>
-#include <vector>
 
+#include "session/frame_history.h"
 #include "session/frame_pool.h"
 
 namespace TSEG {
@@ -17,12 +20,12 @@ class FrameWavContainer {
  public:
   FrameWavContainer();
 
-  std::vector<uint8_t*> frames;  // one per complete frame, null once freed
-  uint8_t pPartial[320] = {};    // the frame being filled
-  uint32_t nPartial = 0;         // bytes in pPartial
+  FrameHistory<uint8_t*> frames;  // one per complete frame, null once freed
+  uint8_t pPartial[320] = {};     // the frame being filled
+  uint32_t nPartial = 0;          // bytes in pPartial
   uint32_t nFrameBytes = 320;
-  uint32_t nLastMarks = 0;       // raised each time the last audio was written: the partial frame then counts as a frame
-  uint32_t nFreedTo = 0;         // frames below this index have been freed
+  uint32_t nLastMarks = 0;  // raised each time the last audio was written: the partial frame then counts as a frame
+  uint32_t nFreedTo = 0;    // frames below this index have been freed
 
   void write(const void* data, uint32_t nBytes);
   void markLast();
@@ -42,7 +45,7 @@ class FrameFeaContainer {
  public:
   FrameFeaContainer();
 
-  std::vector<float*> frames;  // 115 floats each, null once freed
+  FrameHistory<float*> frames;  // 115 floats each, null once freed
   uint32_t nFreedTo = 0;
 
   // A new frame of 115 floats, already appended, not cleared.

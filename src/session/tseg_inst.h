@@ -2,8 +2,8 @@
 //
 // TsegInst: the record behind a WVADInst. Everything that one detector owns; in a session, everything that it knows.
 //
-// Made by wVadCreateInst, freed by wVadDestroyInst. No lock: the caller serialises. Buffers and rings are made with the record, so that no frame
-// allocates; the energy history, the score trace and the result strings grow with the session.
+// Made by wVadCreateInst, freed by wVadDestroyInst. No lock: the caller serialises. Buffers and rings are made with the record, so that no
+// frame allocates. With the length of a session grow the sentence table and, with the debug text, the text and its two histories.
 #ifndef WVAD_SESSION_TSEG_INST_H_
 #define WVAD_SESSION_TSEG_INST_H_
 
@@ -20,6 +20,7 @@
 #include "session/debug_watch.h"
 #include "session/decision_records.h"
 #include "session/frame_containers.h"
+#include "session/frame_history.h"
 #include "session/front_end_channel.h"
 #include "session/gain_control.h"
 #include "session/read_cmn.h"
@@ -41,12 +42,12 @@ struct ResultHolder {
 
 struct TsegInst {
   std::unique_ptr<TSEG::ResultHolder> pResultList;
-  uint32_t nEnergySamples = 0;      // samples counted since the last stop by the energy pass of the write path
-  std::vector<double> frameEnergy;  // sum of squares per 10 ms frame, kept by that pass
+  uint32_t nEnergySamples = 0;                        // samples counted since the last stop by the energy pass of the write path
+  TSEG::FrameHistory<double> frameEnergy;             // sum of squares per 10 ms frame, kept by that pass
   std::unique_ptr<TSEG::FrontEndChannel> pFrontEndB;  // gain-controlled audio; only with wvad_param_vad_AgcOn
   std::unique_ptr<TSEG::FrontEndChannel> pFrontEndA;  // the caller's audio
-  std::unique_ptr<TSEG::DnnForward> pDnn;    // with wvad_param_isTsegLstm off
-  std::unique_ptr<TSEG::LstmForward> pLstm;  // with it on
+  std::unique_ptr<TSEG::DnnForward> pDnn;             // with wvad_param_isTsegLstm off
+  std::unique_ptr<TSEG::LstmForward> pLstm;           // with it on
   TSEG::KelInst* hKel = nullptr;
   int32_t nSampleRate = 16000;
   uint8_t bInstStart = 0;
@@ -59,7 +60,7 @@ struct TsegInst {
   std::unique_ptr<TSEG::SentenceTable> pSentences;
   int32_t nFrameIdx = 0;  // index of the next frame to decide on
   uint8_t bSpeechFound = 0;
-  int32_t nState = 0;     // decision state: 0 before the first sentence, 1 inside one, 2 after one
+  int32_t nState = 0;  // decision state: 0 before the first sentence, 1 inside one, 2 after one
   int32_t nCurSpeechFrameNum = 0;
   int32_t nNoSpeechFrames = 0;
   std::unique_ptr<TSEG::EndpointDetector> pEndpoint;
@@ -69,9 +70,9 @@ struct TsegInst {
   std::unique_ptr<TSEG::FrameWavContainer> pWavB;
   std::unique_ptr<TSEG::FrameFeaContainer> pFeaB;
   char szSid[1024] = {};
-  std::vector<int32_t> mScore;  // pairs of score values times 1000 for the debug text
-  std::vector<float> eScore;    // one energy per frame, the history of the whole session
-  std::vector<float> eScoreB;   // stays empty: the energies of the gain-controlled side go to eScore
+  std::vector<int32_t> mScore;        // pairs of score values times 1000 for the debug text
+  TSEG::FrameHistory<float> eScore;   // one energy per frame; those that nothing can ask for any more are dropped
+  TSEG::FrameHistory<float> eScoreB;  // stays empty: the energies of the gain-controlled side go to eScore
   int32_t nHoldOver = 0;
   std::unique_ptr<TSEG::DebugWatch> pWatchInput, pWatchOutput, pWatch75x11, pWatch75x4;
   std::unique_ptr<TSEG::CFG_VAD> pCfg;

@@ -208,6 +208,7 @@ TEST_F(InstanceRecordTest, EnergyHistoryIsTheFrontEndsEnergyTimesItsFactor) {
   pcm.resize(16000);
   for (const bool k4 : {false, true}) {
     ASSERT_EQ(Set("wvad_param_k4_energy", k4 ? "1" : "0"), 0);
+    ASSERT_EQ(Set("wvad_param_isVadDegOn", "1"), 0);  // the debug text wants all of them, so none is dropped
     ASSERT_EQ(wVadStart(inst_), 0);
     ASSERT_EQ(Write(pcm.data(), pcm.size(), WVAD_WRITE_LAST), 0);
     FrontEndChannel channel;

@@ -19,7 +19,7 @@ namespace {
 
 std::unique_ptr<TsegInst> InstWithEnergy(float energy, const CFG_VAD& cfg = CFG_VAD()) {
   auto inst = MakeInst(cfg);
-  inst->eScore.assign(4000, energy);
+  inst->eScore = std::vector<float>(4000, energy);
   return inst;
 }
 

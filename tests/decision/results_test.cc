@@ -51,7 +51,7 @@ void MakeFntDue(TsegInst* inst) {
   inst->pProbe->nFntState = 1;
   inst->pProbe->nScanned = 20 * 160;
   inst->pEndpoint->nFirstBegin = 20;
-  inst->eScore.assign(100, 20000.0f);
+  inst->eScore = std::vector<float>(100, 20000.0f);
 }
 
 TEST(CollectResults, SecondCallHasNoVolItems) {
@@ -117,7 +117,7 @@ TEST(CollectResults, FntTriggersBelowTheThresholdAndFromTheScoreOn) {
     auto inst = KelInstance();
     MakeFntDue(inst.get());
     inst->pEndpoint->nFirstBegin = row.begin;
-    inst->eScore.assign(100, row.energy);
+    inst->eScore = std::vector<float>(100, row.energy);
     EXPECT_EQ(Collect(inst.get()), Texts{row.text}) << row.name;
   }
 }
@@ -131,9 +131,9 @@ TEST(CollectResults, FntWaitsForSoundBeginAndEnergies) {
   inst->pEndpoint->nFirstBegin = -1;
   EXPECT_EQ(Collect(inst.get()), Texts{});
   MakeFntDue(inst.get());
-  inst->eScore.resize(18);  // index 16, so 18 must be there
+  inst->eScore = std::vector<float>(18, 20000.0f);  // index 16, so 18 must be there
   EXPECT_EQ(Collect(inst.get()), Texts{});
-  inst->eScore.resize(19, 20000.0f);
+  inst->eScore.push_back(20000.0f);
   EXPECT_EQ(Keys(inst.get()), Texts{"fnt"});
 }
 
@@ -171,8 +171,8 @@ void MakeBktDue(TsegInst* inst) {
   inst->nReadBegun = 1;
   inst->pEndpoint->nLastEnd = 95;
   inst->pProbe->nTotalSamples = 100 * 160;
-  inst->eScore.assign(100, 16500.0f);  // tail 4
-  inst->fLastVol = 6.4f;               // 1.6 times that, in single
+  inst->eScore = std::vector<float>(100, 16500.0f);  // tail 4
+  inst->fLastVol = 6.4f;                             // 1.6 times that, in single
 }
 
 TEST(CollectResults, BktComesOnce) {
@@ -216,7 +216,7 @@ TEST(CollectResults, WeakTailLosesBkt) {
 TEST(CollectResults, ShortHistoryCountsAsAFarTail) {
   auto inst = KelInstance();
   MakeBktDue(inst.get());
-  inst->eScore.resize(2);
+  inst->eScore = std::vector<float>(2, 16500.0f);
   inst->fLastVol = 210.25f;
   EXPECT_EQ(Keys(inst.get()), Texts{"bkt"});
 }

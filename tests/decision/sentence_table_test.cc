@@ -43,7 +43,7 @@ TEST(wVadEmitVerdict, PauseClosesItAndClearsTheEnergySum) {
 
 TEST(wVadEmitVerdict, VolTextCarriesMeasureTimesAndLevel) {
   auto inst = MakeInst();
-  inst->frameEnergy.assign(20, 160.0 * 100.0 * 100.0);  // rms 100 in every frame
+  inst->frameEnergy = std::vector<double>(20, 160.0 * 100.0 * 100.0);  // rms 100 in every frame
   inst->fSpeechEnergySum = 160.0f;
   inst->nSpeechEnergyCount = 10;  // mean 16, distance 1.5, squared 2.25
   wVadEmitVerdict(inst.get(), WVAD_FRAME_BEGIN, 3, 5);
@@ -72,7 +72,7 @@ TEST(wVadEmitVerdict, SentenceWithoutCountedEnergyHasVol210) {
 
 TEST(wVadEmitVerdict, FramesBeyondThePowerListCountWithoutPower) {
   auto inst = MakeInst();
-  inst->frameEnergy.assign(4, 160.0 * 100.0 * 100.0);
+  inst->frameEnergy = std::vector<double>(4, 160.0 * 100.0 * 100.0);
   // Frames 0 to 399 of which 4 have rms 100: the mean square is 100, the rms 10.
   wVadEmitVerdict(inst.get(), WVAD_FRAME_PAUSE, 0, 400);
   EXPECT_NE(inst->pVolResults->back().find("\"eg\":20.00}"), std::string::npos) << inst->pVolResults->back();
@@ -80,7 +80,7 @@ TEST(wVadEmitVerdict, FramesBeyondThePowerListCountWithoutPower) {
 
 TEST(wVadEmitVerdict, SilentSentenceHasTheLowestLevel) {
   auto inst = MakeInst();
-  inst->frameEnergy.assign(10, 0.0);
+  inst->frameEnergy = std::vector<double>(10, 0.0);
   wVadEmitVerdict(inst.get(), WVAD_FRAME_PAUSE, 0, 10);
   EXPECT_NE(inst->pVolResults->back().find("\"eg\":-140.00}"), std::string::npos);
 }

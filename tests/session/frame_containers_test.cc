@@ -113,7 +113,8 @@ TEST(FrameWavContainer, FreedMemoryIsUsedAgain) {
   std::vector<const uint8_t*> seen;
   for (int f = 0; f < 2048; ++f) wav.write(frame.data(), 320);  // the first block is used up
   wav.freeWavTo(2000);
-  const uint8_t* lowest = *std::min_element(wav.frames.begin() + 2000, wav.frames.end());
+  const uint8_t* lowest = wav.frames[2000];
+  for (size_t f = 2001; f < 2048; ++f) lowest = std::min<const uint8_t*>(lowest, wav.frames[f]);
   const uint8_t* low = lowest - 2000 * 320;
   for (int f = 0; f < 2000; ++f) {
     wav.write(frame.data(), 320);
@@ -205,6 +206,41 @@ TEST_F(FrameContainersTest, FreeFeaToGoesForwardOnly) {
   fea.reset();
   EXPECT_TRUE(fea.frames.empty());
   EXPECT_EQ(fea.nFreedTo, 0u);
+}
+
+// An hour of audio with the reader a second behind: frames keep their numbers, and the table of frames stays as small as what it holds.
+TEST_F(FrameContainersTest, FreedFramesLeaveNothingBehind) {
+  OpenLog(kLogErr);
+  FrameWavContainer wav;
+  FrameFeaContainer fea;
+  std::vector<uint8_t> pcm(320);
+  for (int32_t f = 0; f < 360000; ++f) {
+    std::memcpy(pcm.data(), &f, sizeof f);
+    wav.write(pcm.data(), 320);
+    fea.addFrame()[0] = static_cast<float>(f);
+    // The reader takes a few frames by themselves, ahead of the rest.
+    if (f % 50 == 40) {
+      wav.freeWav(f - 30);
+      fea.freeFea(f - 30);
+    }
+    wav.freeWavTo(f - 100);
+    fea.freeFeaTo(f - 100);
+    if (f % 1000 != 999) continue;
+    ASSERT_EQ(wav.frames.size(), static_cast<size_t>(f + 1));
+    ASSERT_EQ(fea.frames.size(), static_cast<size_t>(f + 1));
+    int32_t number = -1;
+    const std::vector<uint8_t> oldest = Wav(wav, f - 100);
+    ASSERT_EQ(oldest.size(), 320u);
+    std::memcpy(&number, oldest.data(), sizeof number);
+    ASSERT_EQ(number, f - 100);
+    ASSERT_EQ(fea.getFea(f - 100)[0], static_cast<float>(f - 100));
+  }
+  EXPECT_EQ(Log(), "");
+  EXPECT_LE(wav.frames.capacity(), 4096u);
+  EXPECT_LE(fea.frames.capacity(), 4096u);
+  EXPECT_EQ(fea.getFea(0), nullptr);
+  wav.freeWav(0);  // freed long ago: nothing
+  EXPECT_EQ(Log(), "FrameFeaContainer|getFea is NULL iFrame:0\n");
 }
 
 }  // namespace
