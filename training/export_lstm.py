@@ -3,8 +3,9 @@
 
     export_lstm.py --network OUT/network.npz --data DIR --out MODELDIR
 
-Chooses the ranges of the 8-bit form, makes sure that its sums cannot clip and that the 16-bit form wraps nowhere on DIR/valid, and moves the output
-bias so that the best balance of misses and false alarms there falls at a speech probability of 0.7, the engine's default threshold.
+Chooses the ranges of the 8-bit form, makes sure that its sums cannot clip and that the 16-bit form wraps nowhere on DIR/valid and keeps a distance
+from that, and moves the output bias so that the best balance of misses and false alarms there falls at a speech probability of 0.7, the engine's
+default threshold.
 """
 
 import argparse
@@ -19,6 +20,7 @@ from quantised_lstm import FIXED_SHIFTS, INT8_RANGES, PRIMING_BLOCKS, STACKED, C
 from session_blocks import load_split
 
 THRESHOLD = 0.7
+FC_SHARE = 0.7  # the greatest part of the range before a wrap that the units behind the recurrent layer may use on DIR/valid
 
 
 def ranges(network):
@@ -66,6 +68,14 @@ def main():
     sessions = load_split(os.path.join(args.data, "valid"), kind)
     counts = Counts()
     scores, labels, weights = score(net, sessions, counts)
+    share = counts.greatest.get("fc and bias", 0.0)
+    if share > FC_SHARE:
+        # A rectified unit made smaller and weighed more says the same.
+        net.fc, net.fc_bias, net.out = net.fc * (FC_SHARE / share), net.fc_bias * (FC_SHARE / share), net.out * (share / FC_SHARE)
+        if sum(form_of(net).clipped_weights().values()):
+            raise SystemExit("the units behind the recurrent layer come too close to a wrap")
+        counts = Counts()
+        scores, labels, weights = score(net, sessions, counts)
     best, error = best_balance(scores[weights > 0], labels[weights > 0], weights[weights > 0])
     move = np.log(THRESHOLD / (1.0 - THRESHOLD)) - (best - args.threshold_shift)
     net.out_bias = (net.out_bias + np.tile(np.float32([move / 2, -move / 2]), STACKED)).astype(np.float32)

@@ -128,6 +128,11 @@ class Counts:
         self._note(self.wrapped, place, wrap16(v) != v, np.abs(v) / 32768.0, live)
         return wrap16(v)
 
+    def wrap32(self, place, v, live):
+        low = ((v + 2**31) & 0xFFFFFFFF) - 2**31
+        self._note(self.wrapped, place, low != v, np.abs(v) / 2.0**31, live)
+        return low
+
     def clip(self, place, v, low, high, live):
         self._note(self.clipped, place, (v < low) | (v > high), np.abs(v) / float(high), live)
         return np.clip(v, low, high)
@@ -299,11 +304,12 @@ class FixedForm:
 
         x = np.trunc(x.astype(np.float64) * 2048.0).astype(np.int64)
         x = counts.wrap("input", x, live)
-        # Sums of 32 bits, shifted down; what is kept is their low half.
-        total = product(x, q["wx"])
+        # Sums of 32 bits, shifted down; what is kept is their low half. That of the input is the tighter one, and 32 bits bound the recurrent
+        # sum: it ends at 16 where its kept half would go on to 32.
+        total = counts.wrap32("input sum", product(x, q["wx"]), live)
         G = counts.wrap("input product", total >> 14, live)
         G = counts.wrap("input product and bias", G + q["bias"], live)
-        H = counts.wrap("recurrent product", product(self.r, q["wr"]) >> 17, live)
+        H = counts.wrap32("recurrent product", product(self.r, q["wr"]), live) >> 17
 
         def peephole(k):
             return counts.wrap("peephole", gate(H, k) + saturate16((self.t * q["peepholes"][k]) >> 17), live)

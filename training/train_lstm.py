@@ -31,7 +31,8 @@ from session_blocks import load_split
 PAIRS = STACKED
 DELAY = RING_SLOTS // 2
 LOUDEST = 8192  # blocks that the input weights of "lstm_fb75" are held against
-GATE_LIMIT = 18.0
+GATE_LIMIT = 15.0
+RECURRENT_LIMIT = 10.0
 WARM_UP = 8  # steps without loss where a piece begins inside a session
 
 
@@ -62,6 +63,7 @@ class RecurrentNet(torch.nn.Module):
         self.rounding = RoundingInt8(INT8_RANGES["recurrent vector"]) if kind == "lstm_fb40" else RoundingFixed()
         self.register_buffer("mean", torch.from_numpy(np.tile(mean, STACKED)))
         self.register_buffer("inv_std", torch.from_numpy(np.tile(inv_std, STACKED)))
+        self.recent = None  # projected vectors of the last batch
 
         def matrix(rows, columns, gain):
             return torch.nn.Parameter(torch.randn(rows, columns) * (gain / columns**0.5))
@@ -92,6 +94,7 @@ class RecurrentNet(torch.nn.Module):
         gx = torch.addmm(self.bias, x.view(-1, inputs), self.wx.t()).view(steps, batch, -1)
         r = RecurrentLayer.apply(gx, self.quantised(self.wr, "recurrent weights"), self.quantised(self.wp, "projection weights"),
                                  self.peepholes, self.rounding)
+        self.recent = r.detach().reshape(-1, r.shape[2])
         r = torch.nn.functional.pad(r, (0, 0, 0, 0, DELAY, DELAY))
         # fc over 5 slots as the sum of 5 products: the slots need not be laid side by side.
         fc = self.quantised(self.fc, "fc weights")
@@ -105,7 +108,8 @@ class RecurrentNet(torch.nn.Module):
 
     def hold_in_range(self, loudest=None):
         """Keeps weights where the engine's integers can hold them. With `loudest`, normalised blocks (n, inputs), the rows of the input weights of
-        "lstm_fb75" are scaled down until none of them brings a gate beyond GATE_LIMIT: beyond 32, all parts taken together, it would wrap."""
+        "lstm_fb75" are scaled down until none of them brings a gate beyond GATE_LIMIT: beyond 32, all parts taken together, it would wrap. The rows of
+        its recurrent weights are scaled down where the last batch brought their sum beyond RECURRENT_LIMIT: at 16 it wraps."""
         with torch.no_grad():
             if self.kind == "lstm_fb40":
                 # Four neighbours are added in 16 bits after a product with up to 255: no sign may weigh more than the range in all.
@@ -122,6 +126,8 @@ class RecurrentNet(torch.nn.Module):
             if loudest is not None:
                 reach = (loudest @ self.wx.t()).abs().amax(dim=0)
                 self.wx.mul_((GATE_LIMIT / reach.clamp(min=1e-6)).clamp(max=1.0)[:, None])
+                reach = (self.recent @ self.wr.t()).abs().amax(dim=0)
+                self.wr.mul_((RECURRENT_LIMIT / reach.clamp(min=1e-6)).clamp(max=1.0)[:, None])
 
 
 def loudest_blocks(blocks, mean, inv_std, count):
@@ -162,9 +168,11 @@ def main():
     parser.add_argument("--steps", type=int, default=1100, help="batches to train on")
     parser.add_argument("--batch", type=int, default=64, help="pieces in a batch")
     parser.add_argument("--piece", type=int, default=160, help="blocks of 40 ms in a piece")
+    parser.add_argument("--long-every", type=int, default=4, help="every so many batches, pieces are three times as long and a third as many")
     parser.add_argument("--rate", type=float, default=4e-3)
     parser.add_argument("--decay", type=float, default=1e-4)
     parser.add_argument("--report", type=int, default=220, help="batches between two looks at the validation sessions")
+    parser.add_argument("--init", help="network.npz of an earlier run of the same kind and sizes to go on from")
     parser.add_argument("--limit-sessions", type=int)
     parser.add_argument("--threads", type=int, default=1)
     parser.add_argument("--seed", type=int, default=1)
@@ -189,18 +197,26 @@ def main():
     print(f"train {len(blocks) / 90000:.2f} h, speech {speech:.3f}; valid {sum(len(x) for x, _, _ in valid) / 90000:.2f} h", flush=True)
 
     model = RecurrentNet(args.kind, inputs, args.cells, args.hidden, mean, inv_std)
+    if args.init:
+        stored = np.load(args.init)
+        mean, inv_std = stored["mean"], stored["inv_std"]
+        model.load_state_dict({name: torch.from_numpy(np.tile(stored[name], STACKED) if name in ("mean", "inv_std") else stored[name])
+                               for name in model.state_dict()})
     loudest = torch.from_numpy(loudest_blocks(blocks, mean, inv_std, LOUDEST)) if args.kind == "lstm_fb75" else None
     target = 1 - labels.astype(np.int64)  # output 0 is speech
     optimiser = torch.optim.AdamW(model.parameters(), lr=args.rate, weight_decay=args.decay)
     schedule = torch.optim.lr_scheduler.OneCycleLR(optimiser, args.rate, total_steps=args.steps + 1, pct_start=0.1, final_div_factor=200.0)
-    # A third of the pieces are beginnings of sessions, the others begin anywhere.
-    beginnings = starts[starts <= len(blocks) - args.piece]
+    # A third of the pieces are beginnings of sessions, the others begin anywhere and run on into whatever session comes next: a client's
+    # session lasts for hours, in which rooms and noises change.
+    beginnings = starts[starts <= len(blocks) - 3 * args.piece]
     log, total, began = [], 0.0, time.time()
     for step in range(1, args.steps + 1):
-        first = rng.integers(0, len(blocks) - args.piece, args.batch)
-        at_start = np.arange(args.batch) % 3 == 0
+        stretch = 3 if args.long_every and step % args.long_every == 0 else 1
+        piece, batch = stretch * args.piece, max(1, args.batch // stretch)
+        first = rng.integers(0, len(blocks) - piece, batch)
+        at_start = np.arange(batch) % 3 == 0
         first[at_start] = rng.choice(beginnings, at_start.sum())
-        rows = first[None, :] + np.arange(args.piece)[:, None]
+        rows = first[None, :] + np.arange(piece)[:, None]
         w = weights[rows].astype(np.float32) / 100.0
         w[:WARM_UP, ~at_start] = 0.0
         w[-DELAY:] = 0.0

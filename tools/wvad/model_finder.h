@@ -9,7 +9,7 @@
 
 namespace TSEG::tool {
 
-constexpr const char* kDefaultModel = "dnn_fb75";
+constexpr const char* kDefaultModel = "lstm_fb75";
 
 // The folders that are looked through: `models_dir` alone if it is given, else $WVAD_MODELS_DIR alone if that is set, else the "vad"
 // folders of the library beside the running program.
