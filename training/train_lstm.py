@@ -126,8 +126,9 @@ class RecurrentNet(torch.nn.Module):
             if loudest is not None:
                 reach = (loudest @ self.wx.t()).abs().amax(dim=0)
                 self.wx.mul_((GATE_LIMIT / reach.clamp(min=1e-6)).clamp(max=1.0)[:, None])
-                reach = (self.recent @ self.wr.t()).abs().amax(dim=0)
-                self.wr.mul_((RECURRENT_LIMIT / reach.clamp(min=1e-6)).clamp(max=1.0)[:, None])
+                if self.recent is not None:
+                    reach = (self.recent @ self.wr.t()).abs().amax(dim=0)
+                    self.wr.mul_((RECURRENT_LIMIT / reach.clamp(min=1e-6)).clamp(max=1.0)[:, None])
 
 
 def loudest_blocks(blocks, mean, inv_std, count):
@@ -209,6 +210,8 @@ def main():
     # A third of the pieces are beginnings of sessions, the others begin anywhere and run on into whatever session comes next: a client's
     # session lasts for hours, in which rooms and noises change.
     beginnings = starts[starts <= len(blocks) - 3 * args.piece]
+    if not len(beginnings):
+        raise SystemExit("the sessions are too short for pieces of this length")
     log, total, began = [], 0.0, time.time()
     for step in range(1, args.steps + 1):
         stretch = 3 if args.long_every and step % args.long_every == 0 else 1

@@ -118,6 +118,18 @@ class FixedStep(unittest.TestCase):
         form.layer(np.full((1, 4), 4.0, np.float32), counts, np.zeros((1, 1), bool))  # a session that is over counts nothing
         self.assertEqual(counts.wrapped["input product"], 16)
 
+    def test_a_recurrent_sum_beyond_16_wraps_and_is_counted(self):
+        # 96 products of 1.0 and 0.25 are 24.0, and 24 - 32 = -8 with the fraction bits of the sum. tanh(-8) * 512 + 0.5 = -511.5 -> -511;
+        # c = 16383 * -511 >> 14 = -511. Without the wrap it would be tanh(24) -> 512 and 511.
+        wr = np.zeros((16, 96))
+        wr[12:] = 0.25
+        form, counts = q.FixedForm(net("lstm_fb75", wr=wr, bias=gate_bias(i=10))), q.Counts()
+        form.start(1)
+        form.r[:] = 4096
+        form.layer(BLOCK, counts, LIVE)
+        self.assertEqual(counts.wrapped["recurrent product"], 4)
+        self.assertEqual(list(form.c[0]), [-511] * 4)
+
     def test_an_input_of_16_wraps_and_is_counted(self):
         form, counts = q.FixedForm(net("lstm_fb75")), q.Counts()
         form.start(1)

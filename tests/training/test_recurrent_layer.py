@@ -5,7 +5,7 @@ try:
     import torch
 
     from recurrent_layer import NoRounding, RecurrentLayer, RoundingFixed, RoundingInt8
-    from train_lstm import GATE_LIMIT, RecurrentNet, joined, loudest_blocks
+    from train_lstm import GATE_LIMIT, RECURRENT_LIMIT, RecurrentNet, joined, loudest_blocks
 except ImportError:
     torch = None
 import numpy as np
@@ -84,6 +84,17 @@ class Layer(unittest.TestCase):
         reach = 2.0 * model.wx.detach().sum(dim=1).numpy()
         self.assertAlmostEqual(float(reach[0]), GATE_LIMIT, places=3)
         self.assertAlmostEqual(float(reach[1]), 6.0, places=3)
+
+    def test_recurrent_sums_are_held_where_32_bits_do_not_wrap(self):
+        model = self.net("lstm_fb75")
+        with torch.no_grad():
+            model.wr.fill_(0.5)
+            model.wr[1:] = 0.05
+        model.recent = torch.tensor([[1.0] * 96, [-0.5] * 96])  # 48 and 4.8
+        model.hold_in_range(torch.zeros(2, 300))
+        reach = model.wr.detach().sum(dim=1).numpy()
+        self.assertAlmostEqual(float(reach[0]), RECURRENT_LIMIT, places=3)
+        self.assertAlmostEqual(float(reach[1]), 4.8, places=3)
 
 
 @unittest.skipIf(torch is None, "needs torch")
