@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/features_command.h"
 
-#include <memory>
-#include <utility>
+#include <string>
 
 #include "blocks/npy_file.h"
-#include "wvad/sentence_files.h"
 
 namespace TSEG::tool {
 namespace {
@@ -39,13 +37,8 @@ Json Columns() {
 }  // namespace
 
 ExitCode RunFeatures(const FeaturesOptions& options) {
-  const OutputFolder folder(options.folder, options.input.files, {"features.json", ".npy"});
-  Output output("");
-  SentenceTask task;
-  task.handout = Handout::kFeatures;
-  task.make_report = [&](int rate_hz) {
+  return SaveSentences(options, Handout::kFeatures, {"features.json", ".npy"}, [](SentenceFormat& format, int) {
     constexpr size_t kFrameBytes = kFeatureFloats * sizeof(float);
-    SentenceFormat format;
     format.encode = [](const Sentence& sentence) {
       const size_t frames = sentence.data.size() / kFrameBytes;
       std::string bytes = blocks::NpyHeader(frames, kFeatureFloats, false);
@@ -54,18 +47,9 @@ ExitCode RunFeatures(const FeaturesOptions& options) {
     };
     format.unit = "frames";
     format.unit_bytes = kFrameBytes;
-    format.about["model"] = options.engine.model;
-    format.about["sample_rate"] = rate_hz;
     format.about["frame_ms"] = 10;
     format.about["columns"] = Columns();
-    folder.Make();
-    std::unique_ptr<Report> told;
-    if (!options.quiet) told = MakeReport(options.format, output, options.input.files.size() > 1, true, true);
-    return std::make_unique<SentenceFiles>(folder, std::move(format), std::move(told), !options.quiet);
-  };
-  const ExitCode result = RunSentences(options, task);
-  output.Close();
-  return result;
+  });
 }
 
 }  // namespace TSEG::tool

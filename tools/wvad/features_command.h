@@ -4,19 +4,12 @@
 #ifndef WVAD_WVAD_FEATURES_COMMAND_H_
 #define WVAD_WVAD_FEATURES_COMMAND_H_
 
-#include <string>
-
-#include "wvad/output_folder.h"
-#include "wvad/sentence_run.h"
+#include "wvad/sentence_files.h"
 
 namespace TSEG::tool {
 
-struct FeaturesOptions : SentenceOptions {
-  FolderOptions folder;
-  std::string format = "table";  // of what is told on standard output; with `quiet` nothing is
-};
+using FeaturesOptions = SaveOptions;
 
-// As RunSegment.
 ExitCode RunFeatures(const FeaturesOptions& options);
 
 }  // namespace TSEG::tool

@@ -121,4 +121,25 @@ void SentenceFiles::RemoveLeftOvers() {
   }
 }
 
+ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes,
+                       const std::function<void(SentenceFormat& format, int rate_hz)>& describe) {
+  const OutputFolder folder(options.folder, options.input.files, std::move(suffixes));
+  Output output("");
+  SentenceTask task;
+  task.handout = handout;
+  task.make_report = [&](int rate_hz) {
+    SentenceFormat format;
+    format.about["model"] = options.engine.model;
+    format.about["sample_rate"] = rate_hz;
+    describe(format, rate_hz);
+    folder.Make();
+    std::unique_ptr<Report> told;
+    if (!options.quiet) told = MakeReport(options.format, output, options.input.files.size() > 1, true, true);
+    return std::make_unique<SentenceFiles>(folder, std::move(format), std::move(told), !options.quiet);
+  };
+  const ExitCode result = RunSentences(options, task);
+  output.Close();
+  return result;
+}
+
 }  // namespace TSEG::tool

@@ -19,6 +19,7 @@
 #include "wvad/new_file.h"
 #include "wvad/output_folder.h"
 #include "wvad/report.h"
+#include "wvad/sentence_run.h"
 
 namespace TSEG::tool {
 
@@ -57,6 +58,17 @@ class SentenceFiles : public Report {
   std::unique_ptr<NewFile> index_;
   std::vector<std::string> left_over_;  // of an earlier run
 };
+
+// What `split` and `features` have in common.
+struct SaveOptions : SentenceOptions {
+  FolderOptions folder;
+  std::string format = "table";  // of what is told on standard output; with `quiet` nothing is
+};
+
+// Works through all files and saves each sentence of them. `describe` fills in how, at the engine's rate; `about` tells of model and rate
+// before.
+ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes,
+                       const std::function<void(SentenceFormat& format, int rate_hz)>& describe);
 
 }  // namespace TSEG::tool
 

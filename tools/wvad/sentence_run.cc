@@ -192,4 +192,15 @@ ExitCode RunSentences(const SentenceOptions& options, const SentenceTask& task) 
   return result;
 }
 
+ExitCode ReportSentences(const SentenceOptions& options, SentenceTask task, const std::string& format, const std::string& output) {
+  std::optional<Output> file;
+  task.make_report = [&](int) {
+    file.emplace(output);
+    return MakeReport(format, *file, options.input.files.size() > 1, !options.quiet);
+  };
+  const ExitCode result = RunSentences(options, task);
+  file->Close();
+  return result;
+}
+
 }  // namespace TSEG::tool

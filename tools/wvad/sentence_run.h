@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "wvad/engine_options.h"
 #include "wvad/failure.h"
@@ -35,6 +36,8 @@ struct SentenceTask {
 // Works through all files. The result is the code of the first that failed; what concerns all files (model, parameters, output) leaves as
 // Failure.
 ExitCode RunSentences(const SentenceOptions& options, const SentenceTask& task);
+// The same with a report of `format` to the file `output`, to standard output if that is empty.
+ExitCode ReportSentences(const SentenceOptions& options, SentenceTask task, const std::string& format, const std::string& output);
 
 }  // namespace TSEG::tool
 

@@ -6,18 +6,14 @@
 
 #include <string>
 
-#include "wvad/output_folder.h"
-#include "wvad/sentence_run.h"
+#include "wvad/sentence_files.h"
 
 namespace TSEG::tool {
 
-struct SplitOptions : SentenceOptions {
-  FolderOptions folder;
-  std::string audio = "wav";     // or flac
-  std::string format = "table";  // of what is told on standard output; with `quiet` nothing is
+struct SplitOptions : SaveOptions {
+  std::string audio = "wav";  // or flac
 };
 
-// As RunSegment.
 ExitCode RunSplit(const SplitOptions& options);
 
 }  // namespace TSEG::tool
