@@ -13,16 +13,7 @@ class InstanceRecordTest : public EngineTest {
  protected:
   // Up on the model with gain control switched on in its table.
   void UpWithGainControl(const std::string& model, const std::string& extra = "") {
-    std::string bytes;
-    {
-      std::ifstream in(DataFile(model), std::ios::binary);
-      bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
-    const std::string key5("5\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0006", 17);
-    const size_t keys = bytes.find(key5);
-    ASSERT_NE(keys, std::string::npos);
-    bytes[keys + 512] = '1';
-    Configure(folder_.write("agc.bin", bytes), extra);
+    Configure(WithGainControl(model, false), extra);
     ASSERT_EQ(wVadInitialize(nullptr), 0);
     ASSERT_EQ(wVadCreateInst(&inst_), 0);
   }

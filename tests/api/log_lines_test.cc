@@ -5,15 +5,14 @@
 #include <sstream>
 
 #include "session/tseg_inst.h"
-#include "support/energy_model.h"
-#include "support/engine_fixture.h"
+#include "support/energy_engine_fixture.h"
 
 namespace TSEG::testing_support {
 namespace {
 
 using Lines = std::vector<std::string>;
 
-class LogLinesTest : public EngineTest {
+class LogLinesTest : public EnergyEngineTest {
  protected:
   void SetUp() override {
     EngineTest::SetUp();
@@ -37,10 +36,7 @@ class LogLinesTest : public EngineTest {
     return lines;
   }
   void UpEnergy(const std::string& extra = "") {
-    modelfile::WriteFileBytes(folder_.file("energy.bin"), modelfile::WriteModel(EnergyModel()));
-    Configure(folder_.file("energy.bin"), extra);
-    ASSERT_EQ(wVadInitialize(nullptr), 0) << folder_.read("level.log");
-    ASSERT_EQ(wVadCreateInst(&inst_), 0);
+    EnergyEngineTest::UpEnergy(extra);
     New();
   }
   static std::string Error(const std::string& name, int code) {
@@ -126,8 +122,7 @@ TEST_F(LogLinesTest, EveryTimedCallHasItsPairAndTheTwoUntimedHaveNone) {
 }
 
 TEST_F(LogLinesTest, StartUpAndShutDown) {
-  modelfile::WriteFileBytes(folder_.file("energy.bin"), modelfile::WriteModel(EnergyModel()));
-  Configure(folder_.file("energy.bin"), "Wvad_param_nFrameGap = 41\nno_such_key = 1");
+  ConfigureEnergy("Wvad_param_nFrameGap = 41\nno_such_key = 1");
   ASSERT_EQ(wVadInitialize(nullptr), 0);
   Lines lines = New();
   ASSERT_GE(lines.size(), 4u);
@@ -340,8 +335,7 @@ TEST_F(LogLinesTest, AudioQuality) {
 }
 
 TEST_F(LogLinesTest, AudioQualityOpensBeforeTheModel) {
-  modelfile::WriteFileBytes(folder_.file("energy.bin"), modelfile::WriteModel(EnergyModel()));
-  Configure(folder_.file("energy.bin"), "wvad_param_bKelOn = 1\n[kel]\nWkel_param_sampleRate = 16000");
+  ConfigureEnergy("wvad_param_bKelOn = 1\n[kel]\nWkel_param_sampleRate = 16000");
   ASSERT_EQ(wVadInitialize(nullptr), 0);
   const Lines lines = New();
   size_t opened = 0, warned = 0, added = 0;

@@ -5,23 +5,19 @@
 #include <algorithm>
 
 #include "quality/kel_inst.h"
-#include "support/energy_model.h"
-#include "support/engine_fixture.h"
+#include "support/energy_engine_fixture.h"
 
 namespace TSEG::testing_support {
 namespace {
 
-class QualitySessionTest : public EngineTest {
+class QualitySessionTest : public EnergyEngineTest {
  protected:
   void SetUp() override {
     GlobalCfgKel() = CFG_KEL();  // what an earlier test of this process configured would still hold
     EngineTest::SetUp();
   }
   void UpQuality(const std::string& vad = "", const std::string& kel = "") {
-    modelfile::WriteFileBytes(folder_.file("energy.bin"), modelfile::WriteModel(EnergyModel()));
-    Configure(folder_.file("energy.bin"), "wvad_param_bKelOn = 1\n" + vad + "\n[kel]\n" + kel);
-    ASSERT_EQ(wVadInitialize(nullptr), 0) << Log();
-    ASSERT_EQ(wVadCreateInst(&inst_), 0);
+    UpEnergy("wvad_param_bKelOn = 1\n" + vad + "\n[kel]\n" + kel);
   }
   uint32_t ReadStatus() {
     WVadAudioSample piece = {};

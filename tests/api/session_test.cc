@@ -2,6 +2,7 @@
 //
 // Whole sessions on models of random weights: endpoints, results, silence lengths and reads against an independent implementation of the
 // same arithmetic, and what must not depend on how audio is cut.
+#include <algorithm>
 #include <boost/crc.hpp>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -30,9 +31,17 @@ class SessionTest : public EngineTest {
     srlog_open(folder_.file("test.cfu").c_str(), "logger", {"test.log", "Test"});
     UpWithInstance(model);
   }
-  // The frames by which a place may lie apart from the reference. The 16-bit recurrent network spreads a last bit of the transform, which FFTW
-  // rounds as the processor's instructions are, into 1e-3 of a score; one frame of this audio scores within that of the threshold.
-  static int FramesApart(const nlohmann::json& expected) { return expected["model"] == "lstm75.bin" ? 1 : 0; }
+  // Whether FFTW rounds on this processor as the reference does. The 16-bit recurrent network spreads a last bit of the transform into 1e-3
+  // of a score, and one frame of this audio scores within that of the threshold: elsewhere one sentence of it may begin a frame later.
+  bool SentenceBeginsAFrameApart(const std::string& model, const std::vector<int>& reference) {
+    const std::vector<int> found = Endpoints();
+    if (model != "lstm75.bin" || found == reference || found.size() != reference.size()) return false;
+    std::vector<int> apart;
+    for (size_t i = 0; i < found.size(); ++i) {
+      if (found[i] != reference[i]) apart.push_back(found[i] - reference[i]);
+    }
+    return apart == std::vector<int>{1};
+  }
 
   const std::vector<int16_t> pcm_ = ReadPcm(DataFile("sessions/pcm_16000.i16"));
 };
@@ -46,10 +55,8 @@ TEST_F(SessionTest, WholeSessionsEqualTheReferenceNumbers) {
     EXPECT_EQ(codes, std::vector<int>(expected["writes"].get<size_t>(), 0));
     SCOPED_TRACE(expected["model"].get<std::string>() + " " + expected["params"].dump());
     const std::vector<int> reference = expected["ep_frames"].get<std::vector<int>>();
-    const std::vector<int> found = Endpoints();
-    ASSERT_EQ(found.size(), reference.size());
-    for (size_t i = 0; i < found.size(); ++i) EXPECT_NEAR(found[i], reference[i], FramesApart(expected));
-    if (found != reference) continue;  // the texts and lengths are those of other frames
+    if (SentenceBeginsAFrameApart(expected["model"], reference)) continue;  // the texts are those of other frames
+    EXPECT_EQ(Endpoints(), reference);
     std::vector<std::string> results;
     for (const auto& item : expected["results"]) {
       results.push_back(item[0].get<std::string>() + " " + item[1].get<std::string>() + " " + item[2].get<std::string>());
@@ -67,8 +74,17 @@ TEST_F(SessionTest, WholeSessionsEqualTheReferenceNumbers) {
 }
 
 TEST_F(SessionTest, ReadsEqualTheReferenceNumbers) {
+  const nlohmann::json sessions = Load("sessions/sessions.json");
   for (const auto& expected : Load("sessions/reads.json")) {
     Renew("models/" + expected["model"].get<std::string>());
+    // What is read does not move the endpoints: they are those of the session of this model without parameters.
+    const auto same = std::find_if(sessions.begin(), sessions.end(),
+                                   [&](const auto& session) { return session["model"] == expected["model"] && session["params"].empty(); });
+    ASSERT_NE(same, sessions.end());
+    ASSERT_EQ(wVadStart(inst_), 0);
+    WriteAll(pcm_, 4096);
+    const bool apart = SentenceBeginsAFrameApart(expected["model"], (*same)["ep_frames"].get<std::vector<int>>());
+    ASSERT_EQ(wVadStop(inst_), 0);
     SetAll(expected["params"]);
     ASSERT_EQ(wVadStart(inst_), 0);
     SCOPED_TRACE(expected["params"].dump());
@@ -83,10 +99,10 @@ TEST_F(SessionTest, ReadsEqualTheReferenceNumbers) {
       WVadAudioSample read = {};
       ASSERT_EQ(wVadAudioRead(inst_, &read), 0);
       EXPECT_EQ(read.status, row[0].get<uint32_t>());
-      const int frame_bytes = expected["params"].value("wvad_param_nReadType", "0") == "0" ? 460 : 320;
-      EXPECT_NEAR(read.nFrame, row[1].get<int>(), FramesApart(expected));
-      EXPECT_NEAR(static_cast<int>(read.len), row[2].get<int>(), FramesApart(expected) * frame_bytes);
-      if (!row[3].is_null() && read.nFrame == row[1].get<int>() && read.len == row[2].get<uint32_t>()) {
+      if (apart) continue;  // frames and bytes are those of another sentence
+      EXPECT_EQ(read.nFrame, row[1].get<int>());
+      EXPECT_EQ(read.len, row[2].get<uint32_t>());
+      if (!row[3].is_null()) {
         boost::crc_32_type crc;
         crc.process_bytes(read.pData, read.len);
         EXPECT_EQ(crc.checksum(), row[3].get<uint32_t>());
@@ -229,21 +245,10 @@ TEST_F(SessionTest, WholeUtteranceMeanLetsEverythingGoAtTheEnd) {
 
 TEST_F(SessionTest, GainControlledSideRunsWholeSessions) {
   for (const char* model : {"models/dnn.bin", "models/lstm75.bin", "models/lstm40.bin"}) {
-    std::string bytes;
-    {
-      std::ifstream in(DataFile(model), std::ios::binary);
-      bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
-    // Rows 5 and 6 of the model's table: gain control on, and reads from its side. The table stands at another place in each header shape.
-    const std::string key5("5\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0006", 17);
-    const size_t keys = bytes.find(key5);
-    ASSERT_NE(keys, std::string::npos);
-    bytes[keys + 512] = '1';
-    bytes[keys + 16 + 512] = '1';
     if (inst_ != nullptr) wVadDestroyInst(inst_);
     inst_ = nullptr;
     wVadUninitialize();
-    Configure(folder_.write("agc.bin", bytes), "wvad_param_cmn_type = 0");
+    Configure(WithGainControl(model, true), "wvad_param_cmn_type = 0");
     ASSERT_EQ(wVadInitialize(nullptr), 0);
     ASSERT_EQ(wVadCreateInst(&inst_), 0);
     ASSERT_EQ(Set("wvad_param_nReadType", "1"), 0);

@@ -7,20 +7,13 @@
 #include <set>
 #include <thread>
 
-#include "support/energy_model.h"
-#include "support/engine_fixture.h"
+#include "support/energy_engine_fixture.h"
 
 namespace TSEG::testing_support {
 namespace {
 
-class WatchSessionTest : public EngineTest {
+class WatchSessionTest : public EnergyEngineTest {
  protected:
-  void UpEnergy(const std::string& extra = "") {
-    modelfile::WriteFileBytes(folder_.file("energy.bin"), modelfile::WriteModel(EnergyModel()));
-    Configure(folder_.file("energy.bin"), extra);
-    ASSERT_EQ(wVadInitialize(nullptr), 0) << Log();
-    ASSERT_EQ(wVadCreateInst(&inst_), 0);
-  }
   // One session under `sid` with the watches on: the whole signal, then reads to the end.
   void Run(const std::vector<int16_t>& signal, const char* sid, const char* read_type = "0") {
     ASSERT_EQ(Set("wvad_param_isDebugWatch", "1"), 0);

@@ -8,20 +8,13 @@
 #include <typeinfo>
 
 #include "session/cfg_vad.h"
-#include "support/energy_model.h"
-#include "support/engine_fixture.h"
+#include "support/energy_engine_fixture.h"
 
 namespace TSEG::testing_support {
 namespace {
 
-class WorkedSessionTest : public EngineTest {
+class WorkedSessionTest : public EnergyEngineTest {
  protected:
-  void UpEnergy(const std::string& extra = "") {
-    modelfile::WriteFileBytes(folder_.file("energy.bin"), modelfile::WriteModel(EnergyModel()));
-    Configure(folder_.file("energy.bin"), extra);
-    ASSERT_EQ(wVadInitialize(nullptr), 0) << Log();
-    ASSERT_EQ(wVadCreateInst(&inst_), 0);
-  }
   // Writes `signal` in pieces of 800 bytes until a piece is refused; gives the samples taken.
   size_t WritePieces(const std::vector<int16_t>& signal) {
     for (size_t at = 0; at < signal.size(); at += 400) {

@@ -72,6 +72,19 @@ class EngineTest : public ::testing::Test {
     ASSERT_EQ(wVadCreateInst(&inst_), 0);
   }
 
+  // A copy of a model of the test data with gain control on in its table, and reads from the gain-controlled side if `reads` is set; gives
+  // its path, or an empty text for a model without such a table.
+  std::string WithGainControl(const std::string& model, bool reads) {
+    std::ifstream in(DataFile(model), std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    // Rows 5 and 6 of the names, 16 bytes each; the values stand 512 bytes behind. The table stands at another place in each header shape.
+    const size_t names = bytes.find(std::string("5\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0006", 17));
+    if (names == std::string::npos) return "";
+    bytes[names + 512] = '1';
+    if (reads) bytes[names + 16 + 512] = '1';
+    return folder_.write("agc.bin", bytes);
+  }
+
   int Set(const char* name, const char* value) { return wVadSetParameter(inst_, name, value); }
 
   std::string Get(const char* name) {
