@@ -12,7 +12,7 @@ def problems(root):
     def text(name):
         return (root / name).read_text(encoding="utf-8")
 
-    table = text("src/session/param_table.cc")
+    table = text("src/params/param_table.cc")
     in_code = set(re.findall(r"WVAD_NORMAL_PARAM\((\w+)\)", table)) - {"field"}
     in_code |= set(re.findall(r'"((?:wvad_para|wkel_para|VAD_PARAM)\w+)"', table)) - {"wvad_param_special_count"}
     in_page = set(re.findall(r"^\| `(\w+)` \|", text("docs/parameters.md"), re.M))

@@ -11,13 +11,16 @@ BELOW = {
     "base": set(),
     "platform": {"base"},
     "log": {"platform", "base"},
+    "params": {"log", "platform", "base"},
+    "dumps": {"log", "platform", "base"},
     "frontend": {"log", "platform", "base"},
     "nn": {"log", "platform", "base"},
-    "quality": {"log", "platform", "base"},
-    "res": {"nn", "log", "platform", "base"},
-    "session": {"frontend", "nn", "quality", "log", "platform", "base"},
-    "decision": {"session", "frontend", "nn", "quality", "log", "platform", "base"},
-    "api": {"decision", "session", "res", "quality", "nn", "frontend", "log", "platform", "base"},
+    "quality": {"params", "log", "platform", "base"},
+    "res": {"nn", "params", "log", "platform", "base"},
+    "channel": {"frontend", "log", "platform", "base"},
+    "session": {"channel", "dumps", "params", "frontend", "nn", "quality", "log", "platform", "base"},
+    "decision": {"session", "channel", "dumps", "params", "frontend", "nn", "quality", "log", "platform", "base"},
+    "api": {"decision", "session", "channel", "dumps", "params", "res", "quality", "nn", "frontend", "log", "platform", "base"},
 }
 
 # Of the C headers these are the language's, and the processor's own; everything else in angle brackets that ends in .h is somebody else's.

@@ -29,7 +29,7 @@
 #include "frontend/float_front.h"
 #include "frontend/pitch_tracker.h"
 #include "nn/cpu_features.h"
-#include "session/front_end_channel.h"
+#include "channel/front_end_channel.h"
 #include "session/tseg_inst.h"
 
 namespace TSEG::bench {

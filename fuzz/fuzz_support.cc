@@ -8,7 +8,7 @@
 #include "log/log.h"
 #include "modelfile/modelfile.h"
 #include "quality/kel_inst.h"
-#include "session/cfg_vad.h"
+#include "params/cfg_vad.h"
 
 namespace TSEG::fuzz {
 namespace {

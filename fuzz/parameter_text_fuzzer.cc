@@ -6,7 +6,7 @@
 #include <typeinfo>
 
 #include "fuzz_support.h"
-#include "session/cfg_vad.h"
+#include "params/cfg_vad.h"
 #include "wvad.h"
 
 namespace TSEG::fuzz {

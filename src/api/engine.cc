@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "log/log.h"
-#include "session/cfg_vad.h"
+#include "params/cfg_vad.h"
 
 namespace TSEG {
 

@@ -3,8 +3,8 @@
 // The engine of the process: whether it is up, its resource manager, the model's key, and the table through which it reaches its
 // components.
 //
-// Process-wide objects of the library, all function-local: the state here, the default parameters (session/cfg_vad), FileLogSingleton
-// (session/file_log_singleton), the audio-quality defaults (quality), the logger (log), the loader registry and device settings (res), the
+// Process-wide objects of the library, all function-local: the state here, the default parameters (params/cfg_vad), FileLogSingleton
+// (dumps/file_log_singleton), the audio-quality defaults (quality), the logger (log), the loader registry and device settings (res), the
 // processor record (nn). None of them is guarded by a lock at this level: start-up and shut-down run alone.
 #ifndef WVAD_API_ENGINE_H_
 #define WVAD_API_ENGINE_H_

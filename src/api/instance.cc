@@ -12,7 +12,7 @@
 #include "base/wrap.h"
 #include "decision/decision.h"
 #include "log/log.h"
-#include "session/file_log_singleton.h"
+#include "dumps/file_log_singleton.h"
 #include "session/tseg_inst.h"
 #include "wvad.h"
 

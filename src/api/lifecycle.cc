@@ -7,8 +7,8 @@
 #include "api/error_codes.h"
 #include "log/log.h"
 #include "platform/platform.h"
-#include "session/cfg_vad.h"
-#include "session/file_log_singleton.h"
+#include "params/cfg_vad.h"
+#include "dumps/file_log_singleton.h"
 #include "wvad.h"
 
 namespace TSEG {

@@ -14,7 +14,7 @@
 #include "api/error_codes.h"
 #include "base/wrap.h"
 #include "log/log.h"
-#include "session/cfg_vad.h"
+#include "params/cfg_vad.h"
 #include "session/tseg_inst.h"
 #include "wvad.h"
 

@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "session/frame_history.h"
+#include "channel/frame_history.h"
 
 namespace TSEG {
 

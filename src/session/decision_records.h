@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "session/cfg_vad.h"
+#include "params/cfg_vad.h"
 
 namespace TSEG {
 

@@ -13,7 +13,7 @@
 #include "nn/dnn_forward.h"
 #include "nn/lstm_forward.h"
 #include "res/test_models.h"
-#include "session/front_end_channel.h"
+#include "channel/front_end_channel.h"
 #include "support/engine_fixture.h"
 
 namespace TSEG::testing_support {

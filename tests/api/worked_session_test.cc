@@ -7,7 +7,7 @@
 #include <sstream>
 #include <typeinfo>
 
-#include "session/cfg_vad.h"
+#include "params/cfg_vad.h"
 #include "support/energy_engine_fixture.h"
 
 namespace TSEG::testing_support {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "session/cfg_vad.h"
+#include "params/cfg_vad.h"
 #include "strain/live_bytes.h"
 #include "support/engine_fixture.h"
 

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "log/log.h"
-#include "session/cfg_vad.h"
+#include "params/cfg_vad.h"
 #include "support/temp_folder.h"
 #include "wvad.h"
 

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "session/front_end_channel.h"
-#include "session/gain_control.h"
+#include "channel/front_end_channel.h"
+#include "channel/gain_control.h"
 
 namespace TSEG::blocks {
 

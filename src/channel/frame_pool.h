@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Memory for frames that come and go: FramePool (raw pieces of one size), RecordPool<T> (constructed records), PointerQueue<T> (a ring of
+// pointers to them).
+//
+// All three keep what they have once allocated, so that a steady flow of frames allocates nothing; growth happens only when more frames are
+// out at once than ever before. No locks: each belongs to one thread at a time. Allocation failure leaves as std::bad_alloc.
+#ifndef WVAD_CHANNEL_FRAME_POOL_H_
+#define WVAD_CHANNEL_FRAME_POOL_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace TSEG {
+
+// Hands out pieces of `nStride` elements of `elementBytes` bytes and takes them back. Pieces are cut from blocks of `nCapacity` elements,
+// rounded down to a multiple of the stride (but never below one piece). A request is served from the current block while it lasts, then
+// from the released pieces, and last by a new block, which becomes the current one. Pieces are not cleared.
+class FramePool {
+ public:
+  FramePool(int32_t nCapacity, int32_t nStride, size_t elementBytes)
+      : nCapacity_(nCapacity), nStride_(nStride < 1 ? 1 : nStride), elementBytes_(elementBytes) {
+    blocks_.reserve(64);
+    AddBlock();
+  }
+  FramePool(const FramePool&) = delete;
+  FramePool& operator=(const FramePool&) = delete;
+
+  void* Take() {
+    for (;;) {
+      Block& block = blocks_[current_];
+      if (block.nGiven < block.nCapacity) {
+        void* piece = block.memory.get() + static_cast<size_t>(block.nGiven) * elementBytes_;
+        block.nGiven += nStride_;
+        return piece;
+      }
+      if (current_ + 1 < blocks_.size()) {  // only after a re-cut of several blocks
+        ++current_;
+        continue;
+      }
+      if (!free_.empty()) {
+        void* piece = free_.back();
+        free_.pop_back();
+        return piece;
+      }
+      AddBlock();
+    }
+  }
+
+  // Takes back a piece that Take gave; null is ignored.
+  void Give(void* piece) {
+    if (piece != nullptr) free_.push_back(piece);
+  }
+
+  // Keeps the first block, empties it and frees the others. All pieces that are out become invalid.
+  void Reset() {
+    blocks_.resize(1);
+    blocks_[0].nGiven = 0;
+    current_ = 0;
+    free_.clear();
+  }
+
+  // Changes the size of a piece and cuts every block anew, with nothing given out. All pieces that are out become invalid.
+  void SetStride(int32_t nStride) {
+    nStride_ = nStride < 1 ? 1 : nStride;
+    if (nStride_ > nCapacity_) blocks_.clear();  // a block would be shorter than one piece
+    size_t pieces = 0;
+    for (Block& block : blocks_) {
+      block.nCapacity = CutCapacity();
+      block.nGiven = 0;
+      pieces += static_cast<size_t>(block.nCapacity / nStride_);
+    }
+    current_ = 0;
+    free_.clear();
+    free_.reserve(pieces);
+    if (blocks_.empty()) AddBlock();
+  }
+
+  int32_t stride() const { return nStride_; }
+  int32_t block_capacity() const { return CutCapacity(); }  // elements
+  size_t blocks() const { return blocks_.size(); }
+  size_t released() const { return free_.size(); }
+
+ private:
+  struct Block {
+    int32_t nCapacity = 0;  // elements, a multiple of the stride
+    int32_t nGiven = 0;     // elements handed out
+    std::unique_ptr<std::byte[]> memory;
+  };
+
+  int32_t CutCapacity() const { return nCapacity_ < nStride_ ? nStride_ : nCapacity_ - nCapacity_ % nStride_; }
+
+  // The room is that of the uncut capacity, so that a later stride may use it whole. It is left uninitialised: memory that no frame has
+  // reached yet costs nothing.
+  void AddBlock() {
+    Block block;
+    block.nCapacity = CutCapacity();
+    const size_t elements = static_cast<size_t>(nCapacity_ < nStride_ ? nStride_ : nCapacity_);
+    block.memory = std::unique_ptr<std::byte[]>(new std::byte[elements * elementBytes_]);
+    free_.reserve((blocks_.size() + 1) * static_cast<size_t>(block.nCapacity / nStride_));
+    blocks_.push_back(std::move(block));
+    current_ = blocks_.size() - 1;
+  }
+
+  int32_t nCapacity_;
+  int32_t nStride_;
+  size_t elementBytes_;
+  std::vector<Block> blocks_;
+  size_t current_ = 0;
+  std::vector<void*> free_;
+};
+
+// Hands out records of type T, constructed 256 at a time, and takes them back. A record comes as its last user left it. The one given back
+// last is handed out first, which keeps a short queue of frames within the processor's nearest memory. The first block is made by the
+// first request.
+template <typename T>
+class RecordPool {
+ public:
+  static constexpr size_t kPerBlock = 256;
+
+  RecordPool() = default;
+  RecordPool(const RecordPool&) = delete;
+  RecordPool& operator=(const RecordPool&) = delete;
+
+  T* Take() {
+    if (free_.empty()) AddBlock();
+    T* record = free_.back();
+    free_.pop_back();
+    return record;
+  }
+  void Give(T* record) { free_.push_back(record); }
+
+  // Keeps the first block and frees the others. All records that are out become invalid.
+  void Reset() {
+    if (blocks_.empty()) return;
+    blocks_.resize(1);
+    free_.clear();
+    Offer(blocks_[0].get());
+  }
+
+  size_t blocks() const { return blocks_.size(); }
+  size_t available() const { return free_.size(); }
+
+ private:
+  void AddBlock() {
+    free_.reserve((blocks_.size() + 1) * kPerBlock);
+    blocks_.push_back(std::make_unique<T[]>(kPerBlock));
+    Offer(blocks_.back().get());
+  }
+  void Offer(T* block) {
+    for (size_t i = kPerBlock; i > 0; --i) free_.push_back(block + i - 1);
+  }
+
+  std::vector<std::unique_ptr<T[]>> blocks_;
+  std::vector<T*> free_;
+};
+
+// A queue of pointers in a ring whose size is a power of two; it doubles when full and never shrinks. Owns nothing that it points to.
+template <typename T>
+class PointerQueue {
+ public:
+  PointerQueue() : ring_(16) {}
+
+  size_t size() const { return tail_ - head_; }
+  bool empty() const { return head_ == tail_; }
+  T* operator[](size_t i) const { return ring_[(head_ + i) & (ring_.size() - 1)]; }  // 0 is the oldest
+  T* front() const { return (*this)[0]; }
+  T* back() const { return (*this)[size() - 1]; }
+  void push_back(T* p) {
+    if (size() == ring_.size()) Grow();
+    ring_[tail_ & (ring_.size() - 1)] = p;
+    ++tail_;
+  }
+  void pop_front() { ++head_; }
+  void clear() { head_ = tail_ = 0; }
+
+ private:
+  void Grow() {
+    std::vector<T*> bigger(ring_.size() * 2);
+    const size_t n = size();
+    for (size_t i = 0; i < n; ++i) bigger[i] = (*this)[i];
+    ring_.swap(bigger);
+    head_ = 0;
+    tail_ = n;
+  }
+
+  std::vector<T*> ring_;
+  size_t head_ = 0;
+  size_t tail_ = 0;
+};
+
+}  // namespace TSEG
+
+#endif  // WVAD_CHANNEL_FRAME_POOL_H_
