@@ -18,9 +18,11 @@ BELOW = {
     "quality": {"params", "log", "platform", "base"},
     "res": {"nn", "params", "log", "platform", "base"},
     "channel": {"frontend", "log", "platform", "base"},
-    "session": {"channel", "dumps", "params", "frontend", "nn", "quality", "log", "platform", "base"},
-    "decision": {"session", "channel", "dumps", "params", "frontend", "nn", "quality", "log", "platform", "base"},
-    "api": {"decision", "session", "channel", "dumps", "params", "res", "quality", "nn", "frontend", "log", "platform", "base"},
+    "scoring": {"channel", "frontend", "nn", "log", "platform", "base"},
+    "session": {"scoring", "channel", "dumps", "params", "frontend", "nn", "quality", "log", "platform", "base"},
+    "decision": {"session", "scoring", "channel", "dumps", "params", "frontend", "nn", "quality", "log", "platform", "base"},
+    "engine": {"decision", "session", "scoring", "channel", "dumps", "params", "res", "quality", "nn", "frontend", "log", "platform", "base"},
+    "api": {"engine", "log"},
 }
 
 # Of the C headers these are the language's, and the processor's own; everything else in angle brackets that ends in .h is somebody else's.

@@ -24,12 +24,14 @@
 
 #include "base/aligned_buffer.h"
 #include "bench_support.h"
-#include "decision/decision.h"
+#include "channel/front_end_channel.h"
+#include "decision/frame_decision.h"
+#include "decision/sentence_table.h"
 #include "frontend/fft.h"
 #include "frontend/float_front.h"
 #include "frontend/pitch_tracker.h"
 #include "nn/cpu_features.h"
-#include "channel/front_end_channel.h"
+#include "scoring/network_kinds.h"
 #include "session/tseg_inst.h"
 
 namespace TSEG::bench {
@@ -157,28 +159,16 @@ void Pitch(benchmark::State& state) {
   });
 }
 
-enum class Kind { kDnn, kLstm75, kLstm40 };
-constexpr const char* kKindNames[] = {"dnn_fb75", "lstm_fb75", "lstm_fb40"};
-constexpr size_t kBlockFloats[] = {825, 300, 160};
-constexpr size_t kBlockFrames[] = {1, 4, 4};
 
 // The features of the write path: front end, differences, stacking, normalisation of the blocks left to the network.
 class ChannelRun {
  public:
-  explicit ChannelRun(Kind kind) : kind_(kind) {
-    FrontEndChannelStart(&channel_, kRate, true, 0, false, kKindNames[static_cast<size_t>(kind)]);
+  explicit ChannelRun(const NetworkKind& kind) : kind_(kind) {
+    FrontEndChannelStart(&channel_, kRate, true, 0, false, kind.nFeatureDim);
   }
   const float* Pop() {
-    uint8_t eof = 0;
-    int32_t padded = 0;
-    switch (kind_) {
-      case Kind::kDnn:
-        return PopDnnBlock(&channel_, false, &eof);
-      case Kind::kLstm75:
-        return PopLstmBlock75(&channel_, false, &eof, &padded);
-      default:
-        return PopLstmBlock40(&channel_, false, &eof, &padded);
-    }
+    BlockEnd end;
+    return kind_.pop(&channel_, false, &end);
   }
   template <typename Take>
   void Batch(Take take) {
@@ -190,44 +180,43 @@ class ChannelRun {
   }
 
  private:
-  Kind kind_;
+  const NetworkKind& kind_;
   FrontEndChannel channel_;
 };
 
 // Differences and stacking: the channel less the front end in it.
-void Features(benchmark::State& state, Kind kind) {
-  ChannelRun channel(kind);
-  FrontEndRun front(kind != Kind::kLstm40);
+void Features(benchmark::State& state, const NetworkKind* kind) {
+  ChannelRun channel(*kind);
+  FrontEndRun front(kind->nFeatureDim != 40);
   Measure(
       state, [&] { channel.Batch([](const float* block) { benchmark::DoNotOptimize(block); }); }, {}, [&] { front.Batch(); });
 }
 
-Kind KindOf(WVADInst inst) {
-  if (inst->pLstm == nullptr) return Kind::kDnn;
-  return inst->pLstm->pModel->nFeatureDim == 40 ? Kind::kLstm40 : Kind::kLstm75;
+const NetworkKind& KindOf(WVADInst inst) { return *inst->network.kind(); }
+
+bool AddBlock(TSEG::Network& network, const NetworkKind& kind, const float* block) {
+  if (network.pDnn) return DnnForwardAddBlock(network.pDnn.get(), block, kind.nBlockFloats, false);
+  if (kind.nFeatureDim == 40) return LstmForwardAddBlock40(network.pLstm.get(), block, kind.nBlockFloats, false);
+  return LstmForwardAddBlock75(network.pLstm.get(), block, kind.nBlockFloats, false);
 }
 
 // The network by itself, on blocks of real features.
-void Network(benchmark::State& state, const Setup& setup) {
+void NetworkAlone(benchmark::State& state, const Setup& setup) {
   Use(setup);
   WVADInst inst = StartInstance();
-  const Kind kind = KindOf(inst);
-  const size_t floats = kBlockFloats[static_cast<size_t>(kind)];
+  const NetworkKind& kind = KindOf(inst);
+  const size_t floats = static_cast<size_t>(kind.nBlockFloats);
   std::vector<float> blocks;
   ChannelRun(kind).Batch([&](const float* block) { blocks.insert(blocks.end(), block, block + floats); });
   const size_t count = blocks.size() / floats;
+  TSEG::Network& network = inst->network;
   float scores[16];
   int32_t stride = 0;
   const auto batch = [&] {
-    for (size_t k = 0; k < kFrames / kBlockFrames[static_cast<size_t>(kind)]; ++k) {
-      const float* block = blocks.data() + k % count * floats;
-      if (kind == Kind::kDnn) {
-        if (DnnForwardAddBlock(inst->pDnn.get(), block, 825, false)) DnnForwardRead(inst->pDnn.get(), scores, &stride);
-      } else {
-        const bool ready = kind == Kind::kLstm40 ? LstmForwardAddBlock40(inst->pLstm.get(), block, 160, false)
-                                                 : LstmForwardAddBlock75(inst->pLstm.get(), block, 300, false);
-        if (ready) LstmForwardRead(inst->pLstm.get(), scores, &stride);
-      }
+    for (size_t k = 0; k < kFrames / static_cast<size_t>(kind.nBlockFrames); ++k) {
+      const bool ready = AddBlock(network, kind, blocks.data() + k % count * floats);
+      if (ready && network.pDnn) DnnForwardRead(network.pDnn.get(), scores, &stride);
+      if (ready && network.pLstm) LstmForwardRead(network.pLstm.get(), scores, &stride);
       benchmark::DoNotOptimize(scores);
     }
   };
@@ -242,12 +231,12 @@ void Decision(benchmark::State& state, const Setup& setup) {
   const auto renew = [&] {
     if (inst != nullptr) wVadDestroyInst(inst);
     inst = StartInstance();
-    inst->eScore = std::vector<float>(2 * kFrames, 20000.0f);
+    inst->decision.eScore = std::vector<float>(2 * kFrames, 20000.0f);
   };
   renew();
   const auto batch = [&] {
     for (size_t k = 0; k < kFrames; ++k) {
-      float pair[2] = {(inst->nFrameIdx / 150) % 2 == 0 ? 0.05f : 0.95f, 0};
+      float pair[2] = {(inst->decision.nFrameIdx / 150) % 2 == 0 ? 0.05f : 0.95f, 0};
       pair[1] = 1.0f - pair[0];
       int32_t begin = 0;
       int32_t end = 0;
@@ -288,7 +277,7 @@ void RegisterModel(const std::string& path, std::vector<std::pair<std::string, S
   setup.path = path;
   Use(setup);
   WVADInst inst = StartInstance();
-  const Kind kind = KindOf(inst);
+  const NetworkKind* kind = &KindOf(inst);
   wVadDestroyInst(inst);
   const std::string name = std::filesystem::path(path).stem().string();
   Tidy(benchmark::RegisterBenchmark(("Features/" + name).c_str(), Features, kind));
@@ -297,13 +286,13 @@ void RegisterModel(const std::string& path, std::vector<std::pair<std::string, S
     Setup::Form form;
     const char* name;
   };
-  const Row kRows[] = {{Setup::Form::kDetected, kind == Kind::kDnn ? "int" : (kind == Kind::kLstm40 ? "int8" : "fixed")},
+  const Row kRows[] = {{Setup::Form::kDetected, !kind->bLstm ? "int" : (kind->nFeatureDim == 40 ? "int8" : "fixed")},
                        {Setup::Form::kSseFloat, "float_sse"},
                        {Setup::Form::kPlainFloat, "float_plain"}};
   for (const Row& row : kRows) {
-    if (row.form != Setup::Form::kDetected && kind != Kind::kLstm40) break;
+    if (row.form != Setup::Form::kDetected && kind->nFeatureDim != 40) break;
     setup.form = row.form;
-    Tidy(benchmark::RegisterBenchmark(("Network/" + name + "/" + row.name).c_str(), Network, setup));
+    Tidy(benchmark::RegisterBenchmark(("Network/" + name + "/" + row.name).c_str(), NetworkAlone, setup));
     Tidy(benchmark::RegisterBenchmark(("WholeRoad/" + name + "/" + row.name).c_str(), WholeRoad, setup));
     loads->emplace_back("ModelLoad/" + name + "/" + row.name, setup);
   }

@@ -5,10 +5,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include "api/process_engine.h"
 #include "log/log.h"
 #include "modelfile/modelfile.h"
-#include "quality/kel_inst.h"
-#include "params/cfg_vad.h"
 
 namespace TSEG::fuzz {
 namespace {
@@ -110,8 +109,8 @@ void OpenLog() {
 }
 
 void ResetDefaults() {
-  DefaultCfg() = CFG_VAD{};
-  GlobalCfgKel() = CFG_KEL{};
+  ProcessEngine().defaults() = CFG_VAD{};
+  ProcessEngine().kel().defaults = CFG_KEL{};
 }
 
 const std::vector<uint8_t>& SmallModel(uint32_t kind) {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "api/engine.h"
+#include "engine/model_parameters.h"
 #include "fuzz_support.h"
 #include "modelfile/modelfile.h"
 #include "nn/cpu_features.h"
@@ -14,6 +14,7 @@
 #include "nn/lstm_forward.h"
 #include "res/model_format.h"
 #include "res/res_mgr.h"
+#include "scoring/network_kinds.h"
 
 namespace TSEG::fuzz {
 namespace {
@@ -76,8 +77,8 @@ void RunLstm(const LstmModel* model) {
 void Use(IRes_mgr* manager, const WREC_RES_SET& key) {
   auto* link = dynamic_cast<HMMResourceLink*>(manager->Res_query(&key));
   FUZZ_CHECK(link != nullptr);
-  if (model_res_config_load(link) == 0) ModelServes(*link, link->pLstm != nullptr, "lstm_fb40");
-  ResetDefaults();
+  CFG_VAD cfg;
+  if (model_res_config_load(link, &cfg) == 0) ModelsServe({link->pDnn.get(), link->pLstm.get()}, link->pLstm != nullptr, "lstm_fb40");
   if (link->pDnn != nullptr) RunDnn(link->pDnn.get());
   if (link->pLstm != nullptr) RunLstm(link->pLstm.get());
 }
@@ -96,7 +97,7 @@ void Repair(std::vector<uint8_t>* file) {
 }
 
 void Load(const std::vector<uint8_t>& file, bool from_file) {
-  const WREC_RES_SET key = ModelKey();
+  const WREC_RES_SET key = {10000, "MLP"};
   IRes_mgr* manager = createResMgr();
   FUZZ_CHECK(manager != nullptr);
   int ret = 0;

@@ -7,11 +7,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
 namespace TSEG {
 namespace {
-
-constexpr size_t kDnnBlock = 825, kLstm75Block = 300, kLstm40Block = 160;
 
 // First differences weigh the four neighbours of a frame; every step is rounded to single.
 float BankDifference(float f0, float f1, float f3, float f4) {
@@ -127,16 +126,14 @@ bool Continue75(FrontEndChannel* channel) {
 
 }  // namespace
 
-FrontEndChannel::FrontEndChannel() : blockDnn(kDnnBlock), blockLstm75(kLstm75Block), blockLstm40(kLstm40Block) {
-  ORVAFloatFrontCreate(&hFront);
-}
+FrontEndChannel::FrontEndChannel() : block(static_cast<size_t>(kDnnBlockFloats)) { ORVAFloatFrontCreate(&hFront); }
 
 FrontEndChannel::~FrontEndChannel() { ORVAFloatFrontDestroy(hFront); }
 
-void FrontEndChannelStart(FrontEndChannel* channel, int nRate, bool bDoCMN, int cmnType, bool bK4Energy, const std::string& modelType) {
-  channel->bLstm40 = modelType == "lstm_fb40";
+void FrontEndChannelStart(FrontEndChannel* channel, int nRate, bool bDoCMN, int cmnType, bool bK4Energy, int nFeatureDim) {
+  channel->bStatic40 = nFeatureDim == kFb40;
   ORVAFloatFrontSetParameter(channel->hFront, "wffpl_param_cmn_type", bDoCMN ? std::to_string(cmnType).c_str() : "1");
-  ORVAFloatFrontSetParameter(channel->hFront, "wffpl_param_ispitch_enable", channel->bLstm40 ? "0" : "1");
+  ORVAFloatFrontSetParameter(channel->hFront, "wffpl_param_ispitch_enable", channel->bStatic40 ? "0" : "1");
   if (bK4Energy) ORVAFloatFrontSetParameter(channel->hFront, "wffpl_param_k4_energy", "1");
   ORVAFloatFrontSetParameter(channel->hFront, "wffpl_param_SampleRate", std::to_string(nRate).c_str());
   ORVAFloatFrontReset(channel->hFront, 1);
@@ -148,8 +145,7 @@ void FrontEndChannelClear(FrontEndChannel* channel) {
   channel->pending.clear();
   channel->vecDynamic.clear();
   channel->vecStatic.clear();
-  channel->nFramesIn = channel->nDeltaDone = channel->nFramesOut = 0;
-  channel->nDnnCursor = channel->nLstm75Cursor = channel->nLstm40Cursor = 0;
+  channel->nFramesIn = channel->nDeltaDone = channel->nFramesOut = channel->nCursor = 0;
   channel->bMore = channel->bPushLast = channel->bFlush = channel->bEdgeDone = false;
 }
 
@@ -164,7 +160,7 @@ bool FrontEndPush(FrontEndChannel* channel, const int16_t* samples, int nSamples
 
 bool FrontEndContinue(FrontEndChannel* channel) {
   if (!channel->bMore) return false;
-  if (channel->bLstm40) {
+  if (channel->bStatic40) {
     channel->bMore = Continue40(channel);
     return channel->bMore;
   }
@@ -176,10 +172,10 @@ bool FrontEndContinue(FrontEndChannel* channel) {
   return channel->bMore;
 }
 
-int32_t FinishedFrames(const FrontEndChannel& channel) { return channel.bLstm40 ? channel.nFramesIn : channel.nDeltaDone; }
+int32_t FinishedFrames(const FrontEndChannel& channel) { return channel.bStatic40 ? channel.nFramesIn : channel.nDeltaDone; }
 
 float FillFeatureFrame(const FrontEndChannel& channel, int32_t index, float* out) {
-  if (channel.bLstm40) {
+  if (channel.bStatic40) {
     const StaticFeatureFB& frame = channel.vecStatic.at(index);
     std::fill_n(out, 75, 0.0f);
     std::memcpy(out + 75, frame.afFb40, sizeof frame.afFb40);
@@ -197,7 +193,7 @@ float FillFeatureFrame(const FrontEndChannel& channel, int32_t index, float* out
 }
 
 void DropMovedFrames(FrontEndChannel* channel) {
-  if (channel->bLstm40) {
+  if (channel->bStatic40) {
     while (static_cast<int32_t>(channel->vecStatic.nHead) < channel->nFramesOut) channel->vecStatic.pop_front();
     return;
   }

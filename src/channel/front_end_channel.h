@@ -10,7 +10,6 @@
 #define WVAD_CHANNEL_FRONT_END_CHANNEL_H_
 
 #include <cstdint>
-#include <string>
 
 #include "base/aligned_buffer.h"
 #include "frontend/feature_records.h"
@@ -19,6 +18,9 @@
 #include "channel/frame_pool.h"
 
 namespace TSEG {
+
+// Floats of the blocks that the pops give.
+constexpr int32_t kDnnBlockFloats = 825, kLstm75BlockFloats = 300, kLstm40BlockFloats = 160;
 
 class FrontEndChannel {
  public:
@@ -35,9 +37,9 @@ class FrontEndChannel {
   int32_t nFramesIn = 0;                                         // frames entered, edge copies included
   int32_t nDeltaDone = 0;                                        // frames whose second differences are done
   int32_t nFramesOut = 0;                                        // frames moved on to the feature container
-  int32_t nDnnCursor = 0, nLstm75Cursor = 0, nLstm40Cursor = 0;  // next frame of each pop, from the session's start
-  AlignedBuffer<float> blockDnn, blockLstm75, blockLstm40;       // 825, 300, 160 floats: what the pops hand out
-  bool bLstm40 = false;                                          // the model type is "lstm_fb40"
+  int32_t nCursor = 0;                      // next frame of the session's pop, from the session's start
+  AlignedBuffer<float> block;               // 825 floats: what the pops hand out
+  bool bStatic40 = false;                   // the session's frames are those of 40 values, without pitch; otherwise those of 75
   // State of a push that stopped short.
   bool bMore = false;      // frames of the last push are still to come: call FrontEndContinue
   bool bPushLast = false;  // that push was the last of the session
@@ -46,8 +48,9 @@ class FrontEndChannel {
 };
 
 // Configures the front end for a session of `nRate` Hz and empties the channel. `cmnType` is the mean removal type of the default
-// parameters, used when `bDoCMN` is set. K4 energy, once on, stays on for the life of the channel.
-void FrontEndChannelStart(FrontEndChannel* channel, int nRate, bool bDoCMN, int cmnType, bool bK4Energy, const std::string& modelType);
+// parameters, used when `bDoCMN` is set. K4 energy, once on, stays on for the life of the channel. `nFeatureDim`: 40 for frames of 40 static
+// values without pitch, anything else for those of 75. A session uses one of the pops alone.
+void FrontEndChannelStart(FrontEndChannel* channel, int nRate, bool bDoCMN, int cmnType, bool bK4Energy, int nFeatureDim);
 // Empties frames, rings and counters, and touches nothing else.
 void FrontEndChannelClear(FrontEndChannel* channel);
 
@@ -57,14 +60,14 @@ bool FrontEndPush(FrontEndChannel* channel, const int16_t* samples, int nSamples
 // Goes on with a push that stopped short, after frames have been taken from the rings. Returns whether frames are still left.
 bool FrontEndContinue(FrontEndChannel* channel);
 
-// The pops. Each gives a block in the channel's scratch, valid until the next pop of its kind, or null when nothing is to be had. `bLast`
+// The pops. Each gives a block in the channel's scratch, valid until the next pop, or null when nothing is to be had. `bLast`
 // opens the held-back frames of the right edge. `*bEof` is set to 1 at the end of the session (else left alone), `*nPadded` to the number
 // of missing frames of the last block (else left alone).
 const float* PopDnnBlock(FrontEndChannel* channel, bool bLast, uint8_t* bEof);                       // 825 floats
 const float* PopLstmBlock75(FrontEndChannel* channel, bool bLast, uint8_t* bEof, int32_t* nPadded);  // 300 floats
 const float* PopLstmBlock40(FrontEndChannel* channel, bool bLast, uint8_t* bEof, int32_t* nPadded);  // 160 floats
 
-// Frames not yet moved to a feature container: stream indices [nFramesOut, FinishedFrames) of vecStatic ("lstm_fb40") or vecDynamic.
+// Frames not yet moved to a feature container: stream indices [nFramesOut, FinishedFrames) of vecStatic (frames of 40) or vecDynamic.
 int32_t FinishedFrames(const FrontEndChannel& channel);
 // Fills `out` [115] with the read-path view of finished frame `index`; returns its energy.
 float FillFeatureFrame(const FrontEndChannel& channel, int32_t index, float* out);

@@ -32,10 +32,10 @@ int32_t Limit(int32_t total, bool last) { return last ? total : total - kContext
 
 const float* PopDnnBlock(FrontEndChannel* channel, bool bLast, uint8_t* bEof) {
   const int32_t total = channel->nDeltaDone;
-  int32_t& cursor = channel->nDnnCursor;
+  int32_t& cursor = channel->nCursor;
   if (cursor >= Limit(total, bLast)) return nullptr;
 
-  float* block = channel->blockDnn.data();
+  float* block = channel->block.data();
   for (int32_t j = 0; j <= 2 * kContext; ++j) Copy75(channel->vecDynamic.at(cursor + j - kContext), block + static_cast<size_t>(j) * k75);
   if (cursor - kContext >= 0) channel->vecDynamic.pop_front();
   ++cursor;
@@ -51,8 +51,8 @@ const float* PopDnnBlock(FrontEndChannel* channel, bool bLast, uint8_t* bEof) {
 const float* PopLstmBlock75(FrontEndChannel* channel, bool bLast, uint8_t* bEof, int32_t* nPadded) {
   const int32_t total = channel->nDeltaDone;
   const int32_t limit = Limit(total, bLast);
-  int32_t& cursor = channel->nLstm75Cursor;
-  float* block = channel->blockLstm75.data();
+  int32_t& cursor = channel->nCursor;
+  float* block = channel->block.data();
   if (limit - cursor >= kStep) {
     for (int32_t j = 0; j < kStep; ++j) {
       Copy75(channel->vecDynamic.at(cursor + j), block + static_cast<size_t>(j) * k75);
@@ -82,8 +82,8 @@ const float* PopLstmBlock75(FrontEndChannel* channel, bool bLast, uint8_t* bEof,
 const float* PopLstmBlock40(FrontEndChannel* channel, bool bLast, uint8_t* bEof, int32_t* nPadded) {
   const int32_t total = channel->nFramesIn;
   const int32_t limit = Limit(total, bLast);
-  int32_t& cursor = channel->nLstm40Cursor;
-  float* block = channel->blockLstm40.data();
+  int32_t& cursor = channel->nCursor;
+  float* block = channel->block.data();
   if (limit - cursor >= kStep) {
     for (int32_t j = 0; j < kStep; ++j) {
       std::memcpy(block + static_cast<size_t>(j) * k40, channel->vecStatic.at(cursor + j).afFb40, k40 * sizeof(float));

@@ -196,14 +196,6 @@ EndpointResult SlideStage(EndpointDetector* d, EdgeEvent event, int32_t frame, i
 
 }  // namespace
 
-void EndpointReset(EndpointDetector* detector, const CFG_VAD* cfg) {
-  EndpointDetector fresh;
-  fresh.pCfg = cfg;
-  fresh.nTraceBegin = detector->nTraceBegin;
-  fresh.nTraceEnd = detector->nTraceEnd;
-  *detector = fresh;
-}
-
 EdgeEvent EndpointEdgeStage(EndpointDetector* detector, float score) {
   const bool speech = score >= 0.0f;
   const bool was_speech = detector->nEdgeState == 2;

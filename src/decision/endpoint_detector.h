@@ -17,8 +17,6 @@ namespace TSEG {
 enum EndpointResult { EP_RESULT_NONE = 0, EP_RESULT_BEGIN = 1, EP_RESULT_END = 2 };
 enum EdgeEvent { EP_EVENT_SILENCE = 11, EP_EVENT_RISE = 12, EP_EVENT_FALL = 21, EP_EVENT_SPEECH = 22 };
 
-// Puts the detector to the values of a fresh session, with `cfg`. The two trace values stay: they mean nothing before their first writing.
-void EndpointReset(EndpointDetector* detector, const CFG_VAD* cfg);
 // One frame: the edge stage on `score`, then the sentence stage at `frame` with `gap` as the silence that ends a sentence.
 EndpointResult EndpointStep(EndpointDetector* detector, float score, int32_t frame, int32_t gap);
 // The two stages alone. Zero counts as speech; a score that is not a number counts as silence.

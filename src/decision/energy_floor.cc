@@ -85,8 +85,6 @@ bool Converged(float held, float fresh) {
 
 }  // namespace
 
-void EnergyStatsReset(EnergyStats* stats) { *stats = EnergyStats(); }
-
 void EnergyThresholdFullUpdate(EnergyStats* stats, const FrameHistory<float>& history, int32_t n) {
   std::vector<float> frames = CopyFrames(history, 0, n - stats->nLastFrame);
   const Spread spread = TakeIn(stats, frames, n);

@@ -15,8 +15,6 @@
 
 namespace TSEG {
 
-// The values of a fresh session; the floor stands at 65.
-void EnergyStatsReset(EnergyStats* stats);
 // Takes in the first `n` energies of `history` and clusters them.
 void EnergyThresholdFullUpdate(EnergyStats* stats, const FrameHistory<float>& history, int32_t n);
 // Takes in the energies from the last update up to, not including, frame `n`.

@@ -37,29 +37,29 @@ struct ScoredFrame {
 
 void HoldOver(TsegInst* inst, ScoredFrame* frame) {
   if (frame->score < 0.0f) {
-    inst->nHoldOver = kHoldOverFrames;
-  } else if (inst->nHoldOver > 0) {
-    --inst->nHoldOver;
+    inst->decision.nHoldOver = kHoldOverFrames;
+  } else if (inst->decision.nHoldOver > 0) {
+    --inst->decision.nHoldOver;
     frame->Force(kHeldOver);
   }
 }
 
 double EnergyFloor(TsegInst* inst) {
   if (!inst->pCfg->wvad_param_k4_energy) return static_cast<double>(WrapMul32(inst->pCfg->wvad_param_nEnergyThreshhood, 1000));
-  const int32_t n = inst->nFrameIdx;
+  const int32_t n = inst->decision.nFrameIdx;
   if (n >= kFloorFirstFrame && n % kFloorEveryFrames == 0) {
     if (n == kFloorFirstFrame) {
-      EnergyThresholdFullUpdate(inst->pEnergyStats.get(), inst->eScore, n);
+      EnergyThresholdFullUpdate(inst->decision.pEnergyStats.get(), inst->decision.eScore, n);
     } else {
-      EnergyThresholdStepUpdate(inst->pEnergyStats.get(), inst->eScore, n);
+      EnergyThresholdStepUpdate(inst->decision.pEnergyStats.get(), inst->decision.eScore, n);
     }
   }
-  return static_cast<double>(inst->pEnergyStats->fThreshold);
+  return static_cast<double>(inst->decision.pEnergyStats->fThreshold);
 }
 
 void Splice(TsegInst* inst, ScoredFrame* frame) {
   frame->Force(kForcedSilence);
-  inst->nHoldOver = kHoldOverFrames;
+  inst->decision.nHoldOver = kHoldOverFrames;
   WVAD_LOG_WARN("wVadProcess | pTsegInst->nCurSpeechFrameNum > pTsegInst->nParamSpeechTimeOut/10, force splice");
 }
 
@@ -67,19 +67,19 @@ void Splice(TsegInst* inst, ScoredFrame* frame) {
 // after.
 void ForceSplice(TsegInst* inst, ScoredFrame* frame) {
   const int32_t limit = inst->pCfg->wvad_param_nSpeechTimeOut / 10;
-  if (inst->nCurSpeechFrameNum > limit - kSpliceFrames && frame->score < 0.0f) Splice(inst, frame);
-  if (inst->nCurSpeechFrameNum > limit + kSpliceFrames) Splice(inst, frame);
+  if (inst->decision.nCurSpeechFrameNum > limit - kSpliceFrames && frame->score < 0.0f) Splice(inst, frame);
+  if (inst->decision.nCurSpeechFrameNum > limit + kSpliceFrames) Splice(inst, frame);
 }
 
 // Runs the endpoint state machine on one score, with what follows from its answer on the instance.
 EndpointResult StepDetector(TsegInst* inst, float score) {
-  EndpointDetector* detector = inst->pEndpoint.get();
-  const EndpointResult result = EndpointStep(detector, score, inst->nFrameIdx, inst->nCurFrameGap);
-  if (result == EP_RESULT_BEGIN) inst->nCurFrameGap = inst->pCfg->wvad_param_nFrameGap;
+  EndpointDetector* detector = inst->decision.pEndpoint.get();
+  const EndpointResult result = EndpointStep(detector, score, inst->decision.nFrameIdx, inst->decision.nCurFrameGap);
+  if (result == EP_RESULT_BEGIN) inst->decision.nCurFrameGap = inst->pCfg->wvad_param_nFrameGap;
   if (result == EP_RESULT_END && inst->pCfg->wvad_param_isVadDegOn) {
     char text[32];
     std::snprintf(text, sizeof text, " %d  %d ", detector->nTraceBegin, detector->nTraceEnd);
-    inst->debugText += text;
+    inst->diagnostics.debugText += text;
   }
   return result;
 }
@@ -87,33 +87,33 @@ EndpointResult StepDetector(TsegInst* inst, float score) {
 // In long sentences a shorter silence ends them. The half is tested before the quarter whatever the two lengths are, kept on purpose.
 void ShrinkGap(TsegInst* inst, int32_t silence) {
   const CFG_VAD& cfg = *inst->pCfg;
-  if (inst->nCurSpeechFrameNum > cfg.wvad_param_nFrameGapFriendyFirst && silence < cfg.wvad_param_nFrameGap / 2) {
-    inst->nCurFrameGap = cfg.wvad_param_nFrameGap / 2;
-  } else if (inst->nCurSpeechFrameNum > cfg.wvad_param_nFrameGapFriendySecond && silence < cfg.wvad_param_nFrameGap / 4) {
-    inst->nCurFrameGap = cfg.wvad_param_nFrameGap / 4;
+  if (inst->decision.nCurSpeechFrameNum > cfg.wvad_param_nFrameGapFriendyFirst && silence < cfg.wvad_param_nFrameGap / 2) {
+    inst->decision.nCurFrameGap = cfg.wvad_param_nFrameGap / 2;
+  } else if (inst->decision.nCurSpeechFrameNum > cfg.wvad_param_nFrameGapFriendySecond && silence < cfg.wvad_param_nFrameGap / 4) {
+    inst->decision.nCurFrameGap = cfg.wvad_param_nFrameGap / 4;
   }
 }
 
 FrameVerdict PickVerdict(TsegInst* inst, EndpointResult result, int32_t silence) {
-  if (silence > inst->nCurFrameGap && result == EP_RESULT_END) {
-    inst->nState = 2;
-    inst->nCurSpeechFrameNum = 0;
+  if (silence > inst->decision.nCurFrameGap && result == EP_RESULT_END) {
+    inst->decision.nState = 2;
+    inst->decision.nCurSpeechFrameNum = 0;
     return WVAD_FRAME_PAUSE;
   }
   if (static_cast<uint32_t>(silence) > static_cast<uint32_t>(inst->pCfg->wvad_param_nSpeechTailMS) / 10u) {
-    inst->nState = 2;
+    inst->decision.nState = 2;
     return WVAD_FRAME_TAIL;
   }
   if (result == EP_RESULT_BEGIN) {
-    inst->bSpeechFound = 1;
-    inst->nState = 1;
-    inst->nCurSpeechFrameNum = 0;
+    inst->decision.bSpeechFound = 1;
+    inst->decision.nState = 1;
+    inst->decision.nCurSpeechFrameNum = 0;
     return WVAD_FRAME_BEGIN;
   }
-  if (inst->bSpeechFound == 0) {
-    ++inst->nNoSpeechFrames;
-  } else if (inst->pEndpoint->nState == 1) {
-    ++inst->nCurSpeechFrameNum;
+  if (inst->decision.bSpeechFound == 0) {
+    ++inst->decision.nNoSpeechFrames;
+  } else if (inst->decision.pEndpoint->nState == 1) {
+    ++inst->decision.nCurSpeechFrameNum;
   }
   return WVAD_FRAME_GOON;
 }
@@ -128,36 +128,36 @@ float wVadProcess(TsegInst* inst, float a, float b) {
 
   // Before any override: the sum may include frames that are held to silence below.
   if (frame.score > 0.0f) {
-    const double energy = static_cast<double>(CheckedSubscript(inst->eScore, inst->nFrameIdx)) / 1000.0;
-    inst->fSpeechEnergySum = static_cast<float>(static_cast<double>(inst->fSpeechEnergySum) + energy);
-    ++inst->nSpeechEnergyCount;
+    const double energy = static_cast<double>(CheckedSubscript(inst->decision.eScore, inst->decision.nFrameIdx)) / 1000.0;
+    inst->decision.fSpeechEnergySum = static_cast<float>(static_cast<double>(inst->decision.fSpeechEnergySum) + energy);
+    ++inst->decision.nSpeechEnergyCount;
   }
 
   HoldOver(inst, &frame);
 
-  const double energy = static_cast<double>(CheckedSubscript(inst->eScore, inst->nFrameIdx));
+  const double energy = static_cast<double>(CheckedSubscript(inst->decision.eScore, inst->decision.nFrameIdx));
   if (EnergyFloor(inst) > energy) {
     frame.Force(kForcedSilence);
-    inst->nHoldOver = kHoldOverFrames;
+    inst->decision.nHoldOver = kHoldOverFrames;
   }
 
   ForceSplice(inst, &frame);
 
   if (cfg.wvad_param_isVadDegOn) {
-    inst->mScore.push_back(CutLow32(static_cast<double>(frame.a * 1000.0f)));
-    inst->mScore.push_back(CutLow32(static_cast<double>(frame.b * 1000.0f)));
+    inst->diagnostics.mScore.push_back(CutLow32(static_cast<double>(frame.a * 1000.0f)));
+    inst->diagnostics.mScore.push_back(CutLow32(static_cast<double>(frame.b * 1000.0f)));
   }
   return frame.score;
 }
 
 FrameVerdict wVadFrameStep(TsegInst* inst, const float* pair, [[maybe_unused]] int32_t stride, int32_t* outBegin, int32_t* outEnd) {
-  if (inst->nNoSpeechFrames > inst->pCfg->wvad_param_nResponseTimeOut / 10) return WVAD_FRAME_NOSPEECH;
+  if (inst->decision.nNoSpeechFrames > inst->pCfg->wvad_param_nResponseTimeOut / 10) return WVAD_FRAME_NOSPEECH;
   const float score = wVadProcess(inst, pair[0], pair[1]);
   const EndpointResult result = StepDetector(inst, score);
-  ++inst->nFrameIdx;
-  *outBegin = inst->pEndpoint->nBeginFrame;
-  *outEnd = inst->pEndpoint->nEndFrame;
-  const int32_t silence = inst->pEndpoint->nSilFrames;
+  ++inst->decision.nFrameIdx;
+  *outBegin = inst->decision.pEndpoint->nBeginFrame;
+  *outEnd = inst->decision.pEndpoint->nEndFrame;
+  const int32_t silence = inst->decision.pEndpoint->nSilFrames;
   ShrinkGap(inst, silence);
   return PickVerdict(inst, result, silence);
 }

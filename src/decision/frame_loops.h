@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The three frame loops: blocks out of the instance's channels, through the network, into a decision for every frame that comes back.
+// The frame loops: scored frames out of the network of an instance, into a decision for every one.
 //
-// Each runs to its end inside one write, holds nothing between calls beyond the instance, allocates nothing per frame and takes no lock. An
-// instance that lacks the network or the channel that its loop needs has its frames dropped, with one error line.
+// There is one walk; what kinds of network differ in is their scorers' affair. A loop runs to its end inside one write, holds nothing
+// between calls beyond the instance, allocates nothing per frame and takes no lock.
 #ifndef WVAD_DECISION_FRAME_LOOPS_H_
 #define WVAD_DECISION_FRAME_LOOPS_H_
 
@@ -11,7 +11,12 @@
 
 namespace TSEG {
 
-// `bLast` opens the held-back frames of the session's end. All return 0.
+// Decides on all frames that the scorer of the session has now. `bLast` opens the held-back frames of the session's end. A session whose
+// model type has no network has its frames dropped, with 14007 on the log: they have been stored, and make room.
+void DecideOnFrames(TsegInst* inst, bool bLast);
+
+// The same with the scorer of one kind, whatever the session's model type. An instance that lacks the network has its frames dropped, with
+// one error line. All return 0.
 int wReadProcessDnnFea(TsegInst* inst, bool bLast);
 int wReadProcessLstmFea(TsegInst* inst, bool bLast);
 int wReadProcessLstmFea40(TsegInst* inst, bool bLast);

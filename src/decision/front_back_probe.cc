@@ -16,12 +16,6 @@ constexpr int32_t kActiveFrames = 5;
 
 }  // namespace
 
-void FrontBackProbeReset(FrontBackProbe* probe, int32_t nSampleRate, const CFG_VAD* cfg) {
-  *probe = FrontBackProbe();
-  probe->nSampleRate = nSampleRate;
-  probe->pCfg = cfg;
-}
-
 void FrontBackProbeScan(FrontBackProbe* probe, const uint8_t* pBuf, int32_t nBytes) {
   const int32_t n = nBytes / 2;
   probe->nTotalSamples = WrapAdd32(probe->nTotalSamples, n);

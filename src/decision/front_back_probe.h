@@ -12,8 +12,6 @@
 
 namespace TSEG {
 
-// The values of a fresh session at `nSampleRate` Hz under `cfg`.
-void FrontBackProbeReset(FrontBackProbe* probe, int32_t nSampleRate, const CFG_VAD* cfg);
 // Scans a piece of `nBytes` bytes until the first sound has been found, and counts its samples in any case.
 void FrontBackProbeScan(FrontBackProbe* probe, const uint8_t* pBuf, int32_t nBytes);
 

@@ -29,7 +29,6 @@ class ItemList {
     item.nWord = word;  // the last word of an item is never written
   }
   int Deliver(WVadResult** out) {
-    holder_->list.pItems = holder_->items;
     holder_->list.nCount = count_;
     *out = &holder_->list;
     return 0;
@@ -41,21 +40,21 @@ class ItemList {
 };
 
 void AddVolTexts(TsegInst* inst, ItemList* items) {
-  if (!inst->bVolDelivered) {
-    for (const std::string& text : *inst->pVolResults) {
+  if (!inst->results.bVolDelivered) {
+    for (const std::string& text : *inst->results.pVolResults) {
       if (items->full()) break;
       items->Add("vol", text.c_str());
     }
   }
-  inst->bVolDelivered = 1;
+  inst->results.bVolDelivered = 1;
 }
 
 void AddFnt(TsegInst* inst, ItemList* items) {
-  FrontBackProbe* probe = inst->pProbe.get();
+  FrontBackProbe* probe = inst->results.pProbe.get();
   const CFG_VAD& cfg = *inst->pCfg;
-  const int32_t begin = inst->pEndpoint->nFirstBegin;
+  const int32_t begin = inst->decision.pEndpoint->nFirstBegin;
   const int32_t index = FirstSoundFrame(*inst);
-  if (begin >= 0 && probe->nFntState == 1 && static_cast<uint32_t>(index + 2) < inst->eScore.size()) {
+  if (begin >= 0 && probe->nFntState == 1 && static_cast<uint32_t>(index + 2) < inst->decision.eScore.size()) {
     const int32_t delta = WrapMul32(WrapSub32(begin, index), 10);
     const bool trig = static_cast<double>(cfg.wvad_param_fnt_threshold) > static_cast<double>(delta) &&
                       FirstSoundEnergy(*inst, index) >= cfg.wvad_param_fnt_score_threshold;
@@ -81,40 +80,40 @@ double TailDistance(const FrameHistory<float>& history) {
 }
 
 void AddBkt(TsegInst* inst, ItemList* items) {
-  FrontBackProbe* probe = inst->pProbe.get();
-  const double tail = TailDistance(inst->eScore);
-  const int32_t last_end = inst->pEndpoint->nLastEnd;
+  FrontBackProbe* probe = inst->results.pProbe.get();
+  const double tail = TailDistance(inst->decision.eScore);
+  const int32_t last_end = inst->decision.pEndpoint->nLastEnd;
   if (last_end <= 0) return;
   const int32_t delta = WrapMul32(WrapSub32(probe->nTotalSamples / SamplesPerFrame(*probe), last_end), 10);
   if (!(static_cast<double>(inst->pCfg->wvad_param_bkt_threshold) > static_cast<double>(delta))) return;
   std::snprintf(probe->szBkt, sizeof probe->szBkt, "\"ws\":[{\"bkt\":%d,\"trig\":true,\"ed\":%d}]", delta, WrapMul32(last_end, 10));
   probe->nTotalSamples = kBktSpent;
   // When this refuses, the report is lost: the count is spent.
-  if (1.6 * tail >= static_cast<double>(inst->fLastVol) || tail >= 70.0) items->Add("bkt", probe->szBkt);
+  if (1.6 * tail >= static_cast<double>(inst->results.fLastVol) || tail >= 70.0) items->Add("bkt", probe->szBkt);
 }
 
 // What the audio-quality component adds to the "vol" texts. Stops where the list is full; what is still due then comes with a later call.
 void AddQualityAndEvents(TsegInst* inst, ItemList* items) {
-  for (const WVadResultItem& entry : *inst->pKelResults) {
+  for (const WVadResultItem& entry : *inst->results.pKelResults) {
     if (items->full()) break;
     items->AddWords(entry.pName, entry.pKey, entry.pText, entry.nWord);
   }
   if (items->full()) return;
   AddFnt(inst, items);
   if (items->full()) return;
-  if (!inst->bAudioFinish && !inst->bTimeOut) return;
+  if (!inst->decision.bAudioFinish && !inst->decision.bTimeOut) return;
   AddBkt(inst, items);
   if (items->full()) return;
-  if (inst->nReadBegun == 0) items->Add("sil", kSilText);
+  if (inst->reading.nReadBegun == 0) items->Add("sil", kSilText);
 }
 
 }  // namespace
 
 int CollectResults(TsegInst* inst, WVadResult** out) {
   *out = nullptr;
-  inst->pResultList->list.nStatus = 0;
-  inst->pResultList->list.nCount = 0;
-  ItemList items(inst->pResultList.get());
+  inst->results.pResultList->list.nStatus = 0;
+  inst->results.pResultList->list.nCount = 0;
+  ItemList items(inst->results.pResultList.get());
   AddVolTexts(inst, &items);
   if (inst->pCfg->wvad_param_bKelOn) AddQualityAndEvents(inst, &items);
   return items.Deliver(out);

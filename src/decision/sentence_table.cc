@@ -35,8 +35,8 @@ void StoreAt(std::vector<int32_t>& array, int32_t index, int32_t value) {
 
 // How far the mean energy of the sentence's speech lies from the usual one, squared.
 float SentenceVol(const TsegInst& inst) {
-  const double frames = static_cast<double>(std::max(inst.nSpeechEnergyCount, 1));
-  const float average = static_cast<float>(static_cast<double>(inst.fSpeechEnergySum) / frames);
+  const double frames = static_cast<double>(std::max(inst.decision.nSpeechEnergyCount, 1));
+  const float average = static_cast<float>(static_cast<double>(inst.decision.fSpeechEnergySum) / frames);
   const float distance = static_cast<float>(static_cast<double>(average) - kUsualEnergy);
   return static_cast<float>(static_cast<double>(distance) * static_cast<double>(distance));
 }
@@ -46,9 +46,9 @@ float SentenceLevel(const TsegInst& inst, int32_t begin, int32_t end) {
   float rms = 0;
   if (end > begin) {
     const size_t first = static_cast<size_t>(std::max(begin, 0));
-    const size_t last = std::min(static_cast<size_t>(std::max(end, 0)), inst.frameEnergy.size());
+    const size_t last = std::min(static_cast<size_t>(std::max(end, 0)), inst.power.frameEnergy.size());
     double sum = 0;
-    for (size_t i = first; i < last; ++i) sum += inst.frameEnergy[i];
+    for (size_t i = first; i < last; ++i) sum += inst.power.frameEnergy[i];
     const double samples = (static_cast<double>(end) - static_cast<double>(begin)) * static_cast<double>(inst.nSampleRate / 100);
     rms = static_cast<float>(std::sqrt(sum / samples));
   }
@@ -59,15 +59,15 @@ float SentenceLevel(const TsegInst& inst, int32_t begin, int32_t end) {
 
 void AddVolText(TsegInst* inst, int32_t begin, int32_t end) {
   const float vol = SentenceVol(*inst);
-  inst->fLastVol = vol;
+  inst->results.fLastVol = vol;
   const float level = SentenceLevel(*inst, begin, end);
   const bool trig = inst->pCfg->wvad_param_vol_threshold > vol;
   char text[256];
   std::snprintf(text, sizeof text, "\"ws\":[{\"vol\":%s,\"trig\":%s,\"bg\":%d,\"ed\":%d,\"eg\":%s}]", FixedText(vol, 1).c_str(),
                 trig ? "true" : "false", WrapMul32(begin, 10), WrapMul32(end, 10), FixedText(level, 2).c_str());
-  std::vector<std::string>& list = *inst->pVolResults;
-  if (inst->bVolDelivered || list.size() >= kMaxVolTexts) list.clear();
-  inst->bVolDelivered = 0;
+  std::vector<std::string>& list = *inst->results.pVolResults;
+  if (inst->results.bVolDelivered || list.size() >= kMaxVolTexts) list.clear();
+  inst->results.bVolDelivered = 0;
   list.emplace_back(text);
 }
 
@@ -79,13 +79,13 @@ void OpenSentence(SentenceTable* table, int32_t begin, int32_t end) {
 }
 
 void CloseSentence(TsegInst* inst, int32_t begin, int32_t end) {
-  SentenceTable* table = inst->pSentences.get();
+  SentenceTable* table = inst->results.pSentences.get();
   StoreAt(table->vecEnd, table->nIdx, end);
   table->bitsClosed.push_back(1);
-  StoreAt(table->vecSilLen, table->nIdx, inst->pEndpoint->nSilFrames);
+  StoreAt(table->vecSilLen, table->nIdx, inst->decision.pEndpoint->nSilFrames);
   AddVolText(inst, begin, end);
-  inst->fSpeechEnergySum = 0;
-  inst->nSpeechEnergyCount = 0;
+  inst->decision.fSpeechEnergySum = 0;
+  inst->decision.nSpeechEnergyCount = 0;
 }
 
 bool IsClosed(const SentenceTable& table, int32_t index) {
@@ -93,17 +93,13 @@ bool IsClosed(const SentenceTable& table, int32_t index) {
 }
 
 // Frames in the feature container that the reader is served from.
-int32_t FramesHeld(const TsegInst& inst) {
-  const bool gained = inst.pCfg->wvad_param_vad_AgcOn && inst.pCfg->wvad_param_vad_ReadAGC && inst.pFeaB != nullptr;
-  const FrameFeaContainer* container = gained ? inst.pFeaB.get() : inst.pFeaA.get();
-  return container == nullptr ? 0 : static_cast<int32_t>(container->frames.size());
-}
+int32_t FramesHeld(const TsegInst& inst) { return static_cast<int32_t>(inst.read_side().pFea->frames.size()); }
 
 // Moves the end of an open sentence along, as far as the margin, the last speech frame and the frames held allow.
 void UpdateSentence(TsegInst* inst, int32_t end) {
   if (end <= 0) return;
-  SentenceTable* table = inst->pSentences.get();
-  const EndpointDetector& detector = *inst->pEndpoint;
+  SentenceTable* table = inst->results.pSentences.get();
+  const EndpointDetector& detector = *inst->decision.pEndpoint;
   int32_t* held_end = Place(table->vecEnd, table->nIdx);
   if (held_end != nullptr && !IsClosed(*table, table->nIdx)) {
     *held_end = std::max(*held_end, end);
@@ -119,28 +115,19 @@ void UpdateSentence(TsegInst* inst, int32_t end) {
 
 }  // namespace
 
-void SentenceTableReset(SentenceTable* table, const CFG_VAD* cfg) {
-  table->nIdx = -1;
-  table->vecBegin.clear();
-  table->vecEnd.clear();
-  table->bitsClosed.clear();
-  table->vecSilLen.clear();
-  table->pCfg = cfg;
-}
-
 void wVadEmitVerdict(TsegInst* inst, FrameVerdict verdict, int32_t begin, int32_t end) {
   switch (verdict) {
     case WVAD_FRAME_BEGIN:
-      OpenSentence(inst->pSentences.get(), begin, end);
+      OpenSentence(inst->results.pSentences.get(), begin, end);
       break;
     case WVAD_FRAME_PAUSE:
       CloseSentence(inst, begin, end);
       break;
     case WVAD_FRAME_TAIL:
-      inst->bAudioFinish = 1;
+      inst->decision.bAudioFinish = 1;
       break;
     case WVAD_FRAME_NOSPEECH:
-      inst->bTimeOut = 1;
+      inst->decision.bTimeOut = 1;
       break;
     case WVAD_FRAME_GOON:
     default:
@@ -150,17 +137,17 @@ void wVadEmitVerdict(TsegInst* inst, FrameVerdict verdict, int32_t begin, int32_
 }
 
 void wVadFinishAudio(TsegInst* inst) {
-  EndpointDetector* detector = inst->pEndpoint.get();
+  EndpointDetector* detector = inst->decision.pEndpoint.get();
   if (detector->nState == 1) {
-    const int32_t end = MarkEnd(detector, inst->nFrameIdx);
+    const int32_t end = MarkEnd(detector, inst->decision.nFrameIdx);
     wVadEmitVerdict(inst, WVAD_FRAME_PAUSE, detector->nBeginFrame, end);
     if (inst->pCfg->wvad_param_isVadDegOn) {
       char text[32];
       std::snprintf(text, sizeof text, " %d %d ", detector->nTraceBegin, detector->nTraceEnd);
-      inst->debugText += text;
+      inst->diagnostics.debugText += text;
     }
   }
-  inst->bAudioFinish = 1;
+  inst->decision.bAudioFinish = 1;
 }
 
 int CollectEndpoints(const SentenceTable& table, int* out, int nSize) {

@@ -12,8 +12,6 @@
 
 namespace TSEG {
 
-// Empties the table for a session under `cfg`.
-void SentenceTableReset(SentenceTable* table, const CFG_VAD* cfg);
 // Enters `verdict` with the two frame numbers of its step: opens, updates or closes a sentence, or marks the session as over. At a close
 // it adds the sentence's "vol" text.
 void wVadEmitVerdict(TsegInst* inst, FrameVerdict verdict, int32_t begin, int32_t end);

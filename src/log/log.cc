@@ -6,12 +6,27 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "log/log_route.h"
 #include "log/singleton.h"
 
 namespace TSEG {
 namespace {
 
+bool Wants(const LogSink* sink, uint32_t bit) { return sink != nullptr && sink->line && (sink->nLevels & bit) != 0; }
+
+[[gnu::format(printf, 3, 0)]] void LogToSink(const LogSink* sink, uint32_t bit, const char* format, va_list arguments) {
+  if (!Wants(sink, bit)) return;
+  char text[Logger::kLineSize];
+  text[0] = '\0';
+  std::vsnprintf(text, sizeof text, format, arguments);
+  sink->line(bit, text);
+}
+
 [[gnu::format(printf, 2, 0)]] void LogFormatted(uint32_t bit, const char* format, va_list arguments) {
+  if (LogRoute::Diverted()) {
+    LogToSink(LogRoute::Sink(), bit, format, arguments);
+    return;
+  }
   Logger* logger = CurrentLogger();
   if (logger == nullptr) return;
   char text[Logger::kLineSize];
@@ -26,6 +41,7 @@ namespace {
 }  // namespace
 
 bool log_enabled(uint32_t bit) {
+  if (LogRoute::Diverted()) return Wants(LogRoute::Sink(), bit);
   const Logger* logger = CurrentLogger();
   return logger != nullptr && logger->enabled(bit);
 }

@@ -42,11 +42,6 @@ void TakeFromFile(CFG_VAD* cfg, const ParamField& field, const std::string& valu
 
 }  // namespace
 
-CFG_VAD& DefaultCfg() {
-  static CFG_VAD cfg;
-  return cfg;
-}
-
 void CFG_VAD::init() {
   if (platform::KindOfPath(kCfgFile) != platform::PathKind::kFile) {
     WVAD_LOG_CRIT("%s | Couldn't find cfg_file: %s", "CFG_VAD::init", kCfgFile);

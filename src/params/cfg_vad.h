@@ -2,8 +2,8 @@
 //
 // CFG_VAD: every tunable value of the engine in one record, the table of parameter names, and the conversions between text and field.
 //
-// One default set per process (built-in values, then the file "w_tseg.cfg", then seven values of the model); each instance has its own copy.
-// No lock: the default set is written during start-up alone.
+// An engine has a default set (built-in values, then for the one of the process the file "w_tseg.cfg", then seven values of the model); each
+// instance has its own copy. No lock: a default set is written during start-up alone.
 #ifndef WVAD_PARAMS_CFG_VAD_H_
 #define WVAD_PARAMS_CFG_VAD_H_
 
@@ -95,9 +95,6 @@ class CFG_VAD {
   std::string model_name() const { return wvad_param_model_name; }
   std::string debug_log_filename() const { return wvad_param_debug_log_filename; }
 };
-
-// The default set of the process: made with the built-in values at its first use.
-CFG_VAD& DefaultCfg();
 
 }  // namespace TSEG
 

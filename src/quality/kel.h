@@ -2,31 +2,26 @@
 //
 // The audio-quality component: signal-to-noise and clipping rate of a session's audio, behind a small interface of its own.
 //
-// The engine calls it when wvad_param_bKelOn is set. An instance belongs to one thread at a time; the global parameter set is written by
-// wKelInitialize alone. All functions return 0 or a WKEL_ERROR_* code.
+// The engine calls it when wvad_param_bKelOn is set. An instance belongs to one thread at a time; a component's default parameters are written
+// by its start alone. All functions return 0 or a WKEL_ERROR_* code.
 #ifndef WVAD_QUALITY_KEL_H_
 #define WVAD_QUALITY_KEL_H_
 
 #include <cstdint>
 
+#include "base/error_codes.h"
 #include "wvad.h"
 
 namespace TSEG {
 
+struct KelEngine;
 struct KelInst;
 
-enum KelError : int {
-  WKEL_ERROR_NOT_INIT = 15002,
-  WKEL_ERROR_ALREADY_START = 15003,
-  WKEL_ERROR_NOT_START = 15004,
-  WKEL_ERROR_INVALID_PARA = 15009,
-  WKEL_ERROR_NULL_HANDLE = 15011,
-  WKEL_ERROR_BUF_NOT_ENOUGH = 15013
-};
-
-int wKelInitialize(void* reserved);
-int wKelUninitialize();
-int wKelCreate(KelInst** inst);
+// Brings `engine` up: opens the log if the process has none, and reads the section "kel" of the configuration.
+int wKelInitialize(KelEngine* engine, void* reserved);
+int wKelUninitialize(KelEngine* engine);
+// An instance under the defaults of `engine`, which outlives it.
+int wKelCreate(KelEngine* engine, KelInst** inst);
 int wKelDestroy(KelInst* inst);
 int wKelReset(KelInst* inst);
 // Feeds `audio`: pData, len in bytes, status; status 2 ends the session's audio and computes the measures.

@@ -4,6 +4,8 @@
 //
 // The file and the interface convert differently, as those of the engine do: a value of the file that does not parse becomes 0, one of the
 // interface that is not a number whole is refused.
+#include "quality/kel_config.h"
+
 #include <boost/lexical_cast.hpp>
 #include <cstring>
 #include <optional>
@@ -12,7 +14,6 @@
 #include "base/config_file.h"
 #include "log/log.h"
 #include "platform/platform.h"
-#include "quality/kel_inst.h"
 
 namespace TSEG {
 namespace {
@@ -38,11 +39,6 @@ int FindKelParam(const char* key, int first, int last) {
     if (std::strcmp(key, kParamNames[row]) == 0) return row;
   }
   return -1;
-}
-
-CFG_KEL& GlobalCfgKel() {
-  static CFG_KEL cfg;
-  return cfg;
 }
 
 void CFG_KEL::init() {

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <memory>
 
-#include "log/log.h"
+#include "log/refusal.h"
 #include "quality/kel.h"
 #include "quality/kel_inst.h"
 
@@ -16,38 +16,15 @@ namespace {
 
 constexpr uint32_t kLastWrite = 2;
 
-// Process-wide state of the component, written by its start and end alone.
-struct KelEngine {
-  bool initialised = false;
-  bool has_defaults = false;
-};
-
-KelEngine& TheKelEngine() {
-  static KelEngine engine;
-  return engine;
-}
-
-int HandleIsNull(const char* function) {
-  WVAD_LOG_ERROR("%s | %s handle is NULL. %s = %d", function, "wKelInst", "WKEL_ERROR_NULL_HANDLE", WKEL_ERROR_NULL_HANDLE);
-  return WKEL_ERROR_NULL_HANDLE;
-}
-
-int ParaIsNull(const char* function, const char* what) {
-  WVAD_LOG_ERROR("%s | para %s is NULL. %s = %d", function, what, "WKEL_ERROR_NULL_HANDLE", WKEL_ERROR_NULL_HANDLE);
-  return WKEL_ERROR_NULL_HANDLE;
-}
-
-int EngineIsDown(const char* function) {
-  WVAD_LOG_ERROR("%s | Engine hasn't init. %s = %d", function, "WKEL_ERROR_NOT_INIT", WKEL_ERROR_NOT_INIT);
-  return WKEL_ERROR_NOT_INIT;
-}
+int InstIsNull(const char* function) { return HandleIsNull(function, "wKelInst", WKEL_ERROR_NULL_HANDLE); }
+int ParaIsNull(const char* function, const char* what) { return ParaIsNull(function, what, WKEL_ERROR_NULL_HANDLE); }
 
 // The checks that both parameter functions begin with.
 int CheckParameterCall(const char* function, KelInst* const* inst, const char* param, const char* value) {
-  if (inst == nullptr || *inst == nullptr) return HandleIsNull(function);
+  if (inst == nullptr || *inst == nullptr) return InstIsNull(function);
   if (param == nullptr) return ParaIsNull(function, "param");
   if (value == nullptr) return ParaIsNull(function, "paramValue");
-  if (!TheKelEngine().initialised) return EngineIsDown(function);
+  if (!(*inst)->pEngine->bInit) return EngineIsDown(function, WKEL_ERROR_NOT_INIT);
   return 0;
 }
 
@@ -63,36 +40,32 @@ void CopySid(const KelInst& inst, char* value, int nLen) {
 
 }  // namespace
 
-int wKelInitialize([[maybe_unused]] void* reserved) {
+int wKelInitialize(KelEngine* engine, [[maybe_unused]] void* reserved) {
   if (srlog_exists()) {
     WVAD_LOG_VERBOSE("wKelInitialize | srlog_inst has been created!!");
   } else {
     srlog_open("wkel.cfu", "logger", LogDefaults{"../log/wkel.log", "wKel Logging"});
     WVAD_LOG_VERBOSE("wKelInitialize | srlog_open succeed!");
   }
-  KelEngine& engine = TheKelEngine();
-  if (!engine.has_defaults) {
-    GlobalCfgKel() = CFG_KEL();
-    engine.has_defaults = true;
-  }
-  GlobalCfgKel().init();
-  engine.initialised = true;
+  engine->defaults.init();
+  engine->bInit = true;
   return 0;
 }
 
-int wKelUninitialize() {
-  TheKelEngine().initialised = false;
+int wKelUninitialize(KelEngine* engine) {
+  engine->bInit = false;
   WVAD_LOG_VERBOSE("wKelUninitialize | srlog_close succeed!");
   srlog_close();
   return 0;
 }
 
-int wKelCreate(KelInst** inst) {
-  if (inst == nullptr) return HandleIsNull("wKelCreate");
+int wKelCreate(KelEngine* engine, KelInst** inst) {
+  if (inst == nullptr) return InstIsNull("wKelCreate");
   auto made = std::make_unique<KelInst>();
   made->pCfg = std::make_unique<CFG_KEL>();
   made->pResult = std::make_unique<KelResultHolder>();
-  *made->pCfg = GlobalCfgKel();
+  *made->pCfg = engine->defaults;
+  made->pEngine = engine;
   *inst = made.release();
   return 0;
 }
@@ -103,30 +76,30 @@ int wKelDestroy(KelInst* inst) {
 }
 
 int wKelReset(KelInst* inst) {
-  if (inst == nullptr) return HandleIsNull("wKelReset");
+  if (inst == nullptr) return InstIsNull("wKelReset");
   inst->ClearMeasures();
   return 0;
 }
 
 int wKelStart(KelInst* inst) {
-  if (inst == nullptr) return HandleIsNull("wKelStart");
-  if (inst->bStarted) return WVAD_FAIL(WKEL_ERROR_ALREADY_START, "WKEL_ERROR_ALREADY_START", "KelInst::start | already start Inst");
+  if (inst == nullptr) return InstIsNull("wKelStart");
+  if (inst->bStarted) return WVAD_REFUSE(WKEL_ERROR_ALREADY_START, "KelInst::start | already start Inst");
   inst->ClearMeasures();
   inst->bStarted = 1;
   return 0;
 }
 
 int wKelStop(KelInst* inst) {
-  if (inst == nullptr) return HandleIsNull("wKelStop");
-  if (!inst->bStarted) return WVAD_FAIL(WKEL_ERROR_NOT_START, "WKEL_ERROR_NOT_START", "KelInst::stop | not start Inst");
+  if (inst == nullptr) return InstIsNull("wKelStop");
+  if (!inst->bStarted) return WVAD_REFUSE(WKEL_ERROR_NOT_START, "KelInst::stop | not start Inst");
   inst->ClearMeasures();
   inst->bStarted = 0;
-  *inst->pCfg = GlobalCfgKel();
+  *inst->pCfg = inst->pEngine->defaults;
   return 0;
 }
 
 int wKelAudioWrite(KelInst* inst, const WVadAudioSample* audio) {
-  if (inst == nullptr) return HandleIsNull("wKelAudioWrite");
+  if (inst == nullptr) return InstIsNull("wKelAudioWrite");
   if (audio == nullptr || (audio->pData == nullptr && audio->len > 0)) return ParaIsNull("wKelAudioWrite", "audio");
   inst->GetLoopBufferData(static_cast<const uint8_t*>(audio->pData), audio->len);
   if (audio->status == kLastWrite) {
@@ -139,7 +112,7 @@ int wKelAudioWrite(KelInst* inst, const WVadAudioSample* audio) {
 int wKelGetResult(KelInst* inst, WVadResult** out) {
   if (out == nullptr) return ParaIsNull("wKelGetResult", "out");
   *out = nullptr;
-  if (inst == nullptr) return HandleIsNull("wKelGetResult");
+  if (inst == nullptr) return InstIsNull("wKelGetResult");
   KelResultHolder& result = *inst->pResult;
   result.list.nStatus = 0;
   int count = 0;
@@ -181,7 +154,7 @@ int wKelGetParameter(KelInst** inst, const char* param, char* value, int nLen) {
   if (!given) {
     const int row = FindKelParam(param, kKelSpecialNone, kKelSpecialCount);
     if (nLen <= 0 && (normal || row >= 0)) {
-      return WVAD_FAIL(WKEL_ERROR_BUF_NOT_ENOUGH, "WKEL_ERROR_BUF_NOT_ENOUGH", "wGetParameter | err, param = %s, need buff = %d", param, 1);
+      return WVAD_REFUSE(WKEL_ERROR_BUF_NOT_ENOUGH, "wGetParameter | err, param = %s, need buff = %d", param, 1);
     }
     if (row == kKelSid) {
       CopySid(**inst, value, nLen);

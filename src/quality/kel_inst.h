@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The records of the audio-quality component, and its operations below the interface: parameters, loop buffer, measures.
+// The instance record of the audio-quality component, and its operations below the interface: loop buffer and measures.
 //
-// An instance belongs to one thread at a time. The loop buffer and the list of frame powers are all that grows; the global parameters are
-// written while the component starts.
+// An instance belongs to one thread at a time. The loop buffer and the list of frame powers are all that grows.
 #ifndef WVAD_QUALITY_KEL_INST_H_
 #define WVAD_QUALITY_KEL_INST_H_
 
@@ -12,46 +11,10 @@
 #include <vector>
 
 #include "quality/kel.h"
+#include "quality/kel_config.h"
 #include "wvad.h"
 
 namespace TSEG {
-
-// Rows of the table of keys: the normal ones, then the special ones. The `_none` and `_count` rows are markers.
-enum KelParam : int {
-  kKelNormalNone = 0,
-  kKelSampleRate,
-  kKelSnrThreshold,
-  kKelCurThreshold,
-  kKelNormalCount,
-  kKelSpecialNone,
-  kKelSid,
-  kKelSpecialCount,
-  kKelParamRows
-};
-// The key of `row`, and the row of `key` in [first, last] or -1: exact and case-sensitive.
-const char* KelParamName(int row);
-int FindKelParam(const char* key, int first, int last);
-
-class CFG_KEL {
- public:
-  int32_t normal_none = 0;
-  int32_t sampleRate = 16000;
-  float snr_threshold = 4.5f;
-  float cur_threshold = 0.08f;
-  int32_t normal_count = 0;
-
-  // Reads section "kel" of "w_tseg.cfg" in the current folder over this object. Never fails: bad values become 0.
-  void init();
-  // Sets one of the three values from its whole text. False, with its log line, for any other key, for a text of 257 characters or more,
-  // and for a text that is not a number.
-  bool set_para_value(const char* key, const char* value);
-  // Gives one of the three values as text with its terminator. False, with its log line, for any other key and where `nLen` bytes do not
-  // hold it.
-  bool get_para_value(const char* key, char* value, int nLen) const;
-};
-
-// The global set that instances are made from.
-CFG_KEL& GlobalCfgKel();
 
 // The record that wKelGetResult hands out.
 struct KelResultHolder {
@@ -60,6 +23,7 @@ struct KelResultHolder {
 };
 
 struct KelInst {
+  const KelEngine* pEngine = nullptr;
   std::unique_ptr<CFG_KEL> pCfg;
   std::unique_ptr<KelResultHolder> pResult;
   char sid[1024] = {};

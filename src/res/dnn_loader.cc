@@ -10,7 +10,6 @@
 
 #include "log/log.h"
 #include "nn/model_limits.h"
-#include "res/cpu_singleton.h"
 #include "res/header_check.h"
 #include "res/header_parser.h"
 #include "res/state_map.h"
@@ -178,8 +177,7 @@ int ResParsing(const MlpResFileHeaderV3& header, DnnModel* model, HMMResourceLin
 
 }  // namespace
 
-int MlpResLoader::load(const MlpResFileHeaderV3& header, const CFG_RESMGR& cfg, HMMResourceLink* link) {
-  static_cast<void>(CPUSingleton::instance().bind_mask("mlpres"));  // asked for, and never bound to
+int MlpResLoader::load(const MlpResFileHeaderV3& header, const CFG_RESMGR& cfg, bool gpu_available, HMMResourceLink* link) {
   auto model = std::make_unique<DnnModel>();
   link->nSilenceRow = -1;
   link->nMlpType = Parser::network_type_code(header);
@@ -187,7 +185,7 @@ int MlpResLoader::load(const MlpResFileHeaderV3& header, const CFG_RESMGR& cfg, 
   const int ret = ResParsing(header, model.get(), link);
   if (cfg.resetUseNvidiaGPUAvailable) {
     WVAD_LOG_INFO("Compute With CPU with DNN ");
-  } else if (!CPUSingleton::instance().bGpuAvailable) {
+  } else if (!gpu_available) {
     WVAD_LOG_INFO("Gpu DNN res not created.\n");
   }
   if (ret != 0) return WVAD_FAIL(ret, "ret", "Mlp_res_loader::load | mlp_res_ac->ResParsing err, ret = %d", ret);

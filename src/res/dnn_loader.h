@@ -19,7 +19,7 @@ namespace TSEG {
 struct MlpResLoader {
   // Fills `link` with the network, its type code and, where the model has a "map", the state rows and the silence row. 0, 30011 for a
   // network of a single layer, 30002 for one that does not fit together; a refusal leaves `link` without a record.
-  static int load(const MlpResFileHeaderV3& header, const CFG_RESMGR& cfg, HMMResourceLink* link);
+  static int load(const MlpResFileHeaderV3& header, const CFG_RESMGR& cfg, bool gpu_available, HMMResourceLink* link);
 };
 
 }  // namespace TSEG

@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "nn/model_limits.h"
-#include "res/cpu_singleton.h"
 #include "res/header_check.h"
 #include "res/lstm_walk.h"
 
@@ -15,7 +14,6 @@ namespace {
 
 template <class Image>
 int LoadLstm(const MlpResFileHeader<Image>& header, LstmForm form, HMMResourceLink* link) {
-  static_cast<void>(CPUSingleton::instance().bind_mask("mlpres"));  // asked for, and never bound to
   auto model = std::make_unique<LstmModel>();
   model->nMlpType = MlpResHeaderParser<Image>::network_type_code(header);
   link->nMlpType = model->nMlpType;

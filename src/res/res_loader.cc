@@ -10,7 +10,7 @@
 #include <cstring>
 #include <memory>
 
-#include "log/log.h"
+#include "log/refusal.h"
 #include "platform/platform.h"
 #include "res/cpu_singleton.h"
 #include "res/md5.h"
@@ -67,7 +67,7 @@ int ResLoader::load(IRes* res, const char* path, const WREC_RES_SET& key, IRes* 
 }
 
 int ResLoader::LoadLabelled(IRes* res, const void* data, uint64_t length, const WREC_RES_SET& key, IRes* const* deps, int nDeps) {
-  CPUSingleton::instance();
+  device_ = &CPUSingleton::instance();
   char label[64] = {};
   std::snprintf(label, sizeof label, "NULL%s%d", TypeText(key).c_str(), key.nResID);
   if (cfg_ == nullptr || cfg_->is_calc_md5) std::snprintf(label, sizeof label, "%s", Md5Hex(data, length).c_str());
@@ -81,7 +81,7 @@ void ResLoader_Ftr::Delete(IRes* res) {
   if (res == nullptr) return;
   auto* link = dynamic_cast<HMMResourceLink*>(res);
   if (link == nullptr) {
-    WVAD_FAIL(kResInvalidValue, "RES_MGR_ERROR_INVALID_PARA_VALUE", "ResLoader_ftr::load | HMM link should not be NULL");
+    WVAD_REFUSE(kResInvalidValue, "ResLoader_ftr::load | HMM link should not be NULL");
   } else {
     link->pGeneral.clear();
     link->pDnn.reset();

@@ -18,6 +18,8 @@
 
 namespace TSEG {
 
+class CPUSingleton;
+
 // Touches one byte in every 4096 of `size` bytes and tells on standard output each 128 MiB, `path` with it. The sum of the bytes.
 struct PreloadResult {
   int32_t checkSum = 0;
@@ -48,7 +50,8 @@ class ResLoader {
   void SetConfiguration(const CFG_RESMGR* cfg) { cfg_ = cfg; }
 
  protected:
-  const CFG_RESMGR* cfg_ = nullptr;  // the manager's values
+  const CFG_RESMGR* cfg_ = nullptr;        // the manager's values
+  const CPUSingleton* device_ = nullptr;  // the device of the process, once the manager's way has asked for it; it chooses log lines
   IRes_mgr* const manager_;
 };
 

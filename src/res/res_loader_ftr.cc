@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "log/log.h"
+#include "log/refusal.h"
 #include "nn/cpu_features.h"
 #include "platform/platform.h"
 #include "res/cpu_singleton.h"
@@ -46,7 +46,6 @@ bool HasMagic(const ByteView& file) { return file.matches(kPrefixMagic, kModelMa
 
 // A section of words becomes the holder's general table.
 void LoadGeneral(const ByteView& section, HMMResourceLink* link) {
-  static_cast<void>(CPUSingleton::instance().bind_mask("generalres"));  // asked for, and never bound to
   std::vector<int32_t> words(section.size() / sizeof(int32_t));
   if (!words.empty()) std::memcpy(words.data(), section.data(), words.size() * sizeof(int32_t));
   link->nSilenceRow = FindSilenceRow(words);
@@ -84,7 +83,7 @@ int LoadPad28(const MlpResFileHeaderV2& header, HMMResourceLink* link) {
 int ResLoader_Ftr::load(IRes* res, const void* data, uint64_t length, const WREC_RES_SET& key, IRes* const*, int) {
   auto* link = dynamic_cast<HMMResourceLink*>(res);
   if (link == nullptr) {
-    return WVAD_FAIL(kResInvalidValue, "RES_MGR_ERROR_INVALID_PARA_VALUE", "ResLoader_ftr::load | HMM link should not be NULL");
+    return WVAD_REFUSE(kResInvalidValue, "ResLoader_ftr::load | HMM link should not be NULL");
   }
   const ByteView file(data, static_cast<size_t>(length));
   if (!file.holds(kPrefixMagic, kPrefixMagicBytes)) return RefuseModel("the file is shorter than its prefix");
@@ -155,7 +154,9 @@ int ResLoader_Ftr::LoadPlain(const ByteView& file, HMMResourceLink* link) {
   MlpResFileHeaderV3 header;
   if (const int ret = TakeHeader(file, offset, &header)) return ret;
   TakeTables(header, link);
-  return is_dnn ? MlpResLoader::load(header, cfg_ != nullptr ? *cfg_ : CFG_RESMGR{}, link) : LoadLstmFixed(header, link);
+  if (!is_dnn) return LoadLstmFixed(header, link);
+  const bool gpu_available = device_ != nullptr && device_->bGpuAvailable;
+  return MlpResLoader::load(header, cfg_ != nullptr ? *cfg_ : CFG_RESMGR{}, gpu_available, link);
 }
 
 }  // namespace TSEG

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "log/log.h"
+#include "log/refusal.h"
 #include "res/cpu_singleton.h"
 #include "res/loader_registry.h"
 
@@ -137,12 +137,12 @@ int Res_mgr::Res_add(const WREC_RES_SET* key, const char* szResURI, const WREC_R
   WVAD_LOG_INFO("ResAdd begin: szResType = %s nResID = %d, szResURI = %s", type.c_str(), key->nResID, szResURI);
   const AtEnd unmark([this, key] { Res_addingSet_del(*key); });
   if (type != "LM" && platform::KindOfPath(szResURI) != platform::PathKind::kFile) {
-    return WVAD_FAIL(kResNotExist, "RES_MGR_ERROR_RESOURCE_NOT_EXIST",
+    return WVAD_REFUSE(kResNotExist,
                      "Res_mgr::Res_add | Invalid URL, resouce file not exist, szResURI = %s", szResURI);
   }
   const std::optional<int> category = ResCategory(type);
   if (!category) {
-    return WVAD_FAIL(kResInvalidValue, "RES_MGR_ERROR_INVALID_PARA_VALUE",
+    return WVAD_REFUSE(kResInvalidValue,
                      "Res_mgr::Res_add | invalid szResCategoryID , szResURI = %s, szResType = %s nResID = %d", szResURI, type.c_str(),
                      key->nResID);
   }
@@ -168,7 +168,7 @@ int Res_mgr::Res_addM(const WREC_RES_SET* key, const void* data, long length, co
   const AtEnd unmark([this, key] { Res_addingSet_del(*key); });
   const std::optional<int> category = ResCategory(type);
   if (!category) {
-    return WVAD_FAIL(kResInvalidValue, "RES_MGR_ERROR_INVALID_PARA_VALUE",
+    return WVAD_REFUSE(kResInvalidValue,
                      "Res_mgr::Res_addM | invalid szResCategoryID, szResType = %s nResID = %d", type.c_str(), key->nResID);
   }
   const Source source = {"Res_mgr::Res_addM", nullptr, data, length};
@@ -188,16 +188,16 @@ int Res_mgr::CheckAndMark(const WREC_RES_SET& key, const Source& source) {
   const Hold hold(lock_);
   if (table_.count(key) != 0) {
     if (source.from_file()) {
-      return WVAD_FAIL(kResAlreadyExist, "RES_MGR_ERROR_RESOURCE_ALREADY_EXIST",
+      return WVAD_REFUSE(kResAlreadyExist,
                        "%s | Need not to add resource, resource already exist, szResURI = %s, szResType = %s nResID = %d", source.name,
                        source.path, type.c_str(), key.nResID);
     }
-    return WVAD_FAIL(kResAlreadyExist, "RES_MGR_ERROR_RESOURCE_ALREADY_EXIST",
+    return WVAD_REFUSE(kResAlreadyExist,
                      "%s | Need not to add resource, resource already exist, szResType = %s nResID = %d", source.name, type.c_str(),
                      key.nResID);
   }
   if (adding_.count(key) != 0) {
-    return WVAD_FAIL(kResAlreadyExist, "RES_MGR_ERROR_RESOURCE_ALREADY_EXIST",
+    return WVAD_REFUSE(kResAlreadyExist,
                      "%s | Need not to add resource, resource is being added, szResType = %s nResID = %d", source.name, type.c_str(),
                      key.nResID);
   }
@@ -210,7 +210,7 @@ int Res_mgr::FetchDependencies(const WREC_RES_SET* deps, int nDeps, const Source
   for (int i = 0; deps != nullptr && i < nDeps; ++i) {
     IRes* found = Res_query(&deps[i]);
     if (found == nullptr) {
-      return WVAD_FAIL(kResNotExist, "RES_MGR_ERROR_RESOURCE_NOT_EXIST", "%s | Res_query err, res not exist, res_id = %d res_type = %s",
+      return WVAD_REFUSE(kResNotExist, "%s | Res_query err, res not exist, res_id = %d res_type = %s",
                        source.name, deps[i].nResID, TypeText(deps[i]).c_str());
     }
     out->push_back(found);
@@ -271,17 +271,17 @@ int Res_mgr::MarkForDelete(const WREC_RES_SET& key, const std::string& type) {
   const Hold hold(lock_);
   const auto found = table_.find(key);
   if (found == table_.end()) {
-    return WVAD_FAIL(kResNotExist, "RES_MGR_ERROR_RESOURCE_NOT_EXIST",
+    return WVAD_REFUSE(kResNotExist,
                      "Res_mgr::Res_delete | resource does not exist, resId = %d resType = %s", key.nResID, type.c_str());
   }
   const int32_t references = found->second->GetRefCount();
   if (references != 0) {
-    return WVAD_FAIL(kResDelete, "RES_MGR_ERROR_RESOURCE_DELETE",
+    return WVAD_REFUSE(kResDelete,
                      "Res_mgr::Res_delete | res still been used, refCount = %d resId = %d resType = %s", references, key.nResID,
                      type.c_str());
   }
   if (!deleting_.insert(key).second) {
-    return WVAD_FAIL(kResNotExist, "RES_MGR_ERROR_RESOURCE_NOT_EXIST",
+    return WVAD_REFUSE(kResNotExist,
                      "Res_mgr::Res_delete | Need not to delete resource, resource is being deleted, szResType = %s nResID = %d",
                      type.c_str(), key.nResID);
   }
@@ -298,7 +298,7 @@ int Res_mgr::Res_delete(const WREC_RES_SET* key_in) {
   const AtEnd unmark([this, &key] { Res_deletingSet_erase(key); });
   const std::optional<int> category = ResCategory(type);
   if (!category) {
-    return WVAD_FAIL(kResInvalidValue, "RES_MGR_ERROR_INVALID_PARA_VALUE",
+    return WVAD_REFUSE(kResInvalidValue,
                      "Res_mgr::Res_delete | resource type does not support, resId = %d resType = %s", key.nResID, type.c_str());
   }
   if (const int ret = MarkForDelete(key, type)) return ret;

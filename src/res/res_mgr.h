@@ -16,6 +16,7 @@
 
 #include "nn/network_models.h"
 #include "platform/platform.h"
+#include "wvad.h"
 
 namespace TSEG {
 
@@ -25,16 +26,17 @@ struct WREC_RES_SET {
   char szResType[16];
 };
 
+// The public codes of loading under short names.
 enum ResMgrError : int {
-  kResNotExist = 30000,      // RES_MGR_ERROR_RESOURCE_NOT_EXIST
-  kResAlreadyExist = 30001,  // RES_MGR_ERROR_RESOURCE_ALREADY_EXIST
-  kResUnreadable = 30002,    // cannot be opened or mapped, empty, cut short, inconsistent, unknown section kind
-  kResInvalidValue = 30003,  // RES_MGR_ERROR_INVALID_PARA_VALUE
-  kResNullHandle = 30004,    // RES_MGR_ERROR_NULL_HANDLE
-  kResMagic = 30005,         // not a model of this engine
-  kResTooOld = 30007,        // RES_MGR_ERROR_RESOURCE_TOO_OLD
-  kResDelete = 30009,        // RES_MGR_ERROR_RESOURCE_DELETE
-  kResType = 30011           // unknown or unsupported network type
+  kResNotExist = RES_MGR_ERROR_RESOURCE_NOT_EXIST,
+  kResAlreadyExist = RES_MGR_ERROR_RESOURCE_ALREADY_EXIST,
+  kResUnreadable = RES_MGR_ERROR_RESOURCE_UNREADABLE,  // cannot be opened or mapped, empty, cut short, inconsistent, unknown section kind
+  kResInvalidValue = RES_MGR_ERROR_INVALID_PARA_VALUE,
+  kResNullHandle = RES_MGR_ERROR_NULL_HANDLE,
+  kResMagic = RES_MGR_ERROR_RESOURCE_MAGIC,    // not a model of this engine
+  kResTooOld = RES_MGR_ERROR_RESOURCE_TOO_OLD,
+  kResDelete = RES_MGR_ERROR_RESOURCE_DELETE,
+  kResType = RES_MGR_ERROR_RESOURCE_TYPE  // unknown or unsupported network type
 };
 
 // A loaded resource, as the manager knows it.

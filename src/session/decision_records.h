@@ -2,16 +2,21 @@
 //
 // The records that the decision side keeps per instance: endpoint detector, energy statistics, sentence table, first-sound probe.
 //
-// Plain data with the values of a fresh session as defaults; the rules that work on them live in decision/. Positions are frame numbers.
+// Plain data with the values of a fresh session as defaults, and the functions that put those back; the rules that work on them live in
+// decision/. Positions are frame numbers.
 #ifndef WVAD_SESSION_DECISION_RECORDS_H_
 #define WVAD_SESSION_DECISION_RECORDS_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "params/cfg_vad.h"
 
 namespace TSEG {
+
+// Room that histories of one value a frame begin with.
+constexpr size_t kHistoryReserve = 4096;
 
 struct EndpointDetector {
   int32_t nWinThreshold = 0;  // frames of speech needed in the sliding window
@@ -73,6 +78,15 @@ struct FrontBackProbe {
   float fEnergy = 0;        // energy at the first sound, once its frames have left the history
   const CFG_VAD* pCfg = nullptr;
 };
+
+// Puts the detector to the values of a fresh session, with `cfg`. The two trace values stay: they mean nothing before their first writing.
+void EndpointReset(EndpointDetector* detector, const CFG_VAD* cfg);
+// The values of a fresh session; the floor stands at 65.
+void EnergyStatsReset(EnergyStats* stats);
+// Empties the table for a session under `cfg`.
+void SentenceTableReset(SentenceTable* table, const CFG_VAD* cfg);
+// The values of a fresh session at `nSampleRate` Hz under `cfg`.
+void FrontBackProbeReset(FrontBackProbe* probe, int32_t nSampleRate, const CFG_VAD* cfg);
 
 }  // namespace TSEG
 

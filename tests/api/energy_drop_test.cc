@@ -90,7 +90,7 @@ TEST_F(EnergyDropTest, WhatIsForgottenIsNotMissed) {
     if (srlog_exists()) srlog_close();
     folder_.write("quiet.cfu", "[logger]\noutput=0\n");
     ASSERT_EQ(srlog_open(folder_.file("quiet.cfu").c_str(), "logger", {"own.log", "Test"}), 0);
-    DefaultCfg() = CFG_VAD();
+    ProcessEngine().defaults() = CFG_VAD();
     Up(model,
        "wvad_param_bKelOn = 1\nwvad_param_nSpeechTailMS = 100000\nwvad_param_nResponseTimeOut = 100000\nwvad_param_fnt_threshold = "
        "1000000");

@@ -33,7 +33,7 @@ std::vector<float> ReadFloats(const std::string& path) {
 class Road {
  public:
   Road(const HMMResourceLink& model, const std::string& type) : type_(type) {
-    FrontEndChannelStart(&channel_, 16000, true, 0, false, type);
+    FrontEndChannelStart(&channel_, 16000, true, 0, false, type == "lstm_fb40" ? 40 : 75);
     if (type == "dnn_fb75") {
       DnnForwardBind(&dnn_, model.pDnn.get());
     } else {

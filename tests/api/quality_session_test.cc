@@ -13,7 +13,7 @@ namespace {
 class QualitySessionTest : public EnergyEngineTest {
  protected:
   void SetUp() override {
-    GlobalCfgKel() = CFG_KEL();  // what an earlier test of this process configured would still hold
+    ProcessEngine().kel().defaults = CFG_KEL();  // what an earlier test of this process configured would still hold
     EngineTest::SetUp();
   }
   void UpQuality(const std::string& vad = "", const std::string& kel = "") {

@@ -239,7 +239,7 @@ TEST_F(SessionTest, WholeUtteranceMeanLetsEverythingGoAtTheEnd) {
   ASSERT_EQ(wVadStart(inst_), 0);
   const std::vector<int16_t> head(pcm_.begin(), pcm_.begin() + 16000 * 5);
   WriteAll(head, 4096);
-  EXPECT_EQ(inst_->nFrameIdx > 400, true);
+  EXPECT_EQ(inst_->decision.nFrameIdx > 400, true);
   EXPECT_EQ(wVadStop(inst_), 0);
 }
 
@@ -255,8 +255,8 @@ TEST_F(SessionTest, GainControlledSideRunsWholeSessions) {
     ASSERT_EQ(wVadStart(inst_), 0);
     WriteAll(pcm_, 4096);
     EXPECT_GE(Endpoints().size(), 2u) << model;
-    EXPECT_EQ(inst_->pFeaA->frames.size(), inst_->pFeaB->frames.size());
-    EXPECT_TRUE(inst_->eScoreB.empty());
+    EXPECT_EQ(inst_->sideA.pFea->frames.size(), inst_->sideB->pFea->frames.size());
+    EXPECT_TRUE(inst_->decision.eScoreB.empty());
     uint32_t status = 0;
     size_t bytes_read = 0;
     for (int i = 0; i < 100 && status != WVAD_READ_OVER; ++i) {

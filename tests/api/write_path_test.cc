@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "api/write_path.h"
+#include "engine/write_path.h"
 
 #include "session/tseg_inst.h"
 #include "support/engine_fixture.h"
@@ -20,10 +20,10 @@ class WritePathTest : public EngineTest {
     audio.pData = const_cast<int16_t*>(zeros.data());
     audio.len = len;
     audio.status = write_status;
-    inst_->nChunkConsumed = 0;
+    inst_->intake.nChunkConsumed = 0;
     uint32_t status = write_status;
     std::vector<std::pair<uint32_t, uint32_t>> chunks;
-    while (NextChunk(inst_, audio, &status)) chunks.emplace_back(status, inst_->nChunkFill);
+    while (inst_->intake.NextChunk(audio, &status)) chunks.emplace_back(status, inst_->intake.nChunkFill);
     return chunks;
   }
   using List = std::vector<std::pair<uint32_t, uint32_t>>;
@@ -53,8 +53,8 @@ TEST_F(WritePathTest, OddLengthGivesItsCodeAndConsumesNothing) {
   audio.pData = pcm.data();
   audio.len = 801;
   EXPECT_EQ(wVadAudioWrite(inst_, &audio), 14021);
-  EXPECT_EQ(inst_->nAudioBytes, 0u);
-  EXPECT_EQ(inst_->nChunkFill, 0u);
+  EXPECT_EQ(inst_->intake.nAudioBytes, 0u);
+  EXPECT_EQ(inst_->intake.nChunkFill, 0u);
 }
 
 TEST_F(WritePathTest, LimitIsOnTheSingleWriteAndOddnessComesFirst) {
@@ -78,11 +78,11 @@ TEST_F(WritePathTest, LimitIsOnTheSingleWriteAndOddnessComesFirst) {
 
 TEST_F(WritePathTest, FullSentenceTableRefusesTheWrite) {
   Start();
-  inst_->pSentences->nIdx = 20478;
+  inst_->results.pSentences->nIdx = 20478;
   EXPECT_EQ(WriteSilence(10, WVAD_WRITE_CONTINUE), 0);
-  inst_->pSentences->nIdx = 20479;
+  inst_->results.pSentences->nIdx = 20479;
   EXPECT_EQ(WriteSilence(10, WVAD_WRITE_CONTINUE), 14013);
-  inst_->pSentences->nIdx = -1;
+  inst_->results.pSentences->nIdx = -1;
 }
 
 TEST_F(WritePathTest, ChunksAre800BytesWhateverThePieces) {
@@ -138,7 +138,7 @@ TEST_F(WritePathTest, UnknownStatusIsProcessedAsAnOrdinaryPiece) {
   Start();
   EXPECT_EQ(WriteSilence(800, 7), 0);
   EXPECT_TRUE(Logged("wVadAudioWrite | audiosample status not support"));
-  EXPECT_EQ(inst_->nAudioBytes, 1600u);
+  EXPECT_EQ(inst_->intake.nAudioBytes, 1600u);
   EXPECT_EQ(WriteSilence(800, 1), 0);
 }
 
@@ -199,10 +199,10 @@ TEST_F(WritePathTest, FramePowerIsTheSumOfSquaresOfEach10Milliseconds) {
   std::vector<int16_t> pcm(1600);
   for (size_t i = 0; i < pcm.size(); ++i) pcm[i] = i < 160 ? static_cast<int16_t>(-32768) : static_cast<int16_t>(i < 320 ? 3 : 0);
   ASSERT_EQ(Write(pcm.data(), pcm.size(), 1), 0);
-  ASSERT_EQ(inst_->frameEnergy.size(), 10u);
-  EXPECT_EQ(inst_->frameEnergy[0], 160.0 * 1073741824.0);
-  EXPECT_EQ(inst_->frameEnergy[1], 160.0 * 9.0);
-  EXPECT_EQ(inst_->frameEnergy[2], 0.0);
+  ASSERT_EQ(inst_->power.frameEnergy.size(), 10u);
+  EXPECT_EQ(inst_->power.frameEnergy[0], 160.0 * 1073741824.0);
+  EXPECT_EQ(inst_->power.frameEnergy[1], 160.0 * 9.0);
+  EXPECT_EQ(inst_->power.frameEnergy[2], 0.0);
 }
 
 TEST_F(WritePathTest, NoSpeechWithinTheResponseTimeEndsTheSession) {

@@ -17,6 +17,9 @@ namespace TSEG::testing_support {
 
 constexpr size_t kChunk = 400;  // samples
 
+// Values of a frame of the model type `type`.
+inline int WidthOf(const std::string& type) { return type == "lstm_fb40" ? 40 : 75; }
+
 struct Block {
   std::vector<float> values;
   int eof = 0;

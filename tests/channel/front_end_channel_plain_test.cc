@@ -107,7 +107,7 @@ std::vector<float> Join(const std::vector<std::vector<float>>& frames, int from,
 void ExpectPlain75(const std::string& type, int cmn_type, const std::vector<int16_t>& pcm, FrontEndChannel* channel, bool stops) {
   const std::vector<StaticFeatureFB> records = ReadRecords(std::to_string(cmn_type), true, pcm);
   const Plain plain = PlainFrames(records);
-  FrontEndChannelStart(channel, 16000, true, cmn_type, false, type);
+  FrontEndChannelStart(channel, 16000, true, cmn_type, false, testing_support::WidthOf(type));
   const Outcome outcome = RunSession(channel, type, pcm);
   const std::string what = type + " mean " + std::to_string(cmn_type) + " frames " + std::to_string(records.size());
   EXPECT_EQ(outcome.stops > 0, stops) << what;
@@ -136,7 +136,7 @@ void ExpectPlain75(const std::string& type, int cmn_type, const std::vector<int1
 
 void ExpectPlain40(int cmn_type, const std::vector<int16_t>& pcm, FrontEndChannel* channel, bool stops) {
   const std::vector<StaticFeatureFB> records = ReadRecords(std::to_string(cmn_type), false, pcm);
-  FrontEndChannelStart(channel, 16000, true, cmn_type, false, "lstm_fb40");
+  FrontEndChannelStart(channel, 16000, true, cmn_type, false, 40);
   const Outcome outcome = RunSession(channel, "lstm_fb40", pcm);
   const std::string what = "lstm_fb40 mean " + std::to_string(cmn_type) + " frames " + std::to_string(records.size());
   EXPECT_EQ(outcome.stops > 0, stops) << what;
@@ -189,7 +189,7 @@ TEST(FrontEndChannelPlain, WholeUtteranceBeyondTheRingEqualsARingWithoutEnd) {
 TEST(FrontEndChannelPlain, WholeUtteranceWithoutALoopDropsWhatWasMoved) {
   for (const std::string type : {"other", "lstm_fb40"}) {
     FrontEndChannel channel;
-    FrontEndChannelStart(&channel, 16000, true, 4, false, type);
+    FrontEndChannelStart(&channel, 16000, true, 4, false, testing_support::WidthOf(type));
     const std::vector<int16_t> pcm = AudioFor(900);
     const std::vector<StaticFeatureFB> records = ReadRecords("4", type == "other", pcm);
     const Plain plain = PlainFrames(records);

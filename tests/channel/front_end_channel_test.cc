@@ -38,7 +38,7 @@ void ExpectReference(const std::string& type, size_t blocks, size_t every, const
   const std::vector<float> want_frames = ReadNumbers<float>("channel/" + frames);
   const std::vector<float> want_energies = ReadNumbers<float>("channel/energy.f32");
   FrontEndChannel channel;
-  FrontEndChannelStart(&channel, 16000, true, 0, false, type);
+  FrontEndChannelStart(&channel, 16000, true, 0, false, testing_support::WidthOf(type));
   const Outcome outcome = RunSession(&channel, type, pcm);
   EXPECT_EQ(outcome.stops, 0);
   ASSERT_EQ(outcome.blocks.size(), blocks);
@@ -66,7 +66,7 @@ TEST(FrontEndChannel, Lstm40SessionAgreesWithTheReference) { ExpectReference("ls
 
 TEST(FrontEndChannel, FirstFrameComesThreeTimesAndTheLastThreeTimes) {
   FrontEndChannel channel;
-  FrontEndChannelStart(&channel, 16000, false, 0, false, "dnn_fb75");
+  FrontEndChannelStart(&channel, 16000, false, 0, false, 75);
   const std::vector<int16_t> pcm = Mixture(800, 16000);
   EXPECT_FALSE(FrontEndPush(&channel, pcm.data(), 800, false));
   EXPECT_EQ(channel.nFramesIn, 3);
@@ -82,7 +82,7 @@ TEST(FrontEndChannel, FirstFrameComesThreeTimesAndTheLastThreeTimes) {
 
 TEST(FrontEndChannel, TwoNewestFramesWaitForTheirSecondDifferences) {
   FrontEndChannel channel;
-  FrontEndChannelStart(&channel, 16000, false, 0, false, "dnn_fb75");
+  FrontEndChannelStart(&channel, 16000, false, 0, false, 75);
   const std::vector<int16_t> pcm = Mixture(800 + 9 * 160, 16000);
   FrontEndPush(&channel, pcm.data(), static_cast<int>(pcm.size()), false);
   EXPECT_EQ(channel.nFramesIn, 12);  // 10 and two copies
@@ -96,7 +96,7 @@ TEST(FrontEndChannel, TwoNewestFramesWaitForTheirSecondDifferences) {
 
 TEST(FrontEndChannel, PitchAccelNextToTheEndUsesTheLastFrameTwice) {
   FrontEndChannel channel;
-  FrontEndChannelStart(&channel, 16000, false, 0, false, "dnn_fb75");
+  FrontEndChannelStart(&channel, 16000, false, 0, false, 75);
   const std::vector<int16_t> pcm = Mixture(16000, 16000);
   FrontEndPush(&channel, pcm.data(), static_cast<int>(pcm.size()), false);
   FrontEndPush(&channel, pcm.data(), 0, true);
@@ -112,7 +112,7 @@ TEST(FrontEndChannel, PitchAccelNextToTheEndUsesTheLastFrameTwice) {
 TEST(FrontEndChannel, PushWithoutAudioEndsASessionThatHadNone) {
   for (const std::string type : {"dnn_fb75", "lstm_fb75", "lstm_fb40"}) {
     FrontEndChannel channel;
-    FrontEndChannelStart(&channel, 16000, true, 0, false, type);
+    FrontEndChannelStart(&channel, 16000, true, 0, false, testing_support::WidthOf(type));
     const int16_t none = 0;
     EXPECT_FALSE(FrontEndPush(&channel, &none, 0, true));
     EXPECT_EQ(FinishedFrames(channel), 0);
@@ -126,10 +126,10 @@ TEST(FrontEndChannel, PushWithoutAudioEndsASessionThatHadNone) {
 TEST(FrontEndChannel, ModelTypeDecidesOnPitch) {
   const std::vector<int16_t> pcm = testing_support::Tone(16000, 200.0, 16000, 6000);
   FrontEndChannel channel;
-  FrontEndChannelStart(&channel, 16000, false, 0, false, "lstm_fb40");
+  FrontEndChannelStart(&channel, 16000, false, 0, false, 40);
   FrontEndPush(&channel, pcm.data(), static_cast<int>(pcm.size()), false);
   EXPECT_EQ(channel.vecStatic.at(0).fPitchAux, 0.0f);
-  FrontEndChannelStart(&channel, 16000, false, 0, false, "lstm_fb75");
+  FrontEndChannelStart(&channel, 16000, false, 0, false, 75);
   FrontEndPush(&channel, pcm.data(), static_cast<int>(pcm.size()), false);
   EXPECT_GT(channel.vecDynamic.at(0).fPitchAux, 70.0f);
 }
@@ -138,7 +138,7 @@ TEST(FrontEndChannel, K4EnergyStaysOnForTheLifeOfTheChannel) {
   const std::vector<int16_t> silence(1600);
   FrontEndChannel channel;
   for (const bool k4 : {false, true, false}) {
-    FrontEndChannelStart(&channel, 16000, false, 0, k4, "lstm_fb40");
+    FrontEndChannelStart(&channel, 16000, false, 0, k4, 40);
     FrontEndPush(&channel, silence.data(), 1600, false);
     static bool seen = false;
     seen = seen || k4;
@@ -149,12 +149,12 @@ TEST(FrontEndChannel, K4EnergyStaysOnForTheLifeOfTheChannel) {
 TEST(FrontEndChannel, StartForgetsTheSessionBefore) {
   const std::vector<int16_t> pcm = Mixture(16000, 16000);
   FrontEndChannel channel;
-  FrontEndChannelStart(&channel, 16000, true, 0, false, "dnn_fb75");
+  FrontEndChannelStart(&channel, 16000, true, 0, false, 75);
   const Outcome want = RunSession(&channel, "dnn_fb75", pcm);
   ASSERT_GT(want.blocks.size(), 90u);
-  FrontEndChannelStart(&channel, 16000, true, 0, false, "dnn_fb75");
+  FrontEndChannelStart(&channel, 16000, true, 0, false, 75);
   FrontEndPush(&channel, pcm.data(), 8000, false);  // left in the middle
-  FrontEndChannelStart(&channel, 16000, true, 0, false, "dnn_fb75");
+  FrontEndChannelStart(&channel, 16000, true, 0, false, 75);
   const Outcome got = RunSession(&channel, "dnn_fb75", pcm);
   ASSERT_EQ(got.blocks.size(), want.blocks.size());
   for (size_t i = 0; i < want.blocks.size(); ++i) EXPECT_EQ(got.blocks[i].values, want.blocks[i].values) << i;
@@ -162,7 +162,7 @@ TEST(FrontEndChannel, StartForgetsTheSessionBefore) {
   FrontEndChannelClear(&channel);
   EXPECT_EQ(channel.nFramesIn, 0);
   EXPECT_EQ(channel.nDeltaDone, 0);
-  EXPECT_EQ(channel.nDnnCursor, 0);
+  EXPECT_EQ(channel.nCursor, 0);
   EXPECT_TRUE(channel.vecDynamic.empty());
   EXPECT_TRUE(channel.pending.empty());
 }
@@ -170,7 +170,7 @@ TEST(FrontEndChannel, StartForgetsTheSessionBefore) {
 TEST(FrontEndChannel, SteadyFlowAllocatesNothing) {
   for (const std::string type : {"dnn_fb75", "lstm_fb75", "lstm_fb40"}) {
     FrontEndChannel channel;
-    FrontEndChannelStart(&channel, 16000, true, 0, false, type);
+    FrontEndChannelStart(&channel, 16000, true, 0, false, testing_support::WidthOf(type));
     const std::vector<int16_t> pcm = Mixture(1200 * 160, 16000);
     long before = 0;
     float frame[kFeatureFrame];

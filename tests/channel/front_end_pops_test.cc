@@ -59,7 +59,7 @@ TEST(PopDnnBlock, FirstBlockHoldsFrame0SixTimes) {
   EXPECT_THAT(Numbers(block, 11, 75), ElementsAre(0, 0, 0, 0, 0, 0, 1, 2, 3, 4, 5));
   EXPECT_EQ(channel.vecDynamic.nHead, 0u);
   EXPECT_EQ(PopDnnBlock(&channel, false, &eof), nullptr);
-  EXPECT_EQ(channel.nDnnCursor, 1);
+  EXPECT_EQ(channel.nCursor, 1);
   EXPECT_EQ(eof, 0);
 }
 
@@ -85,7 +85,7 @@ TEST(PopDnnBlock, TooFewFramesLeaveTheCursor) {
   PutDynamic(&channel, 5);
   uint8_t eof = 0;
   EXPECT_EQ(PopDnnBlock(&channel, false, &eof), nullptr);
-  EXPECT_EQ(channel.nDnnCursor, 0);
+  EXPECT_EQ(channel.nCursor, 0);
   EXPECT_EQ(channel.vecDynamic.size(), 5u);
 }
 
@@ -134,7 +134,7 @@ TEST(PopLstmBlock75, SixFramesGiveAFullBlockAndAPaddedOne) {
   EXPECT_EQ(block[3 * 75 + 74], 5.75f);
   EXPECT_EQ(eof, 1);
   EXPECT_EQ(padded, 2);
-  EXPECT_EQ(channel.nLstm75Cursor, 6);
+  EXPECT_EQ(channel.nCursor, 6);
   EXPECT_TRUE(channel.vecDynamic.empty());
 }
 
@@ -182,7 +182,7 @@ TEST(PopLstmBlock40, MissingFramesAreZeros) {
   for (size_t i = 80; i < 160; ++i) EXPECT_EQ(block[i], 0.0f) << i;
   EXPECT_EQ(eof, 1);
   EXPECT_EQ(padded, 2);
-  EXPECT_EQ(channel.nLstm40Cursor, 6);
+  EXPECT_EQ(channel.nCursor, 6);
   EXPECT_TRUE(channel.vecStatic.empty());
 }
 

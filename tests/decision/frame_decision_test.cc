@@ -19,7 +19,7 @@ namespace {
 
 std::unique_ptr<TsegInst> InstWithEnergy(float energy, const CFG_VAD& cfg = CFG_VAD()) {
   auto inst = MakeInst(cfg);
-  inst->eScore = std::vector<float>(4000, energy);
+  inst->decision.eScore = std::vector<float>(4000, energy);
   return inst;
 }
 
@@ -40,12 +40,12 @@ TEST(wVadProcess, ScoreOfZeroIsSpeechButAddsNoEnergy) {
   CFG_VAD cfg;
   cfg.wvad_param_vad_threshold = 0.75f;  // T is 0.5, exactly
   auto inst = InstWithEnergy(kLoud, cfg);
-  inst->nHoldOver = 1;
+  inst->decision.nHoldOver = 1;
   EXPECT_EQ(wVadProcess(inst.get(), 0.75f, 0.25f), -0.5f);  // counted by the hold-over as not negative
-  EXPECT_EQ(inst->nHoldOver, 0);
+  EXPECT_EQ(inst->decision.nHoldOver, 0);
   EXPECT_EQ(wVadProcess(inst.get(), 0.75f, 0.25f), 0.0f);
-  EXPECT_EQ(inst->nSpeechEnergyCount, 0);
-  EXPECT_EQ(inst->fSpeechEnergySum, 0.0f);
+  EXPECT_EQ(inst->decision.nSpeechEnergyCount, 0);
+  EXPECT_EQ(inst->decision.fSpeechEnergySum, 0.0f);
   EndpointDetector detector;
   EXPECT_EQ(EndpointEdgeStage(&detector, 0.0f), EP_EVENT_RISE);
 }
@@ -58,12 +58,12 @@ TEST(wVadProcess, FirstPositiveFrameIsNotHeldOver) {
 TEST(wVadProcess, TwoFramesAfterANegativeOneAreHeldToSilenceAndStillAddEnergy) {
   auto inst = InstWithEnergy(kLoud);
   EXPECT_LT(wVadProcess(inst.get(), 0.0f, 1.0f), 0.0f);
-  EXPECT_EQ(inst->nHoldOver, 2);
+  EXPECT_EQ(inst->decision.nHoldOver, 2);
   EXPECT_EQ(wVadProcess(inst.get(), 1.0f, 0.0f), -0.5f);
   EXPECT_EQ(wVadProcess(inst.get(), 1.0f, 0.0f), -0.5f);
   EXPECT_GT(wVadProcess(inst.get(), 1.0f, 0.0f), 0.0f);
-  EXPECT_EQ(inst->nSpeechEnergyCount, 3);
-  EXPECT_EQ(inst->fSpeechEnergySum, 60.0f);
+  EXPECT_EQ(inst->decision.nSpeechEnergyCount, 3);
+  EXPECT_EQ(inst->decision.fSpeechEnergySum, 60.0f);
 }
 
 TEST(wVadProcess, NegativeFrameAmongHeldOnesStartsTheCountAnew) {
@@ -79,23 +79,23 @@ TEST(wVadProcess, NegativeFrameAmongHeldOnesStartsTheCountAnew) {
 TEST(wVadProcess, EnergyEqualToTheFloorIsNotForced) {
   auto equal = InstWithEnergy(16000.0f);
   EXPECT_GT(wVadProcess(equal.get(), 1.0f, 0.0f), 0.0f);
-  EXPECT_EQ(equal->nHoldOver, 0);
+  EXPECT_EQ(equal->decision.nHoldOver, 0);
   auto below = InstWithEnergy(std::nextafter(16000.0f, 0.0f));
   EXPECT_EQ(wVadProcess(below.get(), 1.0f, 0.0f), -0.2f);
-  EXPECT_EQ(below->nHoldOver, 2);
-  EXPECT_EQ(below->nSpeechEnergyCount, 1);  // counted before it was forced
+  EXPECT_EQ(below->decision.nHoldOver, 2);
+  EXPECT_EQ(below->decision.nSpeechEnergyCount, 1);  // counted before it was forced
 }
 
 TEST(wVadProcess, AdaptiveFloorOf65HoldsForTheFirst300FramesOnUnscaledEnergies) {
   CFG_VAD cfg;
   cfg.wvad_param_k4_energy = true;
   auto inst = MakeInst(cfg);
-  for (int i = 0; i < 300; ++i) inst->eScore.push_back(i % 2 == 0 ? 65.0f : 64.99f);
+  for (int i = 0; i < 300; ++i) inst->decision.eScore.push_back(i % 2 == 0 ? 65.0f : 64.99f);
   for (int i = 0; i < 300; ++i) {
-    inst->nFrameIdx = i;
-    inst->nHoldOver = 0;
+    inst->decision.nFrameIdx = i;
+    inst->decision.nHoldOver = 0;
     EXPECT_EQ(wVadProcess(inst.get(), 1.0f, 0.0f) > 0.0f, i % 2 == 0) << i;
-    EXPECT_EQ(inst->pEnergyStats->fThreshold, 65.0f);
+    EXPECT_EQ(inst->decision.pEnergyStats->fThreshold, 65.0f);
   }
 }
 
@@ -104,19 +104,19 @@ TEST(wVadProcess, FloorMovesAtFrames300And400AndNotBetween) {
   cfg.wvad_param_k4_energy = true;
   auto inst = MakeInst(cfg);
   // 150 frames at 50 and 150 at 70: clear clusters, so the floor is a fifth of the way up.
-  for (int i = 0; i < 500; ++i) inst->eScore.push_back(i % 2 == 0 ? 50.0f : 70.0f);
+  for (int i = 0; i < 500; ++i) inst->decision.eScore.push_back(i % 2 == 0 ? 50.0f : 70.0f);
   float held = 65.0f;
   for (int i = 0; i < 500; ++i) {
-    inst->nFrameIdx = i;
+    inst->decision.nFrameIdx = i;
     wVadProcess(inst.get(), 1.0f, 0.0f);
-    const EnergyStats& stats = *inst->pEnergyStats;
+    const EnergyStats& stats = *inst->decision.pEnergyStats;
     EXPECT_EQ(stats.nLastFrame, i < 300 ? 0 : i / 100 * 100) << i;
     if (i != 300 && i != 400) {
       EXPECT_EQ(stats.fThreshold, held) << i;
     }
     held = stats.fThreshold;
   }
-  EXPECT_EQ(inst->pEnergyStats->nClusterCount[0] + inst->pEnergyStats->nClusterCount[1], 400);
+  EXPECT_EQ(inst->decision.pEnergyStats->nClusterCount[0] + inst->decision.pEnergyStats->nClusterCount[1], 400);
 }
 
 TEST(wVadProcess, ShortSessionNeverLeaves65) {
@@ -124,8 +124,8 @@ TEST(wVadProcess, ShortSessionNeverLeaves65) {
   cfg.wvad_param_k4_energy = true;
   auto inst = MakeInst(cfg);
   RunFrames(inst.get(), 299, true, 90.0f);
-  EXPECT_EQ(inst->pEnergyStats->fThreshold, 65.0f);
-  EXPECT_EQ(inst->pEnergyStats->nLastFrame, 0);
+  EXPECT_EQ(inst->decision.pEnergyStats->fThreshold, 65.0f);
+  EXPECT_EQ(inst->decision.pEnergyStats->nLastFrame, 0);
 }
 
 TEST(wVadProcess, ForceSpliceBoundsAreExclusive) {
@@ -145,12 +145,12 @@ TEST(wVadProcess, ForceSpliceBoundsAreExclusive) {
                       {"speech beyond that", 6101, true, 1},     {"silent beyond that", 6101, false, 2}};
   int seen = 0;
   for (const Row& row : rows) {
-    inst->nCurSpeechFrameNum = row.frames;
-    inst->nHoldOver = 0;
+    inst->decision.nCurSpeechFrameNum = row.frames;
+    inst->decision.nHoldOver = 0;
     const float score = wVadProcess(inst.get(), row.speech ? 1.0f : 0.0f, row.speech ? 0.0f : 1.0f);
     if (row.messages > 0) {
       EXPECT_EQ(score, -0.2f) << row.name;
-      EXPECT_EQ(inst->nHoldOver, 2) << row.name;
+      EXPECT_EQ(inst->decision.nHoldOver, 2) << row.name;
     } else {
       EXPECT_NE(score, -0.2f) << row.name;
     }
@@ -166,20 +166,20 @@ TEST(wVadProcess, TraceHoldsThePairAsItStandsAfterTheOverrides) {
   wVadProcess(inst.get(), 0.9999f, 0.0001f);
   wVadProcess(inst.get(), 0.25f, 0.75f);
   wVadProcess(inst.get(), 1.0f, 0.0f);
-  EXPECT_EQ(inst->mScore, (std::vector<int32_t>{999, 0, 250, 750, -500, -500}));
+  EXPECT_EQ(inst->diagnostics.mScore, (std::vector<int32_t>{999, 0, 250, 750, -500, -500}));
 }
 
 TEST(wVadProcess, NotANumberIsNeitherBelowNorAboveZero) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
   auto inst = InstWithEnergy(kLoud);
   EXPECT_TRUE(std::isnan(wVadProcess(inst.get(), nan, 0.0f)));
-  EXPECT_EQ(inst->nHoldOver, 0);
-  EXPECT_EQ(inst->nSpeechEnergyCount, 0);
-  inst->nHoldOver = 2;
+  EXPECT_EQ(inst->decision.nHoldOver, 0);
+  EXPECT_EQ(inst->decision.nSpeechEnergyCount, 0);
+  inst->decision.nHoldOver = 2;
   EXPECT_EQ(wVadProcess(inst.get(), nan, 0.0f), -0.5f);
-  EXPECT_EQ(inst->nHoldOver, 1);
-  inst->nHoldOver = 0;
-  inst->nCurSpeechFrameNum = 5950;
+  EXPECT_EQ(inst->decision.nHoldOver, 1);
+  inst->decision.nHoldOver = 0;
+  inst->decision.nCurSpeechFrameNum = 5950;
   EXPECT_TRUE(std::isnan(wVadProcess(inst.get(), nan, 0.0f)));  // not below zero, so not spliced
 }
 
@@ -201,7 +201,7 @@ TEST(wVadFrameStep, ResponseTimeOutOfZeroLetsTheFirstFrameRun) {
   auto inst = MakeInst(cfg);
   EXPECT_EQ(RunFrame(inst.get(), false).verdict, WVAD_FRAME_GOON);
   EXPECT_EQ(RunFrame(inst.get(), false).verdict, WVAD_FRAME_NOSPEECH);
-  EXPECT_EQ(inst->bTimeOut, 1);
+  EXPECT_EQ(inst->decision.bTimeOut, 1);
 }
 
 TEST(wVadFrameStep, NoSpeechGoesOnWithTheFrameNumberStandingStill) {
@@ -209,15 +209,15 @@ TEST(wVadFrameStep, NoSpeechGoesOnWithTheFrameNumberStandingStill) {
   cfg.wvad_param_nResponseTimeOut = 99;  // 9 frames
   auto inst = MakeInst(cfg);
   RunFrames(inst.get(), 10, false);
-  EXPECT_EQ(inst->nFrameIdx, 10);
+  EXPECT_EQ(inst->decision.nFrameIdx, 10);
   for (int i = 0; i < 5; ++i) EXPECT_EQ(RunFrame(inst.get(), true).verdict, WVAD_FRAME_NOSPEECH);
-  EXPECT_EQ(inst->nFrameIdx, 10);
-  EXPECT_EQ(inst->nNoSpeechFrames, 10);
+  EXPECT_EQ(inst->decision.nFrameIdx, 10);
+  EXPECT_EQ(inst->decision.nNoSpeechFrames, 10);
 }
 
 TEST(wVadFrameStep, NoSpeechLeavesTheFrameNumbersOfTheCallerAlone) {
   auto inst = MakeInst();
-  inst->nNoSpeechFrames = 1001;
+  inst->decision.nNoSpeechFrames = 1001;
   const float pair[2] = {1.0f, 0.0f};
   int32_t begin = -7;
   int32_t end = -8;
@@ -230,25 +230,25 @@ TEST(wVadFrameStep, BeginAndPauseSetTheSessionFields) {
   auto inst = MakeInst();
   // A run from frame 0 proves itself at frame 20.
   EXPECT_EQ(RunFrames(inst.get(), 20, true).verdict, WVAD_FRAME_GOON);
-  EXPECT_EQ(inst->nNoSpeechFrames, 20);
+  EXPECT_EQ(inst->decision.nNoSpeechFrames, 20);
   const Step begin = RunFrame(inst.get(), true);
   EXPECT_EQ(begin.verdict, WVAD_FRAME_BEGIN);
   EXPECT_EQ(begin.begin, 0);
   EXPECT_EQ(begin.end, 20);
-  EXPECT_EQ(inst->bSpeechFound, 1);
-  EXPECT_EQ(inst->nState, 1);
-  EXPECT_EQ(inst->nCurSpeechFrameNum, 0);
+  EXPECT_EQ(inst->decision.bSpeechFound, 1);
+  EXPECT_EQ(inst->decision.nState, 1);
+  EXPECT_EQ(inst->decision.nCurSpeechFrameNum, 0);
   RunFrames(inst.get(), 10, true);
-  EXPECT_EQ(inst->nCurSpeechFrameNum, 10);
-  EXPECT_EQ(inst->nNoSpeechFrames, 20);
+  EXPECT_EQ(inst->decision.nCurSpeechFrameNum, 10);
+  EXPECT_EQ(inst->decision.nNoSpeechFrames, 20);
   // Last speech frame is 30, but the frame of the fall, 31, still counts as one.
   const Step before = RunFrames(inst.get(), 40, false);
   EXPECT_EQ(before.verdict, WVAD_FRAME_GOON);
   const Step pause = RunFrame(inst.get(), false);
   EXPECT_EQ(pause.verdict, WVAD_FRAME_PAUSE);
   EXPECT_EQ(pause.end, 31 + 20);
-  EXPECT_EQ(inst->nState, 2);
-  EXPECT_EQ(inst->nCurSpeechFrameNum, 0);
+  EXPECT_EQ(inst->decision.nState, 2);
+  EXPECT_EQ(inst->decision.nCurSpeechFrameNum, 0);
 }
 
 TEST(wVadFrameStep, TailBelowTheGapEndsTheSessionOnTheFrameAfterThePause) {
@@ -261,9 +261,9 @@ TEST(wVadFrameStep, TailBelowTheGapEndsTheSessionOnTheFrameAfterThePause) {
     step = RunFrame(inst.get(), false);
   } while (step.verdict == WVAD_FRAME_GOON);
   EXPECT_EQ(step.verdict, WVAD_FRAME_PAUSE);
-  EXPECT_EQ(inst->bAudioFinish, 0);
+  EXPECT_EQ(inst->decision.bAudioFinish, 0);
   EXPECT_EQ(RunFrame(inst.get(), false).verdict, WVAD_FRAME_TAIL);
-  EXPECT_EQ(inst->bAudioFinish, 1);
+  EXPECT_EQ(inst->decision.bAudioFinish, 1);
 }
 
 TEST(wVadFrameStep, TailIsOneFrameAfterTheLimitAndLeavesTheSpeechCountAlone) {
@@ -274,27 +274,27 @@ TEST(wVadFrameStep, TailIsOneFrameAfterTheLimitAndLeavesTheSpeechCountAlone) {
   do {
     step = RunFrame(inst.get(), false);
     ++silent;
-    if (step.verdict == WVAD_FRAME_GOON) inst->nCurSpeechFrameNum = 77;
+    if (step.verdict == WVAD_FRAME_GOON) inst->decision.nCurSpeechFrameNum = 77;
   } while (step.verdict != WVAD_FRAME_TAIL);
   // The fall at frame 21 is silence 0 of the sentence; silence 41 is the pause's own count; 181 passes the limit of 180.
-  EXPECT_EQ(inst->pEndpoint->nSilFrames, 181);
+  EXPECT_EQ(inst->decision.pEndpoint->nSilFrames, 181);
   EXPECT_EQ(silent, 181);
-  EXPECT_EQ(inst->nCurSpeechFrameNum, 77);
-  EXPECT_EQ(inst->nState, 2);
+  EXPECT_EQ(inst->decision.nCurSpeechFrameNum, 77);
+  EXPECT_EQ(inst->decision.nState, 2);
   EXPECT_EQ(RunFrame(inst.get(), false).verdict, WVAD_FRAME_TAIL);
 }
 
 TEST(wVadFrameStep, LongSentenceHalvesTheGap) {
   auto inst = MakeInst();
   RunFrames(inst.get(), 21, true);
-  inst->nCurSpeechFrameNum = 1000;
+  inst->decision.nCurSpeechFrameNum = 1000;
   RunFrame(inst.get(), true);
-  EXPECT_EQ(inst->nCurFrameGap, 40);  // exactly the length does not do it
+  EXPECT_EQ(inst->decision.nCurFrameGap, 40);  // exactly the length does not do it
   RunFrame(inst.get(), true);
-  EXPECT_EQ(inst->nCurFrameGap, 20);
-  inst->nCurSpeechFrameNum = 2500;
+  EXPECT_EQ(inst->decision.nCurFrameGap, 20);
+  inst->decision.nCurSpeechFrameNum = 2500;
   RunFrame(inst.get(), true);
-  EXPECT_EQ(inst->nCurFrameGap, 20);  // the half is tested first
+  EXPECT_EQ(inst->decision.nCurFrameGap, 20);  // the half is tested first
 }
 
 TEST(wVadFrameStep, QuarterGapNeedsTheSecondLengthToBeTheSmaller) {
@@ -303,18 +303,18 @@ TEST(wVadFrameStep, QuarterGapNeedsTheSecondLengthToBeTheSmaller) {
   cfg.wvad_param_nFrameGap = 43;
   auto inst = MakeInst(cfg);
   RunFrames(inst.get(), 21, true);
-  inst->nCurSpeechFrameNum = 6;
+  inst->decision.nCurSpeechFrameNum = 6;
   RunFrame(inst.get(), true);
-  EXPECT_EQ(inst->nCurFrameGap, 10);
+  EXPECT_EQ(inst->decision.nCurFrameGap, 10);
 }
 
 TEST(wVadFrameStep, BeginPutsTheGapBack) {
   auto inst = MakeInst();
-  inst->nCurFrameGap = 10;
+  inst->decision.nCurFrameGap = 10;
   RunFrames(inst.get(), 20, true);
-  EXPECT_EQ(inst->nCurFrameGap, 10);
+  EXPECT_EQ(inst->decision.nCurFrameGap, 10);
   EXPECT_EQ(RunFrame(inst.get(), true).verdict, WVAD_FRAME_BEGIN);
-  EXPECT_EQ(inst->nCurFrameGap, 40);
+  EXPECT_EQ(inst->decision.nCurFrameGap, 40);
 }
 
 TEST(wVadFrameStep, SentenceEndIsTracedWithTwoBlanks) {
@@ -324,11 +324,11 @@ TEST(wVadFrameStep, SentenceEndIsTracedWithTwoBlanks) {
   RunFrames(inst.get(), 5, false);
   RunFrames(inst.get(), 30, true);  // frames 5 and 6 are held over, the rise is 7
   RunFrames(inst.get(), 41, false);
-  EXPECT_EQ(inst->debugText, " 7  35 ");
+  EXPECT_EQ(inst->diagnostics.debugText, " 7  35 ");
   auto quiet = MakeInst();
   RunFrames(quiet.get(), 30, true);
   RunFrames(quiet.get(), 41, false);
-  EXPECT_EQ(quiet->debugText, "");
+  EXPECT_EQ(quiet->diagnostics.debugText, "");
 }
 
 struct Run {
@@ -351,7 +351,7 @@ TEST_P(FrameRuns, EqualReferenceFrameByFrame) {
   int end = 0;
   int n = 0;
   while (in >> first >> energy >> verdict >> begin >> end) {
-    inst->eScore.push_back(energy);
+    inst->decision.eScore.push_back(energy);
     const float pair[2] = {first, 1.0f - first};
     Step step;
     step.verdict = wVadFrameStep(inst.get(), pair, 2, &step.begin, &step.end);

@@ -110,8 +110,8 @@ bool LstmForwardFlushBlock(LstmForward*, const float* block, int32_t count, bool
 }
 int32_t LstmForwardRead(LstmForward*, float* out, int32_t* outStride) { return Read(out, outStride); }
 void LstmForwardClearState(LstmForward*) {
-  script->calls.push_back("clear state at frame " + std::to_string(script->inst->nFrameIdx) + ", closed " +
-                          std::to_string(script->inst->pSentences->bitsClosed.size()));
+  script->calls.push_back("clear state at frame " + std::to_string(script->inst->decision.nFrameIdx) + ", closed " +
+                          std::to_string(script->inst->results.pSentences->bitsClosed.size()));
 }
 void LstmForwardClearAll(LstmForward*) { script->calls.push_back("clear all"); }
 void LstmForwardPrime(LstmForward*, int32_t frames) { script->calls.push_back("prime " + std::to_string(frames)); }
@@ -124,29 +124,28 @@ class FrameLoops : public ::testing::Test {
  protected:
   void SetUp() override {
     script = &script_;
-    Make(CFG_VAD());
+    Make(CFG_VAD(), true);
   }
   void TearDown() override { script = nullptr; }
 
-  void Make(CFG_VAD cfg) {
+  // An instance for recurrent models or for feed-forward ones.
+  void Make(CFG_VAD cfg, bool isLstm) {
     cfg.wvad_param_isVadDegOn = true;  // the score trace tells which pairs were decided on
+    cfg.wvad_param_isTsegLstm = isLstm;
     inst_ = MakeInst(cfg);
-    inst_->eScore = std::vector<float>(20000, kLoud);
-    inst_->pFrontEndA = std::make_unique<FrontEndChannel>();
-    inst_->pFrontEndB = std::make_unique<FrontEndChannel>();
-    inst_->pDnn = std::make_unique<DnnForward>();
-    inst_->pLstm = std::make_unique<LstmForward>();
-    DnnForwardBind(inst_->pDnn.get(), &dnn_);
-    LstmForwardBind(inst_->pLstm.get(), &lstm_);
-    inst_->bFirstBlock = 0;
+    inst_->decision.eScore = std::vector<float>(20000, kLoud);
+    inst_->network.Start({&dnn_, &lstm_}, "", 0);
     script_.inst = inst_.get();
-    script_.channel_a = inst_->pFrontEndA.get();
+    script_.channel_a = inst_->sideA.pFrontEnd.get();
   }
+  void Make(CFG_VAD cfg, int (*loop)(TsegInst*, bool)) { Make(std::move(cfg), loop != wReadProcessDnnFea); }
+  // A session of "lstm_fb40" begins, primed with `frames` of silence.
+  void StartLstm40(int32_t frames) { inst_->network.Start({nullptr, &lstm_}, "lstm_fb40", frames); }
 
   // First values of the pairs decided on, times 1000.
   std::vector<int32_t> Decided() const {
     std::vector<int32_t> firsts;
-    for (size_t i = 0; i < inst_->mScore.size(); i += 2) firsts.push_back(inst_->mScore[i]);
+    for (size_t i = 0; i < inst_->diagnostics.mScore.size(); i += 2) firsts.push_back(inst_->diagnostics.mScore[i]);
     return firsts;
   }
   int CountCalls(const std::string& text) const {
@@ -156,8 +155,8 @@ class FrameLoops : public ::testing::Test {
   }
   // Puts the detector into a pause in which every frame answers that the tail is used up.
   void UseUpTail() {
-    inst_->pEndpoint->nState = 2;
-    inst_->pEndpoint->nSilFrames = 500;
+    inst_->decision.pEndpoint->nState = 2;
+    inst_->decision.pEndpoint->nSilFrames = 500;
   }
 
   DnnModel dnn_;
@@ -167,14 +166,17 @@ class FrameLoops : public ::testing::Test {
 };
 
 TEST_F(FrameLoops, NoBlockGivesNoVerdict) {
-  EXPECT_EQ(wReadProcessDnnFea(inst_.get(), false), 0);
-  EXPECT_EQ(wReadProcessLstmFea(inst_.get(), false), 0);
-  EXPECT_EQ(wReadProcessLstmFea40(inst_.get(), false), 0);
-  EXPECT_EQ(script_.calls, (Calls{"pop A", "pop A", "pop A"}));
-  EXPECT_EQ(inst_->nFrameIdx, 0);
+  for (int (*loop)(TsegInst*, bool) : {wReadProcessDnnFea, wReadProcessLstmFea, wReadProcessLstmFea40}) {
+    Make(CFG_VAD(), loop);
+    script_.calls.clear();
+    EXPECT_EQ(loop(inst_.get(), false), 0);
+    EXPECT_EQ(script_.calls, (Calls{"pop A"}));
+    EXPECT_EQ(inst_->decision.nFrameIdx, 0);
+  }
 }
 
 TEST_F(FrameLoops, DnnDecidesOnEveryFrameOfABatch) {
+  Make(CFG_VAD(), false);
   script_.side_a = {{1}, {2}, {3}};
   script_.results = {{}, {}, {0.1f, 0.1f, 0.2f, 0.2f, 0.3f, 0.3f, 0.4f, 0.4f}};
   EXPECT_EQ(wReadProcessDnnFea(inst_.get(), false), 0);
@@ -184,76 +186,79 @@ TEST_F(FrameLoops, DnnDecidesOnEveryFrameOfABatch) {
 }
 
 TEST_F(FrameLoops, DnnHandsTheEndOnAsFlush) {
+  Make(CFG_VAD(), false);
   script_.side_a = {{1}, {2, true}};
   script_.results = {{}, {0.1f, 0.1f, 0.1f}};
   wReadProcessDnnFea(inst_.get(), true);
   EXPECT_EQ(script_.calls[3], "dnn 2 of 825 eof");
-  EXPECT_EQ(inst_->nFrameIdx, 3);
+  EXPECT_EQ(inst_->decision.nFrameIdx, 3);
 }
 
 TEST_F(FrameLoops, DnnFeedsTheWatchBeforeTheNetwork) {
+  Make(CFG_VAD(), false);
   testing_support::TempFolder folder;
   const auto previous = std::filesystem::current_path();
   std::filesystem::current_path(folder.path());
-  inst_->pWatch75x11 = std::make_unique<DebugWatch>("Tseg75x11", 4);
-  inst_->pWatch75x11->nPerRecord = 825;
-  inst_->pWatch75x11->arm("session", true);
+  inst_->diagnostics.pWatch75x11->arm("session", true);
   script_.side_a = {{1}, {2}};
   script_.results = {{}, {}};
   wReadProcessDnnFea(inst_.get(), false);
-  EXPECT_EQ(inst_->pWatch75x11->nUsed, 2 * 3300);
+  EXPECT_EQ(inst_->diagnostics.pWatch75x11->nUsed, 2 * 3300);
   float tag = 0;
-  std::memcpy(&tag, inst_->pWatch75x11->pData.data() + 3300, sizeof tag);
+  std::memcpy(&tag, inst_->diagnostics.pWatch75x11->pData.data() + 3300, sizeof tag);
   EXPECT_EQ(tag, 2.0f);
-  inst_->pWatch75x11.reset();
+  inst_.reset();
   std::filesystem::current_path(previous);
 }
 
 TEST_F(FrameLoops, DnnForgetsThePartialBatchOnceTheSessionIsOver) {
+  Make(CFG_VAD(), false);
   script_.side_a = {{1}};
   script_.results = {{}};
   wReadProcessDnnFea(inst_.get(), false);
   EXPECT_EQ(CountCalls("forget"), 0);
-  inst_->bTimeOut = 1;
+  inst_->decision.bTimeOut = 1;
   wReadProcessDnnFea(inst_.get(), false);
   EXPECT_EQ(CountCalls("forget"), 1);
-  inst_->bTimeOut = 0;
-  inst_->bAudioFinish = 1;
+  inst_->decision.bTimeOut = 0;
+  inst_->decision.bAudioFinish = 1;
   wReadProcessDnnFea(inst_.get(), false);
   EXPECT_EQ(CountCalls("forget"), 2);
 }
 
 TEST_F(FrameLoops, NetworkIsLeftAloneWhileFramesOfThePushAreStillToCome) {
-  inst_->bAudioFinish = 1;
-  inst_->pFrontEndA->bMore = true;
-  wReadProcessDnnFea(inst_.get(), false);
-  wReadProcessLstmFea(inst_.get(), false);
-  wReadProcessLstmFea40(inst_.get(), false);
-  EXPECT_EQ(CountCalls("forget"), 0);
-  EXPECT_EQ(CountCalls("clear all"), 0);
-  inst_->pFrontEndA->bMore = false;
-  wReadProcessDnnFea(inst_.get(), true);
-  EXPECT_EQ(CountCalls("forget"), 1);
+  for (int (*loop)(TsegInst*, bool) : {wReadProcessDnnFea, wReadProcessLstmFea, wReadProcessLstmFea40}) {
+    Make(CFG_VAD(), loop);
+    script_.calls.clear();
+    inst_->decision.bAudioFinish = 1;
+    inst_->sideA.pFrontEnd->bMore = true;
+    loop(inst_.get(), false);
+    EXPECT_EQ(CountCalls("forget") + CountCalls("clear all"), 0);
+    inst_->sideA.pFrontEnd->bMore = false;
+    loop(inst_.get(), true);
+    EXPECT_EQ(CountCalls("forget") + CountCalls("clear all"), 1);
+  }
 }
 
 TEST_F(FrameLoops, TailBeforeAnySpeechLeavesTheWalkRunning) {
+  Make(CFG_VAD(), false);
   UseUpTail();
   script_.side_a = {{1}};
   script_.results = {{0, 0, 0, 0, 0, 0, 0, 0}};
   wReadProcessDnnFea(inst_.get(), false);
-  EXPECT_EQ(inst_->nFrameIdx, 8);
-  EXPECT_EQ(inst_->bAudioFinish, 1);
+  EXPECT_EQ(inst_->decision.nFrameIdx, 8);
+  EXPECT_EQ(inst_->decision.bAudioFinish, 1);
 }
 
 TEST_F(FrameLoops, TailAfterSpeechDropsTheRestOfTheBlockAndTriesTheNext) {
   for (int (*loop)(TsegInst*, bool) : {wReadProcessDnnFea, wReadProcessLstmFea, wReadProcessLstmFea40}) {
-    Make(CFG_VAD());
+    Make(CFG_VAD(), loop);
     UseUpTail();
-    inst_->bSpeechFound = 1;
+    inst_->decision.bSpeechFound = 1;
     script_.side_a = {{1}, {2}};
     script_.results = {{0, 0, 0, 0}, {0, 0, 0, 0}};
     loop(inst_.get(), false);
-    EXPECT_EQ(inst_->nFrameIdx, 2);
+    EXPECT_EQ(inst_->decision.nFrameIdx, 2);
     EXPECT_TRUE(script_.side_a.empty());
   }
 }
@@ -261,7 +266,7 @@ TEST_F(FrameLoops, TailAfterSpeechDropsTheRestOfTheBlockAndTriesTheNext) {
 TEST_F(FrameLoops, GainControlPopsBothAndUsesTheSecond) {
   CFG_VAD cfg;
   cfg.wvad_param_vad_AgcOn = true;
-  Make(cfg);
+  Make(cfg, false);
   script_.side_a = {{1}, {2}};
   script_.side_b = {{11}};
   wReadProcessDnnFea(inst_.get(), false);
@@ -272,7 +277,7 @@ TEST_F(FrameLoops, EmptyFirstSideStopsTheLoopEvenIfTheSecondHolds) {
   CFG_VAD cfg;
   cfg.wvad_param_vad_AgcOn = true;
   for (int (*loop)(TsegInst*, bool) : {wReadProcessDnnFea, wReadProcessLstmFea, wReadProcessLstmFea40}) {
-    Make(cfg);
+    Make(cfg, loop);
     script_.calls.clear();
     script_.side_b = {{11}};
     loop(inst_.get(), false);
@@ -300,21 +305,21 @@ TEST_F(FrameLoops, EndOfAudioNeedsBothMarks) {
   script_.side_a = {{1, true, 0}};
   script_.results = {{0.1f, 0.2f, 0.3f, 0.4f}};
   wReadProcessLstmFea(inst_.get(), false);
-  EXPECT_EQ(inst_->nFrameIdx, 4);
+  EXPECT_EQ(inst_->decision.nFrameIdx, 4);
   script_.side_a = {{1, false, 0}};
   script_.results = {{0.1f, 0.2f, 0.3f, 0.4f}};
   wReadProcessLstmFea(inst_.get(), true);
-  EXPECT_EQ(inst_->nFrameIdx, 8);
+  EXPECT_EQ(inst_->decision.nFrameIdx, 8);
 }
 
 TEST_F(FrameLoops, LastBlockWithoutAResultHasNoEndOfAudio) {
   script_.side_a = {{1}, {2, true, 0}};
   script_.results = {{}, {}};
   wReadProcessLstmFea(inst_.get(), true);
-  EXPECT_EQ(inst_->nFrameIdx, 0);
+  EXPECT_EQ(inst_->decision.nFrameIdx, 0);
   script_.side_a = {{1}, {2, true, 0}};
   wReadProcessLstmFea40(inst_.get(), true);
-  EXPECT_EQ(inst_->nFrameIdx, 0);
+  EXPECT_EQ(inst_->decision.nFrameIdx, 0);
   EXPECT_EQ(CountCalls("flush"), 0);
 }
 
@@ -322,9 +327,9 @@ TEST_F(FrameLoops, DelayedStepsStopAtTheTail) {
   script_.side_a = {{1, true, 0}};
   script_.results = {{0, 0, 0, 0}};
   UseUpTail();
-  inst_->bSpeechFound = 1;
+  inst_->decision.bSpeechFound = 1;
   wReadProcessLstmFea(inst_.get(), true);
-  EXPECT_EQ(inst_->nFrameIdx, 2);  // one of the walk, one of the end
+  EXPECT_EQ(inst_->decision.nFrameIdx, 2);  // one of the walk, one of the end
 }
 
 TEST_F(FrameLoops, Lstm40FlushesTwoZeroBlocks) {
@@ -349,43 +354,42 @@ TEST_F(FrameLoops, FlushedStepsStopAtTheTail) {
   script_.results = {{0, 0, 0, 0}};
   script_.flush_results = {{0, 0, 0, 0}, {0, 0, 0, 0}};
   UseUpTail();
-  inst_->bSpeechFound = 1;
+  inst_->decision.bSpeechFound = 1;
   wReadProcessLstmFea40(inst_.get(), true);
-  EXPECT_EQ(inst_->nFrameIdx, 2);
+  EXPECT_EQ(inst_->decision.nFrameIdx, 2);
 }
 
 TEST_F(FrameLoops, Lstm40PrimesBeforeItsFirstBlockOnly) {
-  inst_->bFirstBlock = 1;
+  StartLstm40(32);
   wReadProcessLstmFea40(inst_.get(), false);
-  EXPECT_EQ(inst_->bFirstBlock, 1);  // no block, no priming
+  EXPECT_EQ(CountCalls("prime"), 0);  // no block, no priming
   script_.calls.clear();
   script_.side_a = {{1}, {2}};
   wReadProcessLstmFea40(inst_.get(), false);
   EXPECT_EQ(script_.calls, (Calls{"pop A", "prime 32", "lstm40 1 of 160", "pop A", "lstm40 2 of 160", "pop A"}));
-  EXPECT_EQ(inst_->bFirstBlock, 0);
 }
 
 TEST_F(FrameLoops, OtherLoopsDoNotPrime) {
-  inst_->bFirstBlock = 1;
+  StartLstm40(32);
   script_.side_a = {{1}};
   wReadProcessLstmFea(inst_.get(), false);
+  Make(CFG_VAD(), false);
   script_.side_a = {{1}};
   wReadProcessDnnFea(inst_.get(), false);
   EXPECT_EQ(CountCalls("prime"), 0);
-  EXPECT_EQ(inst_->bFirstBlock, 1);
 }
 
 TEST_F(FrameLoops, LstmLoopsClearEverythingOnceTheSessionIsOver) {
   for (int (*loop)(TsegInst*, bool) : {wReadProcessLstmFea, wReadProcessLstmFea40}) {
-    Make(CFG_VAD());
+    Make(CFG_VAD(), loop);
     script_.calls.clear();
     loop(inst_.get(), false);
     EXPECT_EQ(CountCalls("clear all"), 0);
-    inst_->bAudioFinish = 1;
+    inst_->decision.bAudioFinish = 1;
     loop(inst_.get(), false);
     EXPECT_EQ(CountCalls("clear all"), 1);
-    inst_->bAudioFinish = 0;
-    inst_->bTimeOut = 1;
+    inst_->decision.bAudioFinish = 0;
+    inst_->decision.bTimeOut = 1;
     loop(inst_.get(), false);
     EXPECT_EQ(CountCalls("clear all"), 2);
   }
@@ -395,7 +399,7 @@ TEST_F(FrameLoops, SubsentenceResetComesAfterTheSentenceIsClosed) {
   for (const bool on : {false, true}) {
     CFG_VAD cfg;
     cfg.wvad_param_isLstmSubsentenceAutoResetOn = on;
-    Make(cfg);
+    Make(cfg, true);
     script_.calls.clear();
     for (int i = 0; i < 6; ++i) {
       script_.side_a.push_back({1});
@@ -417,7 +421,7 @@ TEST_F(FrameLoops, SilenceResetBeforeTheFirstSentence) {
   cfg.wvad_param_isSilenceAutoResetOn = true;
   cfg.wvad_param_nSilenceAutoReset_WinSize = 10;
   for (int (*loop)(TsegInst*, bool) : {wReadProcessLstmFea, wReadProcessLstmFea40}) {
-    Make(cfg);
+    Make(cfg, loop);
     script_.calls.clear();
     for (int i = 0; i < 6; ++i) {
       script_.side_a.push_back({1});
@@ -427,7 +431,7 @@ TEST_F(FrameLoops, SilenceResetBeforeTheFirstSentence) {
     EXPECT_EQ(CountCalls("clear state"), 2);
     EXPECT_EQ(CountCalls("clear state at frame 10,"), 1);
     EXPECT_EQ(CountCalls("clear state at frame 20,"), 1);
-    EXPECT_EQ(inst_->nSilenceResetCount, 4);
+    EXPECT_EQ(inst_->decision.nSilenceResetCount, 4);
   }
 }
 
@@ -437,16 +441,16 @@ TEST_F(FrameLoops, SilenceResetAfterSpeechNeedsTheSubsentenceSwitch) {
     cfg.wvad_param_isSilenceAutoResetOn = true;
     cfg.wvad_param_isSilenceAutoResetSubsentenceOn = on;
     cfg.wvad_param_nSilenceAutoReset_WinSize = 4;
-    Make(cfg);
+    Make(cfg, true);
     script_.calls.clear();
-    inst_->bSpeechFound = 1;
-    inst_->nState = 2;
-    inst_->nSilenceResetCount = 3;
+    inst_->decision.bSpeechFound = 1;
+    inst_->decision.nState = 2;
+    inst_->decision.nSilenceResetCount = 3;
     script_.side_a = {{1}};
     script_.results = {{0, 0, 0, 0}};
     wReadProcessLstmFea(inst_.get(), false);
     EXPECT_EQ(CountCalls("clear state at frame 1,"), on ? 1 : 0);
-    EXPECT_EQ(inst_->nSilenceResetCount, on ? 3 : 0);
+    EXPECT_EQ(inst_->decision.nSilenceResetCount, on ? 3 : 0);
   }
 }
 
@@ -454,31 +458,31 @@ TEST_F(FrameLoops, SilenceCountIsClearedInsideASentence) {
   CFG_VAD cfg;
   cfg.wvad_param_isSilenceAutoResetOn = true;
   cfg.wvad_param_isSilenceAutoResetSubsentenceOn = true;
-  Make(cfg);
-  inst_->nState = 1;
-  inst_->nSilenceResetCount = 300;
+  Make(cfg, true);
+  inst_->decision.nState = 1;
+  inst_->decision.nSilenceResetCount = 300;
   script_.side_a = {{1}};
   script_.results = {{0, 0, 0, 0}};
   wReadProcessLstmFea(inst_.get(), false);
-  EXPECT_EQ(inst_->nSilenceResetCount, 0);
+  EXPECT_EQ(inst_->decision.nSilenceResetCount, 0);
 }
 
 TEST_F(FrameLoops, ResetsDoNotRunOnDelayedFrames) {
   CFG_VAD cfg;
   cfg.wvad_param_isSilenceAutoResetOn = true;
   cfg.wvad_param_nSilenceAutoReset_WinSize = 100;
-  Make(cfg);
+  Make(cfg, true);
   script_.side_a = {{1, true, 0}};
   script_.results = {{0, 0, 0, 0}};
   wReadProcessLstmFea(inst_.get(), true);
-  EXPECT_EQ(inst_->nFrameIdx, 12);
-  EXPECT_EQ(inst_->nSilenceResetCount, 4);
+  EXPECT_EQ(inst_->decision.nFrameIdx, 12);
+  EXPECT_EQ(inst_->decision.nSilenceResetCount, 4);
   script_.side_a = {{1, true, 0}};
   script_.results = {{0, 0, 0, 0}};
   script_.flush_results = {{0, 0, 0, 0}, {0, 0, 0, 0}};
   wReadProcessLstmFea40(inst_.get(), true);
-  EXPECT_EQ(inst_->nFrameIdx, 24);
-  EXPECT_EQ(inst_->nSilenceResetCount, 8);
+  EXPECT_EQ(inst_->decision.nFrameIdx, 24);
+  EXPECT_EQ(inst_->decision.nSilenceResetCount, 8);
 }
 
 TEST_F(FrameLoops, MissingNetworkIsReportedAndNotTouched) {
@@ -486,18 +490,19 @@ TEST_F(FrameLoops, MissingNetworkIsReportedAndNotTouched) {
   ASSERT_TRUE(log.opened());
   struct Row {
     int (*loop)(TsegInst*, bool);
-    void (*damage)(TsegInst*);
+    bool made_for_lstm;
     const char* line;
   };
+  // An instance of the other sort, and one of the right sort whose network has no model.
   const Row rows[] = {
-      {wReadProcessDnnFea, [](TsegInst* inst) { inst->pDnn.reset(); }, "wReadProcessDnnFea | no network for model type"},
-      {wReadProcessLstmFea, [](TsegInst* inst) { inst->pLstm.reset(); }, "wReadProcessLstmFea | no network for model type"},
-      {wReadProcessLstmFea40, [](TsegInst* inst) { inst->pLstm->pModel = nullptr; }, "wReadProcessLstmFea40 | no network for model type"},
+      {wReadProcessDnnFea, true, "wReadProcessDnnFea | no network for model type"},
+      {wReadProcessLstmFea, false, "wReadProcessLstmFea | no network for model type"},
+      {wReadProcessLstmFea40, true, "wReadProcessLstmFea40 | no network for model type"},
   };
   int reports = 0;
   for (const Row& row : rows) {
-    Make(CFG_VAD());
-    row.damage(inst_.get());
+    Make(CFG_VAD(), row.made_for_lstm);
+    if (inst_->network.pLstm) inst_->network.pLstm->pModel = nullptr;
     script_.side_a = {{1}};
     EXPECT_EQ(row.loop(inst_.get(), false), 0);
     EXPECT_EQ(script_.calls, Calls{});
@@ -507,9 +512,8 @@ TEST_F(FrameLoops, MissingNetworkIsReportedAndNotTouched) {
 }
 
 TEST_F(FrameLoops, GainControlSwitchedOnLaterRunsOnThePlainSideAlone) {
-  Make(CFG_VAD());
+  Make(CFG_VAD(), true);
   inst_->pCfg->wvad_param_vad_AgcOn = true;
-  inst_->pFrontEndB.reset();
   script_.side_a = {{1}};
   EXPECT_EQ(wReadProcessLstmFea(inst_.get(), false), 0);
   EXPECT_EQ(script_.calls, (Calls{"pop A", "lstm75 1 of 300", "pop A"}));

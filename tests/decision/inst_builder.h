@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// MakeInst: an instance record as a started session has it, for tests of the decision side that run without an engine. It has no front
-// end and no network unless a test adds them.
+// MakeInst: an instance record as a started session has it, for tests of the decision side that run without an engine. Its network has no
+// model unless a test binds one.
 #ifndef WVAD_TESTS_DECISION_INST_BUILDER_H_
 #define WVAD_TESTS_DECISION_INST_BUILDER_H_
 
@@ -11,26 +11,16 @@
 #include <utility>
 #include <vector>
 
-#include "decision/decision.h"
+#include "decision/endpoint_detector.h"
+#include "decision/frame_decision.h"
+#include "decision/sentence_table.h"
+#include "session/tseg_inst.h"
 
 namespace TSEG {
 
 inline std::unique_ptr<TsegInst> MakeInst(const CFG_VAD& cfg = CFG_VAD()) {
-  auto inst = std::make_unique<TsegInst>();
-  inst->pCfg = std::make_unique<CFG_VAD>(cfg);
-  inst->pResultList = std::make_unique<ResultHolder>();
-  inst->pSentences = std::make_unique<SentenceTable>();
-  inst->pEndpoint = std::make_unique<EndpointDetector>();
-  inst->pFeaA = std::make_unique<FrameFeaContainer>();
-  inst->pVolResults = std::make_unique<std::vector<std::string>>();
-  inst->pKelResults = std::make_unique<std::vector<WVadResultItem>>();
-  inst->pProbe = std::make_unique<FrontBackProbe>();
-  inst->pEnergyStats = std::make_unique<EnergyStats>();
-  SentenceTableReset(inst->pSentences.get(), inst->pCfg.get());
-  EndpointReset(inst->pEndpoint.get(), inst->pCfg.get());
-  FrontBackProbeReset(inst->pProbe.get(), inst->nSampleRate, inst->pCfg.get());
-  inst->nCurFrameGap = cfg.wvad_param_nFrameGap;
-  inst->bInstStart = 1;
+  auto inst = std::make_unique<TsegInst>(cfg);
+  inst->StartParts(1);
   return inst;
 }
 
@@ -47,7 +37,7 @@ struct Step {
 // One frame with first value `a` and second 1 - `a`, at energy `energy`.
 inline Step StepFrame(TsegInst* inst, float a, float energy = kLoud) {
   const float pair[2] = {a, 1.0f - a};
-  while (inst->eScore.size() <= static_cast<size_t>(inst->nFrameIdx)) inst->eScore.push_back(energy);
+  while (inst->decision.eScore.size() <= static_cast<size_t>(inst->decision.nFrameIdx)) inst->decision.eScore.push_back(energy);
   Step step;
   step.verdict = wVadFrameStep(inst, pair, 2, &step.begin, &step.end);
   return step;

@@ -48,45 +48,45 @@ using Texts = std::vector<std::string>;
 
 // A session in which "fnt" is due: first sound at frame 20 - 4, first begin at frame 20, energies of 20.
 void MakeFntDue(TsegInst* inst) {
-  inst->pProbe->nFntState = 1;
-  inst->pProbe->nScanned = 20 * 160;
-  inst->pEndpoint->nFirstBegin = 20;
-  inst->eScore = std::vector<float>(100, 20000.0f);
+  inst->results.pProbe->nFntState = 1;
+  inst->results.pProbe->nScanned = 20 * 160;
+  inst->decision.pEndpoint->nFirstBegin = 20;
+  inst->decision.eScore = std::vector<float>(100, 20000.0f);
 }
 
 TEST(CollectResults, SecondCallHasNoVolItems) {
   auto inst = MakeInst();
-  *inst->pVolResults = {"one", "two"};
+  *inst->results.pVolResults = {"one", "two"};
   EXPECT_EQ(Collect(inst.get()), (Texts{"vol:one", "vol:two"}));
-  EXPECT_EQ(inst->bVolDelivered, 1);
+  EXPECT_EQ(inst->results.bVolDelivered, 1);
   EXPECT_EQ(Collect(inst.get()), Texts{});
 }
 
 TEST(CollectResults, WithoutTheQualityComponentOnlyVolComes) {
   auto inst = MakeInst();
   MakeFntDue(inst.get());
-  inst->bAudioFinish = 1;
-  inst->pEndpoint->nLastEnd = 50;
-  inst->pProbe->nTotalSamples = 50 * 160;
-  inst->pKelResults->push_back({"KEL", "snr", "text", 0, 0});
-  *inst->pVolResults = {"one"};
+  inst->decision.bAudioFinish = 1;
+  inst->decision.pEndpoint->nLastEnd = 50;
+  inst->results.pProbe->nTotalSamples = 50 * 160;
+  inst->results.pKelResults->push_back({"KEL", "snr", "text", 0, 0});
+  *inst->results.pVolResults = {"one"};
   EXPECT_EQ(Keys(inst.get()), Texts{"vol"});
-  EXPECT_EQ(inst->pProbe->nFntState, 1);
+  EXPECT_EQ(inst->results.pProbe->nFntState, 1);
 }
 
 TEST(CollectResults, LastWordOfAnItemIsNeverWritten) {
   auto inst = MakeInst();
-  *inst->pVolResults = {"one"};
-  inst->pResultList->items[0].nUnused = 0xABCD;
+  *inst->results.pVolResults = {"one"};
+  inst->results.pResultList->items[0].nUnused = 0xABCD;
   Collect(inst.get());
-  EXPECT_EQ(inst->pResultList->items[0].nUnused, 0xABCDu);
+  EXPECT_EQ(inst->results.pResultList->items[0].nUnused, 0xABCDu);
 }
 
 TEST(CollectResults, QualityEntriesComeAsTheyAreEachTime) {
   auto inst = KelInstance();
-  inst->pKelResults->push_back({"KEL", "snr", "S", 0, 0});
-  inst->pKelResults->push_back({"KEL", "cur", "C", 0, 0});
-  *inst->pVolResults = {"V"};
+  inst->results.pKelResults->push_back({"KEL", "snr", "S", 0, 0});
+  inst->results.pKelResults->push_back({"KEL", "cur", "C", 0, 0});
+  *inst->results.pVolResults = {"V"};
   EXPECT_EQ(Collect(inst.get()), (Texts{"vol:V", "snr:S", "cur:C"}));
   EXPECT_EQ(Collect(inst.get()), (Texts{"snr:S", "cur:C"}));
 }
@@ -96,7 +96,7 @@ TEST(CollectResults, FntComesOnce) {
   MakeFntDue(inst.get());
   // The sound lies at frame 16, the begin at 20: 40 ms; the energy is 20 * 3 * 0.3333 = 19.998.
   EXPECT_EQ(Collect(inst.get()), Texts{"fnt:\"ws\":[{\"fnt\":40,\"trig\":true,\"bg\":200}]"});
-  EXPECT_EQ(inst->pProbe->nFntState, 3);
+  EXPECT_EQ(inst->results.pProbe->nFntState, 3);
   EXPECT_EQ(Collect(inst.get()), Texts{});
 }
 
@@ -116,8 +116,8 @@ TEST(CollectResults, FntTriggersBelowTheThresholdAndFromTheScoreOn) {
   for (const Row& row : rows) {
     auto inst = KelInstance();
     MakeFntDue(inst.get());
-    inst->pEndpoint->nFirstBegin = row.begin;
-    inst->eScore = std::vector<float>(100, row.energy);
+    inst->decision.pEndpoint->nFirstBegin = row.begin;
+    inst->decision.eScore = std::vector<float>(100, row.energy);
     EXPECT_EQ(Collect(inst.get()), Texts{row.text}) << row.name;
   }
 }
@@ -125,15 +125,15 @@ TEST(CollectResults, FntTriggersBelowTheThresholdAndFromTheScoreOn) {
 TEST(CollectResults, FntWaitsForSoundBeginAndEnergies) {
   auto inst = KelInstance();
   MakeFntDue(inst.get());
-  inst->pProbe->nFntState = 0;
+  inst->results.pProbe->nFntState = 0;
   EXPECT_EQ(Collect(inst.get()), Texts{});
   MakeFntDue(inst.get());
-  inst->pEndpoint->nFirstBegin = -1;
+  inst->decision.pEndpoint->nFirstBegin = -1;
   EXPECT_EQ(Collect(inst.get()), Texts{});
   MakeFntDue(inst.get());
-  inst->eScore = std::vector<float>(18, 20000.0f);  // index 16, so 18 must be there
+  inst->decision.eScore = std::vector<float>(18, 20000.0f);  // index 16, so 18 must be there
   EXPECT_EQ(Collect(inst.get()), Texts{});
-  inst->eScore.push_back(20000.0f);
+  inst->decision.eScore.push_back(20000.0f);
   EXPECT_EQ(Keys(inst.get()), Texts{"fnt"});
 }
 
@@ -148,8 +148,8 @@ TEST(CollectResults, SoundBeforeTheHistoryRaisesTheSubscriptFailure) {
   for (const int frame : {2, 3}) {  // index -2 and -1
     auto inst = KelInstance();
     MakeFntDue(inst.get());
-    inst->pProbe->nScanned = frame * 160;
-    inst->pEndpoint->nFirstBegin = 1;
+    inst->results.pProbe->nScanned = frame * 160;
+    inst->decision.pEndpoint->nFirstBegin = 1;
     WVadResult* out = nullptr;
     try {
       CollectResults(inst.get(), &out);
@@ -161,77 +161,77 @@ TEST(CollectResults, SoundBeforeTheHistoryRaisesTheSubscriptFailure) {
   }
   auto inst = KelInstance();  // index -3 fails the test before it
   MakeFntDue(inst.get());
-  inst->pProbe->nScanned = 160;
+  inst->results.pProbe->nScanned = 160;
   EXPECT_EQ(Collect(inst.get()), Texts{});
 }
 
 // A session that ended 50 ms after its last speech, which was as strong as its tail.
 void MakeBktDue(TsegInst* inst) {
-  inst->bAudioFinish = 1;
-  inst->nReadBegun = 1;
-  inst->pEndpoint->nLastEnd = 95;
-  inst->pProbe->nTotalSamples = 100 * 160;
-  inst->eScore = std::vector<float>(100, 16500.0f);  // tail 4
-  inst->fLastVol = 6.4f;                             // 1.6 times that, in single
+  inst->decision.bAudioFinish = 1;
+  inst->reading.nReadBegun = 1;
+  inst->decision.pEndpoint->nLastEnd = 95;
+  inst->results.pProbe->nTotalSamples = 100 * 160;
+  inst->decision.eScore = std::vector<float>(100, 16500.0f);  // tail 4
+  inst->results.fLastVol = 6.4f;                             // 1.6 times that, in single
 }
 
 TEST(CollectResults, BktComesOnce) {
   auto inst = KelInstance();
   MakeBktDue(inst.get());
-  inst->fLastVol = 6.0f;
+  inst->results.fLastVol = 6.0f;
   EXPECT_EQ(Collect(inst.get()), Texts{"bkt:\"ws\":[{\"bkt\":50,\"trig\":true,\"ed\":950}]"});
-  EXPECT_EQ(inst->pProbe->nTotalSamples, 9999999);
+  EXPECT_EQ(inst->results.pProbe->nTotalSamples, 9999999);
   EXPECT_EQ(Collect(inst.get()), Texts{});
 }
 
 TEST(CollectResults, BktNeedsTheSessionsEnd) {
   auto inst = KelInstance();
   MakeBktDue(inst.get());
-  inst->bAudioFinish = 0;
+  inst->decision.bAudioFinish = 0;
   EXPECT_EQ(Collect(inst.get()), Texts{});
-  inst->bTimeOut = 1;
-  inst->fLastVol = 1.0f;
+  inst->decision.bTimeOut = 1;
+  inst->results.fLastVol = 1.0f;
   EXPECT_EQ(Keys(inst.get()), Texts{"bkt"});
 }
 
 TEST(CollectResults, BktAtTheThresholdIsNotReportedAndNotSpent) {
   auto inst = KelInstance();
   MakeBktDue(inst.get());
-  inst->pEndpoint->nLastEnd = 94;  // 60 ms
-  inst->fLastVol = 0.0f;
+  inst->decision.pEndpoint->nLastEnd = 94;  // 60 ms
+  inst->results.fLastVol = 0.0f;
   EXPECT_EQ(Collect(inst.get()), Texts{});
-  EXPECT_EQ(inst->pProbe->nTotalSamples, 16000);
+  EXPECT_EQ(inst->results.pProbe->nTotalSamples, 16000);
 }
 
 TEST(CollectResults, WeakTailLosesBkt) {
   auto inst = KelInstance();
   MakeBktDue(inst.get());
-  inst->fLastVol = 7.0f;
+  inst->results.fLastVol = 7.0f;
   EXPECT_EQ(Collect(inst.get()), Texts{});
-  inst->fLastVol = 0.0f;
+  inst->results.fLastVol = 0.0f;
   EXPECT_EQ(Collect(inst.get()), Texts{});  // the count is spent
-  EXPECT_STREQ(inst->pProbe->szBkt, "\"ws\":[{\"bkt\":50,\"trig\":true,\"ed\":950}]");
+  EXPECT_STREQ(inst->results.pProbe->szBkt, "\"ws\":[{\"bkt\":50,\"trig\":true,\"ed\":950}]");
 }
 
 TEST(CollectResults, ShortHistoryCountsAsAFarTail) {
   auto inst = KelInstance();
   MakeBktDue(inst.get());
-  inst->eScore = std::vector<float>(2, 16500.0f);
-  inst->fLastVol = 210.25f;
+  inst->decision.eScore = std::vector<float>(2, 16500.0f);
+  inst->results.fLastVol = 210.25f;
   EXPECT_EQ(Keys(inst.get()), Texts{"bkt"});
 }
 
 TEST(CollectResults, TimeOutWithoutSpeechGivesSilAlone) {
   auto inst = KelInstance();
   inst->pCfg->wvad_param_nResponseTimeOut = 100;
-  inst->pProbe->nFntState = 1;
-  inst->pProbe->nScanned = 20 * 160;
-  inst->pProbe->nTotalSamples = 100;
+  inst->results.pProbe->nFntState = 1;
+  inst->results.pProbe->nScanned = 20 * 160;
+  inst->results.pProbe->nTotalSamples = 100;
   RunFrames(inst.get(), 40, false);
-  ASSERT_EQ(inst->bTimeOut, 1);
+  ASSERT_EQ(inst->decision.bTimeOut, 1);
   EXPECT_EQ(Collect(inst.get()), Texts{"sil:\"ws\":[{\"sil\":true}]"});
   EXPECT_EQ(Keys(inst.get()), Texts{"sil"});  // each time
-  inst->nReadBegun = 1;
+  inst->reading.nReadBegun = 1;
   EXPECT_EQ(Collect(inst.get()), Texts{});
 }
 
@@ -239,15 +239,15 @@ TEST(CollectResults, ItemsStopAtSixteenAndTheRestComesLater) {
   auto inst = KelInstance();
   MakeFntDue(inst.get());
   MakeBktDue(inst.get());
-  inst->fLastVol = 1.0f;
-  inst->nReadBegun = 0;
-  inst->pVolResults->assign(15, "V");
-  inst->pKelResults->push_back({"KEL", "snr", "S", 0, 0});
-  inst->pKelResults->push_back({"KEL", "cur", "C", 0, 0});
+  inst->results.fLastVol = 1.0f;
+  inst->reading.nReadBegun = 0;
+  inst->results.pVolResults->assign(15, "V");
+  inst->results.pKelResults->push_back({"KEL", "snr", "S", 0, 0});
+  inst->results.pKelResults->push_back({"KEL", "cur", "C", 0, 0});
   const Texts first = Keys(inst.get());
   ASSERT_EQ(first.size(), 16u);
   EXPECT_EQ(first.back(), "snr");
-  EXPECT_EQ(inst->pProbe->nFntState, 1);
+  EXPECT_EQ(inst->results.pProbe->nFntState, 1);
   EXPECT_EQ(Keys(inst.get()), (Texts{"snr", "cur", "fnt", "bkt", "sil"}));
 }
 
@@ -256,9 +256,9 @@ TEST(CollectResults, FullListStopsBetweenTheEvents) {
     auto inst = KelInstance();
     MakeFntDue(inst.get());
     MakeBktDue(inst.get());
-    inst->fLastVol = 1.0f;
-    inst->nReadBegun = 0;
-    inst->pVolResults->assign(static_cast<size_t>(16 - room), "V");
+    inst->results.fLastVol = 1.0f;
+    inst->reading.nReadBegun = 0;
+    inst->results.pVolResults->assign(static_cast<size_t>(16 - room), "V");
     const Texts keys = Keys(inst.get());
     ASSERT_EQ(keys.size(), 16u);
     EXPECT_EQ(keys.back(), room == 1 ? "fnt" : "bkt");
@@ -268,7 +268,7 @@ TEST(CollectResults, FullListStopsBetweenTheEvents) {
 
 TEST(CollectResults, MoreThanSixteenVolTextsAreCut) {
   auto inst = MakeInst();
-  inst->pVolResults->assign(20, "V");
+  inst->results.pVolResults->assign(20, "V");
   EXPECT_EQ(Keys(inst.get()).size(), 16u);
 }
 

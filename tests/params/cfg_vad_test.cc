@@ -357,7 +357,5 @@ TEST_F(CfgVadTest, FileOfAnyBytesIsRead) {
   EXPECT_EQ(cfg.wvad_param_nFrameJump, 31);
 }
 
-TEST(CfgVad, DefaultSetIsOneObject) { EXPECT_EQ(&DefaultCfg(), &DefaultCfg()); }
-
 }  // namespace
 }  // namespace TSEG

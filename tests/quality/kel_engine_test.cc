@@ -21,16 +21,16 @@ class KelEngineTest : public ::testing::Test {
     previous_ = std::filesystem::current_path();
     std::filesystem::current_path(folder_.path());
     ASSERT_TRUE(log_.opened());
-    ASSERT_EQ(wKelInitialize(nullptr), 0);
+    ASSERT_EQ(wKelInitialize(&engine_, nullptr), 0);
   }
   void TearDown() override {
-    GlobalCfgKel() = CFG_KEL();
-    wKelUninitialize();
+    engine_.defaults = CFG_KEL();
+    wKelUninitialize(&engine_);
     std::filesystem::current_path(previous_);
   }
   void Restart(const std::string& config) {
     folder_.write("w_tseg.cfg", config);
-    ASSERT_EQ(wKelInitialize(nullptr), 0);
+    ASSERT_EQ(wKelInitialize(&engine_, nullptr), 0);
   }
   static std::string Get(KelInst* inst, const char* key) {
     char text[1100] = "untouched";
@@ -38,6 +38,7 @@ class KelEngineTest : public ::testing::Test {
     return text;
   }
 
+  KelEngine engine_;
   testing_support::TempFolder folder_;
   testing_support::LogCapture log_;
   std::filesystem::path previous_;
@@ -49,7 +50,7 @@ TEST_F(KelEngineTest, InitializeFindsTheLoggerOfTheProcess) {
 }
 
 TEST_F(KelEngineTest, UninitializeClosesTheLogger) {
-  EXPECT_EQ(wKelUninitialize(), 0);
+  EXPECT_EQ(wKelUninitialize(&engine_), 0);
   EXPECT_EQ(log_.Count("wKelUninitialize | srlog_close succeed!"), 1);
   EXPECT_FALSE(srlog_exists());
 }
@@ -57,20 +58,20 @@ TEST_F(KelEngineTest, UninitializeClosesTheLogger) {
 TEST_F(KelEngineTest, InitializeOpensALoggerWhereThereIsNone) {
   srlog_close();
   ASSERT_FALSE(srlog_exists());
-  EXPECT_EQ(wKelInitialize(nullptr), 0);
+  EXPECT_EQ(wKelInitialize(&engine_, nullptr), 0);
   EXPECT_TRUE(srlog_exists());
 }
 
 TEST_F(KelEngineTest, MissingConfigurationIsNotedAndDefaultsStay) {
   EXPECT_EQ(log_.Count("CFG_KEL::init | Couldn't find cfg_file: w_tseg.cfg"), 1);
-  KelRig rig;
+  KelRig rig(&engine_);
   EXPECT_EQ(Get(rig.inst, "wkel_param_sampleRate"), "16000");
   EXPECT_EQ(Get(rig.inst, "wkel_param_snr_threshold"), "4.5");
 }
 
 TEST_F(KelEngineTest, FolderInPlaceOfTheConfigurationCountsAsMissing) {
   std::filesystem::create_directory("w_tseg.cfg");
-  ASSERT_EQ(wKelInitialize(nullptr), 0);
+  ASSERT_EQ(wKelInitialize(&engine_, nullptr), 0);
   EXPECT_EQ(log_.Count("CFG_KEL::init | Couldn't find cfg_file: w_tseg.cfg"), 2);
 }
 
@@ -79,26 +80,26 @@ TEST_F(KelEngineTest, FileSetsTheGlobalValuesAndWarnsOfForeignKeys) {
       "[vad]\nwkel_param_sampleRate = 1\n[kel]\nwkel_param_sampleRate = 0x1f40\nwkel_param_snr_threshold = 7.25\nwkel_param_cur_threshold "
       "=\n"
       "wkel_param_normal_none = 3\nwkel_param_normal_count = x\nwkel_param_sid = s\nsomething = 1\n");
-  EXPECT_EQ(GlobalCfgKel().sampleRate, 8000);
-  EXPECT_EQ(GlobalCfgKel().snr_threshold, 7.25f);
-  EXPECT_EQ(GlobalCfgKel().cur_threshold, 0.08f);  // an empty value leaves it
-  EXPECT_EQ(GlobalCfgKel().normal_none, 3);
-  EXPECT_EQ(GlobalCfgKel().normal_count, 0);  // what does not parse is 0
+  EXPECT_EQ(engine_.defaults.sampleRate, 8000);
+  EXPECT_EQ(engine_.defaults.snr_threshold, 7.25f);
+  EXPECT_EQ(engine_.defaults.cur_threshold, 0.08f);  // an empty value leaves it
+  EXPECT_EQ(engine_.defaults.normal_none, 3);
+  EXPECT_EQ(engine_.defaults.normal_count, 0);  // what does not parse is 0
   EXPECT_EQ(log_.Count("CFG_KEL::init | para not suitable for normal operation, param = something"), 1);
   EXPECT_EQ(log_.Count("CFG_KEL::init | para not suitable"), 1);  // "wkel_param_sid" is a key of the table
-  KelRig rig;
+  KelRig rig(&engine_);
   EXPECT_EQ(rig.inst->pCfg->sampleRate, 8000);
 }
 
 TEST_F(KelEngineTest, SecondInitializeKeepsWhatTheFirstRead) {
   Restart("[kel]\nwkel_param_snr_threshold = 9\n");
   Restart("[kel]\nwkel_param_cur_threshold = 0.5\n");
-  EXPECT_EQ(GlobalCfgKel().snr_threshold, 9.0f);
-  EXPECT_EQ(GlobalCfgKel().cur_threshold, 0.5f);
+  EXPECT_EQ(engine_.defaults.snr_threshold, 9.0f);
+  EXPECT_EQ(engine_.defaults.cur_threshold, 0.5f);
 }
 
 TEST_F(KelEngineTest, StartTwiceIs15003AndTheInstanceStaysIntact) {
-  KelRig rig;
+  KelRig rig(&engine_);
   rig.Write(std::vector<int16_t>(1000, 5));
   EXPECT_EQ(wKelStart(rig.inst), 15003);
   EXPECT_EQ(rig.inst->nSentCurBytesPos, 2000);
@@ -108,7 +109,7 @@ TEST_F(KelEngineTest, StartTwiceIs15003AndTheInstanceStaysIntact) {
 }
 
 TEST_F(KelEngineTest, StopTwiceIs15004AndTheInstanceStaysIntact) {
-  KelRig rig;
+  KelRig rig(&engine_);
   EXPECT_EQ(wKelStop(rig.inst), 0);
   rig.inst->pCfg->snr_threshold = 1.0f;
   EXPECT_EQ(wKelStop(rig.inst), 15004);
@@ -119,7 +120,7 @@ TEST_F(KelEngineTest, StopTwiceIs15004AndTheInstanceStaysIntact) {
 }
 
 TEST_F(KelEngineTest, ParameterSetBetweenSessionsIsLostAtTheNextStop) {
-  KelRig rig;
+  KelRig rig(&engine_);
   EXPECT_EQ(wKelStop(rig.inst), 0);
   EXPECT_EQ(wKelSetParameter(&rig.inst, "wkel_param_snr_threshold", "9.5"), 0);
   EXPECT_EQ(wKelStart(rig.inst), 0);
@@ -130,7 +131,7 @@ TEST_F(KelEngineTest, ParameterSetBetweenSessionsIsLostAtTheNextStop) {
 
 TEST_F(KelEngineTest, StartStopAndResetClearTheMeasures) {
   for (const int kind : {0, 1, 2}) {
-    KelRig rig;
+    KelRig rig(&engine_);
     rig.Write(std::vector<int16_t>(20000, 5));
     rig.Close();
     ASSERT_EQ(rig.Results().size(), 2u);
@@ -149,25 +150,25 @@ TEST_F(KelEngineTest, StartStopAndResetClearTheMeasures) {
 }
 
 TEST_F(KelEngineTest, ResultsBeforeTheLastWriteAreAnEmptyCur) {
-  KelRig rig;
+  KelRig rig(&engine_);
   rig.Write(std::vector<int16_t>(20000, 5));
   EXPECT_EQ(rig.Results(), std::vector<std::string>{"cur:"});
 }
 
 TEST_F(KelEngineTest, LastWriteMayCarryAudio) {
-  KelRig rig;
+  KelRig rig(&engine_);
   rig.Write(std::vector<int16_t>(SamplesOf(50), 5), 2);
   EXPECT_EQ(rig.Results().size(), 2u);
 }
 
 TEST_F(KelEngineTest, OtherStatusesDoNotCompute) {
-  KelRig rig;
+  KelRig rig(&engine_);
   for (const uint32_t status : {0u, 1u, 3u}) rig.Write(std::vector<int16_t>(20000, 5), status);
   EXPECT_EQ(rig.inst->bSnrReady, 0);
 }
 
 TEST_F(KelEngineTest, SidKeepsTheFirst1023Characters) {
-  KelRig rig;
+  KelRig rig(&engine_);
   EXPECT_EQ(wKelSetParameter(&rig.inst, "wkel_param_sid", std::string(2000, 'x').c_str()), 0);
   EXPECT_EQ(Get(rig.inst, "wkel_param_sid"), std::string(1023, 'x'));
   EXPECT_EQ(wKelSetParameter(&rig.inst, "wkel_param_sid", "short"), 0);
@@ -179,14 +180,14 @@ TEST_F(KelEngineTest, SidKeepsTheFirst1023Characters) {
 }
 
 TEST_F(KelEngineTest, NormalParametersAreSetAndRead) {
-  KelRig rig;
+  KelRig rig(&engine_);
   EXPECT_EQ(wKelSetParameter(&rig.inst, "wkel_param_sampleRate", "8000"), 0);
   EXPECT_EQ(wKelSetParameter(&rig.inst, "wkel_param_snr_threshold", "-1.5"), 0);
   EXPECT_EQ(wKelSetParameter(&rig.inst, "wkel_param_cur_threshold", "0.25"), 0);
   EXPECT_EQ(Get(rig.inst, "wkel_param_sampleRate"), "8000");
   EXPECT_EQ(Get(rig.inst, "wkel_param_snr_threshold"), "-1.5");
   EXPECT_EQ(Get(rig.inst, "wkel_param_cur_threshold"), "0.25");
-  EXPECT_EQ(GlobalCfgKel().sampleRate, 16000);  // the instance's own copy
+  EXPECT_EQ(engine_.defaults.sampleRate, 16000);  // the instance's own copy
 }
 
 TEST_F(KelEngineTest, RefusedParametersAre15009) {
@@ -204,7 +205,7 @@ TEST_F(KelEngineTest, RefusedParametersAre15009) {
   };
   int reports = 0;
   for (const Row& row : rows) {
-    KelRig rig;
+    KelRig rig(&engine_);
     EXPECT_EQ(wKelSetParameter(&rig.inst, row.key, row.value.c_str()), 15009) << row.key;
     EXPECT_GE(log_.Count("wKELParameterSet | invalid para , param = " + std::string(row.key) + ", value = " + row.value), 1) << row.key;
     reports += row.found ? 0 : 1;
@@ -218,13 +219,13 @@ TEST_F(KelEngineTest, RefusedParametersAre15009) {
 }
 
 TEST_F(KelEngineTest, ValueOf256CharactersIsTaken) {
-  KelRig rig;
+  KelRig rig(&engine_);
   EXPECT_EQ(wKelSetParameter(&rig.inst, "wkel_param_sampleRate", (std::string(252, '0') + "8000").c_str()), 0);
   EXPECT_EQ(rig.inst->pCfg->sampleRate, 8000);
 }
 
 TEST_F(KelEngineTest, ReadsThatFail) {
-  KelRig rig;
+  KelRig rig(&engine_);
   char text[64] = "untouched";
   EXPECT_EQ(wKelGetParameter(&rig.inst, "nothing", text, sizeof text), 15009);
   EXPECT_EQ(log_.Count("wKELParameterGet | invalid para , param = nothing, paramValue = "), 1);
@@ -242,12 +243,12 @@ TEST_F(KelEngineTest, ReadsThatFail) {
 }
 
 TEST_F(KelEngineTest, NullArgumentsComeBeforeTheEngineCheck) {
-  wKelUninitialize();
+  wKelUninitialize(&engine_);
   testing_support::LogCapture log;
   ASSERT_TRUE(log.opened());
   KelInst* none = nullptr;
   KelInst* inst = nullptr;
-  ASSERT_EQ(wKelCreate(&inst), 0);
+  ASSERT_EQ(wKelCreate(&engine_, &inst), 0);
   char text[8];
   EXPECT_EQ(wKelSetParameter(nullptr, "k", "v"), 15011);
   EXPECT_EQ(wKelSetParameter(&none, "k", "v"), 15011);
@@ -267,7 +268,7 @@ TEST_F(KelEngineTest, NullArgumentsComeBeforeTheEngineCheck) {
 }
 
 TEST_F(KelEngineTest, ParameterFunctionsAreTimedAndTraced) {
-  KelRig rig;
+  KelRig rig(&engine_);
   wKelSetParameter(&rig.inst, "wkel_param_sid", "a");
   EXPECT_GE(log_.Count("TSEG::wKelSetParameter"), 2);
   Get(rig.inst, "wkel_param_sid");
@@ -276,7 +277,7 @@ TEST_F(KelEngineTest, ParameterFunctionsAreTimedAndTraced) {
 
 TEST_F(KelEngineTest, NullInstanceIsRefusedEverywhereButInDestroy) {
   EXPECT_EQ(wKelDestroy(nullptr), 0);
-  EXPECT_EQ(wKelCreate(nullptr), 15011);
+  EXPECT_EQ(wKelCreate(&engine_, nullptr), 15011);
   EXPECT_EQ(wKelStart(nullptr), 15011);
   EXPECT_EQ(wKelStop(nullptr), 15011);
   EXPECT_EQ(wKelReset(nullptr), 15011);
@@ -285,7 +286,7 @@ TEST_F(KelEngineTest, NullInstanceIsRefusedEverywhereButInDestroy) {
   WVadResult* out = reinterpret_cast<WVadResult*>(1);
   EXPECT_EQ(wKelGetResult(nullptr, &out), 15011);
   EXPECT_EQ(out, nullptr);
-  KelRig rig;
+  KelRig rig(&engine_);
   EXPECT_EQ(wKelAudioWrite(rig.inst, nullptr), 15011);
   audio.len = 2;
   EXPECT_EQ(wKelAudioWrite(rig.inst, &audio), 15011);

@@ -16,10 +16,11 @@
 namespace TSEG {
 
 struct KelRig {
+  KelEngine own;  // of a rig that is given none
   KelInst* inst = nullptr;
 
-  KelRig() {
-    EXPECT_EQ(wKelCreate(&inst), 0);
+  explicit KelRig(KelEngine* engine = nullptr) {
+    EXPECT_EQ(wKelCreate(engine != nullptr ? engine : &own, &inst), 0);
     EXPECT_EQ(wKelStart(inst), 0);
   }
   ~KelRig() { wKelDestroy(inst); }

@@ -89,7 +89,7 @@ class StrainTest : public EngineTest {
  protected:
   void SetUp() override {
     // What an earlier test of this process configured would still hold.
-    DefaultCfg() = CFG_VAD{};
+    ProcessEngine().defaults() = CFG_VAD{};
     EngineTest::SetUp();
   }
   // Puts a logger with the configuration `text` in the place of the fixture's, and gives the path of its configuration.

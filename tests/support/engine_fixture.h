@@ -16,8 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "api/process_engine.h"
 #include "log/log.h"
-#include "params/cfg_vad.h"
 #include "support/temp_folder.h"
 #include "wvad.h"
 
@@ -37,7 +37,7 @@ class EngineTest : public ::testing::Test {
  protected:
   void SetUp() override {
     // What an earlier test of this process configured would still hold.
-    DefaultCfg() = CFG_VAD();
+    ProcessEngine().defaults() = CFG_VAD();
     previous_ = std::filesystem::current_path();
     std::filesystem::current_path(folder_.path());
     folder_.write("test.cfu", "[logger]\nfile=" + folder_.file("test.log") + "\nlevel=all\nstyle=16\nflush=1\nhead=0\n");

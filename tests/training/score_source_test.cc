@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "blocks/score_source.h"
 
+
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "blocks/block_source.h"
 #include "support/temp_folder.h"
 
 namespace TSEG::blocks {
@@ -60,8 +62,8 @@ class RecurrentScores : public testing::TestWithParam<const char*> {
 
 TEST_P(RecurrentScores, ModelSaysItsTypeAndItsPriming) {
   EXPECT_EQ(model_->type(), GetParam());
-  EXPECT_EQ(model_->dnn(), nullptr);
-  ASSERT_NE(model_->lstm(), nullptr);
+  EXPECT_EQ(model_->networks().pDnn, nullptr);
+  ASSERT_NE(model_->networks().pLstm, nullptr);
   EXPECT_EQ(model_->priming_frames(), 32);
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Score pairs of a model for a recording, by the engine's own loader and forward passes, without the decision behind them.
+// Score pairs of a model for a recording, by the session's own intake, channel and scorer, without the decision behind them.
 //
 // The pairs of a recurrent model stand at the frames that they belong to. A recording that is too short for a result has none.
 // One source serves one thread; the model may be shared between several. Memory does not grow with the length of a recording that comes in
@@ -14,10 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "blocks/block_source.h"
-#include "nn/dnn_forward.h"
-#include "nn/lstm_forward.h"
+#include "blocks/audio_feed.h"
 #include "res/res_mgr.h"
+#include "scoring/network.h"
 
 namespace TSEG::blocks {
 
@@ -26,18 +25,17 @@ class ScoreModel {
  public:
   // Null with a one-line reason in `*error` if the file is not a model that the engine takes.
   static std::unique_ptr<ScoreModel> Load(const std::string& path, std::string* error);
+  const NetworkKind& kind() const { return *kind_; }
   // "dnn_fb75", "lstm_fb75" or "lstm_fb40", by what was loaded.
-  const std::string& type() const { return type_; }
-  // One of the two is null.
-  const DnnModel* dnn() const { return link_->pDnn.get(); }
-  const LstmModel* lstm() const { return link_->pLstm.get(); }
+  std::string type() const { return kind_->szModelType; }
+  NetworkModels networks() const { return {link_->pDnn.get(), link_->pLstm.get()}; }
   // Frames of priming that the model asks for, 0 if it says nothing.
   int priming_frames() const { return priming_frames_; }
 
  private:
   ScoreModel() = default;
   std::unique_ptr<HMMResourceLink> link_;
-  std::string type_;
+  const NetworkKind* kind_ = nullptr;
   int priming_frames_ = 0;
 };
 
@@ -59,18 +57,12 @@ class ScoreSource {
   void Finish(const PairSink& sink);
 
  private:
-  void Block(const float* block, bool eof, const PairSink& sink);
-  void DnnBlock(const float* block, bool eof, const PairSink& sink);
-  void LstmBlock(const float* block, bool eof, const PairSink& sink);
-  // What a session does once its last block gave a result: pairs for the frames that the network still owes. `last` is the last pair.
-  void EndOfAudio(const float* last, const PairSink& sink);
+  void Take(bool last, const PairSink& sink);
 
-  BlockSource blocks_;
-  std::unique_ptr<DnnForward> dnn_;
-  std::unique_ptr<LstmForward> lstm_;
+  AudioFeed feed_;
+  std::unique_ptr<Network> network_;
   const ScoreModel* model_;
   int priming_frames_ = 0;
-  bool first_ = false;  // the next block is the first of a session that is primed
 };
 
 }  // namespace TSEG::blocks

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Start-up and shut-down: of the process's engine, with configuration, log and resource manager, and of an engine of inner code, with its
+// model alone.
+#include <string>
+#include <utility>
+
+#include "dumps/file_log_singleton.h"
+#include "engine/engine.h"
+#include "engine/engine_call.h"
+#include "engine/model_parameters.h"
+#include "log/refusal.h"
+#include "platform/platform.h"
+#include "res/model_image.h"
+
+namespace TSEG {
+namespace {
+
+constexpr LogDefaults kLogDefaults = {"../log/w_tseg.log", "Tseg Logging"};
+constexpr WREC_RES_SET kModelKey = {10000, "MLP"};
+
+// Start-up opens the log of the process unless it is open.
+void OpenLog() {
+  if (srlog_exists()) {
+    WVAD_LOG_VERBOSE("WVADInitialize | srlog_inst has been created!!");
+  } else {
+    srlog_open("tseg.cfu", "logger", kLogDefaults);
+    WVAD_LOG_VERBOSE("WVADInitialize | srlog_open succeed!");
+  }
+}
+
+}  // namespace
+
+const HMMResourceLink* Engine::model() const {
+  if (model_) return model_.get();
+  return pResMgr == nullptr ? nullptr : dynamic_cast<const HMMResourceLink*>(pResMgr->Res_query(&kModelKey));
+}
+
+NetworkModels Engine::networks() const {
+  const HMMResourceLink* link = model();
+  return link == nullptr ? NetworkModels() : NetworkModels{link->pDnn.get(), link->pLstm.get()};
+}
+
+int Engine::Initialize(void* reserved) {
+  if (up()) return WVAD_REFUSE(WVAD_ERROR_ALREADY_INIT, "WVADAPI wVadInitialize | g_bInit != Null");
+  OpenLog();
+  const EngineCall call(*this, "TSEG::wVadInitialize");
+  defaults_.init();
+  const std::string library_folder = platform::ModuleFolder();
+
+  if (pResMgr != nullptr) ReleaseManagerOfFailedStart();
+  if (!table_.BindResources()) return -1;
+  pResMgr = table_.createResMgr();
+  if (pResMgr == nullptr) return WVAD_FAIL(-1, "-1", "WVADInitialize | createResMgr err, no memory");
+
+  if (defaults_.wvad_param_bKelOn) {
+    if (!table_.BindKel()) return -1;
+    const int ret = table_.wKelInitialize(&kel_, reserved);
+    if (ret != 0) {
+      const char* text = reserved != nullptr ? static_cast<const char*>(reserved) : "(null)";
+      return WVAD_FAIL(ret, "ret", "%s | %s(%s) err, %s = %d, para = %s\n", "TSEG::wVadInitialize", "wKelInitialize_", "reserved", "ret",
+                       ret, text);
+    }
+  }
+
+  const std::string model_file = library_folder + platform::NormaliseSeparators(defaults_.model_path() + defaults_.model_name());
+  if (const int ret = AddModel(model_file)) return ret;
+
+  FileLogSingleton::instance().start(1);
+  debug_text_ = [](const std::string& text, const std::string& file) { FileLogSingleton::instance().append(text, file); };
+  g_bInit = 1;
+  ++nEpoch;
+  WVAD_LOG_CRIT("TSEGEngine Initialized OK.");
+  return 0;
+}
+
+// A start that failed leaves its manager behind; the next attempt begins with a new one, and gives back what the old one holds.
+void Engine::ReleaseManagerOfFailedStart() {
+  if (bModelAdded) pResMgr->Res_delete(&kModelKey);
+  table_.destroyResMgr(pResMgr);
+  pResMgr = nullptr;
+  bModelAdded = false;
+}
+
+int Engine::AddModel(const std::string& model_file) {
+  const int ret = pResMgr->Res_add(&kModelKey, model_file.c_str(), nullptr, 0);
+  if (ret != 0) return WVAD_FAIL(ret, "ret", "WVADInitialize | wVADResourceAdd model file failed, ret = %d", ret);
+  bModelAdded = true;
+  return TakeModelParameters();
+}
+
+int Engine::TakeModelParameters() {
+  const int ret = model_res_config_load(model(), &defaults_);
+  if (ret != 0) return WVAD_FAIL(ret, "ret", "WVADInitialize | wVADResourceAdd model too old, ret = %d", ret);
+  if (!ModelsServe(networks(), defaults_.wvad_param_isTsegLstm, defaults_.wvad_param_TsegModelType)) {
+    // The seven values name a network that the file does not hold: sessions would reach for one that is not there.
+    return WVAD_REFUSE(kResInvalidValue, "WVADInitialize | model does not fit its parameters, isTsegLstm = %d, TsegModelType = %s",
+                       static_cast<int>(defaults_.wvad_param_isTsegLstm), defaults_.wvad_param_TsegModelType.c_str());
+  }
+  return 0;
+}
+
+int Engine::Uninitialize() {
+  if (!up()) return EngineIsDown("wVadUninitialize", WVAD_ERROR_NOT_INIT);
+  const EngineCall call(*this, "TSEG::wVadUninitialize");
+  pResMgr->Res_delete(&kModelKey);
+  table_.destroyResMgr(pResMgr);
+  pResMgr = nullptr;
+  bModelAdded = false;
+  if (defaults_.wvad_param_bKelOn) table_.wKelUninitialize(&kel_);
+  FileLogSingleton::instance().stop();
+  g_bInit = 0;
+  // The line comes first, the closing after it, against what it says.
+  WVAD_LOG_VERBOSE("WVADUninitialize | srlog_close succeed!");
+  srlog_close();
+  return 0;
+}
+
+int Engine::Open(EngineSource source) {
+  if (up()) return WVAD_ERROR_ALREADY_INIT;
+  has_own_log_ = true;
+  log_ = std::move(source.log);
+  const EngineCall call(*this, "TSEG::Engine::Open");
+  int code = 0;
+  model_ = source.model_path.empty() ? LoadModelImage(source.model_data, source.model_bytes, "memory", &code)
+                                     : LoadModelFile(source.model_path, &code);
+  if (!model_) return WVAD_REFUSE(code, "Engine::Open | model refused, path = %s", source.model_path.c_str());
+  defaults_ = std::move(source.defaults);
+  if (const int ret = TakeModelParameters()) {
+    model_.reset();
+    return ret;
+  }
+  table_.BindKel();
+  kel_ = KelEngine();
+  kel_.bInit = true;
+  debug_text_ = std::move(source.debug_text);
+  g_bInit = 1;
+  ++nEpoch;
+  return 0;
+}
+
+void Engine::Close() {
+  g_bInit = 0;
+  kel_.bInit = false;
+  model_.reset();
+}
+
+}  // namespace TSEG
