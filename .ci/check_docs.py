@@ -2,16 +2,13 @@
 # SPDX-License-Identifier: Apache-2.0
 """The pages keep up with the code: every parameter name is in docs/parameters.md and nothing else is, every code of the public header is in
 docs/api.md with its number, every long option of the program is in docs/cli.md and in the manual page, every test that docs/coverage.md names
-exists, and relative links lead somewhere."""
+exists and every test program is on it, and relative links lead somewhere."""
 import pathlib
 import re
 import sys
 
 
-def problems(root):
-    def text(name):
-        return (root / name).read_text(encoding="utf-8")
-
+def parameter_problems(text):
     table = text("src/params/param_table.cc")
     in_code = set(re.findall(r"WVAD_NORMAL_PARAM\((\w+)\)", table)) - {"field"}
     in_code |= set(re.findall(r'"((?:wvad_para|wkel_para|VAD_PARAM)\w+)"', table)) - {"wvad_param_special_count"}
@@ -22,6 +19,8 @@ def problems(root):
     for name in sorted(in_page - in_code):
         yield f"docs/parameters.md: there is no parameter {name}"
 
+
+def interface_problems(text):
     api = text("docs/api.md")
     for name, number in re.findall(r"^  ((?:WVAD|RES_MGR)_ERROR_\w+) = (\d+)", text("include/wvad.h"), re.M):
         if f"| {number} | `{name}` |" not in api:
@@ -32,6 +31,8 @@ def problems(root):
             if f"| {number} | `{name}(" not in api:
                 yield f"docs/api.md: function {number} {name} is missing"
 
+
+def program_problems(text):
     options = set(re.findall(r'"(?:-\w,)?--([a-z-]+)"', text("tools/wvad/main.cc")))
     manual = text("tools/wvad/wvad.1").replace("\\-", "-")
     for option in sorted(options - {"version", "help-all"}):
@@ -39,19 +40,59 @@ def problems(root):
             if "--" + option not in words:
                 yield f"{page}: --{option} is missing"
 
-    tests = {}  # suite: its tests
-    for source in sorted(root.glob("tests/**/*.cc")):
-        for suite, test in re.findall(r"^TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\)", source.read_text(encoding="utf-8"), re.M):
-            tests.setdefault(suite, set()).add(test)
-    rows = "\n".join(line for line in text("docs/coverage.md").splitlines() if line.startswith("|"))
-    for suite, test in sorted(set(re.findall(r"`\w+\.(?:\w+/)?(\w+)(?:\.(\w+))?(?:/\w+)?`", rows))):
-        if suite[0].isupper() and (suite not in tests or (test and test not in tests[suite])):
-            yield f"docs/coverage.md: there is no test {suite}.{test}".rstrip(".")
 
+def suites_of(source):
+    """(suite, test) of each test that a source file defines."""
+    return re.findall(r"^TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\)", source.read_text(encoding="utf-8"), re.M) if source.exists() else []
+
+
+def tests_of_tree(root):
+    """What CTest runs, as the build scripts name it: {program: {suite: its tests}}, and the names of the tests that stand alone, up to the
+    first part that is made up while configuring."""
+    programs, alone = {}, set()
+    for script in sorted([*root.glob("tests/**/CMakeLists.txt"), *root.glob("fuzz/CMakeLists.txt")]):
+        text = script.read_text(encoding="utf-8")
+        sources = re.findall(r"wvad_test\(\s*(\w+)\s+SOURCES\s+([^)]*?)(?=\s[A-Z]+\s|\))", text)
+        sources += re.findall(r"target_sources\(wvad_(\w+)_test PRIVATE ([^)]*)\)", text)
+        for program, names in sources:
+            suites = programs.setdefault(program, {})
+            for name in names.split():
+                for suite, test in suites_of(script.parent / name):
+                    suites.setdefault(suite, set()).add(test)
+        alone |= {name.split("$")[0].rstrip(".") for name in re.findall(r"add_test\(NAME ([^\s)]+)", text)}
+    return programs, alone
+
+
+def coverage_problems(root, text):
+    programs, alone = tests_of_tree(root)
+    named = set()
+    for row in (line for line in text("docs/coverage.md").splitlines() if line.startswith("|")):
+        named |= set(re.findall(r"`([^`]+)`", row.rstrip(" |").rpartition("|")[2]))
+    for name in sorted(named - alone):
+        program, *parts = name.split(".")
+        suites = programs.get(program, {})
+        if program not in programs or (parts and parts[0] not in suites) or (parts[1:] and parts[1] not in suites[parts[0]]):
+            yield f"docs/coverage.md: there is no test {name}"
+    for program in sorted(set(programs) - {name.split(".")[0] for name in named}):
+        yield f"docs/coverage.md: {program} is missing"
+
+
+def link_problems(root):
     for page in sorted(root.glob("*.md")) + sorted(root.glob("docs/*.md")) + sorted(root.glob("*/*/README.md")):
         for target in re.findall(r"\]\(([^)#]+)(?:#[^)]*)?\)", page.read_text(encoding="utf-8")):
             if "://" not in target and not (page.parent / target).exists():
                 yield f"{page.relative_to(root)}: {target} does not exist"
+
+
+def problems(root):
+    def text(name):
+        return (root / name).read_text(encoding="utf-8")
+
+    yield from parameter_problems(text)
+    yield from interface_problems(text)
+    yield from program_problems(text)
+    yield from coverage_problems(root, text)
+    yield from link_problems(root)
 
 
 def main():
