@@ -6,7 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "log/singleton.h"
+#include "log/process_logger.h"
 
 namespace TSEG {
 namespace {

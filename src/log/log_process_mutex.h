@@ -2,7 +2,7 @@
 //
 // Log_Win32_Process_Mutex: a lock that all processes of one user share by its name. The name of the class is historic; it stands on
 // whatever the platform layer has for a named mutex. A holder that is stuck is waited for only so long: logging must not stop for good.
-// Taking it again while holding it is not supported, and the singleton does not need it.
+// Taking it again while holding it is not supported, and the logger of the process does not need it.
 #ifndef WVAD_LOG_LOG_PROCESS_MUTEX_H_
 #define WVAD_LOG_LOG_PROCESS_MUTEX_H_
 

@@ -2,7 +2,7 @@
 //
 // Opening and closing the one logger. A mutex named across processes orders the two, opened for each call and closed after it; a second
 // one orders the threads of this process even where the first cannot be had.
-#include "log/singleton.h"
+#include "log/process_logger.h"
 
 #include <atomic>
 #include <memory>
@@ -14,7 +14,7 @@
 namespace TSEG {
 namespace {
 
-struct Singleton {
+struct ProcessLogger {
   std::mutex threads;
   std::atomic<Logger*> logger{nullptr};
   int count = 0;
@@ -22,23 +22,23 @@ struct Singleton {
 };
 
 // Needs no construction at run time, and is never destroyed: a line may still come while the process ends.
-Singleton& TheSingleton() {
-  static constinit Singleton singleton;
-  return singleton;
+ProcessLogger& TheProcessLogger() {
+  static constinit ProcessLogger process;
+  return process;
 }
 
-class SingletonLock {
+class ProcessLoggerLock {
  public:
-  explicit SingletonLock(Singleton& singleton) : threads_(singleton.threads) {
+  explicit ProcessLoggerLock(ProcessLogger& process) : threads_(process.threads) {
     processes_.open("Orva_Log_Singleton_Mutex");
     processes_.acquire(Log_Mutex::kInfinite);
   }
-  ~SingletonLock() {
+  ~ProcessLoggerLock() {
     processes_.release();
     processes_.close();
   }
-  SingletonLock(const SingletonLock&) = delete;
-  SingletonLock& operator=(const SingletonLock&) = delete;
+  ProcessLoggerLock(const ProcessLoggerLock&) = delete;
+  ProcessLoggerLock& operator=(const ProcessLoggerLock&) = delete;
 
  private:
   std::lock_guard<std::mutex> threads_;
@@ -47,20 +47,20 @@ class SingletonLock {
 
 }  // namespace
 
-Logger* CurrentLogger() { return TheSingleton().logger.load(std::memory_order_acquire); }
+Logger* CurrentLogger() { return TheProcessLogger().logger.load(std::memory_order_acquire); }
 
 bool srlog_exists() { return CurrentLogger() != nullptr; }
 
 int srlog_open_with(Log_Cfg_T cfg, const LogParts* extra) {
-  Singleton& singleton = TheSingleton();
-  const SingletonLock lock(singleton);
-  if (singleton.logger.load() != nullptr) return -1;
+  ProcessLogger& process = TheProcessLogger();
+  const ProcessLoggerLock lock(process);
+  if (process.logger.load() != nullptr) return -1;
   cfg.szFile = AbsoluteLogPath(cfg.file());
   auto logger = std::make_unique<Logger>();
-  singleton.count = 1;
-  singleton.owned = true;
+  process.count = 1;
+  process.owned = true;
   const int result = logger->open(cfg, nullptr, extra);
-  singleton.logger.store(logger.release(), std::memory_order_release);
+  process.logger.store(logger.release(), std::memory_order_release);
   return result;
 }
 
@@ -72,15 +72,15 @@ int srlog_open(const char* cfg_file, const char* section, const LogDefaults& def
 }
 
 void srlog_close() {
-  Singleton& singleton = TheSingleton();
-  const SingletonLock lock(singleton);
-  Logger* logger = singleton.logger.load();
+  ProcessLogger& process = TheProcessLogger();
+  const ProcessLoggerLock lock(process);
+  Logger* logger = process.logger.load();
   if (logger == nullptr) return;
-  if (singleton.count == 1) logger->close();
-  if (--singleton.count >= 1) return;
-  singleton.logger.store(nullptr, std::memory_order_release);
-  if (singleton.owned) delete logger;
-  singleton.owned = false;
+  if (process.count == 1) logger->close();
+  if (--process.count >= 1) return;
+  process.logger.store(nullptr, std::memory_order_release);
+  if (process.owned) delete logger;
+  process.owned = false;
 }
 
 }  // namespace TSEG

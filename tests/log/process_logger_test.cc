@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The life of the one logger of the process: first open wins, first close ends.
-#include "log/singleton.h"
+#include "log/process_logger.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,9 +20,9 @@ namespace {
 
 using ::testing::HasSubstr;
 
-class Singleton : public ::testing::Test {
+class ProcessLogger : public ::testing::Test {
  protected:
-  ~Singleton() override { srlog_close(); }
+  ~ProcessLogger() override { srlog_close(); }
   int OpenWith(const std::string& text) {
     const std::string cfg = folder.write("x.cfu", "[logger]\n" + text);
     return srlog_open(cfg.c_str(), "logger", {file.c_str(), "Test Logging"});
@@ -31,7 +31,7 @@ class Singleton : public ::testing::Test {
   std::string file = folder.file("log/w.log");
 };
 
-TEST_F(Singleton, ClosedLoggerMakesEveryCallANoOp) {
+TEST_F(ProcessLogger, ClosedLoggerMakesEveryCallANoOp) {
   EXPECT_FALSE(srlog_exists());
   EXPECT_FALSE(log_enabled(0xFFFFFFFFu));
   log_error("nobody %s", "sees");
@@ -41,7 +41,7 @@ TEST_F(Singleton, ClosedLoggerMakesEveryCallANoOp) {
   EXPECT_EQ(CurrentLogger(), nullptr);
 }
 
-TEST_F(Singleton, OpensOnceAndStaysAsItIs) {
+TEST_F(ProcessLogger, OpensOnceAndStaysAsItIs) {
   EXPECT_EQ(OpenWith("level = 15\n"), 0);
   EXPECT_TRUE(srlog_exists());
   const std::string other = folder.file("other.log");
@@ -51,7 +51,7 @@ TEST_F(Singleton, OpensOnceAndStaysAsItIs) {
   EXPECT_FALSE(std::filesystem::exists(other));
 }
 
-TEST_F(Singleton, FirstCloseEndsItForEverybody) {
+TEST_F(ProcessLogger, FirstCloseEndsItForEverybody) {
   OpenWith("");
   OpenWith("");  // a second engine finds it there
   srlog_close();
@@ -61,7 +61,7 @@ TEST_F(Singleton, FirstCloseEndsItForEverybody) {
   EXPECT_THAT(folder.read("log/w.log"), HasSubstr("\tTest Logging End-Time: "));
 }
 
-TEST_F(Singleton, CanBeOpenedAgain) {
+TEST_F(ProcessLogger, CanBeOpenedAgain) {
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(OpenWith("head = 0\nstyle = 16\n"), 0);
     log_error("round %d", i);
@@ -70,7 +70,7 @@ TEST_F(Singleton, CanBeOpenedAgain) {
   EXPECT_EQ(folder.read("log/w.log"), "round 0\nround 1\nround 2\n");
 }
 
-TEST_F(Singleton, WithoutConfigurationTheDefaultsStand) {
+TEST_F(ProcessLogger, WithoutConfigurationTheDefaultsStand) {
   const std::string missing = folder.file("none.cfu");
   EXPECT_EQ(srlog_open(missing.c_str(), "logger", {file.c_str(), "Test Logging"}), 0);
   EXPECT_TRUE(log_enabled(kLogCrt));
@@ -83,14 +83,14 @@ TEST_F(Singleton, WithoutConfigurationTheDefaultsStand) {
   EXPECT_EQ(CurrentLogger()->cfg().level(), 7u);
 }
 
-TEST_F(Singleton, RelativeLogPathIsTakenFromTheModulesFolder) {
+TEST_F(ProcessLogger, RelativeLogPathIsTakenFromTheModulesFolder) {
   const std::string relative = std::filesystem::relative(folder.path(), platform::ModuleFolder()).string() + "\\log/w.log";
   EXPECT_EQ(srlog_open(nullptr, "logger", {relative.c_str(), "Test Logging"}), 0);
   log_error("here");
   EXPECT_THAT(folder.read("log/w.log"), HasSubstr("] here\n"));
 }
 
-TEST_F(Singleton, ThreadsThatOpenAtOnceMakeOneLogger) {
+TEST_F(ProcessLogger, ThreadsThatOpenAtOnceMakeOneLogger) {
   std::atomic<int> opened{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 8; ++t) {
@@ -102,7 +102,7 @@ TEST_F(Singleton, ThreadsThatOpenAtOnceMakeOneLogger) {
   EXPECT_EQ(opened, 1);
 }
 
-TEST_F(Singleton, UnusableTemporaryFolderDoesNotStopIt) {
+TEST_F(ProcessLogger, UnusableTemporaryFolderDoesNotStopIt) {
   ::setenv("TMPDIR", "/proc/no/such/folder", 1);
   EXPECT_EQ(OpenWith("head = 0\nstyle = 16\n"), 0);
   log_error("x");
