@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "support/eventually.h"
-#include "support/session_fixture.h"
+#include "support/folder_fixture.h"
 
 // The thread sanitizer's run-time asks for this: unless told otherwise it ends a forked child that makes a thread, and lets each child that
 // exits sleep for a second.
@@ -33,11 +33,11 @@ const std::string kBegin = kSeparator + "\t \tLog Begin wvad session\n" + kSepar
 const std::string kEnd = kSeparator + "\t \tLog End\n" + kSeparator;
 
 // The object lives as long as the process: each test has file names of its own.
-class FileLogSingletonTest : public testing_support::SessionTest {
+class FileLogSingletonTest : public testing_support::FolderTest {
  protected:
   void TearDown() override {
     log_.stop();
-    SessionTest::TearDown();
+    FolderTest::TearDown();
   }
   FileLogSingleton& log_ = FileLogSingleton::instance();
 };
