@@ -10,7 +10,7 @@
 
 #include <smmintrin.h>
 
-#include "nn/kernels/kernels.h"
+#include "nn/kernels/x86/levels.h"
 
 namespace TSEG {
 namespace sse41 {

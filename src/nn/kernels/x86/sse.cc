@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// GemvFloatSse on 128-bit vectors, which every 64-bit processor has. Four rows go side by side, each with the lanes and the order of the
-// reference.
+// The SSE level: GemvFloatSse on 128-bit vectors, which every 64-bit processor has. Four rows go side by side, each with the lanes and the
+// order of the reference.
+#ifndef __SSE2__
+#error "this file needs -msse2"
+#endif
+
 #include <emmintrin.h>
 
-#include "nn/kernels/kernels.h"
+#include "nn/kernels/x86/levels.h"
 
 namespace TSEG {
 namespace sse {
@@ -17,8 +21,6 @@ float SumOfLanes(__m128 v) {
   return static_cast<float>(static_cast<double>(lane[0]) + static_cast<double>(lane[1]) + static_cast<double>(lane[2]) +
                             static_cast<double>(lane[3]));
 }
-
-}  // namespace
 
 void GemvFloatSse(const float* x, int32_t rows, int32_t cols, const float* weights, float* y) {
   const int64_t stride = cols;
@@ -44,6 +46,15 @@ void GemvFloatSse(const float* x, int32_t rows, int32_t cols, const float* weigh
     y[r] = SumOfLanes(sum);
   }
 }
+
+}  // namespace
+
+constinit const KernelLevel kLevel = {
+    .name = "sse",
+    .base = &ref::kLevel,
+    .needs = {.leaf1Edx = kLeaf1EdxSse | kLeaf1EdxSse2},
+    .lstm = {.gemv_float_sse = GemvFloatSse},
+};
 
 }  // namespace sse
 }  // namespace TSEG
