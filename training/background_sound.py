@@ -7,7 +7,7 @@ Backgrounds have about unit power over a session; levels are set by the mixer.
 import numpy as np
 
 from audio_corpus import SAMPLE_RATE
-from made_sounds import calling, coloured_noise, disturbance
+from made_sounds import calling, coloured_noise, disturbance, striking
 from signal_tools import db, log_uniform, rms, stretched
 
 # Never offered as non-speech: they hold words or many voices. Voices without words may still stand behind speech.
@@ -91,7 +91,7 @@ class Backgrounds:
         if behind == "music":
             noise, about["noise"] = self.recorded(rng, self.music, n)
         if behind == "calling":
-            noise = calling(rng, n) + db(float(rng.uniform(-40.0, -10.0))) * coloured_noise(rng, n)
+            noise = (calling if rng.random() < 0.6 else striking)(rng, n) + db(float(rng.uniform(-40.0, -10.0))) * coloured_noise(rng, n)
         if rng.random() < 0.2:  # begins, ends or jumps somewhere
             at = int(rng.uniform(0.1, 0.9) * n)
             envelope = np.ones(n)
@@ -101,16 +101,13 @@ class Backgrounds:
 
     def alone_noise(self, rng, n, about):
         """Non-speech for a session of its own, unit power."""
-        way = rng.random()
-        if way < 0.12:
-            about["made"] = "steady"
+        made = [("steady", 0.10), ("calling", 0.15), ("disturbance", 0.13), ("striking", 0.17), ("", 0.45)]
+        about["made"] = str(rng.choice([name for name, _ in made], p=[share for _, share in made]))
+        if about["made"] == "steady":
             return coloured_noise(rng, n)
-        if way < 0.27:
-            about["made"] = "calling"
-            return _unit(calling(rng, n) + db(float(rng.uniform(-45.0, -10.0))) * coloured_noise(rng, n))
-        if way < 0.40:
-            about["made"] = "disturbance"
-            return _unit(disturbance(rng, n) + db(float(rng.uniform(-45.0, -10.0))) * coloured_noise(rng, n))
+        if about["made"]:
+            sound = {"calling": calling, "disturbance": disturbance, "striking": striking}[about["made"]]
+            return _unit(sound(rng, n) + db(float(rng.uniform(-45.0, -10.0))) * coloured_noise(rng, n))
         noise, about["noise"] = self.recorded(rng, self.alone, n)
         return noise
 

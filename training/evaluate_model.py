@@ -172,7 +172,8 @@ def show(result):
               f"{100 * row['found_at_1_percent_alarms']:7.1f} {100 * row['miss']:6.2f} {100 * row['false_alarm']:6.2f} {row['best_threshold']:8.2f}")
     for group, row in result.get("sentences", {}).items():
         print(group, json.dumps(row))
-    print("arithmetic:", json.dumps(result["arithmetic"]))
+    if "arithmetic" in result:
+        print("arithmetic:", json.dumps(result["arithmetic"]))
 
 
 def main():

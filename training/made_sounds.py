@@ -2,7 +2,7 @@
 """Sounds that are not speech, made by formula: what microphones pick up from hands, breath and wind, and what calls, rings and howls.
 
 Each function takes a generator and a number of samples and gives floats with silence between events, scaled so that events stand at about unit
-power. `disturbance` is low and unpitched or falsely pitched, as from a table or a breath; `calling` is tonal.
+power. `disturbance` is low and unpitched or falsely pitched, as from a table or a breath; `calling` is tonal; `striking` is what hands and machines do.
 """
 
 import numpy as np
@@ -167,6 +167,52 @@ def _cry(rng):
     centre, width = log_uniform(rng, 400.0, 3000.0), rng.uniform(0.5, 1.5)
     tone = shape_spectrum(tone, lambda f: np.exp(-np.square(np.log2(np.maximum(f, 20.0) / centre) / width)))
     return tone * np.sin(np.pi * np.arange(n) / n) ** rng.uniform(0.3, 1.5)
+
+
+def _strike(rng):
+    """Dishes, tools, dropped things: inharmonic modes that ring after a short burst."""
+    n = int(log_uniform(rng, 0.05, 0.9) * SAMPLE_RATE)
+    t = np.arange(n) / SAMPLE_RATE
+    lowest, decay = log_uniform(rng, 180.0, 3500.0), log_uniform(rng, 0.01, 0.25)
+    out = np.zeros(n)
+    for k in range(int(rng.integers(2, 9))):
+        hertz = lowest * (1.0 + k * rng.uniform(0.3, 1.3))
+        if hertz < 7800.0:
+            out += rng.uniform(0.2, 1.0) * np.sin(2 * np.pi * (hertz * t + rng.random())) * np.exp(-t / (decay * rng.uniform(0.4, 1.2)))
+    return out + rng.uniform(0.0, 1.5) * rng.standard_normal(n) * np.exp(-t / 0.004)
+
+
+def _clatter(rng):
+    """Strikes in a row, as of a pile of plates or of steps."""
+    out = np.zeros(int(log_uniform(rng, 0.4, 3.0) * SAMPLE_RATE))
+    at = 0
+    while at < len(out):
+        piece = _strike(rng)[:len(out) - at] * rng.uniform(0.1, 1.0)
+        out[at:at + len(piece)] += piece
+        at += int(log_uniform(rng, 0.03, 0.5) * SAMPLE_RATE)
+    return out
+
+
+def _working(rng):
+    """A band of noise, or a machine's tone, that swells as fast as syllables do: sawing, scrubbing, hoofs, engines."""
+    n = int(log_uniform(rng, 1.0, 8.0) * SAMPLE_RATE)
+    t = np.arange(n) / SAMPLE_RATE
+    centre = log_uniform(rng, 200.0, 4000.0)
+    noise = shape_spectrum(rng.standard_normal(n), lambda f: 1.0 / (1.0 + np.square(np.log2(np.maximum(f, 20.0) / centre) / rng.uniform(0.4, 2.0))))
+    if rng.random() < 0.4:
+        phase = np.cumsum(log_uniform(rng, 60.0, 320.0) * (1.0 + 0.05 * smooth_curve(rng, n, 0.2, 1.0))) / SAMPLE_RATE
+        noise = noise / max(rms(noise), 1e-9) * 0.5 + sum(np.sin(2 * np.pi * k * phase) / k ** rng.uniform(0.3, 1.5) for k in range(1, 15))
+    swell = 0.5 + 0.5 * np.sin(2 * np.pi * (log_uniform(rng, 0.8, 12.0) * t + 0.3 * smooth_curve(rng, n, 0.3, 1.0)))
+    return noise * swell ** rng.uniform(0.5, 4.0) * _envelope(n, 0.05, 0.1)
+
+
+def striking(rng, n):
+    """Dishes, tools, steps, saws and machines at work, one or two kinds at a time."""
+    kinds = [_strike, _clatter, _working]
+    out = np.zeros(n)
+    for k in rng.choice(len(kinds), int(rng.integers(1, 3)), replace=False):
+        out += _events(rng, n, log_uniform(rng, 0.2, 3.0), kinds[int(k)])
+    return out
 
 
 def calling(rng, n):

@@ -30,6 +30,10 @@ from speech_track import ClipSource, speech_track
 KINDS = [("speech", 0.48), ("table", 0.18), ("recorded", 0.06), ("noise", 0.16), ("music", 0.07), ("silence", 0.03), ("gap", 0.02)]
 UNHEARD_DB = -22.0  # speech so far below its background is neither speech nor silence
 FAINT_DB = -12.0
+# A voice of a few steps of a 16-bit sample is crosstalk or a voice next door, in nobody's words speech; of full scale.
+NOBODYS_DB = -78.0
+HARDLY_DB = -72.0
+NOT_SPEECH = -30  # ten times the log-odds
 BLOCK = 64  # sessions handed out at a time
 
 
@@ -43,6 +47,16 @@ def audible_weight(log_odds, voice, background):
     ratio = 10.0 * np.log10((np.convolve(hop_power(voice), smooth, "same") + 1e-6) / (np.convolve(hop_power(background), smooth, "same") + 1e-6))
     weight = np.where(ratio < UNHEARD_DB, 0.0, np.where(ratio < FAINT_DB, 0.3, 1.0))
     return np.where(log_odds > -1.0, weight, 1.0)
+
+
+def without_inaudible(samples, rows):
+    """Label rows in which what no ear would notice is no speech, and what few would counts little."""
+    level = 10.0 * np.log10(np.convolve(hop_power(samples / 32768.0), np.ones(9) / 9.0, "same") + 1e-12)
+    hard, weight, log_odds = rows.T
+    nobodys = level < NOBODYS_DB
+    hardly = ~nobodys & (level < HARDLY_DB) & (log_odds > NOT_SPEECH)
+    return np.stack([np.where(nobodys, 0, hard), np.where(hardly, 3 * weight // 10, weight), np.where(nobodys, np.minimum(log_odds, NOT_SPEECH), log_odds)],
+                    axis=1)
 
 
 def tail_weight(hard, t60):
@@ -61,8 +75,8 @@ def weighed(track, voice, background, t60):
 
 
 class Mixer:
-    def __init__(self, corpus, split, seed):
-        self.corpus, self.split, self.seed = corpus, split, seed
+    def __init__(self, corpus, split, seed, only=None):
+        self.corpus, self.split, self.seed, self.only = corpus, split, seed, only
         speech = corpus.select("speech", split, lambda r: r.label_quality in ("good", "fair"))
         self.backgrounds = Backgrounds(corpus, split)
         if not speech or not self.backgrounds.alone:
@@ -204,6 +218,7 @@ class Mixer:
         """Session `index`: samples as int16, label rows, description."""
         rng = np.random.default_rng([self.seed, zlib.crc32(self.split.encode()), index])
         kind = str(rng.choice([k for k, _ in KINDS], p=[p for _, p in KINDS]))
+        kind = self.only or kind
         if (kind == "music" and not self.backgrounds.music) or (kind == "recorded" and not self.recorded):
             kind = "noise"
         spoken = {"speech": self.speech_session, "table": self.table_session, "recorded": self.recorded_session}
@@ -220,7 +235,7 @@ class Mixer:
         about["seconds"] = round(len(x) / SAMPLE_RATE, 2)
         samples = np.clip(np.round(x), -32768, 32767).astype(np.int16)
         rows = np.stack([hard, np.round(100.0 * weight), np.round(10.0 * log_odds)], axis=1).astype(np.int16)
-        return samples, rows, about
+        return samples, without_inaudible(samples, rows), about
 
 
 _mixer = None
@@ -230,7 +245,7 @@ _folder = None
 def _start(args):
     global _mixer, _folder
     corpus = Corpus(args.corpus, args.cache, args.exclude_licence)
-    _mixer, _folder = Mixer(corpus, args.split, args.seed), os.path.join(args.out, args.split)
+    _mixer, _folder = Mixer(corpus, args.split, args.seed, args.only), os.path.join(args.out, args.split)
 
 
 def _work(index):
@@ -260,6 +275,7 @@ def parse_arguments():
     parser.add_argument("--split", default="train")
     parser.add_argument("--hours", type=float, default=12.0)
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--only", choices=[name for name, _ in KINDS], help="sessions of this kind alone")
     parser.add_argument("--jobs", type=int, default=2)
     parser.add_argument("--exclude-licence", default=EXCLUDED_LICENCES, help="leave out recordings whose licence matches (default: %(default)s)")
     args = parser.parse_args()

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Trains a "dnn_fb75" network on mixed sessions, with the engine's quantisation in the loop.
 
-    train_dnn.py --data DIR --out DIR [--hidden 512 256] [--epochs 10] [--seed 1]
+    train_dnn.py --data DIR [DIR...] --judged DIR --out DIR [--hidden 384 256] [--epochs 10] [--seed 1]
 
-DIR/train comes from mix_sessions.py and DIR/judged from judged_sets.py, with the frames written by
+Each DIR/train comes from mix_sessions.py and JUDGED/judged from judged_sets.py, with the frames written by
     wvad-blocks --centre --half --out DIR/SPLIT/feat --list DIR/SPLIT/sessions.txt
 
 Activations are rounded to the bits that the engine keeps and weights to theirs in every forward pass (gradients pass straight through), and rows
@@ -25,17 +25,20 @@ import torch
 
 from dnn_net import QuantisedDnn
 from quantised_dnn import CONTEXT, FEATURES, input_scaling
-from soft_targets import soft_loss
+from soft_targets import TEMPERATURE, soft_loss
 from watched_sets import merit_of
 
 SIDE = CONTEXT // 2
+# The 8-bit outputs cannot be weighed anew after training, so they learn log-odds of about the size that probabilities ask for.
+SPREAD = 0.8 * TEMPERATURE
 
 
 def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--data", required=True)
+    parser.add_argument("--data", required=True, nargs="+")
+    parser.add_argument("--judged", required=True, help="folder of judged_sets.py")
     parser.add_argument("--out", required=True)
-    parser.add_argument("--hidden", type=int, nargs="+", default=[512, 256])
+    parser.add_argument("--hidden", type=int, nargs="+", default=[384, 256])
     parser.add_argument("--weight-shift", type=int, default=5, help="fraction bits of the 8-bit weights")
     parser.add_argument("--sum-shift", type=int, default=11, help="fraction bits of the 16-bit sums")
     parser.add_argument("--epochs", type=int, default=10)
@@ -49,14 +52,19 @@ def parse_arguments():
     return parser.parse_args()
 
 
+def sessions_of(folders, limit):
+    for folder in folders:
+        with open(os.path.join(folder, "sessions.jsonl"), encoding="utf-8") as handle:
+            for line in list(handle)[:limit]:
+                yield folder, json.loads(line)
+
+
 class Frames:
     """Frames of all sessions one after another, each session with its edge frames repeated; `rows` are those that are centres."""
 
-    def __init__(self, folder, limit=None):
+    def __init__(self, folders, limit=None):
         parts, rows, hops, self.spans, at, total = [], [], [], [], 0, 0
-        with open(os.path.join(folder, "sessions.jsonl"), encoding="utf-8") as handle:
-            sessions = [json.loads(line) for line in handle][:limit]
-        for about in sessions:
+        for folder, about in sessions_of(folders, limit):
             name = f"{about['index']:05d}.npy"
             frames = np.load(os.path.join(folder, "feat", name))
             if not len(frames):
@@ -97,11 +105,11 @@ def look(model, judged, windows):
 class Trainer:
     def __init__(self, args):
         self.args, self.rng = args, np.random.default_rng(args.seed)
-        data = Frames(os.path.join(args.data, "train"), args.limit_sessions)
+        data = Frames([os.path.join(folder, "train") for folder in args.data], args.limit_sessions)
         sample = data.frames[self.rng.choice(len(data.frames), min(len(data.frames), 400000), replace=False)].astype(np.float64)
         self.mean, self.inv_std = input_scaling(sample.mean(axis=0), sample.std(axis=0))
         self.windows, self.rows = data.windows(self.mean, self.inv_std), data.rows
-        self.judged = Frames(os.path.join(args.data, "judged"))
+        self.judged = Frames([os.path.join(args.judged, "judged")])
         self.judged_windows = self.judged.windows(self.mean, self.inv_std)
         self.speech = float(data.hops[:, 0].mean())
         print(f"train {len(data.rows) / 360000:.2f} h, speech {self.speech:.3f}", flush=True)
@@ -123,7 +131,7 @@ class Trainer:
         for start in range(0, self.per_epoch, batch):
             pick = order[start:start + batch]
             y = self.model(self.windows.index_select(0, torch.from_numpy(self.rows[pick])).float())
-            loss = soft_loss(y[:, 0] - y[:, 1], torch.from_numpy(self.goal[pick]), torch.from_numpy(self.weight[pick]))
+            loss = soft_loss((y[:, 0] - y[:, 1]) / SPREAD, torch.from_numpy(self.goal[pick]), torch.from_numpy(self.weight[pick]))
             self.optimiser.zero_grad(set_to_none=True)
             loss.backward()
             self.optimiser.step()

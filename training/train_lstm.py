@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Trains a recurrent network ("lstm_fb40" or "lstm_fb75") on mixed sessions, with the engine's rounding in the loop and its state carried on.
 
-    train_lstm.py --kind lstm_fb40 --data DIR --out DIR [--init FILE] [--steps 3000] [--seed 1]
+    train_lstm.py --kind lstm_fb40 --data DIR [DIR...] --out DIR [--init FILE] [--steps 3000] [--seed 1]
 
 DIR/train comes from mix_sessions.py and DIR/judged from judged_sets.py. What the network sees lies in DIR/SPLIT/feat40 for "lstm_fb40", written by
     wvad-blocks --model lstm_fb40 --half --out DIR/SPLIT/feat40 --list DIR/SPLIT/sessions.txt
@@ -40,7 +40,7 @@ WARM_UP = 150  # steps over which the rate rises
 def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--kind", required=True, choices=["lstm_fb40", "lstm_fb75"])
-    parser.add_argument("--data", required=True)
+    parser.add_argument("--data", required=True, nargs="+", help="folders of mixed sessions; the judged recordings lie in the first")
     parser.add_argument("--out", required=True)
     parser.add_argument("--init", help="a model file (.bin) or network.npz to begin with; it may be smaller")
     parser.add_argument("--cells", type=int, default=192)
@@ -169,8 +169,8 @@ def main():
     torch.set_num_threads(args.threads)
     torch.manual_seed(args.seed)
     rng = np.random.default_rng(args.seed)
-    sessions = load_split(os.path.join(args.data, "train"), args.kind, args.limit_sessions)
-    judged = load_split(os.path.join(args.data, "judged"), args.kind)
+    sessions = [session for folder in args.data for session in load_split(os.path.join(folder, "train"), args.kind, args.limit_sessions)]
+    judged = load_split(os.path.join(args.data[0], "judged"), args.kind)
     frames = sum(s.labels.size for s in sessions)
     speech = sum(int(s.labels.sum()) for s in sessions) / frames
     print(f"{args.kind}: train {frames / 360000:.2f} h, speech {speech:.3f}", flush=True)
@@ -178,10 +178,10 @@ def main():
     model = make_model(args, sessions, rng)
     loudest = None
     if args.kind == "lstm_fb75":
-        every = np.concatenate([s.blocks for s in sessions])
-        width = every.shape[1] // STACKED
-        loudest = torch.from_numpy(loudest_blocks(every, model.mean.numpy()[:width], model.inv_std.numpy()[:width], LOUDEST))
-        del every
+        some = np.concatenate([s.blocks for s in sessions[::2]])
+        width = some.shape[1] // STACKED
+        loudest = torch.from_numpy(loudest_blocks(some, model.mean.numpy()[:width], model.inv_std.numpy()[:width], LOUDEST))
+        del some
     run = Run(args, model, speech)
     if run.step == 0:
         print(json.dumps({"before": look(model, judged, priming)}), flush=True)

@@ -7,7 +7,7 @@ import wave
 import numpy as np
 
 from audio_corpus import Corpus, mask_to_hops, read_audio, spans_to_mask
-from mix_sessions import KINDS, Mixer, audible_weight, tail_weight
+from mix_sessions import KINDS, Mixer, audible_weight, tail_weight, without_inaudible
 
 COLUMNS = "path,category,subcategory,speaker,split,licence,label,label_quality,seconds,clips"
 
@@ -118,6 +118,15 @@ class Weights(unittest.TestCase):
         weight = audible_weight(np.full(60, 3.0), voice, background)
         self.assertEqual([weight[10], weight[30], weight[50]], [1.0, 0.3, 0.0])
         self.assertTrue((audible_weight(np.full(60, -3.0), voice, background) == 1.0).all())
+
+    def test_a_voice_of_a_few_steps_of_a_sample_is_no_speech(self):
+        # Square waves of 2, 6 and 100 steps: -84.3, -74.7 and -50.3 dB of full scale.
+        samples = np.repeat(np.int16([2, 6, 100]), 160 * 20)
+        samples[1::2] *= -1
+        rows = without_inaudible(samples, np.tile(np.int16([1, 100, 50]), (60, 1)))
+        self.assertEqual(rows[[8, 30, 50]].tolist(), [[0, 100, -30], [1, 30, 50], [1, 100, 50]])
+        silence = without_inaudible(samples, np.tile(np.int16([0, 100, -80]), (60, 1)))
+        self.assertTrue((silence == [0, 100, -80]).all())
 
     def test_a_room_makes_the_hops_after_speech_count_less(self):
         hard = np.array([0, 1, 1] + [0] * 20, np.uint8)
