@@ -18,6 +18,7 @@ class Log_Win32_Process_Mutex final : public Log_Mutex {
   // 0, or the system's error; without a mutex behind it, `acquire` succeeds at once.
   int open(const char* name) override;
   void close() override;
+  // ETIMEDOUT where a stuck holder was waited for in vain. The timeout is ignored: how long that is, is the platform's affair.
   int acquire(uint32_t timeout) override;
   int release() override;
   const std::string& name() const { return name_; }

@@ -151,8 +151,8 @@ class NamedMutex {
   int Open(const std::string& name);
   // Lets go and forgets the name.
   void Close();
-  // Waits until it is held, at most about two seconds, and goes on in either case; at once where nothing is open. Not recursive.
-  void Acquire();
+  // Waits until it is held, at most about two seconds; whether it is. True at once where nothing is open. Not recursive.
+  bool Acquire();
   // Lets go; nothing happens where it is not held.
   void Release();
 
