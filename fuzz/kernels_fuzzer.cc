@@ -67,17 +67,17 @@ bool Same(T a, T b) requires(std::is_integral_v<T>) {
 // Runs `kernel` of the reference and of each level on its own copy of `out`, and compares the first `n` elements.
 template <typename Table, typename T>
 void Compare(const std::function<void(const Table&, T*)>& kernel, const Buffer<T>& out, size_t n) {
-  const auto table = [](KernelLevel level) -> const Table& {
+  const auto table = [](const KernelLevel& level) -> const Table& {
     if constexpr (std::is_same_v<Table, DnnKernels>) {
-      return DnnKernelsOf(level);
+      return level.dnn;
     } else {
-      return LstmKernelsOf(level);
+      return level.lstm;
     }
   };
   Buffer<T> want(out);
-  kernel(table(KernelLevel::kRef), want.data());
-  for (KernelLevel level : {KernelLevel::kSse, KernelLevel::kSse41, KernelLevel::kAvx2}) {
-    if (level > LevelOf(DetectedCpu())) break;
+  kernel(table(ref::kLevel), want.data());
+  for (const KernelLevel& level : KernelLevels()) {
+    if (!RunsOn(level, DetectedCpu())) continue;
     Buffer<T> got(out);
     kernel(table(level), got.data());
     for (size_t i = 0; i < n; ++i) FUZZ_CHECK(Same(want.data()[i], got.data()[i]));

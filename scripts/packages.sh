@@ -3,7 +3,7 @@
 
 build_packages="g++ cmake ninja-build pkg-config libfftw3-dev libboost-dev libboost-thread-dev libboost-system-dev libsndfile1-dev libsoxr-dev
   libcli11-dev nlohmann-json3-dev"
-test_packages="libgtest-dev libgmock-dev libbenchmark-dev ccache python3 binutils file man-db"
+test_packages="libgtest-dev libgmock-dev libbenchmark-dev ccache python3 binutils file man-db universal-ctags"
 
 install_quietly() {
   $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$@" </dev/null >&2

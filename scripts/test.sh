@@ -1,7 +1,8 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 # From a fresh Debian 12 to passed tests: installs what they need, builds with warnings as errors, runs all tests plainly and under the
-# Address and UB sanitizers, and those that use threads under the thread sanitizer. Exit code 0: everything passed.
+# Address and UB sanitizers, those that use threads under the thread sanitizer, and those of networks and sessions on the reference kernels
+# alone. Exit code 0: everything passed.
 #
 #   scripts/test.sh           all of it
 #   scripts/test.sh --quick   the plain build alone
@@ -62,7 +63,11 @@ export UBSAN_OPTIONS=print_stacktrace=1
 build asan-ubsan
 step test-asan-ubsan ctest --preset asan-ubsan -j "$jobs" --no-tests=error
 
-build tsan wvad_threads_test
+build tsan wvad_threads_test wvad_engine_test
 step test-tsan ctest --preset tsan --no-tests=error
+
+# Without instruction levels: what the networks and whole sessions give must not depend on them.
+build ref wvad_nn_test wvad_network_road_test wvad_api_test
+step test-ref ctest --preset ref -R '^(nn|network_road|api)\.' -j "$jobs" --no-tests=error
 
 if [ "$clang" = yes ]; then build clang wvad_program wvad_example_sentences; fi

@@ -4,6 +4,10 @@
 A corpus is a folder with manifest.csv (one row a file; docs/training.md lists the columns that are read), label files with the columns
 start_s,end_s, and 16 kHz mono audio in any format that libsndfile reads. Samples are decoded by libsndfile itself, through ctypes, so that
 training hears exactly what the other programs of this project hear. Decoded audio is kept as raw 16-bit files in a cache folder.
+
+Where a corpus has them, better labels stand beside: posterior/PATH.i8 (ten times the log-odds of speech, one signed byte a hop, -128 between
+joined clips), labels_joined/NAME.csv (the hard form), doubtful.csv (where two ways of labelling differ) and hidden_speech.csv (voices in files of
+noise).
 """
 
 import csv
@@ -84,8 +88,14 @@ class Recording:
     clips: list = field(default_factory=list)  # (start, end) in samples of the clips that were joined
 
 
+# What cannot be shared on under the terms of the models. A second licence that can ("... or CC-BY-SA") lets a file in.
+EXCLUDED_LICENCES = r"^(GPL|LGPL|MPL|GFDL)(?!.* or CC-BY)"
+CERTAIN = 8.0  # log-odds that stand for certainty
+NOT_A_CLIP = -128
+
+
 class Corpus:
-    def __init__(self, root, cache, exclude_licence=r"^(GPL|MPL)"):
+    def __init__(self, root, cache, exclude_licence=EXCLUDED_LICENCES):
         self.root = root
         self.cache = cache
         os.makedirs(cache, exist_ok=True)
@@ -103,6 +113,17 @@ class Corpus:
                     self.excluded.append(recording)
                 else:
                     self.recordings.append(recording)
+        self.doubtful = self._spans_by_path("doubtful.csv", lambda row: True)
+        # One of the two detectors takes a baby or a saw for a voice now and then; what both hear is a voice.
+        self.hidden_speech = self._spans_by_path("hidden_speech.csv", lambda row: min(float(row["silero"]), float(row["firered"])) >= 0.5)
+
+    def _spans_by_path(self, name, keep):
+        spans, path = {}, os.path.join(self.root, name)
+        if os.path.exists(path):
+            with open(path, newline="", encoding="utf-8") as handle:
+                for row in filter(keep, csv.DictReader(handle)):
+                    spans.setdefault(row["path"], []).append((int(float(row["start_s"]) * SAMPLE_RATE), int(float(row["end_s"]) * SAMPLE_RATE)))
+        return spans
 
     def select(self, category, split, keep=lambda recording: True):
         return [r for r in self.recordings if r.category == category and r.split == split and keep(r)]
@@ -120,8 +141,31 @@ class Corpus:
         return np.memmap(cached, np.int16, "r")
 
     def speech_spans(self, recording):
-        """Labelled speech as a list of (start, end) in samples."""
-        return read_label_file(os.path.join(self.root, recording.label))
+        """Labelled speech as a list of (start, end) in samples; the joined labels where there are some."""
+        name = os.path.splitext(os.path.basename(recording.path))[0]
+        joined = os.path.join(self.root, "labels_joined", name + ".csv")
+        return read_label_file(joined if os.path.exists(joined) else os.path.join(self.root, recording.label))
+
+    def has_log_odds(self, recording):
+        return os.path.exists(self._posterior_path(recording))
+
+    def _posterior_path(self, recording):
+        return os.path.join(self.root, "posterior", os.path.splitext(recording.path)[0] + ".i8")
+
+    def log_odds(self, recording, n_hops):
+        """The log-odds of speech of each hop, held within CERTAIN, and whether a clip lies there at all."""
+        path = self._posterior_path(recording)
+        if not os.path.exists(path):
+            hops = mask_to_hops(spans_to_mask(self.speech_spans(recording), n_hops * HOP))
+            return np.where(hops == 1, CERTAIN, -CERTAIN), np.ones(n_hops, bool)
+        stored = np.full(n_hops, NOT_A_CLIP, np.int8)
+        read = np.fromfile(path, np.int8)[:n_hops]
+        stored[:len(read)] = read
+        return np.clip(stored / 10.0, -CERTAIN, CERTAIN), stored != NOT_A_CLIP
+
+    def trusted(self, recording, n_hops):
+        """Where the ways of labelling agree, one bool a hop."""
+        return mask_to_hops(spans_to_mask(self.doubtful.get(recording.path, []), n_hops * HOP)) == 0
 
 
 def read_label_file(path):

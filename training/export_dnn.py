@@ -4,7 +4,7 @@
     export_dnn.py --network OUT/network.npz --data DIR --out MODELDIR
 
 Chooses the shifts, makes sure that no input can make a sum wrap, and moves the output bias so that the best balance of misses and false
-alarms on DIR/valid falls at a speech probability of 0.7, the engine's default threshold.
+alarms on DIR/judged falls at a speech probability of 0.7, the engine's default threshold (operating_point.py).
 """
 
 import argparse
@@ -14,10 +14,9 @@ import os
 import numpy as np
 
 from quantised_dnn import CONTEXT, INPUT_SHIFT, Counts, Network, Shifts, forward, input_bound, splice
-from metrics import best_balance
+from operating_point import AT_THRESHOLD, best_score, weighted
 
 FIRST_BIAS_SHIFT = 16
-THRESHOLD = 0.7
 
 
 def choose_first_shift(weight, bound):
@@ -49,14 +48,78 @@ def hold_rows(weights, bias, weight_shift, sum_shift, room=0.0):
     raise SystemExit("an 8-bit layer cannot be held in its range")
 
 
-def validation_blocks(folder, stride):
+def sessions_of(folder):
+    """Description, frames and label rows of each session."""
     with open(os.path.join(folder, "sessions.jsonl"), encoding="utf-8") as handle:
-        for line in handle:
-            name = f"{json.loads(line)['index']:05d}.npy"
+        for about in map(json.loads, handle):
+            name = f"{about['index']:05d}.npy"
             frames = np.load(os.path.join(folder, "feat", name)).astype(np.float32)
             if len(frames):
-                hops = np.load(os.path.join(folder, "labels", name))[:len(frames)]
-                yield splice(frames)[::stride], hops[::stride]
+                yield about, frames, np.load(os.path.join(folder, "labels", name))[:len(frames)]
+
+
+class Export:
+    """The layers of a trained network on their way to integers."""
+
+    def __init__(self, stored):
+        n = sum(1 for name in stored.files if name.startswith("weight") and name[6:].isdigit())
+        self.weights, self.biases = [stored[f"weight{i}"] for i in range(n)], [stored[f"bias{i}"].copy() for i in range(n)]
+        weight_shift, sum_shift = int(stored["weight_shift"]), int(stored["sum_shift"])
+        self.mean, self.inv_std, self.prior = stored["mean"], stored["inv_std"], stored["prior"]
+        first = choose_first_shift(self.weights[0], input_bound(self.mean, self.inv_std))
+        self.shifts = Shifts([first] + [weight_shift] * (n - 1), [FIRST_BIAS_SHIFT] + [sum_shift] * (n - 1))
+        for i in range(1, n):
+            self.weights[i] = hold_rows(self.weights[i], self.biases[i], weight_shift, sum_shift, room=2.0 if i == n - 1 else 0.0)
+
+    def network(self):
+        return Network(self.weights, self.biases, self.mean, self.inv_std, self.prior, self.shifts)
+
+    def set_operating_point(self, folder):
+        network, groups = self.network(), {}
+        for about, frames, hops in sessions_of(folder):
+            pairs = forward(network, splice(frames)[::2]).astype(np.float64)
+            score = np.log(np.maximum(pairs[:, 0], 1e-9)) - np.log(np.maximum(pairs[:, 1], 1e-9))
+            used = hops[::2, 1] > 0
+            groups.setdefault(about["group"], []).append((score[used], hops[::2, 0][used]))
+        score, error = best_score(*weighted({group: tuple(np.concatenate(column) for column in zip(*rows)) for group, rows in groups.items()}))
+        move = AT_THRESHOLD - score
+        self.biases[-1] = self.biases[-1] + np.float32([move / 2, -move / 2])
+        print(f"threshold at score {score:.3f}, balanced error {error:.4f}")
+
+    def check(self, folder):
+        network, counts = self.network(), Counts()
+        for _, frames, _ in sessions_of(folder):
+            forward(network, splice(frames)[::8], counts)
+        print(f"first layer: weights in Q{self.shifts.weights[0]}; clipped weights {network.clipped_weights()}, "
+              f"worst case of any input {[round(s, 3) for s in network.worst_case()]}")
+        print(f"on {counts.frames} frames: wraps {counts.wraps()}, greatest sums {[round(s, 3) for s in counts.greatest_sum]}")
+        if counts.wraps() or max(network.worst_case()) >= 1.0:
+            raise SystemExit("a sum can wrap")
+
+    def write(self, folder, comment):
+        os.makedirs(folder, exist_ok=True)
+        variables = []
+
+        def store(name, array, shift):
+            array = np.ascontiguousarray(array, np.float32)
+            np.save(os.path.join(folder, f"{name}.npy"), array.reshape(-1, 1) if array.ndim == 1 else array)
+            variables.append({"name": name, "shift": shift})
+
+        store("mean", self.mean, 0)
+        store("var", self.inv_std, 0)
+        store("pri", self.prior, 0)
+        for i, (weight, bias) in enumerate(zip(self.weights, self.biases)):
+            store(f"weights{i + 1}{i + 2}", weight, self.shifts.weights[i])
+            store(f"bias{i + 2}", bias, self.shifts.bias[i])
+        description = {
+            "network_type": "MLP_RES_DNN",
+            "comment": comment,
+            # Mean removal, recurrent network, model type, padding frames, sample rate, gain control, reading of the gain-controlled side.
+            "keys": [["0", "1"], ["1", "0"], ["2", "dnn_fb75"], ["3", "32"], ["4", "16000"], ["5", "0"], ["6", "0"]],
+            "variables": variables,
+        }
+        with open(os.path.join(folder, "model.json"), "w", encoding="utf-8") as handle:
+            json.dump(description, handle, indent=1)
 
 
 def main():
@@ -64,69 +127,12 @@ def main():
     parser.add_argument("--network", required=True)
     parser.add_argument("--data", required=True)
     parser.add_argument("--out", required=True)
-    parser.add_argument("--threshold-shift", type=float, default=0.0,
-                        help="moves the score at which the threshold falls: above 0, more false alarms and fewer misses")
     parser.add_argument("--comment", default="", help="kept in model.json, not in the model file")
     args = parser.parse_args()
-    stored = np.load(args.network)
-    n = sum(1 for name in stored.files if name.startswith("weight") and name[6:].isdigit())
-    weights = [stored[f"weight{i}"] for i in range(n)]
-    biases = [stored[f"bias{i}"].copy() for i in range(n)]
-    weight_shift, sum_shift = int(stored["weight_shift"]), int(stored["sum_shift"])
-    mean, inv_std = stored["mean"], stored["inv_std"]
-    first = choose_first_shift(weights[0], input_bound(mean, inv_std))
-    shifts = Shifts([first] + [weight_shift] * (n - 1), [FIRST_BIAS_SHIFT] + [sum_shift] * (n - 1))
-    for i in range(1, n):
-        weights[i] = hold_rows(weights[i], biases[i], weight_shift, sum_shift, room=2.0 if i == n - 1 else 0.0)
-
-    def build():
-        return Network(weights, biases, mean, inv_std, stored["prior"], shifts)
-
-    network = build()
-    scores, labels, frame_weights = [], [], []
-    for blocks, hops in validation_blocks(os.path.join(args.data, "valid"), 2):
-        pairs = forward(network, blocks).astype(np.float64)
-        scores.append(np.log(np.maximum(pairs[:, 0], 1e-9)) - np.log(np.maximum(pairs[:, 1], 1e-9)))
-        labels.append(hops[:, 0])
-        frame_weights.append(hops[:, 1].astype(np.float64))
-    scores, labels, frame_weights = map(np.concatenate, (scores, labels, frame_weights))
-    best, error = best_balance(scores[frame_weights > 0], labels[frame_weights > 0], frame_weights[frame_weights > 0])
-    move = np.log(THRESHOLD / (1.0 - THRESHOLD)) - (best - args.threshold_shift)
-    biases[-1] = biases[-1] + np.float32([move / 2, -move / 2])
-    network = build()
-    counts = Counts()
-    for blocks, _ in validation_blocks(os.path.join(args.data, "valid"), 8):
-        forward(network, blocks, counts)
-    print(f"first layer: weights in Q{first}; best score {best:.3f}, balanced error {error:.4f}, output moved by {move:.3f}")
-    print(f"clipped weights {network.clipped_weights()}, worst case of any input {[round(s, 3) for s in network.worst_case()]}")
-    print(f"on {counts.frames} frames: wraps {counts.wraps()}, greatest sums {[round(s, 3) for s in counts.greatest_sum]}")
-    if counts.wraps() or max(network.worst_case()) >= 1.0:
-        raise SystemExit("a sum can wrap")
-
-    os.makedirs(args.out, exist_ok=True)
-    variables = []
-
-    def store(name, array, shift):
-        array = np.ascontiguousarray(array, np.float32)
-        array = array.reshape(-1, 1) if array.ndim == 1 else array
-        np.save(os.path.join(args.out, f"{name}.npy"), array)
-        variables.append({"name": name, "shift": shift})
-
-    store("mean", mean, 0)
-    store("var", inv_std, 0)
-    store("pri", stored["prior"], 0)
-    for i in range(n):
-        store(f"weights{i + 1}{i + 2}", weights[i], shifts.weights[i])
-        store(f"bias{i + 2}", biases[i], shifts.bias[i])
-    description = {
-        "network_type": "MLP_RES_DNN",
-        "comment": args.comment,
-        # Mean removal, recurrent network, model type, padding frames, sample rate, gain control, reading of the gain-controlled side.
-        "keys": [["0", "1"], ["1", "0"], ["2", "dnn_fb75"], ["3", "32"], ["4", "16000"], ["5", "0"], ["6", "0"]],
-        "variables": variables,
-    }
-    with open(os.path.join(args.out, "model.json"), "w", encoding="utf-8") as handle:
-        json.dump(description, handle, indent=1)
+    export = Export(np.load(args.network))
+    export.set_operating_point(os.path.join(args.data, "judged"))
+    export.check(os.path.join(args.data, "valid"))
+    export.write(args.out, args.comment)
 
 
 if __name__ == "__main__":

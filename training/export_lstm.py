@@ -3,9 +3,9 @@
 
     export_lstm.py --network OUT/network.npz --data DIR --out MODELDIR
 
-Chooses the ranges of the 8-bit form, makes sure that its sums cannot clip and that the 16-bit form wraps nowhere on DIR/valid and keeps a distance
-from that, and moves the output bias so that the best balance of misses and false alarms there falls at a speech probability of 0.7, the engine's
-default threshold.
+Chooses the ranges of the 8-bit form, makes sure that its sums cannot clip and that the 16-bit form wraps nowhere on DIR/valid and DIR/judged and keeps a
+distance from that, and moves and weighs the outputs so that the best balance of misses and false alarms on DIR/judged falls at a speech probability
+of 0.7, the engine's default threshold (operating_point.py).
 """
 
 import argparse
@@ -14,13 +14,14 @@ import os
 
 import numpy as np
 
-from metrics import best_balance
 from model_file import LSTM_FIXED, LSTM_RANGES, gates_to_file
+from operating_point import AT_THRESHOLD, choose
 from quantised_lstm import FIXED_SHIFTS, INT8_RANGES, PRIMING_BLOCKS, STACKED, Counts, Lstm, form_of, run_sessions
 from session_blocks import load_split
 
-THRESHOLD = 0.7
-FC_SHARE = 0.7  # the greatest part of the range before a wrap that the units behind the recurrent layer may use on DIR/valid
+FC_SHARE = 0.7  # the greatest part of the range before a wrap that the units behind the recurrent layer may use
+GREATEST_WEIGHT = 3.9  # of the outputs of the 16-bit form
+GREATEST_BIAS = 8.0
 
 
 def ranges(network):
@@ -33,69 +34,68 @@ def ranges(network):
                      r["layer input"], r["recurrent vector"], r["projection input"], r["recurrent vector"]], np.float32)
 
 
-def score(net, sessions, counts=None):
-    """ln of the odds of speech, labels and weights of all frames of the sessions that have a result."""
-    scores, labels, weights = [], [], []
-    for pairs, (_, label, weight) in zip(run_sessions(net, [x for x, _, _ in sessions], counts), sessions):
+def scores_by_group(net, sessions, counts):
+    """Group to ln of the odds of speech and labels of all frames that have a result; sessions without a group only count wraps."""
+    groups = {}
+    for pairs, session in zip(run_sessions(net, [s.blocks for s in sessions], counts), sessions):
         pairs = pairs.astype(np.float64)
-        scores.append(np.log(np.maximum(pairs[:, 0], 1e-9)) - np.log(np.maximum(pairs[:, 1], 1e-9)))
-        labels.append(label.ravel()[:len(pairs)])
-        weights.append(weight.ravel()[:len(pairs)].astype(np.float64))
-    return tuple(map(np.concatenate, (scores, labels, weights)))
+        score = np.log(np.maximum(pairs[:, 0], 1e-9)) - np.log(np.maximum(pairs[:, 1], 1e-9))
+        used = session.weights.ravel()[:len(pairs)] > 0
+        groups.setdefault(session.about.get("group"), []).append((score[used], session.labels.ravel()[:len(pairs)][used]))
+    groups.pop(None, None)
+    return {group: tuple(np.concatenate(column) for column in zip(*rows)) for group, rows in groups.items()}
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--network", required=True)
-    parser.add_argument("--data", required=True)
-    parser.add_argument("--out", required=True)
-    parser.add_argument("--threshold-shift", type=float, default=0.0,
-                        help="moves the score at which the threshold falls: above 0, more false alarms and fewer misses")
-    parser.add_argument("--comment", default="", help="kept in model.json, not in the model file")
-    args = parser.parse_args()
-    stored = dict(np.load(args.network))
-    kind = str(stored.pop("kind"))
-    scales = ranges(stored) if kind == "lstm_fb40" else None
-    net = Lstm(kind=kind, scales=scales, **stored)
+def refuse_unfit(net):
     form = form_of(net)
     if sum(form.clipped_weights().values()):
         raise SystemExit(f"weights do not fit: {form.clipped_weights()}")
     if form.saturating():
         raise SystemExit(f"8-bit sums of {form.saturating()} can clip")
-    if kind == "lstm_fb40" and form.input_worst_case() >= 1.0:
+    if net.kind == "lstm_fb40" and form.input_worst_case() >= 1.0:
         raise SystemExit("sums of the input can wrap")
 
-    sessions = load_split(os.path.join(args.data, "valid"), kind)
-    counts = Counts()
-    scores, labels, weights = score(net, sessions, counts)
-    share = counts.greatest.get("fc and bias", 0.0)
-    if share > FC_SHARE:
-        # A rectified unit made smaller and weighed more says the same.
-        net.fc, net.fc_bias, net.out = net.fc * (FC_SHARE / share), net.fc_bias * (FC_SHARE / share), net.out * (share / FC_SHARE)
-        if sum(form_of(net).clipped_weights().values()):
-            raise SystemExit("the units behind the recurrent layer come too close to a wrap")
-        counts = Counts()
-        scores, labels, weights = score(net, sessions, counts)
-    best, error = best_balance(scores[weights > 0], labels[weights > 0], weights[weights > 0])
-    move = np.log(THRESHOLD / (1.0 - THRESHOLD)) - (best - args.threshold_shift)
-    net.out_bias = (net.out_bias + np.tile(np.float32([move / 2, -move / 2]), STACKED)).astype(np.float32)
-    if kind == "lstm_fb75" and np.abs(net.out_bias).max() > 8.0:
+
+def with_smaller_units(net, share):
+    """A rectified unit made smaller and weighed more says the same."""
+    factor = FC_SHARE / share
+    net.fc, net.fc_bias, net.out = net.fc * factor, net.fc_bias * factor, net.out / factor
+    if sum(form_of(net).clipped_weights().values()):
+        raise SystemExit("the units behind the recurrent layer come too close to a wrap")
+
+
+def set_operating_point(net, groups):
+    most = 2.0 if net.kind == "lstm_fb40" else min(2.0, GREATEST_WEIGHT / float(np.abs(net.out).max()))
+    point = choose(groups, highest=max(0.6, most))
+    move = AT_THRESHOLD - point.slope * point.score
+    net.out = (net.out * point.slope).astype(np.float32)
+    net.out_bias = (net.out_bias * point.slope + np.tile(np.float32([move / 2, -move / 2]), STACKED)).astype(np.float32)
+    if net.kind == "lstm_fb75" and np.abs(net.out_bias).max() > GREATEST_BIAS:
         raise SystemExit("the operating point lies too far away")
-    print(f"best score {best:.3f}, balanced error {error:.4f}, output moved by {move:.3f}")
+    if net.kind == "lstm_fb40":
+        net.scales[4] = np.abs(net.out).max()
+    print(f"threshold at score {point.score:.3f}, slope {point.slope:.2f}, balanced error {point.balanced_error:.4f}")
+
+
+def check(net, sessions):
+    counts = Counts()
+    run_sessions(net, [s.blocks for s in sessions], counts)
     print(f"on {counts.steps} steps: wrapped {counts.wrapped}, clipped {counts.clipped}")
     print("greatest shares of the range", {place: round(share, 3) for place, share in counts.greatest.items()})
     if counts.wraps():
         raise SystemExit("a sum wraps")
 
-    os.makedirs(args.out, exist_ok=True)
-    variables = []
 
-    def store(name, array, shift=None):
+def write_folder(net, folder, comment):
+    os.makedirs(folder, exist_ok=True)
+    variables, fixed = [], net.kind == "lstm_fb75"
+
+    def store(name, array, shift=0):
         array = np.ascontiguousarray(array, np.float32)
         array = array.reshape(-1, 1) if array.ndim == 1 else array
-        np.save(os.path.join(args.out, f"{name}.npy"), array)
+        np.save(os.path.join(folder, f"{name}.npy"), array)
         # The engine knows the shifts of a recurrent model itself; they stand in the file for its readers.
-        variables.append({"name": name} if scales is not None else {"name": name, "shift": shift or 0})
+        variables.append({"name": name, "shift": shift} if fixed else {"name": name})
 
     q = FIXED_SHIFTS
     store("mean", net.mean)
@@ -112,18 +112,41 @@ def main():
     store("softmax_weight_", net.out, q["out"])
     store("softmax_bias_", net.out_bias, q["out_bias"])
     description = {
-        "network_type": LSTM_RANGES if scales is not None else LSTM_FIXED,
-        "comment": args.comment,
+        "network_type": LSTM_FIXED if fixed else LSTM_RANGES,
+        "comment": comment,
         # Mean removal, recurrent network, model type, padding frames, sample rate, gain control, reading of the gain-controlled side. The 40
         # values are the same with and without mean removal; without it no frame waits for a mean.
-        "keys": [["0", "0" if kind == "lstm_fb40" else "1"], ["1", "1"], ["2", kind], ["3", str(PRIMING_BLOCKS * STACKED)], ["4", "16000"],
+        "keys": [["0", "1" if fixed else "0"], ["1", "1"], ["2", net.kind], ["3", str(PRIMING_BLOCKS * STACKED)], ["4", "16000"],
                  ["5", "0"], ["6", "0"]],
         "variables": variables,
     }
-    if scales is not None:
-        description["scales"] = [float(s) for s in scales]
-    with open(os.path.join(args.out, "model.json"), "w", encoding="utf-8") as handle:
+    if not fixed:
+        description["scales"] = [float(s) for s in net.scales]
+    with open(os.path.join(folder, "model.json"), "w", encoding="utf-8") as handle:
         json.dump(description, handle, indent=1)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--network", required=True)
+    parser.add_argument("--data", required=True)
+    parser.add_argument("--out", required=True)
+    parser.add_argument("--comment", default="", help="kept in model.json, not in the model file")
+    args = parser.parse_args()
+    stored = dict(np.load(args.network))
+    kind = str(stored.pop("kind"))
+    net = Lstm(kind=kind, scales=ranges(stored) if kind == "lstm_fb40" else None, **stored)
+    refuse_unfit(net)
+    judged = load_split(os.path.join(args.data, "judged"), kind)
+    counts = Counts()
+    groups = scores_by_group(net, judged, counts)
+    if counts.greatest.get("fc and bias", 0.0) > FC_SHARE:
+        with_smaller_units(net, counts.greatest["fc and bias"])
+        groups = scores_by_group(net, judged, Counts())
+    set_operating_point(net, groups)
+    refuse_unfit(net)
+    check(net, judged + load_split(os.path.join(args.data, "valid"), kind))
+    write_folder(net, args.out, args.comment)
 
 
 if __name__ == "__main__":

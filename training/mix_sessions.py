@@ -1,12 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Mixes labelled clean speech with noise, music, rooms, levels, bands and pauses into training sessions.
+"""Mixes labelled speech with noise, music, rooms, levels, channels and pauses into training sessions.
 
     mix_sessions.py --corpus DIR --out DIR --split train --hours 12 --seed 1
 
-Writes OUT/SPLIT/pcm/NNNNN.s16 (16-bit mono at 16 kHz), OUT/SPLIT/labels/NNNNN.npy (uint8, one row a 10 ms hop: speech 0 or 1, weight in
-percent), OUT/SPLIT/sessions.txt (the PCM files in order, as wvad-blocks wants them) and OUT/SPLIT/sessions.jsonl (how each was made).
+Writes OUT/SPLIT/pcm/NNNNN.s16 (16-bit mono at 16 kHz), OUT/SPLIT/labels/NNNNN.npy (int16, one row a 10 ms hop: speech 0 or 1, weight in percent,
+ten times the log-odds of speech), OUT/SPLIT/sessions.txt (the PCM files in order, as wvad-blocks wants them) and OUT/SPLIT/sessions.jsonl (how each
+was made).
 
-Session N depends on (seed, split, N) and the corpus alone, not on the number of worker processes.
+Session N depends on (seed, split, N) and the corpus alone, not on the number of worker processes. A second run goes on where the first was stopped.
 """
 
 import argparse
@@ -17,282 +18,224 @@ import zlib
 
 import numpy as np
 
-from audio_corpus import HOP, SAMPLE_RATE, Corpus, mask_to_hops, spans_to_mask
+from audio_corpus import CERTAIN, EXCLUDED_LICENCES, HOP, SAMPLE_RATE, Corpus
+from background_sound import Backgrounds
+from channel_effects import through_channel
+from made_sounds import coloured_noise, disturbance
+from signal_tools import convolve, db, log_uniform, rms, shape_spectrum, smooth_curve, tilt_curve
+from simulated_rooms import LEAD, impulse_response, random_room, random_source
+from speech_track import ClipSource, speech_track
 
 # Shares of the kinds of session.
-KINDS = [("speech", 0.76), ("noise", 0.11), ("music", 0.09), ("silence", 0.04)]
-# Never offered as non-speech: they hold words or many voices. Voices without words may still stand behind speech.
-SUNG = "song with sung words"
-VOICES = ("crowd", "distant voices")
+KINDS = [("speech", 0.48), ("table", 0.18), ("recorded", 0.06), ("noise", 0.16), ("music", 0.07), ("silence", 0.03), ("gap", 0.02)]
+UNHEARD_DB = -22.0  # speech so far below its background is neither speech nor silence
+FAINT_DB = -12.0
+# A voice of a few steps of a 16-bit sample is crosstalk or a voice next door, in nobody's words speech; of full scale.
+NOBODYS_DB = -78.0
+HARDLY_DB = -72.0
+NOT_SPEECH = -30  # ten times the log-odds
+BLOCK = 64  # sessions handed out at a time
 
 
-def rms(x):
-    return float(np.sqrt(np.mean(np.square(x, dtype=np.float64)))) if len(x) else 0.0
+def hop_power(x):
+    return np.square(x[:len(x) // HOP * HOP].reshape(-1, HOP)).mean(axis=1)
 
 
-def db(value):
-    return 10.0 ** (value / 20.0)
+def audible_weight(log_odds, voice, background):
+    """1, less for speech that its background nearly hides, 0 for speech that it hides."""
+    smooth = np.ones(9) / 9.0
+    ratio = 10.0 * np.log10((np.convolve(hop_power(voice), smooth, "same") + 1e-6) / (np.convolve(hop_power(background), smooth, "same") + 1e-6))
+    weight = np.where(ratio < UNHEARD_DB, 0.0, np.where(ratio < FAINT_DB, 0.3, 1.0))
+    return np.where(log_odds > -1.0, weight, 1.0)
 
 
-def next_fast(n):
-    size = 1
-    while size < n:
-        size *= 2
-    return min(size, min(k * (1 << max(0, int(np.ceil(np.log2(n / k))))) for k in (3, 5)))
+def without_inaudible(samples, rows):
+    """Label rows in which what no ear would notice is no speech, and what few would counts little."""
+    level = 10.0 * np.log10(np.convolve(hop_power(samples / 32768.0), np.ones(9) / 9.0, "same") + 1e-12)
+    hard, weight, log_odds = rows.T
+    nobodys = level < NOBODYS_DB
+    hardly = ~nobodys & (level < HARDLY_DB) & (log_odds > NOT_SPEECH)
+    return np.stack([np.where(nobodys, 0, hard), np.where(hardly, 3 * weight // 10, weight), np.where(nobodys, np.minimum(log_odds, NOT_SPEECH), log_odds)],
+                    axis=1)
 
 
-def convolve(x, h):
-    n = len(x) + len(h) - 1
-    size = next_fast(n)
-    return np.fft.irfft(np.fft.rfft(x, size) * np.fft.rfft(h, size), size)[:n]
+def tail_weight(hard, t60):
+    """Less where a room still sounds after speech."""
+    weight = np.ones(len(hard))
+    if t60:
+        for edge in np.flatnonzero(np.diff(hard.astype(np.int8)) < 0):
+            weight[edge + 1:edge + 1 + int(t60 * 35)] = 0.4
+    return np.where(hard == 1, 1.0, weight)
 
 
-def shape_spectrum(x, curve):
-    """Filters with zero phase by `curve`, a function of the frequency in Hz."""
-    size = next_fast(len(x) + SAMPLE_RATE)
-    spectrum = np.fft.rfft(x, size)
-    spectrum *= curve(np.fft.rfftfreq(size, 1.0 / SAMPLE_RATE))
-    return np.fft.irfft(spectrum, size)[:len(x)]
-
-
-def band_curve(low_hz, high_hz):
-    def curve(f):
-        up = 1.0 / (1.0 + (low_hz / np.maximum(f, 1.0)) ** 8) if low_hz else 1.0
-        down = 1.0 / (1.0 + (f / high_hz) ** 40) if high_hz else 1.0
-        return np.sqrt(up * down)
-
-    return curve
-
-
-def tilt_curve(rng):
-    """A smooth random colour of up to about 8 dB, as microphones have."""
-    points_hz = np.array([0.0, 150.0, 400.0, 1000.0, 2500.0, 5000.0, 8000.0])
-    gain_db = rng.normal(0.0, 3.0, len(points_hz)).clip(-8, 8)
-    return lambda f: db(np.interp(f, points_hz, gain_db))
-
-
-def stretched(x, factor):
-    """`x` played `factor` times as fast, pitch and all."""
-    return np.interp(np.arange(int(len(x) / factor)) * factor, np.arange(len(x)), x)
-
-
-def mu_law(x):
-    scaled = np.clip(x / 32768.0, -1.0, 1.0)
-    code = np.round(np.sign(scaled) * np.log1p(255.0 * np.abs(scaled)) / np.log(256.0) * 127.0) / 127.0
-    return np.sign(code) * (np.exp(np.abs(code) * np.log(256.0)) - 1.0) / 255.0 * 32768.0
-
-
-def coloured_noise(rng, n):
-    """Steady noise with a random slope, with or without hum; unit power."""
-    slope_db = rng.uniform(-8.0, 2.0)  # per octave
-    corner = rng.uniform(50.0, 400.0)
-    noise = shape_spectrum(rng.standard_normal(n), lambda f: (np.maximum(f, corner) / 1000.0) ** (slope_db / 6.02))
-    noise /= max(rms(noise), 1e-9)
-    if rng.random() < 0.25:
-        base = rng.choice([50.0, 60.0, 100.0, 120.0, 400.0])
-        t = np.arange(n) / SAMPLE_RATE
-        hum = sum(rng.uniform(0.1, 1.0) / k * np.sin(2 * np.pi * (base * k * t + rng.random())) for k in range(1, int(rng.integers(2, 8))))
-        noise += rng.uniform(0.2, 1.5) * hum / max(rms(hum), 1e-9)
-        noise /= rms(noise)
-    return noise
+def weighed(track, voice, background, t60):
+    """Samples, hard labels, weights and log-odds of a session."""
+    weight = track.weight * audible_weight(track.log_odds, voice, background) * tail_weight(track.hard, t60)
+    return voice + background, track.hard, weight, track.log_odds
 
 
 class Mixer:
-    def __init__(self, corpus, split, seed):
-        self.corpus, self.split, self.seed = corpus, split, seed
-        self.speech = corpus.select("speech", split, lambda r: r.label_quality in ("good", "fair"))
-        self.by_speaker = {}
-        for r in self.speech:
-            self.by_speaker.setdefault(r.speaker, []).append(r)
-        # A file's chance grows with its length, a speaker's with the root of his share, so that nobody fills the set.
-        self.speakers = sorted(self.by_speaker)
-        weight = np.array([sum(r.seconds for r in self.by_speaker[s]) for s in self.speakers]) ** 0.6
-        self.speaker_p = weight / weight.sum()
-        noise = corpus.select("noise", split, lambda r: r.seconds >= 2.0)
-        music = corpus.select("music", split, lambda r: r.subcategory != SUNG)
-        self.noise_behind = noise
-        self.noise_alone = [r for r in noise if not any(word in r.subcategory for word in VOICES)]
-        self.music = music
-        self.rooms = corpus.select("rir", split, lambda r: r.subcategory != "telephone filter")
-        if not self.speech or not self.noise_alone:
+    def __init__(self, corpus, split, seed, only=None):
+        self.corpus, self.split, self.seed, self.only = corpus, split, seed, only
+        speech = corpus.select("speech", split, lambda r: r.label_quality in ("good", "fair"))
+        self.backgrounds = Backgrounds(corpus, split)
+        if not speech or not self.backgrounds.alone:
             raise SystemExit(f"the corpus has no labelled speech or no noise in the split '{split}'")
+        self.source = ClipSource(corpus, speech)
+        self.recorded = corpus.select("conversation", split, corpus.has_log_odds)
+        self.rooms = corpus.select("rir", split, lambda r: r.subcategory != "telephone filter")
 
-    def background(self, rng, recordings, n):
-        """`n` samples made of pieces of `recordings`, as float; and what was used."""
-        out = np.zeros(n)
-        used = []
-        position = 0
-        while position < n:
-            recording = recordings[int(rng.integers(len(recordings)))]
-            pcm = self.corpus.samples(recording)
-            want = min(n - position, int(rng.uniform(6.0, 40.0) * SAMPLE_RATE))
-            start = int(rng.integers(len(pcm)))
-            piece = np.resize(np.roll(pcm[:min(len(pcm), 100 * SAMPLE_RATE)], -start), want).astype(np.float64)
-            if rng.random() < 0.5:  # few sources become many
-                piece = np.resize(stretched(piece, float(np.exp(rng.uniform(np.log(0.7), np.log(1.4))))), want)
-            level = max(rms(piece), 1.0)
-            fade = min(len(piece) // 2, 1600)
-            if fade:
-                ramp = np.linspace(0.0, 1.0, fade)
-                piece[:fade] *= ramp
-                piece[-fade:] *= ramp[::-1]
-            out[position:position + want] = piece / level
-            position += want
-            used.append(recording.path)
-        return out, used
-
-    def room(self, rng):
+    def measured_room(self, rng):
         recording = self.rooms[int(rng.integers(len(self.rooms)))]
         h = self.corpus.samples(recording).astype(np.float64)
         peak = int(np.argmax(np.abs(h)))
         h = h[max(0, peak - 80):]
         peak = min(peak, 80)
-        t60 = float(np.exp(rng.uniform(np.log(0.12), np.log(0.9))))
+        t60 = log_uniform(rng, 0.12, 0.9)
         tail = np.arange(len(h)) - peak
         h = h * np.where(tail > 0, 10.0 ** (-3.0 * tail / SAMPLE_RATE / t60), 1.0)
-        wet = rng.uniform(0.3, 1.0)
-        h[peak + 40:] *= wet
+        h[peak + 40:] *= rng.uniform(0.3, 1.0)
         h = h[:peak + int(1.2 * t60 * SAMPLE_RATE) + 200]
         return h / np.sqrt(np.sum(h * h)), peak, t60, recording.path
 
-    def speech_track(self, rng, n):
-        """Clips of one to three speakers between pauses. Speech at an active level of 1.0, its mask, and what was used."""
-        voice = np.zeros(n)
-        mask = np.zeros(n, bool)
-        used = []
-        talkers = [self.speakers[i] for i in rng.choice(len(self.speakers), int(rng.choice([1, 1, 1, 2, 3])), p=self.speaker_p)]
-        talker_db = {t: rng.normal(0.0, 2.5) for t in talkers}
-        pause_scale = float(rng.choice([0.5, 1.0, 1.0, 2.0]))
-        position = 0 if rng.random() < 0.15 else int(rng.uniform(0.2, 3.0) * SAMPLE_RATE)
-        while position < n - SAMPLE_RATE // 2:
-            talker = talkers[int(rng.integers(len(talkers)))]
-            recordings = self.by_speaker[talker]
-            recording = recordings[int(rng.integers(len(recordings)))]
-            pcm = self.corpus.samples(recording)
-            clip_start, clip_end = (0, len(pcm))
-            if recording.clips:
-                clip_start, clip_end = recording.clips[int(rng.integers(len(recording.clips)))]
-                clip_end = min(clip_end, len(pcm))
-            labelled = spans_to_mask(self.corpus.speech_spans(recording), len(pcm))[clip_start:clip_end]
-            clip = pcm[clip_start:clip_end].astype(np.float64)
-            if not labelled.any() or len(clip) < 1600:
+    def in_simulated_room(self, rng, track, about):
+        """Each voice from its own place around the table; and the reverberation time."""
+        n = len(track.voices[0])
+        room = random_room(rng)
+        about["room"] = f"simulated {room.t60:.2f} s"
+        return sum(convolve(v, impulse_response(rng, room, random_source(rng, room)))[LEAD:LEAD + n] for v in track.voices), room.t60
+
+    def in_room(self, rng, track, about):
+        """The voices together, dry, in a measured room, or in a simulated one; and the reverberation time."""
+        way = rng.random()
+        if way < 0.22 and self.rooms:
+            n = len(track.voices[0])
+            h, peak, t60, about["room"] = self.measured_room(rng)
+            return convolve(sum(track.voices), h)[peak:peak + n], t60
+        return self.in_simulated_room(rng, track, about) if way < 0.50 else (sum(track.voices), 0.0)
+
+    def speech_session(self, rng, n, about):
+        track = speech_track(self.source, rng, n // HOP)
+        voice, t60 = self.in_room(rng, track, about)
+        level_db = float(rng.uniform(-38.0, -10.0)) if rng.random() < 0.6 else float(rng.uniform(-60.0, -6.0))
+        voice = self.at_level(rng, voice, track, level_db, about)
+        background = np.zeros(n)
+        noise = self.backgrounds.speech_noise(rng, n, about)
+        if noise is not None:
+            about["snr_db"] = round(float(rng.uniform(-5.0, 30.0)) if rng.random() < 0.6 else float(rng.uniform(0.0, 20.0)), 1)
+            background = noise * db(level_db - about["snr_db"]) * 32768.0
+        if rng.random() < 0.25:
+            around = level_db if rng.random() < 0.5 else -45.0
+            background += self.disturbances(rng, n, around, about)
+        background += self.floor(rng, n, min(level_db - 10.0, -60.0), about)
+        return weighed(track, voice, background, t60)
+
+    def table_session(self, rng, n, about):
+        """Talkers around a microphone on a table, some of them far, with what hands and breath do to it."""
+        track = speech_track(self.source, rng, n // HOP, apart=0.6)
+        voice, t60 = self.in_simulated_room(rng, track, about)
+        level_db = float(rng.uniform(-58.0, -26.0))
+        voice = self.at_level(rng, voice, track, level_db, about)
+        about["snr_db"] = round(float(rng.uniform(2.0, 28.0)), 1)
+        background = coloured_noise(rng, n)
+        if rng.random() < 0.35:
+            noise, about["noise"] = self.backgrounds.recorded(rng, self.backgrounds.behind, n)
+            background = db(float(rng.uniform(-15.0, 0.0))) * background + noise
+        background *= db(level_db - about["snr_db"]) * 32768.0 / max(rms(background), 1e-9)
+        if rng.random() < 0.65:
+            background += self.disturbances(rng, n, level_db, about)
+        return weighed(track, voice, background, t60)
+
+    def at_level(self, rng, voice, track, level_db, about):
+        """The voices at an active level, coloured and turned away now and then."""
+        about["speech"], about["level_db"] = sorted(set(track.used)), round(level_db, 1)
+        if rng.random() < 0.4:
+            voice = shape_spectrum(voice, tilt_curve(rng))
+        if rng.random() < 0.2:  # somebody who turns away and back
+            voice = voice * db(smooth_curve(rng, len(voice), float(rng.uniform(1.0, 4.0)), 5.0).clip(-14.0, 8.0))
+        active = np.repeat(track.hard == 1, HOP)
+        level = rms(voice[active]) if active.any() else 0.0
+        return voice * (db(level_db) * 32768.0 / level) if level > 0 else np.zeros(len(voice))
+
+    def disturbances(self, rng, n, level_db, about):
+        at_db = float(rng.uniform(level_db - 18.0, level_db + 8.0))
+        about["disturbance_db"] = round(at_db, 1)
+        return disturbance(rng, n) * db(at_db) * 32768.0
+
+    def floor(self, rng, n, most_db, about):
+        """The noise of the recording device, or none."""
+        if rng.random() < 0.25:
+            return np.zeros(n)
+        about["floor_db"] = round(float(rng.uniform(-95.0, max(-94.0, most_db))), 1)
+        return coloured_noise(rng, n) * db(about["floor_db"]) * 32768.0
+
+    def recorded_session(self, rng, n, about):
+        """A stretch of a real conversation, at another level."""
+        recording = self.recorded[int(rng.integers(len(self.recorded)))]
+        whole = len(self.corpus.samples(recording)) // HOP * HOP
+        first = int(rng.integers(0, max(1, whole - n))) // HOP * HOP
+        clip = self.source.whole(recording, first, first + n)
+        about["speech"] = [recording.path]
+        about["level_db"] = round(float(rng.uniform(-50.0, -10.0)), 1)
+        x = clip.samples * db(about["level_db"]) * 32768.0 / max(rms(clip.samples), 1.0)
+        extra = self.floor(rng, len(x), about["level_db"] - 15.0, about)
+        if rng.random() < 0.25:
+            extra = extra + self.disturbances(rng, len(x), about["level_db"] - 6.0, about)
+        weight = clip.weight * audible_weight(clip.log_odds, x, extra)
+        return x + extra, clip.hard, weight, clip.log_odds
+
+    def gap_session(self, rng, about):
+        """Speech, then one to five minutes of digital silence or of a faint floor, then speech."""
+        parts = []
+        for seconds in (rng.uniform(5.0, 15.0), 0.0, rng.uniform(15.0, 30.0)):
+            if seconds:
+                parts.append(self.speech_session(rng, int(seconds * SAMPLE_RATE) // HOP * HOP, about))
                 continue
-            # Cut a long clip somewhere outside speech, so that sentences of all lengths occur.
-            limit = int(rng.uniform(1.0, 16.0) * SAMPLE_RATE)
-            if len(clip) > limit:
-                quiet = np.flatnonzero(~labelled[limit:])
-                cut = limit + (int(quiet[0]) if len(quiet) else len(clip) - limit)
-                clip, labelled = clip[:cut], labelled[:cut]
-                if not labelled.any():
-                    continue
-            if rng.random() < 0.35:
-                factor = float(rng.uniform(0.9, 1.12))
-                clip = stretched(clip, factor)
-                labelled = labelled[np.minimum((np.arange(len(clip)) * factor).astype(np.int64), len(labelled) - 1)]
-                if not labelled.any():
-                    continue
-            room_left = n - position
-            clip, labelled = clip[:room_left], labelled[:room_left]
-            level = rms(clip[labelled]) if labelled.any() else rms(clip)
-            gain = db(talker_db[talker] + rng.normal(0.0, 1.0)) / max(level, 1.0)
-            fade = min(160, len(clip))
-            clip[-fade:] *= np.linspace(1.0, 0.0, fade)
-            voice[position:position + len(clip)] += clip * gain
-            mask[position:position + len(clip)] |= labelled
-            used.append(recording.path)
-            position += len(clip) + int(np.exp(rng.uniform(np.log(0.3), np.log(8.0))) * pause_scale * SAMPLE_RATE)
-        return voice, mask, used
+            hops = int(log_uniform(rng, 60.0, 320.0) * 100)
+            still = coloured_noise(rng, hops * HOP) * db(float(rng.uniform(-95.0, -75.0))) * 32768.0 if rng.random() < 0.4 else np.zeros(hops * HOP)
+            parts.append((still, np.zeros(hops, np.uint8), np.ones(hops), np.full(hops, -CERTAIN)))
+        return tuple(np.concatenate(columns) for columns in zip(*parts))
+
+    def other_session(self, rng, kind, n, about):
+        x = np.zeros(n)
+        if kind == "noise":
+            x = self.backgrounds.alone_noise(rng, n, about)
+        elif kind == "music":
+            x, about["noise"] = self.backgrounds.recorded(rng, self.backgrounds.music, n)
+        if kind != "silence":
+            about["level_db"] = round(float(rng.uniform(-55.0, -8.0)), 1)
+            x = x * db(about["level_db"]) * 32768.0
+            if rng.random() < 0.3:
+                x = shape_spectrum(x, tilt_curve(rng))
+        if kind != "silence" or rng.random() < 0.6:
+            x = x + self.floor(rng, n, -60.0, about)
+        if rng.random() < 0.15:
+            x = x + self.disturbances(rng, n, -45.0, about)
+        hops = n // HOP
+        return x, np.zeros(hops, np.uint8), np.ones(hops), np.full(hops, -CERTAIN)
 
     def make(self, index):
         """Session `index`: samples as int16, label rows, description."""
         rng = np.random.default_rng([self.seed, zlib.crc32(self.split.encode()), index])
         kind = str(rng.choice([k for k, _ in KINDS], p=[p for _, p in KINDS]))
-        if kind == "music" and not self.music:
+        kind = self.only or kind
+        if (kind == "music" and not self.backgrounds.music) or (kind == "recorded" and not self.recorded):
             kind = "noise"
-        seconds = rng.uniform(15.0, 60.0) if kind == "speech" else rng.uniform(10.0, 40.0)
-        n = int(seconds * SAMPLE_RATE) // HOP * HOP
-        about = {"index": index, "kind": kind, "seconds": round(n / SAMPLE_RATE, 2)}
-        x = np.zeros(n)
-        mask = np.zeros(n, bool)
-        weight = np.full(n // HOP, 100, np.uint8)
-        t60 = 0.0
-
-        if kind == "speech":
-            voice, mask, about["speech"] = self.speech_track(rng, n)
-            if self.rooms and rng.random() < 0.4:
-                h, peak, t60, about["room"] = self.room(rng)
-                voice = convolve(voice, h)[peak:peak + n]
-                voice /= max(rms(voice[mask]), 1e-9) if mask.any() else 1.0
-            if rng.random() < 0.4:
-                voice = shape_spectrum(voice, tilt_curve(rng))
-            voice /= max(rms(voice[mask]), 1e-9) if mask.any() else 1.0
-            level_db = float(rng.uniform(-38.0, -10.0)) if rng.random() < 0.9 else float(rng.uniform(-45.0, -6.0))
-            x = voice * db(level_db) * 32768.0
-            about["level_db"] = round(level_db, 1)
-            behind = str(rng.choice(["none", "steady", "noise", "music", "both"], p=[0.18, 0.20, 0.37, 0.15, 0.10]))
-            if behind == "music" and not self.music:
-                behind = "noise"
-            about["behind"] = behind
-            if behind != "none":
-                snr_db = float(rng.uniform(-5.0, 30.0)) if rng.random() < 0.6 else float(rng.uniform(3.0, 20.0))
-                about["snr_db"] = round(snr_db, 1)
-                noise = np.zeros(n)
-                if behind in ("steady", "both"):
-                    noise += coloured_noise(rng, n)
-                if behind in ("noise", "both"):
-                    piece, about["noise"] = self.background(rng, self.noise_behind, n)
-                    noise += piece
-                if behind == "music":
-                    piece, about["noise"] = self.background(rng, self.music, n)
-                    noise += piece
-                if rng.random() < 0.15:  # begins or ends somewhere
-                    at = int(rng.uniform(0.2, 0.8) * n)
-                    envelope = np.ones(n)
-                    envelope[:at] = db(float(rng.uniform(-40.0, -6.0)))
-                    noise *= envelope if rng.random() < 0.5 else envelope[::-1]
-                noise *= db(level_db - snr_db) * 32768.0 / max(rms(noise), 1e-9)
-                x = x + noise
-        elif kind in ("noise", "music"):
-            if kind == "noise" and rng.random() < 0.25:
-                x = coloured_noise(rng, n)
-            else:
-                x, about["noise"] = self.background(rng, self.noise_alone if kind == "noise" else self.music, n)
-            level_db = float(rng.uniform(-52.0, -8.0))
-            about["level_db"] = round(level_db, 1)
-            x = x * db(level_db) * 32768.0
-            if rng.random() < 0.3:
-                x = shape_spectrum(x, tilt_curve(rng))
-
-        if kind != "silence" or rng.random() < 0.5:
-            if rng.random() < 0.75:  # the floor of the recording device
-                floor_db = float(rng.uniform(-95.0, -60.0))
-                about["floor_db"] = round(floor_db, 1)
-                x = x + coloured_noise(rng, n) * db(floor_db) * 32768.0
-        band = rng.random()
-        if band < 0.25:
-            low, high = float(rng.uniform(100.0, 350.0)), float(rng.uniform(3200.0, 3900.0))
-            about["band"] = [round(low), round(high)]
-            x = shape_spectrum(x, band_curve(low, high))
-            if rng.random() < 0.4:
-                about["codec"] = "mu-law"
-                x = shape_spectrum(mu_law(x), band_curve(0.0, 3950.0))
-        elif band < 0.40:
-            high = float(rng.uniform(4500.0, 7500.0))
-            about["band"] = [0, round(high)]
-            x = shape_spectrum(x, band_curve(float(rng.choice([0.0, 50.0, 100.0])), high))
+        spoken = {"speech": self.speech_session, "table": self.table_session, "recorded": self.recorded_session}
+        n = int((rng.uniform(15.0, 60.0) if kind in spoken else rng.uniform(10.0, 40.0)) * SAMPLE_RATE) // HOP * HOP
+        about = {"index": index, "kind": kind}
+        if kind in spoken:
+            x, hard, weight, log_odds = spoken[kind](rng, n, about)
+        elif kind == "gap":
+            x, hard, weight, log_odds = self.gap_session(rng, about)
+        else:
+            x, hard, weight, log_odds = self.other_session(rng, kind, n, about)
+        if kind != "gap":  # its silence stays what it is
+            x = through_channel(rng, x, about)
+        about["seconds"] = round(len(x) / SAMPLE_RATE, 2)
         samples = np.clip(np.round(x), -32768, 32767).astype(np.int16)
-
-        hops = mask_to_hops(mask)
-        # Labels are good to a few frames: the frames at an edge count less, those in a room's tail not at all.
-        edges = np.flatnonzero(np.diff(hops.astype(np.int8)))
-        for edge in edges:
-            weight[max(0, edge - 1):edge + 3] = np.minimum(weight[max(0, edge - 1):edge + 3], 40)
-            if t60 and hops[edge] == 1:
-                tail = int(t60 * 0.35 * 100)
-                weight[edge + 1:edge + 1 + tail] = 0
-        if t60:
-            weight[hops == 1] = np.maximum(weight[hops == 1], 40)
-        return samples, np.stack([hops, weight], axis=1), about
+        rows = np.stack([hard, np.round(100.0 * weight), np.round(10.0 * log_odds)], axis=1).astype(np.int16)
+        return samples, without_inaudible(samples, rows), about
 
 
 _mixer = None
@@ -302,18 +245,29 @@ _folder = None
 def _start(args):
     global _mixer, _folder
     corpus = Corpus(args.corpus, args.cache, args.exclude_licence)
-    _mixer, _folder = Mixer(corpus, args.split, args.seed), os.path.join(args.out, args.split)
+    _mixer, _folder = Mixer(corpus, args.split, args.seed, args.only), os.path.join(args.out, args.split)
 
 
 def _work(index):
-    samples, labels, about = _mixer.make(index)
-    samples.tofile(os.path.join(_folder, "pcm", f"{index:05d}.s16"))
-    np.save(os.path.join(_folder, "labels", f"{index:05d}.npy"), labels)
-    about["speech_share"] = round(float(labels[:, 0].mean()), 3)
-    return about
+    """Makes a session, or finds it made: its description is written last."""
+    done = os.path.join(_folder, "about", f"{index:05d}.json")
+    if not os.path.exists(done):
+        samples, labels, about = _mixer.make(index)
+        samples.tofile(os.path.join(_folder, "pcm", f"{index:05d}.s16"))
+        np.save(os.path.join(_folder, "labels", f"{index:05d}.npy"), labels)
+        about["speech_share"] = round(float(labels[:, 0].mean()), 3)
+        with open(done + ".part", "w", encoding="utf-8") as handle:
+            json.dump(about, handle)
+        os.replace(done + ".part", done)
+    with open(done, encoding="utf-8") as handle:
+        return json.load(handle)
 
 
-def main():
+def _decode(recording):
+    _mixer.corpus.samples(recording)
+
+
+def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--corpus", required=True, help="folder with manifest.csv")
     parser.add_argument("--out", required=True)
@@ -321,41 +275,42 @@ def main():
     parser.add_argument("--split", default="train")
     parser.add_argument("--hours", type=float, default=12.0)
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--only", choices=[name for name, _ in KINDS], help="sessions of this kind alone")
     parser.add_argument("--jobs", type=int, default=2)
-    parser.add_argument("--exclude-licence", default=r"^(GPL|MPL)", help="leave out recordings whose licence matches (default: %(default)s)")
+    parser.add_argument("--exclude-licence", default=EXCLUDED_LICENCES, help="leave out recordings whose licence matches (default: %(default)s)")
     args = parser.parse_args()
     args.cache = args.cache or os.path.join(args.out, "cache")
-    folder = os.path.join(args.out, args.split)
-    for name in ("pcm", "labels"):
-        os.makedirs(os.path.join(folder, name), exist_ok=True)
+    return args
 
-    _start(args)
-    corpus = _mixer.corpus
-    with multiprocessing.Pool(args.jobs, _start, (args,)) as pool:
-        wanted = [r for r in corpus.recordings if r.split == args.split and r.category in ("speech", "noise", "music", "rir")]
-        pool.map(_decode, wanted, chunksize=8)
-        done, total, index, lines = 0.0, args.hours * 3600.0, 0, []
-        while done < total:  # in order, so that the set depends on seed and hours alone
-            block = pool.map(_work, range(index, index + 64), chunksize=2)
-            index += 64
-            for about in block:
-                if done >= total:
-                    os.remove(os.path.join(folder, "pcm", f"{about['index']:05d}.s16"))
-                    os.remove(os.path.join(folder, "labels", f"{about['index']:05d}.npy"))
-                    continue
+
+def make_sessions(pool, hours, split):
+    """Descriptions in order, until there are `hours`: the set depends on seed and hours alone."""
+    done, index, lines = 0.0, 0, []
+    while done < hours * 3600.0:
+        for about in pool.map(_work, range(index, index + BLOCK), chunksize=2):
+            if done < hours * 3600.0:
                 done += about["seconds"]
                 lines.append(about)
-            print(f"{args.split}: {done / 3600.0:.2f} of {args.hours} h", flush=True)
+        index += BLOCK
+        print(f"{split}: {done / 3600.0:.2f} of {hours} h", flush=True)
+    return lines
+
+
+def main():
+    args = parse_arguments()
+    folder = os.path.join(args.out, args.split)
+    for name in ("pcm", "labels", "about"):
+        os.makedirs(os.path.join(folder, name), exist_ok=True)
+    _start(args)
+    with multiprocessing.Pool(args.jobs, _start, (args,)) as pool:
+        wanted = [r for r in _mixer.corpus.recordings
+                  if r.split == args.split and r.category in ("speech", "conversation", "noise", "music", "rir")]
+        pool.map(_decode, wanted, chunksize=8)
+        lines = make_sessions(pool, args.hours, args.split)
     with open(os.path.join(folder, "sessions.jsonl"), "w", encoding="utf-8") as handle:
-        for about in lines:
-            handle.write(json.dumps(about) + "\n")
+        handle.writelines(json.dumps(about) + "\n" for about in lines)
     with open(os.path.join(folder, "sessions.txt"), "w", encoding="utf-8") as handle:
-        for about in lines:
-            handle.write(os.path.abspath(os.path.join(folder, "pcm", f"{about['index']:05d}.s16")) + "\n")
-
-
-def _decode(recording):
-    _mixer.corpus.samples(recording)
+        handle.writelines(os.path.abspath(os.path.join(folder, "pcm", f"{about['index']:05d}.s16")) + "\n" for about in lines)
 
 
 if __name__ == "__main__":

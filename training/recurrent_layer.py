@@ -62,12 +62,28 @@ class NoRounding:
     cell = projection_input = projected = cell_input
 
 
+class Carry:
+    """The state that one piece of a long recording hands to the next: cells, projected vectors, and the vectors that the output layers still look
+    back at. No gradient goes through it. Rows of streams that begin anew are cleared."""
+
+    def __init__(self, batch, cells, projected, looks_back):
+        self.c = torch.zeros(batch, cells)
+        self.r = torch.zeros(batch, projected)
+        self.behind = torch.zeros(looks_back, batch, projected)
+
+    def clear(self, fresh):
+        self.c[fresh] = 0.0
+        self.r[fresh] = 0.0
+        self.behind[:, fresh] = 0.0
+
+
 class RecurrentLayer(torch.autograd.Function):
     """gx (steps, batch, 4 * cells), gates in the order input, forget, output, cell; wr (4 * cells, projected); wp (projected, cells);
-    peepholes (3, cells). Gives the projected vectors (steps, batch, projected), from a state of zeros."""
+    peepholes (3, cells). Gives the projected vectors (steps, batch, projected), from a state of zeros or from `carry`, which is then brought up
+    to date."""
 
     @staticmethod
-    def forward(ctx, gx, wr, wp, peepholes, rounding):
+    def forward(ctx, gx, wr, wp, peepholes, rounding, carry=None):
         steps, batch, wide = gx.shape
         cells, projected = wide // 4, wp.shape[0]
         gates = torch.empty_like(gx)
@@ -76,6 +92,9 @@ class RecurrentLayer(torch.autograd.Function):
         m = gx.new_empty(steps, batch, cells)
         r = gx.new_zeros(steps + 1, batch, projected)
         inside = gx.new_empty(steps, batch, projected)
+        if carry is not None:
+            c[0], r[0] = carry.c, carry.r
+            torch.tanh(c[0], out=t[0])
         wr_t, wp_t = wr.t().contiguous(), wp.t().contiguous()
         p_if, p_o = peepholes[:2], peepholes[2]
         for s in range(steps):
@@ -97,6 +116,8 @@ class RecurrentLayer(torch.autograd.Function):
             torch.mm(m[s], wp_t, out=r[s + 1])
             torch.le(r[s + 1].abs(), rounding.reach, out=inside[s])
             rounding.projected(r[s + 1])
+        if carry is not None:
+            carry.c, carry.r = c[-1].clone(), r[-1].clone()
         ctx.save_for_backward(gates, c, t, m, r, inside, wr, wp, peepholes)
         return r[1:]
 
@@ -142,4 +163,4 @@ class RecurrentLayer(torch.autograd.Function):
         d_p = torch.stack([torch.einsum("sbc,sbc->c", d_gates[:, :, :cells], t[:-1]),
                            torch.einsum("sbc,sbc->c", d_gates[:, :, cells:2 * cells], t[:-1]),
                            torch.einsum("sbc,sbc->c", d_gates[:, :, 2 * cells:3 * cells], t[1:])])
-        return d_gates, d_wr, d_wp, d_p, None
+        return d_gates, d_wr, d_wp, d_p, None, None

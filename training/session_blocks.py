@@ -1,17 +1,32 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Reads the sessions of mix_sessions.py as the recurrent networks see them."""
+"""Reads the sessions of mix_sessions.py and judged_sets.py as the recurrent networks see them."""
 
 import json
 import os
+from dataclasses import dataclass
 
 import numpy as np
 
 from quantised_lstm import STACKED
 
 
+@dataclass
+class Session:
+    """Blocks of 4 frames as half precision; label, weight in percent and ten times the log-odds of each frame, one row a block."""
+
+    blocks: np.ndarray
+    labels: np.ndarray
+    weights: np.ndarray
+    log_odds: np.ndarray
+    about: dict
+
+
+def feature_folder(kind):
+    return (40, "feat40") if kind == "lstm_fb40" else (75, "feat")
+
+
 def load_split(folder, kind, limit=None):
-    """Blocks of each session as half precision, with the labels and weights of their 4 frames."""
-    width, sub = (40, "feat40") if kind == "lstm_fb40" else (75, "feat")
+    width, sub = feature_folder(kind)
     sessions = []
     with open(os.path.join(folder, "sessions.jsonl"), encoding="utf-8") as handle:
         for about in [json.loads(line) for line in handle][:limit]:
@@ -21,6 +36,6 @@ def load_split(folder, kind, limit=None):
             blocks = min(len(frames), len(hops)) // STACKED
             if blocks > 0:
                 used = blocks * STACKED
-                sessions.append((frames[:used].reshape(blocks, STACKED * width), hops[:used, 0].reshape(blocks, STACKED),
-                                 hops[:used, 1].reshape(blocks, STACKED)))
+                columns = [hops[:used, k].astype(dtype).reshape(blocks, STACKED) for k, dtype in enumerate((np.uint8, np.uint8, np.int8))]
+                sessions.append(Session(frames[:used].reshape(blocks, STACKED * width), *columns, about))
     return sessions

@@ -50,8 +50,10 @@ struct FileLogSingleton::Impl {
   std::map<std::string, TextQueue> queues;
   boost::mutex lock;
   boost::condition_variable wake_up;
+  boost::condition_variable begun;
   bool bStop = false;
   int nThreads = 0;
+  size_t working = 0;  // workers that have come to take the lock
   std::vector<std::unique_ptr<boost::thread>> threads;
   uint32_t process_id = platform::ProcessId();
 
@@ -65,6 +67,8 @@ struct FileLogSingleton::Impl {
 
 void FileLogSingleton::Impl::Work() {
   boost::unique_lock<boost::mutex> guard(lock);
+  ++working;
+  begun.notify_all();
   for (;;) {
     if (!bStop) wake_up.timed_wait(guard, boost::posix_time::microseconds(kFlushEveryMicroseconds));
     Flush();
@@ -120,7 +124,7 @@ void FileLogSingleton::RenewAfterFork() {
 
 void FileLogSingleton::start(int nThreads) {
   RenewAfterFork();
-  const boost::lock_guard<boost::mutex> guard(impl_->lock);
+  boost::unique_lock<boost::mutex> guard(impl_->lock);
   impl_->bStop = false;
   impl_->nThreads = nThreads;
   for (int i = 0; i < nThreads; ++i) {
@@ -131,6 +135,9 @@ void FileLogSingleton::start(int nThreads) {
       WVAD_LOG_ERROR("%s | no thread", "FileLogSingleton");
     }
   }
+  // A thread that is still being made may hold a lock of the allocator. A process that forked at that moment would hand the lock to a child
+  // in which nobody gives it back; a worker that waits holds none.
+  while (impl_->working < impl_->threads.size()) impl_->begun.wait(guard);
 }
 
 void FileLogSingleton::append(const std::string& text, const std::string& fileName) {
@@ -162,6 +169,7 @@ void FileLogSingleton::stop() {
   }
   for (const auto& thread : impl_->threads) thread->join();
   impl_->threads.clear();
+  impl_->working = 0;
 }
 
 }  // namespace TSEG

@@ -16,6 +16,7 @@ class FileLogSingleton {
  public:
   static FileLogSingleton& instance();
 
+  // Returns when the workers wait for their time, so that the process may fork from then on.
   void start(int nThreads);
   void append(const std::string& text, const std::string& fileName);
   // Writes the closing banner to each file, flushes, joins the workers.

@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "log/log_route.h"
-#include "log/singleton.h"
+#include "log/process_logger.h"
 
 namespace TSEG {
 namespace {

@@ -3,6 +3,8 @@
 // A thin wrap; the bounded wait is the platform's.
 #include "log/log_process_mutex.h"
 
+#include <cerrno>
+
 namespace TSEG {
 
 int Log_Win32_Process_Mutex::open(const char* name) {
@@ -12,10 +14,7 @@ int Log_Win32_Process_Mutex::open(const char* name) {
 
 void Log_Win32_Process_Mutex::close() { mutex_.Close(); }
 
-int Log_Win32_Process_Mutex::acquire(uint32_t /*timeout*/) {
-  mutex_.Acquire();
-  return 0;
-}
+int Log_Win32_Process_Mutex::acquire(uint32_t /*timeout*/) { return mutex_.Acquire() ? 0 : ETIMEDOUT; }
 
 int Log_Win32_Process_Mutex::release() {
   mutex_.Release();

@@ -2,7 +2,7 @@
 //
 // Log_Win32_Process_Mutex: a lock that all processes of one user share by its name. The name of the class is historic; it stands on
 // whatever the platform layer has for a named mutex. A holder that is stuck is waited for only so long: logging must not stop for good.
-// Taking it again while holding it is not supported, and the singleton does not need it.
+// Taking it again while holding it is not supported, and the logger of the process does not need it.
 #ifndef WVAD_LOG_LOG_PROCESS_MUTEX_H_
 #define WVAD_LOG_LOG_PROCESS_MUTEX_H_
 
@@ -18,6 +18,7 @@ class Log_Win32_Process_Mutex final : public Log_Mutex {
   // 0, or the system's error; without a mutex behind it, `acquire` succeeds at once.
   int open(const char* name) override;
   void close() override;
+  // ETIMEDOUT where a stuck holder was waited for in vain. The timeout is ignored: how long that is, is the platform's affair.
   int acquire(uint32_t timeout) override;
   int release() override;
   const std::string& name() const { return name_; }

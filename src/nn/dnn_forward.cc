@@ -89,7 +89,7 @@ bool DnnForwardAddBlock(DnnForward* forward, const float* block, int32_t count, 
   ++forward->nFrames;
   if (forward->nFrames % kFramesPerBatch != 0 && !flush) return false;
 
-  const DnnKernels& kernels = DnnKernelsOf(LevelToRun(TheCpu()));
+  const DnnKernels& kernels = LevelToRun(TheCpu()).dnn;
   NormaliseRows(forward, kernels);
   ForwardPass(forward, forward->nKept, kernels);
   forward->nKept = 0;

@@ -16,7 +16,7 @@ using namespace lstm;  // NOLINT: the inner parts of this very object
 // Values zeroed by LstmForwardClearState: the two oldest slots, so that the newer context survives.
 constexpr size_t kClearedRingValues = 2 * kSlot;
 
-const LstmKernels& Kernels() { return LstmKernelsOf(LevelToRun(TheCpu())); }
+const LstmKernels& Kernels() { return LevelToRun(TheCpu()).lstm; }
 
 // Puts `block` (zeros if null) into row nRows of pIn and counts it.
 void TakeBlock(LstmForward* forward, const float* block, int32_t count) {

@@ -9,12 +9,12 @@
 #include <numeric>
 #include <vector>
 
-#include "support/session_fixture.h"
+#include "support/folder_fixture.h"
 
 namespace TSEG {
 namespace {
 
-using FrameContainersTest = testing_support::SessionTest;
+using FrameContainersTest = testing_support::FolderTest;
 
 std::vector<uint8_t> Bytes(size_t n, unsigned seed = 0) {
   std::vector<uint8_t> out(n);

@@ -11,23 +11,23 @@
 #include <string>
 #include <vector>
 
-#include "support/session_fixture.h"
+#include "support/folder_fixture.h"
 
 namespace TSEG {
 namespace {
 
 using namespace std::string_literals;
 
-class DebugWatchTest : public testing_support::SessionTest {
+class DebugWatchTest : public testing_support::FolderTest {
  protected:
   void SetUp() override {
-    SessionTest::SetUp();
+    FolderTest::SetUp();
     OpenLog(kLogErr);
     ::testing::internal::CaptureStdout();
   }
   void TearDown() override {
     if (!console_taken_) ::testing::internal::GetCapturedStdout();
-    SessionTest::TearDown();
+    FolderTest::TearDown();
   }
   std::string Console() {
     console_taken_ = true;

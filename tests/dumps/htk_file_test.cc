@@ -11,13 +11,13 @@
 #include <memory>
 #include <string>
 
-#include "support/session_fixture.h"
+#include "support/folder_fixture.h"
 
 namespace TSEG::htk {
 namespace {
 
 using namespace std::string_literals;
-using HtkFileTest = testing_support::SessionTest;
+using HtkFileTest = testing_support::FolderTest;
 
 struct Parsed : HtkFile {
   explicit Parsed(const char* path) { ret = HTK_parse(this, path); }

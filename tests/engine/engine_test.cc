@@ -50,8 +50,10 @@ Outcome RunSession(Engine& engine, const std::vector<int16_t>& audio, size_t pie
     sample.status = at + n == audio.size() ? WVAD_WRITE_LAST : WVAD_WRITE_CONTINUE;
     if (engine.AudioWrite(inst, &sample) != 0) break;
     WVadAudioSample speech = {};
-    EXPECT_EQ(engine.AudioRead(inst, &speech), 0);
-    outcome.pcm.append(static_cast<const char*>(speech.pData), speech.len);
+    do {  // behind the last piece until everything has come out
+      EXPECT_EQ(engine.AudioRead(inst, &speech), 0);
+      outcome.pcm.append(static_cast<const char*>(speech.pData), speech.len);
+    } while (sample.status == WVAD_WRITE_LAST && speech.status != WVAD_READ_OVER);
     WVadResult* results = nullptr;
     EXPECT_EQ(engine.GetResult(inst, &results), 0);
     for (int i = 0; i < results->nCount; ++i) outcome.texts.emplace_back(results->pItems[i].pText);

@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "frontend/log_capture.h"
+#include "support/log_capture.h"
 
 namespace TSEG {
 namespace {
@@ -114,7 +114,7 @@ TEST(FixSizeVec, WithoutTheTrapMisuseIsLoggedAndIgnored) {
   EXPECT_EQ(dynamic.size(), 256u);
   EXPECT_EQ(fixed.size(), 256u);
   EXPECT_EQ(fixed.at(0).afFb40[0], 0.0f);
-  EXPECT_THAT(log.lines(), testing::ElementsAre("FixSizeVec<struct TSEG::DynamicFeatureFB>::pop_front | container should not empty",
+  EXPECT_THAT(log.Lines(), testing::ElementsAre("FixSizeVec<struct TSEG::DynamicFeatureFB>::pop_front | container should not empty",
                                                 "FixSizeVec<class TSEG::StaticFeatureFB>::pop_front | container should not empty",
                                                 "FixSizeVec<struct TSEG::DynamicFeatureFB>::push_back | container is full, size = 256",
                                                 "FixSizeVec<class TSEG::StaticFeatureFB>::push_back | container is full, size = 256"));

@@ -9,8 +9,8 @@
 
 #include "frontend/float_front.h"
 #include "frontend/float_front_fixture.h"
-#include "frontend/log_capture.h"
 #include "frontend/test_audio.h"
+#include "support/log_capture.h"
 
 namespace TSEG {
 namespace {
@@ -61,7 +61,7 @@ TEST(FloatFrontParams, UnknownParametersAreRefused) {
   for (const char* name : {"wffpl_param_special_count", "wffpl_param_cmn_typ", "wffpl_param_cmn_type ", ""}) {
     const LogCapture log(kLogErr);
     EXPECT_EQ(front.set(name, "1"), 4) << name;
-    EXPECT_THAT(log.lines(), ElementsAre(std::string("ORVAFloatFrontSetParameter | invalid para , param = ") + name + ", value = 1",
+    EXPECT_THAT(log.Lines(), ElementsAre(std::string("ORVAFloatFrontSetParameter | invalid para , param = ") + name + ", value = 1",
                                          "Error! The error string is -> ORVAFE_ERRID_ERROR = 4"));
   }
 }
@@ -71,7 +71,7 @@ TEST(FloatFrontParams, KnownParametersWithoutMeaningAreRefused) {
   for (const char* name : {"wffpl_param_normal_none", "wffpl_param_normal_count", "wffpl_param_special_none"}) {
     const LogCapture log(kLogErr);
     EXPECT_EQ(front.set(name, "7"), 4) << name;
-    EXPECT_THAT(log.lines(), ElementsAre(std::string("ORVAFloatFrontSetParameter | err param = ") + name + ", value = 7, ret = 4"));
+    EXPECT_THAT(log.Lines(), ElementsAre(std::string("ORVAFloatFrontSetParameter | err param = ") + name + ", value = 7, ret = 4"));
   }
 }
 
@@ -81,7 +81,7 @@ TEST(FloatFrontParams, BadMeanTypeIsRefusedButKept) {
     {
       const LogCapture log(kLogErr);
       EXPECT_EQ(front.set("wffpl_param_cmn_type", value), 4);
-      EXPECT_THAT(log.lines(), ElementsAre(std::string("ORVAFloatFrontSetParameter | err param = wffpl_param_cmn_type, value = ") + value +
+      EXPECT_THAT(log.Lines(), ElementsAre(std::string("ORVAFloatFrontSetParameter | err param = wffpl_param_cmn_type, value = ") + value +
                                            ", ret = 4"));
     }
     // The schedule is still that of type 1, but the type is no longer 1: the mean of the one frame is that frame itself.
@@ -97,7 +97,7 @@ TEST(FloatFrontParams, UnknownRateIsRefusedAndTheOldOneGoesOn) {
   Front front("1", false, 8000);
   const LogCapture log(kLogErr);
   EXPECT_EQ(front.set("wffpl_param_SampleRate", "44100"), 4);
-  EXPECT_THAT(log.lines(), ElementsAre("ORVAFloatFrontSetParameter | invalid SampleRate ,SampleRate = 44100",
+  EXPECT_THAT(log.Lines(), ElementsAre("ORVAFloatFrontSetParameter | invalid SampleRate ,SampleRate = 44100",
                                        "Error! The error string is -> ORVAFE_ERRID_ERROR = 4"));
   front.append(Noise(400 + 80, 1000));
   EXPECT_EQ(front.read(false).size(), 2u);
@@ -116,7 +116,7 @@ TEST(FloatFrontParams, NullArgumentsAreReported) {
   EXPECT_EQ(ORVAFloatFrontSetParameter(nullptr, nullptr, nullptr), 4);
   EXPECT_EQ(ORVAFloatFrontSetParameter(front.handle, nullptr, nullptr), 4);
   EXPECT_EQ(ORVAFloatFrontSetParameter(front.handle, "wffpl_param_cmn_type", nullptr), 4);
-  EXPECT_THAT(log.lines(), ElementsAre("ORVAFloatFrontSetParameter | FrontHandle handle is NULL. ORVAFE_ERRID_ERROR = 4",
+  EXPECT_THAT(log.Lines(), ElementsAre("ORVAFloatFrontSetParameter | FrontHandle handle is NULL. ORVAFE_ERRID_ERROR = 4",
                                        "ORVAFloatFrontSetParameter | param handle is NULL. ORVAFE_ERRID_ERROR = 4",
                                        "ORVAFloatFrontSetParameter | value handle is NULL. ORVAFE_ERRID_ERROR = 4"));
 }
@@ -130,7 +130,7 @@ TEST(FloatFrontParams, BadAppendsAndReadsAreRefused) {
     EXPECT_EQ(ORVAFloatFrontAppendData(nullptr, pcm.data(), 800), 4);
     EXPECT_EQ(ORVAFloatFrontAppendData(front.handle, nullptr, 800), 4);
     EXPECT_EQ(ORVAFloatFrontAppendData(front.handle, pcm.data(), -1), 4);
-    EXPECT_THAT(log.lines(), ElementsAre("ORVAFloatFrontAppendData | FrontHandle handle is NULL. ORVAFE_ERRID_ERROR = 4",
+    EXPECT_THAT(log.Lines(), ElementsAre("ORVAFloatFrontAppendData | FrontHandle handle is NULL. ORVAFE_ERRID_ERROR = 4",
                                          "ORVAFloatFrontAppendData | samples handle is NULL. ORVAFE_ERRID_ERROR = 4",
                                          "ORVAFloatFrontAppendData | count is negative. ORVAFE_ERRID_ERROR = 4"));
   }

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "frontend/float_front_fixture.h"
-#include "frontend/log_capture.h"
 #include "frontend/test_audio.h"
+#include "support/log_capture.h"
 
 namespace TSEG {
 namespace {
@@ -86,7 +86,7 @@ TEST(FloatFront, RingRefusesTheSampleThatWouldFillIt) {
   EXPECT_EQ(front.append(std::vector<int16_t>(409600)), 3);
   EXPECT_EQ(front.append(std::vector<int16_t>(409599)), 0);
   EXPECT_EQ(front.append(std::vector<int16_t>(1)), 3);
-  EXPECT_THAT(log.lines(),
+  EXPECT_THAT(log.Lines(),
               ElementsAre("ORVAFloatFrontAppendData | PCMBUFFER is full!", "Error! The error string is -> ORVAFE_ERRID_BUFFERFULL = 3",
                           "ORVAFloatFrontAppendData | PCMBUFFER is full!", "Error! The error string is -> ORVAFE_ERRID_BUFFERFULL = 3"));
   // Nothing was taken of the refused writes: (409599 - 800) / 160 + 1 frames come out.
@@ -322,7 +322,7 @@ TEST(FloatFront, ResetIsTimed) {
   Front front;
   const LogCapture log(kLogPrf | kLogTrc);
   ORVAFloatFrontReset(front.handle, 1);
-  EXPECT_THAT(log.lines(), ElementsAre(testing::MatchesRegex("TSEG::ORVAFloatFrontReset  [0-9]+\\.[0-9][0-9][0-9] msec\\.")));
+  EXPECT_THAT(log.Lines(), ElementsAre(testing::MatchesRegex("TSEG::ORVAFloatFrontReset  [0-9]+\\.[0-9][0-9][0-9] msec\\.")));
 }
 
 TEST(FloatFront, RateChangeBetweenSessionsGivesWhatAFreshObjectGives) {

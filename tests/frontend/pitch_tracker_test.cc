@@ -10,9 +10,9 @@
 #include <complex>
 #include <vector>
 
-#include "frontend/log_capture.h"
 #include "frontend/signal_process.h"
 #include "frontend/test_audio.h"
+#include "support/log_capture.h"
 
 namespace TSEG {
 namespace {
@@ -60,7 +60,7 @@ TEST(PitchTracker, UnknownRateLogsAndChangesNothing) {
   tracker.SetPitchSampleRate(11025);
   EXPECT_EQ(tracker.sample_rate(), 8000);
   EXPECT_EQ(tracker.nWindow, 400);
-  EXPECT_THAT(log.lines(), testing::ElementsAre("TSEG::CPitchTracker::SetPitchSampleRate | invalid SampleRate ,SampleRate = 11025"));
+  EXPECT_THAT(log.Lines(), testing::ElementsAre("TSEG::CPitchTracker::SetPitchSampleRate | invalid SampleRate ,SampleRate = 11025"));
 }
 
 TEST(PitchTracker, SilenceGivesTheFirstCandidateAndCountsUp) {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "log/log.h"
-#include "log/singleton.h"
+#include "log/process_logger.h"
 #include "log_fixture.h"
 
 namespace TSEG {

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <thread>
 
 #include "log/log.h"
 #include "log/log_impl.h"
@@ -204,16 +203,17 @@ TEST_F(LogLife, StartTimeIsTakenOnceAndCanBeGiven) {
   EXPECT_EQ(logger.cfg().start_tick(), 99u);
 }
 
+// A clock on which the next second comes with the fourth look.
+int64_t SecondOfTheFourthLook() {
+  static int looks = 0;
+  return ++looks < 4 ? kSomeTime : kSomeTime + 1;
+}
+
 TEST_F(LogLife, AlignedStartWaitsForTheNextSecond) {
   cfg.bAlignStart = true;
-  std::thread clock([] {
-    platform::SleepMilliseconds(30);
-    FakeTime::wall += 1;
-    FakeTime::ticks += 30;
-  });
-  Open();
-  clock.join();
-  EXPECT_EQ(logger.cfg().start_time(), kSomeTime + 1);
+  Logger aligned(LogClock{&SecondOfTheFourthLook, &FakeTime::Ticks});
+  ASSERT_EQ(aligned.open(cfg, nullptr, nullptr), 0);
+  EXPECT_EQ(aligned.cfg().start_time(), kSomeTime + 1);
 }
 
 TEST_F(LogLife, LocaleSettingChangesTheLocaleOnlyWhereItNamesOne) {

@@ -10,8 +10,8 @@
 #include <random>
 #include <vector>
 
-#include "nn/cpu_features.h"
 #include "nn/model_limits.h"
+#include "nn/processors.h"
 
 namespace TSEG {
 namespace {
@@ -242,11 +242,11 @@ TEST(DnnForward, EveryLevelGivesTheSameBits) {
   dnn.model.pQuantFirst.aBiasShift[0][1] = 10;
   ASSERT_TRUE(DnnModelFits(dnn.model));
 
-  CpuFeatures none, sse41 = DetectedCpu();
-  sse41.leaf7Ebx = 0;
+  std::vector<CpuFeatures> processors = test::EverySubsetOfLevels();
+  processors.push_back(CpuFeatures());
   std::vector<std::vector<float>> results;
-  for (const CpuFeatures* cpu : {static_cast<const CpuFeatures*>(&none), static_cast<const CpuFeatures*>(&sse41), &DetectedCpu()}) {
-    SetCpuForTest(cpu);
+  for (const CpuFeatures& cpu : processors) {
+    SetCpuForTest(&cpu);
     std::mt19937 input(11);
     std::normal_distribution<float> normal(0.0f, 3.0f);
     DnnForward forward;

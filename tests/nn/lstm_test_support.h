@@ -12,6 +12,7 @@
 #include "nn/cpu_features.h"
 #include "nn/lstm_forward.h"
 #include "nn/lstm_test_model.h"
+#include "nn/processors.h"
 
 namespace TSEG::test {
 
@@ -36,6 +37,11 @@ inline CpuFeatures WithSse() {
 inline CpuFeatures WithSse41() {
   CpuFeatures cpu = WithSse();
   cpu.leaf1Ecx = (1u << 9) | (1u << 19);
+  return cpu;
+}
+inline CpuFeatures OfAnotherFamily() {
+  CpuFeatures cpu;
+  cpu.family = ProcessorFamily::kOther;
   return cpu;
 }
 inline double Logistic(double x) { return 1.0 / (1.0 + std::exp(-x)); }

@@ -9,12 +9,12 @@
 #include <cstring>
 #include <string>
 
-#include "support/session_fixture.h"
+#include "support/folder_fixture.h"
 
 namespace TSEG {
 namespace {
 
-using CfgVadTest = testing_support::SessionTest;
+using CfgVadTest = testing_support::FolderTest;
 
 constexpr const char* kErrorLineFalse = "Error! The error string is -> false = 0\n";
 

@@ -28,11 +28,15 @@ TEST(Clock, TicksAndCounterGoOnWhileSleeping) {
 TEST(Clock, ShortTickCountIsTheLowHalfOfTheLongOne) {
   const uint64_t before = platform::TickCount64();
   const uint32_t ticks = platform::TickCount();
-  EXPECT_LT(ticks - static_cast<uint32_t>(before & 0xFFFFFFFFu), 60000u);
+  const uint64_t after = platform::TickCount64();
+  EXPECT_LE(ticks - static_cast<uint32_t>(before & 0xFFFFFFFFu), after - before);
 }
 
 TEST(Clock, WallClockIsTheSystemsTime) {
-  EXPECT_NEAR(static_cast<double>(platform::WallClockSeconds()), static_cast<double>(std::time(nullptr)), 2.0);
+  const int64_t before = std::time(nullptr);
+  const int64_t seconds = platform::WallClockSeconds();
+  EXPECT_GE(seconds, before);
+  EXPECT_LE(seconds, std::time(nullptr));
 }
 
 TEST(Clock, FormatsLocalTime) {

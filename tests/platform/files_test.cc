@@ -138,6 +138,18 @@ TEST(Files, RemovesFiles) {
   EXPECT_FALSE(platform::RemoveFile(folder.file("file")));
 }
 
+TEST(Files, LinkIsListedAsWhatItLeadsToAndRemovedByItself) {
+  const TempFolder folder;
+  folder.write("kept/target", "x");
+  fs::create_symlink(folder.file("kept/target"), folder.file("link"));
+  fs::create_symlink(folder.file("nowhere"), folder.file("dangling"));
+  fs::create_directory_symlink(folder.file("kept"), folder.file("folder"));
+  EXPECT_THAT(platform::ListFiles(folder.path()), ::testing::ElementsAre("link"));
+  EXPECT_TRUE(platform::RemoveFile(folder.file("link")));
+  EXPECT_EQ(folder.read("kept/target"), "x");
+  EXPECT_TRUE(platform::RemoveFile(folder.file("dangling")));
+}
+
 TEST(Files, UnderstandsBothSeparators) {
   EXPECT_EQ(platform::NormaliseSeparators("..\\log/a\\b"), "../log/a/b");
   EXPECT_TRUE(platform::IsAbsolutePath("/a"));

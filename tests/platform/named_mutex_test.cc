@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// NamedMutex: excludes by name, ends with its holder, waits only so long, and trusts nobody's files but its own user's.
+// NamedMutex: excludes by name, ends with its holder, waits only so long, and trusts nobody's files but its own user's. Acquire itself says
+// whether it came to hold the mutex or gave up, so no test here takes the time.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -34,6 +35,7 @@ class NamedMutexTest : public ::testing::Test {
 
 TEST_F(NamedMutexTest, ExcludesAmongThreads) {
   std::atomic<int> inside{0};
+  std::atomic<int> held{0};
   std::atomic<bool> met{false};
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
@@ -41,7 +43,8 @@ TEST_F(NamedMutexTest, ExcludesAmongThreads) {
       NamedMutex mutex;
       EXPECT_EQ(mutex.Open("Some_Name"), 0);
       for (int i = 0; i < 20; ++i) {
-        mutex.Acquire();
+        if (!mutex.Acquire()) continue;  // on a machine that stood still for as long as a stuck holder is waited for
+        ++held;
         if (inside.fetch_add(1) != 0) met = true;
         std::this_thread::yield();
         inside.fetch_sub(1);
@@ -51,6 +54,7 @@ TEST_F(NamedMutexTest, ExcludesAmongThreads) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_FALSE(met);
+  EXPECT_GT(held, 0);
 }
 
 TEST_F(NamedMutexTest, OtherNamesAreOtherMutexes) {
@@ -58,10 +62,8 @@ TEST_F(NamedMutexTest, OtherNamesAreOtherMutexes) {
   NamedMutex second;
   ASSERT_EQ(first.Open("one"), 0);
   ASSERT_EQ(second.Open("two"), 0);
-  first.Acquire();
-  const uint64_t begin = platform::TickCount64();
-  second.Acquire();
-  EXPECT_LT(platform::TickCount64() - begin, 1000u);
+  EXPECT_TRUE(first.Acquire());
+  EXPECT_TRUE(second.Acquire());
 }
 
 TEST_F(NamedMutexTest, HolderThatNeverLetsGoIsWaitedForOnlySoLong) {
@@ -69,12 +71,10 @@ TEST_F(NamedMutexTest, HolderThatNeverLetsGoIsWaitedForOnlySoLong) {
   NamedMutex waiting;
   ASSERT_EQ(stuck.Open("name"), 0);
   ASSERT_EQ(waiting.Open("name"), 0);
-  stuck.Acquire();
-  const uint64_t begin = platform::TickCount64();
-  waiting.Acquire();
-  const uint64_t waited = platform::TickCount64() - begin;
-  EXPECT_GE(waited, 1000u);
-  EXPECT_LT(waited, 10000u);
+  EXPECT_TRUE(stuck.Acquire());
+  EXPECT_FALSE(waiting.Acquire());
+  stuck.Release();
+  EXPECT_TRUE(waiting.Acquire());
 }
 
 TEST_F(NamedMutexTest, IsGoneWithItsProcess) {
@@ -90,9 +90,7 @@ TEST_F(NamedMutexTest, IsGoneWithItsProcess) {
   ASSERT_TRUE(WIFSIGNALED(status));
   NamedMutex mutex;
   ASSERT_EQ(mutex.Open("name"), 0);
-  const uint64_t begin = platform::TickCount64();
-  mutex.Acquire();
-  EXPECT_LT(platform::TickCount64() - begin, 1000u);
+  EXPECT_TRUE(mutex.Acquire());
 }
 
 TEST_F(NamedMutexTest, LiesInTheTemporaryFolderForItsUserAlone) {
@@ -107,7 +105,7 @@ TEST_F(NamedMutexTest, DoesNotFollowALink) {
   fs::create_symlink(victim, LockFile("name"));
   NamedMutex mutex;
   EXPECT_EQ(mutex.Open("name"), ELOOP);
-  mutex.Acquire();
+  EXPECT_TRUE(mutex.Acquire());
   mutex.Release();
   EXPECT_EQ(folder_.read("victim"), "untouched");
 }
@@ -118,12 +116,10 @@ TEST_F(NamedMutexTest, WithoutAFolderEachStandsForItself) {
   NamedMutex second;
   EXPECT_EQ(first.Open("name"), ENOENT);
   EXPECT_EQ(second.Open("name"), ENOENT);
-  const uint64_t begin = platform::TickCount64();
-  first.Acquire();
-  second.Acquire();
+  EXPECT_TRUE(first.Acquire());
+  EXPECT_TRUE(second.Acquire());
   second.Release();
   first.Release();
-  EXPECT_LT(platform::TickCount64() - begin, 1000u);
 }
 
 TEST_F(NamedMutexTest, WhatIsNoPlainFileIsNotUsed) {
@@ -135,13 +131,11 @@ TEST_F(NamedMutexTest, WhatIsNoPlainFileIsNotUsed) {
 TEST_F(NamedMutexTest, CanBeOpenedAgainAfterClosing) {
   NamedMutex mutex;
   ASSERT_EQ(mutex.Open("name"), 0);
-  mutex.Acquire();
+  EXPECT_TRUE(mutex.Acquire());
   mutex.Close();
   NamedMutex other;
   ASSERT_EQ(other.Open("name"), 0);
-  const uint64_t begin = platform::TickCount64();
-  other.Acquire();
-  EXPECT_LT(platform::TickCount64() - begin, 1000u);
+  EXPECT_TRUE(other.Acquire());
 }
 
 }  // namespace

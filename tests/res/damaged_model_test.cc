@@ -9,8 +9,8 @@
 #include <set>
 
 #include "res/model_format.h"
-#include "res/test_log.h"
 #include "res/test_models.h"
+#include "support/log_capture.h"
 
 namespace TSEG {
 namespace {
@@ -19,10 +19,10 @@ using modelfile::Bytes;
 using modelfile::ModelSpec;
 using testing_support::Drop;
 using testing_support::Loaded;
+using testing_support::LogCapture;
 using testing_support::SmallDnn;
 using testing_support::SmallLstm40;
 using testing_support::SmallLstm75;
-using testing_support::TestLog;
 
 constexpr size_t kHeader = 384;
 // Tables of the header with shifts.
@@ -114,7 +114,7 @@ TEST(DamagedModel, EachDamageIsNamed) {
   for (const Damage& row : kRows) {
     Bytes file = sound;
     row.apply(&file);
-    TestLog log;
+    LogCapture log;
     EXPECT_EQ(Loaded(file).ret, 30002) << row.name;
     EXPECT_EQ(log.Failures(std::string("ResLoader_ftr::load | model file refused, ") + row.line, "ret", 30002), 1) << row.name << "\n"
                                                                                                                    << log.Text();
@@ -124,7 +124,7 @@ TEST(DamagedModel, EachDamageIsNamed) {
 TEST(DamagedModel, AnUnknownTypeIsAlsoToldAsTheOffsetWould) {
   Bytes file = modelfile::WriteModel(SmallDnn());
   std::memcpy(file.data() + kHeader + 9300, "half\0\0\0", 8);
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(Loaded(file).ret, 30002);
   EXPECT_EQ(log.Failures("get_var_datatype: do not support type mean.", "NULL", 0), 1) << log.Text();
 }
@@ -134,9 +134,9 @@ TEST(DamagedModel, AnUnknownTypeOfTheLastVariableHarmsNobody) {
   spec.variables.push_back(testing_support::Vector("note", 4, 0));
   Bytes file = modelfile::WriteModel(spec);
   std::memcpy(file.data() + kTypes + 8 * 7, "words\0\0", 8);
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(Loaded(file).ret, 0) << log.Text();
-  EXPECT_EQ(log.CountPart("do not support type"), 0) << log.Text();
+  EXPECT_EQ(log.Count("do not support type"), 0) << log.Text();
   // With a variable behind it, which could not be found.
   std::memcpy(file.data() + kTypes + 8 * 6, "words\0\0", 8);
   EXPECT_EQ(Loaded(file).ret, 30002);
@@ -169,7 +169,7 @@ TEST(DamagedModel, EveryMissingVariableIsNamed) {
     for (const auto& variable : whole.variables) {
       ModelSpec spec = whole;
       Drop(&spec, variable.name);
-      TestLog log;
+      LogCapture log;
       const Loaded loaded(modelfile::WriteModel(spec));
       if (variable.name == "lstmp2_bias_") {
         EXPECT_EQ(loaded.ret, 0);  // a network of one layer, with variables that nobody asks for
@@ -198,7 +198,7 @@ TEST(DamagedModel, EveryMissingVariableIsNamed) {
 TEST(DamagedModel, AVariableOfAnotherTypeIsNotTakenForFloats) {
   ModelSpec spec = SmallDnn();
   modelfile::FindVariable(spec, "var")->dtype = "double";
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(Loaded(modelfile::WriteModel(spec)).ret, 30002);
   EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, variable var is not of type float", "ret", 30002), 1) << log.Text();
 }

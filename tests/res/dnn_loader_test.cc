@@ -5,8 +5,8 @@
 
 #include <limits>
 
-#include "res/test_log.h"
 #include "res/test_models.h"
+#include "support/log_capture.h"
 
 namespace TSEG {
 namespace {
@@ -17,9 +17,9 @@ using modelfile::Variable;
 using modelfile::WriteModel;
 using testing_support::At;
 using testing_support::Loaded;
+using testing_support::LogCapture;
 using testing_support::Matrix;
 using testing_support::SmallDnn;
-using testing_support::TestLog;
 using testing_support::Vector;
 
 const char* const kRefused = "ResLoader_ftr::load | model file refused, ";
@@ -144,7 +144,7 @@ TEST(DnnLoader, RefusesShiftsThatCannotBeComputedWith) {
     FindVariable(spec, row.name)->nShift8 = row.shift8;
     FindVariable(spec, row.name)->nShift16 = row.shift16;
     if (std::string(row.name) == "bias3") FindVariable(spec, "weights23")->nShift8 = 27;
-    TestLog log;
+    LogCapture log;
     const Loaded loaded(WriteModel(spec));
     EXPECT_EQ(loaded.ret, 30002) << row.line;
     EXPECT_EQ(loaded.link.pDnn, nullptr);
@@ -174,7 +174,7 @@ TEST(DnnLoader, ASingleLayerIsNotSupported) {
   ModelSpec spec = SmallDnn();
   testing_support::Drop(&spec, "weights23");
   testing_support::Drop(&spec, "bias3");
-  TestLog log;
+  LogCapture log;
   const Loaded loaded(WriteModel(spec));
   EXPECT_EQ(loaded.ret, 30011);
   EXPECT_EQ(loaded.link.pDnn, nullptr);
@@ -186,7 +186,7 @@ TEST(DnnLoader, WithoutAnyBiasThereIsNoLayer) {
   ModelSpec spec = SmallDnn();
   testing_support::Drop(&spec, "bias2");
   testing_support::Drop(&spec, "bias3");
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(Loaded(WriteModel(spec)).ret, 30002);
   EXPECT_EQ(log.Failures(std::string(kRefused) + "the number of layers is 0", "ret", 30002), 1) << log.Text();
 }
@@ -207,7 +207,7 @@ TEST(DnnLoader, RefusesLayersThatDoNotFitTogether) {
   for (const auto& row : kRows) {
     ModelSpec spec = SmallDnn();
     *FindVariable(spec, row.name) = row.replacement;
-    TestLog log;
+    LogCapture log;
     const Loaded loaded(WriteModel(spec));
     EXPECT_EQ(loaded.ret, 30002) << row.line;
     EXPECT_EQ(loaded.link.pDnn, nullptr);
@@ -217,12 +217,12 @@ TEST(DnnLoader, RefusesLayersThatDoNotFitTogether) {
 }
 
 TEST(DnnLoader, AModelWithoutMapLoadsWithAWarning) {
-  TestLog log;
+  LogCapture log;
   const Loaded loaded(WriteModel(SmallDnn()));
   EXPECT_EQ(loaded.ret, 0);
   EXPECT_EQ(loaded.link.nSilenceRow, -1);
   EXPECT_TRUE(loaded.link.pGeneral.empty());
-  EXPECT_EQ(log.Count("parse_float_res_new_headerV3 | map is not short"), 1) << log.Text();
+  EXPECT_EQ(log.CountLines("parse_float_res_new_headerV3 | map is not short"), 1) << log.Text();
 }
 
 TEST(DnnLoader, AMapOfShortsBecomesRowsAndTheSilenceRow) {
@@ -233,13 +233,13 @@ TEST(DnnLoader, AMapOfShortsBecomesRowsAndTheSilenceRow) {
   map.outer = 8;
   map.data = {0, -1, 1, 1, 0, -1, 0, -1};  // with two priors every state is one of the three highest
   spec.variables.push_back(map);
-  TestLog log;
+  LogCapture log;
   const Loaded loaded(WriteModel(spec));
   ASSERT_EQ(loaded.ret, 0);
   EXPECT_EQ(loaded.link.pGeneral,
             (std::vector<int32_t>{0, -1, -1, -1, -1, -1, -1, -1, 1, 1, 0, -1, -1, -1, -1, -1, 0, -1, -1, -1, -1, -1, -1, -1}));
   EXPECT_EQ(loaded.link.nSilenceRow, 1);
-  EXPECT_EQ(log.Count("parse_float_res_new_headerV3 | map is not short"), 0);
+  EXPECT_EQ(log.CountLines("parse_float_res_new_headerV3 | map is not short"), 0);
 
   // The same list as a matrix of two rows of four: the padding between them is no part of it.
   spec.variables.back().outer = 2;
@@ -251,7 +251,7 @@ TEST(DnnLoader, AMapOfShortsBecomesRowsAndTheSilenceRow) {
   const Loaded other(WriteModel(spec));
   EXPECT_EQ(other.ret, 0);
   EXPECT_TRUE(other.link.pGeneral.empty());
-  EXPECT_EQ(log.Count("parse_float_res_new_headerV3 | map is not short"), 1);
+  EXPECT_EQ(log.CountLines("parse_float_res_new_headerV3 | map is not short"), 1);
 }
 
 TEST(DnnLoader, TellsWhereItComputes) {
@@ -262,10 +262,10 @@ TEST(DnnLoader, TellsWhereItComputes) {
     ResLoader_Ftr loader(nullptr);
     loader.SetConfiguration(&cfg);
     HMMResourceLink link(testing_support::kModelKey, "memres");
-    TestLog log;
+    LogCapture log;
     EXPECT_EQ(loader.load(&link, file.data(), file.size(), testing_support::kModelKey, nullptr, 0), 0);
-    EXPECT_EQ(log.Count("Compute With CPU with DNN "), reset ? 1 : 0) << log.Text();
-    EXPECT_EQ(log.Count("Gpu DNN res not created."), reset ? 0 : 1) << log.Text();
+    EXPECT_EQ(log.CountLines("Compute With CPU with DNN "), reset ? 1 : 0) << log.Text();
+    EXPECT_EQ(log.CountLines("Gpu DNN res not created."), reset ? 0 : 1) << log.Text();
   }
 }
 

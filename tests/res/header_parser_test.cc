@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "nn/network_models.h"
-#include "res/test_log.h"
 #include "res/test_models.h"
+#include "support/log_capture.h"
 
 namespace TSEG {
 namespace {
@@ -16,8 +16,8 @@ using modelfile::Bytes;
 using modelfile::ModelSpec;
 using modelfile::Shape;
 using modelfile::Variable;
+using testing_support::LogCapture;
 using testing_support::Matrix;
-using testing_support::TestLog;
 using testing_support::Vector;
 
 using ParserV1 = MlpResHeaderParser<MlpResImageV1>;
@@ -80,7 +80,7 @@ TEST(HeaderParser, DataTypesAreLookedUpByTheNameOfTheVariable) {
 TEST(HeaderParser, AnUnknownTypeOnTheWayGivesOffsetZeroAndTwoLines) {
   Parsed<MlpResImageV3> p(Spec(Shape::kV3, {Vector("first", 4, 1), Vector("second", 4, 2), Vector("third", 4, 3)}));
   std::strcpy(p.header.szDataType[1], "Float");
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(ParserV3::var_offset(p.header, 1), 16u);
   EXPECT_EQ(ParserV3::var_offset(p.header, 2), 0u);
   EXPECT_EQ(log.Failures("get_var_datatype: do not support type second.", "NULL", 0), 1) << log.Text();
@@ -169,7 +169,7 @@ TEST(RegisterValue, AMissingNameGivesNothingAndTwoLines) {
   AlignedBuffer<uint8_t> block;
   BlockCursor cursor(&block, 4096);
   float* to = nullptr;
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(ParserV2::register_value_typed(p.header, &to, "var", &cursor), nullptr);
   EXPECT_EQ(to, nullptr);
   EXPECT_EQ(log.Failures("register_value_typed: can't find  var in resource", "NULL", 0), 1) << log.Text();
@@ -182,7 +182,7 @@ TEST(RegisterValue, V1ForcesAMissingNameToTheFirstVariable) {
   float* first = nullptr;
   float* second = nullptr;
   float* missing = nullptr;
-  TestLog log;
+  LogCapture log;
   {
     const auto* const end = ParserV1::register_value_float(p.header, &first, "first", &cursor);
     EXPECT_EQ(end, first + 32);
@@ -197,7 +197,8 @@ TEST(RegisterValue, V1ForcesAMissingNameToTheFirstVariable) {
   }
   EXPECT_EQ(static_cast<double>(second[0]), Vector("second", 3, 2).data[0]);
   EXPECT_EQ(missing[0], first[0]);
-  EXPECT_EQ(log.Count("MlpResHeaderParser<struct MlpResFileHeader>::get_var_index: can't find  third in resource, but force index to 0"), 1)
+  EXPECT_EQ(
+      log.CountLines("MlpResHeaderParser<struct MlpResFileHeader>::get_var_index: can't find  third in resource, but force index to 0"), 1)
       << log.Text();
 }
 
@@ -206,9 +207,9 @@ TEST(RegisterValue, V1WithoutAnyVariableHasNothingToForce) {
   AlignedBuffer<uint8_t> block;
   BlockCursor cursor(&block, 4096);
   float* to = nullptr;
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(ParserV1::register_value_float(p.header, &to, "mean", &cursor), nullptr);
-  EXPECT_EQ(log.Count("register_value_float: can't find  mean in resource"), 1) << log.Text();
+  EXPECT_EQ(log.CountLines("register_value_float: can't find  mean in resource"), 1) << log.Text();
 }
 
 TEST(RegisterValue, FixedTakesTheShiftOfTheCallOrOfTheHeader) {

@@ -8,14 +8,14 @@
 
 #include "res/cfg_resmgr.h"
 #include "res/cpu_singleton.h"
-#include "res/test_log.h"
+#include "support/log_capture.h"
 #include "support/temp_folder.h"
 
 namespace TSEG {
 namespace {
 
+using testing_support::LogCapture;
 using testing_support::TempFolder;
-using testing_support::TestLog;
 
 // A current folder of its own.
 class ResConfig : public ::testing::Test {
@@ -26,7 +26,7 @@ class ResConfig : public ::testing::Test {
   void Device(const std::string& entries) { File("[heterogeneous]\n" + entries + "\n"); }
 
   TempFolder folder_;
-  TestLog log_;
+  LogCapture log_;
 
  private:
   std::filesystem::path previous_;
@@ -39,7 +39,7 @@ const char* const kPowerOfTwo = "Device Choice Must be 2^n,now use CPU Choice";
 TEST_F(ResConfig, WithoutAFileTheDefaultsStay) {
   CFG_RESMGR cfg;
   cfg.init();
-  EXPECT_EQ(log_.Count("CFG_RESMGR::init | Couldn't find cfg_file: w_tseg.cfg"), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines("CFG_RESMGR::init | Couldn't find cfg_file: w_tseg.cfg"), 1) << log_.Text();
   EXPECT_EQ(cfg.timeThreshold, 100.0F);
   EXPECT_TRUE(cfg.is_calc_md5);
   EXPECT_FALSE(cfg.resetUseNvidiaGPUAvailable);
@@ -51,7 +51,7 @@ TEST_F(ResConfig, WithoutAFileTheDefaultsStay) {
 TEST_F(ResConfig, AFolderOfThatNameIsNoFile) {
   std::filesystem::create_directory(folder_.file("w_tseg.cfg"));
   CFG_RESMGR().init();
-  EXPECT_EQ(log_.Count("CFG_RESMGR::init | Couldn't find cfg_file: w_tseg.cfg"), 1);
+  EXPECT_EQ(log_.CountLines("CFG_RESMGR::init | Couldn't find cfg_file: w_tseg.cfg"), 1);
 }
 
 TEST_F(ResConfig, ReadsItsSection) {
@@ -68,16 +68,16 @@ TEST_F(ResConfig, ReadsItsSection) {
   EXPECT_EQ(cfg.PersonalLMWeight, 0.25F);
   EXPECT_EQ(cfg.normal_count, 10);  // decimal
   // The end of the table is read although it is warned of.
-  EXPECT_EQ(log_.Count(std::string(kUnsuitable) + "wresMgr_param_normal_count"), 1) << log_.Text();
-  EXPECT_EQ(log_.CountPart(kUnsuitable), 1);
+  EXPECT_EQ(log_.CountLines(std::string(kUnsuitable) + "wresMgr_param_normal_count"), 1) << log_.Text();
+  EXPECT_EQ(log_.Count(kUnsuitable), 1);
 }
 
 TEST_F(ResConfig, WarnsOfStrangersAndGoesOn) {
   File("[resMgr]\nstranger = 1\nWRESMGR_PARAM_IS_CALC_MD5 = 0\nwresMgr_param_PersonalLMWeight =\n");
   CFG_RESMGR cfg;
   cfg.init();
-  EXPECT_EQ(log_.Count(std::string(kUnsuitable) + "stranger"), 1) << log_.Text();
-  EXPECT_EQ(log_.Count(std::string(kUnsuitable) + "WRESMGR_PARAM_IS_CALC_MD5"), 1);
+  EXPECT_EQ(log_.CountLines(std::string(kUnsuitable) + "stranger"), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines(std::string(kUnsuitable) + "WRESMGR_PARAM_IS_CALC_MD5"), 1);
   EXPECT_FALSE(cfg.is_calc_md5);  // found without regard to case
   EXPECT_TRUE(std::isinf(cfg.PersonalLMWeight));
 }
@@ -109,9 +109,9 @@ TEST_F(ResConfig, OtherNamesCanNeitherBeSetNorRead) {
        {"wresMgr_param_normal_none", "wresMgr_param_normal_count", "wresMgr_param_special_none", "wresmgr_param_is_calc_md5", ""}) {
     EXPECT_FALSE(cfg.set_para_value(name, "1")) << name;
     EXPECT_FALSE(cfg.get_para_value(name, text, sizeof text)) << name;
-    EXPECT_EQ(log_.Count(std::string("CFG_RESMGR::set_para_value | para not suitable for normal operation, param = ") + name), 1)
+    EXPECT_EQ(log_.CountLines(std::string("CFG_RESMGR::set_para_value | para not suitable for normal operation, param = ") + name), 1)
         << log_.Text();
-    EXPECT_EQ(log_.Count(std::string("CFG_RESMGR::get_para_value | para not suitable for normal operation, param = ") + name), 1);
+    EXPECT_EQ(log_.CountLines(std::string("CFG_RESMGR::get_para_value | para not suitable for normal operation, param = ") + name), 1);
   }
   EXPECT_STREQ(text, "same");
   EXPECT_EQ(cfg.normal_none, 0);
@@ -163,8 +163,8 @@ TEST_F(ResConfig, DevicesOtherThanTheProcessorsAreTold) {
     EXPECT_EQ(cpu.nDeviceId, row.nDevice == 4 ? 0 : -1) << row.device;
     power += row.power_lines;
     unsupported += row.unsupported_lines;
-    EXPECT_EQ(log_.Count(kPowerOfTwo), power) << row.device;
-    EXPECT_EQ(log_.Count(kUnsupported), unsupported) << row.device;
+    EXPECT_EQ(log_.CountLines(kPowerOfTwo), power) << row.device;
+    EXPECT_EQ(log_.CountLines(kUnsupported), unsupported) << row.device;
   }
 }
 

@@ -8,8 +8,8 @@
 
 #include "res/md5.h"
 #include "res/model_format.h"
-#include "res/test_log.h"
 #include "res/test_models.h"
+#include "support/log_capture.h"
 #include "support/temp_folder.h"
 
 namespace TSEG {
@@ -22,9 +22,9 @@ using modelfile::WriteContainer;
 using modelfile::WriteModel;
 using testing_support::kModelKey;
 using testing_support::Loaded;
+using testing_support::LogCapture;
 using testing_support::SmallDnn;
 using testing_support::TempFolder;
-using testing_support::TestLog;
 
 constexpr WREC_RES_SET kOtherKey = {1, "APT"};
 
@@ -106,9 +106,9 @@ TEST(ModelFile, OfATypeThatDoesNotRunIsRefused) {
                            "MLP_RES_DNN2",         "mlp_res_dnn",         ""}) {
     ModelSpec spec = SmallDnn();
     spec.network_type = type;
-    TestLog log;
+    LogCapture log;
     EXPECT_EQ(Loaded(WriteModel(spec)).ret, 30011) << type;
-    EXPECT_EQ(log.Count("resLoader_ftr | load MLP_RES TYPE not supported."), 1) << type;
+    EXPECT_EQ(log.CountLines("resLoader_ftr | load MLP_RES TYPE not supported."), 1) << type;
   }
 }
 
@@ -116,7 +116,7 @@ TEST(ModelFile, IntoAResourceOfAnotherClassIsRefused) {
   const Bytes file = WriteModel(SmallDnn());
   Res other(kModelKey, "memres");
   ResLoader_Ftr loader(nullptr);
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(loader.load(&other, file.data(), file.size(), kModelKey, nullptr, 0), 30003);
   EXPECT_EQ(log.Failures("ResLoader_ftr::load | HMM link should not be NULL", "RES_MGR_ERROR_INVALID_PARA_VALUE", 30003), 1) << log.Text();
 }
@@ -125,9 +125,9 @@ TEST(ModelFile, ReleaseToleratesWhatIsNotThere) {
   ResLoader_Ftr loader(nullptr);
   loader.Delete(nullptr);
   loader.Delete(loader.CreateRes(kModelKey, "memres"));
-  TestLog log;
+  LogCapture log;
   loader.Delete(new Res(kModelKey, "memres"));
-  EXPECT_EQ(log.Count("ResLoader_ftr::load | HMM link should not be NULL"), 1);
+  EXPECT_EQ(log.CountLines("ResLoader_ftr::load | HMM link should not be NULL"), 1);
 }
 
 TEST(Container, WithoutItsMagicIsAPlainModelWhateverItCounts) {
@@ -188,18 +188,18 @@ TEST(Container, RefusesModelSectionsByTheirType) {
   for (const char* type : {"MLP_RES_DNN", "MLP_RES_RNNCATDNN", "MLP_RES_BIRNN", "MLP_RES_RNN", "MLP_RES_DNN_TREE", "MLP_RES_OTHER"}) {
     ModelSpec spec = SmallDnn();
     spec.network_type = type;
-    TestLog log;
+    LogCapture log;
     const Loaded loaded(WriteContainer({{1, WriteModel(spec)}}));
     EXPECT_EQ(loaded.ret, 30011) << type;
     EXPECT_EQ(loaded.link.pDnn, nullptr);
-    EXPECT_EQ(log.Count("ResLoader_ftr::MLPResourceAddM | load resource err, ret = 30011"), 1) << log.Text();
+    EXPECT_EQ(log.CountLines("ResLoader_ftr::MLPResourceAddM | load resource err, ret = 30011"), 1) << log.Text();
   }
 }
 
 TEST(Container, RefusesTheImageOfAnOldRecord) {
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(Loaded(WriteContainer({{1, Bytes(1136)}})).ret, 30005);
-  EXPECT_EQ(log.Count("ResLoader_ftr::MLPResourceAddM | load resource err, ret = 30005"), 1) << log.Text();
+  EXPECT_EQ(log.CountLines("ResLoader_ftr::MLPResourceAddM | load resource err, ret = 30005"), 1) << log.Text();
 }
 
 TEST(Container, OrsTheResultsOfItsSections) {
@@ -242,7 +242,7 @@ TEST(Container, RefusesSectionsThatReachBeyondTheEnd) {
     uint32_t value = row.value;
     if (row.value == 500) value = static_cast<uint32_t>(sound.size() - 500);
     std::memcpy(file.data() + row.offset, &value, 4);
-    TestLog log;
+    LogCapture log;
     EXPECT_EQ(Loaded(file).ret & 30002, 30002) << row.name;
     EXPECT_EQ(log.Failures(std::string("ResLoader_ftr::load | model file refused, ") + row.line, "ret", 30002), 1) << log.Text();
   }
@@ -252,7 +252,7 @@ TEST(Container, RefusesATableOfRecordsThatIsCutShort) {
   Bytes file = WriteContainer({{2, Words({1, 2})}});
   file[380] = 0xFF;
   file[381] = 0xFF;
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(Loaded(file).ret, 30002);
   EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, the section table reaches beyond the end of the file", "ret", 30002),
             1);
@@ -266,11 +266,11 @@ TEST(Container, RefusesASectionThatIsShorterThanTheTypeInItsHeader) {
   // The header begins at 384, its type word ends 48 bytes behind that.
   const Bytes model = WriteModel(SmallDnn());
   const auto cut = [&model](std::ptrdiff_t n) { return Bytes(model.begin(), model.begin() + n); };
-  TestLog log;
+  LogCapture log;
   EXPECT_EQ(Loaded(WriteContainer({{1, cut(431)}})).ret, 30002);
   EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, the header reaches beyond the end of a section", "ret", 30002), 1)
       << log.Text();
-  EXPECT_EQ(log.Count("ResLoader_ftr::MLPResourceAddM | load resource err, ret = 30002"), 1) << log.Text();
+  EXPECT_EQ(log.CountLines("ResLoader_ftr::MLPResourceAddM | load resource err, ret = 30002"), 1) << log.Text();
   EXPECT_EQ(Loaded(WriteContainer({{1, cut(432)}})).ret, 30011);
 }
 
@@ -280,13 +280,13 @@ TEST(FileLoad, LogsThePreloadAndTheTimeAndLabelsByMd5) {
   const std::string path = Write(folder, bytes);
   int32_t sum = 0;
   for (size_t at = 0; at < bytes.size(); at += 4096) sum += static_cast<int8_t>(bytes[at]);
-  TestLog log;
+  LogCapture log;
   FromFile loaded(path);
   EXPECT_EQ(loaded.ret, 0);
   EXPECT_EQ(loaded.Label(), Md5Hex(bytes.data(), bytes.size()));
-  EXPECT_EQ(log.Count("preload res to memory..." + path + " : " + std::to_string(bytes.size())), 1) << log.Text();
-  EXPECT_EQ(log.CountPart("load res cost time : "), 1) << log.Text();
-  EXPECT_EQ(log.Count("successed to map file -> 9 : checkSum = " + std::to_string(sum)), 1) << log.Text();
+  EXPECT_EQ(log.CountLines("preload res to memory..." + path + " : " + std::to_string(bytes.size())), 1) << log.Text();
+  EXPECT_EQ(log.Count("load res cost time : "), 1) << log.Text();
+  EXPECT_EQ(log.CountLines("successed to map file -> 9 : checkSum = " + std::to_string(sum)), 1) << log.Text();
 }
 
 TEST(FileLoad, WithoutMd5TheLabelIsTypeAndNumber) {

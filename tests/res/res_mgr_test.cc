@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "res/loader_registry.h"
-#include "res/test_log.h"
 #include "res/test_models.h"
+#include "support/log_capture.h"
 #include "support/temp_folder.h"
 
 namespace TSEG {
@@ -18,9 +18,9 @@ namespace {
 
 using modelfile::Bytes;
 using modelfile::WriteModel;
+using testing_support::LogCapture;
 using testing_support::SmallDnn;
 using testing_support::TempFolder;
-using testing_support::TestLog;
 
 const char* const kNotExist = "RES_MGR_ERROR_RESOURCE_NOT_EXIST";
 const char* const kAlready = "RES_MGR_ERROR_RESOURCE_ALREADY_EXIST";
@@ -58,7 +58,7 @@ class ResMgr : public ::testing::Test {
   }
   int Add(const WREC_RES_SET& key, const std::string& path) { return manager_->Res_add(&key, path.c_str(), nullptr, 0); }
 
-  TestLog log_;
+  LogCapture log_;
   TempFolder folder_;
   std::string model_;
   IRes_mgr* manager_;
@@ -68,8 +68,8 @@ class ResMgr : public ::testing::Test {
 
 TEST_F(ResMgr, AddsQueriesAndDeletesAModel) {
   ASSERT_EQ(Add(mlp_, model_), 0);
-  EXPECT_EQ(log_.Count("ResAdd begin: szResType = MLP nResID = 9, szResURI = " + model_), 1) << log_.Text();
-  EXPECT_EQ(log_.Count("ResAdd success: szResType = MLP nResID = 9, szResURI = " + model_), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines("ResAdd begin: szResType = MLP nResID = 9, szResURI = " + model_), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines("ResAdd success: szResType = MLP nResID = 9, szResURI = " + model_), 1) << log_.Text();
   IRes* res = manager_->Res_query(&mlp_);
   auto* link = dynamic_cast<HMMResourceLink*>(res);
   ASSERT_NE(link, nullptr);
@@ -78,7 +78,7 @@ TEST_F(ResMgr, AddsQueriesAndDeletesAModel) {
   EXPECT_EQ(link->GetResSet()->nResID, 9);
   EXPECT_EQ(link->GetRefCount(), 0);
   EXPECT_EQ(manager_->Res_delete(&mlp_), 0);
-  EXPECT_EQ(log_.Count("ResDelete: szResType = MLP nResID = 9"), 1);
+  EXPECT_EQ(log_.CountLines("ResDelete: szResType = MLP nResID = 9"), 1);
   EXPECT_EQ(manager_->Res_query(&mlp_), nullptr);
   EXPECT_EQ(log_.Failures("Res_mgr::Res_query | res query failed, resource doesn't exist, nResID = 9 szResType = MLP", "NULL", 0), 1)
       << log_.Text();
@@ -87,19 +87,19 @@ TEST_F(ResMgr, AddsQueriesAndDeletesAModel) {
 
 TEST_F(ResMgr, ScopesSurroundTheCalls) {
   ASSERT_EQ(Add(mlp_, model_), 0);
-  EXPECT_EQ(log_.Count("TSEG::Res_mgr::Res_mgr | enter."), 1) << log_.Text();
-  EXPECT_EQ(log_.Count("TSEG::Res_mgr::Res_add | enter."), 1);
-  EXPECT_EQ(
-      log_.Count("TSEG::Res_mgr::Res_addingSet_del | enter.\nTSEG::Res_mgr::Res_addingSet_del | leave.\nTSEG::Res_mgr::Res_add | leave."),
-      1)
+  EXPECT_EQ(log_.CountLines("TSEG::Res_mgr::Res_mgr | enter."), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines("TSEG::Res_mgr::Res_add | enter."), 1);
+  EXPECT_EQ(log_.CountLines(
+                "TSEG::Res_mgr::Res_addingSet_del | enter.\nTSEG::Res_mgr::Res_addingSet_del | leave.\nTSEG::Res_mgr::Res_add | leave."),
+            1)
       << log_.Text();
   manager_->Res_delete(&mlp_);
-  EXPECT_EQ(log_.Count("TSEG::Res_mgr::Res_deletingSet_erase | enter.\nTSEG::Res_mgr::Res_deletingSet_erase | leave."), 1);
+  EXPECT_EQ(log_.CountLines("TSEG::Res_mgr::Res_deletingSet_erase | enter.\nTSEG::Res_mgr::Res_deletingSet_erase | leave."), 1);
 }
 
 TEST_F(ResMgr, SaysThatTheLoggerWasThere) {
-  EXPECT_EQ(log_.Count("Res_mgr | srlog_inst has been created!!"), 1) << log_.Text();
-  EXPECT_EQ(log_.Count("Res_mgr::Res_mgr | srlog_open succeed!"), 1);
+  EXPECT_EQ(log_.CountLines("Res_mgr | srlog_inst has been created!!"), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines("Res_mgr::Res_mgr | srlog_open succeed!"), 1);
   destroyResMgr(manager_);
   manager_ = nullptr;
   EXPECT_TRUE(srlog_exists());
@@ -107,8 +107,8 @@ TEST_F(ResMgr, SaysThatTheLoggerWasThere) {
 
 TEST_F(ResMgr, ANullPathIsRefusedInOneLine) {
   EXPECT_EQ(manager_->Res_add(&mlp_, nullptr, nullptr, 0), 30004);
-  EXPECT_EQ(log_.Count("Res_add | para szResURI is NULL. RES_MGR_ERROR_NULL_HANDLE = 30004"), 1) << log_.Text();
-  EXPECT_EQ(log_.CountPart("Error! The error string is -> "), 0) << log_.Text();
+  EXPECT_EQ(log_.CountLines("Res_add | para szResURI is NULL. RES_MGR_ERROR_NULL_HANDLE = 30004"), 1) << log_.Text();
+  EXPECT_EQ(log_.Count("Error! The error string is -> "), 0) << log_.Text();
 }
 
 TEST_F(ResMgr, AFolderOrAMissingFileIsRefused) {
@@ -243,7 +243,7 @@ TEST_F(ResMgr, AWfstBringsAndTakesItsCompanion) {
   ASSERT_EQ(Add(wfst, model_), 0);
   EXPECT_EQ(manager_->Res_delete(&companion), 0);
   EXPECT_EQ(manager_->Res_delete(&wfst), 0);
-  EXPECT_EQ(log_.Count("Res_mgr::Res_delete | ORVAFST resource has already deleted"), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines("Res_mgr::Res_delete | ORVAFST resource has already deleted"), 1) << log_.Text();
 }
 
 TEST_F(ResMgr, AnUnknownKeyIsNotDeleted) {
@@ -262,7 +262,7 @@ TEST_F(ResMgr, WhatIsCountedIsNotDeleted) {
       << log_.Text();
   EXPECT_EQ(res->DecRefCount(), 0);
   EXPECT_EQ(res->DecRefCount(), 0);
-  EXPECT_EQ(log_.Count("DecRefCount | refCount number should not be negative"), 1);
+  EXPECT_EQ(log_.CountLines("DecRefCount | refCount number should not be negative"), 1);
   EXPECT_EQ(manager_->Res_delete(&mlp_), 0);
 }
 
@@ -271,8 +271,9 @@ TEST_F(ResMgr, WhatIsLeftIsDeletedWithTheManager) {
   const std::string label(manager_->Res_query(&mlp_)->GetResKey(), 32);
   destroyResMgr(manager_);
   manager_ = nullptr;
-  EXPECT_EQ(log_.Count("Res_mgr::~Res_mgr | 1's resource has not been release correctly"), 1) << log_.Text();
-  EXPECT_EQ(log_.Count("Res_mgr::~Res_mgr | resouce leaked, " + label + " MLP 9\nResDelete: szResType = MLP nResID = 9"), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines("Res_mgr::~Res_mgr | 1's resource has not been release correctly"), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines("Res_mgr::~Res_mgr | resouce leaked, " + label + " MLP 9\nResDelete: szResType = MLP nResID = 9"), 1)
+      << log_.Text();
 }
 
 TEST_F(ResMgr, AddsFromMemory) {
@@ -280,8 +281,8 @@ TEST_F(ResMgr, AddsFromMemory) {
   ASSERT_EQ(manager_->Res_addM(&mlp_, bytes.data(), static_cast<long>(bytes.size()), nullptr, 0), 0);
   std::fill(bytes.begin(), bytes.end(), uint8_t{0});  // the caller's bytes are his own again
   const std::string length = std::to_string(bytes.size());
-  EXPECT_EQ(log_.Count("ResAdd begin: szResType = MLP nResID = 9 length=" + length), 1) << log_.Text();
-  EXPECT_EQ(log_.Count("ResAdd success: szResType = MLP nResID = 9 length=" + length), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines("ResAdd begin: szResType = MLP nResID = 9 length=" + length), 1) << log_.Text();
+  EXPECT_EQ(log_.CountLines("ResAdd success: szResType = MLP nResID = 9 length=" + length), 1) << log_.Text();
   EXPECT_STREQ(manager_->Res_query(&mlp_)->GetResURI(), "memres");
   EXPECT_EQ(dynamic_cast<HMMResourceLink*>(manager_->Res_query(&mlp_))->pDnn->nLayers, 2);
   EXPECT_EQ(manager_->Res_addM(&mlp_, bytes.data(), 1, nullptr, 0), 30001);
@@ -352,53 +353,6 @@ TEST(ResMgrLife, AManagerClosesTheLoggerThatItOpened) {
 TEST(ResMgrDeathTest, TheFileSwitchesMd5OffForEveryLaterLoad) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(LoadTwiceWithoutMd5(), ::testing::ExitedWithCode(0), "");
-}
-
-TEST(LoaderRegistry, SweepsWhatIsSharedThroughALoaderOfItsCategory) {
-  static int released = 0;
-  struct Counting : HookedLoader {
-    using HookedLoader::HookedLoader;
-    void Delete(IRes* res) override {
-      ++released;
-      HookedLoader::Delete(res);
-    }
-  };
-  {
-    LoaderRegistry registry;
-    registry.set(16, std::make_unique<ConcreateResLoaderCreate<Counting>>());
-    const WREC_RES_SET key = {1, "APT"};
-    auto* res = new Res(key, "path");
-    registry.share("label", res);
-    EXPECT_EQ(registry.find_shared("label"), res);
-    EXPECT_EQ(registry.find_shared("other"), nullptr);
-    EXPECT_EQ(registry.find(4), nullptr);
-  }
-  EXPECT_EQ(released, 1);
-}
-
-TEST(ResCategory, NumbersTheNamesInOrder) {
-  EXPECT_EQ(ResCategory("HMM_8K"), 0);
-  EXPECT_EQ(ResCategory("MLP"), 4);
-  EXPECT_EQ(ResCategory("WFST"), 5);
-  EXPECT_EQ(ResCategory("LM"), 6);
-  EXPECT_EQ(ResCategory("HMM_8KTele"), 10);
-  EXPECT_EQ(ResCategory("ORVAFST"), 15);
-  EXPECT_EQ(ResCategory("IVEC"), 17);
-  EXPECT_EQ(ResCategory("WORDS_TRIE"), 25);
-  EXPECT_EQ(ResCategory("FSA"), 32);
-  EXPECT_EQ(ResCategory("mlp"), std::nullopt);
-  EXPECT_EQ(ResCategory(""), std::nullopt);
-}
-
-TEST(Resource, HoldsItsKeyPathAndLabel) {
-  const WREC_RES_SET key = {-3, "APT"};
-  Res res(key, std::string(2000, 'p').c_str());
-  EXPECT_EQ(std::string(res.GetResURI()), std::string(1023, 'p'));
-  EXPECT_EQ(res.GetResSet()->nResID, -3);
-  EXPECT_EQ(std::string(res.GetResKey(), 32), std::string(32, '\0'));
-  const std::string label(40, 'L');
-  res.SetResKey(label.c_str());
-  EXPECT_EQ(std::string(res.GetResKey(), 32), std::string(32, 'L'));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "strain/strain_support.h"
+#include "support/eventually.h"
 #include "support/file_size_limit.h"
 
 namespace TSEG::testing_support {
@@ -129,7 +130,8 @@ TEST_F(SurroundingsTest, ConfigurationOfTheEngineRewrittenWhileRunning) {
   }
 }
 
-// The logger looks at its configuration when more than ten seconds have passed, so this test takes as long.
+// The logger looks at its configuration with the first line after more than ten seconds. Waits until a look has taken one of the texts, and
+// for three sessions more: one of them at least began after it.
 TEST_F(SurroundingsTest, ConfigurationOfTheLogRewrittenWhileThreadsRun) {
   const Outcome expected = Expected("models/lstm40.bin");
   UpWithLog("models/lstm40.bin", "file=" + folder_.file("log/own.log") + "\nlevel=all\nstyle=16\n");
@@ -147,18 +149,25 @@ TEST_F(SurroundingsTest, ConfigurationOfTheLogRewrittenWhileThreadsRun) {
       }
     });
   }
-  const auto begin = std::chrono::steady_clock::now();
-  for (int i = 0; std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(12500); ++i) {
-    // Level, style and outputs of all kinds in turn; the last one that counts says "errors only", but one line of each is enough.
-    const char* const kTexts[] = {"level=none\n", "level=all\nstyle=255\n", "\x01\xFF", "output=0\n", "level=2\nstyle=16\nflush=1\n"};
-    const std::string next = folder_.write("next.cfu", std::string("[logger]\n") + kTexts[i % 5]);
+  // Levels, styles and outputs of all kinds in turn; none of them has the level that the logger came up with.
+  auto rewrite = [this, edits = 0]() mutable {
+    const char* const kTexts[] = {"level=none\n", "level=127\nstyle=255\n", "\x01\xFF", "output=0\n", "level=2\nstyle=16\nflush=1\n"};
+    const std::string next = folder_.write("next.cfu", std::string("[logger]\n") + kTexts[edits++ % 5]);
     fs::rename(next, folder_.file("own.cfu"));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  }
+  };
+  EXPECT_TRUE(log_enabled(kLogTrc));
+  EXPECT_TRUE(Eventually([&] {
+    rewrite();
+    return !log_enabled(kLogTrc);
+  }));
+  const int before = sessions;
+  EXPECT_TRUE(Eventually([&] {
+    rewrite();
+    return sessions >= before + 3;
+  }));
   done = true;
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(differences, 0);
-  EXPECT_GT(sessions, 2);
   EXPECT_EQ(wVadUninitialize(), 0);
 }
 

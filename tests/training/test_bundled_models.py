@@ -10,7 +10,7 @@ import numpy as np
 
 import quantised_dnn
 import quantised_lstm
-from evaluate_model import load_pairs, reference_of
+from engine_scores import load_pairs, reference_of
 from model_file import ModelFile, read_network
 
 MODELS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "models")

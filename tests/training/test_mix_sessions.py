@@ -7,7 +7,7 @@ import wave
 import numpy as np
 
 from audio_corpus import Corpus, mask_to_hops, read_audio, spans_to_mask
-from mix_sessions import KINDS, Mixer, mu_law
+from mix_sessions import KINDS, Mixer, audible_weight, tail_weight, without_inaudible
 
 COLUMNS = "path,category,subcategory,speaker,split,licence,label,label_quality,seconds,clips"
 
@@ -69,22 +69,25 @@ class Sessions(unittest.TestCase):
     def test_one_label_row_a_hop(self):
         for index in range(8):
             samples, labels, _ = self.mixer.make(index)
-            self.assertEqual(labels.shape, (len(samples) // 160, 2))
+            self.assertEqual(labels.shape, (len(samples) // 160, 3))
             self.assertLessEqual(labels[:, 0].max(), 1)
+            self.assertLessEqual(np.abs(labels[:, 2]).max(), 80)  # ten times the log-odds
 
     def test_only_speech_sessions_hold_speech_and_they_do(self):
         kinds = set()
         for index in range(30):
             _, labels, about = self.mixer.make(index)
             kinds.add(about["kind"])
-            self.assertEqual(bool(labels[:, 0].any()), about["kind"] == "speech", about)
+            self.assertEqual(bool(labels[:, 0].any()), about["kind"] in ("speech", "table", "gap"), about)
+            if about["kind"] in ("noise", "music", "silence"):
+                self.assertTrue((labels[:, 2] == -80).all())
         self.assertLessEqual(kinds, {name for name, _ in KINDS})
         self.assertIn("speech", kinds)
         self.assertIn("noise", kinds)
 
     def test_licences_can_be_left_out(self):
         self.assertEqual([r.path for r in self.corpus.excluded], ["m.wav"])
-        self.assertEqual(self.mixer.music, [])
+        self.assertEqual(self.mixer.backgrounds.music, [])
 
     def test_shares_of_kinds_add_up(self):
         self.assertAlmostEqual(sum(share for _, share in KINDS), 1.0)
@@ -107,8 +110,61 @@ class Reading(unittest.TestCase):
         mask = spans_to_mask([(8000, 8256), (9600, 9679)], 16000)
         self.assertEqual(list(np.flatnonzero(mask_to_hops(mask))), [50, 51])
 
-    def test_mu_law_keeps_full_scale_and_zero(self):
-        np.testing.assert_allclose(mu_law(np.array([0.0, 32768.0, -32768.0])), [0.0, 32768.0, -32768.0], atol=1e-6)
+
+class Weights(unittest.TestCase):
+    def test_speech_that_its_background_hides_weighs_nothing_and_silence_all(self):
+        voice = np.repeat([1000.0, 1000.0, 1000.0], 160 * 20)
+        background = np.repeat([100.0, 6000.0, 20000.0], 160 * 20)  # 20 dB, -15.6 dB, -26 dB
+        weight = audible_weight(np.full(60, 3.0), voice, background)
+        self.assertEqual([weight[10], weight[30], weight[50]], [1.0, 0.3, 0.0])
+        self.assertTrue((audible_weight(np.full(60, -3.0), voice, background) == 1.0).all())
+
+    def test_a_voice_of_a_few_steps_of_a_sample_is_no_speech(self):
+        # Square waves of 2, 6 and 100 steps: -84.3, -74.7 and -50.3 dB of full scale.
+        samples = np.repeat(np.int16([2, 6, 100]), 160 * 20)
+        samples[1::2] *= -1
+        rows = without_inaudible(samples, np.tile(np.int16([1, 100, 50]), (60, 1)))
+        self.assertEqual(rows[[8, 30, 50]].tolist(), [[0, 100, -30], [1, 30, 50], [1, 100, 50]])
+        silence = without_inaudible(samples, np.tile(np.int16([0, 100, -80]), (60, 1)))
+        self.assertTrue((silence == [0, 100, -80]).all())
+
+    def test_a_room_makes_the_hops_after_speech_count_less(self):
+        hard = np.array([0, 1, 1] + [0] * 20, np.uint8)
+        # 0.2 s of reverberation: 7 hops after the last one of speech.
+        np.testing.assert_allclose(tail_weight(hard, 0.2), [1.0] * 3 + [0.4] * 7 + [1.0] * 13)
+        np.testing.assert_allclose(tail_weight(hard, 0.0), 1.0)
+
+
+class BetterLabels(unittest.TestCase):
+    def corpus(self, folder):
+        write_wav(os.path.join(folder, "a.wav"), np.zeros(1600))
+        for name, spans in (("a.csv", "0.00,0.10"), ("labels_joined/a.csv", "0.05,0.07")):
+            os.makedirs(os.path.dirname(os.path.join(folder, name)), exist_ok=True)
+            with open(os.path.join(folder, name), "w", encoding="utf-8") as out:
+                out.write(f"start_s,end_s\n{spans}\n")
+        with open(os.path.join(folder, "manifest.csv"), "w", encoding="utf-8") as out:
+            out.write(f"{COLUMNS}\na.wav,speech,read,a,train,GPL-2.0 or CC-BY-SA-4.0,a.csv,good,0.10,\n")
+        with open(os.path.join(folder, "doubtful.csv"), "w", encoding="utf-8") as out:
+            out.write("path,start_s,end_s\na.wav,0.02,0.04\n")
+        with open(os.path.join(folder, "hidden_speech.csv"), "w", encoding="utf-8") as out:
+            out.write("path,start_s,end_s,silero,firered\na.wav,0.01,0.02,0.9,0.8\na.wav,0.05,0.06,0.1,0.9\n")
+        os.makedirs(os.path.join(folder, "posterior"))
+        np.array([-128, 5, 127, -90, 0], np.int8).tofile(os.path.join(folder, "posterior", "a.i8"))
+        return Corpus(folder, os.path.join(folder, "cache"))
+
+    def test_joined_labels_and_log_odds_are_taken_where_there_are_some(self):
+        with tempfile.TemporaryDirectory() as folder:
+            corpus = self.corpus(folder)
+            recording = corpus.recordings[0]  # the second of its two licences lets it in
+            self.assertEqual(corpus.speech_spans(recording), [(800, 1120)])
+            log_odds, clip = corpus.log_odds(recording, 6)
+            np.testing.assert_allclose(log_odds, [-8.0, 0.5, 8.0, -8.0, 0.0, -8.0])  # held within 8; what the file lacks is no clip
+            self.assertEqual(list(clip), [False, True, True, True, True, False])
+            self.assertEqual(list(corpus.trusted(recording, 6)), [True, True, False, False, True, True])
+
+    def test_a_voice_in_noise_is_what_both_detectors_hear(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.assertEqual(self.corpus(folder).hidden_speech, {"a.wav": [(160, 320)]})
 
 
 if __name__ == "__main__":

@@ -5,7 +5,7 @@ try:
     import torch
 
     from recurrent_layer import NoRounding, RecurrentLayer, RoundingFixed, RoundingInt8
-    from train_lstm import GATE_LIMIT, RECURRENT_LIMIT, RecurrentNet, joined, loudest_blocks
+    from recurrent_net import GATE_LIMIT, RECURRENT_LIMIT, RecurrentNet, loudest_blocks
 except ImportError:
     torch = None
 import numpy as np
@@ -56,6 +56,38 @@ class Layer(unittest.TestCase):
         width = 40 if kind == "lstm_fb40" else 75
         return RecurrentNet(kind, 4 * width, 32, 32, np.zeros(width, np.float32), np.ones(width, np.float32))
 
+    def test_pieces_with_a_carried_state_answer_as_the_whole_does_two_blocks_late(self):
+        for kind in ("lstm_fb40", "lstm_fb75"):
+            model = self.net(kind)
+            torch.manual_seed(6)
+            x = torch.randn(12, 2, model.wx.shape[1])
+            with torch.no_grad():
+                whole = model(x)
+                carry = model.start(2)
+                pieces = torch.cat([model(x[k:k + 4], carry) for k in (0, 4, 8)])
+            np.testing.assert_allclose(pieces[2:].numpy(), whole[:10].numpy(), atol=1e-5)
+
+    def test_a_stream_that_begins_anew_forgets_and_its_neighbour_does_not(self):
+        model = self.net("lstm_fb75")
+        x = torch.randn(4, 2, 300)
+        with torch.no_grad():
+            carry, cleared = model.start(2), model.start(2)
+            model(x, carry)
+            carry.clear(torch.tensor([True, False]))
+            after, fresh = model(x, carry), model(x, cleared)
+        np.testing.assert_allclose(after[:, 0].numpy(), fresh[:, 0].numpy(), atol=1e-6)
+        self.assertGreater(float((after[:, 1] - fresh[:, 1]).abs().max()), 1e-3)
+
+    def test_a_larger_network_that_takes_over_answers_like_the_smaller_one(self):
+        for kind in ("lstm_fb40", "lstm_fb75"):
+            small = self.net(kind)
+            inputs = small.wx.shape[1]
+            large = RecurrentNet(kind, inputs, 48, 40, np.zeros(inputs // 4, np.float32), np.ones(inputs // 4, np.float32))
+            large.take_over({name: value.detach().numpy() for name, value in small.named_parameters()})
+            x = torch.randn(6, 2, inputs)
+            with torch.no_grad():
+                np.testing.assert_allclose(large(x).numpy(), small(x).numpy(), atol=1e-5)
+
     def test_weights_are_held_where_no_8_bit_sum_can_clip(self):
         model = self.net("lstm_fb40")
         with torch.no_grad():
@@ -104,14 +136,6 @@ class Data(unittest.TestCase):
         blocks[1], blocks[3], blocks[4] = 3.0, -6.0, 4.0
         got = loudest_blocks(blocks, np.float32([1.0, 1.0]), np.float32([0.5, 0.5]), 2)
         np.testing.assert_array_equal(got, np.float32([[-3.5] * 8, [1.5] * 8]))
-
-    def test_sessions_stand_behind_their_priming_which_has_no_weight(self):
-        session = (np.ones((2, 8), np.float16), np.ones((2, 4), np.uint8), np.full((2, 4), 100, np.uint8))
-        blocks, labels, weights, starts = joined([session, session], 3)
-        self.assertEqual(list(starts), [0, 5])
-        self.assertEqual(list(blocks[:, 0]), [0, 0, 0, 1, 1, 0, 0, 0, 1, 1])
-        self.assertEqual(list(weights[:, 0]), [0, 0, 0, 100, 100, 0, 0, 0, 100, 100])
-        self.assertEqual(list(labels[:, 0]), [0, 0, 0, 1, 1, 0, 0, 0, 1, 1])
 
 
 if __name__ == "__main__":

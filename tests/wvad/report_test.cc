@@ -2,14 +2,25 @@
 #include "wvad/report.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "support/temp_folder.h"
 #include "wvad/failure.h"
+#include "wvad/named_rows.h"
+#include "wvad/output.h"
+#include "wvad/report_formats.h"
 
 namespace TSEG::tool {
 namespace {
+
+const OutputRules kRules(false, {});
+
+std::unique_ptr<Report> Make(const std::string& format, Output& output, const ReportShape& shape) {
+  return FindRow(ReportFormats(), format)->make(output, shape);
+}
 
 Sentence Sample(int64_t begin, int64_t end) { return {begin, end, 12.34, true, 70.5}; }
 
@@ -17,8 +28,8 @@ Sentence Sample(int64_t begin, int64_t end) { return {begin, end, 12.34, true, 7
 std::string Printed(const std::string& format, bool summary = true) {
   testing_support::TempFolder folder;
   {
-    Output output(folder.file("out"));
-    const std::unique_ptr<Report> report = MakeReport(format, output, true, summary);
+    Output output(folder.file("out"), kRules);
+    const std::unique_ptr<Report> report = Make(format, output, {true, summary, false});
     report->BeginFile("a.wav");
     report->Add(Sample(11200, 35200), 16000);
     report->Add({int64_t{36000} * 16000 * 3, int64_t{36000} * 16000 * 3 + 160, {}, {}, {}}, 16000);
@@ -95,8 +106,8 @@ TEST(Report, EachJsonLineIsAnObjectOfItsOwn) {
 
 TEST(Report, CsvQuotesNamesThatNeedIt) {
   testing_support::TempFolder folder;
-  Output output(folder.file("out"));
-  const std::unique_ptr<Report> report = MakeReport("csv", output, false, true);
+  Output output(folder.file("out"), kRules);
+  const std::unique_ptr<Report> report = Make("csv", output, {false, true, false});
   report->BeginFile("say \"a,b\".wav");
   report->Add(Sample(11200, 35200), 16000);
   report->End();
@@ -111,8 +122,8 @@ TEST(Report, SavedSentencesNameTheirFiles) {
   Sentence sentence = Sample(11200, 35200);
   sentence.saved_as = "out/a-0001.wav";
   const auto printed = [&](const std::string& format) {
-    Output output(folder.file(format));
-    const std::unique_ptr<Report> report = MakeReport(format, output, false, false, true);
+    Output output(folder.file(format), kRules);
+    const std::unique_ptr<Report> report = Make(format, output, {false, false, true});
     report->BeginFile("a.wav");
     report->Add(sentence, 16000);
     report->EndFile(FileEnd{});
@@ -135,8 +146,8 @@ TEST(Report, QualityOfEachStretch) {
   end.quality = {{0, 16000 * 300, {{"snr", "\"ws\":[{\"snr\":18.250,\"trig\":false}]"}, {"cur", "\"ws\":[{\"cur\":0.100,\"trig\":true}]"}}},
                  {16000 * 280, 16000 * 281, {{"snr", "broken"}, {"vol", "\"ws\":[]"}}}};
   const auto printed = [&](const std::string& format) {
-    Output output(folder.file(format));
-    const std::unique_ptr<Report> report = MakeReport(format, output, false, false);
+    Output output(folder.file(format), kRules);
+    const std::unique_ptr<Report> report = Make(format, output, {false, false, false});
     report->BeginFile("a.wav");
     report->EndFile(end);
     report->End();
@@ -160,16 +171,31 @@ TEST(Report, QualityOfEachStretch) {
 
 TEST(Report, SentencesAreThereBeforeTheEnd) {
   testing_support::TempFolder folder;
-  Output output(folder.file("out"));
-  const std::unique_ptr<Report> report = MakeReport("jsonl", output, false, true);
+  // A pipe gets every piece at once; an ordinary file would appear at the end.
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  Output output("/dev/fd/" + std::to_string(ends[1]), kRules);
+  const std::unique_ptr<Report> report = Make("jsonl", output, {false, true, false});
   report->BeginFile("-");
   report->Add(Sample(11200, 35200), 16000);
-  EXPECT_NE(folder.read("out").find("\"end\":2.2"), std::string::npos);
+  std::string text(4096, '\0');
+  text.resize(static_cast<size_t>(std::max<ssize_t>(read(ends[0], text.data(), text.size()), 0)));
+  EXPECT_NE(text.find("\"end\":2.2"), std::string::npos);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST(Report, FormatsHaveTheirNamesOnceAndQualityThoseWithRoomForMeasures) {
+  EXPECT_EQ(NamesOf(ReportFormats(), ", ", " or "), "table, json, jsonl or csv");
+  EXPECT_EQ(NamesOf(MeasuringFormats(), "|", "|"), "table|json|jsonl");
+  EXPECT_EQ(FindRow(ReportFormats(), "xml"), nullptr);
+  EXPECT_EQ(FindRow(MeasuringFormats(), "csv"), nullptr);
+  for (const ReportFormat& format : ReportFormats()) EXPECT_EQ(FindRow(ReportFormats(), format.name), &format) << format.name;
 }
 
 TEST(Report, FullDiskIsAFailureOfTheOutput) {
   try {
-    Output output("/dev/full");
+    Output output("/dev/full", kRules);
     output.Write("x");
     FAIL();
   } catch (const Failure& failure) {

@@ -4,6 +4,7 @@
 //
 // It links the static parts of the engine, since no exported function hands out blocks. Recordings are worked on in parallel with --jobs;
 // the files do not depend on how many run at once.
+#include <CLI/CLI.hpp>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -28,23 +29,6 @@ using TSEG::blocks::BlockSource;
 using TSEG::blocks::ScoreModel;
 using TSEG::blocks::ScoreSource;
 
-constexpr const char* kUsage =
-    "usage: wvad-blocks --out FOLDER [options] [FILE...]\n"
-    "\n"
-    "Writes FOLDER/NAME.npy for each recording: one row a block, float32, as the network sees it before its own normalisation.\n"
-    "Recordings are raw 16-bit samples (.s16, .raw, .pcm) or anything that libsndfile reads, mono, at the rate given.\n"
-    "\n"
-    "  --out FOLDER     where the files go; made if missing\n"
-    "  --list FILE      more recordings, one path a line\n"
-    "  --model TYPE     dnn_fb75 (blocks of 825, default), lstm_fb75 (300) or lstm_fb40 (160)\n"
-    "  --centre         dnn_fb75: only the 75 values of the frame in the middle of each block\n"
-    "  --scores MODEL   instead of blocks, the score pairs of this model file: two values a row, speech first\n"
-    "  --half           write float16 instead of float32\n"
-    "  --rate HZ        16000 (default), 8000 or 6000\n"
-    "  --cmn-type N     mean removal 0 to 3 (default 0), or off\n"
-    "  --jobs N         recordings at a time (default 1)\n"
-    "  --help           this text\n";
-
 struct Options {
   BlockOptions blocks;
   std::string out;
@@ -59,63 +43,58 @@ struct Options {
   std::exit(2);
 }
 
-int Number(const std::string& text, int low, int high, const char* what) {
-  char* end = nullptr;
-  const long value = std::strtol(text.c_str(), &end, 10);
-  if (text.empty() || *end != '\0' || value < low || value > high) Fail(std::string(what) + ": '" + text + "' is not allowed");
-  return static_cast<int>(value);
+// Appends the lines of a file that are not empty.
+void ReadList(const std::string& name, std::vector<std::string>* files) {
+  std::ifstream list(name);
+  if (!list) Fail(name + ": cannot be read");
+  for (std::string line; std::getline(list, line);) {
+    if (!line.empty()) files->push_back(line);
+  }
+}
+
+constexpr const char* kAbout =
+    "Writes FOLDER/NAME.npy for each recording: one row a block, float32, as the network sees it before its own normalisation. "
+    "Recordings are raw 16-bit samples (.s16, .raw, .pcm) or anything that libsndfile reads, mono, at the rate given.";
+
+void AddOptions(CLI::App& app, Options& options) {
+  app.add_option("FILE", options.files, "Recordings");
+  app.add_option("--out", options.out, "Where the files go; made if missing")->required()->type_name("FOLDER");
+  app.add_option_function<std::string>(
+         "--list", [&options](const std::string& name) { ReadList(name, &options.files); }, "More recordings, one path a line")
+      ->type_name("FILE");
+  app.add_option("--model", options.blocks.model_type, "dnn_fb75 (blocks of 825), lstm_fb75 (300) or lstm_fb40 (160)")
+      ->check(CLI::IsMember({"dnn_fb75", "lstm_fb75", "lstm_fb40"}))
+      ->capture_default_str();
+  CLI::Option* centre = app.add_flag("--centre", options.centre, "dnn_fb75: only the 75 values of the frame in the middle of each block");
+  app.add_option("--scores", options.scores, "Instead of blocks, the score pairs of this model file: two values a row, speech first")
+      ->type_name("MODEL")
+      ->excludes(centre);
+  app.add_flag("--half", options.half, "Write float16 instead of float32");
+  app.add_option("--rate", options.blocks.rate_hz, "Sample rate in Hz")->check(CLI::IsMember({16000, 8000, 6000}))->capture_default_str();
+  app.add_option_function<std::string>(
+         "--cmn-type",
+         [&options](const std::string& type) {
+           options.blocks.mean_removal = type != "off";
+           if (options.blocks.mean_removal) options.blocks.cmn_type = type[0] - '0';
+         },
+         "Mean removal")
+      ->check(CLI::IsMember({"0", "1", "2", "3", "off"}))
+      ->default_str("0");
+  app.add_option("--jobs", options.jobs, "Recordings at a time")->check(CLI::Range(1, 256))->capture_default_str();
 }
 
 Options Parse(int argc, char** argv) {
   Options options;
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
-    const auto value = [&]() -> std::string {
-      if (i + 1 >= argc) Fail(arg + " wants a value");
-      return argv[++i];
-    };
-    if (arg == "--help" || arg == "-h") {
-      std::cout << kUsage;
-      std::exit(0);
-    } else if (arg == "--out") {
-      options.out = value();
-    } else if (arg == "--list") {
-      const std::string name = value();
-      std::ifstream list(name);
-      if (!list) Fail(name + ": cannot be read");
-      for (std::string line; std::getline(list, line);) {
-        if (!line.empty()) options.files.push_back(line);
-      }
-    } else if (arg == "--model") {
-      options.blocks.model_type = value();
-      if (TSEG::blocks::BlockFloats(options.blocks.model_type) == 0)
-        Fail("--model: '" + options.blocks.model_type + "' is not a model type");
-    } else if (arg == "--centre") {
-      options.centre = true;
-    } else if (arg == "--scores") {
-      options.scores = value();
-    } else if (arg == "--half") {
-      options.half = true;
-    } else if (arg == "--rate") {
-      options.blocks.rate_hz = Number(value(), 6000, 16000, "--rate");
-      if (options.blocks.rate_hz != 16000 && options.blocks.rate_hz != 8000 && options.blocks.rate_hz != 6000)
-        Fail("--rate: 16000, 8000 or 6000");
-    } else if (arg == "--cmn-type") {
-      const std::string type = value();
-      options.blocks.mean_removal = type != "off";
-      if (options.blocks.mean_removal) options.blocks.cmn_type = Number(type, 0, 3, "--cmn-type");
-    } else if (arg == "--jobs") {
-      options.jobs = Number(value(), 1, 256, "--jobs");
-    } else if (arg.size() > 1 && arg[0] == '-') {
-      Fail("unknown option '" + arg + "', see --help");
-    } else {
-      options.files.push_back(arg);
-    }
+  CLI::App app(kAbout, "wvad-blocks");
+  AddOptions(app, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) std::exit(app.exit(error));
+    Fail(std::string(error.what()) + " (see --help)");
   }
-  if (options.out.empty()) Fail("--out is missing, see --help");
-  if (options.files.empty()) Fail("no recordings given, see --help");
+  if (options.files.empty()) Fail("no recordings given (see --help)");
   if (options.centre && options.blocks.model_type != "dnn_fb75") Fail("--centre goes with dnn_fb75 only");
-  if (options.centre && !options.scores.empty()) Fail("--centre and --scores exclude each other");
   return options;
 }
 

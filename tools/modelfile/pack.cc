@@ -61,13 +61,14 @@ void ReadScales(const Json& scales, ModelSpec* spec) {
   }
 }
 
-Variable ReadVariable(const std::string& folder, const Json& entry, Shape shape) {
+Variable ReadVariable(const std::string& folder, const Json& entry, Shape shape, std::vector<std::string>* files) {
   if (!entry.is_object()) Refuse("\"variables\" holds something that is not an object");
   Variable variable;
   variable.name = Required(entry, "name", "a variable");
   const std::string where = "variable " + variable.name;
   RefuseStrangers(entry, {"name", "file", "dtype", "shift", "shift16", "aux16", "shift8", "aux8"}, where);
   const std::string file = entry.contains("file") ? Required(entry, "file", where) : variable.name + ".npy";
+  if (files != nullptr) files->push_back(folder + "/" + file);
   NpyArray array;
   try {
     array = ParseNpy(ReadFileBytes(folder + "/" + file));
@@ -92,7 +93,8 @@ Variable ReadVariable(const std::string& folder, const Json& entry, Shape shape)
 
 }  // namespace
 
-ModelSpec ReadFolder(const std::string& folder) {
+ModelSpec ReadFolder(const std::string& folder, std::vector<std::string>* files) {
+  if (files != nullptr) files->push_back(folder + "/model.json");
   const Bytes text = ReadFileBytes(folder + "/model.json");
   Json description;
   try {
@@ -108,7 +110,7 @@ ModelSpec ReadFolder(const std::string& folder) {
   if (description.contains("keys")) ReadKeys(description["keys"], &spec);
   if (description.contains("scales")) ReadScales(description["scales"], &spec);
   if (!description.contains("variables") || !description["variables"].is_array()) Refuse("\"variables\" is not a list");
-  for (const Json& entry : description["variables"]) spec.variables.push_back(ReadVariable(folder, entry, spec.shape));
+  for (const Json& entry : description["variables"]) spec.variables.push_back(ReadVariable(folder, entry, spec.shape, files));
   return spec;
 }
 

@@ -7,6 +7,7 @@
 
 #include "modelfile/describe.h"
 #include "wvad/failure.h"
+#include "wvad/model_finder.h"
 
 namespace TSEG::tool {
 namespace {
@@ -39,6 +40,17 @@ std::string RateOfModel(const std::string& file) {
 }
 
 }  // namespace
+
+std::vector<std::string> FilesOfEngine(const EngineOptions& options) {
+  std::vector<std::string> files;
+  if (!options.config.empty()) files.push_back(options.config);
+  try {
+    files.push_back(FindModel(options.model, options.models_dir));
+  } catch (const Failure&) {
+    // Who wants to load it will say so.
+  }
+  return files;
+}
 
 std::string FurtherConfiguration(const EngineOptions& options, const ParameterPlan& plan, const std::string& model) {
   std::string rate;

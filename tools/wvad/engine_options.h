@@ -18,6 +18,9 @@ struct EngineOptions {
   std::vector<std::string> settings;  // NAME=VALUE
 };
 
+// What a run with these options reads beside recordings: the model, if there is one, and the configuration.
+std::vector<std::string> FilesOfEngine(const EngineOptions& options);
+
 // The text that follows our own lines in the engine's configuration: the settings of the audio-quality component, the user's file, and,
 // where both are silent, the component's sample rate, which has to be that of the sessions. `model` is the model's file. Throws
 // Failure(kBadParameter) if the user's file cannot be read.

@@ -4,21 +4,21 @@
 #ifndef WVAD_WVAD_HELP_TEXT_H_
 #define WVAD_WVAD_HELP_TEXT_H_
 
+#include <string>
+
+#include "wvad/exit_codes.h"
+
 namespace TSEG::tool {
 
-constexpr const char* kExitCodesHelp = R"(Exit codes:
-  0  all files done
-  1  internal error, memory exhausted
-  2  the command line makes no sense
-  3  an input is missing or cannot be opened
-  4  an input is not audio, or damaged
-  5  a sample rate or channel that cannot be served
-  6  a bad parameter (--set, --config)
-  7  the model is missing or unusable
-  8  the output cannot be written, or would replace something (--force)
-  9  the engine refused to go on
- 10  interrupted; what was found until then has been printed or saved
-With several files the others are still worked on; the code is that of the first failure.)";
+// The table of exit codes as the help shows it.
+inline std::string ExitCodesHelp() {
+  std::string text = "Exit codes:\n";
+  for (const ExitCodeRow& row : kExitCodes) {
+    const std::string number = std::to_string(static_cast<int>(row.code));
+    text += std::string(3 - number.size(), ' ') + number + "  " + row.meaning + "\n";
+  }
+  return text + "With several files the others are still worked on; the code is that of the first failure.";
+}
 
 constexpr const char* kSegmentHelp =
     R"(Times are seconds from the start of the recording. "vol" is the engine's measure of a sentence's energy: the

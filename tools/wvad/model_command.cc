@@ -4,43 +4,57 @@
 #include <cstdio>
 #include <exception>
 #include <nlohmann/json.hpp>
+#include <string_view>
+#include <vector>
 
 #include "modelfile/describe.h"
 #include "modelfile/pack.h"
 #include "wvad/failure.h"
-#include "wvad/report.h"
+#include "wvad/file_system.h"
+#include "wvad/model_finder.h"
+#include "wvad/output.h"
+#include "wvad/system.h"
 
 namespace TSEG::tool {
+namespace {
 
-void RunModelPack(const std::string& folder, const std::string& output, bool quiet) {
+// What lies in the current folder needs no "./" here.
+std::string ModelToInspect(const std::string& model) { return LookAt(model).kind == FileKind::kNone ? FindModel(model, "") : model; }
+
+}  // namespace
+
+ExitCode RunModelPack(const ModelPackOptions& options) {
+  RememberInterrupts();
   modelfile::Bytes bytes;
+  std::vector<std::string> read;
   try {
-    bytes = modelfile::WriteModel(modelfile::ReadFolder(folder));
+    bytes = modelfile::WriteModel(modelfile::ReadFolder(options.folder, &read));
   } catch (const std::exception& error) {
     throw Failure(ExitCode::kBadModel, error.what());
   }
-  try {
-    modelfile::WriteFileBytes(output, bytes);
-  } catch (const std::exception& error) {
-    throw Failure(ExitCode::kOutput, error.what());
-  }
-  if (!quiet) std::fprintf(stderr, "wvad: %s: %zu bytes\n", output.c_str(), bytes.size());
+  Output output(options.output, OutputRules(options.force, read));
+  output.Write(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+  output.Close();
+  if (!options.quiet) std::fprintf(stderr, "wvad: %s: %zu bytes\n", options.output.c_str(), bytes.size());
+  return ExitCode::kSuccess;
 }
 
-void RunModelInspect(const std::string& file, bool json) {
-  modelfile::ModelInfo info;
+ExitCode RunModelInspect(const ModelInspectOptions& options) {
+  const std::string file = ModelToInspect(options.model);
+  const OutputRules rules(options.force, {file});
+  CheckOutput(options.output, rules);
+  std::string text;
   try {
-    info = modelfile::InspectFile(file);
+    const modelfile::ModelInfo info = modelfile::InspectFile(file);
+    text = options.json ? modelfile::ToJson(info).dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n"
+                        : modelfile::ToText(info);
   } catch (const std::exception& error) {
     throw Failure(ExitCode::kBadModel, error.what());
   }
-  Output output("");
-  if (json) {
-    output.Write(modelfile::ToJson(info).dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
-  } else {
-    output.Write(modelfile::ToText(info));
-  }
+  Output output(options.output, rules);
+  output.Write(text);
   output.Close();
+  return ExitCode::kSuccess;
 }
 
 }  // namespace TSEG::tool

@@ -6,12 +6,28 @@
 
 #include <string>
 
+#include "wvad/exit_codes.h"
+
 namespace TSEG::tool {
 
-// Writes the model that the folder `folder` describes to `output`. Throws Failure(kBadModel), Failure(kOutput).
-void RunModelPack(const std::string& folder, const std::string& output, bool quiet);
-// Prints what is in the model `file`. Throws Failure(kBadModel).
-void RunModelInspect(const std::string& file, bool json);
+struct ModelPackOptions {
+  std::string folder;
+  std::string output;
+  bool force = false;  // `output` may be replaced
+  bool quiet = false;
+};
+
+struct ModelInspectOptions {
+  std::string model;   // a file, or the name of a bundled model
+  std::string output;  // empty: standard output
+  bool force = false;
+  bool json = false;
+};
+
+// Writes the model that the folder describes. Throws Failure(kBadModel), Failure(kOutput).
+ExitCode RunModelPack(const ModelPackOptions& options);
+// Tells what is in the model. Throws Failure(kBadModel), Failure(kOutput).
+ExitCode RunModelInspect(const ModelInspectOptions& options);
 
 }  // namespace TSEG::tool
 

@@ -3,18 +3,32 @@
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "wvad/failure.h"
 
 namespace TSEG::tool {
 namespace {
 
-constexpr const char* kExists = "exists already; --force replaces it";
+// Where the links of `path` lead, whether something is there or not; `path` itself if it is no link.
+std::string FollowLinks(const std::string& path) {
+  constexpr int kMostLinks = 40;  // more is a circle, which the opening will find
+  std::filesystem::path place = path;
+  std::error_code error;
+  for (int i = 0; i < kMostLinks && std::filesystem::is_symlink(place, error); ++i) {
+    const std::filesystem::path next = std::filesystem::read_symlink(place, error);
+    if (error) break;
+    place = place.parent_path() / next;
+  }
+  return place.string();
+}
 
 // Renames without replacing anything, in one step where the file system can, and else in two.
 int RenameToFree(const std::string& from, const std::string& to) {
@@ -27,32 +41,52 @@ int RenameToFree(const std::string& from, const std::string& to) {
 
 }  // namespace
 
-NewFile::NewFile(const std::string& path, bool replace)
-    : path_(path), part_(path + "." + std::to_string(getpid()) + ".part"), replace_(replace) {
-  struct stat found {};
-  if (stat(path.c_str(), &found) == 0) {
-    if (S_ISDIR(found.st_mode)) Fail(EISDIR);
-    if (!S_ISREG(found.st_mode)) throw Failure(ExitCode::kOutput, path + ": is not an ordinary file");
-    if (!replace) throw Failure(ExitCode::kOutput, path + ": " + kExists);
+NewFile::NewFile(const std::string& path, const OutputRules& rules)
+    : path_(path), target_(FollowLinks(path)), part_(target_ + ".wvad-part"), replace_(rules.replace()) {
+  rules.Check(path);
+  if (LookAt(path).kind == FileKind::kSpecial) throw Failure(ExitCode::kOutput, path + ": is not an ordinary file");
+  OpenPart();
+  struct stat before {};
+  if (stat(target_.c_str(), &before) == 0) fchmod(descriptor_, before.st_mode & 0777U);
+}
+
+void NewFile::OpenPart() {
+  // Between the opening and the lock another run may have published or removed the file, which then is not what the name means any more.
+  constexpr int kTries = 20;
+  for (int i = 0; i < kTries; ++i) {
+    if (TryToOpenPart()) return;
   }
-  descriptor_ = open(part_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (descriptor_ < 0) Fail(errno);
+  throw Failure(ExitCode::kOutput, path_ + ": is being written by another run");
+}
+
+bool NewFile::TryToOpenPart() {
+  const int descriptor = open(part_.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0666);
+  if (descriptor < 0) Fail(errno);
+  struct stat opened {};
+  struct stat named {};
+  const bool locked = flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;  // not every file system has locks
+  const bool known = fstat(descriptor, &opened) == 0;
+  const bool current = lstat(part_.c_str(), &named) == 0 && opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+  const bool ours = known && S_ISREG(opened.st_mode) && opened.st_uid == geteuid() && opened.st_nlink == 1;
+  if (locked && current && ours && ftruncate(descriptor, 0) == 0) {
+    descriptor_ = descriptor;
+    doomed_.emplace(part_);
+    return true;
+  }
+  close(descriptor);
+  if (!locked) throw Failure(ExitCode::kOutput, path_ + ": is being written by another run");
+  if (current && !ours) throw Failure(ExitCode::kOutput, part_ + ": is in the way");
+  return false;
 }
 
 NewFile::~NewFile() {
-  if (descriptor_ >= 0) {
-    close(descriptor_);
-    unlink(part_.c_str());
-  }
+  if (descriptor_ < 0) return;
+  unlink(part_.c_str());
+  close(descriptor_);
 }
 
 void NewFile::Write(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) Fail(errno);
-    bytes.remove_prefix(static_cast<size_t>(written));
-  }
+  if (const int error = WriteAll(descriptor_, bytes); error != 0) Fail(error);
 }
 
 void NewFile::WriteAt(long offset, std::string_view bytes) {
@@ -65,27 +99,26 @@ void NewFile::WriteAt(long offset, std::string_view bytes) {
   }
 }
 
+// The name changes while the file is still locked, so that no other run takes the part for a leftover.
 void NewFile::Publish() {
   const int descriptor = descriptor_;
   descriptor_ = -1;
-  // Some file systems tell only here that there was no room.
-  int error = close(descriptor) == 0 ? 0 : errno;
-  if (error == 0) error = replace_ ? (rename(part_.c_str(), path_.c_str()) == 0 ? 0 : errno) : RenameToFree(part_, path_);
+  // Some file systems tell only when a descriptor is closed that there was no room; that of a copy leaves the lock.
+  const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
+  int error = copy < 0 || close(copy) == 0 ? 0 : errno;
+  if (error == 0) error = replace_ ? (rename(part_.c_str(), target_.c_str()) == 0 ? 0 : errno) : RenameToFree(part_, target_);
+  if (error != 0) unlink(part_.c_str());
+  doomed_.reset();
+  close(descriptor);
   if (error == 0) return;
-  unlink(part_.c_str());
-  if (error == EEXIST) throw Failure(ExitCode::kOutput, path_ + ": " + kExists);
+  if (error == EEXIST) throw Failure(ExitCode::kOutput, ExistsAlready(path_));
   Fail(error);
 }
 
 void NewFile::Fail(int error) const { throw Failure(ExitCode::kOutput, path_ + ": cannot be written: " + std::strerror(error)); }
 
-bool IsSpecialFile(const std::string& path) {
-  struct stat found {};
-  return stat(path.c_str(), &found) == 0 && !S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode);
-}
-
-void WriteNewFile(const std::string& path, bool replace, std::string_view bytes) {
-  NewFile file(path, replace);
+void WriteNewFile(const std::string& path, const OutputRules& rules, std::string_view bytes) {
+  NewFile file(path, rules);
   file.Write(bytes);
   file.Publish();
 }

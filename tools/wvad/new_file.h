@@ -1,19 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A file that appears under its name only when it is whole. Until then it lies beside it as NAME.<process>.part, which goes away if it is
-// never published. What was under the name before stays untouched until then, and for good unless it may be replaced.
+// A file that appears under its name only when it is whole. Until then it lies beside it as NAME.wvad-part, locked, which goes away if it
+// is never published and if a signal ends the process. One that a killed process has left behind is known by its name and by being
+// unlocked, and is used again. What was under the name before stays untouched until then, and for good unless it may be replaced.
+//
+// A link stays a link: what it points to is replaced. The file that replaces another has its permissions.
 #ifndef WVAD_WVAD_NEW_FILE_H_
 #define WVAD_WVAD_NEW_FILE_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "wvad/output_rules.h"
+#include "wvad/system.h"
 
 namespace TSEG::tool {
 
 class NewFile {
  public:
-  // `replace`: a file of that name may be replaced. Throws Failure(kOutput) if nothing can be made in the folder.
-  NewFile(const std::string& path, bool replace);
+  // Throws Failure(kOutput) if the rules forbid it, if `path` is a device or a pipe, if nothing can be made in the folder, or if another
+  // run is writing this file.
+  NewFile(const std::string& path, const OutputRules& rules);
   ~NewFile();
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
@@ -27,19 +35,20 @@ class NewFile {
   const std::string& path() const { return path_; }
 
  private:
+  void OpenPart();
+  bool TryToOpenPart();
   [[noreturn]] void Fail(int error) const;
 
   std::string path_;
+  std::string target_;  // with links followed
   std::string part_;
   bool replace_;
+  std::optional<DoomedFile> doomed_;
   int descriptor_ = -1;
 };
 
-// Something that is there and is neither an ordinary file nor a folder: a device, a pipe.
-bool IsSpecialFile(const std::string& path);
-
 // Writes a whole file.
-void WriteNewFile(const std::string& path, bool replace, std::string_view bytes);
+void WriteNewFile(const std::string& path, const OutputRules& rules, std::string_view bytes);
 
 }  // namespace TSEG::tool
 

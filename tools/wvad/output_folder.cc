@@ -5,6 +5,7 @@
 #include <charconv>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -17,10 +18,16 @@ namespace fs = std::filesystem;
 
 constexpr size_t kDigits = 4;
 
+std::vector<std::string> Joined(std::vector<std::string> first, const std::vector<std::string>& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
 }  // namespace
 
-OutputFolder::OutputFolder(const FolderOptions& options, const std::vector<std::string>& inputs, OutputSuffixes suffixes)
-    : options_(options), suffixes_(std::move(suffixes)) {
+OutputFolder::OutputFolder(const FolderOptions& options, const std::vector<std::string>& inputs, OutputSuffixes suffixes,
+                           const std::vector<std::string>& also_read)
+    : options_(options), suffixes_(std::move(suffixes)), rules_(options.force, Joined(inputs, also_read)) {
   if (options_.folder.empty()) options_.folder = ".";
   if (!options_.prefix.empty()) {
     if (inputs.size() > 1) throw Failure(ExitCode::kUsage, "--prefix is for a single recording");
@@ -47,28 +54,27 @@ void OutputFolder::CheckNames(const std::vector<std::string>& inputs) const {
     for (const std::string& name : names) {
       std::error_code ignored;
       if (fs::exists(fs::symlink_status(Path(name), ignored))) {
-        throw Failure(ExitCode::kOutput, Path(name) + ": exists already; --force replaces it");
+        throw Failure(ExitCode::kOutput, ExistsAlready(Path(name)));
       }
     }
   }
 }
 
-// With --force, a recording that lies in the folder under a name that will be written would be lost, perhaps before it was read.
+// With --force, a file that lies in the folder under a name that will be written would be lost, perhaps before it was read. It may be a
+// link to one that lies elsewhere.
 void OutputFolder::CheckInputs(const std::vector<std::string>& inputs) const {
-  for (const std::string& candidate : inputs) {
-    if (candidate == "-") continue;
-    const fs::path path(candidate);
-    std::error_code ignored;
-    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-    if (!fs::equivalent(folder, options_.folder, ignored)) continue;
-    const std::string name = path.filename().string();
+  std::error_code ignored;
+  for (const fs::directory_entry& entry : fs::directory_iterator(options_.folder, ignored)) {
+    const std::optional<std::string> read = rules_.InputAt(LookAt(entry.path().string()));
+    if (!read) continue;
+    const std::string name = entry.path().filename().string();
     for (const std::string& input : inputs) {
       int64_t number = 0;
       std::string ending;
       const bool numbered = !suffixes_.numbered.empty() && IsNumbered(input, name, &number, &ending) && ending == suffixes_.numbered;
       if (name == File(input) || numbered) {
         throw Failure(ExitCode::kOutput,
-                      candidate + ": the files of " + input + " would be called like this recording; choose another folder");
+                      Path(name) + ": the files of " + input + " would be called like this one, which is read; choose another folder");
       }
     }
   }

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "wvad/output_rules.h"
+
 namespace TSEG::tool {
 
 struct FolderOptions {
@@ -26,8 +28,10 @@ struct OutputSuffixes {
 
 class OutputFolder {
  public:
-  // Throws Failure: kUsage (two recordings of one stem, a prefix that is none or for several recordings), kOutput (something is there).
-  OutputFolder(const FolderOptions& options, const std::vector<std::string>& inputs, OutputSuffixes suffixes);
+  // `inputs` are the recordings, `also_read` what else the run reads. Throws Failure: kUsage (two recordings of one stem, a prefix that is
+  // none or for several recordings), kOutput (something is there, or is read).
+  OutputFolder(const FolderOptions& options, const std::vector<std::string>& inputs, OutputSuffixes suffixes,
+               const std::vector<std::string>& also_read = {});
 
   // Makes the folder and those above it. Throws Failure(kOutput).
   void Make() const;
@@ -39,7 +43,8 @@ class OutputFolder {
   // Whether `name` is a numbered file of this recording, of whatever ending; gives its number and what follows it.
   bool IsNumbered(const std::string& input, const std::string& name, int64_t* number, std::string* ending) const;
 
-  bool force() const { return options_.force; }
+  // What every file in the folder keeps to.
+  const OutputRules& rules() const { return rules_; }
 
  private:
   std::string Stem(const std::string& input) const;
@@ -48,6 +53,7 @@ class OutputFolder {
 
   FolderOptions options_;
   OutputSuffixes suffixes_;
+  OutputRules rules_;
 };
 
 }  // namespace TSEG::tool

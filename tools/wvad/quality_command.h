@@ -4,17 +4,11 @@
 #ifndef WVAD_WVAD_QUALITY_COMMAND_H_
 #define WVAD_WVAD_QUALITY_COMMAND_H_
 
-#include <string>
-
 #include "wvad/sentence_run.h"
 
 namespace TSEG::tool {
 
-struct QualityOptions : SentenceOptions {
-  std::string format = "table";  // table, json, jsonl
-  std::string output;            // empty: standard output
-  bool force = false;            // `output` may be replaced
-};
+using QualityOptions = ReportOptions;  // `format` has room for measures
 
 // As RunSegment.
 ExitCode RunQuality(const QualityOptions& options);

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the program prints: a table for people, JSON, JSON lines or CSV for programs. Every sentence goes out at once, so that a live source
-// shows what is known; JSON is one document all the same, valid when the run ends.
+// What a command tells of recordings and their sentences. Every sentence goes out at once, so that a live source shows what is known. The
+// forms that it takes are in report_formats.h.
 #ifndef WVAD_WVAD_REPORT_H_
 #define WVAD_WVAD_REPORT_H_
 
-#include <cstdio>
-#include <memory>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -27,25 +26,6 @@ struct FileEnd {
   std::vector<SessionQuality> quality;  // instead of `others`, for those who ask for it
 };
 
-// Where the report goes: standard output or a file. Throws Failure(kOutput) when it cannot be opened or written.
-class Output {
- public:
-  explicit Output(const std::string& path);  // empty: standard output
-  ~Output();
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
-  void Write(const std::string& text);  // and flushes
-  // Tells whether everything arrived; call once, at the end.
-  void Close();
-  bool is_terminal() const;
-
- private:
-  [[noreturn]] void Fail(int error) const;
-
-  std::string path_;
-  std::FILE* file_;
-};
-
 class Report {
  public:
   virtual ~Report() = default;
@@ -63,10 +43,6 @@ class Report {
 
 // `text` as a field of CSV, in quotes where it has to be.
 std::string CsvField(const std::string& text);
-
-// `format`: "table", "json", "jsonl", "csv". `several`: more than one file, so that each is named. `summary`: close each table with its
-// sums. Sentences that were saved have the names of their files as a further column or member.
-std::unique_ptr<Report> MakeReport(const std::string& format, Output& output, bool several, bool summary, bool saved = false);
 
 }  // namespace TSEG::tool
 

@@ -63,12 +63,20 @@ class CsvWriter : public ScoreWriter {
   std::string name_;
 };
 
+template <typename Writer>
+std::unique_ptr<ScoreWriter> Make(ByteSink sink) {
+  return std::make_unique<Writer>(std::move(sink));
+}
+
+constexpr ScoreFormat kFormats[] = {
+    {"text", "time and probability", "txt", Make<TextWriter>},
+    {"csv", "file,time,speech,held", "csv", Make<CsvWriter>},
+    {"npy", "a NumPy array in a file of its own", "npy", nullptr},
+};
+
 }  // namespace
 
-std::unique_ptr<ScoreWriter> MakeScoreWriter(const std::string& format, ByteSink sink) {
-  if (format == "csv") return std::make_unique<CsvWriter>(std::move(sink));
-  return std::make_unique<TextWriter>(std::move(sink));
-}
+std::span<const ScoreFormat> ScoreFormats() { return kFormats; }
 
 ArrayWriter::ArrayWriter(NewFile& file) : file_(file) { file_.Write(blocks::NpyHeader(0, kArrayColumns, false)); }
 

@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -30,8 +31,16 @@ class ScoreWriter {
   virtual void Flush() = 0;
 };
 
-// `format`: "text" or "csv".
-std::unique_ptr<ScoreWriter> MakeScoreWriter(const std::string& format, ByteSink sink);
+struct ScoreFormat {
+  const char* name;
+  const char* words;
+  const char* ending;                                   // of files
+  std::unique_ptr<ScoreWriter> (*make)(ByteSink sink);  // null for the array, which needs a file of its own
+};
+
+// The first one is the default.
+std::span<const ScoreFormat> ScoreFormats();
+
 // An array in `file`, which it finishes and publishes with Publish().
 class ArrayWriter : public ScoreWriter {
  public:

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/scores_command.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -10,9 +8,9 @@
 #include "blocks/score_source.h"
 #include "wvad/engine.h"
 #include "wvad/model_finder.h"
+#include "wvad/output.h"
 #include "wvad/parameters.h"
 #include "wvad/progress.h"
-#include "wvad/report.h"
 #include "wvad/score_output.h"
 #include "wvad/score_track.h"
 #include "wvad/system.h"
@@ -53,7 +51,7 @@ class ScoreRun {
   // `shared`: other recordings go to the same writer.
   std::optional<Failure> File(Input& input, const std::string& name, bool on_terminal, bool shared, ScoreWriter& writer) {
     const bool typing = name == "-" && on_terminal;
-    Progress progress(!options_.quiet && !typing && IsTerminal(STDERR_FILENO), name, input.seconds_total());
+    Progress progress(!options_.quiet && !typing && IsTerminal(kStandardError), name, input.seconds_total());
     ScoreTrack track([&](const ScoreTrack::Row& row) { writer.Add(row); });
     const blocks::ScoreSource::PairSink sink = [&](const float* pair, bool own) { track.Add(pair, own); };
     const auto pass_on = [&] {
@@ -96,30 +94,50 @@ class ScoreRun {
   blocks::ScoreSource source_;
 };
 
-// Each recording into a file of its own, which appears when its work is done.
-std::optional<Failure> ToOwnFile(ScoreRun& run, Input& input, const std::string& name, const std::string& format, NewFile& file) {
+// An array holds one recording and has to be completed at its begin.
+bool IsArray(const ScoreFormat& format) { return format.make == nullptr; }
+
+// A recording into a file of its own, which appears when its work is done.
+void ToOwnFile(ScoreRun& run, Input& input, const std::string& name, const ScoreFormat& format, NewFile& file) {
   std::optional<Failure> failure;
-  if (format == "npy") {
+  if (IsArray(format)) {
     ArrayWriter writer(file);
     failure = run.File(input, name, false, false, writer);
     writer.Finish();
   } else {
-    const std::unique_ptr<ScoreWriter> writer = MakeScoreWriter(format, [&file](std::string_view bytes) { file.Write(bytes); });
+    const std::unique_ptr<ScoreWriter> writer = format.make([&file](std::string_view bytes) { file.Write(bytes); });
     failure = run.File(input, name, false, false, *writer);
     writer->Flush();
   }
   file.Publish();
-  return failure;
+  if (failure) throw *failure;
+}
+
+// All recordings into one output.
+ExitCode ToOneOutput(ScoreRun& run, const InputReader& reader, const ScoresOptions& options, const OutputRules& rules) {
+  Output output(options.output, rules);
+  const std::unique_ptr<ScoreWriter> writer = options.format->make([&](std::string_view bytes) { output.Write(bytes); });
+  const bool shared = options.input.files.size() > 1;
+  bool heard_any = false;
+  const ExitCode result = ForEachFile(options.input.files, [&](const std::string& name) {
+    const std::unique_ptr<Input> input = reader.Open(name);
+    heard_any = true;
+    const std::optional<Failure> failure = run.File(*input, name, output.is_terminal(), shared, *writer);
+    if (failure) throw *failure;
+  });
+  writer->Flush();
+  if (heard_any) output.Close();
+  return result;
 }
 
 void CheckUsage(const ScoresOptions& options) {
   const bool into_folder = !options.folder.folder.empty();
   if (into_folder && !options.output.empty()) throw Failure(ExitCode::kUsage, "--output and --directory exclude each other");
   if (!into_folder && !options.folder.prefix.empty()) throw Failure(ExitCode::kUsage, "--prefix goes with --directory");
-  if (options.format != "npy" || into_folder) return;
-  if (options.output.empty())
-    throw Failure(ExitCode::kUsage, "--format npy: needs --output FILE, or --directory DIR for several recordings");
-  if (options.input.files.size() > 1) throw Failure(ExitCode::kUsage, "--format npy: several recordings need --directory DIR");
+  if (!IsArray(*options.format) || into_folder) return;
+  const std::string format = std::string("--format ") + options.format->name;
+  if (options.output.empty()) throw Failure(ExitCode::kUsage, format + ": needs --output FILE, or --directory DIR for several recordings");
+  if (options.input.files.size() > 1) throw Failure(ExitCode::kUsage, format + ": several recordings need --directory DIR");
 }
 
 }  // namespace
@@ -127,9 +145,13 @@ void CheckUsage(const ScoresOptions& options) {
 ExitCode RunScores(const ScoresOptions& options) {
   RememberInterrupts();
   CheckUsage(options);
+  std::vector<std::string> read = FilesOfEngine(options.engine);
   std::optional<OutputFolder> folder;
-  const std::string suffix = "scores." + (options.format == "text" ? "txt" : options.format);
-  if (!options.folder.folder.empty()) folder.emplace(options.folder, options.input.files, OutputSuffixes{suffix, ""});
+  const OutputSuffixes suffixes = {std::string("scores.") + options.format->ending, ""};
+  if (!options.folder.folder.empty()) folder.emplace(options.folder, options.input.files, suffixes, read);
+  read.insert(read.end(), options.input.files.begin(), options.input.files.end());
+  const OutputRules rules(options.folder.force, read);
+  if (!folder) CheckOutput(options.output, rules);
 
   const std::string model_file = FindModel(options.engine.model, options.engine.models_dir);
   const Settled settled = SettleParameters(options, model_file);
@@ -138,39 +160,13 @@ ExitCode RunScores(const ScoresOptions& options) {
   if (!model) throw Failure(ExitCode::kBadModel, error);
   const InputReader reader(options.input, settled.blocks.rate_hz);
   ScoreRun run(options, settled, *model);
-  if (folder || options.format == "npy") {
-    if (folder) folder->Make();
-    return ForEachFile(options.input.files, [&](const std::string& name) {
-      const std::unique_ptr<Input> input = reader.Open(name);
-      NewFile file(folder ? folder->Path(folder->File(name)) : options.output, options.folder.force);
-      if (const std::optional<Failure> failure = ToOwnFile(run, *input, name, options.format, file)) throw *failure;
-    });
-  }
-  // Standard output and what is no ordinary file (a pipe, a terminal) get the rows at once.
-  std::optional<NewFile> file;
-  std::optional<Output> output;
-  if (options.output.empty() || IsSpecialFile(options.output)) {
-    output.emplace(options.output);
-  } else {
-    file.emplace(options.output, options.folder.force);
-  }
-  const std::unique_ptr<ScoreWriter> writer = MakeScoreWriter(options.format, [&](std::string_view bytes) {
-    if (file) {
-      file->Write(bytes);
-    } else {
-      output->Write(std::string(bytes));
-    }
-  });
-  const ExitCode result = ForEachFile(options.input.files, [&](const std::string& name) {
+  if (!folder && !IsArray(*options.format)) return ToOneOutput(run, reader, options, rules);
+  if (folder) folder->Make();
+  return ForEachFile(options.input.files, [&](const std::string& name) {
     const std::unique_ptr<Input> input = reader.Open(name);
-    const bool shared = options.input.files.size() > 1;
-    const std::optional<Failure> failure = run.File(*input, name, output && output->is_terminal(), shared, *writer);
-    if (failure) throw *failure;
+    NewFile file(folder ? folder->Path(folder->File(name)) : options.output, rules);
+    ToOwnFile(run, *input, name, *options.format, file);
   });
-  writer->Flush();
-  if (file) file->Publish();
-  if (output) output->Close();
-  return result;
 }
 
 }  // namespace TSEG::tool

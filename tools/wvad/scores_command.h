@@ -12,14 +12,15 @@
 #include "wvad/engine_options.h"
 #include "wvad/input.h"
 #include "wvad/output_folder.h"
+#include "wvad/score_output.h"
 
 namespace TSEG::tool {
 
 struct ScoresOptions {
   InputOptions input;
   EngineOptions engine;
-  std::string format = "text";  // text, csv, npy
-  std::string output;           // one file for all; empty: standard output, or a file for each recording
+  const ScoreFormat* format = ScoreFormats().data();
+  std::string output;  // one file for all; empty: standard output, or a file for each recording
   FolderOptions folder{"", "", false};
   bool quiet = false;
 };

@@ -3,6 +3,6 @@
 
 namespace TSEG::tool {
 
-ExitCode RunSegment(const SegmentOptions& options) { return ReportSentences(options, {}, options.format, options.output); }
+ExitCode RunSegment(const SegmentOptions& options) { return ReportSentences(options, {}); }
 
 }  // namespace TSEG::tool

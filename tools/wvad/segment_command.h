@@ -4,16 +4,11 @@
 #ifndef WVAD_WVAD_SEGMENT_COMMAND_H_
 #define WVAD_WVAD_SEGMENT_COMMAND_H_
 
-#include <string>
-
 #include "wvad/sentence_run.h"
 
 namespace TSEG::tool {
 
-struct SegmentOptions : SentenceOptions {
-  std::string format = "table";  // table, json, jsonl, csv
-  std::string output;            // empty: standard output
-};
+using SegmentOptions = ReportOptions;
 
 // Works through all files; a file that fails gives its line on standard error and the others are still worked on. The result is the code of
 // the first failure. What concerns all files (model, parameters, output) leaves as Failure.

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "wvad/failure.h"
+#include "wvad/output.h"
 #include "wvad/report_json.h"
 
 namespace TSEG::tool {
@@ -42,8 +43,8 @@ void SentenceFiles::BeginFile(const std::string& name) {
   input_ = name;
   count_ = 0;
   const std::string path = folder_.Path(folder_.File(name));
-  left_over_ = folder_.force() ? ListedFiles(folder_, name, path) : std::vector<std::string>();
-  index_ = std::make_unique<NewFile>(path, folder_.force());
+  left_over_ = folder_.rules().replace() ? ListedFiles(folder_, name, path) : std::vector<std::string>();
+  index_ = std::make_unique<NewFile>(path, folder_.rules());
   Json head;
   head["source"] = name;
   head.update(format_.about);
@@ -70,7 +71,7 @@ void SentenceFiles::Add(const Sentence& sentence, int rate_hz) {
 
 std::string SentenceFiles::Save(const Sentence& sentence, int rate_hz) {
   const std::string name = folder_.Numbered(input_, count_ + 1);
-  WriteNewFile(folder_.Path(name), folder_.force(), format_.encode(sentence));
+  WriteNewFile(folder_.Path(name), folder_.rules(), format_.encode(sentence));
   ++count_;
   Json row;
   row["file"] = name;
@@ -116,6 +117,7 @@ void SentenceFiles::RemoveLeftOvers() {
     std::string ending;
     folder_.IsNumbered(input_, name, &number, &ending);
     if (number <= count_ && name == folder_.Numbered(input_, number)) continue;
+    if (folder_.rules().InputAt(LookAt(folder_.Path(name)))) continue;
     std::error_code ignored;
     std::filesystem::remove(folder_.Path(name), ignored);
   }
@@ -123,8 +125,8 @@ void SentenceFiles::RemoveLeftOvers() {
 
 ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes,
                        const std::function<void(SentenceFormat& format, int rate_hz)>& describe) {
-  const OutputFolder folder(options.folder, options.input.files, std::move(suffixes));
-  Output output("");
+  const OutputFolder folder(options.folder, options.input.files, std::move(suffixes), FilesOfEngine(options.engine));
+  Output output("", folder.rules());
   SentenceTask task;
   task.handout = handout;
   task.make_report = [&](int rate_hz) {
@@ -134,12 +136,10 @@ ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffix
     describe(format, rate_hz);
     folder.Make();
     std::unique_ptr<Report> told;
-    if (!options.quiet) told = MakeReport(options.format, output, options.input.files.size() > 1, true, true);
+    if (!options.quiet) told = options.format->make(output, {options.input.files.size() > 1, true, true});
     return std::make_unique<SentenceFiles>(folder, std::move(format), std::move(told), !options.quiet);
   };
-  const ExitCode result = RunSentences(options, task);
-  output.Close();
-  return result;
+  return RunSentences(options, task).code;
 }
 
 }  // namespace TSEG::tool

@@ -19,6 +19,7 @@
 #include "wvad/new_file.h"
 #include "wvad/output_folder.h"
 #include "wvad/report.h"
+#include "wvad/report_formats.h"
 #include "wvad/sentence_run.h"
 
 namespace TSEG::tool {
@@ -62,7 +63,7 @@ class SentenceFiles : public Report {
 // What `split` and `features` have in common.
 struct SaveOptions : SentenceOptions {
   FolderOptions folder;
-  std::string format = "table";  // of what is told on standard output; with `quiet` nothing is
+  const ReportFormat* format = ReportFormats().data();  // of what is told on standard output; with `quiet` nothing is
 };
 
 // Works through all files and saves each sentence of them. `describe` fills in how, at the engine's rate; `about` tells of model and rate

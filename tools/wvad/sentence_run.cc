@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/sentence_run.h"
 
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdio>
 #include <optional>
@@ -11,6 +9,7 @@
 #include "wvad/engine.h"
 #include "wvad/level.h"
 #include "wvad/model_finder.h"
+#include "wvad/output.h"
 #include "wvad/progress.h"
 #include "wvad/recording.h"
 #include "wvad/system.h"
@@ -40,6 +39,7 @@ class SentenceRun {
   }
 
   int rate_hz() const { return rate_hz_; }
+  bool heard_any() const { return heard_any_; }
 
   void File(const InputReader& reader, const std::string& name, Report& report) {
     // Opened before it is announced: a missing file has no table.
@@ -51,9 +51,10 @@ class SentenceRun {
       throw;
     }
     const bool typing = name == "-" && report.on_terminal();
-    Progress progress(!options_.quiet && !typing && IsTerminal(STDERR_FILENO), name, input->seconds_total());
+    Progress progress(!options_.quiet && !typing && IsTerminal(kStandardError), name, input->seconds_total());
     LevelMeter level(rate_hz_);
     report.BeginFile(name);
+    heard_any_ = true;
     int64_t sentences = 0;
     const Recording::Sink sink = [&](const Sentence& sentence) {
       if (report.on_terminal()) progress.Hide();
@@ -158,6 +159,7 @@ class SentenceRun {
   ParameterList parameters_;
   int rate_hz_ = 16000;
   size_t frame_bytes_ = 0;
+  bool heard_any_ = false;
   std::optional<int> floor_;  // the fixed energy floor; none with the adaptive one
 };
 
@@ -171,7 +173,7 @@ void EndQuietly(Report& report) {
 
 }  // namespace
 
-ExitCode RunSentences(const SentenceOptions& options, const SentenceTask& task) {
+RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task) {
   RememberInterrupts();
   const ParameterPlan plan = PlanParameters(options.engine.settings, options.endpoint, task.handout, task.quality);
   const std::string model = FindModel(options.engine.model, options.engine.models_dir);
@@ -180,27 +182,33 @@ ExitCode RunSentences(const SentenceOptions& options, const SentenceTask& task) 
   SentenceRun run(options, task, detector, plan.session);
   const InputReader reader(options.input, run.rate_hz());
   const std::unique_ptr<Report> report = task.make_report(run.rate_hz());
-  ExitCode result = ExitCode::kSuccess;
+  RunResult result;
   try {
-    result = ForEachFile(options.input.files, [&](const std::string& name) { run.File(reader, name, *report); });
+    result.code = ForEachFile(options.input.files, [&](const std::string& name) { run.File(reader, name, *report); });
   } catch (const Failure&) {
     // What has been told until then shall be a whole document, if there is room for its end.
     EndQuietly(*report);
     throw;
   }
   report->End();
+  result.heard_any = run.heard_any();
   return result;
 }
 
-ExitCode ReportSentences(const SentenceOptions& options, SentenceTask task, const std::string& format, const std::string& output) {
-  std::optional<Output> file;
+ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
+  std::vector<std::string> read = FilesOfEngine(options.engine);
+  read.insert(read.end(), options.input.files.begin(), options.input.files.end());
+  const OutputRules rules(options.force, read);
+  // Before any work, which may be long.
+  CheckOutput(options.output, rules);
+  std::optional<Output> output;
   task.make_report = [&](int) {
-    file.emplace(output);
-    return MakeReport(format, *file, options.input.files.size() > 1, !options.quiet);
+    output.emplace(options.output, rules);
+    return options.format->make(*output, {options.input.files.size() > 1, !options.quiet, false});
   };
-  const ExitCode result = RunSentences(options, task);
-  file->Close();
-  return result;
+  const RunResult result = RunSentences(options, task);
+  if (result.heard_any) output->Close();
+  return result.code;
 }
 
 }  // namespace TSEG::tool

@@ -14,6 +14,7 @@
 #include "wvad/input.h"
 #include "wvad/parameters.h"
 #include "wvad/report.h"
+#include "wvad/report_formats.h"
 
 namespace TSEG::tool {
 
@@ -33,11 +34,23 @@ struct SentenceTask {
   std::function<std::unique_ptr<Report>(int rate_hz)> make_report;
 };
 
-// Works through all files. The result is the code of the first that failed; what concerns all files (model, parameters, output) leaves as
-// Failure.
-ExitCode RunSentences(const SentenceOptions& options, const SentenceTask& task);
-// The same with a report of `format` to the file `output`, to standard output if that is empty.
-ExitCode ReportSentences(const SentenceOptions& options, SentenceTask task, const std::string& format, const std::string& output);
+struct RunResult {
+  ExitCode code = ExitCode::kSuccess;  // of the first file that failed
+  bool heard_any = false;              // some file could be opened
+};
+
+// Works through all files; a file that fails gives its line on standard error and the others are still worked on. What concerns all files
+// (model, parameters, output) leaves as Failure.
+RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task);
+
+// What `segment` and `quality` have in common: one report.
+struct ReportOptions : SentenceOptions {
+  const ReportFormat* format = ReportFormats().data();
+  std::string output;  // empty: standard output
+  bool force = false;  // `output` may be replaced
+};
+// The same with a report, which is written where no file could be opened only if it goes out piece by piece. Gives the code.
+ExitCode ReportSentences(const ReportOptions& options, SentenceTask task);
 
 }  // namespace TSEG::tool
 

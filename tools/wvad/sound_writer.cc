@@ -53,19 +53,26 @@ struct Close {
   void operator()(SNDFILE* file) const { sf_close(file); }
 };
 
+constexpr SoundKind kSoundKinds[] = {
+    {"wav", "16 bit, not compressed", SF_FORMAT_WAV | SF_FORMAT_PCM_16},
+    {"flac", "16 bit, compressed without loss", SF_FORMAT_FLAC | SF_FORMAT_PCM_16},
+};
+
 }  // namespace
 
-std::string EncodeSound(const int16_t* samples, size_t count, int rate_hz, const std::string& format) {
+std::span<const SoundKind> SoundKinds() { return kSoundKinds; }
+
+std::string EncodeSound(const int16_t* samples, size_t count, int rate_hz, const SoundKind& kind) {
   MemoryFile memory;
   SF_VIRTUAL_IO io = {Length, Seek, Read, Write, Tell};
   SF_INFO info{};
   info.samplerate = rate_hz;
   info.channels = 1;
-  info.format = (format == "flac" ? SF_FORMAT_FLAC : SF_FORMAT_WAV) | SF_FORMAT_PCM_16;
+  info.format = kind.format;
   std::unique_ptr<SNDFILE, Close> file(sf_open_virtual(&io, SFM_WRITE, &info, &memory));
   const sf_count_t wanted = static_cast<sf_count_t>(count);
   if (file == nullptr || sf_write_short(file.get(), samples, wanted) != wanted) {
-    throw Failure(ExitCode::kOutput, format + ": this libsndfile cannot write it (" + sf_strerror(file.get()) + ")");
+    throw Failure(ExitCode::kOutput, std::string(kind.name) + ": this libsndfile cannot write it (" + sf_strerror(file.get()) + ")");
   }
   file.reset();  // writes what is still missing
   return memory.bytes;

@@ -6,12 +6,22 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 
 namespace TSEG::tool {
 
-// `format`: "wav" or "flac" (which has no form for no samples at all). Throws Failure(kOutput) with libsndfile's reason.
-std::string EncodeSound(const int16_t* samples, size_t count, int rate_hz, const std::string& format);
+struct SoundKind {
+  const char* name;  // and the file's ending
+  const char* words;
+  int format;  // libsndfile's
+};
+
+// The first one is the default.
+std::span<const SoundKind> SoundKinds();
+
+// Throws Failure(kOutput) with libsndfile's reason. (FLAC has no form for no samples at all.)
+std::string EncodeSound(const int16_t* samples, size_t count, int rate_hz, const SoundKind& kind);
 
 }  // namespace TSEG::tool
 

@@ -3,22 +3,22 @@
 
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
-
-#include "wvad/sound_writer.h"
 
 namespace TSEG::tool {
 
 ExitCode RunSplit(const SplitOptions& options) {
-  return SaveSentences(options, Handout::kPcm, {"split.json", "." + options.audio}, [&](SentenceFormat& format, int rate_hz) {
-    format.encode = [audio = options.audio, rate_hz](const Sentence& sentence) {
-      std::vector<int16_t> samples(sentence.data.size() / sizeof(int16_t));
-      if (!samples.empty()) std::memcpy(samples.data(), sentence.data.data(), samples.size() * sizeof(int16_t));
-      return EncodeSound(samples.data(), samples.size(), rate_hz, audio);
-    };
-    format.unit = "samples";
-    format.unit_bytes = sizeof(int16_t);
-  });
+  return SaveSentences(options, Handout::kPcm, {"split.json", std::string(".") + options.audio->name},
+                       [&](SentenceFormat& format, int rate_hz) {
+                         format.encode = [kind = options.audio, rate_hz](const Sentence& sentence) {
+                           std::vector<int16_t> samples(sentence.data.size() / sizeof(int16_t));
+                           if (!samples.empty()) std::memcpy(samples.data(), sentence.data.data(), samples.size() * sizeof(int16_t));
+                           return EncodeSound(samples.data(), samples.size(), rate_hz, *kind);
+                         };
+                         format.unit = "samples";
+                         format.unit_bytes = sizeof(int16_t);
+                       });
 }
 
 }  // namespace TSEG::tool

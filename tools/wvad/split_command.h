@@ -4,14 +4,13 @@
 #ifndef WVAD_WVAD_SPLIT_COMMAND_H_
 #define WVAD_WVAD_SPLIT_COMMAND_H_
 
-#include <string>
-
 #include "wvad/sentence_files.h"
+#include "wvad/sound_writer.h"
 
 namespace TSEG::tool {
 
 struct SplitOptions : SaveOptions {
-  std::string audio = "wav";  // or flac
+  const SoundKind* audio = SoundKinds().data();
 };
 
 ExitCode RunSplit(const SplitOptions& options);

@@ -2,12 +2,15 @@
 #include "wvad/system.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -17,6 +20,28 @@ namespace TSEG::tool {
 namespace {
 
 volatile sig_atomic_t interrupted = 0;
+
+// What a signal handler may look at: names in fixed places, each with a mark that is set last and taken away first.
+struct DoomedName {
+  std::atomic<bool> taken = false;
+  std::atomic<bool> set = false;
+  char path[PATH_MAX];
+};
+constexpr int kDoomedNames = 64;
+DoomedName doomed_names[kDoomedNames];
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+void OnInterrupt(int signal_number) {
+  if (interrupted == 0) {
+    interrupted = 1;
+    return;
+  }
+  for (DoomedName& name : doomed_names) {
+    if (name.set) unlink(name.path);
+  }
+  signal(signal_number, SIG_DFL);
+  raise(signal_number);
+}
 
 }  // namespace
 
@@ -38,13 +63,31 @@ void IgnoreBrokenPipes() { signal(SIGPIPE, SIG_IGN); }
 
 void RememberInterrupts() {
   struct sigaction action {};
-  action.sa_handler = [](int) { interrupted = 1; };
-  action.sa_flags = static_cast<int>(SA_RESETHAND);  // and no SA_RESTART: a read that waits has to return
+  action.sa_handler = OnInterrupt;  // without SA_RESTART: a read that waits has to return
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  // Who starts the program under nohup wants it to outlive the terminal.
+  struct sigaction before {};
+  if (sigaction(SIGHUP, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
 }
 
 bool Interrupted() { return interrupted != 0; }
+
+DoomedFile::DoomedFile(const std::string& path) {
+  if (path.size() >= sizeof doomed_names[0].path) return;
+  for (int i = 0; i < kDoomedNames && slot_ < 0; ++i) {
+    if (!doomed_names[i].taken.exchange(true)) slot_ = i;
+  }
+  if (slot_ < 0) return;
+  std::memcpy(doomed_names[slot_].path, path.c_str(), path.size() + 1);
+  doomed_names[slot_].set = true;
+}
+
+DoomedFile::~DoomedFile() {
+  if (slot_ < 0) return;
+  doomed_names[slot_].set = false;
+  doomed_names[slot_].taken = false;
+}
 
 PrivateFolder::PrivateFolder() {
   const char* wanted = getenv("TMPDIR");

@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the program asks of the operating system beyond the C++ library: terminals, its own path, private folders, the current folder.
-// System calls stand behind this header and new_file.h alone.
+// What the program asks of the operating system beyond the C++ library: terminals, its own path, signals, private folders, the current
+// folder. System calls stand behind this header and file_system.h alone.
 #ifndef WVAD_WVAD_SYSTEM_H_
 #define WVAD_WVAD_SYSTEM_H_
 
 #include <string>
 
 namespace TSEG::tool {
+
+constexpr int kStandardInput = 0;
+constexpr int kStandardOutput = 1;
+constexpr int kStandardError = 2;
 
 bool IsTerminal(int descriptor);
 // Columns of the terminal on standard error, 80 if it does not say.
@@ -16,10 +20,23 @@ int TerminalWidth();
 std::string ProgramFolder();
 // A broken pipe on output shall be an error code of the write, not the end of the process.
 void IgnoreBrokenPipes();
-// From here on the first interrupt (Ctrl-C) or request to end does not end the process but is remembered, so that the work can be closed in
-// order; a read that waits returns. The second one ends the process.
+// From here on the first interrupt (Ctrl-C), request to end or loss of the terminal does not end the process but is remembered, so that the
+// work can be closed in order; a read that waits returns. The second one removes what is doomed and ends the process.
 void RememberInterrupts();
 bool Interrupted();
+
+// While it lives, the file `path` goes if a signal ends the process (not even this helps against SIGKILL). Up to 64 live at once; further
+// ones, and paths longer than the system takes, are not doomed.
+class DoomedFile {
+ public:
+  explicit DoomedFile(const std::string& path);
+  ~DoomedFile();
+  DoomedFile(const DoomedFile&) = delete;
+  DoomedFile& operator=(const DoomedFile&) = delete;
+
+ private:
+  int slot_ = -1;
+};
 
 // A folder that only this user can look into, removed with its contents at the end. Throws Failure if there is no place for one.
 class PrivateFolder {

@@ -1,69 +1,95 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The tables of kernels by instruction level, and the choice among them.
+// Levels of the processor's family completed from their bases, and the choice among them.
 #include "nn/kernels/dispatch.h"
 
+#include <array>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 
 namespace TSEG {
 namespace {
 
-KernelLevel ForcedLevel() {
-  static const KernelLevel level = [] {
-    const char* name = std::getenv("WVAD_FORCE_KERNELS");
-    if (name != nullptr && std::strcmp(name, "ref") == 0) return KernelLevel::kRef;
-    if (name != nullptr && std::strcmp(name, "sse41") == 0) return KernelLevel::kSse41;
-    return KernelLevel::kAvx2;
-  }();
-  return level;
+// `own` with its null pointers filled from `base`. A table is nothing but pointers to functions, so it can be walked as an array of them.
+template <typename Table>
+Table Filled(const Table& own, const Table& base) {
+  using Pointer = void (*)();
+  using Pointers = std::array<Pointer, sizeof(Table) / sizeof(Pointer)>;
+  auto pointers = std::bit_cast<Pointers>(own);
+  const auto below = std::bit_cast<Pointers>(base);
+  for (size_t i = 0; i < pointers.size(); ++i) {
+    if (pointers[i] == nullptr) pointers[i] = below[i];
+  }
+  return std::bit_cast<Table>(pointers);
+}
+
+CpuNeeds Both(const CpuNeeds& a, const CpuNeeds& b) {
+  return {.leaf1Ecx = a.leaf1Ecx | b.leaf1Ecx,
+          .leaf1Edx = a.leaf1Edx | b.leaf1Edx,
+          .leaf7Ebx = a.leaf7Ebx | b.leaf7Ebx,
+          .leaf7Ecx = a.leaf7Ecx | b.leaf7Ecx,
+          .bOsSavesYmm = a.bOsSavesYmm || b.bOsSavesYmm};
+}
+
+struct FamilyLevels {
+  std::array<KernelLevel, kMostLevels> levels;
+  size_t count = 0;
+  FamilyLevels() {
+    for (; count < levels.size() && kFamilyLevels[count] != nullptr; ++count) levels[count] = CompleteLevel(*kFamilyLevels[count]);
+  }
+};
+
+// The levels up to the one named `name`; all if there is no such level or name.
+std::span<const KernelLevel> UpTo(const char* name) {
+  const std::span<const KernelLevel> levels = KernelLevels();
+  for (size_t i = 0; name != nullptr && i < levels.size(); ++i) {
+    if (std::strcmp(levels[i].name, name) == 0) return levels.first(i + 1);
+  }
+  return levels;
 }
 
 }  // namespace
 
-KernelLevel LevelOf(const CpuFeatures& cpu) {
-  if (cpu.int8_form()) return cpu.avx2() && cpu.bOsSavesYmm ? KernelLevel::kAvx2 : KernelLevel::kSse41;
-  return cpu.sse() && cpu.sse2() ? KernelLevel::kSse : KernelLevel::kRef;
+KernelLevel CompleteLevel(const KernelLevel& level) {
+  KernelLevel complete = level;
+  for (const KernelLevel* base = level.base; base != nullptr; base = base->base) {
+    complete.needs = Both(complete.needs, base->needs);
+    complete.dnn = Filled(complete.dnn, base->dnn);
+    complete.lstm = Filled(complete.lstm, base->lstm);
+  }
+  return complete;
 }
 
-KernelLevel LevelToRun(const CpuFeatures& cpu) {
-  const KernelLevel highest = LevelOf(cpu);
-  const KernelLevel forced = ForcedLevel();
-  return forced < highest ? forced : highest;
+std::span<const KernelLevel> KernelLevels() {
+  static const FamilyLevels family;
+  return std::span(family.levels).first(family.count);
+}
+
+bool RunsOn(const KernelLevel& level, const CpuFeatures& cpu) {
+  const CpuNeeds& needs = level.needs;
+  return (needs.leaf1Ecx & ~cpu.leaf1Ecx) == 0 && (needs.leaf1Edx & ~cpu.leaf1Edx) == 0 && (needs.leaf7Ebx & ~cpu.leaf7Ebx) == 0 &&
+         (needs.leaf7Ecx & ~cpu.leaf7Ecx) == 0 && (cpu.bOsSavesYmm || !needs.bOsSavesYmm);
+}
+
+const KernelLevel& ChooseLevel(std::span<const KernelLevel> levels, const CpuFeatures& cpu) {
+  size_t last = levels.size() - 1;
+  while (last > 0 && !RunsOn(levels[last], cpu)) --last;
+  return levels[last];
+}
+
+const KernelLevel& LevelOf(const CpuFeatures& cpu) { return ChooseLevel(KernelLevels(), cpu); }
+
+const KernelLevel& LevelToRun(const CpuFeatures& cpu) {
+  static const std::span<const KernelLevel> levels = UpTo(std::getenv("WVAD_FORCE_KERNELS"));
+  return ChooseLevel(levels, cpu);
 }
 
 LstmVariant LstmVariantOf(const CpuFeatures& cpu) {
   if (cpu.int8_form()) return LstmVariant::kInt8;
-  return cpu.sse() ? LstmVariant::kFloatSse : LstmVariant::kFloatX87;
+  return cpu.sums_in_lanes() ? LstmVariant::kFloatSse : LstmVariant::kFloatX87;
 }
 
-bool FlushGemvIsSse(const CpuFeatures& cpu) { return cpu.sse(); }
-
-#define WVAD_DNN_TABLE(level)                                                                                                        \
-  {                                                                                                                                  \
-    level::DnnGemmInt16, level::DnnGemmInt8, level::DnnBias32, level::DnnBias16, level::SigmoidTable8Of32, level::SigmoidTable8Of16, \
-        level::NormaliseRun, level::CutToInt16                                                                                       \
-  }
-#define WVAD_LSTM_TABLE(level, float_level)                                                                                                \
-  {                                                                                                                                        \
-    level::QuantInt16, level::QuantInt8, float_level::GemvFloatSse, ref::GemvFloatX87, level::GemvInt16ToFloat, level::GemvInt8ToFloat,    \
-        level::GemvFixed, level::GemvFixedClamped, level::VecAdd, level::VecAddWrap16, level::VecMulAdd, level::VecMul, level::CellUpdate, \
-        level::Sigmoid, level::Tanh, level::PeepholeFixed, level::CellUpdateFixed, level::VecMulFixed, level::NormaliseRun,                \
-        level::CutToInt16                                                                                                                  \
-  }
-
-const DnnKernels& DnnKernelsOf(KernelLevel level) {
-  static constexpr DnnKernels kTables[] = {WVAD_DNN_TABLE(ref), WVAD_DNN_TABLE(ref), WVAD_DNN_TABLE(sse41), WVAD_DNN_TABLE(avx2)};
-  return kTables[static_cast<size_t>(level)];
-}
-
-const LstmKernels& LstmKernelsOf(KernelLevel level) {
-  static constexpr LstmKernels kTables[] = {WVAD_LSTM_TABLE(ref, ref), WVAD_LSTM_TABLE(ref, sse), WVAD_LSTM_TABLE(sse41, sse),
-                                            WVAD_LSTM_TABLE(avx2, sse)};
-  return kTables[static_cast<size_t>(level)];
-}
-
-#undef WVAD_DNN_TABLE
-#undef WVAD_LSTM_TABLE
+bool FlushGemvIsSse(const CpuFeatures& cpu) { return cpu.sums_in_lanes(); }
 
 }  // namespace TSEG

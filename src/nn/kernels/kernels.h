@@ -2,8 +2,8 @@
 //
 // The arithmetic that the forward passes are made of: quantisers, matrix products and activations, at each instruction level.
 //
-// `ref::` is the definition, in plain loops; `sse41::` and `avx2::` give the same bits faster. All are plain functions over buffers of the
-// caller: no allocation, no failure path, no check of dimensions. Loads are unaligned.
+// `ref::` is the definition, in plain loops; the namespaces of the instruction levels (x86/levels.h and its like) give the same bits
+// faster. All are plain functions over buffers of the caller: no allocation, no failure path, no check of dimensions. Loads are unaligned.
 //
 // This header includes C headers alone and holds no inline function, so that files built for one instruction level share no code with
 // others.
@@ -14,7 +14,7 @@
 
 #include <stdint.h>
 
-// The functions of the feed-forward network; every level from SSE4.1 on has them all.
+// Declares the functions of the feed-forward network, in the namespace of a level that has them all.
 //
 // Products of 4 frames, which stand `cols` apart, with `rows` rows taken two at a time; out[frame * rows + row]:
 // - DnnGemmInt16: `cols` cut to a multiple of 8; sums wrap at 32 bits.
@@ -38,7 +38,7 @@
   void NormaliseRun(float* x, int32_t n, const float* mean, const float* inv_std);                            \
   void CutToInt16(const float* x, int32_t n, float scale, int16_t* out);
 
-// The functions of the recurrent network; every level from SSE4.1 on has them all.
+// Declares the functions of the recurrent network, in the namespace of a level that has them all.
 //
 // Quantisers, `n` values in place: the narrow values overwrite the front of the float array, which is no longer float after the call:
 // - QuantInt16: x * (32768 / range, as a single) rounded half away from zero and clamped. QuantInt8: the same with 128.
@@ -103,17 +103,6 @@ void GemvFloatX87(const float* x, int32_t rows, int32_t cols, const float* weigh
 void SigmoidFixed(int16_t* v, int32_t n, int32_t q_in, int32_t q_out);
 void TanhFixed(int16_t* v, int32_t n, int32_t q_in, int32_t q_out);
 }  // namespace ref
-namespace sse {
-void GemvFloatSse(const float* x, int32_t rows, int32_t cols, const float* weights, float* y);
-}  // namespace sse
-namespace sse41 {
-WVAD_DNN_KERNELS
-WVAD_LSTM_KERNELS
-}  // namespace sse41
-namespace avx2 {
-WVAD_DNN_KERNELS
-WVAD_LSTM_KERNELS
-}  // namespace avx2
 
 // The three 16-bit activations of the fixed form by table, equal to ref::SigmoidFixed(10, 14), ref::TanhFixed(10, 9) and ref::TanhFixed(9,
 // 14). The tables are made at the first call; PrepareFixedActivations makes them ahead of time.
@@ -123,8 +112,5 @@ void TanhFixed10To9(int16_t* v, int32_t n);
 void TanhFixed9To14(int16_t* v, int32_t n);
 
 }  // namespace TSEG
-
-#undef WVAD_DNN_KERNELS
-#undef WVAD_LSTM_KERNELS
 
 #endif  // WVAD_NN_KERNELS_KERNELS_H_

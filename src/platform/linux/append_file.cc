@@ -14,42 +14,50 @@
 
 namespace TSEG::platform {
 
+struct AppendFile::Impl {
+  int descriptor = -1;
+};
+
+AppendFile::AppendFile() : impl_(std::make_unique<Impl>()) {}
+
 AppendFile::~AppendFile() { Close(); }
+
+bool AppendFile::is_open() const { return impl_->descriptor >= 0; }
 
 int AppendFile::Open(const std::string& path, bool truncate) {
   Close();
   const int flags = O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | (truncate ? O_TRUNC : 0);
   Descriptor file(::open(path.c_str(), flags, 0666));
   if (!file.ok()) return errno;
-  descriptor_ = file.release();
+  impl_->descriptor = file.release();
   return 0;
 }
 
 void AppendFile::Close() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-  descriptor_ = -1;
+  if (impl_->descriptor >= 0) ::close(impl_->descriptor);
+  impl_->descriptor = -1;
 }
 
 int AppendFile::Write(const char* bytes, size_t length) {
   if (!is_open()) return EBADF;
-  return WriteFully(descriptor_, bytes, length);
+  return WriteFully(impl_->descriptor, bytes, length);
 }
 
 int AppendFile::Truncate() {
   if (!is_open()) return EBADF;
-  return ::ftruncate(descriptor_, 0) == 0 ? 0 : errno;
+  return ::ftruncate(impl_->descriptor, 0) == 0 ? 0 : errno;
 }
 
 uint64_t AppendFile::Size() const {
   struct stat info {};
-  if (!is_open() || ::fstat(descriptor_, &info) != 0) return 0;
+  if (!is_open() || ::fstat(impl_->descriptor, &info) != 0) return 0;
   return static_cast<uint64_t>(info.st_size);
 }
 
 int AppendFile::LastByte() const {
   const uint64_t size = Size();
   unsigned char byte = 0;
-  if (size == 0 || ::pread(descriptor_, &byte, 1, static_cast<off_t>(size - 1)) != 1) return -1;
+  if (size == 0 || ::pread(impl_->descriptor, &byte, 1, static_cast<off_t>(size - 1)) != 1) return -1;
   return byte;
 }
 

@@ -57,14 +57,15 @@ void NamedMutex::Close() {
   impl_->descriptor = -1;
 }
 
-void NamedMutex::Acquire() {
-  if (impl_->descriptor < 0) return;
+bool NamedMutex::Acquire() {
+  if (impl_->descriptor < 0) return true;
   const uint64_t begin = TickCount64();
   while (::flock(impl_->descriptor, LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) return;
-    if (TickCount64() - begin >= kLongestWaitMs) return;
+    if (errno != EWOULDBLOCK && errno != EINTR) return false;
+    if (TickCount64() - begin >= kLongestWaitMs) return false;
     SleepMilliseconds(2);
   }
+  return true;
 }
 
 void NamedMutex::Release() {

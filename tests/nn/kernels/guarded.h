@@ -10,7 +10,6 @@
 #include <cstring>
 #include <limits>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "nn/kernels/dispatch.h"
@@ -66,23 +65,25 @@ void FillWith(Guarded<T>& buffer, Fill fill, std::mt19937& random) {
   }
 }
 
-// The levels above the reference that this processor has.
-inline std::vector<KernelLevel> FastLevels() {
+// The levels that were built in and run on this processor, all of them and those above the reference. There are none above it in a build of
+// the reference alone.
+inline std::vector<KernelLevel> LevelsFrom(size_t first) {
   std::vector<KernelLevel> levels;
-  const KernelLevel highest = LevelOf(DetectedCpu());
-  if (highest >= KernelLevel::kSse41) levels.push_back(KernelLevel::kSse41);
-  if (highest >= KernelLevel::kAvx2) levels.push_back(KernelLevel::kAvx2);
+  for (const KernelLevel& level : KernelLevels().subspan(first)) {
+    if (RunsOn(level, DetectedCpu())) levels.push_back(level);
+  }
   return levels;
 }
-inline std::vector<KernelLevel> AllLevels() {
-  std::vector<KernelLevel> levels = FastLevels();
-  levels.insert(levels.begin(), KernelLevel::kRef);
-  return levels;
-}
-inline std::string NameOf(KernelLevel level) {
-  constexpr const char* kNames[] = {"ref", "sse", "sse41", "avx2"};
-  return kNames[static_cast<size_t>(level)];
-}
+inline std::vector<KernelLevel> AllLevels() { return LevelsFrom(0); }
+inline std::vector<KernelLevel> FastLevels() { return LevelsFrom(1); }
+
+// A test of those above the reference, which says so where there are none.
+class FastLevelsTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (FastLevels().empty()) GTEST_SKIP() << "no level above the reference was built in and runs here";
+  }
+};
 
 }  // namespace TSEG::test
 

@@ -15,7 +15,6 @@ using test::AllLevels;
 using test::FastLevels;
 using test::Fill;
 using test::Guarded;
-using test::NameOf;
 
 template <typename T>
 std::vector<T> FrontOf(const std::vector<float>& packed, size_t n) {
@@ -25,36 +24,36 @@ std::vector<T> FrontOf(const std::vector<float>& packed, size_t n) {
 }
 
 TEST(QuantInt8, MapsTheRangeTo127AndMinus128) {
-  for (KernelLevel level : AllLevels()) {
+  for (const KernelLevel& level : AllLevels()) {
     std::vector<float> x = {4.0f, -4.0f, 0.0f, 1.0f};
-    LstmKernelsOf(level).quant_int8(x.data(), 4, 4.0f);
-    EXPECT_EQ(FrontOf<int8_t>(x, 4), (std::vector<int8_t>{127, -128, 0, 32})) << NameOf(level);
+    level.lstm.quant_int8(x.data(), 4, 4.0f);
+    EXPECT_EQ(FrontOf<int8_t>(x, 4), (std::vector<int8_t>{127, -128, 0, 32})) << level.name;
   }
 }
 
 TEST(QuantInt8, RoundsHalvesAwayFromZero) {
   // Range 128 makes the factor 1. The largest single below one half stays 0 although it and one half add up to 1 in single.
   const float below_half = std::nextafter(0.5f, 0.0f);
-  for (KernelLevel level : AllLevels()) {
+  for (const KernelLevel& level : AllLevels()) {
     std::vector<float> x = {0.5f, -0.5f, 1.5f, -2.5f, 0.49f, below_half, -below_half, -0.0f};
-    LstmKernelsOf(level).quant_int8(x.data(), 8, 128.0f);
-    EXPECT_EQ(FrontOf<int8_t>(x, 8), (std::vector<int8_t>{1, -1, 2, -3, 0, 0, 0, 0})) << NameOf(level);
+    level.lstm.quant_int8(x.data(), 8, 128.0f);
+    EXPECT_EQ(FrontOf<int8_t>(x, 8), (std::vector<int8_t>{1, -1, 2, -3, 0, 0, 0, 0})) << level.name;
   }
 }
 
 TEST(QuantInt16, ClampsTheTrueValue) {
   const float infinity = std::numeric_limits<float>::infinity();
-  for (KernelLevel level : AllLevels()) {
+  for (const KernelLevel& level : AllLevels()) {
     std::vector<float> x = {1.0f, -1.0f, 1e30f, -1e30f, infinity, -infinity, 0.25f, std::nanf("")};
-    LstmKernelsOf(level).quant_int16(x.data(), 8, 1.0f);
-    EXPECT_EQ(FrontOf<int16_t>(x, 8), (std::vector<int16_t>{32767, -32768, 32767, -32768, 32767, -32768, 8192, -32768})) << NameOf(level);
+    level.lstm.quant_int16(x.data(), 8, 1.0f);
+    EXPECT_EQ(FrontOf<int16_t>(x, 8), (std::vector<int16_t>{32767, -32768, 32767, -32768, 32767, -32768, 8192, -32768})) << level.name;
   }
 }
 
 TEST(GemvInt16ToFloat, EightColumnsWrapBeforeTheyWiden) {
   // Eight products of 2^30 are 2^33, which wraps to 0; two of them in one group of eight are 2^31, read as -2^31; two groups add up in 64
   // bits to -2^32. The scale is 32767^2 as a single, so s = 1073676288 makes the factor 1.
-  for (KernelLevel level : AllLevels()) {
+  for (const KernelLevel& level : AllLevels()) {
     const std::vector<int16_t> x(16, -32768);
     std::vector<int16_t> weights(4 * 16, 0);
     for (size_t j = 0; j < 8; ++j) weights[j] = -32768;                       // row 0
@@ -62,15 +61,15 @@ TEST(GemvInt16ToFloat, EightColumnsWrapBeforeTheyWiden) {
     weights[32] = weights[33] = weights[32 + 8] = weights[32 + 15] = -32768;  // row 2
     weights[48] = 1;                                                          // row 3
     std::vector<float> y(4, 9.0f);
-    LstmKernelsOf(level).gemv_int16(x.data(), 4, 16, weights.data(), y.data(), 1073676288.0f);
-    EXPECT_EQ(y, (std::vector<float>{0.0f, -2147483648.0f, -4294967296.0f, -32768.0f})) << NameOf(level);
+    level.lstm.gemv_int16(x.data(), 4, 16, weights.data(), y.data(), 1073676288.0f);
+    EXPECT_EQ(y, (std::vector<float>{0.0f, -2147483648.0f, -4294967296.0f, -32768.0f})) << level.name;
   }
 }
 
 TEST(GemvInt8ToFloat, AddsAnOffsetAndSaturatesTwice) {
   // s = 16384 makes the factor 1. Activations 127 become 255. Row 0: 255 * 127 * 2 saturates to 32767, two of these to 32767 again. Row 1:
   // one pair 32767 and one pair -32768 give -1. Row 2: a zero activation would be 128 * w; here 255 * 1. Row 3: -32768 twice, held there.
-  for (KernelLevel level : AllLevels()) {
+  for (const KernelLevel& level : AllLevels()) {
     const std::vector<int8_t> x(16, 127);
     std::vector<int8_t> weights(4 * 16, 0);
     for (size_t j = 0; j < 4; ++j) weights[j] = 127;
@@ -79,14 +78,14 @@ TEST(GemvInt8ToFloat, AddsAnOffsetAndSaturatesTwice) {
     weights[32 + 7] = 1;
     for (size_t j = 48; j < 52; ++j) weights[j] = -128;
     std::vector<float> y(4);
-    LstmKernelsOf(level).gemv_int8(x.data(), 4, 16, weights.data(), y.data(), 16384.0f);
-    EXPECT_EQ(y, (std::vector<float>{32767.0f, -1.0f, 255.0f, -32768.0f})) << NameOf(level);
+    level.lstm.gemv_int8(x.data(), 4, 16, weights.data(), y.data(), 16384.0f);
+    EXPECT_EQ(y, (std::vector<float>{32767.0f, -1.0f, 255.0f, -32768.0f})) << level.name;
   }
 }
 
 TEST(GemvFixed, ResultBeyond16BitsWraps) {
   // 100 * 400 = 40000 with a shift of 0 reads as -25536; -1 >> 1 stays -1.
-  for (KernelLevel level : AllLevels()) {
+  for (const KernelLevel& level : AllLevels()) {
     std::vector<int16_t> x(8, 0);
     x[0] = 100;
     x[1] = 1;
@@ -94,16 +93,16 @@ TEST(GemvFixed, ResultBeyond16BitsWraps) {
     weights[0] = 400;
     weights[9] = -1;
     std::vector<int16_t> y(4, 7);
-    LstmKernelsOf(level).gemv_fixed(x.data(), 4, 8, weights.data(), y.data(), 0, 0, 0);
-    EXPECT_EQ(y, (std::vector<int16_t>{-25536, -1, 0, 0})) << NameOf(level);
-    LstmKernelsOf(level).gemv_fixed(x.data(), 4, 8, weights.data(), y.data(), 1, 0, 0);
-    EXPECT_EQ(y, (std::vector<int16_t>{20000, -1, 0, 0})) << NameOf(level);
+    level.lstm.gemv_fixed(x.data(), 4, 8, weights.data(), y.data(), 0, 0, 0);
+    EXPECT_EQ(y, (std::vector<int16_t>{-25536, -1, 0, 0})) << level.name;
+    level.lstm.gemv_fixed(x.data(), 4, 8, weights.data(), y.data(), 1, 0, 0);
+    EXPECT_EQ(y, (std::vector<int16_t>{20000, -1, 0, 0})) << level.name;
   }
 }
 
 TEST(GemvFixedClamped, HoldsWithin32767OfBothSigns) {
   // -100 * 400 = -40000; +40000; 3 * -0.5 + 0.5 = -1 exactly; 1.5 + 0.5 = 2; -5 / 2 + 0.5 = -2, 5 / 2 + 0.5 = 3; and -1 / 2 + 0.5 = 0.
-  for (KernelLevel level : AllLevels()) {
+  for (const KernelLevel& level : AllLevels()) {
     std::vector<int16_t> x(8, 0);
     x[0] = 100;
     x[1] = 1;
@@ -116,18 +115,18 @@ TEST(GemvFixedClamped, HoldsWithin32767OfBothSigns) {
     weights[5 * 8 + 1] = 5;
     weights[6 * 8 + 1] = -1;
     std::vector<int16_t> y(7, 9);
-    LstmKernelsOf(level).gemv_fixed_clamped(x.data(), 7, 8, weights.data(), y.data(), 1, 0, 0);
-    EXPECT_EQ(y, (std::vector<int16_t>{-32767, 32767, -1, 2, -2, 3, 0})) << NameOf(level);
+    level.lstm.gemv_fixed_clamped(x.data(), 7, 8, weights.data(), y.data(), 1, 0, 0);
+    EXPECT_EQ(y, (std::vector<int16_t>{-32767, 32767, -1, 2, -2, 3, 0})) << level.name;
   }
 }
 
 TEST(GemvFixedClamped, SumsNeverWrap) {
   // 64 products of 2^30 are 2^36; by 2^-22 that is 16384, and the half added is cut off.
-  for (KernelLevel level : AllLevels()) {
+  for (const KernelLevel& level : AllLevels()) {
     const std::vector<int16_t> x(64, -32768), weights(64, -32768);
     std::vector<int16_t> y(1);
-    LstmKernelsOf(level).gemv_fixed_clamped(x.data(), 1, 64, weights.data(), y.data(), 15, 14, 7);
-    EXPECT_EQ(y[0], 16384) << NameOf(level);
+    level.lstm.gemv_fixed_clamped(x.data(), 1, 64, weights.data(), y.data(), 15, 14, 7);
+    EXPECT_EQ(y[0], 16384) << level.name;
   }
 }
 
@@ -196,32 +195,32 @@ TEST(FixedActivations, TablesEqualTheDefinitionOnEveryInput) {
 }
 
 TEST(FixedHelpers, WrapAndSaturateWhereStated) {
-  for (KernelLevel level : AllLevels()) {
-    const LstmKernels& k = LstmKernelsOf(level);
+  for (const KernelLevel& level : AllLevels()) {
+    const LstmKernels& k = level.lstm;
     // Sum wraps: 30000 + 10000 = 40000.
     std::vector<int16_t> a(16, 30000);
     const std::vector<int16_t> b(16, 10000);
     k.add_wrap16(a.data(), b.data(), 16);
-    EXPECT_EQ(a, std::vector<int16_t>(16, -25536)) << NameOf(level);
+    EXPECT_EQ(a, std::vector<int16_t>(16, -25536)) << level.name;
     // Two products of 2^30 wrap to -2^31, >> 14 is -131072, saturated.
     const std::vector<int16_t> low(16, -32768);
     std::vector<int16_t> c(16, -32768);
     k.cell_update_fixed(low.data(), low.data(), low.data(), c.data(), 16);
-    EXPECT_EQ(c, std::vector<int16_t>(16, -32768)) << NameOf(level);
+    EXPECT_EQ(c, std::vector<int16_t>(16, -32768)) << level.name;
     // 16384 * 32767 + 16384 * 512 = 2^14 * 33279: saturated to 32767. And the negative side -16384 * 3 / 16384 = -3, -1 >> 14 = -1.
     const std::vector<int16_t> one(16, 16384), half(16, 512);
     c.assign(16, 32767);
     k.cell_update_fixed(one.data(), one.data(), half.data(), c.data(), 16);
-    EXPECT_EQ(c, std::vector<int16_t>(16, 32767)) << NameOf(level);
+    EXPECT_EQ(c, std::vector<int16_t>(16, 32767)) << level.name;
     // Peephole: -1 * 1 >> 17 is -1; the sum wraps below -32768.
     const std::vector<int16_t> minus(16, -1), plus(16, 1);
     std::vector<int16_t> h(16, -32768);
     k.peephole_fixed(minus.data(), plus.data(), h.data(), 16, 17);
-    EXPECT_EQ(h, std::vector<int16_t>(16, 32767)) << NameOf(level);
+    EXPECT_EQ(h, std::vector<int16_t>(16, 32767)) << level.name;
     // A peephole term saturates: 2^30 >> 10 = 2^20.
     h.assign(16, 0);
     k.peephole_fixed(low.data(), low.data(), h.data(), 16, 10);
-    EXPECT_EQ(h, std::vector<int16_t>(16, 32767)) << NameOf(level);
+    EXPECT_EQ(h, std::vector<int16_t>(16, 32767)) << level.name;
     // m: 16384 * 8192 / 8192 = 16384; halves go to the even side: 3 * 4096 / 8192 = 1.5 -> 2, 1 * 4096 / 8192 = 0.5 -> 0; 2^30 / 2^13
     // saturates.
     std::vector<int16_t> t(16, 0), o(16, 0), m(16, 5);
@@ -232,15 +231,17 @@ TEST(FixedHelpers, WrapAndSaturateWhereStated) {
     t[4] = -32768, o[4] = -32768;
     t[5] = -32768, o[5] = 32767;
     k.mul_fixed(t.data(), o.data(), m.data(), 16);
-    EXPECT_EQ(std::vector<int16_t>(m.begin(), m.begin() + 7), (std::vector<int16_t>{16384, 2, 0, -2, 32767, -32768, 0})) << NameOf(level);
+    EXPECT_EQ(std::vector<int16_t>(m.begin(), m.begin() + 7), (std::vector<int16_t>{16384, 2, 0, -2, 32767, -32768, 0})) << level.name;
   }
 }
 
-TEST(LstmKernelLevels, ProductsEqualTheReference) {
+class LstmKernelLevels : public test::FastLevelsTest {};
+
+TEST_F(LstmKernelLevels, ProductsEqualTheReference) {
   std::mt19937 random(21);
-  const LstmKernels& ref = LstmKernelsOf(KernelLevel::kRef);
-  for (KernelLevel level : FastLevels()) {
-    const LstmKernels& fast = LstmKernelsOf(level);
+  const LstmKernels& ref = ref::kLevel.lstm;
+  for (const KernelLevel& level : FastLevels()) {
+    const LstmKernels& fast = level.lstm;
     for (int32_t rows : {0, 1, 3, 4, 7, 8, 32}) {
       for (int32_t cols : {0, 7, 8, 15, 16, 24, 31, 32, 40, 48, 96, 320}) {
         for (Fill fill : AllFills()) {
@@ -257,7 +258,7 @@ TEST(LstmKernelLevels, ProductsEqualTheReference) {
             FillWith(w8, weight_fill, random);
             const auto expect_same = [&](const char* name) {
               ASSERT_TRUE(want.Same(got) && want16.Same(got16) && got.Intact() && got16.Intact())
-                  << name << " " << NameOf(level) << " " << rows << " x " << cols;
+                  << name << " " << level.name << " " << rows << " x " << cols;
             };
             ref.gemv_int16(x16.data(), rows, cols, w16.data(), want.data(), 0.7f);
             fast.gemv_int16(x16.data(), rows, cols, w16.data(), got.data(), 0.7f);
@@ -292,9 +293,9 @@ void FillWithSingles(Guarded<float>& buffer, std::mt19937& random, bool finite) 
   }
 }
 
-TEST(LstmKernelLevels, FloatProductEqualsTheReference) {
+TEST_F(LstmKernelLevels, FloatProductEqualsTheReference) {
   std::mt19937 random(22);
-  for (KernelLevel level : {KernelLevel::kSse, KernelLevel::kSse41, KernelLevel::kAvx2}) {
+  for (const KernelLevel& level : FastLevels()) {
     for (int32_t rows : {0, 1, 3, 4, 5, 8, 31}) {
       for (int32_t cols : {0, 1, 3, 4, 6, 8, 33, 96, 480}) {
         Guarded<float> x(static_cast<size_t>(cols)), w(static_cast<size_t>(rows * cols));
@@ -302,18 +303,18 @@ TEST(LstmKernelLevels, FloatProductEqualsTheReference) {
         FillWithSingles(w, random, true);
         Guarded<float> want(static_cast<size_t>(rows)), got(static_cast<size_t>(rows));
         ref::GemvFloatSse(x.data(), rows, cols, w.data(), want.data());
-        LstmKernelsOf(level).gemv_float_sse(x.data(), rows, cols, w.data(), got.data());
-        ASSERT_TRUE(want.Same(got) && got.Intact()) << NameOf(level) << " " << rows << " x " << cols;
+        level.lstm.gemv_float_sse(x.data(), rows, cols, w.data(), got.data());
+        ASSERT_TRUE(want.Same(got) && got.Intact()) << level.name << " " << rows << " x " << cols;
       }
     }
   }
 }
 
-TEST(LstmKernelLevels, VectorsEqualTheReference) {
+TEST_F(LstmKernelLevels, VectorsEqualTheReference) {
   std::mt19937 random(23);
-  const LstmKernels& ref = LstmKernelsOf(KernelLevel::kRef);
-  for (KernelLevel level : FastLevels()) {
-    const LstmKernels& fast = LstmKernelsOf(level);
+  const LstmKernels& ref = ref::kLevel.lstm;
+  for (const KernelLevel& level : FastLevels()) {
+    const LstmKernels& fast = level.lstm;
     for (int32_t n = 0; n < 70; ++n) {
       const auto count = static_cast<size_t>(n);
       Guarded<float> a(count), b(count), c(count), d(count), want(count);
@@ -323,7 +324,7 @@ TEST(LstmKernelLevels, VectorsEqualTheReference) {
         Guarded<float> expected(want.values()), got(want.values());
         call(ref, expected.data());
         call(fast, got.data());
-        ASSERT_TRUE(expected.Same(got) && got.Intact() && expected.Intact()) << NameOf(level) << " n " << n;
+        ASSERT_TRUE(expected.Same(got) && got.Intact() && expected.Intact()) << level.name << " n " << n;
       };
       both([&](const LstmKernels& k, float* v) { k.add(v, a.data(), n); });
       both([&](const LstmKernels& k, float* v) { k.mul_add(a.data(), b.data(), v, n); });
@@ -344,7 +345,7 @@ TEST(LstmKernelLevels, VectorsEqualTheReference) {
           Guarded<int16_t> expected(start.values()), got(start.values());
           call(ref, expected.data());
           call(fast, got.data());
-          ASSERT_TRUE(expected.Same(got) && got.Intact()) << NameOf(level) << " n " << n;
+          ASSERT_TRUE(expected.Same(got) && got.Intact()) << level.name << " n " << n;
         };
         both16([&](const LstmKernels& k, int16_t* v) { k.add_wrap16(v, p.data(), n); });
         both16([&](const LstmKernels& k, int16_t* v) { k.peephole_fixed(p.data(), q.data(), v, n, 17); });
@@ -358,7 +359,7 @@ TEST(LstmKernelLevels, VectorsEqualTheReference) {
   }
 }
 
-TEST(LstmKernelLevels, ActivationsGiveTheSinglesOfTheDefinition) {
+TEST_F(LstmKernelLevels, ActivationsGiveTheSinglesOfTheDefinition) {
   // Every 9973rd bit pattern of a single, and the neighbourhoods of zero and of the ends.
   std::vector<float> in;
   for (uint64_t bits = 0; bits <= 0xFFFFFFFFu; bits += 9973) {
@@ -378,24 +379,24 @@ TEST(LstmKernelLevels, ActivationsGiveTheSinglesOfTheDefinition) {
   std::vector<float> want_sigmoid = in, want_tanh = in;
   ref::Sigmoid(want_sigmoid.data(), n);
   ref::Tanh(want_tanh.data(), n);
-  for (KernelLevel level : FastLevels()) {
+  for (const KernelLevel& level : FastLevels()) {
     std::vector<float> got = in;
-    LstmKernelsOf(level).sigmoid(got.data(), n);
-    EXPECT_EQ(std::memcmp(got.data(), want_sigmoid.data(), in.size() * sizeof(float)), 0) << NameOf(level);
+    level.lstm.sigmoid(got.data(), n);
+    EXPECT_EQ(std::memcmp(got.data(), want_sigmoid.data(), in.size() * sizeof(float)), 0) << level.name;
     got = in;
-    LstmKernelsOf(level).tanh(got.data(), n);
-    EXPECT_EQ(std::memcmp(got.data(), want_tanh.data(), in.size() * sizeof(float)), 0) << NameOf(level);
+    level.lstm.tanh(got.data(), n);
+    EXPECT_EQ(std::memcmp(got.data(), want_tanh.data(), in.size() * sizeof(float)), 0) << level.name;
   }
 }
 
-TEST(LstmKernelLevels, NotANumberPassesThroughActivations) {
-  for (KernelLevel level : AllLevels()) {
+TEST(Activations, PassNotANumberOn) {
+  for (const KernelLevel& level : AllLevels()) {
     std::vector<float> v(8, 0.0f);
     v[3] = std::nanf("");
     std::vector<float> w = v;
-    LstmKernelsOf(level).sigmoid(v.data(), 8);
-    LstmKernelsOf(level).tanh(w.data(), 8);
-    EXPECT_TRUE(std::isnan(v[3]) && std::isnan(w[3])) << NameOf(level);
+    level.lstm.sigmoid(v.data(), 8);
+    level.lstm.tanh(w.data(), 8);
+    EXPECT_TRUE(std::isnan(v[3]) && std::isnan(w[3])) << level.name;
     EXPECT_EQ(v[2], 0.5f);
     EXPECT_EQ(w[2], 0.0f);
   }

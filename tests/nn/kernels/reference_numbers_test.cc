@@ -40,8 +40,8 @@ int32_t Rows(const json& matrix) { return static_cast<int32_t>(matrix.size()); }
 int32_t Cols(const json& matrix) { return static_cast<int32_t>(matrix[0].size()); }
 int32_t Count(const json& vector) { return static_cast<int32_t>(vector.size()); }
 
-void CheckLstmCase(const json& c, const std::string& name, KernelLevel level) {
-  const LstmKernels& k = LstmKernelsOf(level);
+void CheckLstmCase(const json& c, const std::string& name, const KernelLevel& level) {
+  const LstmKernels& k = level.lstm;
   if (name == "QuantInt8" || name == "QuantInt16") {
     std::vector<float> x = Flat<float>(c["x"]);
     const size_t n = x.size();
@@ -77,8 +77,8 @@ void CheckLstmCase(const json& c, const std::string& name, KernelLevel level) {
   }
 }
 
-void CheckDnnCase(const json& c, const std::string& name, KernelLevel level) {
-  const DnnKernels& k = DnnKernelsOf(level);
+void CheckDnnCase(const json& c, const std::string& name, const KernelLevel& level) {
+  const DnnKernels& k = level.dnn;
   const json& w = c["W"];
   const auto results = static_cast<size_t>(4 * Rows(w));
   if (name == "DnnGemmInt8") {
@@ -92,11 +92,11 @@ void CheckDnnCase(const json& c, const std::string& name, KernelLevel level) {
   }
 }
 
-void CheckActivationCase(const json& c, const std::string& name, KernelLevel level) {
+void CheckActivationCase(const json& c, const std::string& name, const KernelLevel& level) {
   if (name == "SigmoidTable8") {
     const std::vector<int32_t> v = Flat<int32_t>(c["v"]);
     std::vector<uint8_t> y(v.size());
-    DnnKernelsOf(level).sigmoid8_of32(v.data(), Count(c["v"]), c["a"].get<int>(), c["b"].get<int>(), y.data());
+    level.dnn.sigmoid8_of32(v.data(), Count(c["v"]), c["a"].get<int>(), c["b"].get<int>(), y.data());
     EXPECT_EQ(y, Flat<uint8_t>(c["y"]));
   } else if (name == "Softmax") {
     std::vector<float> y(c["x"].size());
@@ -115,10 +115,10 @@ TEST(ReferenceNumbers, EveryKernelAgreesAtEveryLevel) {
   const json cases = json::parse(file);
   ASSERT_EQ(cases.size(), 32u);
   const std::set<std::string> activations = {"SigmoidTable8", "Softmax", "SigmoidFixed", "TanhFixed"};
-  for (KernelLevel level : test::AllLevels()) {
+  for (const KernelLevel& level : test::AllLevels()) {
     for (size_t i = 0; i < cases.size(); ++i) {
       const std::string name = cases[i]["kernel"].get<std::string>();
-      SCOPED_TRACE(name + " case " + std::to_string(i) + " " + test::NameOf(level));
+      SCOPED_TRACE(name + " case " + std::to_string(i) + " " + level.name);
       if (activations.count(name) != 0) {
         CheckActivationCase(cases[i], name, level);
       } else if (name.rfind("DnnGemm", 0) == 0) {

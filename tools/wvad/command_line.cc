@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/command_line.h"
+
+#include <wvad.h>
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "wvad/failure.h"
+#include "wvad/features_command.h"
+#include "wvad/help_text.h"
+#include "wvad/model_command.h"
+#include "wvad/model_finder.h"
+#include "wvad/named_rows.h"
+#include "wvad/quality_command.h"
+#include "wvad/scores_command.h"
+#include "wvad/segment_command.h"
+#include "wvad/split_command.h"
+
+namespace TSEG::tool {
+namespace {
+
+// An option that names a row of a table; its help lists the rows.
+template <typename Row>
+void AddChoice(CLI::App* command, const std::string& option, const Row*& choice, const std::string& words, std::span<const Row> rows) {
+  const auto take = [&choice, rows, option](const std::string& name) {
+    const Row* row = FindRow(rows, name);
+    if (row == nullptr)
+      throw CLI::ValidationError(option.substr(option.find("--")), "there is no " + name + "; choose " + NamesOf(rows, ", ", " or "));
+    choice = row;
+  };
+  command->add_option_function<std::string>(option, take, words + WordsOf(rows))
+      ->default_str(rows[0].name)
+      ->type_name(NamesOf(rows, "|", "|"));
+}
+
+// Which audio of a recording is listened to, and how.
+void AddAudio(CLI::App* command, InputOptions& input) {
+  command->add_option("FILE", input.files, "Audio files (WAV, FLAC, Ogg, MP3, ...); - is raw 16-bit little-endian PCM on standard input")
+      ->required();
+  command->add_option("--channel", input.channel, "Channel to listen to, counted from 1, or mix for the mean of all")
+      ->capture_default_str()
+      ->type_name("N|mix");
+  command
+      ->add_option("--gain", input.gain,
+                   "Amplify before the engine hears it, in dB; auto measures the file first. The engine takes what lies under about "
+                   "-47 dB of full scale for silence")
+      ->capture_default_str()
+      ->type_name("DB|auto");
+  command->add_option("--chunk-ms", input.chunk_ms, "Length of the pieces that the engine is fed with, in ms")
+      ->check(CLI::Range(1, 10000))
+      ->capture_default_str();
+  command->add_option("--rate", input.rate_hz, "Sample rate of standard input in Hz")->capture_default_str();
+  command->add_option("--channels", input.channels, "Channels of standard input")->check(CLI::Range(1, 64))->capture_default_str();
+}
+
+void AddEngine(CLI::App* command, EngineOptions& engine) {
+  engine.model = kDefaultModel;
+  command->add_option("-m,--model", engine.model, "Model: the name of a bundled one, or a file")->capture_default_str();
+  command->add_option("--models-dir", engine.models_dir, "Folder of models, instead of the installed one");
+  command->add_option("-s,--set", engine.settings, "Set a parameter of the engine, NAME=VALUE; may be repeated")
+      ->allow_extra_args(false)
+      ->type_name("NAME=VALUE");
+  command->add_option("--config", engine.config, "Further configuration for the engine's start, a file in the form of w_tseg.cfg");
+}
+
+// What every command that listens to recordings takes. `words`: what --quiet leaves out beside the progress bar.
+void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, bool& quiet, const std::string& words) {
+  AddAudio(command, input);
+  AddEngine(command, engine);
+  command->add_flag("-q,--quiet", quiet, words + ", no progress bar; failures are still told");
+}
+
+void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words) {
+  AddInput(command, options.input, options.engine, options.quiet, quiet_words);
+  command->add_flag("--endpoint", options.endpoint,
+                    "Stop where a live client would: after the tail silence (wvad_param_nSpeechTailMS), or without speech in time "
+                    "(wvad_param_nResponseTimeOut); say why");
+}
+
+void AddForce(CLI::App* command, bool& force) { command->add_flag("--force", force, "Replace files that are there"); }
+
+CLI::Option* AddOutput(CLI::App* command, std::string& output) {
+  return command->add_option("-o,--output", output, "Write to this file instead of standard output");
+}
+
+void AddFolder(CLI::App* command, FolderOptions& folder) {
+  command->add_option("-d,--directory", folder.folder, "Folder for the files, made if it is missing")->capture_default_str();
+  command->add_option("--prefix", folder.prefix, "Begin of the files' names, instead of the recording's name");
+  AddForce(command, folder.force);
+}
+
+CLI::App* AddCommand(CLI::App& app, const std::string& name, const std::string& words, const char* help) {
+  CLI::App* command = app.add_subcommand(name, words);
+  command->footer(help + ExitCodesHelp());
+  return command;
+}
+
+constexpr const char* kTold = "What is told of it. ";
+
+void AddReport(CLI::App* command, ReportOptions& options, std::span<const ReportFormat> formats) {
+  AddChoice(command, "-f,--format", options.format, "", formats);
+  AddOutput(command, options.output);
+  AddForce(command, options.force);
+  AddSentences(command, options, "No summary, no notes");
+}
+
+void AddSaved(CLI::App* command, SaveOptions& options) {
+  AddFolder(command, options.folder);
+  AddChoice(command, "-f,--format", options.format, kTold, ReportFormats());
+  AddSentences(command, options, "No table, no notes");
+}
+
+// What a command line may say, and where it is kept.
+struct CommandLine {
+  SegmentOptions segment;
+  SplitOptions split;
+  FeaturesOptions features;
+  QualityOptions quality;
+  ScoresOptions scores;
+  ModelPackOptions pack;
+  ModelInspectOptions inspect;
+  std::function<ExitCode()> chosen;  // runs the command that was named
+};
+
+void AddSegment(CLI::App& app, CommandLine& line) {
+  CLI::App* command = AddCommand(app, "segment", "Find the sentences in recordings", kSegmentHelp);
+  AddReport(command, line.segment, ReportFormats());
+  command->final_callback([&line] { line.chosen = [&line] { return RunSegment(line.segment); }; });
+}
+
+void AddSplit(CLI::App& app, CommandLine& line) {
+  CLI::App* command = AddCommand(app, "split", "Save each sentence as a sound file", kSplitHelp);
+  AddChoice(command, "-a,--audio", line.split.audio, "Kind of the sound files. ", SoundKinds());
+  AddSaved(command, line.split);
+  command->final_callback([&line] { line.chosen = [&line] { return RunSplit(line.split); }; });
+}
+
+void AddFeatures(CLI::App& app, CommandLine& line) {
+  CLI::App* command = AddCommand(app, "features", "Save the features of each sentence as a NumPy array", kFeaturesHelp);
+  AddSaved(command, line.features);
+  command->final_callback([&line] { line.chosen = [&line] { return RunFeatures(line.features); }; });
+}
+
+void AddQuality(CLI::App& app, CommandLine& line) {
+  CLI::App* command = AddCommand(app, "quality", "Measure noise, clipping and level", kQualityHelp);
+  AddReport(command, line.quality, MeasuringFormats());
+  command->final_callback([&line] { line.chosen = [&line] { return RunQuality(line.quality); }; });
+}
+
+void AddScores(CLI::App& app, CommandLine& line) {
+  ScoresOptions& options = line.scores;
+  CLI::App* command = AddCommand(app, "scores", "Tell the probability of speech for each 10 ms", kScoresHelp);
+  AddChoice(command, "-f,--format", options.format, "", ScoreFormats());
+  AddOutput(command, options.output);
+  AddFolder(command, options.folder);
+  AddInput(command, options.input, options.engine, options.quiet, "No notes");
+  command->final_callback([&line] { line.chosen = [&line] { return RunScores(line.scores); }; });
+}
+
+void AddModelPack(CLI::App* model, CommandLine& line) {
+  CLI::App* command = model->add_subcommand("pack", "Make a model file from a folder of arrays and its model.json");
+  command->add_option("DIR", line.pack.folder, "Folder with model.json and the arrays that it names")->required();
+  AddOutput(command, line.pack.output)->description("Model file to write")->required();
+  AddForce(command, line.pack.force);
+  command->add_flag("-q,--quiet", line.pack.quiet, "Do not say what was written");
+  command->footer("The form of model.json is described in docs/model_format.md.");
+  command->final_callback([&line] { line.chosen = [&line] { return RunModelPack(line.pack); }; });
+}
+
+void AddModelInspect(CLI::App* model, CommandLine& line) {
+  CLI::App* command = model->add_subcommand("inspect", "Show a model's header, variables, value ranges, settings and shifts or scales");
+  command->add_option("FILE", line.inspect.model, "Model file, or the name of a bundled model")->required();
+  command->add_flag("--json", line.inspect.json, "As JSON");
+  AddOutput(command, line.inspect.output);
+  AddForce(command, line.inspect.force);
+  command->final_callback([&line] { line.chosen = [&line] { return RunModelInspect(line.inspect); }; });
+}
+
+void AddModel(CLI::App& app, CommandLine& line) {
+  CLI::App* model = app.add_subcommand("model", "Make model files and look into them");
+  model->require_subcommand(1);
+  AddModelPack(model, line);
+  AddModelInspect(model, line);
+}
+
+}  // namespace
+
+ExitCode RunCommandLine(int argc, char** argv) {
+  CLI::App app("Streaming voice activity and endpoint detection: where the sentences in a recording begin and end.", "wvad");
+  app.set_version_flag("--version", std::string("wvad ") + WVAD_VERSION);
+  app.require_subcommand(1);
+  app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
+  app.footer(ExitCodesHelp());
+  // Of an option that is given twice the last counts, as people with aliases expect.
+  app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  CommandLine line;
+  AddSegment(app, line);
+  AddSplit(app, line);
+  AddFeatures(app, line);
+  AddQuality(app, line);
+  AddScores(app, line);
+  AddModel(app, line);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // Help and version are "errors" of code 0, and print themselves.
+    if (error.get_exit_code() == 0) return app.exit(error) == 0 ? ExitCode::kSuccess : ExitCode::kInternal;
+    const std::vector<std::string> rest = app.remaining();
+    if (app.get_subcommands().empty() && !rest.empty()) throw Failure(ExitCode::kUsage, "no such command: " + rest[0] + " (see --help)");
+    throw Failure(ExitCode::kUsage, std::string(error.what()) + " (see --help)");
+  }
+  return line.chosen();
+}
+
+}  // namespace TSEG::tool

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/file_system.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+
+namespace TSEG::tool {
+namespace {
+
+FileLook LookOf(const struct stat& found) {
+  FileLook look;
+  look.kind = S_ISREG(found.st_mode) ? FileKind::kFile : S_ISDIR(found.st_mode) ? FileKind::kFolder : FileKind::kSpecial;
+  look.device = found.st_dev;
+  look.inode = found.st_ino;
+  return look;
+}
+
+}  // namespace
+
+FileLook LookAt(const std::string& path) {
+  struct stat found {};
+  if (stat(path.c_str(), &found) == 0) return LookOf(found);
+  FileLook look;
+  if (lstat(path.c_str(), &found) == 0) look.kind = FileKind::kDanglingLink;
+  return look;
+}
+
+FileLook LookAtDescriptor(int descriptor) {
+  struct stat found {};
+  return fstat(descriptor, &found) == 0 ? LookOf(found) : FileLook();
+}
+
+std::optional<int> DescriptorNamed(const std::string& path) {
+  if (path == "/dev/stdout") return STDOUT_FILENO;
+  if (path == "/dev/stderr") return STDERR_FILENO;
+  for (const std::string_view folder : {"/dev/fd/", "/proc/self/fd/"}) {
+    if (path.compare(0, folder.size(), folder) != 0) continue;
+    int number = -1;
+    const char* end = path.data() + path.size();
+    const auto [stop, error] = std::from_chars(path.data() + folder.size(), end, number);
+    if (error == std::errc() && stop == end && number >= 0) return number;
+  }
+  return std::nullopt;
+}
+
+int OpenSpecial(const std::string& path) { return open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY); }
+
+void CloseDescriptor(int descriptor) { close(descriptor); }
+
+int WriteAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written >= 0) {
+      bytes.remove_prefix(static_cast<size_t>(written));
+      continue;
+    }
+    if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      pollfd room = {descriptor, POLLOUT, 0};
+      poll(&room, 1, -1);
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+  return 0;
+}
+
+}  // namespace TSEG::tool

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the program asks the file system: what lies under a name, and bytes into a descriptor.
+#ifndef WVAD_WVAD_FILE_SYSTEM_H_
+#define WVAD_WVAD_FILE_SYSTEM_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace TSEG::tool {
+
+enum class FileKind { kNone, kFile, kFolder, kSpecial, kDanglingLink };
+
+// What lies under a name, links followed. Two names of one file have the same device and inode, however they are spelt.
+struct FileLook {
+  FileKind kind = FileKind::kNone;  // kNone also where it may not be looked at
+  uint64_t device = 0;
+  uint64_t inode = 0;
+
+  bool Same(const FileLook& other) const { return kind == other.kind && device == other.device && inode == other.inode; }
+};
+FileLook LookAt(const std::string& path);
+FileLook LookAtDescriptor(int descriptor);
+
+// The descriptor of this process that a path such as /dev/stdout, /dev/fd/3 or /proc/self/fd/3 means; none for any other path.
+std::optional<int> DescriptorNamed(const std::string& path);
+
+// Opens something that is no ordinary file for writing. Gives -1 and sets errno.
+int OpenSpecial(const std::string& path);
+void CloseDescriptor(int descriptor);
+
+// Writes all of it, waiting where the descriptor makes it wait. 0, or the error's number.
+int WriteAll(int descriptor, std::string_view bytes);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_FILE_SYSTEM_H_

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/output.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "wvad/failure.h"
+#include "wvad/system.h"
+
+namespace TSEG::tool {
+namespace {
+
+bool IsStandardOutput(const std::string& path) { return path.empty() || path == "-"; }
+
+// The descriptor that is there already, -1 if the path has to be opened.
+int DescriptorOf(const std::string& path) { return IsStandardOutput(path) ? kStandardOutput : DescriptorNamed(path).value_or(-1); }
+
+std::string NameOf(const std::string& path) { return IsStandardOutput(path) ? "standard output" : path; }
+
+}  // namespace
+
+Output::Output(const std::string& path, const OutputRules& rules) : name_(NameOf(path)), descriptor_(DescriptorOf(path)) {
+  CheckOutput(path, rules);
+  if (descriptor_ >= 0) return;
+  if (LookAt(path).kind != FileKind::kSpecial) {
+    file_ = std::make_unique<NewFile>(path, rules);
+    return;
+  }
+  descriptor_ = OpenSpecial(path);
+  own_ = true;
+  if (descriptor_ >= 0) return;
+  const int error = errno;
+  if (Interrupted()) throw Failure(ExitCode::kInterrupted, path + ": interrupted");
+  throw Failure(ExitCode::kOutput, path + ": cannot be written: " + std::strerror(error));
+}
+
+Output::~Output() {
+  if (own_ && descriptor_ >= 0) CloseDescriptor(descriptor_);
+}
+
+void Output::Write(std::string_view text) {
+  if (file_) {
+    file_->Write(text);
+  } else if (const int error = WriteAll(descriptor_, text); error != 0) {
+    throw Failure(ExitCode::kOutput, name_ + ": cannot be written: " + std::strerror(error));
+  }
+}
+
+void Output::Close() {
+  if (file_) file_->Publish();
+  file_.reset();
+}
+
+void CheckOutput(const std::string& path, const OutputRules& rules) {
+  if (const int descriptor = DescriptorOf(path); descriptor >= 0) {
+    rules.CheckDescriptor(descriptor, NameOf(path));
+  } else {
+    rules.Check(path);
+  }
+}
+
+bool Output::is_terminal() const { return descriptor_ >= 0 && IsTerminal(descriptor_); }
+
+}  // namespace TSEG::tool

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Where a command writes what it has to say: standard output, a descriptor, a pipe, a device, or a file. The first four get every piece at
+// once; a file appears when it is whole (new_file.h).
+#ifndef WVAD_WVAD_OUTPUT_H_
+#define WVAD_WVAD_OUTPUT_H_
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "wvad/new_file.h"
+#include "wvad/output_rules.h"
+
+namespace TSEG::tool {
+
+class Output {
+ public:
+  // `path`: empty or "-" for standard output; /dev/stdout, /dev/fd/3 and their like are the descriptors that this process has. Throws
+  // Failure(kOutput) where it cannot be opened or the rules forbid it, and Failure(kInterrupted) if opening a pipe is.
+  Output(const std::string& path, const OutputRules& rules);
+  ~Output();
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  // Throws Failure(kOutput) where it cannot be written.
+  void Write(std::string_view text);
+  // The file appears. Call once, at the end; without it no file does.
+  void Close();
+  bool is_terminal() const;
+
+ private:
+  std::string name_;
+  std::unique_ptr<NewFile> file_;  // of an ordinary file
+  int descriptor_ = -1;            // of everything else
+  bool own_ = false;               // the descriptor has to be closed
+};
+
+// Throws what the constructor would throw by the rules, and opens nothing: for before any work.
+void CheckOutput(const std::string& path, const OutputRules& rules);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_OUTPUT_H_

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/output_rules.h"
+
+#include "wvad/failure.h"
+#include "wvad/system.h"
+
+namespace TSEG::tool {
+namespace {
+
+[[noreturn]] void RefuseInput(const std::string& path, const std::string& input) {
+  const std::string words = input == "-" ? "is standard input" : input == path ? "is read" : "is read as " + input;
+  throw Failure(ExitCode::kOutput, path + ": this file " + words + " in the same run; choose another output");
+}
+
+}  // namespace
+
+OutputRules::OutputRules(bool replace, const std::vector<std::string>& inputs) : replace_(replace) {
+  for (const std::string& input : inputs) {
+    const FileLook look = input == "-" ? LookAtDescriptor(kStandardInput) : LookAt(input);
+    if (look.kind == FileKind::kFile) inputs_.emplace_back(look, input);
+  }
+}
+
+std::optional<std::string> OutputRules::InputAt(const FileLook& look) const {
+  for (const auto& [input, name] : inputs_) {
+    if (input.Same(look)) return name;
+  }
+  return std::nullopt;
+}
+
+void OutputRules::Check(const std::string& path) const {
+  const FileLook look = LookAt(path);
+  if (look.kind == FileKind::kFolder) throw Failure(ExitCode::kOutput, path + ": cannot be written: Is a directory");
+  if (const std::optional<std::string> input = InputAt(look)) RefuseInput(path, *input);
+  const bool there = look.kind == FileKind::kFile || look.kind == FileKind::kDanglingLink;
+  if (there && !replace_) throw Failure(ExitCode::kOutput, ExistsAlready(path));
+}
+
+void OutputRules::CheckDescriptor(int descriptor, const std::string& name) const {
+  if (const std::optional<std::string> input = InputAt(LookAtDescriptor(descriptor))) RefuseInput(name, *input);
+}
+
+std::string ExistsAlready(const std::string& path) { return path + ": exists already; --force replaces it"; }
+
+}  // namespace TSEG::tool

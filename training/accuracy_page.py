@@ -1,0 +1,96 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Makes docs/accuracy.json, the table of docs/accuracy.md and its figure from what evaluate_model.py and others wrote.
+
+    accuracy_page.py --docs DIR MODEL.json [MODEL.json...]
+
+The table stands between two marks in DIR/accuracy.md; the text around it is written by hand. The figure is DIR/accuracy_det.svg: the share of speech
+missed against the share of silence let through as the threshold moves, over all groups, each weighing the same.
+"""
+
+import argparse
+import json
+import os
+from math import log10
+
+BEGIN, END = "<!-- table: begin (training/accuracy_page.py writes what follows) -->", "<!-- table: end -->"
+COLOURS = ("#1b5e9c", "#c2571a", "#3c8d40", "#777777", "#8e44ad")
+WIDTH, HEIGHT, LEFT, BOTTOM, TOP, RIGHT = 640, 420, 70, 56, 20, 150
+LOW, HIGH = 0.001, 0.5
+
+
+def percent(value, digits=1):
+    return "–" if value is None else f"{100 * value:.{digits}f}"
+
+
+def row_of(group, row, sentences):
+    """Cells of one model in one group."""
+    said = sentences.get(group, {})
+    empty = f"{said['empty_an_hour']:.0f}" if said else "–"
+    if "pauses" not in row:
+        return ["–", "–", "–", "–", percent(row["false_alarm"], 2), "–", empty]
+    areas = row["auc_by_collar_ms"]
+    missed = f"{said['missed']} of {said['utterances']}" if said else "–"
+    return [f"{areas['0']:.3f}", f"{areas['100']:.3f}", percent(row["found_at_1_percent_alarms"]), percent(row["miss"]),
+            percent(row["false_alarm"]), missed, empty]
+
+
+def table(results):
+    lines = ["| Recordings | Hours | Model | ROC-AUC | away from edges | found at 1 % | Missed | False alarm | Utterances missed | Empty sentences an hour |",
+             "|---|---|---|---|---|---|---|---|---|---|"]
+    for group in results[0]["groups"]:
+        for k, result in enumerate(results):
+            row = result["groups"][group]
+            name = [group, f"{row['hours']:.2f}"] if k == 0 else ["", ""]
+            lines.append("| " + " | ".join([*name, result["model"].replace(".bin", ""), *row_of(group, row, result.get("sentences", {}))]) + " |")
+    return "\n".join(lines)
+
+
+def place(share, low_at, high_at):
+    """On a logarithmic axis."""
+    share = min(max(share, LOW), HIGH)
+    return low_at + (high_at - low_at) * (log10(share) - log10(LOW)) / (log10(HIGH) - log10(LOW))
+
+
+def figure(results):
+    right, bottom = WIDTH - RIGHT, HEIGHT - BOTTOM
+    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" font-family="sans-serif" font-size="12">',
+             f'<rect width="{WIDTH}" height="{HEIGHT}" fill="#ffffff"/>']
+    for share in (0.001, 0.002, 0.005, 0.01, 0.02, 0.05, 0.1, 0.2, 0.5):
+        x, y, text = place(share, LEFT, right), place(share, bottom, TOP), f"{100 * share:g}"
+        parts += [f'<path d="M{x:.1f} {TOP}V{bottom}M{LEFT} {y:.1f}H{right}" stroke="#dddddd" fill="none"/>',
+                  f'<text x="{x:.1f}" y="{bottom + 16}" text-anchor="middle">{text}</text>',
+                  f'<text x="{LEFT - 8}" y="{y + 4:.1f}" text-anchor="end">{text}</text>']
+    parts += [f'<text x="{(LEFT + right) / 2}" y="{HEIGHT - 14}" text-anchor="middle">silence let through, per cent of frames</text>',
+              f'<text transform="translate(18 {(TOP + bottom) / 2}) rotate(-90)" text-anchor="middle">speech missed, per cent of frames</text>']
+    for k, result in enumerate(results):
+        points = " ".join(f"{place(a, LEFT, right):.1f},{place(m, bottom, TOP):.1f}" for a, m in zip(result["det"]["false_alarm"], result["det"]["miss"]))
+        colour = COLOURS[k % len(COLOURS)]
+        parts += [f'<polyline points="{points}" fill="none" stroke="{colour}" stroke-width="2"/>',
+                  f'<text x="{right + 12}" y="{TOP + 20 + 18 * k}" fill="{colour}">{result["model"].replace(".bin", "")}</text>']
+    return "\n".join([*parts, "</svg>"]) + "\n"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--docs", required=True)
+    parser.add_argument("results", nargs="+")
+    args = parser.parse_args()
+    results = []
+    for path in args.results:
+        with open(path, encoding="utf-8") as handle:
+            results.append(json.load(handle))
+    with open(os.path.join(args.docs, "accuracy.json"), "w", encoding="utf-8") as handle:
+        json.dump(results, handle, indent=1)
+        handle.write("\n")
+    with open(os.path.join(args.docs, "accuracy_det.svg"), "w", encoding="utf-8") as handle:
+        handle.write(figure(results))
+    page = os.path.join(args.docs, "accuracy.md")
+    with open(page, encoding="utf-8") as handle:
+        text = handle.read()
+    before, rest = text.split(BEGIN)
+    with open(page, "w", encoding="utf-8") as handle:
+        handle.write(f"{before}{BEGIN}\n\n{table(results)}\n\n{END}{rest.split(END)[1]}")
+
+
+if __name__ == "__main__":
+    main()
