@@ -23,19 +23,28 @@ class LogRoute {
  public:
   enum class To { kProcess, kSink };
   // `kProcess` leaves the lines where they go already. With `kSink` they go to `sink`, which outlives the route; null drops them.
-  LogRoute(To to, const LogSink* sink);
-  ~LogRoute();
+  LogRoute(To to, const LogSink* sink) : pushed_(to == To::kSink), sink_(sink) {
+    if (!pushed_) return;
+    outer_ = innermost_;
+    innermost_ = this;
+  }
+  ~LogRoute() {
+    if (pushed_) innermost_ = outer_;
+  }
   LogRoute(const LogRoute&) = delete;
   LogRoute& operator=(const LogRoute&) = delete;
 
   // Whether lines of this thread are taken from the process's logger, and by whom (null: dropped).
-  static bool Diverted();
-  static const LogSink* Sink();
+  static bool Diverted() { return innermost_ != nullptr; }
+  static const LogSink* Sink() { return innermost_ != nullptr ? innermost_->sink_ : nullptr; }
 
  private:
-  const LogRoute* outer_;
-  bool diverted_;
-  const LogSink* sink_;
+  // The route that the thread opened last.
+  static inline thread_local constinit const LogRoute* innermost_ = nullptr;
+
+  const bool pushed_;
+  const LogSink* const sink_;
+  const LogRoute* outer_ = nullptr;
 };
 
 }  // namespace TSEG
