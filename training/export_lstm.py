@@ -15,7 +15,7 @@ import os
 import numpy as np
 
 from model_file import LSTM_FIXED, LSTM_RANGES, gates_to_file
-from operating_point import AT_THRESHOLD, choose
+from operating_point import AT_THRESHOLD, as_people_mark, choose
 from quantised_lstm import FIXED_SHIFTS, INT8_RANGES, PRIMING_BLOCKS, STACKED, Counts, Lstm, form_of, run_sessions
 from session_blocks import load_split
 
@@ -40,8 +40,9 @@ def scores_by_group(net, sessions, counts):
     for pairs, session in zip(run_sessions(net, [s.blocks for s in sessions], counts), sessions):
         pairs = pairs.astype(np.float64)
         score = np.log(np.maximum(pairs[:, 0], 1e-9)) - np.log(np.maximum(pairs[:, 1], 1e-9))
-        used = session.weights.ravel()[:len(pairs)] > 0
-        groups.setdefault(session.about.get("group"), []).append((score[used], session.labels.ravel()[:len(pairs)][used]))
+        labels = session.labels.ravel()[:len(pairs)]
+        used = as_people_mark(labels, session.weights.ravel()[:len(pairs)] > 0)
+        groups.setdefault(session.about.get("group"), []).append((score[used], labels[used]))
     groups.pop(None, None)
     return {group: tuple(np.concatenate(column) for column in zip(*rows)) for group, rows in groups.items()}
 
