@@ -57,4 +57,11 @@ function(wvad_test name)
   target_link_libraries(wvad_${name}_test PRIVATE wvad_flags ${ARG_LIBS} GTest::gmock GTest::gtest GTest::gtest_main)
   gtest_discover_tests(wvad_${name}_test TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
                        PROPERTIES TIMEOUT 300 LABELS "${ARG_LABELS}")
+  # All that the thread sanitizer runs, as one target.
+  if("threads" IN_LIST ARG_LABELS)
+    if(NOT TARGET wvad_threaded_tests)
+      add_custom_target(wvad_threaded_tests)
+    endif()
+    add_dependencies(wvad_threaded_tests wvad_${name}_test)
+  endif()
 endfunction()

@@ -63,7 +63,7 @@ export UBSAN_OPTIONS=print_stacktrace=1
 build asan-ubsan
 step test-asan-ubsan ctest --preset asan-ubsan -j "$jobs" --no-tests=error
 
-build tsan wvad_threads_test wvad_engine_test
+build tsan wvad_threaded_tests
 step test-tsan ctest --preset tsan --no-tests=error
 
 # Without instruction levels: what the networks and whole sessions give must not depend on them.
