@@ -9,7 +9,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "log/log.h"
+#include "support/engine_surroundings.h"
+#include "support/temp_folder.h"
 
 namespace TSEG::bench {
 namespace {
@@ -69,21 +70,15 @@ std::vector<int16_t> MakeAudio(int rate_hz, int seconds) {
 double BringUp(const std::string& path) {
   namespace fs = std::filesystem;
   const fs::path model = fs::absolute(path);
-  std::string name = (fs::temp_directory_path() / "wvad-bench-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) Give("no temporary folder");
+  const testing_support::TempFolder folder;
+  testing_support::ConfigureEngine(folder, model.string());
+  testing_support::PutLogger(folder, testing_support::kNoLog);
   const fs::path before = fs::current_path();
-  std::string up;
-  for (int i = 0; i < 24; ++i) up += "../";
-  std::ofstream(fs::path(name) / "w_tseg.cfg") << "[vad]\nwvad_param_model_path=" << up << model.parent_path().string().substr(1)
-                                               << "/\nwvad_param_model_name=" << model.filename().string() << "\n";
-  std::ofstream(fs::path(name) / "off.cfu") << "[logger]\noutput=0\n";
-  srlog_open((fs::path(name) / "off.cfu").c_str(), "logger", {"off.log", "off"});
-  fs::current_path(name);
+  fs::current_path(folder.path());
   const double begin = ThreadSeconds();
   const int code = wVadInitialize(nullptr);
   const double took = ThreadSeconds() - begin;
   fs::current_path(before);
-  fs::remove_all(name);
   if (code != 0) Give("wVadInitialize answers " + std::to_string(code) + " for " + path);
   return took;
 }

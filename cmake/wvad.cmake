@@ -52,7 +52,8 @@ endfunction()
 function(wvad_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(wvad_${name}_test ${ARG_SOURCES})
-  target_include_directories(wvad_${name}_test PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
+  target_include_directories(wvad_${name}_test PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include
+                                                   ${PROJECT_SOURCE_DIR}/tools)
   target_compile_definitions(wvad_${name}_test PRIVATE WVAD_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data")
   target_link_libraries(wvad_${name}_test PRIVATE wvad_flags ${ARG_LIBS} GTest::gmock GTest::gtest GTest::gtest_main)
   gtest_discover_tests(wvad_${name}_test TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120

@@ -8,6 +8,8 @@
 #include "api/process_engine.h"
 #include "log/log.h"
 #include "modelfile/modelfile.h"
+#include "support/engine_surroundings.h"
+#include "support/temp_folder.h"
 
 namespace TSEG::fuzz {
 namespace {
@@ -74,25 +76,21 @@ constexpr const char* kModelFolder = "models";
 
 struct ScratchFolder {
   ScratchFolder() {
-    std::string name = (fs::temp_directory_path() / "wvad-fuzz-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) std::abort();
-    path = name;
-    fs::current_path(path);
+    fs::current_path(folder.path());
     fs::create_directory(kModelFolder);
   }
   ~ScratchFolder() {
     std::error_code ignored;
     fs::current_path("/", ignored);
-    fs::remove_all(path, ignored);
   }
-  std::string path;
+  testing_support::TempFolder folder;
 };
 
 }  // namespace
 
 const std::string& Scratch() {
-  static const ScratchFolder folder;
-  return folder.path;
+  static const ScratchFolder scratch;
+  return scratch.folder.path();
 }
 
 void ClearScratch() {
@@ -123,11 +121,7 @@ std::string ConfigFor(uint32_t kind) {
   const std::string name = std::to_string(kind) + ".bin";
   const std::string path = Scratch() + "/" + kModelFolder + "/" + name;
   if (!fs::exists(path)) modelfile::WriteFileBytes(path, SmallModel(kind));
-  // The engine looks below the folder of the program, which may be anywhere.
-  std::string up;
-  for (int i = 0; i < 32; ++i) up += "../";
-  return "[vad]\nwvad_param_model_path=" + up + Scratch().substr(1) + "/" + kModelFolder + "/\nwvad_param_model_name=" + name +
-         "\nwvad_param_debug_log_filename=debug.txt\n";
+  return "[vad]\n" + testing_support::ModelEntries(path) + "wvad_param_debug_log_filename=debug.txt\n";
 }
 
 void WriteText(const std::string& name, std::string_view text) {

@@ -70,10 +70,8 @@ TEST_F(AllocationTest, SteadyFramesAllocateNothing) {
   for (const char* model : {"models/dnn.bin", "models/lstm75.bin", "models/lstm40.bin"}) {
     if (inst_ != nullptr) wVadDestroyInst(inst_);
     inst_ = nullptr;
-    wVadUninitialize();
-    folder_.write("quiet.cfu", "[logger]\noutput=0\n");
-    srlog_open(folder_.file("quiet.cfu").c_str(), "logger", {"test.log", "Test"});
-    UpWithInstance(model);
+    UpQuiet(model);
+    ASSERT_EQ(wVadCreateInst(&inst_), 0);
     for (const char* threshold : {"-1.0", "2.0"}) {
       ASSERT_EQ(Set("wvad_param_vad_threshold", threshold), 0);
       ASSERT_EQ(Set("wvad_param_nSpeechTimeOut", "1000000"), 0);

@@ -86,14 +86,10 @@ TEST_F(EnergyDropTest, WhatIsForgottenIsNotMissed) {
   size_t first_sounds = 0;
   size_t levels = 0;
   for (const char* model : {"models/dnn.bin", "models/lstm75.bin", "models/lstm40.bin"}) {
-    wVadUninitialize();
-    if (srlog_exists()) srlog_close();
-    folder_.write("quiet.cfu", "[logger]\noutput=0\n");
-    ASSERT_EQ(srlog_open(folder_.file("quiet.cfu").c_str(), "logger", {"own.log", "Test"}), 0);
     ProcessEngine().defaults() = CFG_VAD();
-    Up(model,
-       "wvad_param_bKelOn = 1\nwvad_param_nSpeechTailMS = 100000\nwvad_param_nResponseTimeOut = 100000\nwvad_param_fnt_threshold = "
-       "1000000");
+    UpQuiet(model,
+            "wvad_param_bKelOn = 1\nwvad_param_nSpeechTailMS = 100000\nwvad_param_nResponseTimeOut = 100000\nwvad_param_fnt_threshold = "
+            "1000000");
     for (const Asking& asking : kAskings) {
       const Given whole = Session(pcm, asking, "1");
       const Given dropped = Session(pcm, asking, "0");

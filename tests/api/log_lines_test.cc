@@ -19,11 +19,7 @@ class LogLinesTest : public EnergyEngineTest {
     Relog();
   }
   // The fixture's log with the level before each line.
-  void Relog() {
-    if (srlog_exists()) srlog_close();
-    folder_.write("level.cfu", "[logger]\nfile=" + folder_.file("level.log") + "\nlevel=all\nstyle=20\nflush=1\nhead=0\n");
-    ASSERT_EQ(srlog_open(folder_.file("level.cfu").c_str(), "logger", {"level.log", "Test"}), 0);
-  }
+  void Relog() { PutLogger(folder_, "file=" + folder_.file("level.log") + "\nlevel=all\nstyle=20\nflush=1\nhead=0\n"); }
   // What has been logged since the last call, timers and scopes apart.
   Lines New() {
     const std::string all = folder_.read("level.log");

@@ -152,11 +152,7 @@ TEST_F(ParametersTest, SessionIdentifierKeepsAtMost1024Bytes) {
 }
 
 TEST_F(ParametersTest, FileSectionInCapitalsIsActiveAndAKeyInCapitalsWarnsAndApplies) {
-  const std::string path = DataFile("models/dnn.bin");
-  std::string up;
-  for (int i = 0; i < 24; ++i) up += "../";
-  folder_.write("w_tseg.cfg", "[VAD]\nwvad_param_model_path=" + up + path.substr(1, path.rfind('/')) +
-                                  "\nwvad_param_model_name=dnn.bin\nWVAD_PARAM_NFRAMEGAP = 33\n");
+  folder_.write("w_tseg.cfg", "[VAD]\n" + ModelEntries(DataFile("models/dnn.bin")) + "WVAD_PARAM_NFRAMEGAP = 33\n");
   ASSERT_EQ(wVadInitialize(nullptr), 0);
   ASSERT_EQ(wVadCreateInst(&inst_), 0);
   EXPECT_EQ(Get("wvad_param_nFrameGap"), "33");

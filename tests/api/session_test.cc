@@ -28,7 +28,7 @@ class SessionTest : public EngineTest {
     if (inst_ != nullptr) wVadDestroyInst(inst_);
     inst_ = nullptr;
     wVadUninitialize();
-    srlog_open(folder_.file("test.cfu").c_str(), "logger", {"test.log", "Test"});
+    Recapture();
     UpWithInstance(model);
   }
   // Whether FFTW rounds on this processor as the reference does. The 16-bit recurrent network spreads a last bit of the transform into 1e-3

@@ -26,12 +26,10 @@ TEST_F(MemoryTest, UpAndDownAThousandTimesDoesNotGrow) {
   constexpr int kRounds = kSanitized ? 60 : 1020;
   constexpr int kWarmUp = kSanitized ? 60 : 240;
   const std::vector<int16_t> second(SessionAudio().begin(), SessionAudio().begin() + 16000);
-  folder_.write("quiet.cfu", "[logger]\nfile=" + folder_.file("quiet.log") + "\nlevel=all\nmaxsize=65536\noverwrite=1\n");
-  srlog_close();
   MemoryInUse before;
   for (int i = 0; i < kRounds; ++i) {
     // The engine closes the logger on its way down, so each round opens, uses and closes a log of its own as well.
-    ASSERT_EQ(srlog_open(folder_.file("quiet.cfu").c_str(), "logger", {"own.log", "Strain"}), 0);
+    PutLogger(folder_, "file=" + folder_.file("own.log") + "\nlevel=all\nmaxsize=65536\noverwrite=1\n");
     Configure(DataFile(kModels[i % 3]), i % 4 == 0 ? "wvad_param_bKelOn = 1" : "wvad_param_bKelOn = 0");
     ASSERT_EQ(wVadInitialize(nullptr), 0) << "round " << i;
     if (i % 10 == 0) {
@@ -66,7 +64,7 @@ TEST_F(MemoryTest, FailedStartsDoNotGrow) {
     int code;
   };
   const Row kRows[] = {{"cut.bin", 30002}, {"empty.bin", 30002}, {"foreign.bin", 30003}, {"missing.bin", 30000}};
-  Relog("output=0\n");
+  PutLogger(folder_, kNoLog);
   MemoryInUse before;
   for (int i = 0; i < kRounds; ++i) {
     const Row& row = kRows[i % 4];

@@ -93,20 +93,7 @@ class StrainTest : public EngineTest {
     EngineTest::SetUp();
   }
   // Puts a logger with the configuration `text` in the place of the fixture's, and gives the path of its configuration.
-  std::string Relog(const std::string& text) {
-    srlog_close();
-    const std::string path = folder_.write("own.cfu", "[logger]\n" + text);
-    EXPECT_EQ(srlog_open(path.c_str(), "logger", {"own.log", "Strain"}), 0);
-    return path;
-  }
-  // Up on another model, with a quiet log.
-  void UpQuiet(const std::string& model, const std::string& extra = "") {
-    wVadUninitialize();
-    if (srlog_exists()) srlog_close();
-    folder_.write("quiet.cfu", "[logger]\noutput=0\n");
-    ASSERT_EQ(srlog_open(folder_.file("quiet.cfu").c_str(), "logger", {"own.log", "Strain"}), 0);
-    Up(model, extra);
-  }
+  std::string Relog(const std::string& text) { return PutLogger(folder_, text); }
 };
 
 }  // namespace TSEG::testing_support

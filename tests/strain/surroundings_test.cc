@@ -33,8 +33,7 @@ class SurroundingsTest : public StrainTest {
     return outcome;
   }
   void UpWithLog(const char* model, const std::string& log) {
-    const std::string path = folder_.write("own.cfu", "[logger]\n" + log);
-    ASSERT_EQ(srlog_open(path.c_str(), "logger", {"own.log", "Strain"}), 0);
+    PutLogger(folder_, log);
     Up(model, "wvad_param_bKelOn = 1");
   }
   static void ExpectSame(const Outcome& got, const Outcome& expected, const char* model) {
@@ -153,7 +152,7 @@ TEST_F(SurroundingsTest, ConfigurationOfTheLogRewrittenWhileThreadsRun) {
   auto rewrite = [this, edits = 0]() mutable {
     const char* const kTexts[] = {"level=none\n", "level=127\nstyle=255\n", "\x01\xFF", "output=0\n", "level=2\nstyle=16\nflush=1\n"};
     const std::string next = folder_.write("next.cfu", std::string("[logger]\n") + kTexts[edits++ % 5]);
-    fs::rename(next, folder_.file("own.cfu"));
+    fs::rename(next, folder_.file("logger.cfu"));
   };
   EXPECT_TRUE(log_enabled(kLogTrc));
   EXPECT_TRUE(Eventually([&] {

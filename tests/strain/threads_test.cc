@@ -123,9 +123,7 @@ TEST_F(ThreadsTest, AnInstanceMayMoveFromThreadToThread) {
 TEST_F(ThreadsTest, EverythingThatIsSharedAtOnce) {
   // All log levels into one file that rotates, the debug text of all sessions into one file, watches, audio quality: what instances share.
   const std::vector<Job> jobs = Jobs();
-  srlog_close();
-  folder_.write("own.cfu", "[logger]\nfile=" + folder_.file("log/own.log") + "\nlevel=all\nmaxsize=65536\nmaxcount=3\nflush=1\n");
-  ASSERT_EQ(srlog_open(folder_.file("own.cfu").c_str(), "logger", {"own.log", "Strain"}), 0);
+  PutLogger(folder_, "file=" + folder_.file("log/own.log") + "\nlevel=all\nmaxsize=65536\nmaxcount=3\nflush=1\n");
   Up("models/lstm40.bin", "wvad_param_bKelOn = 1");
   const std::vector<std::pair<std::string, std::string>> extra = {{"wvad_param_isVadDegOn", "1"},
                                                                   {"wvad_param_debug_log_filename", "debug.txt"}};

@@ -2,8 +2,7 @@
 //
 // EngineTest: a test that runs the engine through its exported functions in a folder of its own, with its own configuration and log.
 //
-// The logger is opened first, on a file of the test, so that every line that a call writes can be looked at; the engine finds it open and
-// uses it.
+// The log is captured first, so that every line that a call writes can be looked at; the engine finds it open and uses it.
 #ifndef WVAD_SUPPORT_ENGINE_FIXTURE_H_
 #define WVAD_SUPPORT_ENGINE_FIXTURE_H_
 
@@ -17,7 +16,8 @@
 #include <vector>
 
 #include "api/process_engine.h"
-#include "log/log.h"
+#include "support/engine_surroundings.h"
+#include "support/log_capture.h"
 #include "support/temp_folder.h"
 #include "wvad.h"
 
@@ -40,25 +40,17 @@ class EngineTest : public ::testing::Test {
     ProcessEngine().defaults() = CFG_VAD();
     previous_ = std::filesystem::current_path();
     std::filesystem::current_path(folder_.path());
-    folder_.write("test.cfu", "[logger]\nfile=" + folder_.file("test.log") + "\nlevel=all\nstyle=16\nflush=1\nhead=0\n");
-    ASSERT_EQ(srlog_open(folder_.file("test.cfu").c_str(), "logger", {"test.log", "Test"}), 0);
+    ASSERT_TRUE(capture_.opened());
   }
 
   void TearDown() override {
     if (inst_ != nullptr) wVadDestroyInst(inst_);
     wVadUninitialize();
-    srlog_close();
     std::filesystem::current_path(previous_);
   }
 
   // Writes "w_tseg.cfg" with the model at `model` (an absolute path) and `extra` entries in the section "vad".
-  void Configure(const std::string& model, const std::string& extra = "") {
-    const std::filesystem::path path(model);
-    std::string up;
-    for (int i = 0; i < 24; ++i) up += "../";
-    folder_.write("w_tseg.cfg", "[vad]\nwvad_param_model_path = " + up + path.parent_path().string().substr(1) +
-                                    "/\nwvad_param_model_name = " + path.filename().string() + "\n" + extra + "\n");
-  }
+  void Configure(const std::string& model, const std::string& extra = "") { ConfigureEngine(folder_, model, extra); }
 
   // Brings the engine up on a model of the test data.
   void Up(const std::string& model = "models/dnn.bin", const std::string& extra = "") {
@@ -132,25 +124,27 @@ class EngineTest : public ::testing::Test {
     return texts;
   }
 
+  // Brings the engine up anew, on another model of the test data and without a log.
+  void UpQuiet(const std::string& model, const std::string& extra = "") {
+    wVadUninitialize();
+    PutLogger(folder_, kNoLog);
+    Up(model, extra);
+  }
+  // The capture once more, after what is tested has closed the log.
+  void Recapture() { capture_.Open(); }
+
   // Everything logged so far, one message a line.
-  std::string Log() const { return folder_.read("test.log"); }
-  bool Logged(const std::string& line) const { return ("\n" + Log()).find("\n" + line + "\n") != std::string::npos; }
-  size_t CountLogged(const std::string& line) const {
-    const std::string log = "\n" + Log();
-    size_t count = 0;
-    for (size_t at = log.find("\n" + line + "\n"); at != std::string::npos; at = log.find("\n" + line + "\n", at + 1)) ++count;
-    return count;
-  }
+  std::string Log() const { return capture_.Text(); }
+  bool Logged(const std::string& line) const { return CountLogged(line) != 0; }
+  size_t CountLogged(const std::string& line) const { return static_cast<size_t>(capture_.CountLines(line)); }
   // The two lines of a failed check.
-  bool LoggedFailure(const std::string& line, const std::string& name, int code) const {
-    return ("\n" + Log()).find("\n" + line + "\nError! The error string is -> " + name + " = " + std::to_string(code) + "\n") !=
-           std::string::npos;
-  }
+  bool LoggedFailure(const std::string& line, const std::string& name, int code) const { return capture_.Failures(line, name, code) != 0; }
 
   TempFolder folder_;
   WVADInst inst_ = nullptr;
 
  private:
+  LogCapture capture_;
   std::filesystem::path previous_;
 };
 

@@ -11,6 +11,7 @@
 #include <typeinfo>
 
 #include "wvad/failure.h"
+#include "wvad/path_from_anywhere.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -67,15 +68,6 @@ void CheckMagic(const std::string& model) {
   in.seekg(kMagicOffset);
   in.read(found.data(), found.size());
   if (found != kMagic) throw Failure(ExitCode::kBadModel, model + ": this is not a model file of this engine");
-}
-
-// The library takes the model's path relative to its own folder, whose depth is the library's affair; going up this often ends at the
-// root from anywhere, since the root is its own parent.
-std::string PathFromAnywhere(const std::string& absolute) {
-  constexpr int kLevels = 64;
-  std::string path;
-  for (int i = 0; i < kLevels; ++i) path += "../";
-  return path + absolute.substr(1);
 }
 
 // `line` is a line of its own in a configuration file only without line breaks; the parameters were checked for them before.

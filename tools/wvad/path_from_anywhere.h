@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// PathFromAnywhere: a file by a path that is right from every folder.
+//
+// The library takes its model's path relative to its own folder, whose depth is the library's affair. Going up this often ends at the root
+// from anywhere, since the root is its own parent.
+#ifndef WVAD_WVAD_PATH_FROM_ANYWHERE_H_
+#define WVAD_WVAD_PATH_FROM_ANYWHERE_H_
+
+#include <string>
+
+namespace TSEG::tool {
+
+// `absolute` begins with a "/".
+inline std::string PathFromAnywhere(const std::string& absolute) {
+  constexpr int kLevels = 64;
+  std::string path;
+  for (int i = 0; i < kLevels; ++i) path += "../";
+  return path + absolute.substr(1);
+}
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_PATH_FROM_ANYWHERE_H_
