@@ -12,9 +12,9 @@ TEMPERATURE = 3.0
 SQUARED_SHARE = 0.1
 
 
-def soft_loss(score, log_odds, weight):
+def soft_loss(score, log_odds, weight, temperature=TEMPERATURE, squared=SQUARED_SHARE):
     """Weighted mean over frames. `score` is the network's own log-odds, `log_odds` what it should be at a temperature of 1."""
-    goal = log_odds / TEMPERATURE
+    goal = log_odds / temperature
     losses = torch.nn.functional.binary_cross_entropy_with_logits(score, torch.sigmoid(goal), reduction="none")
-    losses = losses + SQUARED_SHARE * torch.square(score - goal)
+    losses = losses + squared * torch.square(score - goal)
     return (losses * weight).sum() / weight.sum().clamp(min=1.0)

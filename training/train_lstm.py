@@ -29,7 +29,7 @@ from quantised_lstm import PRIMING_BLOCKS, STACKED, static_scaling
 from recurrent_net import DELAY, PAIRS, RecurrentNet, loudest_blocks
 from session_blocks import load_split
 from session_streams import SessionStreams
-from soft_targets import soft_loss
+from soft_targets import SQUARED_SHARE, TEMPERATURE, soft_loss
 from watched_sets import look
 
 LOUDEST = 8192  # blocks that the input weights of "lstm_fb75" are held against
@@ -50,6 +50,8 @@ def parse_arguments():
     parser.add_argument("--piece", type=int, default=160, help="blocks of 40 ms in a piece")
     parser.add_argument("--rate", type=float, default=2e-3)
     parser.add_argument("--decay", type=float, default=1e-4)
+    parser.add_argument("--temperature", type=float, default=TEMPERATURE, help="what log-odds are divided by")
+    parser.add_argument("--squared", type=float, default=SQUARED_SHARE, help="share of the squared distance in the loss")
     parser.add_argument("--report", type=int, default=250, help="batches between two looks at the judged recordings")
     parser.add_argument("--limit-sessions", type=int)
     parser.add_argument("--threads", type=int, default=1)
@@ -155,7 +157,7 @@ def train(args, run, streams, judged, priming, loudest):
         blocks, log_odds, weights, fresh = streams.pieces()
         carry.clear(torch.from_numpy(fresh))
         y = run.model(torch.from_numpy(blocks), carry)
-        loss = soft_loss(y[..., 0] - y[..., 1], torch.from_numpy(log_odds), torch.from_numpy(weights))
+        loss = soft_loss(y[..., 0] - y[..., 1], torch.from_numpy(log_odds), torch.from_numpy(weights), args.temperature, args.squared)
         run.learn(loss, loudest)
         total, since = total + loss.item(), since + 1
         if run.step % args.report == 0 or run.step == args.steps:
