@@ -266,8 +266,7 @@ TEST(DnnForward, EveryLevelGivesTheSameBits) {
     results.push_back(scores);
   }
   SetCpuForTest(nullptr);
-  EXPECT_EQ(results[0], results[1]);
-  EXPECT_EQ(results[0], results[2]);
+  for (const std::vector<float>& scores : results) EXPECT_EQ(scores, results[0]);
   EXPECT_NE(results[0][0], results[0][4]);
 }
 
