@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "nn/cpu_features.h"
 #include "scoring/lstm40_scorer.h"
 #include "scoring/lstm75_scorer.h"
 #include "scoring/scorer_rig.h"
@@ -64,7 +65,18 @@ TEST(Lstm40Scorer, TwoBlocksWithoutDataBringOutWhatTheDelayOwes) {
   for (const EndRow& row : kEnds) ExpectEnd(&rig, row, Origin::kFlushed, 2);
 }
 
-TEST(Lstm40Scorer, FlushedFramesAreAnswersOfTheirOwn) {
+// The float form, on a processor without any features. The int8 form flushes its packed weights as if they were floats, and so has next to
+// nothing but the biases in what it flushes.
+class Lstm40FloatForm : public ::testing::Test {
+ protected:
+  Lstm40FloatForm() { SetCpuForTest(&plain_); }
+  ~Lstm40FloatForm() override { SetCpuForTest(nullptr); }
+
+ private:
+  const CpuFeatures plain_;
+};
+
+TEST_F(Lstm40FloatForm, FlushedFramesAreAnswersOfTheirOwn) {
   ScorerRig rig("lstm40.bin", "lstm_fb40", 32);
   const std::vector<Answer> answers = rig.Session(16);
   ASSERT_EQ(Counts(answers), (std::vector<int32_t>{4, 4, 8}));
@@ -151,7 +163,7 @@ TEST_P(RecurrentScorer, PaddingIsThatOfTheChannelThatCounts) {
   EXPECT_EQ(counts, (std::vector<int32_t>{4, 4, 5}));
 }
 
-TEST(Lstm40Scorer, StateClearedBehindTheLastBlockIsWhatIsFlushed) {
+TEST_F(Lstm40FloatForm, StateClearedBehindTheLastBlockIsWhatIsFlushed) {
   ScorerRig rig("lstm40.bin", "lstm_fb40", 32);
   const std::vector<Answer> plain = rig.Session(16);
   rig.Begin();
