@@ -21,9 +21,13 @@
 #include "blocks/npy_file.h"
 #include "blocks/score_source.h"
 #include "platform/platform.h"
+#include "scoring/network_kinds.h"
 
 namespace {
 
+using TSEG::kNetworkKinds;
+using TSEG::NetworkKind;
+using TSEG::NetworkKindAt;
 using TSEG::blocks::BlockOptions;
 using TSEG::blocks::BlockSource;
 using TSEG::blocks::ScoreModel;
@@ -62,9 +66,14 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option_function<std::string>(
          "--list", [&options](const std::string& name) { ReadList(name, &options.files); }, "More recordings, one path a line")
       ->type_name("FILE");
-  app.add_option("--model", options.blocks.model_type, "dnn_fb75 (blocks of 825), lstm_fb75 (300) or lstm_fb40 (160)")
-      ->check(CLI::IsMember({"dnn_fb75", "lstm_fb75", "lstm_fb40"}))
-      ->capture_default_str();
+  std::vector<std::string> kinds;
+  std::string words;  // "dnn_fb75 (blocks of 825), lstm_fb75 (300), ..."
+  for (size_t i = 0; i < kNetworkKinds; ++i) {
+    const NetworkKind& kind = NetworkKindAt(i);
+    kinds.emplace_back(kind.szModelType);
+    words += (i == 0 ? "" : ", ") + kinds.back() + (i == 0 ? " (blocks of " : " (") + std::to_string(kind.nBlockFloats) + ")";
+  }
+  app.add_option("--model", options.blocks.model_type, words)->check(CLI::IsMember(kinds))->capture_default_str();
   CLI::Option* centre = app.add_flag("--centre", options.centre, "dnn_fb75: only the 75 values of the frame in the middle of each block");
   app.add_option("--scores", options.scores, "Instead of blocks, the score pairs of this model file: two values a row, speech first")
       ->type_name("MODEL")
