@@ -58,5 +58,27 @@ TEST(Module, LoadedByARelativeNameIsFoundAllTheSame) {
   std::filesystem::current_path(before);
 }
 
+TEST(Module, LoadedThroughALinkLiesWhereItsFileLies) {
+  const testing_support::TempFolder folder;
+  const std::filesystem::path far = folder.file("far");
+  std::filesystem::create_directory(far);
+  std::filesystem::copy_file(WVAD_MODULE_PROBE, far / "probe_far.so");
+  std::filesystem::create_symlink(far / "probe_far.so", folder.file("probe_link.so"));
+  const LoadedModule module(folder.file("probe_link.so"));
+  ASSERT_TRUE(module.loaded()) << dlerror();
+  EXPECT_EQ(module.Ask("ProbeModuleFolder"), std::filesystem::canonical(far).string() + "/");
+}
+
+TEST(Module, LoadedByARelativeNameIsFoundWhereverTheCurrentFolderGoes) {
+  const testing_support::TempFolder folder;
+  std::filesystem::copy_file(WVAD_MODULE_PROBE, folder.file("probe_moved.so"));
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());
+  const LoadedModule module("./probe_moved.so");
+  std::filesystem::current_path(before);
+  ASSERT_TRUE(module.loaded()) << dlerror();
+  EXPECT_EQ(module.Ask("ProbeModuleFolder"), std::filesystem::canonical(folder.path()).string() + "/");
+}
+
 }  // namespace
 }  // namespace TSEG

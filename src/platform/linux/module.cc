@@ -6,8 +6,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 
 #include "platform/platform.h"
 
@@ -42,10 +46,37 @@ std::string FindModulePath() {
   return map->l_name[0] == '/' ? std::string(map->l_name) : FullName(map->l_name);
 }
 
+// The full name of the file that the code at `address` was mapped from: by whatever link the loader came to it, and wherever the current
+// folder has gone since. Empty where the system does not tell, or where the file has been removed meanwhile.
+std::string MappedFile(const void* address) {
+  const auto place = reinterpret_cast<uintptr_t>(address);
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    uintptr_t begin = 0;
+    uintptr_t end = 0;
+    int name = 0;
+    if (std::sscanf(line.c_str(), "%" SCNxPTR "-%" SCNxPTR " %*s %*s %*s %*s %n", &begin, &end, &name) != 2 || place < begin ||
+        place >= end) {
+      continue;
+    }
+    const std::string file = line.substr(static_cast<size_t>(name));
+    return ::access(file.c_str(), F_OK) == 0 ? file : std::string();
+  }
+  return {};
+}
+
 // Found once: a library that was loaded by a relative name can only be found while the current folder is still the one of then.
 const std::string& ModulePath() {
   static const std::string path = FindModulePath();
   return path;
+}
+
+// Where its companions lie: beside the file itself, not beside a link to it.
+std::string FindModuleFolder() {
+  std::string path = MappedFile(reinterpret_cast<const void*>(&FindModulePath));
+  if (path.empty()) path = ModulePath();
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? std::string("./") : path.substr(0, slash + 1);
 }
 
 std::string NamePart(const std::string& path) { return path.substr(path.rfind('/') + 1); }
@@ -53,9 +84,8 @@ std::string NamePart(const std::string& path) { return path.substr(path.rfind('/
 }  // namespace
 
 std::string ModuleFolder() {
-  const std::string& path = ModulePath();
-  const size_t slash = path.rfind('/');
-  return slash == std::string::npos ? std::string("./") : path.substr(0, slash + 1);
+  static const std::string folder = FindModuleFolder();
+  return folder;
 }
 
 std::string ModuleFileName() { return NamePart(ModulePath()); }
