@@ -2,9 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """The pages keep up with the code: every parameter name is in docs/parameters.md and nothing else is, every code of the public header is in
 docs/api.md with its number, every test that docs/coverage.md names exists and every test program is on it, README.md shows
-examples/sentences.c, and relative links lead somewhere.
-With the built program as its argument: what `--help` says of each command's options, choices and exit codes is what docs/cli.md and the manual
-page say."""
+examples/sentences.c, and relative links lead somewhere. With the built program as its argument: what `--help` says of each command's options,
+choices and exit codes is what docs/cli.md and the manual page say."""
 import pathlib
 import re
 import subprocess
@@ -35,6 +34,12 @@ def interface_problems(text):
             number, name = line.split()
             if f"| {number} | `{name}(" not in api:
                 yield f"docs/api.md: function {number} {name} is missing"
+
+
+def example_problems(text):
+    example = text("examples/sentences.c")
+    if example[example.index("#include"):] not in text("README.md"):
+        yield "README.md: its C program is not examples/sentences.c"
 
 
 def program_problems(read, program):
@@ -121,9 +126,7 @@ def problems(root, program=None):
 
     yield from parameter_problems(text)
     yield from interface_problems(text)
-    example = text("examples/sentences.c")
-    if example[example.index("#include"):] not in text("README.md"):
-        yield "README.md: its C program is not examples/sentences.c"
+    yield from example_problems(text)
     if program:
         yield from program_problems(text, program)
     yield from coverage_problems(root, text)

@@ -23,7 +23,8 @@ AGREEING = {
     "tests/b/c_test.cc": "TEST(C, Is) {}\n",
     "tests/b/d_test.cc": "TEST(D, Is) {}\n",
     "docs/coverage.md": "`nothing` outside of a table\n| `what` is held | `one.A`, `one.B.IsMore` |\n| all | `two.D`, `alone`, `fuzz` |\n",
-    "README.md": "[page](docs/api.md#part) and [elsewhere](https://a.b/c)\n",
+    "examples/sentences.c": "/* head */\n#include <wvad.h>\nint main(void);\n",
+    "README.md": "```c\n#include <wvad.h>\nint main(void);\n```\n[page](docs/api.md#part) and [elsewhere](https://a.b/c)\n",
 }
 
 
@@ -78,6 +79,10 @@ class CheckDocsTest(MadeUpTree):
         self.write("docs/cli.md", "## wvad find\n--output --form table list\n## end\n| 0 | bad |\n")
         self.expect("docs/cli.md: there is no section on wvad model", "docs/cli.md: there is no section on wvad model",
                     "docs/cli.md: exit code 0 is not told as: well")
+
+    def test_example_that_the_readme_does_not_show(self):
+        self.add("examples/sentences.c", "int more(void);\n")
+        self.expect("README.md: its C program is not examples/sentences.c")
 
     def test_program_suite_and_test_that_are_gone(self):
         self.add("docs/coverage.md", "| more | `three`, `one.C`, `one.A.Held`, `fuzzy`, `two.C.Is` |\n")
