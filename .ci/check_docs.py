@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """The pages keep up with the code: every parameter name is in docs/parameters.md and nothing else is, every code of the public header is in
-docs/api.md with its number, every test that docs/coverage.md names exists and every test program is on it, and relative links lead somewhere.
+docs/api.md with its number, every test that docs/coverage.md names exists and every test program is on it, README.md shows
+examples/sentences.c, and relative links lead somewhere.
 With the built program as its argument: what `--help` says of each command's options, choices and exit codes is what docs/cli.md and the manual
 page say."""
 import pathlib
@@ -120,6 +121,9 @@ def problems(root, program=None):
 
     yield from parameter_problems(text)
     yield from interface_problems(text)
+    example = text("examples/sentences.c")
+    if example[example.index("#include"):] not in text("README.md"):
+        yield "README.md: its C program is not examples/sentences.c"
     if program:
         yield from program_problems(text, program)
     yield from coverage_problems(root, text)

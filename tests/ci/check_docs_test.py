@@ -23,7 +23,8 @@ AGREEING = {
     "tests/b/c_test.cc": "TEST(C, Is) {}\n",
     "tests/b/d_test.cc": "TEST(D, Is) {}\n",
     "docs/coverage.md": "`nothing` outside of a table\n| `what` is held | `one.A`, `one.B.IsMore` |\n| all | `two.D`, `alone`, `fuzz` |\n",
-    "README.md": "[page](docs/api.md#part) and [elsewhere](https://a.b/c)\n",
+    "examples/sentences.c": "/* a licence */\n#include <wvad.h>\nint main(void) {}\n",
+    "README.md": "[page](docs/api.md#part) and [elsewhere](https://a.b/c)\n```c\n#include <wvad.h>\nint main(void) {}\n```\n",
 }
 
 
@@ -52,6 +53,10 @@ class CheckDocsTest(MadeUpTree):
 
     def test_tree_that_agrees_is_clean(self):
         self.expect()
+
+    def test_example(self):
+        self.add("examples/sentences.c", "/* more */\n")
+        self.expect("README.md: its C program is not examples/sentences.c")
 
     def test_parameters(self):
         self.add("src/params/param_table.cc", "WVAD_NORMAL_PARAM(wvad_param_new)\n")
