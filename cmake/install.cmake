@@ -6,7 +6,11 @@ install(TARGETS wvad EXPORT wvadTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBD
 install(FILES include/wvad.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 file(GLOB _models CONFIGURE_DEPENDS models/*.bin)
 install(FILES ${_models} DESTINATION ${CMAKE_INSTALL_LIBDIR}/vad)
-install(FILES LICENSE NOTICE README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# The pages lie to each other as they do here, so that their links lead somewhere.
+install(FILES LICENSE NOTICE README.md CONTRIBUTING.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES include/wvad.h DESTINATION ${CMAKE_INSTALL_DOCDIR}/include)
+install(FILES tools/modelfile/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/tools/modelfile)
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN CMakeLists.txt EXCLUDE)
 # Cards, licences and credits of the models go where the models go to people.
 file(GLOB _model_papers CONFIGURE_DEPENDS models/*.md models/LICENSE.* models/*.csv models/SHA256SUMS)
 install(FILES ${_model_papers} DESTINATION ${CMAKE_INSTALL_DOCDIR}/models)
@@ -25,3 +29,10 @@ install(FILES ${PROJECT_BINARY_DIR}/wvadConfig.cmake ${PROJECT_BINARY_DIR}/wvadC
 file(RELATIVE_PATH WVAD_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/wvad.pc.in ${PROJECT_BINARY_DIR}/wvad.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/wvad.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# Takes away what the last installation from this build folder has put there.
+add_custom_target(
+  uninstall
+  COMMAND ${CMAKE_COMMAND} -D MANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake
+  COMMENT "Removing the installed files"
+  VERBATIM)

@@ -3,6 +3,16 @@
 # From a fresh Debian 12 to the sentences of a real recording: installs what the build needs, builds, segments.
 # Further arguments go to `wvad segment` in place of the example recordings. Running it again takes seconds.
 set -eu
+# Files are named as seen from where the script is called.
+from=$PWD
+for argument in "$@"; do
+  shift
+  case $argument in
+    /* | -*) ;;
+    *) [ ! -e "$argument" ] || argument=$from/$argument ;;
+  esac
+  set -- "$@" "$argument"
+done
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 

@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# install_test.sh BUILD SOURCE MODEL CC: installs from BUILD into a scratch folder, then builds and runs a small client by CMake and by
-# pkg-config, and the installed program, each from a folder of its own.
+# install_test.sh BUILD SOURCE MODEL CC: installs from BUILD into a scratch folder, builds and runs a small client by CMake and by
+# pkg-config, and the installed program, each from a folder of its own, and takes the installation away again.
 set -eu
 build=$1
 source=$2
@@ -24,6 +24,13 @@ case "$soname" in
   libwvad.so.[0-9]*) [ -e "$lib/$soname" ] ;;
   *) echo "soname without a version: $soname"; exit 1 ;;
 esac
+# The links of the installed pages lead somewhere.
+find "$prefix/share/doc/wvad" -name '*.md' | while read -r page; do
+  grep -o '](\([^):#]*\)[)#]' "$page" | sed 's/^](//; s/[)#]$//' | while read -r link; do
+    [ -z "$link" ] || [ -e "$(dirname "$page")/$link" ] || echo "$page: $link leads nowhere"
+  done
+done >"$scratch/links"
+[ ! -s "$scratch/links" ] || { cat "$scratch/links"; exit 1; }
 
 mkdir -p "$lib/vad" "$scratch/run"
 cp "$model" "$lib/vad/mine.bin"
@@ -52,3 +59,9 @@ cd /
 head -c 64000 /dev/zero | "$scratch/moved/bin/wvad" segment --model mine --quiet -
 "$scratch/moved/bin/wvad" segment --format csv "$source/../../examples/audio/jfk.flac" >"$scratch/sentences.csv"
 [ "$(wc -l <"$scratch/sentences.csv")" -ge 3 ] || { echo "the installed model finds nothing"; exit 1; }
+
+# What was installed goes, and nothing else.
+mv "$scratch/moved" "$prefix"
+cmake -D MANIFEST="$build/install_manifest.txt" -P "$source/../../cmake/uninstall.cmake" >"$scratch/uninstall.log"
+left=$(find "$prefix" ! -type d ! -path "*/log/*")  # the log is of those who ran it
+[ "$left" = "$lib/vad/mine.bin" ] || { echo "left over: $left"; exit 1; }
