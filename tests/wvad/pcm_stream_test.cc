@@ -37,7 +37,7 @@ class Given : public AudioSource {
 
 std::vector<int16_t> All(PcmStream& stream) {
   std::vector<int16_t> all;
-  for (std::vector<int16_t> piece; stream.Next(&piece);) all.insert(all.end(), piece.begin(), piece.end());
+  for (std::vector<std::vector<int16_t>> pieces; stream.Next(&pieces);) all.insert(all.end(), pieces[0].begin(), pieces[0].end());
   return all;
 }
 
@@ -57,7 +57,7 @@ TEST(PcmStream, PiecesAreOfOneSizeButTheLast) {
   Given source(std::vector<float>(4001, 0.0F), 16000, 1);
   PcmStream stream(source, "x", kMixChannels, 16000, 100, 0);
   std::vector<size_t> sizes;
-  for (std::vector<int16_t> piece; stream.Next(&piece);) sizes.push_back(piece.size());
+  for (std::vector<std::vector<int16_t>> pieces; stream.Next(&pieces);) sizes.push_back(pieces[0].size());
   EXPECT_EQ(sizes, (std::vector<size_t>{1600, 1600, 801}));
 }
 
@@ -76,6 +76,39 @@ TEST(PcmStream, ChannelIsChosenOrAllAreMixed) {
     PcmStream stream(source, "x", channel, 16000, 100, 0);
     EXPECT_EQ(All(stream), (std::vector<int16_t>{static_cast<int16_t>(first), static_cast<int16_t>(second)})) << channel;
   }
+}
+
+TEST(PcmStream, EachChannelIsALaneOfItsOwn) {
+  Given source({0.5F, -0.25F, 0.125F, 0.0F}, 16000, 2);
+  PcmStream stream(source, "x", kAllChannels, 16000, 100, 0);
+  ASSERT_EQ(stream.lanes(), 2U);
+  std::vector<std::vector<int16_t>> pieces;
+  ASSERT_TRUE(stream.Next(&pieces));
+  EXPECT_EQ(pieces, (std::vector<std::vector<int16_t>>{{16384, 4096}, {-8192, 0}}));
+  EXPECT_FALSE(stream.Next(&pieces));
+}
+
+TEST(PcmStream, ChannelsInOppositePhaseAreNoticed) {
+  std::vector<float> opposite;
+  std::vector<float> one_sided;
+  std::vector<float> same;
+  for (int i = 0; i < 1600; ++i) {
+    const float value = i % 2 == 0 ? 0.25F : -0.25F;
+    opposite.insert(opposite.end(), {value, -0.9F * value});
+    one_sided.insert(one_sided.end(), {value, 0.0F});
+    same.insert(same.end(), {value, value});
+  }
+  for (const auto& [signal, cancels] : {std::pair(opposite, true), std::pair(one_sided, false), std::pair(same, false)}) {
+    Given source(signal, 16000, 2);
+    PcmStream stream(source, "x", kMixChannels, 16000, 100, 0);
+    All(stream);
+    EXPECT_EQ(stream.phase().cancels(), cancels);
+  }
+  // The mean is 0.05 of the one channel, where independent ones would leave sqrt(1 + 0.81) / 2: 20 log10(0.05 / 0.6727) = -22.58 dB.
+  Given source(opposite, 16000, 2);
+  PcmStream stream(source, "x", kMixChannels, 16000, 100, 0);
+  All(stream);
+  EXPECT_NEAR(stream.phase().loss_db(), -22.58, 0.01);
 }
 
 TEST(PcmStream, MissingChannelIsRefused) {

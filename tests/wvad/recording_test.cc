@@ -148,10 +148,31 @@ TEST(Recording, SentenceWithoutEndIsCutAtTheHardLimitWithoutAGap) {
 }
 
 TEST(Recording, LongSilenceIsWalkedThroughSessionBySession) {
-  // The first handover comes after 240 s; each further session starts 20 s before its handover, so they follow every 220 s.
+  // The first handover comes after 240 s; each further session starts 20 s before its handover, so they follow every 220 s. One more
+  // comes where the stillness ends.
   const Outcome outcome = Find(Bursts(1200, {{1150.0, 1151.0}}), RenewalPolicy{}, 16000);
-  EXPECT_EQ(outcome.renewals, 5);
+  EXPECT_EQ(outcome.renewals, 6);
   EXPECT_EQ(outcome.found, Expected({{1150.0, 1151.0}}));
+}
+
+TEST(Recording, SoundBehindALongStillnessIsHeardByANewSession) {
+  const Spans spans = {{11.0, 12.0}, {21.5, 22.0}, {33.0, 34.0}};
+  // Stillness of 11.0 s, 9.5 s and 11.0 s: the first and the last are long.
+  for (const size_t piece : {16U, 160U, 1000U, 1600U, 160000U}) {
+    const Outcome outcome = Find(Bursts(36, spans), RenewalPolicy{}, piece);
+    EXPECT_EQ(outcome.found, Expected(spans)) << piece;
+    EXPECT_EQ(outcome.renewals, 2) << piece;
+  }
+}
+
+TEST(Recording, FaintNoiseIsStillness) {
+  std::vector<int16_t> signal = Bursts(30, {{1.0, 2.0}, {20.0, 21.0}});
+  std::mt19937 random(5);
+  std::uniform_int_distribution<int> noise(-60, 60);  // -59 dB
+  for (int16_t& sample : signal) sample = static_cast<int16_t>(sample + noise(random));
+  EXPECT_EQ(Find(signal, RenewalPolicy{}).renewals, 1);
+  for (int16_t& sample : signal) sample = static_cast<int16_t>(sample + (sample > 0 ? 200 : -200));  // -44 dB
+  EXPECT_EQ(Find(signal, RenewalPolicy{}).renewals, 0);
 }
 
 TEST(Recording, NothingAtAllIsNoFailure) {
@@ -243,6 +264,7 @@ TEST(Recording, QualityIsMeasuredOfEachSessionAndSentencesStay) {
   RenewalPolicy policy;
   policy.lead_in_s = 3;
   policy.quiet_s = 5;
+  policy.still_s = 0;
   const Spans spans = RandomSpans(120, 15, 2);
   const std::vector<int16_t> signal = Bursts(120, spans);
   const ParameterPlan plan = PlanParameters({}, false, Handout::kNothing, true);

@@ -2,10 +2,12 @@
 //
 // From bytes to a ModelSpec, through the engine's own header checks.
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
+#include <system_error>
 
 #include "modelfile/modelfile.h"
 #include "res/header_check.h"
@@ -106,6 +108,10 @@ ModelSpec ReadModel(const Bytes& bytes) {
 }
 
 Bytes ReadFileBytes(const std::string& path) {
+  std::error_code ignored;
+  const std::filesystem::file_status status = std::filesystem::status(path, ignored);
+  // A folder opens as a file does, and a device may never end.
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) throw std::runtime_error(path + ": is no ordinary file");
   std::ifstream in(path, std::ios::binary);
   if (!in) throw std::runtime_error(path + ": cannot be opened");
   Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());

@@ -1,105 +1,66 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/audio_source.h"
 
-#include <sndfile.h>
+#include <optional>
+#include <utility>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <system_error>
-#include <vector>
-
+#include "wvad/byte_source.h"
+#include "wvad/container.h"
 #include "wvad/failure.h"
+#include "wvad/flac_source.h"
+#include "wvad/mp3_source.h"
+#include "wvad/raw_source.h"
 #include "wvad/resampler.h"
-#include "wvad/system.h"
+#include "wvad/sndfile_source.h"
 
 namespace TSEG::tool {
 namespace {
 
-class SoundFile : public AudioSource {
+// Samples whose header was never closed: they are heard to the end of the file, and that is said.
+class Unclosed : public AudioSource {
  public:
-  explicit SoundFile(const std::string& path) : path_(path) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (status.type() == std::filesystem::file_type::not_found) throw Failure(ExitCode::kNoFile, path + ": no such file");
-    if (status.type() == std::filesystem::file_type::none) {
-      throw Failure(ExitCode::kNoFile, path + ": cannot be opened: " + error.message());
-    }
-    if (status.type() == std::filesystem::file_type::directory) throw Failure(ExitCode::kNoFile, path + ": is a folder, not a file");
-    if (status.type() == std::filesystem::file_type::regular) {
-      std::FILE* probe = std::fopen(path.c_str(), "rb");
-      if (probe == nullptr) throw Failure(ExitCode::kNoFile, path + ": cannot be opened: " + std::strerror(errno));
-      std::fclose(probe);
-    }
-    file_.reset(sf_open(path.c_str(), SFM_READ, &info_));
-    if (file_ == nullptr) throw Failure(ExitCode::kNotAudio, path + ": not an audio file that can be read (" + Reason(nullptr) + ")");
-    CheckRate(path, info_.samplerate);
-  }
-
-  int rate_hz() const override { return info_.samplerate; }
-  int channels() const override { return info_.channels; }
-  int64_t frames() const override { return info_.frames >= 0 && info_.frames < SF_COUNT_MAX ? info_.frames : -1; }
-
-  size_t Read(float* out, size_t count) override {
-    const sf_count_t got = sf_readf_float(file_.get(), out, static_cast<sf_count_t>(count));
-    if (got <= 0 && sf_error(file_.get()) != SF_ERR_NO_ERROR) {
-      throw Failure(ExitCode::kNotAudio, path_ + ": the audio is damaged (" + Reason(file_.get()) + ")");
-    }
-    return got > 0 ? static_cast<size_t>(got) : 0;
-  }
+  explicit Unclosed(std::unique_ptr<AudioSource> samples) : samples_(std::move(samples)) {}
+  int rate_hz() const override { return samples_->rate_hz(); }
+  int channels() const override { return samples_->channels(); }
+  int64_t frames() const override { return samples_->frames(); }
+  size_t Read(float* out, size_t count) override { return samples_->Read(out, count); }
+  std::string damage() override { return "never closed: its header says 0 samples; heard to the end of the file"; }
 
  private:
-  struct Close {
-    void operator()(SNDFILE* file) const { sf_close(file); }
-  };
-  // libsndfile's words without their closing dot, in one line.
-  static std::string Reason(SNDFILE* file) {
-    std::string text = sf_strerror(file);
-    if (const size_t line = text.find('\n'); line != std::string::npos) text.resize(line);
-    while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
-    return text;
-  }
-
-  std::string path_;
-  SF_INFO info_{};
-  std::unique_ptr<SNDFILE, Close> file_;
+  std::unique_ptr<AudioSource> samples_;
 };
 
-class StandardInput : public AudioSource {
- public:
-  StandardInput(int rate_hz, int channels) : rate_hz_(rate_hz), channels_(channels) { CheckRate("-", rate_hz); }
-
-  int rate_hz() const override { return rate_hz_; }
-  int channels() const override { return channels_; }
-  int64_t frames() const override { return -1; }
-
-  size_t Read(float* out, size_t count) override {
-    const size_t frame_bytes = 2 * static_cast<size_t>(channels_);
-    bytes_.resize(count * frame_bytes);
-    const size_t got = std::fread(bytes_.data(), 1, bytes_.size(), stdin);
-    if (got < bytes_.size() && std::ferror(stdin) != 0 && !Interrupted()) {
-      throw Failure(ExitCode::kNoFile, std::string("-: standard input cannot be read: ") + std::strerror(errno));
-    }
-    const size_t frames = got / frame_bytes;
-    for (size_t i = 0; i < frames * static_cast<size_t>(channels_); ++i) {
-      const unsigned low = bytes_[2 * i];
-      const unsigned high = bytes_[2 * i + 1];
-      out[i] = static_cast<float>(static_cast<int16_t>(static_cast<uint16_t>(low | (high << 8)))) / 32768.0F;
-    }
-    return frames;
+std::unique_ptr<AudioSource> OpenContainer(const std::string& name, std::unique_ptr<ByteSource> bytes, Container container) {
+  if (container == Container::kFlac) return OpenFlac(name, std::move(bytes));
+  if (container == Container::kMp3) return OpenMp3(name, std::move(bytes));
+  const std::optional<Stretch> stretch = FindStretch(*bytes, container);
+  if (stretch && !stretch->declared && stretch->form != nullptr) {
+    std::unique_ptr<AudioSource> samples =
+        MakeRawSource(std::move(bytes), stretch->begin, *stretch->form, stretch->rate_hz, stretch->channels);
+    if (stretch->unclosed) return std::make_unique<Unclosed>(std::move(samples));
+    return samples;
   }
-
- private:
-  int rate_hz_;
-  int channels_;
-  std::vector<unsigned char> bytes_;
-};
+  return OpenWithSndfile(name, std::move(bytes), container, stretch);
+}
 
 }  // namespace
 
-std::unique_ptr<AudioSource> OpenAudioFile(const std::string& path) { return std::make_unique<SoundFile>(path); }
-
-std::unique_ptr<AudioSource> OpenStandardInput(int rate_hz, int channels) { return std::make_unique<StandardInput>(rate_hz, channels); }
+std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const RawOptions& raw) {
+  std::unique_ptr<ByteSource> bytes = OpenBytes(name);
+  if (name != "-" && raw.form == nullptr && bytes->length() == uint64_t{0}) {
+    throw Failure(ExitCode::kNotAudio, name + ": not an audio file that can be read (it is empty)");
+  }
+  const Container container = raw.form != nullptr ? Container::kNone : Recognise(*bytes);
+  std::unique_ptr<AudioSource> source;
+  if (raw.form != nullptr || (name == "-" && container == Container::kNone)) {
+    const RawForm& form = raw.form != nullptr ? *raw.form : RawForms()[0];
+    CheckRate(name, raw.rate_hz);
+    source = MakeRawSource(std::move(bytes), 0, form, raw.rate_hz, raw.channels);
+  } else {
+    source = OpenContainer(name, std::move(bytes), container);
+  }
+  CheckRate(name, source->rate_hz());
+  return source;
+}
 
 }  // namespace TSEG::tool

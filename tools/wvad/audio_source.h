@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where audio comes from: a file that libsndfile reads, or raw PCM on standard input. Both give interleaved floats, 1.0 being full
-// scale, in pieces of any size.
+// Where audio comes from: a recording in whatever container, or raw samples. All give interleaved floats, 1.0 being full scale, in pieces
+// of any size, and say at the end whether the recording was whole.
 #ifndef WVAD_WVAD_AUDIO_SOURCE_H_
 #define WVAD_WVAD_AUDIO_SOURCE_H_
 
@@ -12,6 +12,8 @@
 
 namespace TSEG::tool {
 
+struct RawForm;
+
 class AudioSource {
  public:
   virtual ~AudioSource() = default;
@@ -19,16 +21,22 @@ class AudioSource {
   virtual int channels() const = 0;
   // Length in frames (one sample of each channel), -1 if the source does not know.
   virtual int64_t frames() const = 0;
-  // Up to `count` frames into `out` (count x channels values); fewer only at the end, 0 behind it. Throws Failure(kNotAudio) when the audio
-  // is damaged on the way.
+  // Up to `count` frames into `out` (count x channels values); fewer only at the end, 0 behind it. What cannot be decoded is passed over.
+  // Throws Failure(kNoFile) where the system cannot read.
   virtual size_t Read(float* out, size_t count) = 0;
+  // What was wrong with the recording, in words for a person; empty if it was whole. Call behind its end.
+  virtual std::string damage() { return ""; }
 };
 
-// Opens `path`. Throws Failure: kNoFile (missing, a folder, no right to read), kNotAudio, kBadRate.
-std::unique_ptr<AudioSource> OpenAudioFile(const std::string& path);
+// How raw samples are to be taken.
+struct RawOptions {
+  const RawForm* form = nullptr;  // everything is raw, in this form; null: standard input is where it starts with no container, 16 bit then
+  int rate_hz = 16000;
+  int channels = 1;
+};
 
-// 16-bit signed little-endian PCM on standard input. An odd byte or an unfinished frame at the end is dropped.
-std::unique_ptr<AudioSource> OpenStandardInput(int rate_hz, int channels);
+// Opens the recording `name`, "-" for standard input. Throws Failure: kNoFile (missing, a folder, no right to read), kNotAudio, kBadRate.
+std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const RawOptions& raw);
 
 }  // namespace TSEG::tool
 

@@ -5,16 +5,20 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "wvad/failure.h"
 #include "wvad/features_command.h"
+#include "wvad/file_system.h"
 #include "wvad/help_text.h"
 #include "wvad/model_command.h"
 #include "wvad/model_finder.h"
 #include "wvad/named_rows.h"
+#include "wvad/output.h"
 #include "wvad/quality_command.h"
+#include "wvad/raw_source.h"
 #include "wvad/scores_command.h"
 #include "wvad/segment_command.h"
 #include "wvad/split_command.h"
@@ -24,25 +28,29 @@ namespace {
 
 // An option that names a row of a table; its help lists the rows.
 template <typename Row>
-void AddChoice(CLI::App* command, const std::string& option, const Row*& choice, const std::string& words, std::span<const Row> rows) {
+CLI::Option* AddChoice(CLI::App* command, const std::string& option, const Row*& choice, const std::string& words,
+                       std::span<const Row> rows) {
   const auto take = [&choice, rows, option](const std::string& name) {
     const Row* row = FindRow(rows, name);
-    if (row == nullptr)
+    if (row == nullptr) {
       throw CLI::ValidationError(option.substr(option.find("--")), "there is no " + name + "; choose " + NamesOf(rows, ", ", " or "));
+    }
     choice = row;
   };
-  command->add_option_function<std::string>(option, take, words + WordsOf(rows))
-      ->default_str(rows[0].name)
-      ->type_name(NamesOf(rows, "|", "|"));
+  CLI::Option* added = command->add_option_function<std::string>(option, take, words + WordsOf(rows));
+  if (choice != nullptr) added->default_str(choice->name);
+  return added->type_name(NamesOf(rows, "|", "|"));
 }
 
 // Which audio of a recording is listened to, and how.
 void AddAudio(CLI::App* command, InputOptions& input) {
-  command->add_option("FILE", input.files, "Audio files (WAV, FLAC, Ogg, MP3, ...); - is raw 16-bit little-endian PCM on standard input")
+  command
+      ->add_option("FILE", input.files,
+                   "Audio files (WAV, FLAC, Ogg, MP3, ...); - is standard input, raw 16-bit samples where no container is recognised")
       ->required();
-  command->add_option("--channel", input.channel, "Channel to listen to, counted from 1, or mix for the mean of all")
+  command->add_option("--channel", input.channel, "Channel to listen to, counted from 1; mix for the mean of all; all for each by itself")
       ->capture_default_str()
-      ->type_name("N|mix");
+      ->type_name("N|mix|all");
   command
       ->add_option("--gain", input.gain,
                    "Amplify before the engine hears it, in dB; auto measures the file first. The engine takes what lies under about "
@@ -52,8 +60,9 @@ void AddAudio(CLI::App* command, InputOptions& input) {
   command->add_option("--chunk-ms", input.chunk_ms, "Length of the pieces that the engine is fed with, in ms")
       ->check(CLI::Range(1, 10000))
       ->capture_default_str();
-  command->add_option("--rate", input.rate_hz, "Sample rate of standard input in Hz")->capture_default_str();
-  command->add_option("--channels", input.channels, "Channels of standard input")->check(CLI::Range(1, 64))->capture_default_str();
+  AddChoice(command, "--raw", input.raw.form, "The input is samples without a container. ", RawForms());
+  command->add_option("--rate", input.raw.rate_hz, "Sample rate of raw samples in Hz")->capture_default_str();
+  command->add_option("--channels", input.raw.channels, "Channels of raw samples")->check(CLI::Range(1, 64))->capture_default_str();
 }
 
 void AddEngine(CLI::App* command, EngineOptions& engine) {
@@ -186,6 +195,16 @@ void AddModel(CLI::App& app, CommandLine& line) {
   AddModelInspect(model, line);
 }
 
+// Help or version, as an output like any other.
+ExitCode Print(const CLI::App& app, const CLI::ParseError& error) {
+  std::ostringstream text;
+  app.exit(error, text, text);
+  Output output("", OutputRules(false, {}));
+  output.Write(text.str());
+  output.Close();
+  return ExitCode::kSuccess;
+}
+
 }  // namespace
 
 ExitCode RunCommandLine(int argc, char** argv) {
@@ -206,10 +225,14 @@ ExitCode RunCommandLine(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    // Help and version are "errors" of code 0, and print themselves.
-    if (error.get_exit_code() == 0) return app.exit(error) == 0 ? ExitCode::kSuccess : ExitCode::kInternal;
+    // Help and version are "errors" of code 0.
+    if (error.get_exit_code() == 0) return Print(app, error);
     const std::vector<std::string> rest = app.remaining();
     if (app.get_subcommands().empty() && !rest.empty()) throw Failure(ExitCode::kUsage, "no such command: " + rest[0] + " (see --help)");
+    for (const std::string& name : app.remaining(true)) {
+      if (name[0] != '-' || LookAt(name).kind == FileKind::kNone) continue;
+      throw Failure(ExitCode::kUsage, name + ": taken for an option; the file of that name is ./" + name);
+    }
     throw Failure(ExitCode::kUsage, std::string(error.what()) + " (see --help)");
   }
   return line.chosen();

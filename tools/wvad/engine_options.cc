@@ -2,8 +2,6 @@
 #include "wvad/engine_options.h"
 
 #include <exception>
-#include <fstream>
-#include <iterator>
 
 #include "modelfile/describe.h"
 #include "wvad/failure.h"
@@ -11,14 +9,6 @@
 
 namespace TSEG::tool {
 namespace {
-
-std::string ReadConfiguration(const std::string& path) {
-  if (path.empty()) return {};
-  std::ifstream in(path, std::ios::binary);
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (!in) throw Failure(ExitCode::kBadParameter, path + ": the configuration file cannot be opened");
-  return text;
-}
 
 // The rate that the model brings: its key "4".
 std::string RateOfModel(const std::string& file) {
@@ -52,7 +42,7 @@ std::vector<std::string> FilesOfEngine(const EngineOptions& options) {
   return files;
 }
 
-std::string FurtherConfiguration(const EngineOptions& options, const ParameterPlan& plan, const std::string& model) {
+std::string FurtherConfiguration(const ParameterPlan& plan, const std::string& model, const std::string& configuration) {
   std::string rate;
   for (const auto& [name, value] : plan.session) {
     if (name == "VAD_PARAM_SAMPLERATE") rate = value;
@@ -61,7 +51,7 @@ std::string FurtherConfiguration(const EngineOptions& options, const ParameterPl
   // Of entries with one name the first counts.
   std::string text = "[kel]\n";
   for (const auto& [name, value] : plan.quality) text += name + " = " + value + "\n";
-  return text + "[vad]\n" + ReadConfiguration(options.config) + "\n[kel]\nwkel_param_sampleRate = " + rate + "\n";
+  return text + "[vad]\n" + configuration + "\n[kel]\nwkel_param_sampleRate = " + rate + "\n";
 }
 
 }  // namespace TSEG::tool

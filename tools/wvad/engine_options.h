@@ -21,10 +21,10 @@ struct EngineOptions {
 // What a run with these options reads beside recordings: the model, if there is one, and the configuration.
 std::vector<std::string> FilesOfEngine(const EngineOptions& options);
 
-// The text that follows our own lines in the engine's configuration: the settings of the audio-quality component, the user's file, and,
-// where both are silent, the component's sample rate, which has to be that of the sessions. `model` is the model's file. Throws
-// Failure(kBadParameter) if the user's file cannot be read.
-std::string FurtherConfiguration(const EngineOptions& options, const ParameterPlan& plan, const std::string& model);
+// The text that follows our own lines in the engine's configuration: the settings of the audio-quality component, the user's
+// configuration, and, where both are silent, the component's sample rate, which has to be that of the sessions. `model` is the model's
+// file.
+std::string FurtherConfiguration(const ParameterPlan& plan, const std::string& model, const std::string& configuration);
 
 }  // namespace TSEG::tool
 

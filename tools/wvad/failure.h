@@ -21,6 +21,12 @@ class Failure : public std::runtime_error {
   ExitCode code_;
 };
 
+// Whoever read what the program prints has gone, as `head` does when it has enough. That is no news to anybody: it has a code and no line.
+class NobodyReads : public Failure {
+ public:
+  explicit NobodyReads(const std::string& name) : Failure(ExitCode::kOutput, name + ": nobody reads it any more") {}
+};
+
 }  // namespace TSEG::tool
 
 #endif  // WVAD_WVAD_FAILURE_H_

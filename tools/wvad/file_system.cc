@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <charconv>
 
+#include "wvad/system.h"
+
 namespace TSEG::tool {
 namespace {
 
@@ -46,6 +48,39 @@ std::optional<int> DescriptorNamed(const std::string& path) {
     if (error == std::errc() && stop == end && number >= 0) return number;
   }
   return std::nullopt;
+}
+
+int OpenForReading(const std::string& path) { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }
+
+long ReadSome(int descriptor, void* out, size_t count) {
+  while (!Interrupted()) {
+    const ssize_t got = read(descriptor, out, count);
+    if (got >= 0) return got;
+    if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      pollfd ready = {descriptor, POLLIN, 0};
+      poll(&ready, 1, -1);
+    } else if (errno != EINTR) {
+      return -1;
+    }
+  }
+  return 0;
+}
+
+long ReadSomeAt(int descriptor, uint64_t offset, void* out, size_t count) {
+  for (;;) {
+    const ssize_t got = pread(descriptor, out, count, static_cast<off_t>(offset));
+    if (got >= 0 || errno != EINTR) return got;
+  }
+}
+
+uint64_t LengthOf(int descriptor) {
+  struct stat found {};
+  return fstat(descriptor, &found) == 0 ? static_cast<uint64_t>(found.st_size) : 0;
+}
+
+uint64_t PositionOf(int descriptor) {
+  const off_t position = lseek(descriptor, 0, SEEK_CUR);
+  return position > 0 ? static_cast<uint64_t>(position) : 0;
 }
 
 int OpenSpecial(const std::string& path) { return open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY); }

@@ -4,6 +4,7 @@
 #ifndef WVAD_WVAD_FILE_SYSTEM_H_
 #define WVAD_WVAD_FILE_SYSTEM_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -26,6 +27,17 @@ FileLook LookAtDescriptor(int descriptor);
 
 // The descriptor of this process that a path such as /dev/stdout, /dev/fd/3 or /proc/self/fd/3 means; none for any other path.
 std::optional<int> DescriptorNamed(const std::string& path);
+
+// Opens for reading: a file, a pipe, a device. Gives -1 and sets errno.
+int OpenForReading(const std::string& path);
+// Up to `count` bytes from where the descriptor stands, waiting for the first of them whatever the descriptor's mode; 0 at the end, and
+// where the run is interrupted. -1 with errno on failure.
+long ReadSome(int descriptor, void* out, size_t count);
+// Up to `count` bytes from `offset` of an ordinary file; 0 at its end, -1 with errno on failure.
+long ReadSomeAt(int descriptor, uint64_t offset, void* out, size_t count);
+// The length of an ordinary file, and where its descriptor stands.
+uint64_t LengthOf(int descriptor);
+uint64_t PositionOf(int descriptor);
 
 // Opens something that is no ordinary file for writing. Gives -1 and sets errno.
 int OpenSpecial(const std::string& path);

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/input.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <system_error>
 #include <utility>
 
+#include "wvad/file_system.h"
 #include "wvad/level.h"
 #include "wvad/system.h"
 
@@ -23,8 +25,9 @@ std::optional<Number> ParseWhole(const std::string& text) {
 
 int ParseChannel(const std::string& text) {
   if (text == "mix") return kMixChannels;
+  if (text == "all") return kAllChannels;
   const std::optional<int> number = ParseWhole<int>(text);
-  if (!number || *number < 1) throw Failure(ExitCode::kUsage, "--channel " + text + ": expected a number from 1, or mix");
+  if (!number || *number < 1) throw Failure(ExitCode::kUsage, "--channel " + text + ": expected a number from 1, mix or all");
   return *number;
 }
 
@@ -34,6 +37,10 @@ std::optional<double> ParseGain(const std::string& text) {
   const std::optional<double> gain = ParseWhole<double>(text);
   if (!gain || !(std::fabs(*gain) <= 60)) throw Failure(ExitCode::kUsage, "--gain " + text + ": expected decibels from -60 to 60, or auto");
   return gain;
+}
+
+[[noreturn]] void CannotMeasure(const std::string& name) {
+  throw Failure(ExitCode::kUsage, name + ": --gain auto hears a recording twice, which this one cannot be; say --gain DB");
 }
 
 }  // namespace
@@ -47,22 +54,27 @@ InputReader::InputReader(const InputOptions& options, int engine_rate_hz)
     : options_(options), engine_rate_hz_(engine_rate_hz), channel_(ParseChannel(options.channel)), gain_db_(ParseGain(options.gain)) {}
 
 std::unique_ptr<Input> InputReader::Open(const std::string& name) const {
-  std::unique_ptr<AudioSource> source = OpenSource(name);
+  const FileKind kind = (name == "-" ? LookAtDescriptor(kStandardInput) : LookAt(name)).kind;
+  if (!gain_db_ && kind == FileKind::kSpecial) CannotMeasure(name);
+  std::unique_ptr<AudioSource> source = OpenAudio(name, options_.raw);
   const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name);
   return std::make_unique<Input>(std::move(source), name, channel_, engine_rate_hz_, options_.chunk_ms, gain_db);
 }
 
-std::unique_ptr<AudioSource> InputReader::OpenSource(const std::string& name) const {
-  return name == "-" ? OpenStandardInput(options_.rate_hz, options_.channels) : OpenAudioFile(name);
-}
-
 double InputReader::MeasureGain(const std::string& name) const {
-  if (name == "-") throw Failure(ExitCode::kUsage, "-: --gain auto needs a file that can be read twice");
-  const std::unique_ptr<AudioSource> source = OpenSource(name);
+  const std::unique_ptr<AudioSource> source = OpenAudio(name, options_.raw);
   PcmStream stream(*source, name, channel_, engine_rate_hz_, 1000, 0);
-  LevelMeter level(engine_rate_hz_);
-  for (std::vector<int16_t> piece; stream.Next(&piece);) level.Feed(piece.data(), piece.size());
-  return level.AutoGainDb();
+  std::vector<LevelMeter> levels(stream.lanes(), LevelMeter(engine_rate_hz_));
+  for (std::vector<std::vector<int16_t>> pieces; !Interrupted() && stream.Next(&pieces);) {
+    for (size_t lane = 0; lane < pieces.size(); ++lane) levels[lane].Feed(pieces[lane].data(), pieces[lane].size());
+  }
+  // One gain for all channels: what the loudest bears.
+  std::optional<double> gain_db;
+  for (const LevelMeter& level : levels) {
+    if (level.silent()) continue;
+    gain_db = std::min(gain_db.value_or(level.AutoGainDb()), level.AutoGainDb());
+  }
+  return gain_db.value_or(0.0);
 }
 
 ExitCode ForEachFile(const std::vector<std::string>& files, const std::function<void(const std::string&)>& work) {

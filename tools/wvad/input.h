@@ -19,12 +19,11 @@
 namespace TSEG::tool {
 
 struct InputOptions {
-  std::vector<std::string> files;  // "-" for raw PCM on standard input
-  std::string channel = "mix";     // or a number from 1
+  std::vector<std::string> files;  // "-" for standard input
+  std::string channel = "mix";     // or "all", or a number from 1
   std::string gain = "0";          // decibels, or "auto"
   int chunk_ms = 100;
-  int rate_hz = 16000;  // of standard input
-  int channels = 1;     // of standard input
+  RawOptions raw;
 };
 
 // One opened recording.
@@ -32,8 +31,13 @@ class Input {
  public:
   Input(std::unique_ptr<AudioSource> source, const std::string& name, int channel, int engine_rate_hz, int chunk_ms, double gain_db);
 
-  // The next piece of samples at the engine's rate; false when there is none left.
-  bool Next(std::vector<int16_t>* piece) { return stream_.Next(piece); }
+  // How many are listened to: one, or each channel.
+  size_t lanes() const { return stream_.lanes(); }
+  // The next piece of samples of each lane at the engine's rate; false when there is none left.
+  bool Next(std::vector<std::vector<int16_t>>* pieces) { return stream_.Next(pieces); }
+  const PhaseMeter& phase() const { return stream_.phase(); }
+  // What was wrong with the recording; empty if it was whole. Call behind its end.
+  std::string damage() { return source_->damage(); }
   double seconds_read() const { return static_cast<double>(stream_.frames_read()) / source_->rate_hz(); }
   // 0 if the source does not know.
   double seconds_total() const { return source_->frames() > 0 ? static_cast<double>(source_->frames()) / source_->rate_hz() : 0; }
@@ -48,11 +52,12 @@ class InputReader {
   // Throws Failure(kUsage) for a channel or gain that is none. `options` has to outlive the reader.
   InputReader(const InputOptions& options, int engine_rate_hz);
 
-  // With --gain auto this takes a first pass over the whole file. Throws Failure as OpenAudioFile, and kBadRate for a missing channel.
+  // Each channel is its own source.
+  bool all_channels() const { return channel_ == kAllChannels; }
+  // With --gain auto this takes a first pass over the whole file. Throws Failure as OpenAudio, and kBadRate for a missing channel.
   std::unique_ptr<Input> Open(const std::string& name) const;
 
  private:
-  std::unique_ptr<AudioSource> OpenSource(const std::string& name) const;
   double MeasureGain(const std::string& name) const;
 
   const InputOptions& options_;

@@ -46,7 +46,7 @@ double LevelMeter::AutoGainDb() const {
   constexpr double kTargetDb = -20.0;
   constexpr double kMaxGainDb = 40.0;
   constexpr size_t kSilentBins = 30;  // blocks under -90 dB are digital silence, whatever the recording
-  if (loudest_db_ < -90.0) return 0.0;
+  if (silent()) return 0.0;
   const double wanted = kTargetDb - Percentile(levels_, kSilentBins, 0.95);
   const double headroom = -Percentile(peaks_, kSilentBins, 0.999);
   return std::clamp(std::min(wanted, headroom), 0.0, kMaxGainDb);

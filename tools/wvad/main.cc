@@ -15,6 +15,8 @@ int main(int argc, char** argv) {
   ExitCode code = ExitCode::kInternal;
   try {
     code = TSEG::tool::RunCommandLine(argc, argv);
+  } catch (const TSEG::tool::NobodyReads& failure) {
+    code = failure.code();
   } catch (const TSEG::tool::Failure& failure) {
     std::fprintf(stderr, "wvad: %s\n", failure.what());
     code = failure.code();

@@ -41,7 +41,9 @@ Output::~Output() {
 void Output::Write(std::string_view text) {
   if (file_) {
     file_->Write(text);
-  } else if (const int error = WriteAll(descriptor_, text); error != 0) {
+  } else if (const int error = WriteAll(descriptor_, text); error == EPIPE) {
+    throw NobodyReads(name_);
+  } else if (error != 0) {
     throw Failure(ExitCode::kOutput, name_ + ": cannot be written: " + std::strerror(error));
   }
 }

@@ -21,9 +21,15 @@ struct ParameterPlan {
   ParameterList session;        // for each session, in order
 };
 
+// Which model is loaded is not for a parameter to say.
+bool IsOfModelOption(const std::string& name);
+// Throws Failure(kBadParameter) for a parameter that is not the user's: one that the model or an option settles, or, unless `endpoint`, one
+// that would end the session.
+void CheckSettable(const std::string& name, bool endpoint);
+
 // Sorts the settings, each NAME=VALUE. `endpoint`: the session may end by itself; otherwise the limits that would end it are the program's.
 // `handout`: unless kNothing, the command decides what is read. `quality`: the audio-quality component is on.
-// Throws Failure(kBadParameter). Names and values that only the engine knows are left to it.
+// Throws Failure(kBadParameter) for what makes no sense. Names that nobody knows are left to the engine.
 ParameterPlan PlanParameters(const std::vector<std::string>& settings, bool endpoint, Handout handout = Handout::kNothing,
                              bool quality = false);
 

@@ -16,11 +16,46 @@ Recording::Recording(Detector& detector, ParameterList parameters, int rate_hz, 
       session_(std::make_unique<Session>(detector_, parameters_, frame_bytes_)) {}
 
 void Recording::Feed(const std::vector<int16_t>& piece) {
-  session_->Write(piece.data(), piece.size(), false);
-  samples_ += static_cast<int64_t>(piece.size());
-  Remember(piece);
+  size_t fed = 0;
+  for (size_t at = 0; at < piece.size(); ++at) {
+    if (!SoundComesBack(piece[at])) continue;
+    FeedSession(piece.data() + fed, at - fed);
+    fed = at;
+    // The new session's frames lie on the grid of whole 10 ms.
+    const int64_t lead_in = policy_.still_lead_in_s * rate_hz_;
+    if (!session_->sentence_open()) Renew(lead_in + (samples_ - lead_in) % (rate_hz_ / 100));
+  }
+  FeedSession(piece.data() + fed, piece.size() - fed);
+  if (RenewalIsDue()) Renew(policy_.lead_in_s * rate_hz_);
+}
+
+void Recording::FeedSession(const int16_t* samples, size_t count) {
+  if (count == 0) return;
+  session_->Write(samples, count, false);
+  samples_ += static_cast<int64_t>(count);
+  Remember(samples, count);
   Report();
-  if (RenewalIsDue()) Renew();
+}
+
+// Goes by blocks of 10 ms counted from the recording's start and by single samples, so that the length of pieces does not matter. A block
+// is still that lies under -50 dB, 3 dB below the engine's own floor.
+bool Recording::SoundComesBack(int16_t sample) {
+  constexpr double kStillPower = 100.0 * 100.0;
+  const int64_t block = rate_hz_ / 100;
+  const double limit = kStillPower * static_cast<double>(block);
+  const bool was_still = block_power_ < limit;
+  block_power_ += static_cast<double>(sample) * sample;
+  bool back = false;
+  if (was_still && block_power_ >= limit) {
+    back = policy_.still_s > 0 && still_ >= policy_.still_s * rate_hz_;
+    still_ = 0;
+  }
+  if (++block_fill_ == block) {
+    if (block_power_ < limit) still_ += block;
+    block_fill_ = 0;
+    block_power_ = 0;
+  }
+  return back;
 }
 
 void Recording::Finish() {
@@ -32,7 +67,7 @@ void Recording::Finish() {
 void Recording::CloseSession() {
   session_->Write(nullptr, 0, true);
   others_ = session_->others();
-  if (session_->measures_quality()) quality_.push_back({session_start_, samples_, others_});
+  if (session_->measures_quality()) quality_.push_back({session_start_, samples_, others_, 0});
 }
 
 void Recording::Report() {
@@ -47,7 +82,8 @@ void Recording::Deliver(SessionSentence&& found) {
                     found.trig,
                     found.eg,
                     std::move(found.data),
-                    {}};
+                    {},
+                    0};
   if (renewals_ > 0) {
     if (sentence.end_sample <= std::max(decided_to_, reported_to_)) return;
     if (sentence.begin_sample < reported_to_) {
@@ -74,7 +110,7 @@ bool Recording::RenewalIsDue() const {
          session_->sentences() >= policy_.sentences;
 }
 
-void Recording::Renew() {
+void Recording::Renew(int64_t wanted_lead_in) {
   // What the old session has heard but not decided upon at the handover is less than a second: its last frames wait for their context,
   // and a begin is told about a fifth of a second after it. A sentence ending before that would have been open, or closed, by now.
   const int64_t undecided = rate_hz_;
@@ -89,7 +125,7 @@ void Recording::Renew() {
   session_.reset();
   ++renewals_;
   decided_to_ = std::max(decided_to_, cut ? samples_ : samples_ - undecided);
-  const int64_t lead_in = std::min(policy_.lead_in_s * rate_hz_, static_cast<int64_t>(past_.size()));
+  const int64_t lead_in = std::min(wanted_lead_in, static_cast<int64_t>(past_.size()));
   session_start_ = samples_ - lead_in;
   session_ = std::make_unique<Session>(detector_, parameters_, frame_bytes_);
   const int16_t* next = past_.data() + (static_cast<int64_t>(past_.size()) - lead_in);
@@ -102,10 +138,10 @@ void Recording::Renew() {
   Report();
 }
 
-void Recording::Remember(const std::vector<int16_t>& piece) {
+void Recording::Remember(const int16_t* samples, size_t count) {
   const size_t wanted = static_cast<size_t>(policy_.lead_in_s * rate_hz_);
-  past_.insert(past_.end(), piece.begin(), piece.end());
-  if (past_.size() > 2 * wanted + piece.size()) past_.erase(past_.begin(), past_.end() - static_cast<std::ptrdiff_t>(wanted));
+  past_.insert(past_.end(), samples, samples + count);
+  if (past_.size() > 2 * wanted + count) past_.erase(past_.begin(), past_.end() - static_cast<std::ptrdiff_t>(wanted));
 }
 
 }  // namespace TSEG::tool

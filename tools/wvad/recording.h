@@ -14,6 +14,10 @@
 // that reaches back over the end of a reported sentence begins there. A run of speech that had just begun at the handover is found by
 // the new session, since it lies in the lead-in. So nothing is lost and nothing comes twice.
 //
+// A long stillness spoils a session for what follows: the running means of the front end and the state of a recurrent network come to stand
+// for it, and the speech behind it is taken for one long sentence. So the session is also renewed where sound comes back, with a lead-in so
+// short that the new one begins as a recording does.
+//
 // One thread; memory does not grow with the recording's length, only with that of the longest sentence where sentences are kept.
 #ifndef WVAD_WVAD_RECORDING_H_
 #define WVAD_WVAD_RECORDING_H_
@@ -39,6 +43,7 @@ struct Sentence {
   std::optional<double> eg;
   std::vector<unsigned char> data = {};  // of each of its frames, in order; empty unless the recording keeps it
   std::string saved_as = {};             // the file that it was written to, for reports; mostly empty
+  int channel = 0;                       // that it was heard on, where each is listened to by itself
 };
 
 // What the audio-quality component said of one session, and the stretch of the recording that the session heard.
@@ -46,15 +51,18 @@ struct SessionQuality {
   int64_t begin_sample = 0;
   int64_t end_sample = 0;
   std::vector<OtherResult> results;
+  int channel = 0;
 };
 
 // When a session is renewed, and with how much lead-in. All lengths in seconds of audio.
 struct RenewalPolicy {
   int64_t lead_in_s = 20;
-  int64_t quiet_s = 240;       // without a sentence for so long: the engine holds all audio since then
-  int64_t age_s = 2 * 3600;    // whatever happens in it
-  int64_t sentences = 8000;    // of the 20479 that a session takes
-  int64_t hard_s = 12 * 3600;  // even inside a sentence, which ends there (only a raised sentence limit leads here)
+  int64_t quiet_s = 240;        // without a sentence for so long: the engine holds all audio since then
+  int64_t age_s = 2 * 3600;     // whatever happens in it
+  int64_t sentences = 8000;     // of the 20479 that a session takes
+  int64_t still_s = 10;         // of stillness, when sound comes back; 0 for never
+  int64_t still_lead_in_s = 1;  // lead-in there
+  int64_t hard_s = 12 * 3600;   // even inside a sentence, which ends there (only a raised sentence limit leads here)
 };
 
 class Recording {
@@ -81,8 +89,10 @@ class Recording {
   void Deliver(SessionSentence&& found);
   void CloseSession();
   bool RenewalIsDue() const;
-  void Renew();
-  void Remember(const std::vector<int16_t>& piece);
+  void FeedSession(const int16_t* samples, size_t count);
+  bool SoundComesBack(int16_t sample);
+  void Renew(int64_t wanted_lead_in);
+  void Remember(const int16_t* samples, size_t count);
 
   Detector& detector_;
   ParameterList parameters_;
@@ -96,6 +106,9 @@ class Recording {
   int64_t decided_to_ = 0;   // sentences ending up to here are the affair of earlier sessions
   int64_t reported_to_ = 0;  // end of the last sentence that was reported
   int64_t renewals_ = 0;
+  int64_t still_ = 0;          // samples of stillness before the block that is being filled
+  int64_t block_fill_ = 0;     // samples of that block
+  double block_power_ = 0;     // and their power
   std::vector<int16_t> past_;  // at least the last lead_in_s seconds, where there are so many
   std::vector<OtherResult> others_;
   std::vector<SessionQuality> quality_;

@@ -24,6 +24,8 @@ struct FileEnd {
   bool endpoint = false;                // asked for; `reason` is worth telling
   std::vector<OtherResult> others;
   std::vector<SessionQuality> quality;  // instead of `others`, for those who ask for it
+  std::string damage;                   // what was wrong with the recording; empty if it was whole
+  std::string note;                     // what else a listener should know
 };
 
 class Report {

@@ -11,17 +11,19 @@ namespace {
 
 class Csv : public TextReport {
  public:
-  Csv(Output& output, const ReportShape& shape) : TextReport(output), saved_(shape.saved) {
-    output_.Write(std::string("file,begin,end,duration,vol,trig,eg") + (saved_ ? ",saved\n" : "\n"));
+  Csv(Output& output, const ReportShape& shape) : TextReport(output), shape_(shape) {
+    output_.Write(std::string("file,") + (shape_.channels ? "channel," : "") + ("begin,end,duration,vol,trig,eg") +
+                  (shape_.saved ? ",saved\n" : "\n"));
   }
 
   void BeginFile(const std::string& name) override { name_ = CsvField(name); }
   void Add(const Sentence& sentence, int rate_hz) override {
     const double begin = Seconds(sentence.begin_sample, rate_hz);
     const double end = Seconds(sentence.end_sample, rate_hz);
-    output_.Write(name_ + "," + Fixed(begin, 2) + "," + Fixed(end, 2) + "," + Fixed(end - begin, 2) + "," +
-                  (sentence.vol ? Fixed(*sentence.vol, 1) : "") + "," + (sentence.trig ? (*sentence.trig ? "true" : "false") : "") + "," +
-                  (sentence.eg ? Fixed(*sentence.eg, 2) : "") + (saved_ ? "," + CsvField(sentence.saved_as) : "") + "\n");
+    output_.Write(name_ + "," + (shape_.channels ? std::to_string(sentence.channel) + "," : "") + Fixed(begin, 2) + "," + Fixed(end, 2) +
+                  "," + Fixed(end - begin, 2) + "," + (sentence.vol ? Fixed(*sentence.vol, 1) : "") + "," +
+                  (sentence.trig ? (*sentence.trig ? "true" : "false") : "") + "," + (sentence.eg ? Fixed(*sentence.eg, 2) : "") +
+                  (shape_.saved ? "," + CsvField(sentence.saved_as) : "") + "\n");
   }
   void EndFile(const FileEnd&) override {}
   void FailFile(const std::string&) override {}
@@ -29,7 +31,7 @@ class Csv : public TextReport {
   void End() override {}
 
  private:
-  bool saved_;
+  ReportShape shape_;
   std::string name_;
 };
 

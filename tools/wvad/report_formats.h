@@ -14,9 +14,10 @@ namespace TSEG::tool {
 
 // What is told, whatever the form.
 struct ReportShape {
-  bool several = false;  // more than one file, so that each is named
-  bool summary = false;  // a table closes with its sums
-  bool saved = false;    // sentences have the names of their files as a further column or member
+  bool several = false;   // more than one file, so that each is named
+  bool summary = false;   // a table closes with its sums
+  bool saved = false;     // sentences have the names of their files as a further column or member
+  bool channels = false;  // and the channel that they were heard on
 };
 
 struct ReportFormat {

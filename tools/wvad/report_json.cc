@@ -18,6 +18,7 @@ Json Trig(const std::optional<Measures::Value>& value) { return value ? Json(val
 Json ToJson(const SessionQuality& quality, int rate_hz) {
   const Measures measures = MeasuresOf(quality);
   Json json;
+  if (quality.channel > 0) json["channel"] = quality.channel;
   json["begin"] = Hundredths(Seconds(quality.begin_sample, rate_hz));
   json["end"] = Hundredths(Seconds(quality.end_sample, rate_hz));
   json["snr"] = ToJson(measures.snr);
@@ -39,6 +40,7 @@ std::string JsonText(const Json& json) { return json.dump(-1, ' ', false, Json::
 
 Json ToJson(const Sentence& sentence, int rate_hz) {
   Json json;
+  if (sentence.channel > 0) json["channel"] = sentence.channel;
   const double begin = Seconds(sentence.begin_sample, rate_hz);
   const double end = Seconds(sentence.end_sample, rate_hz);
   json["begin"] = Hundredths(begin);
@@ -59,6 +61,8 @@ Json ToJson(const FileEnd& end) {
   }
   json["heard"] = Hundredths(Seconds(end.samples, end.rate_hz));
   json["stopped_by"] = end.reason;
+  if (!end.damage.empty()) json["damage"] = end.damage;
+  if (!end.note.empty()) json["note"] = end.note;
   if (!end.others.empty()) {
     Json others = Json::array();
     for (const OtherResult& other : end.others) {

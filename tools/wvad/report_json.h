@@ -21,9 +21,9 @@ std::string Fixed(double value, int digits);
 // In one line. File names need not be UTF-8; what is not becomes a replacement character.
 std::string JsonText(const nlohmann::ordered_json& json);
 
-// begin, end, duration (seconds), vol, trig, eg, and saved if the sentence was.
+// begin, end, duration (seconds), vol, trig, eg; channel and saved where they are known.
 nlohmann::ordered_json ToJson(const Sentence& sentence, int rate_hz);
-// heard, stopped_by, and what there is of quality and results.
+// heard, stopped_by, and what there is of damage, note, quality and results.
 nlohmann::ordered_json ToJson(const FileEnd& end);
 
 // What one session's audio-quality results say; a measure is missing where the session was too short for it.

@@ -24,14 +24,15 @@ class Table : public TextReport {
     first_ = false;
     count_ = 0;
     speech_ = 0;
-    output_.Write(text + "     begin       end  duration     vol      eg" + (shape_.saved ? "  saved as\n" : "\n"));
+    output_.Write(text + (shape_.channels ? "  channel" : "") + "     begin       end  duration     vol      eg" +
+                  (shape_.saved ? "  saved as\n" : "\n"));
   }
   void Add(const Sentence& sentence, int rate_hz) override {
     const double begin = Seconds(sentence.begin_sample, rate_hz);
     const double end = Seconds(sentence.end_sample, rate_hz);
     ++count_;
     speech_ += end - begin;
-    output_.Write(Padded(Fixed(begin, 2), 10) + Padded(Fixed(end, 2), 10) + Padded(Fixed(end - begin, 2), 10) +
+    output_.Write(Channel(sentence.channel) + Padded(Fixed(begin, 2), 10) + Padded(Fixed(end, 2), 10) + Padded(Fixed(end - begin, 2), 10) +
                   Padded(sentence.vol ? Fixed(*sentence.vol, 1) : "-", 8) + Padded(sentence.eg ? Fixed(*sentence.eg, 2) : "-", 8) +
                   (shape_.saved ? "  " + sentence.saved_as + "\n" : "\n"));
   }
@@ -51,15 +52,17 @@ class Table : public TextReport {
   void End() override {}
 
  private:
-  static std::string QualityTable(const FileEnd& end) {
-    std::string text = "      from        to       snr            cur\n";
+  std::string Channel(int channel) const { return shape_.channels ? Padded(std::to_string(channel), 9) : ""; }
+
+  std::string QualityTable(const FileEnd& end) const {
+    std::string text = std::string(shape_.channels ? "  channel" : "") + "      from        to       snr            cur\n";
     const auto add = [&text](const std::optional<Measures::Value>& value, size_t width) {
       text += Padded(value ? value->text : "-", width) + (value ? (value->bad ? "  bad" : "  ok ") : "     ");
     };
     for (const SessionQuality& quality : end.quality) {
       const Measures measures = MeasuresOf(quality);
-      text +=
-          Padded(Fixed(Seconds(quality.begin_sample, end.rate_hz), 2), 10) + Padded(Fixed(Seconds(quality.end_sample, end.rate_hz), 2), 10);
+      text += Channel(quality.channel) + Padded(Fixed(Seconds(quality.begin_sample, end.rate_hz), 2), 10) +
+              Padded(Fixed(Seconds(quality.end_sample, end.rate_hz), 2), 10);
       add(measures.snr, 10);
       add(measures.cur, 10);
       while (text.back() == ' ') text.pop_back();

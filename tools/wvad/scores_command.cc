@@ -7,6 +7,7 @@
 
 #include "blocks/score_source.h"
 #include "wvad/engine.h"
+#include "wvad/engine_config.h"
 #include "wvad/model_finder.h"
 #include "wvad/output.h"
 #include "wvad/parameters.h"
@@ -26,7 +27,8 @@ struct Settled {
 
 Settled SettleParameters(const ScoresOptions& options, const std::string& model) {
   const ParameterPlan plan = PlanParameters(options.engine.settings, false);
-  Engine engine(model, plan.configuration, FurtherConfiguration(options.engine, plan, model));
+  const std::string own = ReadConfiguration(options.engine.config, false, options.quiet);
+  Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, own));
   Detector detector(engine);
   // The type of mean removal is taken from the defaults, not from an instance.
   const int cmn_type = ParseInt(detector.Get("wvad_param_cmn_type")).value_or(0);
@@ -62,7 +64,8 @@ class ScoreRun {
     int64_t samples = 0;
     std::optional<Failure> broken;
     source_.Begin();
-    for (std::vector<int16_t> piece; !Interrupted() && Next(input, &piece, &broken);) {
+    for (std::vector<std::vector<int16_t>> pieces; !Interrupted() && Next(input, &pieces, &broken);) {
+      const std::vector<int16_t>& piece = pieces[0];
       source_.Push(piece.data(), piece.size(), sink);
       samples += static_cast<int64_t>(piece.size());
       pass_on();
@@ -73,6 +76,10 @@ class ScoreRun {
     pass_on();
     progress.Hide();
     if (Interrupted()) return Failure(ExitCode::kInterrupted, name + ": interrupted");
+    if (const std::string damage = broken ? "" : input.damage(); !damage.empty())
+      broken = Failure(ExitCode::kNotAudio, name + ": " + damage);
+    if (input.phase().cancels() && !options_.quiet)
+      std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), PhaseNote(input.phase()).c_str());
     if (!broken && !track.found_any() && !options_.quiet) {
       std::fprintf(stderr, "wvad: %s: note: too short for a score of its own\n", name.c_str());
     }
@@ -80,9 +87,9 @@ class ScoreRun {
   }
 
  private:
-  static bool Next(Input& input, std::vector<int16_t>* piece, std::optional<Failure>* broken) {
+  static bool Next(Input& input, std::vector<std::vector<int16_t>>* pieces, std::optional<Failure>* broken) {
     try {
-      return input.Next(piece);
+      return input.Next(pieces);
     } catch (const Failure& failure) {
       *broken = failure;
       return false;
@@ -134,6 +141,7 @@ void CheckUsage(const ScoresOptions& options) {
   const bool into_folder = !options.folder.folder.empty();
   if (into_folder && !options.output.empty()) throw Failure(ExitCode::kUsage, "--output and --directory exclude each other");
   if (!into_folder && !options.folder.prefix.empty()) throw Failure(ExitCode::kUsage, "--prefix goes with --directory");
+  if (options.input.channel == "all") throw Failure(ExitCode::kUsage, "--channel all: scores are of one channel at a time");
   if (!IsArray(*options.format) || into_folder) return;
   const std::string format = std::string("--format ") + options.format->name;
   if (options.output.empty()) throw Failure(ExitCode::kUsage, format + ": needs --output FILE, or --directory DIR for several recordings");

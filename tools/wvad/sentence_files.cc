@@ -54,7 +54,7 @@ void SentenceFiles::BeginFile(const std::string& name) {
 }
 
 void SentenceFiles::Add(const Sentence& sentence, int rate_hz) {
-  Sentence told = {sentence.begin_sample, sentence.end_sample, sentence.vol, sentence.trig, sentence.eg, {}, {}};
+  Sentence told = {sentence.begin_sample, sentence.end_sample, sentence.vol, sentence.trig, sentence.eg, {}, {}, sentence.channel};
   try {
     told.saved_as = folder_.Path(Save(sentence, rate_hz));
     if (next_) next_->Add(told, rate_hz);
@@ -136,7 +136,7 @@ ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffix
     describe(format, rate_hz);
     folder.Make();
     std::unique_ptr<Report> told;
-    if (!options.quiet) told = options.format->make(output, {options.input.files.size() > 1, true, true});
+    if (!options.quiet) told = options.format->make(output, {options.input.files.size() > 1, true, true, options.input.channel == "all"});
     return std::make_unique<SentenceFiles>(folder, std::move(format), std::move(told), !options.quiet);
   };
   return RunSentences(options, task).code;

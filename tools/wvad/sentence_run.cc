@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/sentence_run.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <optional>
 #include <utility>
 
 #include "wvad/engine.h"
+#include "wvad/engine_config.h"
 #include "wvad/level.h"
 #include "wvad/model_finder.h"
 #include "wvad/output.h"
@@ -17,23 +19,27 @@
 namespace TSEG::tool {
 namespace {
 
-// The component's measures belong to a session, and are wanted of a whole recording: sessions are not renewed for their age alone. It
-// counts the bytes of a session in 32 bits, enough for 18 hours.
+// The component's measures belong to a session, and are wanted of a whole recording: sessions are not renewed for their age or a stillness.
+// It counts the bytes of a session in 32 bits, enough for 18 hours.
 RenewalPolicy PolicyFor(const SentenceTask& task) {
   RenewalPolicy policy;
-  if (task.quality) policy.age_s = policy.hard_s;
+  if (task.quality) {
+    policy.age_s = policy.hard_s;
+    policy.still_s = 0;
+  }
   return policy;
 }
 
 // One run over all files, with what they share.
 class SentenceRun {
  public:
-  SentenceRun(const SentenceOptions& options, const SentenceTask& task, Detector& detector, ParameterList parameters)
-      : options_(options), task_(task), detector_(detector), parameters_(std::move(parameters)) {
+  SentenceRun(const SentenceOptions& options, const SentenceTask& task, Engine& engine, ParameterList parameters)
+      : options_(options), task_(task), engine_(engine), parameters_(std::move(parameters)) {
     // Every parameter is tried once before any audio is touched, so that a mistake costs nothing. The rate alone outlives a session.
-    const Session trial(detector_, parameters_);
-    rate_hz_ = ParseInt(detector_.Get("VAD_PARAM_SAMPLERATE")).value_or(16000);
-    if (detector_.Get("wvad_param_k4_energy") == "0") floor_ = ParseInt(detector_.Get("wvad_param_nEnergyThreshhood"));
+    Detector& detector = DetectorOf(0);
+    const Session trial(detector, parameters_);
+    rate_hz_ = ParseInt(detector.Get("VAD_PARAM_SAMPLERATE")).value_or(16000);
+    if (detector.Get("wvad_param_k4_energy") == "0") floor_ = ParseInt(detector.Get("wvad_param_nEnergyThreshhood"));
     if (task.handout == Handout::kPcm) frame_bytes_ = static_cast<size_t>(rate_hz_ * 2 / 100);
     if (task.handout == Handout::kFeatures) frame_bytes_ = kFeatureFloats * sizeof(float);
   }
@@ -50,59 +56,94 @@ class SentenceRun {
       report.RefuseFile(name, failure.what());
       throw;
     }
-    const bool typing = name == "-" && report.on_terminal();
-    Progress progress(!options_.quiet && !typing && IsTerminal(kStandardError), name, input->seconds_total());
-    LevelMeter level(rate_hz_);
     report.BeginFile(name);
     heard_any_ = true;
+    FileEnd end;
+    try {
+      end = Listen(*input, name, reader.all_channels(), report);
+    } catch (const Failure& failure) {
+      if (failure.code() != ExitCode::kOutput) report.FailFile(failure.what());
+      throw;
+    }
+    if (Interrupted()) throw Failure(ExitCode::kInterrupted, name + ": interrupted");
+    if (!end.damage.empty()) throw Failure(ExitCode::kNotAudio, name + ": " + end.damage);
+  }
+
+ private:
+  using Pieces = std::vector<std::vector<int16_t>>;
+  using Step = std::function<void(const Pieces&)>;
+
+  // An instance for each channel that is listened to at once.
+  Detector& DetectorOf(size_t lane) {
+    while (detectors_.size() <= lane) detectors_.push_back(std::make_unique<Detector>(engine_));
+    return *detectors_[lane];
+  }
+
+  FileEnd Listen(Input& input, const std::string& name, bool all_channels, Report& report) {
+    const bool typing = name == "-" && report.on_terminal();
+    Progress progress(!options_.quiet && !typing && IsTerminal(kStandardError), name, input.seconds_total());
+    std::vector<LevelMeter> levels(input.lanes(), LevelMeter(rate_hz_));
     int64_t sentences = 0;
     const Recording::Sink sink = [&](const Sentence& sentence) {
       if (report.on_terminal()) progress.Hide();
       report.Add(sentence, rate_hz_);
       ++sentences;
     };
-    const Heard heard = [&](const std::vector<int16_t>& piece) {
-      level.Feed(piece.data(), piece.size());
-      progress.Show(input->seconds_read());
+    const Step heard = [&](const Pieces& pieces) {
+      for (size_t lane = 0; lane < pieces.size(); ++lane) levels[lane].Feed(pieces[lane].data(), pieces[lane].size());
+      progress.Show(input.seconds_read());
     };
-    try {
-      const FileEnd end = options_.endpoint ? ToEndpoint(*input, sink, heard) : ToTheEnd(*input, sink, heard);
-      progress.Hide();
-      report.EndFile(end);
-    } catch (const Failure& failure) {
-      progress.Hide();
-      if (failure.code() != ExitCode::kOutput) report.FailFile(failure.what());
-      throw;
-    }
-    if (Interrupted()) throw Failure(ExitCode::kInterrupted, name + ": interrupted");
-    if (sentences == 0 && !options_.quiet) Advise(name, level);
+    FileEnd end = options_.endpoint ? ToEndpoint(input, sink, heard) : ToTheEnd(input, all_channels, sink, heard);
+    progress.Hide();
+    if (input.phase().cancels()) end.note = PhaseNote(input.phase());
+    if (end.note.empty() && sentences == 0) end.note = QuietNote(levels);
+    report.EndFile(end);
+    if (!end.note.empty() && !options_.quiet && !Interrupted())
+      std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), end.note.c_str());
+    return end;
   }
 
- private:
-  using Heard = std::function<void(const std::vector<int16_t>&)>;
-
-  FileEnd ToTheEnd(Input& input, const Recording::Sink& sink, const Heard& heard) {
-    Recording recording(detector_, parameters_, rate_hz_, PolicyFor(task_), sink, frame_bytes_);
-    for (std::vector<int16_t> piece; !Interrupted() && input.Next(&piece);) {
-      recording.Feed(piece);
-      heard(piece);
+  FileEnd ToTheEnd(Input& input, bool all_channels, const Recording::Sink& sink, const Step& heard) {
+    std::vector<std::unique_ptr<Recording>> lanes;
+    for (size_t lane = 0; lane < input.lanes(); ++lane) {
+      const int channel = all_channels ? static_cast<int>(lane) + 1 : 0;
+      const Recording::Sink of_channel = [&sink, channel](const Sentence& sentence) {
+        Sentence named = sentence;
+        named.channel = channel;
+        sink(named);
+      };
+      lanes.push_back(std::make_unique<Recording>(DetectorOf(lane), parameters_, rate_hz_, PolicyFor(task_),
+                                                  all_channels ? of_channel : sink, frame_bytes_));
     }
-    recording.Finish();
+    for (Pieces pieces; !Interrupted() && input.Next(&pieces);) {
+      for (size_t lane = 0; lane < lanes.size(); ++lane) lanes[lane]->Feed(pieces[lane]);
+      heard(pieces);
+    }
     FileEnd end;
-    if (Interrupted()) end.reason = kInterruptedReason;
     end.rate_hz = rate_hz_;
-    end.samples = recording.samples();
-    if (task_.quality) {
-      end.quality = recording.quality();
+    for (size_t lane = 0; lane < lanes.size(); ++lane) {
+      lanes[lane]->Finish();
+      end.samples = lanes[lane]->samples();
+      if (task_.quality) {
+        for (SessionQuality quality : lanes[lane]->quality()) {
+          quality.channel = all_channels ? static_cast<int>(lane) + 1 : 0;
+          end.quality.push_back(std::move(quality));
+        }
+      } else if (lanes.size() == 1) {
+        end.others = lanes[lane]->others();
+      }
+    }
+    if (Interrupted()) {
+      end.reason = kInterruptedReason;
     } else {
-      end.others = recording.others();
+      end.damage = input.damage();
     }
     return end;
   }
 
   // As a live client does: one session, and nothing is sent any more once the engine has had enough.
-  FileEnd ToEndpoint(Input& input, const Recording::Sink& sink, const Heard& heard) {
-    Session session(detector_, parameters_, frame_bytes_);
+  FileEnd ToEndpoint(Input& input, const Recording::Sink& sink, const Step& heard) {
+    Session session(DetectorOf(0), parameters_, frame_bytes_);
     FileEnd end;
     end.rate_hz = rate_hz_;
     end.endpoint = true;
@@ -115,14 +156,15 @@ class SentenceRun {
               found.trig,
               found.eg,
               std::move(found.data),
-              {}});
+              {},
+              0});
       }
     };
-    for (std::vector<int16_t> piece; !session.ended() && !Interrupted() && input.Next(&piece);) {
-      session.Write(piece.data(), piece.size(), false);
-      end.samples += static_cast<int64_t>(piece.size());
+    for (Pieces pieces; !session.ended() && !Interrupted() && input.Next(&pieces);) {
+      session.Write(pieces[0].data(), pieces[0].size(), false);
+      end.samples += static_cast<int64_t>(pieces[0].size());
       pass_on();
-      heard(piece);
+      heard(pieces);
     }
     if (session.ended()) {
       // Only a session without any sentence can run into the response time-out, and only one with a sentence has a tail.
@@ -130,10 +172,14 @@ class SentenceRun {
     } else {
       session.Write(nullptr, 0, true);
       pass_on();
-      if (Interrupted()) end.reason = kInterruptedReason;
+      if (Interrupted()) {
+        end.reason = kInterruptedReason;
+      } else {
+        end.damage = input.damage();
+      }
     }
     if (task_.quality) {
-      end.quality.push_back({0, end.samples, session.others()});
+      end.quality.push_back({0, end.samples, session.others(), 0});
     } else {
       end.others = session.others();
     }
@@ -141,22 +187,24 @@ class SentenceRun {
   }
 
   // Nothing found: if the level is the likely reason, say so.
-  void Advise(const std::string& name, const LevelMeter& level) const {
-    if (!floor_) return;
+  std::string QuietNote(const std::vector<LevelMeter>& levels) const {
+    if (!floor_) return "";
+    double loudest_db = levels[0].loudest_db();
+    for (const LevelMeter& level : levels) loudest_db = std::max(loudest_db, level.loudest_db());
     // The floor is the natural logarithm of the energy sum of a 25 ms window (400 samples at 16 kHz).
     const double window = rate_hz_ / 40;
     const double floor_db = 10 * std::log10(std::exp(*floor_) / window) - 20 * std::log10(32768.0);
-    if (level.loudest_db() <= -119 || level.loudest_db() > floor_db + 12) return;
-    std::fprintf(
-        stderr,
-        "wvad: %s: note: the recording is very quiet (loudest 10 ms at %.0f dB, the engine's floor is at %.0f dB); try --gain auto\n",
-        name.c_str(), level.loudest_db(), floor_db);
+    if (loudest_db <= -119 || loudest_db > floor_db + 12) return "";
+    const std::string advice = options_.input.gain == "auto" ? "" : "; try --gain auto";
+    return "the recording is very quiet (loudest 10 ms at " + std::to_string(std::lround(loudest_db)) + " dB, the engine's floor is at " +
+           std::to_string(std::lround(floor_db)) + " dB)" + advice;
   }
 
   const SentenceOptions& options_;
   const SentenceTask& task_;
-  Detector& detector_;
+  Engine& engine_;
   ParameterList parameters_;
+  std::vector<std::unique_ptr<Detector>> detectors_;
   int rate_hz_ = 16000;
   size_t frame_bytes_ = 0;
   bool heard_any_ = false;
@@ -177,10 +225,13 @@ RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task)
   RememberInterrupts();
   const ParameterPlan plan = PlanParameters(options.engine.settings, options.endpoint, task.handout, task.quality);
   const std::string model = FindModel(options.engine.model, options.engine.models_dir);
-  Engine engine(model, plan.configuration, FurtherConfiguration(options.engine, plan, model));
-  Detector detector(engine);
-  SentenceRun run(options, task, detector, plan.session);
+  const std::string own = ReadConfiguration(options.engine.config, options.endpoint, options.quiet);
+  Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, own));
+  SentenceRun run(options, task, engine, plan.session);
   const InputReader reader(options.input, run.rate_hz());
+  if (options.endpoint && reader.all_channels()) {
+    throw Failure(ExitCode::kUsage, "--endpoint and --channel all exclude each other: a live client listens to one");
+  }
   const std::unique_ptr<Report> report = task.make_report(run.rate_hz());
   RunResult result;
   try {
@@ -204,7 +255,7 @@ ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
   std::optional<Output> output;
   task.make_report = [&](int) {
     output.emplace(options.output, rules);
-    return options.format->make(*output, {options.input.files.size() > 1, !options.quiet, false});
+    return options.format->make(*output, {options.input.files.size() > 1, !options.quiet, false, options.input.channel == "all"});
   };
   const RunResult result = RunSentences(options, task);
   if (result.heard_any) output->Close();

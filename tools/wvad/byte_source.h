@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The bytes of a recording, from a file or a stream, for decoders that go forward and look back. A stream is kept as far as they look back:
+// its first MiB and its last one, or all of it in a temporary file without a name.
+#ifndef WVAD_WVAD_BYTE_SOURCE_H_
+#define WVAD_WVAD_BYTE_SOURCE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace TSEG::tool {
+
+class ByteSource {
+ public:
+  virtual ~ByteSource() = default;
+  // Up to `count` bytes from `offset` on, waiting for what a stream has not brought yet; fewer only at the end, and where a stream has let
+  // them go. Throws Failure(kNoFile) where the system cannot read.
+  virtual size_t ReadAt(uint64_t offset, void* out, size_t count) = 0;
+  // None for a stream that has not ended yet.
+  virtual std::optional<uint64_t> length() const = 0;
+  // A stream keeps everything from here on. Call before much has been read.
+  virtual void KeepAll() {}
+};
+
+// `path`: "-" for standard input, which is read from where it stands. Throws Failure(kNoFile): missing, a folder, no right to read.
+std::unique_ptr<ByteSource> OpenBytes(const std::string& path);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_BYTE_SOURCE_H_

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/container.h"
+
+#include <array>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "wvad/mp3_frame.h"
+
+namespace TSEG::tool {
+namespace {
+
+using namespace std::string_view_literals;
+
+struct Mark {
+  std::string_view start;
+  size_t form_offset;     // where `form` stands
+  std::string_view form;  // empty: the start says enough
+  Container container;
+};
+
+constexpr Mark kMarks[] = {
+    {"RIFF"sv, 8, "WAVE"sv, Container::kWave},      {"RIFX"sv, 8, "WAVE"sv, Container::kOther},
+    {"RF64"sv, 8, "WAVE"sv, Container::kOther},     {"riff\x2E\x91\xCF\x11"sv, 0, ""sv, Container::kOther},  // W64
+    {"FORM"sv, 8, "AIFF"sv, Container::kAiff},      {"FORM"sv, 8, "AIFC"sv, Container::kAiff},
+    {"FORM"sv, 8, "8SVX"sv, Container::kOther},     {".snd"sv, 0, ""sv, Container::kAu},
+    {"caff"sv, 0, ""sv, Container::kOther},         {"fLaC"sv, 0, ""sv, Container::kFlac},
+    {"OggS"sv, 0, ""sv, Container::kOgg},           {"NIST_1A"sv, 0, ""sv, Container::kOther},
+    {"Creative Voi"sv, 0, ""sv, Container::kOther}, {"ID3\x02"sv, 0, ""sv, Container::kMp3},
+    {"ID3\x03"sv, 0, ""sv, Container::kMp3},        {"ID3\x04"sv, 0, ""sv, Container::kMp3},
+};
+
+// A number of `count` bytes, the most significant last or first.
+uint64_t Little(const unsigned char* bytes, size_t count) {
+  uint64_t value = 0;
+  for (size_t i = count; i > 0; --i) value = value << 8 | bytes[i - 1];
+  return value;
+}
+
+uint64_t Big(const unsigned char* bytes, size_t count) {
+  uint64_t value = 0;
+  for (size_t i = 0; i < count; ++i) value = value << 8 | bytes[i];
+  return value;
+}
+
+// Writers that cannot come back put 0 or something close to the greatest number there.
+constexpr uint64_t kUnknownFrom = 0x7FFF0000;
+
+bool Is(const unsigned char* bytes, const char* id) { return std::memcmp(bytes, id, 4) == 0; }
+
+void ReadWaveFormat(ByteSource& bytes, uint64_t at, Stretch* stretch) {
+  std::array<unsigned char, 40> chunk{};
+  if (bytes.ReadAt(at, chunk.data(), chunk.size()) < 16) return;
+  constexpr uint64_t kExtensible = 0xFFFE;  // the format proper stands in the chunk's extension
+  const uint64_t tag = Little(chunk.data(), 2);
+  const int format = static_cast<int>(tag == kExtensible ? Little(chunk.data() + 24, 2) : tag);
+  stretch->channels = static_cast<int>(Little(chunk.data() + 2, 2));
+  stretch->rate_hz = static_cast<int>(Little(chunk.data() + 4, 4));
+  const size_t block = Little(chunk.data() + 12, 2);
+  if (stretch->channels > 0) stretch->form = RawFormOfWave(format, block / static_cast<size_t>(stretch->channels));
+}
+
+std::optional<Stretch> FindInWave(ByteSource& bytes) {
+  Stretch stretch;
+  std::array<unsigned char, 12> head{};
+  if (bytes.ReadAt(0, head.data(), head.size()) < head.size()) return std::nullopt;
+  const uint64_t riff_end = Little(head.data() + 4, 4) + 8;
+  std::array<unsigned char, 8> chunk{};
+  for (uint64_t at = 12; bytes.ReadAt(at, chunk.data(), chunk.size()) == chunk.size();) {
+    const uint64_t size = Little(chunk.data() + 4, 4);
+    at += chunk.size();
+    if (Is(chunk.data(), "fmt ")) ReadWaveFormat(bytes, at, &stretch);
+    if (Is(chunk.data(), "data")) {
+      stretch.begin = at;
+      const std::optional<uint64_t> length = bytes.length();
+      const bool goes_on = !length || (*length > at && *length > riff_end);
+      const bool unknown = size >= kUnknownFrom && (!length || at + size > *length);
+      if (!unknown && !(size == 0 && goes_on)) stretch.declared = size;
+      stretch.unclosed = size == 0 && length && goes_on;
+      return stretch;
+    }
+    at += size + size % 2;
+  }
+  return std::nullopt;
+}
+
+std::optional<Stretch> FindInAiff(ByteSource& bytes) {
+  std::array<unsigned char, 8> chunk{};
+  for (uint64_t at = 12; bytes.ReadAt(at, chunk.data(), chunk.size()) == chunk.size();) {
+    const uint64_t size = Big(chunk.data() + 4, 4);
+    if (Is(chunk.data(), "SSND")) return Stretch{at + 8, size, false, nullptr, 0, 0};
+    at += 8 + size + size % 2;
+  }
+  return std::nullopt;
+}
+
+std::optional<Stretch> FindInAu(ByteSource& bytes) {
+  std::array<unsigned char, 12> head{};
+  if (bytes.ReadAt(0, head.data(), head.size()) < head.size()) return std::nullopt;
+  Stretch stretch;
+  stretch.begin = Big(head.data() + 4, 4);
+  if (const uint64_t size = Big(head.data() + 8, 4); size < kUnknownFrom) stretch.declared = size;
+  return stretch;
+}
+
+// A tag is MP3's custom, but stands before FLAC too.
+Container BehindTag(ByteSource& bytes, Container container) {
+  if (container != Container::kMp3) return container;
+  constexpr uint64_t kFurthest = 1 << 19;  // what a stream keeps, however far a decoder then goes
+  const uint64_t at = BehindId3(bytes);
+  std::array<char, 4> behind{};
+  const bool flac =
+      at <= kFurthest && bytes.ReadAt(at, behind.data(), behind.size()) == behind.size() && std::memcmp(behind.data(), "fLaC", 4) == 0;
+  return flac ? Container::kFlac : container;
+}
+
+}  // namespace
+
+Container Recognise(ByteSource& bytes) {
+  std::array<char, 12> first{};
+  const size_t got = bytes.ReadAt(0, first.data(), first.size());
+  const std::string_view start(first.data(), got);
+  for (const Mark& mark : kMarks) {
+    if (start.substr(0, mark.start.size()) != mark.start) continue;
+    if (mark.form.empty() || (got == first.size() && start.substr(mark.form_offset, mark.form.size()) == mark.form))
+      return BehindTag(bytes, mark.container);
+  }
+  return StartsWithMp3Frames(bytes) ? Container::kMp3 : Container::kNone;
+}
+
+std::optional<Stretch> FindStretch(ByteSource& bytes, Container container) {
+  switch (container) {
+    case Container::kWave:
+      return FindInWave(bytes);
+    case Container::kAiff:
+      return FindInAiff(bytes);
+    case Container::kAu:
+      return FindInAu(bytes);
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace TSEG::tool
