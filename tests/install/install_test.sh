@@ -63,5 +63,5 @@ head -c 64000 /dev/zero | "$scratch/moved/bin/wvad" segment --model mine --quiet
 # What was installed goes, and nothing else.
 mv "$scratch/moved" "$prefix"
 cmake -D MANIFEST="$build/install_manifest.txt" -P "$source/../../cmake/uninstall.cmake" >"$scratch/uninstall.log"
-left=$(find "$prefix" ! -type d)
+left=$(find "$prefix" ! -type d ! -path "*/log/*")  # the log is of those who ran it
 [ "$left" = "$lib/vad/mine.bin" ] || { echo "left over: $left"; exit 1; }

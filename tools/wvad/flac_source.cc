@@ -85,10 +85,16 @@ class FlacSource : public AudioSource {
     return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
   }
 
-  static void NoteError(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus status, void* user) {
+  static void NoteError(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus, void* user) {
     ++Of(user).errors_;
-    // The frame comes all the same, as silence.
-    if (status == FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH) Of(user).silenced_ = true;
+    Of(user).after_error_ = true;
+  }
+
+  static bool IsSilent(const FLAC__Frame& frame, const FLAC__int32* const* samples) {
+    for (unsigned c = 0; c < frame.header.channels; ++c) {
+      if (std::any_of(samples[c], samples[c] + frame.header.blocksize, [](FLAC__int32 sample) { return sample != 0; })) return false;
+    }
+    return true;
   }
 
   void Take(const FLAC__Frame& frame, const FLAC__int32* const* samples) {
@@ -96,8 +102,9 @@ class FlacSource : public AudioSource {
     if (frame.header.channels != channels) return;
     const auto begin = static_cast<int64_t>(frame.header.number.sample_number);
     const auto block = static_cast<int64_t>(frame.header.blocksize);
-    if (silenced_) missing_ += block;
-    silenced_ = false;
+    // For what it lost the decoder gives frames of zeros; sound ends them.
+    after_error_ = after_error_ && IsSilent(frame, samples);
+    if (after_error_) missing_ += block;
     // Behind a damaged place the count of samples has gone on. One that cannot be is that of a damaged frame.
     const int64_t furthest = frames_ > 0 ? frames_ : decoded_ + int64_t{3600} * rate_hz_;
     if (begin > decoded_ && begin <= furthest) {
@@ -134,7 +141,7 @@ class FlacSource : public AudioSource {
   int64_t decoded_ = 0;  // the place that has been reached, in frames
   int64_t missing_ = 0;
   int errors_ = 0;
-  bool silenced_ = false;  // the frame that comes next
+  bool after_error_ = false;  // and no sound since
   bool wrong_checksum_ = false;
   bool at_end_ = false;
   std::vector<float> ready_;  // [taken_, size) not handed out yet
