@@ -20,6 +20,7 @@ from quantised_lstm import FIXED_SHIFTS, INT8_RANGES, PRIMING_BLOCKS, STACKED, C
 from session_blocks import load_split
 
 FC_SHARE = 0.7  # the greatest part of the range before a wrap that the units behind the recurrent layer may use
+OUTPUT_SHARE = 0.75  # the same of the outputs: their sum is held at the end of its range, but wraps when the bias is added there
 GREATEST_WEIGHT = 3.9  # of the outputs of the 16-bit form
 GREATEST_BIAS = 8.0
 
@@ -65,8 +66,10 @@ def with_smaller_units(net, share):
         raise SystemExit("the units behind the recurrent layer come too close to a wrap")
 
 
-def set_operating_point(net, groups):
-    most = 2.0 if net.kind == "lstm_fb40" else min(2.0, GREATEST_WEIGHT / float(np.abs(net.out).max()))
+def set_operating_point(net, groups, counts):
+    most = 2.0
+    if net.kind == "lstm_fb75":
+        most = min(most, GREATEST_WEIGHT / float(np.abs(net.out).max()), OUTPUT_SHARE / counts.greatest["output and bias"])
     point = choose(groups, highest=max(0.6, most))
     move = AT_THRESHOLD - point.slope * point.score
     net.out = (net.out * point.slope).astype(np.float32)
@@ -143,8 +146,9 @@ def main():
     groups = scores_by_group(net, judged, counts)
     if counts.greatest.get("fc and bias", 0.0) > FC_SHARE:
         with_smaller_units(net, counts.greatest["fc and bias"])
-        groups = scores_by_group(net, judged, Counts())
-    set_operating_point(net, groups)
+        counts = Counts()
+        groups = scores_by_group(net, judged, counts)
+    set_operating_point(net, groups, counts)
     refuse_unfit(net)
     check(net, judged + load_split(os.path.join(args.data, "valid"), kind))
     write_folder(net, args.out, args.comment)

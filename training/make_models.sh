@@ -7,7 +7,7 @@
 #
 # CORPUS  folder with manifest.csv (docs/training.md)
 # BIN     folder with wvad and wvad-blocks
-# WORK    what is made: sessions, features, networks, models, about 15 GB
+# WORK    what is made: sessions, features, networks, models, about 18 GB
 # INIT    folder with smaller models to begin with (lstm_fb75.bin, lstm_fb40.bin); without it networks begin at random and need more steps
 #
 # PYTHON and JOBS may be set in the environment. docs/training.md says how long each step takes.
@@ -41,26 +41,30 @@ sessions() {  # folder, split, hours, seed
 recurrent() {  # kind, cells, hidden units, steps
   local begin=()
   [ -n "$init" ] && begin=(--init "$init/$1.bin")
-  once "$work/run/$1/.trained" "$python" "$scripts/train_lstm.py" --kind "$1" --data "$work/data" "$work/data2" --out "$work/run/$1" \
+  once "$work/run/$1/.trained" "$python" "$scripts/train_lstm.py" --kind "$1" --data "$work/data" "$work/data3" --out "$work/run/$1" \
     "${begin[@]}" --cells "$2" --hidden "$3" --steps "$4" --seed 1
-  once "$work/run/$1/model/model.json" "$python" "$scripts/export_lstm.py" --network "$work/run/$1/network.npz" --data "$work/data" --out "$work/run/$1/model"
+  # shellcheck disable=SC2012 # names are ours
+  once "$work/run/$1/.averaged" "$python" "$scripts/average_networks.py" --out "$work/run/$1/average.npz" $(ls "$work/run/$1"/step_*.npz | tail -4)
+  once "$work/run/$1/model/model.json" "$python" "$scripts/export_lstm.py" --network "$work/run/$1/average.npz" --data "$work/data" --out "$work/run/$1/model"
 }
 
 judge() {
-  "$bin/wvad" model pack "$work/run/$1/model" -o "$work/$1.bin"
+  once "$work/$1.bin" "$bin/wvad" model pack "$work/run/$1/model" -o "$work/$1.bin"
   once "$work/$1.json" "$python" "$scripts/evaluate_model.py" --model "$work/$1.bin" --blocks "$bin/wvad-blocks" --wvad "$bin/wvad" --data "$work/data" \
     --work "$work/eval" --json "$work/$1.json"
 }
 
 sessions "$work/data" valid 1.5 1
-sessions "$work/data" train 24 1
-sessions "$work/data2" train 30 2
+sessions "$work/data" train 54 1
+once "$work/data3/train/.mixed" "$python" "$scripts/mix_sessions.py" --corpus "$corpus" --out "$work/data3" --cache "$work/cache" --split train --hours 9 --seed 3 \
+  --only noise --jobs "$jobs"
+once "$work/data3/train/.features" features "$work/data3/train"
 once "$work/data/judged/.made" "$python" "$scripts/judged_sets.py" --corpus "$corpus" --out "$work/data" --cache "$work/cache"
 once "$work/data/judged/.features" features "$work/data/judged"
 
 recurrent lstm_fb75 256 128 5000
 recurrent lstm_fb40 224 96 4400
-once "$work/run/dnn_fb75/.trained" "$python" "$scripts/train_dnn.py" --data "$work/data" "$work/data2" --judged "$work/data" --out "$work/run/dnn_fb75" --seed 1
+once "$work/run/dnn_fb75/.trained" "$python" "$scripts/train_dnn.py" --data "$work/data" "$work/data3" --judged "$work/data" --out "$work/run/dnn_fb75" --seed 1
 once "$work/run/dnn_fb75/model/model.json" "$python" "$scripts/export_dnn.py" --network "$work/run/dnn_fb75/network.npz" --data "$work/data" --out "$work/run/dnn_fb75/model"
 
 for kind in lstm_fb75 lstm_fb40 dnn_fb75; do judge "$kind"; done

@@ -8,8 +8,8 @@ a share of the squared distance to the log-odds themselves, which goes on tellin
 
 import torch
 
-TEMPERATURE = 3.0
-SQUARED_SHARE = 0.1
+TEMPERATURE = 2.0
+SQUARED_SHARE = 0.05
 
 
 def soft_loss(score, log_odds, weight, temperature=TEMPERATURE, squared=SQUARED_SHARE):

@@ -7,8 +7,8 @@ DIR/train comes from mix_sessions.py and DIR/judged from judged_sets.py. What th
     wvad-blocks --model lstm_fb40 --half --out DIR/SPLIT/feat40 --list DIR/SPLIT/sessions.txt
 and in DIR/SPLIT/feat for "lstm_fb75", the same frames as for "dnn_fb75".
 
-Writes OUT/network.npz, the state with the greatest merit on the judged recordings (watched_sets.py), and OUT/last.npz; weights are averaged
-over some hundred steps. A run that was stopped goes on from OUT/resume.pt. export_lstm.py makes the model.
+Writes OUT/step_NNNNN.npz at every look at the judged recordings, weights being averaged over some hundred steps, and OUT/network.npz, the one of these
+with the greatest merit (watched_sets.py). A run that was stopped goes on from OUT/resume.pt. export_lstm.py makes the model.
 """
 
 import argparse
@@ -137,7 +137,7 @@ class Run:
         line.update(look(model, judged, priming))
         self.log.append(line)
         print(json.dumps(line), flush=True)
-        self.store(model, "last.npz")
+        self.store(model, f"step_{self.step:05d}.npz")
         if line["merit"] > self.best:
             self.best = line["merit"]
             self.store(model, "network.npz")
