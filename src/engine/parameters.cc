@@ -14,7 +14,7 @@
 #include "engine/engine.h"
 #include "engine/engine_call.h"
 #include "log/refusal.h"
-#include "params/cfg_vad.h"
+#include "params/param_table.h"
 #include "session/tseg_inst.h"
 
 namespace TSEG {
@@ -40,7 +40,7 @@ int InvalidSpecial(int code, const char* param, const char* value) {
   return WVAD_FAIL(code, "ret", "WVADSetParameter | invalid para, param = %s, param_value = %s", param, value);
 }
 
-bool AsksKel(int position) { return position == kParamKelSid || (position >= 46 && position <= 48); }
+bool AsksKel(int position) { return position == kParamKelSid || (position >= kParamKelSampleRate && position <= kParamKelCurThreshold); }
 
 // The text of a special name; empty for the names that give none.
 std::string SpecialText(const TsegInst& inst, int position) {

@@ -48,6 +48,18 @@ TEST_F(ResConfig, WithoutAFileTheDefaultsStay) {
   EXPECT_EQ(cfg.normal_count, 0);
 }
 
+TEST_F(ResConfig, AMissingFileIsToldAtLevelInf) {
+  srlog_close();
+  {
+    const LogCapture others(LogCapture::kAllLevels & ~uint32_t{kLogInf});
+    CFG_RESMGR().init();
+    EXPECT_EQ(others.Text(), "");
+  }
+  const LogCapture info(kLogInf);
+  CFG_RESMGR().init();
+  EXPECT_EQ(info.CountLines("CFG_RESMGR::init | Couldn't find cfg_file: w_tseg.cfg"), 1);
+}
+
 TEST_F(ResConfig, AFolderOfThatNameIsNoFile) {
   std::filesystem::create_directory(folder_.file("w_tseg.cfg"));
   CFG_RESMGR().init();
@@ -100,6 +112,36 @@ TEST_F(ResConfig, FourValuesCanBeSetAndRead) {
     EXPECT_TRUE(cfg.get_para_value(row.name, text, sizeof text)) << row.name;
     EXPECT_STREQ(text, row.read) << row.name;
   }
+}
+
+TEST_F(ResConfig, AValueIsSetAsTheFileWouldSetIt) {
+  CFG_RESMGR cfg;
+  const struct {
+    const char* value;
+    float number;
+    bool flag;
+  } kRows[] = {{"2.5", 2.5F, true}, {"3x", 3.0F, true}, {"x", 0.0F, false}, {"", 0.0F, false}, {"0x10", 16.0F, true}, {"true", 0.0F, true}};
+  for (const auto& row : kRows) {
+    EXPECT_TRUE(cfg.set_para_value("wresMgr_param_personal_timeThreshold", row.value)) << row.value;
+    EXPECT_TRUE(cfg.set_para_value("wresMgr_param_resetUseNvidiaGPUAvailable", row.value)) << row.value;
+    EXPECT_EQ(cfg.timeThreshold, row.number) << row.value;
+    EXPECT_EQ(cfg.resetUseNvidiaGPUAvailable, row.flag) << row.value;
+  }
+  EXPECT_EQ(log_.Text(), "");
+}
+
+TEST_F(ResConfig, NoNameAndNoValueAreRefused) {
+  CFG_RESMGR cfg;
+  char text[8];
+  EXPECT_FALSE(cfg.set_para_value(nullptr, "1"));
+  EXPECT_FALSE(cfg.set_para_value("wresMgr_param_is_calc_md5", nullptr));
+  EXPECT_FALSE(cfg.get_para_value(nullptr, text, sizeof text));
+  EXPECT_FALSE(cfg.get_para_value("wresMgr_param_is_calc_md5", nullptr, 8));
+  EXPECT_EQ(log_.Text(),
+            "CFG_RESMGR::set_para_value | para not suitable for normal operation, param = \n"
+            "CFG_RESMGR::set_para_value | para not suitable for normal operation, param = wresMgr_param_is_calc_md5\n"
+            "CFG_RESMGR::get_para_value | para not suitable for normal operation, param = \n"
+            "CFG_RESMGR::get_para_value | para not suitable for normal operation, param = wresMgr_param_is_calc_md5\n");
 }
 
 TEST_F(ResConfig, OtherNamesCanNeitherBeSetNorRead) {
