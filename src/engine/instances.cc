@@ -2,8 +2,8 @@
 //
 // Instances and sessions: create, destroy, start, stop.
 //
-// Two orders of checks differ on purpose, as callers have always seen them: Start looks at the handle before the engine, the others the
-// other way round.
+// Start looks at the handle before the engine, the others the other way round: callers have always told the two mistakes apart by these
+// codes.
 #include "engine/engine.h"
 #include "engine/engine_call.h"
 #include "log/refusal.h"

@@ -2,8 +2,9 @@
 //
 // SetParameter and GetParameter: normal parameters by the table of CFG_VAD, special names here.
 //
-// The two functions differ on purpose in their codes for null arguments. A number that a normal parameter does not take whole leaves
-// wVadSetParameter as boost::bad_lexical_cast, the one failure at this boundary without a code; special names read such text as 0.
+// The two functions have codes of their own for null arguments, by which callers tell them. A normal parameter's number that does not
+// convert whole leaves wVadSetParameter as boost::bad_lexical_cast, the one failure at this boundary without a code; special names read
+// such text as 0.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

@@ -18,7 +18,8 @@ void MelBank::Build(int n_filters, int n_fft, float bin_hz) {
   n_filters_ = n_filters;
   const int n_bins = n_fft / 2;
 
-  // Centres, through Hertz and back with every step single: the round trip moves them in their last bits, and it is kept on purpose.
+  // Centres, through Hertz and back with every step single: the round trip moves them in their last bits, and the
+  // features that models are trained on come from these filters.
   std::vector<float> centre(static_cast<size_t>(n_filters) + 2);
   const double top = MelOfHz(static_cast<float>(n_bins) * bin_hz);
   centre[0] = 0.0f;

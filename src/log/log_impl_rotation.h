@@ -21,7 +21,7 @@ int Log_Impl_T<IO, LOCK, CFG>::backup() {
   if (!cfg_.overwrite()) {
     char time[kTimeSize];
     time_text(time, true, false);
-    // The last "." of the whole path, even where it belongs to a folder's name: kept on purpose, old files are found by these names.
+    // The last "." of the whole path, even where it belongs to a folder's name: old files are found by these names.
     target = target.substr(0, target.rfind('.')) + "_" + time + ".log";
   }
   if (cfg_.maxcount() > 0) DeleteOldest();

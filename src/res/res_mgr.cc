@@ -114,8 +114,8 @@ Res_mgr::~Res_mgr() {
     if (!table_.empty()) {
       WVAD_LOG_WARN("Res_mgr::~Res_mgr | %d's resource has not been release correctly", static_cast<int>(table_.size()));
     }
-    // What is still counted cannot be deleted, and then this never ends; kept on purpose, since a count above 0 here means that somebody
-    // still reads the resource.
+    // What is still counted cannot be deleted, and then this never ends: a count above 0 here means that somebody still reads
+    // the resource.
     while (!table_.empty()) {
       const WREC_RES_SET key = table_.begin()->first;
       const std::string label(table_.begin()->second->GetResKey(), 32);
@@ -220,7 +220,7 @@ int Res_mgr::FetchDependencies(const WREC_RES_SET* deps, int nDeps, const Source
 
 std::unique_ptr<ResLoader> Res_mgr::MakeLoader(int category) {
   ResLoaderCreater* creator = LoaderRegistry::instance().find(category);
-  // The table of categories only filters names. To ask for one without a loader is a programming error, and stops the process on purpose.
+  // The table of categories only filters names. To ask for one without a loader is a programming error, and stops the process.
   if (creator == nullptr) platform::FaultAtZero();
   std::unique_ptr<ResLoader> loader = creator->create(this);
   loader->SetConfiguration(cfg_.get());
