@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Cost per 10 ms frame, stage by stage and of the whole road, beside the cost of one 512-point transform.
+// Cost per 10 ms frame, stage by stage and end to end, beside the cost of one 512-point transform.
 //
 //   wvad_stage_bench MODEL... [Google Benchmark options]      rows are named for the files of the models
 //
@@ -159,13 +159,10 @@ void Pitch(benchmark::State& state) {
   });
 }
 
-
 // The features of the write path: front end, differences, stacking, normalisation of the blocks left to the network.
 class ChannelRun {
  public:
-  explicit ChannelRun(const NetworkKind& kind) : kind_(kind) {
-    FrontEndChannelStart(&channel_, kRate, true, 0, false, kind.nFeatureDim);
-  }
+  explicit ChannelRun(const NetworkKind& kind) : kind_(kind) { FrontEndChannelStart(&channel_, kRate, true, 0, false, kind.nFeatureDim); }
   const float* Pop() {
     BlockEnd end;
     return kind_.pop(&channel_, false, &end);
@@ -248,7 +245,7 @@ void Decision(benchmark::State& state, const Setup& setup) {
 }
 
 // wVadAudioWrite and wVadAudioRead in pieces of 100 ms, as a client calls them.
-void WholeRoad(benchmark::State& state, const Setup& setup) {
+void EndToEnd(benchmark::State& state, const Setup& setup) {
   Use(setup);
   WVADInst inst = StartInstance();
   constexpr size_t kPiece = 1600;
@@ -293,7 +290,7 @@ void RegisterModel(const std::string& path, std::vector<std::pair<std::string, S
     if (row.form != Setup::Form::kDetected && kind->nFeatureDim != 40) break;
     setup.form = row.form;
     Tidy(benchmark::RegisterBenchmark(("Network/" + name + "/" + row.name).c_str(), NetworkAlone, setup));
-    Tidy(benchmark::RegisterBenchmark(("WholeRoad/" + name + "/" + row.name).c_str(), WholeRoad, setup));
+    Tidy(benchmark::RegisterBenchmark(("EndToEnd/" + name + "/" + row.name).c_str(), EndToEnd, setup));
     loads->emplace_back("ModelLoad/" + name + "/" + row.name, setup);
   }
 }

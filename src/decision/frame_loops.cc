@@ -72,7 +72,8 @@ int RunLoopOf(TsegInst* inst, NetworkKindIndex kind, bool bLast) {
     RunLoop(inst, scorer, bLast);
     return 0;
   }
-  // An instance whose parameters were turned to a road that it was not made for cannot decide: its frames go, so that the rings stay open.
+  // An instance whose parameters were turned to a network that it was not made for cannot decide: its frames go, so that the rings stay
+  // open.
   DropFrames(inst);
   WVAD_REFUSE(WVAD_ERROR_RESOURCE_TYPE, "%s | no network for model type %s", NetworkKindAt(kind).szLoop,
               inst->pCfg->wvad_param_TsegModelType.c_str());

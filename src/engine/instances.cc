@@ -49,7 +49,7 @@ int Engine::Start(WVADInst inst) {
   if (!IsServedRate(inst->nSampleRate)) {
     return WVAD_REFUSE(WVAD_ERROR_INVALID_PARA_VALUE, "WVADAPI wVadStart | nSampleRate = %d don't support", inst->nSampleRate);
   }
-  inst->StartRoad(networks(), defaults_.wvad_param_cmn_type);
+  inst->StartPipeline(networks(), defaults_.wvad_param_cmn_type);
   if (cfg.wvad_param_isVadDegOn) inst->diagnostics.BeginText();
   if (cfg.wvad_param_bKelOn && inst->hKel != nullptr) {
     const int ret = table_.wKelStart(inst->hKel);
