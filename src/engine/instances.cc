@@ -55,7 +55,7 @@ int Engine::Start(WVADInst inst) {
     const int ret = table_.wKelStart(inst->hKel);
     if (ret != 0) return WVAD_FAIL(ret, "ret", "wVadStart | wKelStart failed");
   }
-  inst->StartParts(nEpoch);
+  inst->StartParts(epoch_);
   return 0;
 }
 

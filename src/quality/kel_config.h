@@ -57,7 +57,7 @@ constexpr int FindKelParam(const char* key, int first, int last) { return FindPa
 
 // One component: whether it is up, and the parameters that its instances are made from.
 struct KelEngine {
-  bool bInit = false;
+  bool up = false;
   CFG_KEL defaults;
 };
 
