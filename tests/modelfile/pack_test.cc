@@ -31,8 +31,9 @@ TEST_F(Pack, MakesTheModelThatTheFolderDescribes) {
   Description(R"({"network_type": "MLP_RES_DNN", "comment": "as it is", "keys": [["0", 1], ["is_ctc", true], ["2", "x"]],
     "variables": [{"name": "mean"}, {"name": "w", "file": "first.npy", "shift16": 10, "shift8": 8, "aux16": 11, "aux8": 9},
                   {"name": "map"}, {"name": "again", "file": "mean.npy", "shift": 5, "dtype": "double"}]})");
-  EXPECT_EQ(PackFolder(folder_.path(), folder_.file("out.bin")), 384u + 13400u + 9 * 4 + 2 * 2 + 3 * 8);
-  const ModelContents contents = ReadModel(ReadFileBytes(folder_.file("out.bin")));
+  const Bytes file = WriteModel(ReadFolder(folder_.path()));
+  EXPECT_EQ(file.size(), 384u + 13400u + 9 * 4 + 2 * 2 + 3 * 8);
+  const ModelContents contents = ReadModel(file);
   EXPECT_EQ(contents.keys, (std::vector<std::pair<std::string, std::string>>{{"0", "1"}, {"is_ctc", "true"}, {"2", "x"}}));
   ASSERT_EQ(contents.variables.size(), 4u);
   EXPECT_EQ(contents.variables[0], Floats("mean", 3, 1, {1, 2, 3}));

@@ -114,10 +114,4 @@ ModelContents ReadFolder(const std::string& folder, std::vector<std::string>* fi
   return contents;
 }
 
-size_t PackFolder(const std::string& folder, const std::string& out_path) {
-  const Bytes bytes = WriteModel(ReadFolder(folder));
-  WriteFileBytes(out_path, bytes);
-  return bytes.size();
-}
-
 }  // namespace TSEG::modelfile
