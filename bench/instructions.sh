@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 #
-# Instructions per 10 ms frame under callgrind, of the whole road and of its stages. The whole road is the difference of two runs of different
+# Instructions per 10 ms frame under callgrind, end to end and of the stages. End to end is the difference of two runs of different
 # length, so that start-up drops out; a stage is all that its functions and what they call take.
 # Callgrind does not know every instruction of the newest processors; WVAD_FORCE_KERNELS=sse41 or ref narrows the kernels.
 #
@@ -18,7 +18,7 @@ count() {
 short=$(count 0.1)
 long=$(count 0.3)
 # 0.2 minutes are 1200 frames, 0.3 minutes 1800.
-echo "whole_road $(((long - short) / 1200))"
+echo "end_to_end $(((long - short) / 1200))"
 callgrind_annotate --inclusive=yes --auto=no --threshold=100 "$folder/out" >"$folder/text"
 stage() {
   name=$1

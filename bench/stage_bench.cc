@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Cost per 10 ms frame, stage by stage and of the whole road, beside the cost of one 512-point transform.
+// Cost per 10 ms frame, stage by stage and end to end, beside the cost of one 512-point transform.
 //
 //   wvad_stage_bench MODEL... [Google Benchmark options]      rows are named for the files of the models
 //
@@ -159,13 +159,10 @@ void Pitch(benchmark::State& state) {
   });
 }
 
-
 // The features of the write path: front end, differences, stacking, normalisation of the blocks left to the network.
 class ChannelRun {
  public:
-  explicit ChannelRun(const NetworkKind& kind) : kind_(kind) {
-    FrontEndChannelStart(&channel_, kRate, true, 0, false, kind.nFeatureDim);
-  }
+  explicit ChannelRun(const NetworkKind& kind) : kind_(kind) { FrontEndChannelStart(&channel_, kRate, true, 0, false, kind.feature_dim); }
   const float* Pop() {
     BlockEnd end;
     return kind_.pop(&channel_, false, &end);
@@ -187,7 +184,7 @@ class ChannelRun {
 // Differences and stacking: the channel less the front end in it.
 void Features(benchmark::State& state, const NetworkKind* kind) {
   ChannelRun channel(*kind);
-  FrontEndRun front(kind->nFeatureDim != 40);
+  FrontEndRun front(kind->feature_dim != 40);
   Measure(
       state, [&] { channel.Batch([](const float* block) { benchmark::DoNotOptimize(block); }); }, {}, [&] { front.Batch(); });
 }
@@ -195,9 +192,9 @@ void Features(benchmark::State& state, const NetworkKind* kind) {
 const NetworkKind& KindOf(WVADInst inst) { return *inst->network.kind(); }
 
 bool AddBlock(TSEG::Network& network, const NetworkKind& kind, const float* block) {
-  if (network.pDnn) return DnnForwardAddBlock(network.pDnn.get(), block, kind.nBlockFloats, false);
-  if (kind.nFeatureDim == 40) return LstmForwardAddBlock40(network.pLstm.get(), block, kind.nBlockFloats, false);
-  return LstmForwardAddBlock75(network.pLstm.get(), block, kind.nBlockFloats, false);
+  if (network.pDnn) return DnnForwardAddBlock(network.pDnn.get(), block, kind.block_floats, false);
+  if (kind.feature_dim == 40) return LstmForwardAddBlock40(network.pLstm.get(), block, kind.block_floats, false);
+  return LstmForwardAddBlock75(network.pLstm.get(), block, kind.block_floats, false);
 }
 
 // The network by itself, on blocks of real features.
@@ -205,7 +202,7 @@ void NetworkAlone(benchmark::State& state, const Setup& setup) {
   Use(setup);
   WVADInst inst = StartInstance();
   const NetworkKind& kind = KindOf(inst);
-  const size_t floats = static_cast<size_t>(kind.nBlockFloats);
+  const size_t floats = static_cast<size_t>(kind.block_floats);
   std::vector<float> blocks;
   ChannelRun(kind).Batch([&](const float* block) { blocks.insert(blocks.end(), block, block + floats); });
   const size_t count = blocks.size() / floats;
@@ -213,7 +210,7 @@ void NetworkAlone(benchmark::State& state, const Setup& setup) {
   float scores[16];
   int32_t stride = 0;
   const auto batch = [&] {
-    for (size_t k = 0; k < kFrames / static_cast<size_t>(kind.nBlockFrames); ++k) {
+    for (size_t k = 0; k < kFrames / static_cast<size_t>(kind.block_frames); ++k) {
       const bool ready = AddBlock(network, kind, blocks.data() + k % count * floats);
       if (ready && network.pDnn) DnnForwardRead(network.pDnn.get(), scores, &stride);
       if (ready && network.pLstm) LstmForwardRead(network.pLstm.get(), scores, &stride);
@@ -248,7 +245,7 @@ void Decision(benchmark::State& state, const Setup& setup) {
 }
 
 // wVadAudioWrite and wVadAudioRead in pieces of 100 ms, as a client calls them.
-void WholeRoad(benchmark::State& state, const Setup& setup) {
+void EndToEnd(benchmark::State& state, const Setup& setup) {
   Use(setup);
   WVADInst inst = StartInstance();
   constexpr size_t kPiece = 1600;
@@ -286,14 +283,14 @@ void RegisterModel(const std::string& path, std::vector<std::pair<std::string, S
     Setup::Form form;
     const char* name;
   };
-  const Row kRows[] = {{Setup::Form::kDetected, !kind->bLstm ? "int" : (kind->nFeatureDim == 40 ? "int8" : "fixed")},
+  const Row kRows[] = {{Setup::Form::kDetected, !kind->lstm ? "int" : (kind->feature_dim == 40 ? "int8" : "fixed")},
                        {Setup::Form::kSseFloat, "float_sse"},
                        {Setup::Form::kPlainFloat, "float_plain"}};
   for (const Row& row : kRows) {
-    if (row.form != Setup::Form::kDetected && kind->nFeatureDim != 40) break;
+    if (row.form != Setup::Form::kDetected && kind->feature_dim != 40) break;
     setup.form = row.form;
     Tidy(benchmark::RegisterBenchmark(("Network/" + name + "/" + row.name).c_str(), NetworkAlone, setup));
-    Tidy(benchmark::RegisterBenchmark(("WholeRoad/" + name + "/" + row.name).c_str(), WholeRoad, setup));
+    Tidy(benchmark::RegisterBenchmark(("EndToEnd/" + name + "/" + row.name).c_str(), EndToEnd, setup));
     loads->emplace_back("ModelLoad/" + name + "/" + row.name, setup);
   }
 }

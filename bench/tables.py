@@ -53,8 +53,8 @@ def number(value):
 
 
 def cost(all_rows, models, counts):
-    """Times of the stages and of the whole road, and the instructions behind them."""
-    road = [first_form(all_rows, "WholeRoad", m) for m in models]
+    """Times of the stages and end to end, and the instructions behind them."""
+    whole = [first_form(all_rows, "EndToEnd", m) for m in models]
     pitch = [all_rows["Pitch"] if "fb75" in m else None for m in models]
     rows = [
         ("front end without pitch", [us(all_rows["FrontEnd"]) for _ in models]),
@@ -62,14 +62,14 @@ def cost(all_rows, models, counts):
         ("differences and stacking", [us(all_rows[f"Features/{m}"]) for m in models]),
         ("network", [us(first_form(all_rows, "Network", m)) for m in models]),
         ("decision", [us(all_rows[f"Decision/{m}"]) for m in models]),
-        ("**whole road**, written and read in pieces of 100 ms", [f"**{us(row)}**" for row in road]),
-        ("whole road, transforms", [f"**{row['ffts']:.1f}**" for row in road]),
+        ("**end to end**, written and read in pieces of 100 ms", [f"**{us(row)}**" for row in whole]),
+        ("end to end, transforms", [f"**{row['ffts']:.1f}**" for row in whole]),
         ("aim, transforms", [str(AIMS.get(m, "")) for m in models]),
-        ("times faster than the audio", [f"{10000 / row['us_per_frame']:.0f}" for row in road]),
+        ("times faster than the audio", [f"{10000 / row['us_per_frame']:.0f}" for row in whole]),
     ]
     if all(counts):
         rows += [
-            ("instructions, whole road", [number(c["whole_road"]) for c in counts]),
+            ("instructions, end to end", [number(c["end_to_end"]) for c in counts]),
             ("instructions, front end without pitch", [number(c["front_end"] - c.get("pitch_in_front_end", 0)) for c in counts]),
             ("instructions, pitch", [number(c.get("pitch_in_front_end", 0)) for c in counts]),
             ("instructions, differences", [number(c["front_end_with_features"] - c["front_end"]) for c in counts]),
@@ -83,19 +83,19 @@ def cost(all_rows, models, counts):
 
 
 def forms(all_rows, model):
-    out = ["| form | network | transforms | whole road | transforms |", "|---|---|---|---|---|"]
+    out = ["| form | network | transforms | end to end | transforms |", "|---|---|---|---|---|"]
     for form, name in FORMS.items():
-        network, road = all_rows.get(f"Network/{model}/{form}"), all_rows.get(f"WholeRoad/{model}/{form}")
-        if network and road:
-            out.append(f"| {name} | {us(network)} | {network['ffts']:.1f} | {us(road)} | {road['ffts']:.1f} |")
+        network, whole = all_rows.get(f"Network/{model}/{form}"), all_rows.get(f"EndToEnd/{model}/{form}")
+        if network and whole:
+            out.append(f"| {name} | {us(network)} | {network['ffts']:.1f} | {us(whole)} | {whole['ffts']:.1f} |")
     return out
 
 
 def kernels(models, counts, narrow):
-    out = ["| instructions a frame | whole road | network |", "|---|---|---|"]
+    out = ["| instructions a frame | end to end | network |", "|---|---|---|"]
     for model, wide, less in zip(models, counts, narrow):
         for name, count in (("AVX2", wide), ("SSE4.1", less)):
-            out.append(f"| {model}, {name} | {number(count['whole_road'])} | {number(count['network'])} |")
+            out.append(f"| {model}, {name} | {number(count['end_to_end'])} | {number(count['network'])} |")
     return out
 
 

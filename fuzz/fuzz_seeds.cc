@@ -9,7 +9,7 @@
 
 #include "fuzz_support.h"
 #include "modelfile/modelfile.h"
-#include "params/cfg_vad.h"
+#include "params/param_table.h"
 
 namespace TSEG::fuzz {
 namespace {

@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using modelfile::ModelSpec;
+using modelfile::ModelContents;
 using modelfile::Variable;
 
 Variable Matrix(const std::string& name, int32_t outer, int32_t inner, uint32_t seed, int32_t shift = 0) {
@@ -30,46 +30,46 @@ Variable Matrix(const std::string& name, int32_t outer, int32_t inner, uint32_t 
   return v;
 }
 
-void SevenKeys(ModelSpec* spec, bool lstm, const char* type) {
-  spec->keys = {{"0", "1"}, {"1", lstm ? "1" : "0"}, {"2", type}, {"3", "32"}, {"4", "16000"}, {"5", "0"}, {"6", "0"}};
+void SevenKeys(ModelContents* contents, bool lstm, const char* type) {
+  contents->keys = {{"0", "1"}, {"1", lstm ? "1" : "0"}, {"2", type}, {"3", "32"}, {"4", "16000"}, {"5", "0"}, {"6", "0"}};
 }
 
-ModelSpec Dnn() {
-  ModelSpec spec;
-  spec.network_type = "MLP_RES_DNN";
-  SevenKeys(&spec, false, "dnn_fb75");
-  spec.variables = {Matrix("mean", 75, 1, 1),           Matrix("var", 75, 1, 2),      Matrix("pri", 2, 1, 3),
-                    Matrix("weights12", 2, 825, 4, 12), Matrix("bias2", 2, 1, 5, 16), Matrix("weights23", 2, 2, 6, 4),
-                    Matrix("bias3", 2, 1, 7, 11)};
-  return spec;
+ModelContents Dnn() {
+  ModelContents contents;
+  contents.network_type = "MLP_RES_DNN";
+  SevenKeys(&contents, false, "dnn_fb75");
+  contents.variables = {Matrix("mean", 75, 1, 1),           Matrix("var", 75, 1, 2),      Matrix("pri", 2, 1, 3),
+                        Matrix("weights12", 2, 825, 4, 12), Matrix("bias2", 2, 1, 5, 16), Matrix("weights23", 2, 2, 6, 4),
+                        Matrix("bias3", 2, 1, 7, 11)};
+  return contents;
 }
 
-ModelSpec Lstm(int32_t features) {
-  ModelSpec spec;
+ModelContents Lstm(int32_t features) {
+  ModelContents contents;
   const bool small = features == 40;
   if (small) {
-    spec.shape = modelfile::Shape::kV2;
-    spec.fScale = {0.5F, 0.25F, 0.5F, 1.0F, 2.0F, 16.0F, 1.0F, 4.0F, 8.0F};
+    contents.shape = modelfile::Shape::kV2;
+    contents.fScale = {0.5F, 0.25F, 0.5F, 1.0F, 2.0F, 16.0F, 1.0F, 4.0F, 8.0F};
   }
-  spec.network_type = small ? "MLP_RES_RNNCNNPAD28" : "MLP_RES_RNNCATDNN";
-  SevenKeys(&spec, true, small ? "lstm_fb40" : "lstm_fb75");
+  contents.network_type = small ? "MLP_RES_RNNCNNPAD28" : "MLP_RES_RNNCATDNN";
+  SevenKeys(&contents, true, small ? "lstm_fb40" : "lstm_fb75");
   const int32_t cells = 8;
   const std::string p = "lstmp1";
-  spec.variables = {Matrix("mean", features, 1, 1),
-                    Matrix("var", features, 1, 2),
-                    Matrix("pri", 8, 1, 3),
-                    Matrix(p + "_bias_", 4 * cells, 1, 10),
-                    Matrix(p + "_w_gifo_r_", 4 * cells, 2, 11),
-                    Matrix(p + "_w_gifo_x_", 4 * cells, 4 * features, 12),
-                    Matrix(p + "_w_projection_", 2, cells, 13),
-                    Matrix(p + "_peephole_i_c_", cells, 1, 14),
-                    Matrix(p + "_peephole_f_c_", cells, 1, 15),
-                    Matrix(p + "_peephole_o_c_", cells, 1, 16),
-                    Matrix("fc2_weight_", 2, 480, 71),
-                    Matrix("fc2_bias_", 2, 1, 72),
-                    Matrix("softmax_weight_", 8, 2, 73),
-                    Matrix("softmax_bias_", 8, 1, 74)};
-  return spec;
+  contents.variables = {Matrix("mean", features, 1, 1),
+                        Matrix("var", features, 1, 2),
+                        Matrix("pri", 8, 1, 3),
+                        Matrix(p + "_bias_", 4 * cells, 1, 10),
+                        Matrix(p + "_w_gifo_r_", 4 * cells, 2, 11),
+                        Matrix(p + "_w_gifo_x_", 4 * cells, 4 * features, 12),
+                        Matrix(p + "_w_projection_", 2, cells, 13),
+                        Matrix(p + "_peephole_i_c_", cells, 1, 14),
+                        Matrix(p + "_peephole_f_c_", cells, 1, 15),
+                        Matrix(p + "_peephole_o_c_", cells, 1, 16),
+                        Matrix("fc2_weight_", 2, 480, 71),
+                        Matrix("fc2_bias_", 2, 1, 72),
+                        Matrix("softmax_weight_", 8, 2, 73),
+                        Matrix("softmax_bias_", 8, 1, 74)};
+  return contents;
 }
 
 constexpr const char* kModelFolder = "models";

@@ -6,7 +6,7 @@
 #include <typeinfo>
 
 #include "fuzz_support.h"
-#include "params/cfg_vad.h"
+#include "params/param_table.h"
 #include "wvad.h"
 
 namespace TSEG::fuzz {

@@ -67,7 +67,7 @@ build tsan wvad_threaded_tests
 step test-tsan ctest --preset tsan --no-tests=error
 
 # Without instruction levels: what the networks and whole sessions give must not depend on them.
-build ref wvad_nn_test wvad_network_road_test wvad_api_test
-step test-ref ctest --preset ref -R '^(nn|network_road|api)\.' -j "$jobs" --no-tests=error
+build ref wvad_nn_test wvad_network_scores_test wvad_api_test
+step test-ref ctest --preset ref -R '^(nn|network_scores|api)\.' -j "$jobs" --no-tests=error
 
 if [ "$clang" = yes ]; then build clang wvad_program wvad_example_sentences; fi

@@ -15,13 +15,13 @@
 
 namespace TSEG {
 
-// Hands out pieces of `nStride` elements of `elementBytes` bytes and takes them back. Pieces are cut from blocks of `nCapacity` elements,
+// Hands out pieces of `stride` elements of `element_bytes` bytes and takes them back. Pieces are cut from blocks of `capacity` elements,
 // rounded down to a multiple of the stride (but never below one piece). A request is served from the current block while it lasts, then
 // from the released pieces, and last by a new block, which becomes the current one. Pieces are not cleared.
 class FramePool {
  public:
-  FramePool(int32_t nCapacity, int32_t nStride, size_t elementBytes)
-      : nCapacity_(nCapacity), nStride_(nStride < 1 ? 1 : nStride), elementBytes_(elementBytes) {
+  FramePool(int32_t capacity, int32_t stride, size_t element_bytes)
+      : capacity_(capacity), stride_(stride < 1 ? 1 : stride), element_bytes_(element_bytes) {
     blocks_.reserve(64);
     AddBlock();
   }
@@ -31,9 +31,9 @@ class FramePool {
   void* Take() {
     for (;;) {
       Block& block = blocks_[current_];
-      if (block.nGiven < block.nCapacity) {
-        void* piece = block.memory.get() + static_cast<size_t>(block.nGiven) * elementBytes_;
-        block.nGiven += nStride_;
+      if (block.given < block.capacity) {
+        void* piece = block.memory.get() + static_cast<size_t>(block.given) * element_bytes_;
+        block.given += stride_;
         return piece;
       }
       if (current_ + 1 < blocks_.size()) {  // only after a re-cut of several blocks
@@ -57,20 +57,20 @@ class FramePool {
   // Keeps the first block, empties it and frees the others. All pieces that are out become invalid.
   void Reset() {
     blocks_.resize(1);
-    blocks_[0].nGiven = 0;
+    blocks_[0].given = 0;
     current_ = 0;
     free_.clear();
   }
 
   // Changes the size of a piece and cuts every block anew, with nothing given out. All pieces that are out become invalid.
-  void SetStride(int32_t nStride) {
-    nStride_ = nStride < 1 ? 1 : nStride;
-    if (nStride_ > nCapacity_) blocks_.clear();  // a block would be shorter than one piece
+  void SetStride(int32_t stride) {
+    stride_ = stride < 1 ? 1 : stride;
+    if (stride_ > capacity_) blocks_.clear();  // a block would be shorter than one piece
     size_t pieces = 0;
     for (Block& block : blocks_) {
-      block.nCapacity = CutCapacity();
-      block.nGiven = 0;
-      pieces += static_cast<size_t>(block.nCapacity / nStride_);
+      block.capacity = CutCapacity();
+      block.given = 0;
+      pieces += static_cast<size_t>(block.capacity / stride_);
     }
     current_ = 0;
     free_.clear();
@@ -78,35 +78,35 @@ class FramePool {
     if (blocks_.empty()) AddBlock();
   }
 
-  int32_t stride() const { return nStride_; }
+  int32_t stride() const { return stride_; }
   int32_t block_capacity() const { return CutCapacity(); }  // elements
   size_t blocks() const { return blocks_.size(); }
   size_t released() const { return free_.size(); }
 
  private:
   struct Block {
-    int32_t nCapacity = 0;  // elements, a multiple of the stride
-    int32_t nGiven = 0;     // elements handed out
+    int32_t capacity = 0;  // elements, a multiple of the stride
+    int32_t given = 0;     // elements handed out
     std::unique_ptr<std::byte[]> memory;
   };
 
-  int32_t CutCapacity() const { return nCapacity_ < nStride_ ? nStride_ : nCapacity_ - nCapacity_ % nStride_; }
+  int32_t CutCapacity() const { return capacity_ < stride_ ? stride_ : capacity_ - capacity_ % stride_; }
 
   // The room is that of the uncut capacity, so that a later stride may use it whole. It is left uninitialised: memory that no frame has
   // reached yet costs nothing.
   void AddBlock() {
     Block block;
-    block.nCapacity = CutCapacity();
-    const size_t elements = static_cast<size_t>(nCapacity_ < nStride_ ? nStride_ : nCapacity_);
-    block.memory = std::unique_ptr<std::byte[]>(new std::byte[elements * elementBytes_]);
-    free_.reserve((blocks_.size() + 1) * static_cast<size_t>(block.nCapacity / nStride_));
+    block.capacity = CutCapacity();
+    const size_t elements = static_cast<size_t>(capacity_ < stride_ ? stride_ : capacity_);
+    block.memory = std::unique_ptr<std::byte[]>(new std::byte[elements * element_bytes_]);
+    free_.reserve((blocks_.size() + 1) * static_cast<size_t>(block.capacity / stride_));
     blocks_.push_back(std::move(block));
     current_ = blocks_.size() - 1;
   }
 
-  int32_t nCapacity_;
-  int32_t nStride_;
-  size_t elementBytes_;
+  int32_t capacity_;
+  int32_t stride_;
+  size_t element_bytes_;
   std::vector<Block> blocks_;
   size_t current_ = 0;
   std::vector<void*> free_;

@@ -4,7 +4,7 @@
 //
 // The last five frames stay held back until the session's last push, as the stacking wants them for right context. That holds for all three
 // pops, though only the one of eleven frames looks ahead. A missing frame of the last block is the frame before it with 75 values and
-// zeros with 40, on purpose.
+// zeros with 40; training cuts its blocks through the same pops.
 #include <cstring>
 
 #include "channel/front_end_channel.h"

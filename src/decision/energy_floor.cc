@@ -73,7 +73,7 @@ void ClearClusters(EnergyStats* stats) {
 }
 
 void Finish(EnergyStats* stats, int32_t n, float mean) {
-  // Only the centres change places: sums and counts stay with their slots, kept on purpose.
+  // Only the centres change places: sums and counts stay with their slots.
   if (stats->fCentreHigh < stats->fCentreLow) std::swap(stats->fCentreHigh, stats->fCentreLow);
   stats->nLastFrame = n;
   stats->fThreshold = EnergyThresholdPick(*stats, mean);
@@ -149,7 +149,7 @@ float EnergyThresholdPick(const EnergyStats& stats, float mean) {
     t = centre + 2.0;
     v = centre + 1.0;
   }
-  // The cap looks at v and not at t, so that a floor a little above 80 is possible, kept on purpose.
+  // The cap looks at v and not at t, so that a floor a little above 80 is possible.
   return 80.0 < static_cast<double>(static_cast<float>(v)) ? 80.0f : static_cast<float>(t);
 }
 

@@ -84,7 +84,7 @@ EndpointResult StepDetector(TsegInst* inst, float score) {
   return result;
 }
 
-// In long sentences a shorter silence ends them. The half is tested before the quarter whatever the two lengths are, kept on purpose.
+// In long sentences a shorter silence ends them. The half is tested before the quarter whatever the two lengths are.
 void ShrinkGap(TsegInst* inst, int32_t silence) {
   const CFG_VAD& cfg = *inst->pCfg;
   if (inst->decision.nCurSpeechFrameNum > cfg.wvad_param_nFrameGapFriendyFirst && silence < cfg.wvad_param_nFrameGap / 2) {

@@ -58,40 +58,41 @@ void WalkFrames(TsegInst* inst, FrameScorer* scorer, const ScoredFrames& frames)
   }
 }
 
-void RunLoop(TsegInst* inst, FrameScorer* scorer, bool bLast) {
+void RunLoop(TsegInst* inst, FrameScorer* scorer, bool last) {
   const ChannelsInUse channels = inst->channels();
   ScoredFrames frames;
-  while (scorer->Next(channels, bLast, &frames)) WalkFrames(inst, scorer, frames);
+  while (scorer->Next(channels, last, &frames)) WalkFrames(inst, scorer, frames);
   // The session is over and the loop has run for the last time in this write: what the network still holds will not be asked for.
   if (inst->decision.over() && !channels.MoreToCome()) scorer->Forget();
 }
 
-int RunLoopOf(TsegInst* inst, NetworkKindIndex kind, bool bLast) {
+int RunLoopOf(TsegInst* inst, NetworkKindIndex kind, bool last) {
   FrameScorer* scorer = inst->network.ScorerOf(kind);
   if (scorer != nullptr && scorer->bound()) {
-    RunLoop(inst, scorer, bLast);
+    RunLoop(inst, scorer, last);
     return 0;
   }
-  // An instance whose parameters were turned to a road that it was not made for cannot decide: its frames go, so that the rings stay open.
+  // An instance whose parameters were turned to a network that it was not made for cannot decide: its frames go, so that the rings stay
+  // open.
   DropFrames(inst);
-  WVAD_REFUSE(WVAD_ERROR_RESOURCE_TYPE, "%s | no network for model type %s", NetworkKindAt(kind).szLoop,
+  WVAD_REFUSE(WVAD_ERROR_RESOURCE_TYPE, "%s | no network for model type %s", NetworkKindAt(kind).loop,
               inst->pCfg->wvad_param_TsegModelType.c_str());
   return 0;
 }
 
 }  // namespace
 
-void DecideOnFrames(TsegInst* inst, bool bLast) {
+void DecideOnFrames(TsegInst* inst, bool last) {
   if (FrameScorer* scorer = inst->network.scorer()) {
-    RunLoop(inst, scorer, bLast);
+    RunLoop(inst, scorer, last);
     return;
   }
   WVAD_REFUSE(WVAD_ERROR_RESOURCE_TYPE, "wVadAudioWrite | wReadProcess %d", WVAD_ERROR_RESOURCE_TYPE);
   DropFrames(inst);
 }
 
-int wReadProcessDnnFea(TsegInst* inst, bool bLast) { return RunLoopOf(inst, kKindDnn75, bLast); }
-int wReadProcessLstmFea(TsegInst* inst, bool bLast) { return RunLoopOf(inst, kKindLstm75, bLast); }
-int wReadProcessLstmFea40(TsegInst* inst, bool bLast) { return RunLoopOf(inst, kKindLstm40, bLast); }
+int wReadProcessDnnFea(TsegInst* inst, bool last) { return RunLoopOf(inst, kKindDnn75, last); }
+int wReadProcessLstmFea(TsegInst* inst, bool last) { return RunLoopOf(inst, kKindLstm75, last); }
+int wReadProcessLstmFea40(TsegInst* inst, bool last) { return RunLoopOf(inst, kKindLstm40, last); }
 
 }  // namespace TSEG

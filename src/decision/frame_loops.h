@@ -11,15 +11,15 @@
 
 namespace TSEG {
 
-// Decides on all frames that the scorer of the session has now. `bLast` opens the held-back frames of the session's end. A session whose
+// Decides on all frames that the scorer of the session has now. `last` opens the held-back frames of the session's end. A session whose
 // model type has no network has its frames dropped, with 14007 on the log: they have been stored, and make room.
-void DecideOnFrames(TsegInst* inst, bool bLast);
+void DecideOnFrames(TsegInst* inst, bool last);
 
 // The same with the scorer of one kind, whatever the session's model type. An instance that lacks the network has its frames dropped, with
 // one error line. All return 0.
-int wReadProcessDnnFea(TsegInst* inst, bool bLast);
-int wReadProcessLstmFea(TsegInst* inst, bool bLast);
-int wReadProcessLstmFea40(TsegInst* inst, bool bLast);
+int wReadProcessDnnFea(TsegInst* inst, bool last);
+int wReadProcessLstmFea(TsegInst* inst, bool last);
+int wReadProcessLstmFea40(TsegInst* inst, bool last);
 
 }  // namespace TSEG
 

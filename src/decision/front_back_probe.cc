@@ -21,7 +21,7 @@ void FrontBackProbeScan(FrontBackProbe* probe, const uint8_t* pBuf, int32_t nByt
   probe->nTotalSamples = WrapAdd32(probe->nTotalSamples, n);
   const int32_t samples_per_frame = probe->nSampleRate / 100;
   if (samples_per_frame <= 0) return;
-  // A position is a byte, not a sample, so that the scan sees the first half of each piece, kept on purpose.
+  // A position is a byte, not a sample, so that the scan sees the first half of each piece.
   for (int32_t i = 0; i < n && probe->nFntState == 0; ++i) {
     probe->nScanned = WrapAdd32(probe->nScanned, 1);
     if (std::abs(static_cast<int>(static_cast<int8_t>(pBuf[i]))) <= kQuietAmplitude) continue;

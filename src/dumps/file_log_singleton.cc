@@ -116,14 +116,14 @@ FileLogSingleton::~FileLogSingleton() {
   }
 }
 
-void FileLogSingleton::RenewAfterFork() {
+void FileLogSingleton::renew_after_fork() {
   if (impl_->IsOfThisProcess()) return;
   static_cast<void>(impl_.release());
   impl_ = std::make_unique<Impl>();
 }
 
 void FileLogSingleton::start(int nThreads) {
-  RenewAfterFork();
+  renew_after_fork();
   boost::unique_lock<boost::mutex> guard(impl_->lock);
   impl_->bStop = false;
   impl_->nThreads = nThreads;
@@ -153,7 +153,7 @@ void FileLogSingleton::append(const std::string& text, const std::string& fileNa
 }
 
 void FileLogSingleton::stop() {
-  RenewAfterFork();
+  renew_after_fork();
   {
     const boost::lock_guard<boost::mutex> guard(impl_->lock);
     if (!impl_->bStop) {

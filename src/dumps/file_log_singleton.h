@@ -25,7 +25,7 @@ class FileLogSingleton {
  private:
   FileLogSingleton();
   ~FileLogSingleton();
-  void RenewAfterFork();
+  void renew_after_fork();
   struct Impl;
   std::unique_ptr<Impl> impl_;
 };

@@ -33,9 +33,9 @@ struct EngineSource {
   std::string model_path;            // the model's file; empty: the bytes below
   const void* model_data = nullptr;  // nothing refers to them after the opening
   size_t model_bytes = 0;
-  CFG_VAD defaults;                  // parameters of its instances; seven of them come from the model
-  LogSink log;                       // where its lines go
-  DebugTextSink debug_text;          // with wvad_param_isVadDegOn; may be empty
+  CFG_VAD defaults;          // parameters of its instances; seven of them come from the model
+  LogSink log;               // where its lines go
+  DebugTextSink debug_text;  // with wvad_param_isVadDegOn; may be empty
 };
 
 class Engine {
@@ -65,7 +65,7 @@ class Engine {
   int QueryEPInfo(WVADInst inst, int* nEndPoints, int nSize);
   int GetSilLen(WVADInst inst, int nIndexPause, int* pLen);
 
-  bool up() const { return g_bInit != 0; }
+  bool up() const { return up_; }
   // The parameters that instances are made with, and sessions end with.
   CFG_VAD& defaults() { return defaults_; }
   KelEngine& kel() { return kel_; }
@@ -90,13 +90,13 @@ class Engine {
   int SetSpecial(TsegInst* inst, int position, const char* param, const char* text);
   int GetFromKel(TsegInst* inst, const char* param, char* value);
 
-  uint8_t g_bInit = 0;  // from the end of a successful start until shut-down; the only test of whether the engine is up
-  uint32_t nEpoch = 0;  // counts successful starts: a session does not outlive the model it was started on
+  bool up_ = false;     // from the end of a successful start until shut-down; the only test of whether the engine is up
+  uint32_t epoch_ = 0;  // counts successful starts: a session does not outlive the model it was started on
   CFG_VAD defaults_;
   KelEngine kel_;
   ComponentTable table_;
-  IRes_mgr* pResMgr = nullptr;  // of the process's engine
-  bool bModelAdded = false;     // the manager holds the model
+  IRes_mgr* manager_ = nullptr;             // of the process's engine
+  bool model_added_ = false;                // the manager holds the model
   std::unique_ptr<HMMResourceLink> model_;  // of an engine of inner code
   bool has_own_log_ = false;
   LogSink log_;

@@ -2,8 +2,8 @@
 //
 // Instances and sessions: create, destroy, start, stop.
 //
-// Two orders of checks differ on purpose, as callers have always seen them: Start looks at the handle before the engine, the others the
-// other way round.
+// Start looks at the handle before the engine, the others the other way round: callers have always told the two mistakes apart by these
+// codes.
 #include "engine/engine.h"
 #include "engine/engine_call.h"
 #include "log/refusal.h"
@@ -49,13 +49,13 @@ int Engine::Start(WVADInst inst) {
   if (!IsServedRate(inst->nSampleRate)) {
     return WVAD_REFUSE(WVAD_ERROR_INVALID_PARA_VALUE, "WVADAPI wVadStart | nSampleRate = %d don't support", inst->nSampleRate);
   }
-  inst->StartRoad(networks(), defaults_.wvad_param_cmn_type);
+  inst->StartPipeline(networks(), defaults_.wvad_param_cmn_type);
   if (cfg.wvad_param_isVadDegOn) inst->diagnostics.BeginText();
   if (cfg.wvad_param_bKelOn && inst->hKel != nullptr) {
     const int ret = table_.wKelStart(inst->hKel);
     if (ret != 0) return WVAD_FAIL(ret, "ret", "wVadStart | wKelStart failed");
   }
-  inst->StartParts(nEpoch);
+  inst->StartParts(epoch_);
   return 0;
 }
 

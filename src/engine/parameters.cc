@@ -2,8 +2,9 @@
 //
 // SetParameter and GetParameter: normal parameters by the table of CFG_VAD, special names here.
 //
-// The two functions differ on purpose in their codes for null arguments. A number that a normal parameter does not take whole leaves
-// wVadSetParameter as boost::bad_lexical_cast, the one failure at this boundary without a code; special names read such text as 0.
+// The two functions have codes of their own for null arguments, by which callers tell them. A normal parameter's number that does not
+// convert whole leaves wVadSetParameter as boost::bad_lexical_cast, the one failure at this boundary without a code; special names read
+// such text as 0.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -14,7 +15,7 @@
 #include "engine/engine.h"
 #include "engine/engine_call.h"
 #include "log/refusal.h"
-#include "params/cfg_vad.h"
+#include "params/param_table.h"
 #include "session/tseg_inst.h"
 
 namespace TSEG {
@@ -40,7 +41,7 @@ int InvalidSpecial(int code, const char* param, const char* value) {
   return WVAD_FAIL(code, "ret", "WVADSetParameter | invalid para, param = %s, param_value = %s", param, value);
 }
 
-bool AsksKel(int position) { return position == kParamKelSid || (position >= 46 && position <= 48); }
+bool AsksKel(int position) { return position == kParamKelSid || (position >= kParamKelSampleRate && position <= kParamKelCurThreshold); }
 
 // The text of a special name; empty for the names that give none.
 std::string SpecialText(const TsegInst& inst, int position) {

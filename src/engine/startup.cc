@@ -33,7 +33,7 @@ void OpenLog() {
 
 const HMMResourceLink* Engine::model() const {
   if (model_) return model_.get();
-  return pResMgr == nullptr ? nullptr : dynamic_cast<const HMMResourceLink*>(pResMgr->Res_query(&kModelKey));
+  return manager_ == nullptr ? nullptr : dynamic_cast<const HMMResourceLink*>(manager_->Res_query(&kModelKey));
 }
 
 NetworkModels Engine::networks() const {
@@ -48,10 +48,10 @@ int Engine::Initialize(void* reserved) {
   defaults_.init();
   const std::string library_folder = platform::ModuleFolder();
 
-  if (pResMgr != nullptr) ReleaseManagerOfFailedStart();
+  if (manager_ != nullptr) ReleaseManagerOfFailedStart();
   if (!table_.BindResources()) return -1;
-  pResMgr = table_.createResMgr();
-  if (pResMgr == nullptr) return WVAD_FAIL(-1, "-1", "WVADInitialize | createResMgr err, no memory");
+  manager_ = table_.createResMgr();
+  if (manager_ == nullptr) return WVAD_FAIL(-1, "-1", "WVADInitialize | createResMgr err, no memory");
 
   if (defaults_.wvad_param_bKelOn) {
     if (!table_.BindKel()) return -1;
@@ -68,24 +68,24 @@ int Engine::Initialize(void* reserved) {
 
   FileLogSingleton::instance().start(1);
   debug_text_ = [](const std::string& text, const std::string& file) { FileLogSingleton::instance().append(text, file); };
-  g_bInit = 1;
-  ++nEpoch;
+  up_ = true;
+  ++epoch_;
   WVAD_LOG_CRIT("TSEGEngine Initialized OK.");
   return 0;
 }
 
 // A start that failed leaves its manager behind; the next attempt begins with a new one, and gives back what the old one holds.
 void Engine::ReleaseManagerOfFailedStart() {
-  if (bModelAdded) pResMgr->Res_delete(&kModelKey);
-  table_.destroyResMgr(pResMgr);
-  pResMgr = nullptr;
-  bModelAdded = false;
+  if (model_added_) manager_->Res_delete(&kModelKey);
+  table_.destroyResMgr(manager_);
+  manager_ = nullptr;
+  model_added_ = false;
 }
 
 int Engine::AddModel(const std::string& model_file) {
-  const int ret = pResMgr->Res_add(&kModelKey, model_file.c_str(), nullptr, 0);
+  const int ret = manager_->Res_add(&kModelKey, model_file.c_str(), nullptr, 0);
   if (ret != 0) return WVAD_FAIL(ret, "ret", "WVADInitialize | wVADResourceAdd model file failed, ret = %d", ret);
-  bModelAdded = true;
+  model_added_ = true;
   return TakeModelParameters();
 }
 
@@ -103,13 +103,13 @@ int Engine::TakeModelParameters() {
 int Engine::Uninitialize() {
   if (!up()) return EngineIsDown("wVadUninitialize", WVAD_ERROR_NOT_INIT);
   const EngineCall call(*this, "TSEG::wVadUninitialize");
-  pResMgr->Res_delete(&kModelKey);
-  table_.destroyResMgr(pResMgr);
-  pResMgr = nullptr;
-  bModelAdded = false;
+  manager_->Res_delete(&kModelKey);
+  table_.destroyResMgr(manager_);
+  manager_ = nullptr;
+  model_added_ = false;
   if (defaults_.wvad_param_bKelOn) table_.wKelUninitialize(&kel_);
   FileLogSingleton::instance().stop();
-  g_bInit = 0;
+  up_ = false;
   // The line comes first, the closing after it, against what it says.
   WVAD_LOG_VERBOSE("WVADUninitialize | srlog_close succeed!");
   srlog_close();
@@ -132,16 +132,16 @@ int Engine::Open(EngineSource source) {
   }
   table_.BindKel();
   kel_ = KelEngine();
-  kel_.bInit = true;
+  kel_.up = true;
   debug_text_ = std::move(source.debug_text);
-  g_bInit = 1;
-  ++nEpoch;
+  up_ = true;
+  ++epoch_;
   return 0;
 }
 
 void Engine::Close() {
-  g_bInit = 0;
-  kel_.bInit = false;
+  up_ = false;
+  kel_.up = false;
   model_.reset();
 }
 

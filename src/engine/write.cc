@@ -35,7 +35,7 @@ int Engine::CheckWrite(WVADInst inst, const WVadAudioSample* audio) const {
   if (inst == nullptr) return HandleIsNull("wVadAudioWrite", "WVADInst", WVAD_ERROR_NULL_HANDLE);
   if (audio == nullptr) return WVAD_REFUSE(WVAD_ERROR_INVALID_PARA, "WVADAPI wVadAudioWrite | audio = Null");
   // A session that was started before the engine went down and up again has lost its model.
-  if (inst->bInstStart == 0 || inst->nEpoch != nEpoch) {
+  if (inst->bInstStart == 0 || inst->nEpoch != epoch_) {
     return WVAD_REFUSE(WVAD_ERROR_NOT_START, "WVADAPI wVadAudioWrite | pTsegInst->bInstStart == Null");
   }
   if (audio->len % 2 != 0) {

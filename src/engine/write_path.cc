@@ -19,16 +19,16 @@ void MoveFrames(TsegInst* inst) {
 }
 
 // The decision on all frames of a push, also of one that stopped short of a full ring and goes on in the room that this makes.
-void DecideOnPush(TsegInst* inst, bool bLast) {
-  TakeWholePush(inst->channels(), bLast, [inst](bool last) {
+void DecideOnPush(TsegInst* inst, bool last) {
+  TakeWholePush(inst->channels(), last, [inst](bool closes) {
     MoveFrames(inst);
-    DecideOnFrames(inst, last);
+    DecideOnFrames(inst, closes);
   });
 }
 
-void CountAudio(TsegInst* inst, uint32_t nBytes) {
+void CountAudio(TsegInst* inst, uint32_t n_bytes) {
   uint32_t& bytes = inst->intake.nAudioBytes;
-  bytes += nBytes;
+  bytes += n_bytes;
   const uint32_t rate = static_cast<uint32_t>(inst->nSampleRate);
   if (bytes % (rate * 1200) == 0) {
     WVAD_LOG_CRIT("%s | audio time = %d min.", "TSEG::wVadWriteNoAGC", static_cast<int>(bytes / (rate * 120)));
@@ -37,21 +37,21 @@ void CountAudio(TsegInst* inst, uint32_t nBytes) {
 
 }  // namespace
 
-void wVadWriteNoAGC(TsegInst* inst, const uint8_t* chunk, uint32_t status, uint32_t nBytes) {
+void wVadWriteNoAGC(TsegInst* inst, const uint8_t* chunk, uint32_t status, uint32_t n_bytes) {
   ApiScope scope("TSEG::wVadWriteNoAGC");
   const bool last = status == WVAD_WRITE_LAST;
-  FrontBackProbeScan(inst->results.pProbe.get(), chunk, static_cast<int32_t>(nBytes));
-  CountAudio(inst, nBytes);
-  inst->sideA.Push(chunk, nBytes, last);
-  inst->power.Take(chunk, nBytes, inst->nSampleRate);
+  FrontBackProbeScan(inst->results.pProbe.get(), chunk, static_cast<int32_t>(n_bytes));
+  CountAudio(inst, n_bytes);
+  inst->sideA.Push(chunk, n_bytes, last);
+  inst->power.Take(chunk, n_bytes, inst->nSampleRate);
   if (inst->gained() == nullptr) DecideOnPush(inst, last);
 }
 
-void wVadWriteAGC(TsegInst* inst, const uint8_t* chunk, uint32_t nBytes, uint32_t status) {
+void wVadWriteAGC(TsegInst* inst, const uint8_t* chunk, uint32_t n_bytes, uint32_t status) {
   GainedSide* side = inst->gained();
   if (side == nullptr) return;
   const bool last = status == WVAD_WRITE_LAST;
-  side->PushGained(chunk, nBytes, last);
+  side->PushGained(chunk, n_bytes, last);
   DecideOnPush(inst, last);
 }
 

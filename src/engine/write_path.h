@@ -14,9 +14,9 @@ namespace TSEG {
 
 // Stores the chunk, gives it to the front end and, without gain control, decides on the frames that it completes. `status` is 2 on the last
 // chunk of a session.
-void wVadWriteNoAGC(TsegInst* inst, const uint8_t* chunk, uint32_t status, uint32_t nBytes);
+void wVadWriteNoAGC(TsegInst* inst, const uint8_t* chunk, uint32_t status, uint32_t n_bytes);
 // The same on the second side, and the decision; nothing unless the instance has one and wvad_param_vad_AgcOn is set.
-void wVadWriteAGC(TsegInst* inst, const uint8_t* chunk, uint32_t nBytes, uint32_t status);
+void wVadWriteAGC(TsegInst* inst, const uint8_t* chunk, uint32_t n_bytes, uint32_t status);
 
 }  // namespace TSEG
 

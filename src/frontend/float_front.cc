@@ -149,7 +149,7 @@ int FloatFront::SetParameter(const char* param, const char* value) {
       }
       break;
     case 5:
-      if (number != 0) bK4Energy = 1;  // there is no way back, on purpose
+      if (number != 0) bK4Energy = 1;  // there is no way back: it is one for the life of the front end
       break;
     case 6:
       bPitch = number != 0;

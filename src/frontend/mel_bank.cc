@@ -18,7 +18,8 @@ void MelBank::Build(int n_filters, int n_fft, float bin_hz) {
   n_filters_ = n_filters;
   const int n_bins = n_fft / 2;
 
-  // Centres, through Hertz and back with every step single: the round trip moves them in their last bits, and it is kept on purpose.
+  // Centres, through Hertz and back with every step single: the round trip moves them in their last bits, and the
+  // features that models are trained on come from these filters.
   std::vector<float> centre(static_cast<size_t>(n_filters) + 2);
   const double top = MelOfHz(static_cast<float>(n_bins) * bin_hz);
   centre[0] = 0.0f;
@@ -35,9 +36,9 @@ void MelBank::Build(int n_filters, int n_fft, float bin_hz) {
     centre[static_cast<size_t>(i)] = v;
   }
 
-  pBin.assign(static_cast<size_t>(n_bins), 0);
-  pWeight.assign(static_cast<size_t>(n_bins), 1.0f);
-  pRising.assign(static_cast<size_t>(n_bins), 0.0f);
+  bin_.assign(static_cast<size_t>(n_bins), 0);
+  weight_.assign(static_cast<size_t>(n_bins), 1.0f);
+  rising_.assign(static_cast<size_t>(n_bins), 0.0f);
   first_.assign(static_cast<size_t>(n_filters) + 2, n_bins);
   int j = 1;
   int stretch = -1;  // the last one with its first bin known
@@ -46,9 +47,9 @@ void MelBank::Build(int n_filters, int n_fft, float bin_hz) {
     while (j < n_filters + 1 && static_cast<double>(centre[static_cast<size_t>(j)]) < mel) ++j;
     const size_t b = static_cast<size_t>(j - 1);
     const size_t bin = static_cast<size_t>(k);
-    pBin[bin] = j - 1;
-    pWeight[bin] = Single((static_cast<double>(centre[b + 1]) - mel) / static_cast<double>(centre[b + 1] - centre[b]));
-    pRising[bin] = 1.0f - pWeight[bin];
+    bin_[bin] = j - 1;
+    weight_[bin] = Single((static_cast<double>(centre[b + 1]) - mel) / static_cast<double>(centre[b + 1] - centre[b]));
+    rising_[bin] = 1.0f - weight_[bin];
     while (stretch < j - 1) first_[static_cast<size_t>(++stretch)] = k;
   }
 }
@@ -63,8 +64,8 @@ void MelBank::Apply(const float* power, float* out) const {
     const int end = first_[static_cast<size_t>(b) + 1];
     for (int k = first_[static_cast<size_t>(b)]; k < end; ++k) {
       const size_t bin = static_cast<size_t>(k);
-      falling += pWeight[bin] * power[bin];
-      rising += pRising[bin] * power[bin];
+      falling += weight_[bin] * power[bin];
+      rising += rising_[bin] * power[bin];
     }
     if (b > 0) out[b - 1] = falling;
   }

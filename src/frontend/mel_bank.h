@@ -26,14 +26,14 @@ class MelBank {
 
   int filters() const { return n_filters_; }
   // Of bin k: the number of filter centres at or below it, and the weight with which it enters the filter below.
-  int bin(int k) const { return pBin[static_cast<size_t>(k)]; }
-  float weight(int k) const { return pWeight[static_cast<size_t>(k)]; }
+  int bin(int k) const { return bin_[static_cast<size_t>(k)]; }
+  float weight(int k) const { return weight_[static_cast<size_t>(k)]; }
 
  private:
   int n_filters_ = 0;
-  std::vector<int> pBin;
-  std::vector<float> pWeight;
-  std::vector<float> pRising;  // 1 - pWeight: the weight in the filter above
+  std::vector<int> bin_;
+  std::vector<float> weight_;
+  std::vector<float> rising_;  // 1 - weight_: the weight in the filter above
   std::vector<int> first_;     // first bin of each stretch between two centres; one more entry for the end
 };
 

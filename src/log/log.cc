@@ -12,7 +12,7 @@
 namespace TSEG {
 namespace {
 
-bool Wants(const LogSink* sink, uint32_t bit) { return sink != nullptr && sink->line && (sink->nLevels & bit) != 0; }
+bool Wants(const LogSink* sink, uint32_t bit) { return sink != nullptr && sink->line && (sink->levels & bit) != 0; }
 
 [[gnu::format(printf, 3, 0)]] void LogToSink(const LogSink* sink, uint32_t bit, const char* format, va_list arguments) {
   if (!Wants(sink, bit)) return;

@@ -93,12 +93,12 @@ class Log_Impl_T {
   };
   class Holder;
 
-  Moment Now() const;
-  void OpenDevice();
-  void Log(const char* subject, uint32_t level, uint32_t style, const char* text);
-  size_t BuildLine(const char* subject, uint32_t level, uint32_t style, const char* text, char* line);
-  void WriteLineToFile(char* line, size_t length);
-  void DeleteOldest();
+  Moment moment() const;
+  void open_device();
+  void log_styled(const char* subject, uint32_t level, uint32_t style, const char* text);
+  size_t build_line(const char* subject, uint32_t level, uint32_t style, const char* text, char* line);
+  void write_line_to_file(char* line, size_t length);
+  void delete_oldest();
 
   const LogClock clock_;
   Log_Cfg_T cfg_;

@@ -78,14 +78,14 @@ int Log_Impl_T<IO, LOCK, CFG>::open(const Log_Cfg_T& cfg, const char* cfgSource,
   }
 
   pDevice = extra != nullptr ? extra->device : nullptr;
-  if ((cfg_.output() & kLogToFile) != 0) OpenDevice();
+  if ((cfg_.output() & kLogToFile) != 0) open_device();
   // The console is standard output, which is there already: there is nothing to make, so nothing is owned.
   bOwnsConsole = false;
   return 0;
 }
 
 template <typename IO, typename LOCK, typename CFG>
-void Log_Impl_T<IO, LOCK, CFG>::OpenDevice() {
+void Log_Impl_T<IO, LOCK, CFG>::open_device() {
   static constexpr const char* kOpenStrings[] = {"a+t", "a+b", "wt", "wb"};
   constexpr int kPermissions = 0666;
   const Holder holder(this);
@@ -146,7 +146,7 @@ Log_IO* Log_Impl_T<IO, LOCK, CFG>::device() {
 // The seconds come from the clock at the start and the ticks since, so that seconds and milliseconds belong together and neither jumps
 // when the wall clock is set. Only a wall clock set to before the start is believed more.
 template <typename IO, typename LOCK, typename CFG>
-auto Log_Impl_T<IO, LOCK, CFG>::Now() const -> Moment {
+auto Log_Impl_T<IO, LOCK, CFG>::moment() const -> Moment {
   const int64_t wall = clock_.wall_seconds();
   const uint64_t ticks = clock_.ticks_ms();
   if (cfg_.start_tick() == 0 || wall < cfg_.start_time()) return {wall, static_cast<unsigned>(ticks % 1000)};
@@ -156,7 +156,7 @@ auto Log_Impl_T<IO, LOCK, CFG>::Now() const -> Moment {
 
 template <typename IO, typename LOCK, typename CFG>
 void Log_Impl_T<IO, LOCK, CFG>::time_text(char* buffer, bool forFileName, bool shortForm) {
-  const Moment now = Now();
+  const Moment now = moment();
   if (forFileName) {
     platform::FormatLocalTime(now.seconds, "%Y-%m-%d_%H-%M-%S", buffer, kTimeSize);
     return;
@@ -168,7 +168,7 @@ void Log_Impl_T<IO, LOCK, CFG>::time_text(char* buffer, bool forFileName, bool s
 template <typename IO, typename LOCK, typename CFG>
 void Log_Impl_T<IO, LOCK, CFG>::write_head(int reopened) {
   if (pDevice == nullptr) return;
-  const std::string time = platform::FormatLocalTime(Now().seconds, "%Y-%m-%d %H:%M:%S");
+  const std::string time = platform::FormatLocalTime(moment().seconds, "%Y-%m-%d %H:%M:%S");
   const std::string application = platform::ExecutableFileName();
   const std::string module = platform::ModuleFileName();
   const uint32_t pid = platform::ProcessId();
@@ -189,7 +189,7 @@ void Log_Impl_T<IO, LOCK, CFG>::write_head(int reopened) {
 template <typename IO, typename LOCK, typename CFG>
 void Log_Impl_T<IO, LOCK, CFG>::write_tail(int reopened) {
   if (pDevice == nullptr) return;
-  const std::string time = platform::FormatLocalTime(Now().seconds, "%Y-%m-%d %H:%M:%S");
+  const std::string time = platform::FormatLocalTime(moment().seconds, "%Y-%m-%d %H:%M:%S");
   const uint32_t pid = platform::ProcessId();
   const std::string text = FormatText(
       "=============================================================\n"

@@ -29,7 +29,7 @@ void Log_Impl_T<IO, LOCK, CFG>::log(uint32_t level, const char* text) {
 template <typename IO, typename LOCK, typename CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_msg_i(const char* subject, uint32_t level, uint32_t style, const char* text) {
   try {
-    Log(subject, level, style, text);
+    log_styled(subject, level, style, text);
   } catch (...) {
     std::printf("\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i catch exception CATCHED.\n");
   }
@@ -40,14 +40,14 @@ template <typename IO, typename LOCK, typename CFG>
 void Log_Impl_T<IO, LOCK, CFG>::log_msg_i_w(const wchar_t* subject, uint32_t level, uint32_t style, const wchar_t* text) {
   try {
     const std::string narrow_subject = NarrowText(subject != nullptr ? subject : L"");
-    Log(subject != nullptr ? narrow_subject.c_str() : nullptr, level, style, NarrowText(text).c_str());
+    log_styled(subject != nullptr ? narrow_subject.c_str() : nullptr, level, style, NarrowText(text).c_str());
   } catch (...) {
     std::printf("\nLog_Impl_T<IO, LOCK, CFG>::log_msg_i_w catch exception CATCHED.\n");
   }
 }
 
 template <typename IO, typename LOCK, typename CFG>
-void Log_Impl_T<IO, LOCK, CFG>::Log(const char* subject, uint32_t level, uint32_t style, const char* text) {
+void Log_Impl_T<IO, LOCK, CFG>::log_styled(const char* subject, uint32_t level, uint32_t style, const char* text) {
   check_config();
   if (style == 0) style = cfg_.style();
   const uint32_t output = cfg_.output();
@@ -55,8 +55,8 @@ void Log_Impl_T<IO, LOCK, CFG>::Log(const char* subject, uint32_t level, uint32_
   if (!cfg_.filter.Passes(subject, text)) return;
 
   char line[kLineSize];
-  const size_t length = BuildLine(subject, level, style, text, line);
-  if ((output & kLogToFile) != 0) WriteLineToFile(line, length);
+  const size_t length = build_line(subject, level, style, text, line);
+  if ((output & kLogToFile) != 0) write_line_to_file(line, length);
   if ((output & kLogToConsole) != 0 && (level & cfg_.console_level()) != 0) {
     if (cfg_.charset() == kCharsetWide) {
       std::printf("%s", NarrowText(WidenText(line).c_str()).c_str());
@@ -69,7 +69,7 @@ void Log_Impl_T<IO, LOCK, CFG>::Log(const char* subject, uint32_t level, uint32_
 }
 
 template <typename IO, typename LOCK, typename CFG>
-size_t Log_Impl_T<IO, LOCK, CFG>::BuildLine(const char* subject, uint32_t level, uint32_t style, const char* text, char* line) {
+size_t Log_Impl_T<IO, LOCK, CFG>::build_line(const char* subject, uint32_t level, uint32_t style, const char* text, char* line) {
   constexpr size_t kRoom = kLineSize - 1;
   char time[kTimeSize];
   int used = 0;
@@ -98,7 +98,7 @@ size_t Log_Impl_T<IO, LOCK, CFG>::BuildLine(const char* subject, uint32_t level,
 }
 
 template <typename IO, typename LOCK, typename CFG>
-void Log_Impl_T<IO, LOCK, CFG>::WriteLineToFile(char* line, size_t length) {
+void Log_Impl_T<IO, LOCK, CFG>::write_line_to_file(char* line, size_t length) {
   const Holder holder(this);
   if (pDevice == nullptr) return;
   if (pDevice->size() + length > cfg_.maxsize()) backup();

@@ -21,10 +21,10 @@ int Log_Impl_T<IO, LOCK, CFG>::backup() {
   if (!cfg_.overwrite()) {
     char time[kTimeSize];
     time_text(time, true, false);
-    // The last "." of the whole path, even where it belongs to a folder's name: kept on purpose, old files are found by these names.
+    // The last "." of the whole path, even where it belongs to a folder's name: old files are found by these names.
     target = target.substr(0, target.rfind('.')) + "_" + time + ".log";
   }
-  if (cfg_.maxcount() > 0) DeleteOldest();
+  if (cfg_.maxcount() > 0) delete_oldest();
   if (cfg_.head()) write_tail(0);
   const int result = pDevice->backup(target.c_str());
   if (cfg_.head()) write_head(0);
@@ -33,7 +33,7 @@ int Log_Impl_T<IO, LOCK, CFG>::backup() {
 
 // One file at most goes, even where several are beyond the count.
 template <typename IO, typename LOCK, typename CFG>
-void Log_Impl_T<IO, LOCK, CFG>::DeleteOldest() {
+void Log_Impl_T<IO, LOCK, CFG>::delete_oldest() {
   const size_t slash = cfg_.szFile.find_last_of("/\\");
   const std::string folder = slash == std::string::npos ? std::string("./") : cfg_.szFile.substr(0, slash + 1);
   const std::string name = slash == std::string::npos ? cfg_.szFile : cfg_.szFile.substr(slash + 1);

@@ -15,7 +15,7 @@ namespace TSEG {
 
 // Takes the lines of an engine. `line` runs on the thread of the call that logs, without a lock; `text` is valid during the call.
 struct LogSink {
-  uint32_t nLevels = 0;  // LogLevel bits that are wanted
+  uint32_t levels = 0;  // LogLevel bits that are wanted
   std::function<void(uint32_t bit, const char* text)> line;
 };
 

@@ -76,11 +76,11 @@ void StepInt8(LstmForward* forward, const LstmKernels& kernels) {
 
 void PrimeInt8(LstmForward* forward, const LstmKernels& kernels) {
   const LstmModel& model = *forward->pModel;
-  // The first layer quantises pIn where it lies, and the layers above it read what it left; kept on purpose.
+  // The first layer quantises pIn where it lies, and the layers above it read what it left.
   for (int32_t k = 0; k < model.nLayers; ++k) {
     LayerStep(LayerState<float>(forward->pStatePool.data(), k), model.aLayer[k], forward->pIn.data(), forward->pOut.data(), kernels);
   }
-  // One slot moves, and a quarter of one enters: the sizes count bytes where floats would be expected. Kept on purpose.
+  // One slot moves, and a quarter of one enters: the sizes count bytes where floats would be expected.
   float* ring = forward->pRing.data();
   std::memmove(ring, ring + kSlot, kSlot * sizeof(float));
   std::memcpy(ring + kRingLength - kSlot, forward->pOut.data(), kSlot);

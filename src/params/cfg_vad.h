@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// CFG_VAD: every tunable value of the engine in one record, the table of parameter names, and the conversions between text and field.
+// CFG_VAD: every tunable value of the engine in one record, with its text forms. The names are in params/param_table.h.
 //
-// An engine has a default set (built-in values, then for the one of the process the file "w_tseg.cfg", then seven values of the model); each
-// instance has its own copy. No lock: a default set is written during start-up alone.
+// An engine has a default set (built-in values, then for the one of the process the file "w_tseg.cfg", then seven values of the model);
+// each instance has its own copy. No lock: a default set is written during start-up alone.
 #ifndef WVAD_PARAMS_CFG_VAD_H_
 #define WVAD_PARAMS_CFG_VAD_H_
 
@@ -11,20 +11,6 @@
 #include <string>
 
 namespace TSEG {
-
-// Positions in the table of names. 0 to 49 are fields of CFG_VAD, 50 to 66 are special names that the parameter functions handle themselves.
-constexpr int kParamNormalCount = 50;
-constexpr int kParamCount = 67;
-// The name at `position`, 0 to 66.
-const char* ParamName(int position);
-// The position of `name` in [first, last], exact and case-sensitive; -1 if it is not there.
-int FindParam(const char* name, int first, int last);
-
-enum SpecialParam : int {
-  kParamNormalCountName = 50, kParamSpecialNone, kParamReadType, kParamVadType, kParamTimeSilTail, kParamSpeechGap, kParamSpeechTail,
-  kParamSpeechEnhance, kParamSpeechTimeOut, kParamSampleRate, kParamMargin, kParamStartMargin, kParamEndMargin, kParamSid, kParamKelSpecialNone,
-  kParamKelSid, kParamKelSpecialCount
-};
 
 // Fields in table order. Frames are 10 ms.
 class CFG_VAD {

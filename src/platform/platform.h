@@ -170,7 +170,7 @@ void ShowMessage(const std::string& caption, const std::string& line, bool is_er
 
 // ---- The end
 
-// Ends the process by a store to address zero, on purpose, as an invalid access and with the traces that the system keeps of such; in any
+// Ends the process by a store to address zero, as an invalid access and with the traces that the system keeps of such; in any
 // case, also where a handler returns. Flush what must be seen before.
 [[noreturn]] void FaultAtZero();
 

@@ -7,24 +7,11 @@
 #define WVAD_QUALITY_KEL_CONFIG_H_
 
 #include <cstdint>
+#include <iterator>
+
+#include "params/param_set.h"
 
 namespace TSEG {
-
-// Rows of the table of keys: the normal ones, then the special ones. The `_none` and `_count` rows are markers.
-enum KelParam : int {
-  kKelNormalNone = 0,
-  kKelSampleRate,
-  kKelSnrThreshold,
-  kKelCurThreshold,
-  kKelNormalCount,
-  kKelSpecialNone,
-  kKelSid,
-  kKelSpecialCount,
-  kKelParamRows
-};
-// The key of `row`, and the row of `key` in [first, last] or -1: exact and case-sensitive.
-const char* KelParamName(int row);
-int FindKelParam(const char* key, int first, int last);
 
 class CFG_KEL {
  public:
@@ -44,9 +31,33 @@ class CFG_KEL {
   bool get_para_value(const char* key, char* value, int nLen) const;
 };
 
+// The table of keys: the normal ones, then the special ones, which the component handles itself. The `_none` and `_count` rows are markers.
+inline constexpr ParamRow<CFG_KEL> kKelParams[] = {
+    {"wkel_param_normal_none", &CFG_KEL::normal_none},
+    {"wkel_param_sampleRate", &CFG_KEL::sampleRate},
+    {"wkel_param_snr_threshold", &CFG_KEL::snr_threshold},
+    {"wkel_param_cur_threshold", &CFG_KEL::cur_threshold},
+    {"wkel_param_normal_count", &CFG_KEL::normal_count},
+    {"wkel_param_special_none"},
+    {"wkel_param_sid"},
+    {"wkel_param_special_count"},
+};
+
+// Positions in the table that code speaks of.
+enum KelParamAt : int {
+  kKelNormalNone = ParamPosition<kKelParams>("wkel_param_normal_none"),
+  kKelNormalCount = ParamPosition<kKelParams>("wkel_param_normal_count"),
+  kKelSpecialNone = ParamPosition<kKelParams>("wkel_param_special_none"),
+  kKelSid = ParamPosition<kKelParams>("wkel_param_sid"),
+  kKelSpecialCount = ParamPosition<kKelParams>("wkel_param_special_count")
+};
+
+// The position of `key` in [first, last], exact and case-sensitive; -1 if it is not there.
+constexpr int FindKelParam(const char* key, int first, int last) { return FindParamRow(kKelParams, key, first, last); }
+
 // One component: whether it is up, and the parameters that its instances are made from.
 struct KelEngine {
-  bool bInit = false;
+  bool up = false;
   CFG_KEL defaults;
 };
 

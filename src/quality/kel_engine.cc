@@ -24,7 +24,7 @@ int CheckParameterCall(const char* function, KelInst* const* inst, const char* p
   if (inst == nullptr || *inst == nullptr) return InstIsNull(function);
   if (param == nullptr) return ParaIsNull(function, "param");
   if (value == nullptr) return ParaIsNull(function, "paramValue");
-  if (!(*inst)->pEngine->bInit) return EngineIsDown(function, WKEL_ERROR_NOT_INIT);
+  if (!(*inst)->pEngine->up) return EngineIsDown(function, WKEL_ERROR_NOT_INIT);
   return 0;
 }
 
@@ -48,12 +48,12 @@ int wKelInitialize(KelEngine* engine, [[maybe_unused]] void* reserved) {
     WVAD_LOG_VERBOSE("wKelInitialize | srlog_open succeed!");
   }
   engine->defaults.init();
-  engine->bInit = true;
+  engine->up = true;
   return 0;
 }
 
 int wKelUninitialize(KelEngine* engine) {
-  engine->bInit = false;
+  engine->up = false;
   WVAD_LOG_VERBOSE("wKelUninitialize | srlog_close succeed!");
   srlog_close();
   return 0;

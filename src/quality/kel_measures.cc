@@ -142,7 +142,7 @@ void KelInst::GetLoopBufferData(const uint8_t* data, uint32_t n) {
 }
 
 void KelInst::ComputeSnr() {
-  // A count of bytes against a rate in samples: the limit stands for 0.35 s, kept on purpose.
+  // A count of bytes against a rate in samples: the limit stands for 0.35 s.
   if (0.7 * static_cast<double>(pCfg->sampleRate) > static_cast<double>(nSentCurBytesPos)) return;
   bSnrReady = 1;
   std::sort(vecFrameDb.begin(), vecFrameDb.end());

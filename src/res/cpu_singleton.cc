@@ -4,6 +4,7 @@
 #include "res/cpu_singleton.h"
 
 #include <cstdio>
+#include <optional>
 
 #include "base/config_file.h"
 #include "log/log.h"
@@ -71,12 +72,6 @@ CPUSingleton::CPUSingleton() {
 const CPUSingleton& CPUSingleton::instance() {
   static const CPUSingleton singleton;
   return singleton;
-}
-
-std::optional<uint32_t> CPUSingleton::bind_mask(const std::string& name) const {
-  const auto found = bind_strategy.find(name);
-  if (found == bind_strategy.end()) return std::nullopt;
-  return found->second;
 }
 
 void CPUSingleton::parse_bing_stragy_str(std::string_view text) {

@@ -10,7 +10,6 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,8 +28,6 @@ class CPUSingleton {
   std::map<std::string, uint32_t> bind_strategy;  // name to mask
   int32_t nDeviceId = -1;
 
-  // The mask of `name`, or nothing.
-  std::optional<uint32_t> bind_mask(const std::string& name) const;
   // Splits "name:0xMASK|name:0xMASK|..." into `bind_strategy`. Masks are read from their last digit towards the front.
   void parse_bing_stragy_str(std::string_view text);  // (sic)
 };

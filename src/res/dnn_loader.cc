@@ -73,7 +73,7 @@ void ReadStateMap(const MlpResFileHeaderV3& header, BlockCursor* cursor, HMMReso
     entries.insert(entries.end(), copy + r * stride, copy + r * stride + header.nInner[index]);
   StateMap map = UnpackStateMap(entries, header.nOuter[Parser::find_var(header, "pri")], SilenceTest::kPlain);
   link->pGeneral = std::move(map.rows);
-  link->nSilenceRow = map.nSilenceRow;
+  link->nSilenceRow = map.silence_row;
 }
 
 void ReadFloats(const MlpResFileHeaderV3& header, Reader* reader, DnnModel* model, HMMResourceLink* link) {

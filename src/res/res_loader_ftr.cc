@@ -21,7 +21,7 @@
 namespace TSEG {
 namespace {
 
-// A model of the old kind ends the process on purpose: nothing that this engine could do with it would be right.
+// A model of the old kind ends the process: nothing that this engine could do with it would be right.
 [[noreturn]] void EndOnOldResource() {
   for (int i = 0; i < 10; ++i) {
     std::printf("VAD or acmod resource too old, not supported anymore.\nPlease update resource.\n");

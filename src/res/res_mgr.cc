@@ -72,11 +72,11 @@ class Res_mgr : public IRes_mgr {
     bool from_file() const { return path != nullptr; }
   };
 
-  int CheckAndMark(const WREC_RES_SET& key, const Source& source);
-  int FetchDependencies(const WREC_RES_SET* deps, int nDeps, const Source& source, std::vector<IRes*>* out);
-  int AddMarked(const WREC_RES_SET& key, const Source& source, int category, const std::vector<IRes*>& deps);
-  int MarkForDelete(const WREC_RES_SET& key, const std::string& type);
-  std::unique_ptr<ResLoader> MakeLoader(int category);
+  int Res_checkAndMark(const WREC_RES_SET& key, const Source& source);
+  int Res_fetchDependencies(const WREC_RES_SET* deps, int nDeps, const Source& source, std::vector<IRes*>* out);
+  int Res_addMarked(const WREC_RES_SET& key, const Source& source, int category, const std::vector<IRes*>& deps);
+  int Res_markForDelete(const WREC_RES_SET& key, const std::string& type);
+  std::unique_ptr<ResLoader> Res_makeLoader(int category);
   void Res_addingSet_del(const WREC_RES_SET& key);
   void Res_deletingSet_erase(const WREC_RES_SET& key);
 
@@ -114,8 +114,8 @@ Res_mgr::~Res_mgr() {
     if (!table_.empty()) {
       WVAD_LOG_WARN("Res_mgr::~Res_mgr | %d's resource has not been release correctly", static_cast<int>(table_.size()));
     }
-    // What is still counted cannot be deleted, and then this never ends; kept on purpose, since a count above 0 here means that somebody
-    // still reads the resource.
+    // What is still counted cannot be deleted, and then this never ends: a count above 0 here means that somebody still reads
+    // the resource.
     while (!table_.empty()) {
       const WREC_RES_SET key = table_.begin()->first;
       const std::string label(table_.begin()->second->GetResKey(), 32);
@@ -147,10 +147,10 @@ int Res_mgr::Res_add(const WREC_RES_SET* key, const char* szResURI, const WREC_R
                      key->nResID);
   }
   const Source source = {"Res_mgr::Res_add", szResURI, nullptr, 0};
-  if (const int ret = CheckAndMark(*key, source)) return ret;
+  if (const int ret = Res_checkAndMark(*key, source)) return ret;
   std::vector<IRes*> found;
-  if (const int ret = FetchDependencies(deps, nDeps, source, &found)) return ret;
-  if (const int ret = AddMarked(*key, source, *category, found)) return ret;
+  if (const int ret = Res_fetchDependencies(deps, nDeps, source, &found)) return ret;
+  if (const int ret = Res_addMarked(*key, source, *category, found)) return ret;
   if (*category == kCategoryWfst) {
     WREC_RES_SET second = {key->nResID, "ORVAFST"};
     Res_add(&second, szResURI, nullptr, 0);
@@ -172,10 +172,10 @@ int Res_mgr::Res_addM(const WREC_RES_SET* key, const void* data, long length, co
                      "Res_mgr::Res_addM | invalid szResCategoryID, szResType = %s nResID = %d", type.c_str(), key->nResID);
   }
   const Source source = {"Res_mgr::Res_addM", nullptr, data, length};
-  if (const int ret = CheckAndMark(*key, source)) return ret;
+  if (const int ret = Res_checkAndMark(*key, source)) return ret;
   std::vector<IRes*> found;
-  if (const int ret = FetchDependencies(deps, nDeps, source, &found)) return ret;
-  if (const int ret = AddMarked(*key, source, *category, found)) return ret;
+  if (const int ret = Res_fetchDependencies(deps, nDeps, source, &found)) return ret;
+  if (const int ret = Res_addMarked(*key, source, *category, found)) return ret;
   if (*category == kCategoryWfst) {
     WREC_RES_SET second = {key->nResID, "ORVAFST"};
     Res_addM(&second, data, length, nullptr, 0);
@@ -183,7 +183,7 @@ int Res_mgr::Res_addM(const WREC_RES_SET* key, const void* data, long length, co
   return 0;
 }
 
-int Res_mgr::CheckAndMark(const WREC_RES_SET& key, const Source& source) {
+int Res_mgr::Res_checkAndMark(const WREC_RES_SET& key, const Source& source) {
   const std::string type = TypeText(key);
   const Hold hold(lock_);
   if (table_.count(key) != 0) {
@@ -205,7 +205,7 @@ int Res_mgr::CheckAndMark(const WREC_RES_SET& key, const Source& source) {
   return 0;
 }
 
-int Res_mgr::FetchDependencies(const WREC_RES_SET* deps, int nDeps, const Source& source, std::vector<IRes*>* out) {
+int Res_mgr::Res_fetchDependencies(const WREC_RES_SET* deps, int nDeps, const Source& source, std::vector<IRes*>* out) {
   const Hold hold(lock_);
   for (int i = 0; deps != nullptr && i < nDeps; ++i) {
     IRes* found = Res_query(&deps[i]);
@@ -218,9 +218,9 @@ int Res_mgr::FetchDependencies(const WREC_RES_SET* deps, int nDeps, const Source
   return 0;
 }
 
-std::unique_ptr<ResLoader> Res_mgr::MakeLoader(int category) {
+std::unique_ptr<ResLoader> Res_mgr::Res_makeLoader(int category) {
   ResLoaderCreater* creator = LoaderRegistry::instance().find(category);
-  // The table of categories only filters names. To ask for one without a loader is a programming error, and stops the process on purpose.
+  // The table of categories only filters names. To ask for one without a loader is a programming error, and stops the process.
   if (creator == nullptr) platform::FaultAtZero();
   std::unique_ptr<ResLoader> loader = creator->create(this);
   loader->SetConfiguration(cfg_.get());
@@ -228,9 +228,9 @@ std::unique_ptr<ResLoader> Res_mgr::MakeLoader(int category) {
 }
 
 // From the making of the loader to the entry in the table.
-int Res_mgr::AddMarked(const WREC_RES_SET& key, const Source& source, int category, const std::vector<IRes*>& deps) {
+int Res_mgr::Res_addMarked(const WREC_RES_SET& key, const Source& source, int category, const std::vector<IRes*>& deps) {
   const std::string type = TypeText(key);
-  const std::unique_ptr<ResLoader> loader = MakeLoader(category);
+  const std::unique_ptr<ResLoader> loader = Res_makeLoader(category);
   IRes* const* dependencies = deps.empty() ? nullptr : deps.data();
   const int count = static_cast<int>(deps.size());
   IRes* res = loader->CreateRes(key, source.from_file() ? source.path : "memres");
@@ -267,7 +267,7 @@ IRes* Res_mgr::Res_query(const WREC_RES_SET* key) {
   return nullptr;
 }
 
-int Res_mgr::MarkForDelete(const WREC_RES_SET& key, const std::string& type) {
+int Res_mgr::Res_markForDelete(const WREC_RES_SET& key, const std::string& type) {
   const Hold hold(lock_);
   const auto found = table_.find(key);
   if (found == table_.end()) {
@@ -301,8 +301,8 @@ int Res_mgr::Res_delete(const WREC_RES_SET* key_in) {
     return WVAD_REFUSE(kResInvalidValue,
                      "Res_mgr::Res_delete | resource type does not support, resId = %d resType = %s", key.nResID, type.c_str());
   }
-  if (const int ret = MarkForDelete(key, type)) return ret;
-  const std::unique_ptr<ResLoader> loader = MakeLoader(*category);
+  if (const int ret = Res_markForDelete(key, type)) return ret;
+  const std::unique_ptr<ResLoader> loader = Res_makeLoader(*category);
   IRes* res = nullptr;
   {
     const Hold hold(lock_);

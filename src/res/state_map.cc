@@ -34,8 +34,8 @@ StateMap UnpackStateMap(const std::vector<int16_t>& entries, int32_t prior_count
       row[place++] = entry;
       continue;
     }
-    if (map.nSilenceRow < 0 && IsSilence(row, place, prior_count, test)) {
-      map.nSilenceRow = static_cast<int32_t>(map.rows.size() / kStateRowPlaces) - 1;
+    if (map.silence_row < 0 && IsSilence(row, place, prior_count, test)) {
+      map.silence_row = static_cast<int32_t>(map.rows.size() / kStateRowPlaces) - 1;
     }
     place = kStateRowPlaces;
   }

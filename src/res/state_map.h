@@ -16,7 +16,7 @@ constexpr size_t kStateRowPlaces = 8;
 
 struct StateMap {
   std::vector<int32_t> rows;  // kStateRowPlaces each, -1 where nothing stands
-  int32_t nSilenceRow = -1;   // -1 if none
+  int32_t silence_row = -1;   // -1 if none
 };
 
 // The test of a closed row: three entries at or above `prior_count` - 3, or (kCtc) one equal to `prior_count` - 2.

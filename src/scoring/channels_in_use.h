@@ -15,8 +15,8 @@ struct ChannelsInUse {
   FrontEndChannel* first = nullptr;   // the caller's audio
   FrontEndChannel* second = nullptr;  // the gain-controlled audio; null without gain control
 
-  // Pops a block from each: `pop` of a channel gives a block or null. Null when either has none; the second is not asked where the first has
-  // none.
+  // Pops a block from each: `pop` of a channel gives a block or null. Null when either has none; the second is not asked where the first
+  // has none.
   template <typename Pop>
   const float* PopBlock(Pop pop) const {
     const float* block = pop(first);
@@ -32,13 +32,13 @@ struct ChannelsInUse {
   }
 };
 
-// Calls `take(last)` on what a push has finished, and again for as long as the push goes on in the room that this made. `last` is
-// `bLast` in the call behind which nothing more comes, and false in those before: none of them closes the session.
+// Calls `take` on what a push has finished, and again for as long as the push goes on in the room that this made. It gets `last` in the
+// call behind which nothing more comes, and false in those before: none of them closes the session.
 template <typename Take>
-void TakeWholePush(const ChannelsInUse& channels, bool bLast, Take take) {
+void TakeWholePush(const ChannelsInUse& channels, bool last, Take take) {
   for (;;) {
     const bool more = channels.MoreToCome();
-    take(bLast && !more);
+    take(last && !more);
     if (!more) return;
     channels.Continue();
   }

@@ -5,12 +5,12 @@
 
 namespace TSEG {
 
-bool DnnScorer::Next(const ChannelsInUse& channels, bool bLast, ScoredFrames* out) {
-  uint8_t bEof = 0;
-  const auto pop = [&](FrontEndChannel* channel) { return PopDnnBlock(channel, bLast, &bEof); };
+bool DnnScorer::Next(const ChannelsInUse& channels, bool last, ScoredFrames* out) {
+  uint8_t eof = 0;
+  const auto pop = [&](FrontEndChannel* channel) { return PopDnnBlock(channel, last, &eof); };
   while (const float* block = channels.PopBlock(pop)) {
     if (observer_ != nullptr) observer_->OnBlock(block, kDnnBlockFloats);
-    if (!DnnForwardAddBlock(forward_, block, kDnnBlockFloats, bEof != 0)) continue;
+    if (!DnnForwardAddBlock(forward_, block, kDnnBlockFloats, eof != 0)) continue;
     *out = ScoredFrames();
     out->count = DnnForwardRead(forward_, out->scores, &out->stride);
     return true;

@@ -18,7 +18,7 @@ class DnnScorer : public FrameScorer {
 
   bool bound() const override { return forward_->pModel != nullptr; }
   void Begin(int32_t) override {}
-  bool Next(const ChannelsInUse& channels, bool bLast, ScoredFrames* out) override;
+  bool Next(const ChannelsInUse& channels, bool last, ScoredFrames* out) override;
   bool recurrent() const override { return false; }
   void ClearState() override {}
   void Forget() override { DnnForwardForget(forward_); }

@@ -19,9 +19,9 @@ struct ScoredFrames {
   static constexpr int32_t kFloats = 16;
 
   enum class Origin {
-    kComputed,   // the network's answer to a block
-    kFlushed,    // its answer to a block without data, behind the last one
-    kRepeated,   // the last answer once more, in place of one that the network does not give any more
+    kComputed,  // the network's answer to a block
+    kFlushed,   // its answer to a block without data, behind the last one
+    kRepeated,  // the last answer once more, in place of one that the network does not give any more
   };
 
   float scores[kFloats] = {};  // pairs, speech first; zero where the network gave none
@@ -47,9 +47,9 @@ class FrameScorer {
   virtual bool bound() const = 0;
   // A session begins. `priming_frames`: frames of silence that a network which asks for them hears before the first block.
   virtual void Begin(int32_t priming_frames) = 0;
-  // Takes blocks from `channels` until the network answers. False when no block is to be had and nothing is owed. `bLast` opens the
+  // Takes blocks from `channels` until the network answers. False when no block is to be had and nothing is owed. `last` opens the
   // held-back frames at the end of the session's audio.
-  virtual bool Next(const ChannelsInUse& channels, bool bLast, ScoredFrames* out) = 0;
+  virtual bool Next(const ChannelsInUse& channels, bool last, ScoredFrames* out) = 0;
   // Whether the network carries a state from block to block.
   virtual bool recurrent() const = 0;
   // Clears that state and keeps the position in the stream. Nothing for a network without one.

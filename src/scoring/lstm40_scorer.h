@@ -16,7 +16,7 @@ class Lstm40Scorer : public FrameScorer {
 
   bool bound() const override { return forward_->pModel != nullptr; }
   void Begin(int32_t priming_frames) override;
-  bool Next(const ChannelsInUse& channels, bool bLast, ScoredFrames* out) override;
+  bool Next(const ChannelsInUse& channels, bool last, ScoredFrames* out) override;
   bool recurrent() const override { return true; }
   void ClearState() override { LstmForwardClearState(forward_); }
   void Forget() override { LstmForwardClearAll(forward_); }
@@ -29,9 +29,9 @@ class Lstm40Scorer : public FrameScorer {
 
   LstmForward* forward_;
   int32_t priming_frames_ = 0;
-  bool bFirstBlock = false;  // the next block is the first of the session
+  bool first_block_ = false;  // the next block is the first of the session
   Debt debt_ = Debt::kNone;
-  int32_t nPadded = 0;  // frames that the last block was short of
+  int32_t padded_ = 0;  // frames that the last block was short of
 };
 
 }  // namespace TSEG

@@ -5,24 +5,24 @@
 
 namespace TSEG {
 
-bool Lstm75Scorer::Next(const ChannelsInUse& channels, bool bLast, ScoredFrames* out) {
+bool Lstm75Scorer::Next(const ChannelsInUse& channels, bool last, ScoredFrames* out) {
   if (owed_ > 0) {
     RepeatLastPair(out);
     return true;
   }
-  uint8_t bEof = 0;
-  int32_t nPadded = 0;
+  uint8_t eof = 0;
+  int32_t padded = 0;
   const auto pop = [&](FrontEndChannel* channel) {
-    nPadded = 0;
-    return PopLstmBlock75(channel, bLast, &bEof, &nPadded);
+    padded = 0;
+    return PopLstmBlock75(channel, last, &eof, &padded);
   };
   while (const float* block = channels.PopBlock(pop)) {
-    if (!LstmForwardAddBlock75(forward_, block, kLstm75BlockFloats, bEof != 0)) continue;
+    if (!LstmForwardAddBlock75(forward_, block, kLstm75BlockFloats, eof != 0)) continue;
     *out = ScoredFrames();
     out->count = LstmForwardRead(forward_, out->scores, &out->stride);
-    if (bLast && bEof != 0) {
+    if (last && eof != 0) {
       // The bound is count times stride less what was padded; sessions of this kind have always ended so.
-      owed_ = out->count * out->stride - nPadded;
+      owed_ = out->count * out->stride - padded;
       std::memcpy(last_pair_, out->Pair(out->count - 1), sizeof last_pair_);
     }
     return true;

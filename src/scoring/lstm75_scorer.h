@@ -16,7 +16,7 @@ class Lstm75Scorer : public FrameScorer {
 
   bool bound() const override { return forward_->pModel != nullptr; }
   void Begin(int32_t) override { owed_ = 0; }
-  bool Next(const ChannelsInUse& channels, bool bLast, ScoredFrames* out) override;
+  bool Next(const ChannelsInUse& channels, bool last, ScoredFrames* out) override;
   bool recurrent() const override { return true; }
   void ClearState() override { LstmForwardClearState(forward_); }
   void Forget() override { LstmForwardClearAll(forward_); }
@@ -25,7 +25,7 @@ class Lstm75Scorer : public FrameScorer {
   void RepeatLastPair(ScoredFrames* out);
 
   LstmForward* forward_;
-  int32_t owed_ = 0;           // frames that are still to be given for the last pair
+  int32_t owed_ = 0;  // frames that are still to be given for the last pair
   float last_pair_[2] = {};
 };
 

@@ -17,8 +17,8 @@ namespace TSEG {
 
 class Network {
  public:
-  // `isLstm`: what the models will be. `observer`, if there is one, sees the blocks of "dnn_fb75".
-  explicit Network(bool isLstm, BlockObserver* observer = nullptr);
+  // `is_lstm`: what the models will be. `observer`, if there is one, sees the blocks of "dnn_fb75".
+  explicit Network(bool is_lstm, BlockObserver* observer = nullptr);
 
   std::unique_ptr<DnnForward> pDnn;    // with wvad_param_isTsegLstm off
   std::unique_ptr<LstmForward> pLstm;  // with it on

@@ -8,16 +8,16 @@
 namespace TSEG {
 namespace {
 
-bool HoldsDnn(const NetworkModels& models) { return models.pDnn != nullptr; }
-bool HoldsFixedLstm(const NetworkModels& models) { return models.pLstm != nullptr && models.pLstm->form == LstmForm::kFixed; }
-bool HoldsFloatOrInt8Lstm(const NetworkModels& models) { return models.pLstm != nullptr && models.pLstm->form != LstmForm::kFixed; }
+bool HoldsDnn(const NetworkModels& models) { return models.dnn != nullptr; }
+bool HoldsFixedLstm(const NetworkModels& models) { return models.lstm != nullptr && models.lstm->form == LstmForm::kFixed; }
+bool HoldsFloatOrInt8Lstm(const NetworkModels& models) { return models.lstm != nullptr && models.lstm->form != LstmForm::kFixed; }
 
-const float* PopDnn(FrontEndChannel* channel, bool bLast, BlockEnd* end) { return PopDnnBlock(channel, bLast, &end->bEof); }
-const float* PopLstm75(FrontEndChannel* channel, bool bLast, BlockEnd* end) {
-  return PopLstmBlock75(channel, bLast, &end->bEof, &end->nPadded);
+const float* PopDnn(FrontEndChannel* channel, bool last, BlockEnd* end) { return PopDnnBlock(channel, last, &end->eof); }
+const float* PopLstm75(FrontEndChannel* channel, bool last, BlockEnd* end) {
+  return PopLstmBlock75(channel, last, &end->eof, &end->padded);
 }
-const float* PopLstm40(FrontEndChannel* channel, bool bLast, BlockEnd* end) {
-  return PopLstmBlock40(channel, bLast, &end->bEof, &end->nPadded);
+const float* PopLstm40(FrontEndChannel* channel, bool last, BlockEnd* end) {
+  return PopLstmBlock40(channel, last, &end->eof, &end->padded);
 }
 
 std::unique_ptr<FrameScorer> MakeDnn(DnnForward* dnn, LstmForward*, BlockObserver* observer) {
@@ -32,7 +32,7 @@ constexpr NetworkKind kKinds[kNetworkKinds] = {
     {"lstm_fb40", "wReadProcessLstmFea40", true, 40, kLstm40BlockFloats, 4, HoldsFloatOrInt8Lstm, PopLstm40, MakeLstm40},
 };
 
-int32_t WidthOf(const NetworkModels& models, bool isLstm) { return isLstm ? models.pLstm->nFeatureDim : models.pDnn->nFeatureDim; }
+int32_t WidthOf(const NetworkModels& models, bool is_lstm) { return is_lstm ? models.lstm->nFeatureDim : models.dnn->nFeatureDim; }
 
 }  // namespace
 
@@ -40,7 +40,7 @@ const NetworkKind& NetworkKindAt(size_t index) { return kKinds[index]; }
 
 const NetworkKind* FindNetworkKind(std::string_view model_type) {
   for (const NetworkKind& kind : kKinds) {
-    if (model_type == kind.szModelType) return &kind;
+    if (model_type == kind.model_type) return &kind;
   }
   return nullptr;
 }
@@ -52,10 +52,10 @@ const NetworkKind* KindOfModels(const NetworkModels& models) {
   return nullptr;
 }
 
-bool ModelsServe(const NetworkModels& models, bool isLstm, std::string_view model_type) {
-  if (isLstm ? models.pLstm == nullptr : models.pDnn == nullptr) return false;
+bool ModelsServe(const NetworkModels& models, bool is_lstm, std::string_view model_type) {
+  if (is_lstm ? models.lstm == nullptr : models.dnn == nullptr) return false;
   const NetworkKind* kind = FindNetworkKind(model_type);
-  return kind == nullptr || (kind->bLstm == isLstm && kind->fits(models) && WidthOf(models, isLstm) == kind->nFeatureDim);
+  return kind == nullptr || (kind->lstm == is_lstm && kind->fits(models) && WidthOf(models, is_lstm) == kind->feature_dim);
 }
 
 }  // namespace TSEG

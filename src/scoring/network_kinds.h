@@ -23,29 +23,29 @@ namespace TSEG {
 
 // The networks that a model holds: one of the two, or neither.
 struct NetworkModels {
-  const DnnModel* pDnn = nullptr;
-  const LstmModel* pLstm = nullptr;
+  const DnnModel* dnn = nullptr;
+  const LstmModel* lstm = nullptr;
 };
 
 // What a pop tells beside its block.
 struct BlockEnd {
-  uint8_t bEof = 0;     // 1 at the end of the session
-  int32_t nPadded = 0;  // frames that the last block was short of
+  uint8_t eof = 0;     // 1 at the end of the session
+  int32_t padded = 0;  // frames that the last block was short of
 };
 
 enum NetworkKindIndex : size_t { kKindDnn75, kKindLstm75, kKindLstm40, kNetworkKinds };
 
 struct NetworkKind {
-  const char* szModelType;  // its name in wvad_param_TsegModelType
-  const char* szLoop;       // its frame loop's name in the log
-  bool bLstm;               // what wvad_param_isTsegLstm says of it: the forward object is an LstmForward
-  int32_t nFeatureDim;      // values of a frame
-  int32_t nBlockFloats;     // values of a block
-  int32_t nBlockFrames;     // frames by which one block lies behind the one before it
+  const char* model_type;  // its name in wvad_param_TsegModelType
+  const char* loop;        // its frame loop's name in the log
+  bool lstm;               // what wvad_param_isTsegLstm says of it: the forward object is an LstmForward
+  int32_t feature_dim;     // values of a frame
+  int32_t block_floats;    // values of a block
+  int32_t block_frames;    // frames by which one block lies behind the one before it
   // Whether `models` holds a network of this kind, its width aside.
   bool (*fits)(const NetworkModels& models);
   // The next block of `channel`, or null (front_end_channel.h).
-  const float* (*pop)(FrontEndChannel* channel, bool bLast, BlockEnd* end);
+  const float* (*pop)(FrontEndChannel* channel, bool last, BlockEnd* end);
   // The scorer on the forward object of the kind's sort; the other pointer is not looked at. `observer` may be null.
   std::unique_ptr<FrameScorer> (*make_scorer)(DnnForward* dnn, LstmForward* lstm, BlockObserver* observer);
 };
@@ -58,7 +58,7 @@ const NetworkKind* KindOfModels(const NetworkModels& models);
 
 // Whether `models` holds the network that the parameters wvad_param_isTsegLstm and wvad_param_TsegModelType ask for. True for a model type
 // that names no kind: such a session is not decided upon.
-bool ModelsServe(const NetworkModels& models, bool isLstm, std::string_view model_type);
+bool ModelsServe(const NetworkModels& models, bool is_lstm, std::string_view model_type);
 
 }  // namespace TSEG
 

@@ -5,9 +5,9 @@
 
 namespace TSEG {
 
-void PowerTrack::Take(const uint8_t* chunk, uint32_t nBytes, int32_t rate) {
+void PowerTrack::Take(const uint8_t* chunk, uint32_t n_bytes, int32_t rate) {
   const uint32_t samples_per_frame = static_cast<uint32_t>(rate / 100);
-  uint32_t left = nBytes / 2;
+  uint32_t left = n_bytes / 2;
   const uint8_t* at = chunk;
   while (left > 0) {
     const uint32_t to_boundary = samples_per_frame - nEnergySamples % samples_per_frame;

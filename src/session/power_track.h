@@ -17,8 +17,8 @@ struct PowerTrack {
   FrameHistory<double> frameEnergy;  // one value for each whole frame
   double fEnergyAcc = 0;             // running sum of the unfinished frame
 
-  // Takes `nBytes` of 16-bit samples at `rate` Hz.
-  void Take(const uint8_t* chunk, uint32_t nBytes, int32_t rate);
+  // Takes `n_bytes` of 16-bit samples at `rate` Hz.
+  void Take(const uint8_t* chunk, uint32_t n_bytes, int32_t rate);
   // The audio has ended: the history is forgotten, the unfinished frame stays.
   void Forget();
   // The session has ended.

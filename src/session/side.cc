@@ -14,13 +14,13 @@ void Side::SetFrameSize(int32_t rate) {
 void Side::StartFrontEnd(int32_t rate, const CFG_VAD& cfg, int cmn_type) {
   const NetworkKind* kind = FindNetworkKind(cfg.wvad_param_TsegModelType);
   FrontEndChannelStart(pFrontEnd.get(), rate, cfg.wvad_param_isTsegDoCMN, cmn_type, cfg.wvad_param_k4_energy,
-                       kind == nullptr ? 0 : kind->nFeatureDim);
+                       kind == nullptr ? 0 : kind->feature_dim);
 }
 
-void Side::Push(const uint8_t* chunk, uint32_t nBytes, bool bLast) {
-  pWav->write(chunk, nBytes);
-  if (bLast) pWav->markLast();
-  FrontEndPush(pFrontEnd.get(), reinterpret_cast<const int16_t*>(chunk), static_cast<int>(nBytes / 2), bLast);
+void Side::Push(const uint8_t* chunk, uint32_t n_bytes, bool last) {
+  pWav->write(chunk, n_bytes);
+  if (last) pWav->markLast();
+  FrontEndPush(pFrontEnd.get(), reinterpret_cast<const int16_t*>(chunk), static_cast<int>(n_bytes / 2), last);
 }
 
 void Side::MoveFrames(FrameHistory<float>* energies, float scale) {
@@ -38,9 +38,9 @@ void Side::End() {
   pFea->reset();
 }
 
-void GainedSide::PushGained(const uint8_t* chunk, uint32_t nBytes, bool bLast) {
-  GainControlApply(pAgc.get(), chunk, pAgcChunk.data(), static_cast<int32_t>(nBytes));
-  Push(pAgcChunk.data(), nBytes, bLast);
+void GainedSide::PushGained(const uint8_t* chunk, uint32_t n_bytes, bool last) {
+  GainControlApply(pAgc.get(), chunk, pAgcChunk.data(), static_cast<int32_t>(n_bytes));
+  Push(pAgcChunk.data(), n_bytes, last);
 }
 
 }  // namespace TSEG

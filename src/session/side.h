@@ -30,8 +30,8 @@ struct Side {
   void SetFrameSize(int32_t rate);
   // Configures the front end for a session. `cmn_type` is the mean removal type of the engine's defaults.
   void StartFrontEnd(int32_t rate, const CFG_VAD& cfg, int cmn_type);
-  // Stores `nBytes` of PCM and gives them to the front end.
-  void Push(const uint8_t* chunk, uint32_t nBytes, bool bLast);
+  // Stores `n_bytes` of PCM and gives them to the front end.
+  void Push(const uint8_t* chunk, uint32_t n_bytes, bool last);
   // Moves the frames that the front end has finished to the feature container, and their energies times `scale` to `energies` if it is not
   // null.
   void MoveFrames(FrameHistory<float>* energies, float scale);
@@ -45,8 +45,8 @@ struct GainedSide : Side {
   uint32_t nAgcChunkSize = 2 * kChunkBytes;
   AlignedBuffer<uint8_t> pAgcChunk{nAgcChunkSize};  // gain-controlled copy of a chunk
 
-  // Raises `nBytes`, a chunk at the most, and pushes what comes of it.
-  void PushGained(const uint8_t* chunk, uint32_t nBytes, bool bLast);
+  // Raises `n_bytes`, a chunk at the most, and pushes what comes of it.
+  void PushGained(const uint8_t* chunk, uint32_t n_bytes, bool last);
 };
 
 }  // namespace TSEG

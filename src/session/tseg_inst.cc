@@ -12,7 +12,7 @@ TsegInst::TsegInst(const TSEG::CFG_VAD& defaults)
   if (sideB) sideB->SetFrameSize(nSampleRate);
 }
 
-void TsegInst::StartRoad(const TSEG::NetworkModels& models, int cmn_type) {
+void TsegInst::StartPipeline(const TSEG::NetworkModels& models, int cmn_type) {
   sideA.StartFrontEnd(nSampleRate, *pCfg, cmn_type);
   if (TSEG::GainedSide* side = gained()) side->StartFrontEnd(nSampleRate, *pCfg, cmn_type);
   network.Start(models, pCfg->wvad_param_TsegModelType, pCfg->wvad_param_vad_LstmPaddingNum);

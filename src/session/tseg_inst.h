@@ -43,8 +43,8 @@ struct TsegInst {
 
   TSEG::Diagnostics diagnostics;
   TSEG::Intake intake;
-  TSEG::Side sideA;                          // the caller's audio
-  std::unique_ptr<TSEG::GainedSide> sideB;   // the gain-controlled audio, or null
+  TSEG::Side sideA;                         // the caller's audio
+  std::unique_ptr<TSEG::GainedSide> sideB;  // the gain-controlled audio, or null
   TSEG::PowerTrack power;
   TSEG::Network network;
   TSEG::DecisionState decision;
@@ -60,7 +60,7 @@ struct TsegInst {
   TSEG::ChannelsInUse channels() const { return {sideA.pFrontEnd.get(), gained() != nullptr ? sideB->pFrontEnd.get() : nullptr}; }
 
   // The first half of a session's start: front ends and network on `models`. `cmn_type`: the mean removal type of the engine's defaults.
-  void StartRoad(const TSEG::NetworkModels& models, int cmn_type);
+  void StartPipeline(const TSEG::NetworkModels& models, int cmn_type);
   // The second half: every part as in a fresh session. From here on the session runs, as one of the engine's start `epoch`.
   void StartParts(uint32_t epoch);
   // Ends the session; the parameters are those of `defaults` again. Also without a running session.

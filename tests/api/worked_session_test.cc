@@ -7,7 +7,7 @@
 #include <sstream>
 #include <typeinfo>
 
-#include "params/cfg_vad.h"
+#include "params/param_table.h"
 #include "support/energy_engine_fixture.h"
 
 namespace TSEG::testing_support {

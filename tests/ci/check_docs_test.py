@@ -7,7 +7,7 @@ from made_up_tree import MadeUpTree
 import check_docs
 
 AGREEING = {
-    "src/params/param_table.cc": 'WVAD_NORMAL_PARAM(wvad_param_a)\n{"VAD_PARAM_B", 1}\n',
+    "src/params/param_table.h": 'WVAD_NORMAL_PARAM(wvad_param_a)\n{"VAD_PARAM_B", 1}\n',
     "docs/parameters.md": "| `wvad_param_a` | first |\n| `VAD_PARAM_B` | second |\n| `not_a_parameter` | |\n",
     "include/wvad.h": "enum {\n  WVAD_ERROR_A = 14001,\n};\n",
     "cmake/exports.txt": "# ordinal name\n1 wVadStart\n",
@@ -55,7 +55,7 @@ class CheckDocsTest(MadeUpTree):
         self.expect()
 
     def test_parameters(self):
-        self.add("src/params/param_table.cc", "WVAD_NORMAL_PARAM(wvad_param_new)\n")
+        self.add("src/params/param_table.h", "WVAD_NORMAL_PARAM(wvad_param_new)\n")
         self.add("docs/parameters.md", "| `wvad_param_old` | |\n")
         self.expect("docs/parameters.md: wvad_param_new is missing", "docs/parameters.md: there is no parameter wvad_param_old")
 

@@ -54,9 +54,9 @@ class FrameLoops : public ::testing::Test {
   void TearDown() override { script = nullptr; }
 
   // An instance for recurrent models or for feed-forward ones.
-  void Make(CFG_VAD cfg, bool isLstm) {
+  void Make(CFG_VAD cfg, bool is_lstm) {
     cfg.wvad_param_isVadDegOn = true;  // the score trace tells which pairs were decided on
-    cfg.wvad_param_isTsegLstm = isLstm;
+    cfg.wvad_param_isTsegLstm = is_lstm;
     inst_ = MakeInst(cfg);
     inst_->decision.eScore = std::vector<float>(20000, kLoud);
     inst_->network.Start({&dnn_, &lstm_}, "", 0);

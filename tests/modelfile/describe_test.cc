@@ -8,7 +8,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "modelfile/small_specs.h"
+#include "modelfile/small_models.h"
 #include "support/temp_folder.h"
 
 namespace TSEG::modelfile {
@@ -18,9 +18,9 @@ using ::testing::HasSubstr;
 using testing_support::TempFolder;
 
 TEST(Inspect, DescribesAModel) {
-  ModelSpec spec = Tiny();
-  spec.variables[1].data[5] = std::numeric_limits<double>::infinity();
-  const Bytes file = WriteModel(spec);
+  ModelContents contents = Tiny();
+  contents.variables[1].data[5] = std::numeric_limits<double>::infinity();
+  const Bytes file = WriteModel(contents);
   const ModelInfo info = Inspect(file);
   EXPECT_EQ(info.file_bytes, file.size());
   EXPECT_EQ(info.network_type, "MLP_RES_DNN");
@@ -57,11 +57,11 @@ TEST(Inspect, DescribesAModel) {
 }
 
 TEST(Inspect, ShowsScalesAndSections) {
-  ModelSpec spec = Tiny();
-  spec.shape = Shape::kV2;
-  spec.network_type = "MLP_RES_RNNCNNPAD28";
-  spec.fScale[0] = 0.5F;
-  const ModelInfo info = Inspect(WriteContainer({{1, WriteModel(spec)}, {2, Bytes(8)}, {1, Bytes(9)}}));
+  ModelContents contents = Tiny();
+  contents.shape = Shape::kV2;
+  contents.network_type = "MLP_RES_RNNCNNPAD28";
+  contents.fScale[0] = 0.5F;
+  const ModelInfo info = Inspect(WriteContainer({{1, WriteModel(contents)}, {2, Bytes(8)}, {1, Bytes(9)}}));
   EXPECT_TRUE(info.is_container);
   ASSERT_EQ(info.sections.size(), 3u);
   ASSERT_EQ(info.sections[0].model.size(), 1u);

@@ -11,7 +11,7 @@
 #include <functional>
 #include <random>
 
-#include "modelfile/small_specs.h"
+#include "modelfile/small_models.h"
 
 namespace TSEG::modelfile {
 namespace {
@@ -53,19 +53,19 @@ TEST(WriteModel, PutsEachFieldInItsPlace) {
 }
 
 TEST(WriteModel, PutsScalesAndKeysOfTheOtherShapesInTheirPlaces) {
-  ModelSpec spec = Tiny();
-  spec.shape = Shape::kV2;
-  spec.network_type = "MLP_RES_RNNCNNPAD28";
-  spec.fScale[8] = 2.5F;
-  const Bytes v2 = WriteModel(spec);
+  ModelContents contents = Tiny();
+  contents.shape = Shape::kV2;
+  contents.network_type = "MLP_RES_RNNCNNPAD28";
+  contents.fScale[8] = 2.5F;
+  const Bytes v2 = WriteModel(contents);
   EXPECT_EQ(Peek<float>(v2, 384 + 10324 + 32), 2.5F);
   EXPECT_EQ(Peek<int32_t>(v2, 384 + 10388), 2);
   EXPECT_EQ(Text(v2, 384 + 10392 + 16), "is_ctc");
   EXPECT_EQ(Text(v2, 384 + 10904 + 16), "true");
   EXPECT_EQ(Peek<float>(v2, 384 + 11416), 1.0F);
-  spec.shape = Shape::kV1;
-  spec.network_type = "MLP_RES_RNN";
-  const Bytes v1 = WriteModel(spec);
+  contents.shape = Shape::kV1;
+  contents.network_type = "MLP_RES_RNN";
+  const Bytes v1 = WriteModel(contents);
   EXPECT_EQ(Text(v1, 384 + 1108 + 16), "w");
   EXPECT_EQ(Peek<int32_t>(v1, 384 + 4180 + 4), 8);
   EXPECT_EQ(Peek<int32_t>(v1, 384 + 5204), 2);
@@ -74,22 +74,22 @@ TEST(WriteModel, PutsScalesAndKeysOfTheOtherShapesInTheirPlaces) {
   EXPECT_EQ(Peek<float>(v1, 384 + 6232), 1.0F);
 }
 
-// A spec with `seed` behind every choice.
-ModelSpec RandomSpec(unsigned seed) {
+// Contents with `seed` behind every choice.
+ModelContents RandomContents(unsigned seed) {
   std::mt19937 random(seed);
   auto below = [&random](unsigned n) { return static_cast<int32_t>(random() % n); };
-  ModelSpec spec;
+  ModelContents contents;
   const char* types[] = {"MLP_RES_DNN", "MLP_RES_RNNCNNPAD28", "MLP_RES_RNNCATDNN", "MLP_RES_RNN", "MLP_RES_BIRNN"};
-  spec.network_type = types[below(5)];
-  spec.shape = ShapeOfType(spec.network_type);
+  contents.network_type = types[below(5)];
+  contents.shape = ShapeOfType(contents.network_type);
   const char* dtypes[] = {"double", "float", "int", "short", "ushort", "uchar", "char"};
   const double lowest[] = {-1e300, -1e38, -2147483648.0, -32768, 0, 0, -128};
   const double highest[] = {1e300, 1e38, 2147483647.0, 32767, 65535, 255, 127};
   const int32_t n_vars = seed % 7 == 0 ? 128 : below(12);
   for (int32_t i = 0; i < n_vars; ++i) {
     Variable v;
-    v.name = "v" + std::to_string(i) + std::string(static_cast<size_t>(below(spec.shape == Shape::kV1 ? 11 : 59)), 'x');
-    const int32_t type = spec.shape == Shape::kV1 ? 1 : below(7);
+    v.name = "v" + std::to_string(i) + std::string(static_cast<size_t>(below(contents.shape == Shape::kV1 ? 11 : 59)), 'x');
+    const int32_t type = contents.shape == Shape::kV1 ? 1 : below(7);
     v.dtype = dtypes[type];
     v.inner = 1 + below(9);
     v.outer = 1 + below(9);
@@ -100,72 +100,72 @@ ModelSpec RandomSpec(unsigned seed) {
       if (type > 1) x = std::floor(x);
       v.data.push_back(x);
     }
-    if (spec.shape != Shape::kV2) v.nShift8 = below(300) - 20;
-    if (spec.shape == Shape::kV3) {
+    if (contents.shape != Shape::kV2) v.nShift8 = below(300) - 20;
+    if (contents.shape == Shape::kV3) {
       v.nShift16 = below(300) - 20;
       v.nAux16 = static_cast<int32_t>(random());
       v.nAux8 = static_cast<int32_t>(random());
     }
-    spec.variables.push_back(v);
+    contents.variables.push_back(v);
   }
-  if (spec.shape == Shape::kV2) {
-    for (float& s : spec.fScale) s = static_cast<float>(below(1000)) / 7.0F;
+  if (contents.shape == Shape::kV2) {
+    for (float& s : contents.fScale) s = static_cast<float>(below(1000)) / 7.0F;
   }
   for (int32_t i = below(33); i > 0; --i) {
-    spec.keys.emplace_back("k" + std::to_string(below(100)), std::string(static_cast<size_t>(below(16)), 'v'));
+    contents.keys.emplace_back("k" + std::to_string(below(100)), std::string(static_cast<size_t>(below(16)), 'v'));
   }
-  return spec;
+  return contents;
 }
 
 TEST(WriteModel, ReadingBackIsTheIdentity) {
   for (unsigned seed = 0; seed < 200; ++seed) {
-    const ModelSpec spec = RandomSpec(seed);
-    const Bytes file = WriteModel(spec);
-    const ModelSpec read = ReadModel(file);
-    ASSERT_EQ(read, spec) << "seed " << seed;
+    const ModelContents contents = RandomContents(seed);
+    const Bytes file = WriteModel(contents);
+    const ModelContents read = ReadModel(file);
+    ASSERT_EQ(read, contents) << "seed " << seed;
     ASSERT_EQ(WriteModel(read), file) << "seed " << seed;
   }
 }
 
 TEST(WriteModel, RefusesWhatTheFormatCannotHold) {
   const struct {
-    std::function<void(ModelSpec*)> change;
+    std::function<void(ModelContents*)> change;
     const char* message;
   } kRows[] = {
-      {[](ModelSpec* s) { s->variables.resize(129, s->variables[0]); }, "more than 128 variables"},
-      {[](ModelSpec* s) { s->keys.resize(33); }, "more than 32 keys"},
-      {[](ModelSpec* s) { s->keys[0].second = "0123456789abcdef"; }, "value \"0123456789abcdef\" is longer than 15 characters"},
-      {[](ModelSpec* s) { s->network_type = std::string(32, 'T'); }, "is longer than 31 characters"},
-      {[](ModelSpec* s) { s->variables[0].name = std::string(64, 'n'); }, "is longer than 63 characters"},
-      {[](ModelSpec* s) {
+      {[](ModelContents* s) { s->variables.resize(129, s->variables[0]); }, "more than 128 variables"},
+      {[](ModelContents* s) { s->keys.resize(33); }, "more than 32 keys"},
+      {[](ModelContents* s) { s->keys[0].second = "0123456789abcdef"; }, "value \"0123456789abcdef\" is longer than 15 characters"},
+      {[](ModelContents* s) { s->network_type = std::string(32, 'T'); }, "is longer than 31 characters"},
+      {[](ModelContents* s) { s->variables[0].name = std::string(64, 'n'); }, "is longer than 63 characters"},
+      {[](ModelContents* s) {
          s->shape = Shape::kV1;
          s->variables[0].name = std::string(16, 'n');
        },
        "is longer than 15 characters"},
-      {[](ModelSpec* s) { s->variables[0].dtype = "half"; }, "variable mean: unknown data type \"half\""},
-      {[](ModelSpec* s) { s->variables[0].outer = 4; }, "variable mean: 3 values for a shape of 4 x 1"},
-      {[](ModelSpec* s) { s->variables[0].outer = 0; }, "variable mean: a dimension is below 1"},
-      {[](ModelSpec* s) { s->variables[0].data[0] = 1e39; }, "is not a value of type float"},
-      {[](ModelSpec* s) {
+      {[](ModelContents* s) { s->variables[0].dtype = "half"; }, "variable mean: unknown data type \"half\""},
+      {[](ModelContents* s) { s->variables[0].outer = 4; }, "variable mean: 3 values for a shape of 4 x 1"},
+      {[](ModelContents* s) { s->variables[0].outer = 0; }, "variable mean: a dimension is below 1"},
+      {[](ModelContents* s) { s->variables[0].data[0] = 1e39; }, "is not a value of type float"},
+      {[](ModelContents* s) {
          s->variables[0].dtype = "uchar";
          s->variables[0].data[0] = 256;
        },
        "variable mean: 256.000000 is not a value of type uchar"},
-      {[](ModelSpec* s) {
+      {[](ModelContents* s) {
          s->variables[0].dtype = "short";
          s->variables[0].data[0] = 0.5;
        },
        "is not a value of type short"},
-      {[](ModelSpec* s) {
+      {[](ModelContents* s) {
          s->shape = Shape::kV1;
          s->variables[0].dtype = "int";
        },
        "this header shape holds floats alone"},
   };
   for (const auto& row : kRows) {
-    ModelSpec spec = Tiny();
-    row.change(&spec);
-    EXPECT_THAT(ErrorOf([&spec] { WriteModel(spec); }), HasSubstr(row.message));
+    ModelContents contents = Tiny();
+    row.change(&contents);
+    EXPECT_THAT(ErrorOf([&contents] { WriteModel(contents); }), HasSubstr(row.message));
   }
 }
 

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "modelfile/npy_bytes.h"
-#include "modelfile/small_specs.h"
+#include "modelfile/small_models.h"
 
 namespace TSEG::modelfile {
 namespace {

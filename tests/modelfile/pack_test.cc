@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "modelfile/npy_bytes.h"
-#include "modelfile/small_specs.h"
+#include "modelfile/small_models.h"
 #include "support/temp_folder.h"
 
 namespace TSEG::modelfile {
@@ -31,26 +31,27 @@ TEST_F(Pack, MakesTheModelThatTheFolderDescribes) {
   Description(R"({"network_type": "MLP_RES_DNN", "comment": "as it is", "keys": [["0", 1], ["is_ctc", true], ["2", "x"]],
     "variables": [{"name": "mean"}, {"name": "w", "file": "first.npy", "shift16": 10, "shift8": 8, "aux16": 11, "aux8": 9},
                   {"name": "map"}, {"name": "again", "file": "mean.npy", "shift": 5, "dtype": "double"}]})");
-  EXPECT_EQ(PackFolder(folder_.path(), folder_.file("out.bin")), 384u + 13400u + 9 * 4 + 2 * 2 + 3 * 8);
-  const ModelSpec spec = ReadModel(ReadFileBytes(folder_.file("out.bin")));
-  EXPECT_EQ(spec.keys, (std::vector<std::pair<std::string, std::string>>{{"0", "1"}, {"is_ctc", "true"}, {"2", "x"}}));
-  ASSERT_EQ(spec.variables.size(), 4u);
-  EXPECT_EQ(spec.variables[0], Floats("mean", 3, 1, {1, 2, 3}));
-  EXPECT_EQ(spec.variables[1], Tiny().variables[1]);
-  EXPECT_EQ(spec.variables[2].dtype, "short");
-  EXPECT_EQ(spec.variables[2].outer, 2);
-  EXPECT_EQ(spec.variables[3].dtype, "double");
-  EXPECT_EQ(spec.variables[3].nShift16, 5);
-  EXPECT_EQ(spec.variables[3].nShift8, 5);
+  const Bytes file = WriteModel(ReadFolder(folder_.path()));
+  EXPECT_EQ(file.size(), 384u + 13400u + 9 * 4 + 2 * 2 + 3 * 8);
+  const ModelContents contents = ReadModel(file);
+  EXPECT_EQ(contents.keys, (std::vector<std::pair<std::string, std::string>>{{"0", "1"}, {"is_ctc", "true"}, {"2", "x"}}));
+  ASSERT_EQ(contents.variables.size(), 4u);
+  EXPECT_EQ(contents.variables[0], Floats("mean", 3, 1, {1, 2, 3}));
+  EXPECT_EQ(contents.variables[1], Tiny().variables[1]);
+  EXPECT_EQ(contents.variables[2].dtype, "short");
+  EXPECT_EQ(contents.variables[2].outer, 2);
+  EXPECT_EQ(contents.variables[3].dtype, "double");
+  EXPECT_EQ(contents.variables[3].nShift16, 5);
+  EXPECT_EQ(contents.variables[3].nShift8, 5);
 }
 
 TEST_F(Pack, TakesScalesAndAnObjectOfKeysInItsOrder) {
   Description(R"({"network_type": "MLP_RES_RNNCNNPAD28", "keys": {"b": "1", "a": "2"}, "scales": [1, 0.5, 2], "variables": []})");
-  const ModelSpec spec = ReadFolder(folder_.path());
-  EXPECT_EQ(spec.shape, Shape::kV2);
-  EXPECT_EQ(spec.keys, (std::vector<std::pair<std::string, std::string>>{{"b", "1"}, {"a", "2"}}));
-  EXPECT_EQ(spec.fScale[1], 0.5F);
-  EXPECT_EQ(spec.fScale[3], 0.0F);
+  const ModelContents contents = ReadFolder(folder_.path());
+  EXPECT_EQ(contents.shape, Shape::kV2);
+  EXPECT_EQ(contents.keys, (std::vector<std::pair<std::string, std::string>>{{"b", "1"}, {"a", "2"}}));
+  EXPECT_EQ(contents.fScale[1], 0.5F);
+  EXPECT_EQ(contents.fScale[3], 0.0F);
 }
 
 TEST_F(Pack, SaysWhatIsWrong) {

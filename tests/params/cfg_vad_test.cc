@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 
+#include "params/param_table.h"
 #include "support/folder_fixture.h"
 
 namespace TSEG {
@@ -106,6 +107,14 @@ TEST(ParamTable, HoldsThe67NamesInTheirOrder) {
   }
 }
 
+TEST(ParamTable, NormalParametersEndWhereTheSpecialNamesBegin) {
+  EXPECT_EQ(kParamNormalCount, 50);
+  EXPECT_STREQ(ParamName(kParamKelSampleRate), "wkel_param_sampleRate");
+  EXPECT_EQ(kParamKelSampleRate, 46);
+  EXPECT_STREQ(ParamName(kParamKelCurThreshold), "wkel_param_cur_threshold");
+  EXPECT_EQ(kParamKelCurThreshold, 48);
+}
+
 TEST(ParamTable, SpecialPositionsCarryTheirNames) {
   EXPECT_STREQ(ParamName(kParamReadType), "wvad_param_readtype");
   EXPECT_STREQ(ParamName(kParamVadType), "wvad_para_vadtype");
@@ -114,10 +123,9 @@ TEST(ParamTable, SpecialPositionsCarryTheirNames) {
   EXPECT_STREQ(ParamName(kParamSampleRate), "VAD_PARAM_SAMPLERATE");
   EXPECT_STREQ(ParamName(kParamSid), "VAD_PARAM_SID");
   EXPECT_STREQ(ParamName(kParamKelSid), "wkel_param_sid");
-  EXPECT_STREQ(ParamName(kParamKelSpecialCount), "wkel_param_special_count");
 }
 
-TEST(ParamTable, ClosingNameIsNeverMatched) { EXPECT_EQ(FindParam("wvad_param_special_count", 0, kParamCount - 1), -1); }
+TEST(ParamTable, NameThatWouldCloseTheTableIsNone) { EXPECT_EQ(FindParam("wvad_param_special_count", 0, kParamCount - 1), -1); }
 
 TEST(ParamTable, SearchKeepsToItsRangeAndToTheCase) {
   EXPECT_EQ(FindParam("wvad_param_nFrameGap", 0, 7), -1);

@@ -91,6 +91,19 @@ TEST_F(KelEngineTest, FileSetsTheGlobalValuesAndWarnsOfForeignKeys) {
   EXPECT_EQ(rig.inst->pCfg->sampleRate, 8000);
 }
 
+TEST_F(KelEngineTest, KeyInOtherLettersWarnsAndApplies) {
+  Restart("[KEL]\nWKEL_param_sampleRate = 010\n");
+  EXPECT_EQ(engine_.defaults.sampleRate, 8);  // octal
+  EXPECT_EQ(log_.Count("CFG_KEL::init | para not suitable for normal operation, param = WKEL_param_sampleRate"), 1);
+}
+
+TEST_F(KelEngineTest, MissingConfigurationIsToldAtLevelCrt) {
+  srlog_close();
+  const testing_support::LogCapture critical(kLogCrt);
+  CFG_KEL().init();
+  EXPECT_EQ(critical.Text(), "CFG_KEL::init | Couldn't find cfg_file: w_tseg.cfg\n");
+}
+
 TEST_F(KelEngineTest, SecondInitializeKeepsWhatTheFirstRead) {
   Restart("[kel]\nwkel_param_snr_threshold = 9\n");
   Restart("[kel]\nwkel_param_cur_threshold = 0.5\n");

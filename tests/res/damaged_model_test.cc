@@ -16,7 +16,7 @@ namespace TSEG {
 namespace {
 
 using modelfile::Bytes;
-using modelfile::ModelSpec;
+using modelfile::ModelContents;
 using testing_support::Drop;
 using testing_support::Loaded;
 using testing_support::LogCapture;
@@ -130,9 +130,9 @@ TEST(DamagedModel, AnUnknownTypeIsAlsoToldAsTheOffsetWould) {
 }
 
 TEST(DamagedModel, AnUnknownTypeOfTheLastVariableHarmsNobody) {
-  ModelSpec spec = SmallDnn();
-  spec.variables.push_back(testing_support::Vector("note", 4, 0));
-  Bytes file = modelfile::WriteModel(spec);
+  ModelContents contents = SmallDnn();
+  contents.variables.push_back(testing_support::Vector("note", 4, 0));
+  Bytes file = modelfile::WriteModel(contents);
   std::memcpy(file.data() + kTypes + 8 * 7, "words\0\0", 8);
   LogCapture log;
   EXPECT_EQ(Loaded(file).ret, 0) << log.Text();
@@ -165,12 +165,12 @@ TEST(DamagedModel, TheTableOfKeysMayHoldAnything) {
 }
 
 TEST(DamagedModel, EveryMissingVariableIsNamed) {
-  for (const ModelSpec& whole : {SmallDnn(), SmallLstm40(), SmallLstm75()}) {
+  for (const ModelContents& whole : {SmallDnn(), SmallLstm40(), SmallLstm75()}) {
     for (const auto& variable : whole.variables) {
-      ModelSpec spec = whole;
-      Drop(&spec, variable.name);
+      ModelContents contents = whole;
+      Drop(&contents, variable.name);
       LogCapture log;
-      const Loaded loaded(modelfile::WriteModel(spec));
+      const Loaded loaded(modelfile::WriteModel(contents));
       if (variable.name == "lstmp2_bias_") {
         EXPECT_EQ(loaded.ret, 0);  // a network of one layer, with variables that nobody asks for
         continue;
@@ -182,7 +182,7 @@ TEST(DamagedModel, EveryMissingVariableIsNamed) {
         EXPECT_EQ(loaded.ret, 30011) << variable.name;
         continue;
       }
-      if (variable.name == "lstmp1_bias_" && spec.network_type == "MLP_RES_RNNCNNPAD28") {
+      if (variable.name == "lstmp1_bias_" && contents.network_type == "MLP_RES_RNNCNNPAD28") {
         EXPECT_EQ(loaded.ret, 30002);
         EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, the number of recurrent layers is 0", "ret", 30002), 1);
         continue;
@@ -196,10 +196,10 @@ TEST(DamagedModel, EveryMissingVariableIsNamed) {
 }
 
 TEST(DamagedModel, AVariableOfAnotherTypeIsNotTakenForFloats) {
-  ModelSpec spec = SmallDnn();
-  modelfile::FindVariable(spec, "var")->dtype = "double";
+  ModelContents contents = SmallDnn();
+  modelfile::FindVariable(contents, "var")->dtype = "double";
   LogCapture log;
-  EXPECT_EQ(Loaded(modelfile::WriteModel(spec)).ret, 30002);
+  EXPECT_EQ(Loaded(modelfile::WriteModel(contents)).ret, 30002);
   EXPECT_EQ(log.Failures("ResLoader_ftr::load | model file refused, variable var is not of type float", "ret", 30002), 1) << log.Text();
 }
 

@@ -12,7 +12,7 @@ namespace TSEG {
 namespace {
 
 using modelfile::FindVariable;
-using modelfile::ModelSpec;
+using modelfile::ModelContents;
 using modelfile::Variable;
 using modelfile::WriteModel;
 using testing_support::At;
@@ -62,12 +62,12 @@ TEST(DnnLoader, KeepsThePaddedFloats) {
 }
 
 TEST(DnnLoader, CollectsShiftsOfBothTablesLayerByLayer) {
-  ModelSpec spec = SmallDnn();
-  FindVariable(spec, "weights12")->nShift16 = 13;
-  FindVariable(spec, "bias2")->nShift16 = 17;
-  FindVariable(spec, "weights23")->nShift16 = 6;
-  FindVariable(spec, "bias3")->nShift16 = 9;
-  const Loaded loaded(WriteModel(spec));
+  ModelContents contents = SmallDnn();
+  FindVariable(contents, "weights12")->nShift16 = 13;
+  FindVariable(contents, "bias2")->nShift16 = 17;
+  FindVariable(contents, "weights23")->nShift16 = 6;
+  FindVariable(contents, "bias3")->nShift16 = 9;
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   const DnnModel& m = *loaded.link.pDnn;
   // By the 8-bit shifts: weights 12 and 4, biases 16 and 11; the input of layer 1 has 11 - 4 bits.
@@ -88,14 +88,14 @@ TEST(DnnLoader, CollectsShiftsOfBothTablesLayerByLayer) {
 }
 
 TEST(DnnLoader, BuildsBothTablesInFull) {
-  ModelSpec spec = SmallDnn();
-  FindVariable(spec, "weights12")->nShift16 = 13;
-  FindVariable(spec, "bias2")->nShift16 = 17;
-  FindVariable(spec, "weights23")->nShift16 = 6;
-  FindVariable(spec, "weights12")->data[1] = 0.25;
-  FindVariable(spec, "bias2")->data[1] = -0.25;
-  FindVariable(spec, "weights23")->data[1] = -9.0;
-  const Loaded loaded(WriteModel(spec));
+  ModelContents contents = SmallDnn();
+  FindVariable(contents, "weights12")->nShift16 = 13;
+  FindVariable(contents, "bias2")->nShift16 = 17;
+  FindVariable(contents, "weights23")->nShift16 = 6;
+  FindVariable(contents, "weights12")->data[1] = 0.25;
+  FindVariable(contents, "bias2")->data[1] = -0.25;
+  FindVariable(contents, "weights23")->data[1] = -9.0;
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   const DnnModel& m = *loaded.link.pDnn;
   EXPECT_EQ(At<int16_t>(m.pQuant.apWeights[0], 1), 1024);       // 0.25 in Q12
@@ -106,7 +106,7 @@ TEST(DnnLoader, BuildsBothTablesInFull) {
   EXPECT_EQ(At<int16_t>(m.pQuantFirst.apWeights[1], 1), -576);  // 16 bits wide in every layer
   // Behind row 0 of 40 inputs stands padding up to 64, and then row 1.
   EXPECT_EQ(At<int8_t>(m.pQuant.apWeights[1], 40), 0);
-  const double first_of_row_1 = FindVariable(spec, "weights23")->data[40] * 16.0;
+  const double first_of_row_1 = FindVariable(contents, "weights23")->data[40] * 16.0;
   EXPECT_EQ(At<int8_t>(m.pQuant.apWeights[1], 64), static_cast<int8_t>(first_of_row_1 + (first_of_row_1 < 0 ? -0.5 : 0.5)));
   EXPECT_EQ(At<int16_t>(m.pQuant.apWeights[0], 825), 0);
   for (int i = 0; i < 2; ++i) {
@@ -116,9 +116,9 @@ TEST(DnnLoader, BuildsBothTablesInFull) {
 }
 
 TEST(DnnLoader, OnlyTheLowByteOfAShiftCounts) {
-  ModelSpec spec = SmallDnn();
-  FindVariable(spec, "weights23")->nShift8 = 0x7F04;
-  const Loaded loaded(WriteModel(spec));
+  ModelContents contents = SmallDnn();
+  FindVariable(contents, "weights23")->nShift8 = 0x7F04;
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   EXPECT_EQ(loaded.link.pDnn->pQuant.aBiasShift[1][0], 11);
   EXPECT_EQ(loaded.link.pDnn->pQuant.aActShift[0][1], 7);
@@ -140,12 +140,12 @@ TEST(DnnLoader, RefusesShiftsThatCannotBeComputedWith) {
       {"bias3", 32, 11, "a bias shift of 32 in layer 2 cannot be computed with"},
   };
   for (const auto& row : kRows) {
-    ModelSpec spec = SmallDnn();
-    FindVariable(spec, row.name)->nShift8 = row.shift8;
-    FindVariable(spec, row.name)->nShift16 = row.shift16;
-    if (std::string(row.name) == "bias3") FindVariable(spec, "weights23")->nShift8 = 27;
+    ModelContents contents = SmallDnn();
+    FindVariable(contents, row.name)->nShift8 = row.shift8;
+    FindVariable(contents, row.name)->nShift16 = row.shift16;
+    if (std::string(row.name) == "bias3") FindVariable(contents, "weights23")->nShift8 = 27;
     LogCapture log;
-    const Loaded loaded(WriteModel(spec));
+    const Loaded loaded(WriteModel(contents));
     EXPECT_EQ(loaded.ret, 30002) << row.line;
     EXPECT_EQ(loaded.link.pDnn, nullptr);
     EXPECT_EQ(log.Failures(std::string(kRefused) + row.line, "ret", 30002), 1) << log.Text();
@@ -155,27 +155,27 @@ TEST(DnnLoader, RefusesShiftsThatCannotBeComputedWith) {
 TEST(DnnLoader, TakesShiftsAtTheEndsOfTheirRanges) {
   for (const auto& [bias, weights, next_bias] :
        {std::tuple{8, 4, 4}, std::tuple{27, 4, 12}, std::tuple{16, 4, 12}, std::tuple{16, 2, 31}}) {
-    ModelSpec spec = SmallDnn();
-    FindVariable(spec, "bias2")->nShift8 = bias;
-    FindVariable(spec, "weights23")->nShift8 = weights;
-    FindVariable(spec, "bias3")->nShift8 = next_bias;
-    EXPECT_EQ(Loaded(WriteModel(spec)).ret, 0) << bias << " " << next_bias - weights;
+    ModelContents contents = SmallDnn();
+    FindVariable(contents, "bias2")->nShift8 = bias;
+    FindVariable(contents, "weights23")->nShift8 = weights;
+    FindVariable(contents, "bias3")->nShift8 = next_bias;
+    EXPECT_EQ(Loaded(WriteModel(contents)).ret, 0) << bias << " " << next_bias - weights;
   }
 }
 
 TEST(DnnLoader, TheSixteenBitShiftsOfHigherLayersMayHoldAnything) {
-  ModelSpec spec = SmallDnn();
-  FindVariable(spec, "weights23")->nShift16 = 200;
-  FindVariable(spec, "bias3")->nShift16 = -3;
-  EXPECT_EQ(Loaded(WriteModel(spec)).ret, 0);
+  ModelContents contents = SmallDnn();
+  FindVariable(contents, "weights23")->nShift16 = 200;
+  FindVariable(contents, "bias3")->nShift16 = -3;
+  EXPECT_EQ(Loaded(WriteModel(contents)).ret, 0);
 }
 
 TEST(DnnLoader, ASingleLayerIsNotSupported) {
-  ModelSpec spec = SmallDnn();
-  testing_support::Drop(&spec, "weights23");
-  testing_support::Drop(&spec, "bias3");
+  ModelContents contents = SmallDnn();
+  testing_support::Drop(&contents, "weights23");
+  testing_support::Drop(&contents, "bias3");
   LogCapture log;
-  const Loaded loaded(WriteModel(spec));
+  const Loaded loaded(WriteModel(contents));
   EXPECT_EQ(loaded.ret, 30011);
   EXPECT_EQ(loaded.link.pDnn, nullptr);
   EXPECT_EQ(log.Failures(std::string(kRefused) + "a network of a single layer is not supported", "ret", 30011), 1) << log.Text();
@@ -183,11 +183,11 @@ TEST(DnnLoader, ASingleLayerIsNotSupported) {
 }
 
 TEST(DnnLoader, WithoutAnyBiasThereIsNoLayer) {
-  ModelSpec spec = SmallDnn();
-  testing_support::Drop(&spec, "bias2");
-  testing_support::Drop(&spec, "bias3");
+  ModelContents contents = SmallDnn();
+  testing_support::Drop(&contents, "bias2");
+  testing_support::Drop(&contents, "bias3");
   LogCapture log;
-  EXPECT_EQ(Loaded(WriteModel(spec)).ret, 30002);
+  EXPECT_EQ(Loaded(WriteModel(contents)).ret, 30002);
   EXPECT_EQ(log.Failures(std::string(kRefused) + "the number of layers is 0", "ret", 30002), 1) << log.Text();
 }
 
@@ -205,10 +205,10 @@ TEST(DnnLoader, RefusesLayersThatDoNotFitTogether) {
       {"mean", Vector("mean", 76, 1), "the network does not fit the buffers of the forward pass"},
   };
   for (const auto& row : kRows) {
-    ModelSpec spec = SmallDnn();
-    *FindVariable(spec, row.name) = row.replacement;
+    ModelContents contents = SmallDnn();
+    *FindVariable(contents, row.name) = row.replacement;
     LogCapture log;
-    const Loaded loaded(WriteModel(spec));
+    const Loaded loaded(WriteModel(contents));
     EXPECT_EQ(loaded.ret, 30002) << row.line;
     EXPECT_EQ(loaded.link.pDnn, nullptr);
     EXPECT_EQ(log.Failures(std::string(kRefused) + row.line, "ret", 30002), 1) << log.Text();
@@ -226,15 +226,15 @@ TEST(DnnLoader, AModelWithoutMapLoadsWithAWarning) {
 }
 
 TEST(DnnLoader, AMapOfShortsBecomesRowsAndTheSilenceRow) {
-  ModelSpec spec = SmallDnn();
+  ModelContents contents = SmallDnn();
   Variable map;
   map.name = "map";
   map.dtype = "short";
   map.outer = 8;
   map.data = {0, -1, 1, 1, 0, -1, 0, -1};  // with two priors every state is one of the three highest
-  spec.variables.push_back(map);
+  contents.variables.push_back(map);
   LogCapture log;
-  const Loaded loaded(WriteModel(spec));
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   EXPECT_EQ(loaded.link.pGeneral,
             (std::vector<int32_t>{0, -1, -1, -1, -1, -1, -1, -1, 1, 1, 0, -1, -1, -1, -1, -1, 0, -1, -1, -1, -1, -1, -1, -1}));
@@ -242,13 +242,13 @@ TEST(DnnLoader, AMapOfShortsBecomesRowsAndTheSilenceRow) {
   EXPECT_EQ(log.CountLines("parse_float_res_new_headerV3 | map is not short"), 0);
 
   // The same list as a matrix of two rows of four: the padding between them is no part of it.
-  spec.variables.back().outer = 2;
-  spec.variables.back().inner = 4;
-  const Loaded matrix(WriteModel(spec));
+  contents.variables.back().outer = 2;
+  contents.variables.back().inner = 4;
+  const Loaded matrix(WriteModel(contents));
   EXPECT_EQ(matrix.link.pGeneral, loaded.link.pGeneral);
 
-  spec.variables.back().dtype = "int";
-  const Loaded other(WriteModel(spec));
+  contents.variables.back().dtype = "int";
+  const Loaded other(WriteModel(contents));
   EXPECT_EQ(other.ret, 0);
   EXPECT_TRUE(other.link.pGeneral.empty());
   EXPECT_EQ(log.CountLines("parse_float_res_new_headerV3 | map is not short"), 1);
@@ -270,10 +270,10 @@ TEST(DnnLoader, TellsWhereItComputes) {
 }
 
 TEST(DnnLoader, WeightsThatAreNoNumbersStayInRange) {
-  ModelSpec spec = SmallDnn();
-  FindVariable(spec, "weights23")->data[0] = std::numeric_limits<double>::quiet_NaN();
-  FindVariable(spec, "weights23")->data[1] = std::numeric_limits<double>::infinity();
-  const Loaded loaded(WriteModel(spec));
+  ModelContents contents = SmallDnn();
+  FindVariable(contents, "weights23")->data[0] = std::numeric_limits<double>::quiet_NaN();
+  FindVariable(contents, "weights23")->data[1] = std::numeric_limits<double>::infinity();
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   EXPECT_EQ(At<int8_t>(loaded.link.pDnn->pQuant.apWeights[1], 0), -128);
   EXPECT_EQ(At<int8_t>(loaded.link.pDnn->pQuant.apWeights[1], 1), 127);

@@ -13,7 +13,7 @@ namespace TSEG {
 namespace {
 
 using modelfile::Bytes;
-using modelfile::ModelSpec;
+using modelfile::ModelContents;
 using modelfile::Shape;
 using modelfile::Variable;
 using testing_support::LogCapture;
@@ -27,19 +27,19 @@ using ParserV3 = MlpResHeaderParser<MlpResImageV3>;
 // A written file and the copy of its header.
 template <class Image>
 struct Parsed {
-  explicit Parsed(const ModelSpec& spec) : file(modelfile::WriteModel(spec)) {
+  explicit Parsed(const ModelContents& contents) : file(modelfile::WriteModel(contents)) {
     EXPECT_TRUE(CopyHeader(ByteView(file.data(), file.size()), 384, &header));
   }
   Bytes file;
   MlpResFileHeader<Image> header;
 };
 
-ModelSpec Spec(Shape shape, std::vector<Variable> variables) {
-  ModelSpec spec;
-  spec.shape = shape;
-  spec.network_type = shape == Shape::kV1 ? "MLP_RES_RNN" : (shape == Shape::kV2 ? "MLP_RES_RNNCNNPAD28" : "MLP_RES_DNN");
-  spec.variables = std::move(variables);
-  return spec;
+ModelContents Contents(Shape shape, std::vector<Variable> variables) {
+  ModelContents contents;
+  contents.shape = shape;
+  contents.network_type = shape == Shape::kV1 ? "MLP_RES_RNN" : (shape == Shape::kV2 ? "MLP_RES_RNNCNNPAD28" : "MLP_RES_DNN");
+  contents.variables = std::move(variables);
+  return contents;
 }
 
 Variable Typed(const std::string& name, const std::string& dtype, int32_t outer, int32_t inner) {
@@ -61,16 +61,16 @@ TEST(PaddedDimension, KeepsOneAndRoundsTheRestUpTo32) {
 
 TEST(HeaderParser, OffsetsAddUpTheSizesOfTheVariablesBefore) {
   const Parsed<MlpResImageV3> p(
-      Spec(Shape::kV3, {Typed("a", "double", 3, 2), Typed("b", "uchar", 5, 1), Typed("c", "short", 2, 2), Typed("d", "char", 1, 1),
-                        Typed("e", "ushort", 1, 3), Typed("f", "int", 1, 1), Typed("g", "float", 1, 1), Typed("h", "float", 1, 1)}));
+      Contents(Shape::kV3, {Typed("a", "double", 3, 2), Typed("b", "uchar", 5, 1), Typed("c", "short", 2, 2), Typed("d", "char", 1, 1),
+                            Typed("e", "ushort", 1, 3), Typed("f", "int", 1, 1), Typed("g", "float", 1, 1), Typed("h", "float", 1, 1)}));
   const uint64_t expected[] = {0, 48, 53, 61, 62, 68, 72, 76};
   for (int i = 0; i < 8; ++i) EXPECT_EQ(ParserV3::var_offset(p.header, i), expected[i]) << i;
 }
 
 TEST(HeaderParser, DataTypesAreLookedUpByTheNameOfTheVariable) {
   const Parsed<MlpResImageV3> p(
-      Spec(Shape::kV3, {Typed("a", "double", 1, 1), Typed("b", "float", 1, 1), Typed("c", "int", 1, 1), Typed("d", "short", 1, 1),
-                        Typed("e", "ushort", 1, 1), Typed("f", "uchar", 1, 1), Typed("g", "char", 1, 1)}));
+      Contents(Shape::kV3, {Typed("a", "double", 1, 1), Typed("b", "float", 1, 1), Typed("c", "int", 1, 1), Typed("d", "short", 1, 1),
+                            Typed("e", "ushort", 1, 1), Typed("f", "uchar", 1, 1), Typed("g", "char", 1, 1)}));
   const int expected[] = {0, 10, 20, 30, 40, 50, 60};
   const char* names[] = {"a", "b", "c", "d", "e", "f", "g"};
   for (int i = 0; i < 7; ++i) EXPECT_EQ(ParserV3::get_var_datatype(p.header, names[i]), expected[i]) << names[i];
@@ -78,7 +78,7 @@ TEST(HeaderParser, DataTypesAreLookedUpByTheNameOfTheVariable) {
 }
 
 TEST(HeaderParser, AnUnknownTypeOnTheWayGivesOffsetZeroAndTwoLines) {
-  Parsed<MlpResImageV3> p(Spec(Shape::kV3, {Vector("first", 4, 1), Vector("second", 4, 2), Vector("third", 4, 3)}));
+  Parsed<MlpResImageV3> p(Contents(Shape::kV3, {Vector("first", 4, 1), Vector("second", 4, 2), Vector("third", 4, 3)}));
   std::strcpy(p.header.szDataType[1], "Float");
   LogCapture log;
   EXPECT_EQ(ParserV3::var_offset(p.header, 1), 16u);
@@ -87,7 +87,7 @@ TEST(HeaderParser, AnUnknownTypeOnTheWayGivesOffsetZeroAndTwoLines) {
 }
 
 TEST(HeaderParser, CountsNamesByOneDigitAtTheStar) {
-  const Parsed<MlpResImageV2> p(Spec(
+  const Parsed<MlpResImageV2> p(Contents(
       Shape::kV2, {Vector("lstmp1_bias_", 1, 0), Vector("lstmp2_bias_", 1, 0), Vector("lstmp10_bias_", 1, 0), Vector("lstmpx_bias_", 1, 0),
                    Vector("lstmp3_bias-", 1, 0), Vector("lstmp*_bias_", 1, 0), Vector("softmax_bias_", 1, 0), Vector("fc2_bias_", 1, 0)}));
   EXPECT_EQ(ParserV2::count_matching(p.header, "lstmp*_bias_"), 2);
@@ -97,9 +97,9 @@ TEST(HeaderParser, CountsNamesByOneDigitAtTheStar) {
 }
 
 TEST(HeaderParser, KeysAreLookedUpInTheRowsThatTheHeaderCounts) {
-  ModelSpec spec = Spec(Shape::kV3, {Vector("mean", 1, 0)});
-  spec.keys = {{"a", "1"}, {"is_ctc", "true"}, {"b", "TRUE"}};
-  Parsed<MlpResImageV3> p(spec);
+  ModelContents contents = Contents(Shape::kV3, {Vector("mean", 1, 0)});
+  contents.keys = {{"a", "1"}, {"is_ctc", "true"}, {"b", "TRUE"}};
+  Parsed<MlpResImageV3> p(contents);
   EXPECT_EQ(ParserV3::find_key(p.header, "is_ctc"), 1);
   EXPECT_EQ(ParserV3::find_key(p.header, "c"), -1);
   EXPECT_TRUE(ParserV3::key_is(p.header, "is_ctc", "true"));
@@ -132,7 +132,7 @@ TEST(NetworkType, IsToldBySixteenCharacters) {
 }
 
 TEST(RegisterValue, CopiesRowsAndLeavesThePaddingZero) {
-  const Parsed<MlpResImageV3> p(Spec(Shape::kV3, {Vector("mean", 3, 1), Matrix("w", 33, 2, 4)}));
+  const Parsed<MlpResImageV3> p(Contents(Shape::kV3, {Vector("mean", 3, 1), Matrix("w", 33, 2, 4)}));
   AlignedBuffer<uint8_t> block;
   BlockCursor cursor(&block, 64 * 32 * 4 + 32 * 4);
   float* mean = nullptr;
@@ -157,7 +157,7 @@ TEST(RegisterValue, CopiesRowsAndLeavesThePaddingZero) {
 }
 
 TEST(RegisterValue, OfOneByFortyTakesSixtyFour) {
-  const Parsed<MlpResImageV3> p(Spec(Shape::kV3, {Vector("a", 40, 1), Vector("b", 1, 2)}));
+  const Parsed<MlpResImageV3> p(Contents(Shape::kV3, {Vector("a", 40, 1), Vector("b", 1, 2)}));
   EXPECT_EQ(ParserV3::padded_elements(p.header, 0), 64u);
   EXPECT_EQ(ParserV3::padded_elements(p.header, 1), 1u);
   EXPECT_EQ(ParserV3::padded_size(p.header), 65u);
@@ -165,7 +165,7 @@ TEST(RegisterValue, OfOneByFortyTakesSixtyFour) {
 }
 
 TEST(RegisterValue, AMissingNameGivesNothingAndTwoLines) {
-  const Parsed<MlpResImageV2> p(Spec(Shape::kV2, {Vector("mean", 3, 1)}));
+  const Parsed<MlpResImageV2> p(Contents(Shape::kV2, {Vector("mean", 3, 1)}));
   AlignedBuffer<uint8_t> block;
   BlockCursor cursor(&block, 4096);
   float* to = nullptr;
@@ -176,7 +176,7 @@ TEST(RegisterValue, AMissingNameGivesNothingAndTwoLines) {
 }
 
 TEST(RegisterValue, V1ForcesAMissingNameToTheFirstVariable) {
-  const Parsed<MlpResImageV1> p(Spec(Shape::kV1, {Vector("first", 3, 1), Vector("second", 3, 2)}));
+  const Parsed<MlpResImageV1> p(Contents(Shape::kV1, {Vector("first", 3, 1), Vector("second", 3, 2)}));
   AlignedBuffer<uint8_t> block;
   BlockCursor cursor(&block, 4096);
   float* first = nullptr;
@@ -203,7 +203,7 @@ TEST(RegisterValue, V1ForcesAMissingNameToTheFirstVariable) {
 }
 
 TEST(RegisterValue, V1WithoutAnyVariableHasNothingToForce) {
-  const Parsed<MlpResImageV1> p(Spec(Shape::kV1, {}));
+  const Parsed<MlpResImageV1> p(Contents(Shape::kV1, {}));
   AlignedBuffer<uint8_t> block;
   BlockCursor cursor(&block, 4096);
   float* to = nullptr;
@@ -217,7 +217,7 @@ TEST(RegisterValue, FixedTakesTheShiftOfTheCallOrOfTheHeader) {
   v.data = {1.0, -0.5, 0.25};
   v.nShift16 = 0x10A;  // of which the low byte counts: 10
   v.nShift8 = 3;
-  const Parsed<MlpResImageV3> p(Spec(Shape::kV3, {v}));
+  const Parsed<MlpResImageV3> p(Contents(Shape::kV3, {v}));
   AlignedBuffer<uint8_t> block;
   BlockCursor cursor(&block, 4096);
   void* wide = nullptr;
@@ -241,7 +241,7 @@ TEST(RegisterValue, FixedOfV1TakesItsOneShift) {
   Variable v = Vector("v", 1, 0);
   v.data = {0.75};
   v.nShift8 = 4;
-  const Parsed<MlpResImageV1> p(Spec(Shape::kV1, {v}));
+  const Parsed<MlpResImageV1> p(Contents(Shape::kV1, {v}));
   AlignedBuffer<uint8_t> block;
   BlockCursor cursor(&block, 4096);
   void* to = nullptr;
@@ -252,7 +252,7 @@ TEST(RegisterValue, FixedOfV1TakesItsOneShift) {
 TEST(RegisterValue, MapIsCopiedOnlyAsShorts) {
   Variable map = Typed("map", "short", 2, 3);
   map.data = {1, 2, -1, 4, 5, -1};
-  const Parsed<MlpResImageV3> p(Spec(Shape::kV3, {map}));
+  const Parsed<MlpResImageV3> p(Contents(Shape::kV3, {map}));
   AlignedBuffer<uint8_t> block;
   BlockCursor cursor(&block, 4096);
   int16_t* to = nullptr;
@@ -264,7 +264,7 @@ TEST(RegisterValue, MapIsCopiedOnlyAsShorts) {
   EXPECT_EQ(to[32], 4);
   EXPECT_EQ(to[3], 0);
   map.dtype = "int";
-  const Parsed<MlpResImageV3> other(Spec(Shape::kV3, {map}));
+  const Parsed<MlpResImageV3> other(Contents(Shape::kV3, {map}));
   EXPECT_EQ(ParserV3::register_map(other.header, &to, &cursor), nullptr);
 }
 

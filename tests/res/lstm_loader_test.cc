@@ -14,7 +14,7 @@ namespace TSEG {
 namespace {
 
 using modelfile::FindVariable;
-using modelfile::ModelSpec;
+using modelfile::ModelContents;
 using modelfile::Variable;
 using modelfile::WriteModel;
 using testing_support::At;
@@ -74,13 +74,13 @@ TEST(LstmLoader, FillsTheRecordOfTheFloatForm) {
 
 TEST(LstmLoader, GatesAreQuartersOfTheTensorsWithTheCellFirst) {
   const CpuGuard cpu(false);
-  const ModelSpec spec = SmallLstm40();
-  const Loaded loaded(WriteModel(spec));
+  const ModelContents contents = SmallLstm40();
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   const LstmLayer& layer = loaded.link.pLstm->aLayer[0];
-  const std::vector<double>& bias = FindVariable(spec, "lstmp1_bias_")->data;
-  const std::vector<double>& wx = FindVariable(spec, "lstmp1_w_gifo_x_")->data;
-  const std::vector<double>& wr = FindVariable(spec, "lstmp1_w_gifo_r_")->data;
+  const std::vector<double>& bias = FindVariable(contents, "lstmp1_bias_")->data;
+  const std::vector<double>& wx = FindVariable(contents, "lstmp1_w_gifo_x_")->data;
+  const std::vector<double>& wr = FindVariable(contents, "lstmp1_w_gifo_r_")->data;
   for (size_t g = 0; g < 4; ++g) {
     for (size_t i = 0; i < 32; ++i) ASSERT_EQ(static_cast<double>(At<float>(layer.apBias[g], i)), bias[kQuarter[g] * 32 + i]) << g;
     for (size_t i = 0; i < 32 * 160; ++i) ASSERT_EQ(static_cast<double>(At<float>(layer.apWx[g], i)), wx[kQuarter[g] * 32 * 160 + i]) << g;
@@ -88,45 +88,45 @@ TEST(LstmLoader, GatesAreQuartersOfTheTensorsWithTheCellFirst) {
   }
   const char* peepholes[3] = {"lstmp1_peephole_i_c_", "lstmp1_peephole_f_c_", "lstmp1_peephole_o_c_"};
   for (size_t k = 0; k < 3; ++k) {
-    EXPECT_EQ(static_cast<double>(At<float>(layer.apPeephole[k], 31)), FindVariable(spec, peepholes[k])->data[31]) << k;
+    EXPECT_EQ(static_cast<double>(At<float>(layer.apPeephole[k], 31)), FindVariable(contents, peepholes[k])->data[31]) << k;
   }
-  EXPECT_EQ(static_cast<double>(At<float>(layer.pWp, 96 * 32 - 1)), FindVariable(spec, "lstmp1_w_projection_")->data[96 * 32 - 1]);
+  EXPECT_EQ(static_cast<double>(At<float>(layer.pWp, 96 * 32 - 1)), FindVariable(contents, "lstmp1_w_projection_")->data[96 * 32 - 1]);
 }
 
 TEST(LstmLoader, GatesAreSplitByThePaddedLength) {
   // 20 cells: 80 rows in the file are 96 in memory, so a quarter is 24 rows and the second one begins inside of what the file calls the
   // input.
   const CpuGuard cpu(false);
-  ModelSpec spec = SmallLstm40();
-  *FindVariable(spec, "lstmp1_bias_") = Vector("lstmp1_bias_", 80, 10);
-  *FindVariable(spec, "lstmp1_w_gifo_r_") = Matrix("lstmp1_w_gifo_r_", 80, 96, 11);
-  *FindVariable(spec, "lstmp1_w_gifo_x_") = Matrix("lstmp1_w_gifo_x_", 80, 160, 12);
+  ModelContents contents = SmallLstm40();
+  *FindVariable(contents, "lstmp1_bias_") = Vector("lstmp1_bias_", 80, 10);
+  *FindVariable(contents, "lstmp1_w_gifo_r_") = Matrix("lstmp1_w_gifo_r_", 80, 96, 11);
+  *FindVariable(contents, "lstmp1_w_gifo_x_") = Matrix("lstmp1_w_gifo_x_", 80, 160, 12);
   for (const char* name : {"lstmp1_peephole_i_c_", "lstmp1_peephole_f_c_", "lstmp1_peephole_o_c_"})
-    *FindVariable(spec, name) = Vector(name, 20, 14);
-  *FindVariable(spec, "lstmp1_w_projection_") = Matrix("lstmp1_w_projection_", 96, 20, 13);
-  const Loaded loaded(WriteModel(spec));
+    *FindVariable(contents, name) = Vector(name, 20, 14);
+  *FindVariable(contents, "lstmp1_w_projection_") = Matrix("lstmp1_w_projection_", 96, 20, 13);
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   const LstmLayer& layer = loaded.link.pLstm->aLayer[0];
   EXPECT_EQ(layer.nGateRows, 24);
   EXPECT_EQ(layer.nPeepholeLen, 24);
-  EXPECT_EQ(static_cast<double>(At<float>(layer.apBias[0], 0)), FindVariable(spec, "lstmp1_bias_")->data[24]);
-  EXPECT_EQ(static_cast<double>(At<float>(layer.apWx[0], 0)), FindVariable(spec, "lstmp1_w_gifo_x_")->data[24 * 160]);
+  EXPECT_EQ(static_cast<double>(At<float>(layer.apBias[0], 0)), FindVariable(contents, "lstmp1_bias_")->data[24]);
+  EXPECT_EQ(static_cast<double>(At<float>(layer.apWx[0], 0)), FindVariable(contents, "lstmp1_w_gifo_x_")->data[24 * 160]);
   EXPECT_EQ(At<float>(layer.apBias[2], 8), 0.0F);  // padding
 }
 
 TEST(LstmLoader, WithCtcOneFrameHasAllClasses) {
   const CpuGuard cpu(false);
-  ModelSpec spec = SmallLstm40();
-  spec.keys.push_back({"is_ctc", "true"});
-  const Loaded ctc(WriteModel(spec));
+  ModelContents contents = SmallLstm40();
+  contents.keys.push_back({"is_ctc", "true"});
+  const Loaded ctc(WriteModel(contents));
   ASSERT_EQ(ctc.ret, 0);
   EXPECT_EQ(ctc.link.pLstm->bIsCtc, 1);
   EXPECT_EQ(ctc.link.pLstm->nFramesPerStep, 4);
   EXPECT_EQ(ctc.link.pLstm->nOutFrames, 1);
   EXPECT_EQ(ctc.link.pLstm->nClassesPerFrame, 8);
   for (const char* value : {"True", "TRUE", "1", "truee", ""}) {
-    spec.keys.back().second = value;
-    const Loaded other(WriteModel(spec));
+    contents.keys.back().second = value;
+    const Loaded other(WriteModel(contents));
     EXPECT_EQ(other.link.pLstm->bIsCtc, 0) << value;
   }
 }
@@ -155,16 +155,16 @@ TEST(LstmLoader, FloatFormCarriesTheRangesAlong) {
 TEST(LstmLoader, Int8FormPacksEachTensorByItsRange) {
   const CpuGuard cpu(true);
   LogCapture log;
-  const ModelSpec spec = SmallLstm40();
-  const Loaded loaded(WriteModel(spec));
+  const ModelContents contents = SmallLstm40();
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   EXPECT_EQ(log.CountLines("the CPU support SSE4.1, load int8 res"), 1) << log.Text();
   const LstmModel& m = *loaded.link.pLstm;
   EXPECT_EQ(m.form, LstmForm::kInt8);
   EXPECT_EQ(loaded.link.nMlpType, 19);
   const LstmLayer& layer = m.aLayer[0];
-  const std::vector<double>& wx = FindVariable(spec, "lstmp1_w_gifo_x_")->data;
-  const std::vector<double>& wr = FindVariable(spec, "lstmp1_w_gifo_r_")->data;
+  const std::vector<double>& wx = FindVariable(contents, "lstmp1_w_gifo_x_")->data;
+  const std::vector<double>& wr = FindVariable(contents, "lstmp1_w_gifo_r_")->data;
   for (size_t g = 0; g < 4; ++g) {
     for (size_t i = 0; i < 32 * 96; ++i) {
       ASSERT_EQ(At<int8_t>(layer.apWr[g], i), Rounded(wr[kQuarter[g] * 32 * 96 + i], 128 / 0.5)) << g << " " << i;
@@ -173,26 +173,26 @@ TEST(LstmLoader, Int8FormPacksEachTensorByItsRange) {
       const int expected = std::min(Rounded(wx[kQuarter[g] * 32 * 160 + i], 32768 / 0.25), 32767);
       ASSERT_EQ(At<int16_t>(layer.apWx[g], i), std::max(expected, -32768)) << g << " " << i;
     }
-    EXPECT_EQ(static_cast<double>(At<float>(layer.apBias[g], 5)), FindVariable(spec, "lstmp1_bias_")->data[kQuarter[g] * 32 + 5]);
+    EXPECT_EQ(static_cast<double>(At<float>(layer.apBias[g], 5)), FindVariable(contents, "lstmp1_bias_")->data[kQuarter[g] * 32 + 5]);
   }
   // Row 1 of the packed projection follows row 0 without a gap, and the last floats stay behind it.
-  const std::vector<double>& wp = FindVariable(spec, "lstmp1_w_projection_")->data;
+  const std::vector<double>& wp = FindVariable(contents, "lstmp1_w_projection_")->data;
   for (size_t i = 0; i < 96 * 32; ++i) ASSERT_EQ(At<int8_t>(layer.pWp, i), Rounded(wp[i], 128 / 0.5)) << i;
   EXPECT_EQ(static_cast<double>(At<float>(layer.pWp, 96 * 32 - 1)), wp[96 * 32 - 1]);
-  const std::vector<double>& fc = FindVariable(spec, "fc2_weight_")->data;
+  const std::vector<double>& fc = FindVariable(contents, "fc2_weight_")->data;
   for (size_t i = 0; i < 32 * 480; ++i) ASSERT_EQ(At<int8_t>(m.fc.pW, i), Rounded(fc[i], 128)) << i;
   EXPECT_EQ(m.fc.fWeightScale, 1.0F);
   EXPECT_EQ(m.fc.fActScale, 8.0F);
-  EXPECT_EQ(static_cast<double>(At<float>(m.softmax.pW, 255)), FindVariable(spec, "softmax_weight_")->data[255]);
-  EXPECT_EQ(static_cast<double>(At<float>(m.softmax.pBias, 7)), FindVariable(spec, "softmax_bias_")->data[7]);
+  EXPECT_EQ(static_cast<double>(At<float>(m.softmax.pW, 255)), FindVariable(contents, "softmax_weight_")->data[255]);
+  EXPECT_EQ(static_cast<double>(At<float>(m.softmax.pBias, 7)), FindVariable(contents, "softmax_bias_")->data[7]);
 }
 
 TEST(LstmLoader, Int8FormTakesOffWhatUnsignedActivationsAdd) {
   const CpuGuard cpu(true);
-  ModelSpec spec = SmallLstm40();
+  ModelContents contents = SmallLstm40();
   // Rows of one value each: forget gate 0.125, projection 0.125, fc 0.25, int8 32 all of them; nothing saturates.
-  auto fill = [&spec](const char* name, size_t begin, size_t n, double x) {
-    std::vector<double>& data = FindVariable(spec, name)->data;
+  auto fill = [&contents](const char* name, size_t begin, size_t n, double x) {
+    std::vector<double>& data = FindVariable(contents, name)->data;
     std::fill(data.begin() + static_cast<std::ptrdiff_t>(begin), data.begin() + static_cast<std::ptrdiff_t>(begin + n), x);
   };
   fill("lstmp1_w_gifo_r_", 0, 128 * 96, 0.0);
@@ -201,7 +201,7 @@ TEST(LstmLoader, Int8FormTakesOffWhatUnsignedActivationsAdd) {
   fill("lstmp1_w_projection_", 32 * 95, 32, 0.125);
   fill("fc2_weight_", 0, 32 * 480, 0.0);
   fill("fc2_weight_", 480 * 3, 480, 0.25);
-  const Loaded loaded(WriteModel(spec));
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   const LstmModel& m = *loaded.link.pLstm;
   const LstmLayer& layer = m.aLayer[0];
@@ -210,7 +210,7 @@ TEST(LstmLoader, Int8FormTakesOffWhatUnsignedActivationsAdd) {
   // 32 x 128 x 32 x (4 x 0.5) / 16384 = 16.
   for (size_t i = 0; i < 96; ++i) EXPECT_EQ(layer.pProjCompensation[i], i == 95 ? -16.0F : 0.0F) << i;
   // 480 x 128 x 32 x (8 x 1) / 16384 = 960, off the bias itself.
-  const std::vector<double>& bias = FindVariable(spec, "fc2_bias_")->data;
+  const std::vector<double>& bias = FindVariable(contents, "fc2_bias_")->data;
   for (size_t i = 0; i < 32; ++i) EXPECT_EQ(At<float>(m.fc.pBias, i), static_cast<float>(bias[i]) - (i == 3 ? 960.0F : 0.0F)) << i;
   EXPECT_EQ(m.compensation.size(), 2u);
   EXPECT_EQ(reinterpret_cast<uintptr_t>(layer.pRecCompensation) % 32, 0u);
@@ -219,9 +219,9 @@ TEST(LstmLoader, Int8FormTakesOffWhatUnsignedActivationsAdd) {
 
 TEST(LstmLoader, EveryLayerOfTheInt8FormOwnsItsCompensation) {
   const CpuGuard cpu(true);
-  ModelSpec spec = SmallLstm40();
-  testing_support::AddLstmLayer(&spec, 2, 32, 96);
-  const Loaded loaded(WriteModel(spec));
+  ModelContents contents = SmallLstm40();
+  testing_support::AddLstmLayer(&contents, 2, 32, 96);
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   EXPECT_EQ(loaded.link.pLstm->compensation.size(), 4u);
   EXPECT_NE(loaded.link.pLstm->aLayer[0].pRecCompensation, nullptr);
@@ -230,17 +230,17 @@ TEST(LstmLoader, EveryLayerOfTheInt8FormOwnsItsCompensation) {
 
 TEST(LstmLoader, RangesBehindTheNinthMayHoldAnything) {
   const CpuGuard cpu(true);
-  ModelSpec spec = SmallLstm40();
-  for (size_t i = 9; i < 16; ++i) spec.fScale[i] = i % 2 == 0 ? -1.0F : std::nanf("");
-  EXPECT_EQ(Loaded(WriteModel(spec)).ret, 0);
+  ModelContents contents = SmallLstm40();
+  for (size_t i = 9; i < 16; ++i) contents.fScale[i] = i % 2 == 0 ? -1.0F : std::nanf("");
+  EXPECT_EQ(Loaded(WriteModel(contents)).ret, 0);
 }
 
 TEST(LstmLoader, Int8FormNeedsRangesAboveZero) {
   for (const size_t i : {0u, 1u, 2u, 3u, 5u, 6u, 7u, 8u}) {
     for (const float range : {0.0F, -1.0F, std::nanf(""), INFINITY}) {
-      ModelSpec spec = SmallLstm40();
-      spec.fScale[i] = range;
-      const modelfile::Bytes file = WriteModel(spec);
+      ModelContents contents = SmallLstm40();
+      contents.fScale[i] = range;
+      const modelfile::Bytes file = WriteModel(contents);
       {
         const CpuGuard cpu(true);
         LogCapture log;
@@ -255,8 +255,8 @@ TEST(LstmLoader, Int8FormNeedsRangesAboveZero) {
 }
 
 TEST(LstmLoader, FixedFormNarrowsEveryTensorInPlace) {
-  const ModelSpec spec = SmallLstm75();
-  const Loaded loaded(WriteModel(spec));
+  const ModelContents contents = SmallLstm75();
+  const Loaded loaded(WriteModel(contents));
   ASSERT_EQ(loaded.ret, 0);
   EXPECT_EQ(loaded.link.nMlpType, 17);
   const LstmModel& m = *loaded.link.pLstm;
@@ -278,21 +278,21 @@ TEST(LstmLoader, FixedFormNarrowsEveryTensorInPlace) {
     const size_t file_inputs = k == 0 ? 300 : 96;
     EXPECT_EQ(inputs, k == 0 ? 320u : 96u);
     for (size_t g = 0; g < 4; ++g) {
-      const std::vector<double>& wx = FindVariable(spec, p + "_w_gifo_x_")->data;
+      const std::vector<double>& wx = FindVariable(contents, p + "_w_gifo_x_")->data;
       for (size_t r = 0; r < 32; ++r) {
         for (size_t c = 0; c < inputs; ++c) {
           const int16_t expected = c < file_inputs ? Q(wx[(kQuarter[g] * 32 + r) * file_inputs + c], 13) : int16_t{0};
           ASSERT_EQ(At<int16_t>(layer.apWx[g], r * inputs + c), expected) << k << " " << g << " " << r << " " << c;
         }
       }
-      const std::vector<double>& wr = FindVariable(spec, p + "_w_gifo_r_")->data;
+      const std::vector<double>& wr = FindVariable(contents, p + "_w_gifo_r_")->data;
       for (size_t i = 0; i < 32 * 96; ++i) ASSERT_EQ(At<int16_t>(layer.apWr[g], i), Q(wr[kQuarter[g] * 32 * 96 + i], 15));
-      const std::vector<double>& bias = FindVariable(spec, p + "_bias_")->data;
+      const std::vector<double>& bias = FindVariable(contents, p + "_bias_")->data;
       for (size_t i = 0; i < 32; ++i) ASSERT_EQ(At<int16_t>(layer.apBias[g], i), Q(bias[kQuarter[g] * 32 + i], 10));
     }
     for (size_t i = 0; i < 32; ++i)
-      ASSERT_EQ(At<int16_t>(layer.apPeephole[1], i), Q(FindVariable(spec, p + "_peephole_f_c_")->data[i], 13));
-    const std::vector<double>& wp = FindVariable(spec, p + "_w_projection_")->data;
+      ASSERT_EQ(At<int16_t>(layer.apPeephole[1], i), Q(FindVariable(contents, p + "_peephole_f_c_")->data[i], 13));
+    const std::vector<double>& wp = FindVariable(contents, p + "_w_projection_")->data;
     for (size_t i = 0; i < 96 * 32; ++i) ASSERT_EQ(At<int16_t>(layer.pWp, i), Q(wp[i], 14));
   }
   EXPECT_EQ(m.fcFixed.nQw, 15);
@@ -302,10 +302,10 @@ TEST(LstmLoader, FixedFormNarrowsEveryTensorInPlace) {
   EXPECT_EQ(m.fcFixed.pW, m.fc.pW);
   EXPECT_EQ(m.fcFixed.nCols, 480);
   EXPECT_EQ(m.softmaxFixed.nRows, 8);
-  EXPECT_EQ(At<int16_t>(m.fcFixed.pW, 481), Q(FindVariable(spec, "fc2_weight_")->data[481], 15));
-  EXPECT_EQ(At<int16_t>(m.fcFixed.pBias, 31), Q(FindVariable(spec, "fc2_bias_")->data[31], 10));
-  EXPECT_EQ(At<int16_t>(m.softmaxFixed.pW, 33), Q(FindVariable(spec, "softmax_weight_")->data[33], 13));
-  EXPECT_EQ(At<int16_t>(m.softmaxFixed.pBias, 7), Q(FindVariable(spec, "softmax_bias_")->data[7], 11));
+  EXPECT_EQ(At<int16_t>(m.fcFixed.pW, 481), Q(FindVariable(contents, "fc2_weight_")->data[481], 15));
+  EXPECT_EQ(At<int16_t>(m.fcFixed.pBias, 31), Q(FindVariable(contents, "fc2_bias_")->data[31], 10));
+  EXPECT_EQ(At<int16_t>(m.softmaxFixed.pW, 33), Q(FindVariable(contents, "softmax_weight_")->data[33], 13));
+  EXPECT_EQ(At<int16_t>(m.softmaxFixed.pBias, 7), Q(FindVariable(contents, "softmax_bias_")->data[7], 11));
 }
 
 TEST(LstmLoader, FixedFormDoesNotAskTheProcessor) {
@@ -333,10 +333,10 @@ TEST(LstmLoader, RefusesWhatDoesNotFitTogether) {
   for (const bool sse41 : {false, true}) {
     const CpuGuard cpu(sse41);
     for (const auto& row : kRows) {
-      ModelSpec spec = SmallLstm40();
-      *FindVariable(spec, row.replacement.name) = row.replacement;
+      ModelContents contents = SmallLstm40();
+      *FindVariable(contents, row.replacement.name) = row.replacement;
       LogCapture log;
-      const Loaded loaded(WriteModel(spec));
+      const Loaded loaded(WriteModel(contents));
       EXPECT_EQ(loaded.ret, 30002) << row.line;
       EXPECT_EQ(loaded.link.pLstm, nullptr);
       EXPECT_EQ(log.Failures(std::string(kRefused) + row.line, "ret", 30002), 1) << log.Text();
@@ -345,15 +345,15 @@ TEST(LstmLoader, RefusesWhatDoesNotFitTogether) {
 }
 
 TEST(LstmLoader, TakesFiveLayersAndRefusesSix) {
-  ModelSpec spec = SmallLstm75();
-  for (int k = 3; k <= 5; ++k) testing_support::AddLstmLayer(&spec, k, 32, 96);
-  const Loaded five(WriteModel(spec));
+  ModelContents contents = SmallLstm75();
+  for (int k = 3; k <= 5; ++k) testing_support::AddLstmLayer(&contents, k, 32, 96);
+  const Loaded five(WriteModel(contents));
   ASSERT_EQ(five.ret, 0);
   EXPECT_EQ(five.link.pLstm->nLayers, 5);
   EXPECT_EQ(five.link.pLstm->anKind[5], 5);
-  testing_support::AddLstmLayer(&spec, 6, 32, 96);
+  testing_support::AddLstmLayer(&contents, 6, 32, 96);
   LogCapture log;
-  EXPECT_EQ(Loaded(WriteModel(spec)).ret, 30002);
+  EXPECT_EQ(Loaded(WriteModel(contents)).ret, 30002);
   EXPECT_EQ(log.Failures(std::string(kRefused) + "the number of recurrent layers is 6", "ret", 30002), 1) << log.Text();
 }
 

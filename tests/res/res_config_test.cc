@@ -5,6 +5,8 @@
 
 #include <cmath>
 #include <filesystem>
+#include <map>
+#include <string>
 
 #include "res/cfg_resmgr.h"
 #include "res/cpu_singleton.h"
@@ -46,6 +48,18 @@ TEST_F(ResConfig, WithoutAFileTheDefaultsStay) {
   EXPECT_TRUE(std::isinf(cfg.PersonalLMWeight));
   EXPECT_EQ(cfg.normal_none, 0);
   EXPECT_EQ(cfg.normal_count, 0);
+}
+
+TEST_F(ResConfig, AMissingFileIsToldAtLevelInf) {
+  srlog_close();
+  {
+    const LogCapture others(LogCapture::kAllLevels & ~uint32_t{kLogInf});
+    CFG_RESMGR().init();
+    EXPECT_EQ(others.Text(), "");
+  }
+  const LogCapture info(kLogInf);
+  CFG_RESMGR().init();
+  EXPECT_EQ(info.CountLines("CFG_RESMGR::init | Couldn't find cfg_file: w_tseg.cfg"), 1);
 }
 
 TEST_F(ResConfig, AFolderOfThatNameIsNoFile) {
@@ -100,6 +114,36 @@ TEST_F(ResConfig, FourValuesCanBeSetAndRead) {
     EXPECT_TRUE(cfg.get_para_value(row.name, text, sizeof text)) << row.name;
     EXPECT_STREQ(text, row.read) << row.name;
   }
+}
+
+TEST_F(ResConfig, AValueIsSetAsTheFileWouldSetIt) {
+  CFG_RESMGR cfg;
+  const struct {
+    const char* value;
+    float number;
+    bool flag;
+  } kRows[] = {{"2.5", 2.5F, true}, {"3x", 3.0F, true}, {"x", 0.0F, false}, {"", 0.0F, false}, {"0x10", 16.0F, true}, {"true", 0.0F, true}};
+  for (const auto& row : kRows) {
+    EXPECT_TRUE(cfg.set_para_value("wresMgr_param_personal_timeThreshold", row.value)) << row.value;
+    EXPECT_TRUE(cfg.set_para_value("wresMgr_param_resetUseNvidiaGPUAvailable", row.value)) << row.value;
+    EXPECT_EQ(cfg.timeThreshold, row.number) << row.value;
+    EXPECT_EQ(cfg.resetUseNvidiaGPUAvailable, row.flag) << row.value;
+  }
+  EXPECT_EQ(log_.Text(), "");
+}
+
+TEST_F(ResConfig, NoNameAndNoValueAreRefused) {
+  CFG_RESMGR cfg;
+  char text[8];
+  EXPECT_FALSE(cfg.set_para_value(nullptr, "1"));
+  EXPECT_FALSE(cfg.set_para_value("wresMgr_param_is_calc_md5", nullptr));
+  EXPECT_FALSE(cfg.get_para_value(nullptr, text, sizeof text));
+  EXPECT_FALSE(cfg.get_para_value("wresMgr_param_is_calc_md5", nullptr, 8));
+  EXPECT_EQ(log_.Text(),
+            "CFG_RESMGR::set_para_value | para not suitable for normal operation, param = \n"
+            "CFG_RESMGR::set_para_value | para not suitable for normal operation, param = wresMgr_param_is_calc_md5\n"
+            "CFG_RESMGR::get_para_value | para not suitable for normal operation, param = \n"
+            "CFG_RESMGR::get_para_value | para not suitable for normal operation, param = wresMgr_param_is_calc_md5\n");
 }
 
 TEST_F(ResConfig, OtherNamesCanNeitherBeSetNorRead) {
@@ -176,13 +220,10 @@ TEST_F(ResConfig, ADeviceNumberIsKept) {
 }
 
 TEST_F(ResConfig, TheDefaultStrategyBindsSevenNames) {
-  const CPUSingleton cpu;
-  EXPECT_EQ(cpu.bind_strategy.size(), 7u);
-  EXPECT_EQ(cpu.bind_mask("mlpres"), 0xFFFFu);
-  EXPECT_EQ(cpu.bind_mask("mlpexe"), 0xFFFFFu);
-  EXPECT_EQ(cpu.bind_mask("decres"), 0xFFFF0000u);
-  EXPECT_EQ(cpu.bind_mask("generalexe"), 0xFFF00000u);
-  EXPECT_EQ(cpu.bind_mask("other"), std::nullopt);
+  const std::map<std::string, uint32_t> expected = {{"mlpres", 0xFFFFu},        {"mlpexe", 0xFFFFFu},    {"mlpdecode", 0xFFFFFu},
+                                                    {"decres", 0xFFFF0000u},    {"decexe", 0xFFF00000u}, {"generalres", 0xFFFF0000u},
+                                                    {"generalexe", 0xFFF00000u}};
+  EXPECT_EQ(CPUSingleton().bind_strategy, expected);
 }
 
 TEST_F(ResConfig, AStrategyIsReadFromItsEnd) {
@@ -212,16 +253,14 @@ TEST_F(ResConfig, AStrategyIsReadFromItsEnd) {
     ::testing::internal::CaptureStdout();
     cpu.parse_bing_stragy_str(row.text);
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), row.printed) << row.text;
-    EXPECT_EQ(cpu.bind_mask("a").value_or(0), row.mask) << row.text;
-    EXPECT_EQ(cpu.bind_strategy.size(), row.mask == 0 ? 0u : 1u) << row.text;
+    const std::map<std::string, uint32_t> expected = {{"a", row.mask}};
+    EXPECT_EQ(cpu.bind_strategy, row.mask == 0 ? (std::map<std::string, uint32_t>()) : expected) << row.text;
   }
 }
 
 TEST_F(ResConfig, TheStrategyComesFromTheFile) {
   File("[numa]\nbind_stragy = mlpres:0x3\n");
-  const CPUSingleton cpu;
-  EXPECT_EQ(cpu.bind_strategy.size(), 1u);
-  EXPECT_EQ(cpu.bind_mask("mlpres"), 3u);
+  EXPECT_EQ(CPUSingleton().bind_strategy, (std::map<std::string, uint32_t>{{"mlpres", 3u}}));
 }
 
 }  // namespace

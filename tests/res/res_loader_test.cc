@@ -16,7 +16,7 @@ namespace TSEG {
 namespace {
 
 using modelfile::Bytes;
-using modelfile::ModelSpec;
+using modelfile::ModelContents;
 using modelfile::Section;
 using modelfile::WriteContainer;
 using modelfile::WriteModel;
@@ -104,10 +104,10 @@ TEST(ModelFile, OfATypeThatDoesNotRunIsRefused) {
                            "MLP_RES_UBRNN",        "MLP_RES_UBRNN_APT",   "MLP_RES_BIRNN",
                            "MLP_RES_BIRNN_CTC",    "MLP_RES_RNNCATDNX",   "MLP_RES_RNNCNNPAD2",
                            "MLP_RES_DNN2",         "mlp_res_dnn",         ""}) {
-    ModelSpec spec = SmallDnn();
-    spec.network_type = type;
+    ModelContents contents = SmallDnn();
+    contents.network_type = type;
     LogCapture log;
-    EXPECT_EQ(Loaded(WriteModel(spec)).ret, 30011) << type;
+    EXPECT_EQ(Loaded(WriteModel(contents)).ret, 30011) << type;
     EXPECT_EQ(log.CountLines("resLoader_ftr | load MLP_RES TYPE not supported."), 1) << type;
   }
 }
@@ -186,10 +186,10 @@ TEST(Container, SkipsSectionsOfKindZero) { EXPECT_EQ(Loaded(WriteContainer({{0, 
 
 TEST(Container, RefusesModelSectionsByTheirType) {
   for (const char* type : {"MLP_RES_DNN", "MLP_RES_RNNCATDNN", "MLP_RES_BIRNN", "MLP_RES_RNN", "MLP_RES_DNN_TREE", "MLP_RES_OTHER"}) {
-    ModelSpec spec = SmallDnn();
-    spec.network_type = type;
+    ModelContents contents = SmallDnn();
+    contents.network_type = type;
     LogCapture log;
-    const Loaded loaded(WriteContainer({{1, WriteModel(spec)}}));
+    const Loaded loaded(WriteContainer({{1, WriteModel(contents)}}));
     EXPECT_EQ(loaded.ret, 30011) << type;
     EXPECT_EQ(loaded.link.pDnn, nullptr);
     EXPECT_EQ(log.CountLines("ResLoader_ftr::MLPResourceAddM | load resource err, ret = 30011"), 1) << log.Text();

@@ -17,7 +17,7 @@
 namespace TSEG::testing_support {
 
 using modelfile::Bytes;
-using modelfile::ModelSpec;
+using modelfile::ModelContents;
 using modelfile::Variable;
 
 // Values k / 64 with k running from -20 to 20, in another order for each `seed`: exact in every form.
@@ -39,72 +39,72 @@ inline Variable Matrix(const std::string& name, int32_t outer, int32_t inner, un
 
 inline Variable Vector(const std::string& name, int32_t n, unsigned seed, int32_t shift = 0) { return Matrix(name, n, 1, seed, shift); }
 
-inline void SevenKeys(ModelSpec* spec, bool lstm, const char* type) {
-  spec->keys = {{"0", "1"}, {"1", lstm ? "1" : "0"}, {"2", type}, {"3", "32"}, {"4", "16000"}, {"5", "0"}, {"6", "0"}};
+inline void SevenKeys(ModelContents* contents, bool lstm, const char* type) {
+  contents->keys = {{"0", "1"}, {"1", lstm ? "1" : "0"}, {"2", type}, {"3", "32"}, {"4", "16000"}, {"5", "0"}, {"6", "0"}};
 }
 
 // 75 features, 11 frames, layers of 40 and 2.
-inline ModelSpec SmallDnn() {
-  ModelSpec spec;
-  spec.network_type = "MLP_RES_DNN";
-  SevenKeys(&spec, false, "dnn_fb75");
-  spec.variables = {Vector("mean", 75, 1),      Vector("var", 75, 2),
-                    Vector("pri", 2, 3),        Matrix("weights12", 40, 825, 4, 12),
-                    Vector("bias2", 40, 5, 16), Matrix("weights23", 2, 40, 6, 4),
-                    Vector("bias3", 2, 7, 11)};
-  return spec;
+inline ModelContents SmallDnn() {
+  ModelContents contents;
+  contents.network_type = "MLP_RES_DNN";
+  SevenKeys(&contents, false, "dnn_fb75");
+  contents.variables = {Vector("mean", 75, 1),      Vector("var", 75, 2),
+                        Vector("pri", 2, 3),        Matrix("weights12", 40, 825, 4, 12),
+                        Vector("bias2", 40, 5, 16), Matrix("weights23", 2, 40, 6, 4),
+                        Vector("bias3", 2, 7, 11)};
+  return contents;
 }
 
-inline void AddLstmLayer(ModelSpec* spec, int k, int32_t cells, int32_t inputs) {
+inline void AddLstmLayer(ModelContents* contents, int k, int32_t cells, int32_t inputs) {
   const std::string p = "lstmp" + std::to_string(k);
   const unsigned s = static_cast<unsigned>(k) * 10;
-  spec->variables.push_back(Vector(p + "_bias_", 4 * cells, s));
-  spec->variables.push_back(Matrix(p + "_w_gifo_r_", 4 * cells, 96, s + 1));
-  spec->variables.push_back(Matrix(p + "_w_gifo_x_", 4 * cells, inputs, s + 2));
-  spec->variables.push_back(Matrix(p + "_w_projection_", 96, cells, s + 3));
-  spec->variables.push_back(Vector(p + "_peephole_i_c_", cells, s + 4));
-  spec->variables.push_back(Vector(p + "_peephole_f_c_", cells, s + 5));
-  spec->variables.push_back(Vector(p + "_peephole_o_c_", cells, s + 6));
+  contents->variables.push_back(Vector(p + "_bias_", 4 * cells, s));
+  contents->variables.push_back(Matrix(p + "_w_gifo_r_", 4 * cells, 96, s + 1));
+  contents->variables.push_back(Matrix(p + "_w_gifo_x_", 4 * cells, inputs, s + 2));
+  contents->variables.push_back(Matrix(p + "_w_projection_", 96, cells, s + 3));
+  contents->variables.push_back(Vector(p + "_peephole_i_c_", cells, s + 4));
+  contents->variables.push_back(Vector(p + "_peephole_f_c_", cells, s + 5));
+  contents->variables.push_back(Vector(p + "_peephole_o_c_", cells, s + 6));
 }
 
-inline void AddOutputs(ModelSpec* spec) {
-  spec->variables.push_back(Matrix("fc2_weight_", 32, 480, 71));
-  spec->variables.push_back(Vector("fc2_bias_", 32, 72));
-  spec->variables.push_back(Matrix("softmax_weight_", 8, 32, 73));
-  spec->variables.push_back(Vector("softmax_bias_", 8, 74));
+inline void AddOutputs(ModelContents* contents) {
+  contents->variables.push_back(Matrix("fc2_weight_", 32, 480, 71));
+  contents->variables.push_back(Vector("fc2_bias_", 32, 72));
+  contents->variables.push_back(Matrix("softmax_weight_", 8, 32, 73));
+  contents->variables.push_back(Vector("softmax_bias_", 8, 74));
 }
 
 // The 40-feature kind with quantisation ranges: one layer of 32 cells.
-inline ModelSpec SmallLstm40() {
-  ModelSpec spec;
-  spec.shape = modelfile::Shape::kV2;
-  spec.network_type = "MLP_RES_RNNCNNPAD28";
-  SevenKeys(&spec, true, "lstm_fb40");
-  spec.fScale = {0.5F, 0.25F, 0.5F, 1.0F, 2.0F, 16.0F, 1.0F, 4.0F, 8.0F};
-  spec.variables = {Vector("mean", 40, 1), Vector("var", 40, 2), Vector("pri", 8, 3)};
-  AddLstmLayer(&spec, 1, 32, 160);
-  AddOutputs(&spec);
-  return spec;
+inline ModelContents SmallLstm40() {
+  ModelContents contents;
+  contents.shape = modelfile::Shape::kV2;
+  contents.network_type = "MLP_RES_RNNCNNPAD28";
+  SevenKeys(&contents, true, "lstm_fb40");
+  contents.fScale = {0.5F, 0.25F, 0.5F, 1.0F, 2.0F, 16.0F, 1.0F, 4.0F, 8.0F};
+  contents.variables = {Vector("mean", 40, 1), Vector("var", 40, 2), Vector("pri", 8, 3)};
+  AddLstmLayer(&contents, 1, 32, 160);
+  AddOutputs(&contents);
+  return contents;
 }
 
 // The 75-feature kind: two layers of 32 cells.
-inline ModelSpec SmallLstm75() {
-  ModelSpec spec;
-  spec.network_type = "MLP_RES_RNNCATDNN";
-  SevenKeys(&spec, true, "lstm_fb75");
-  spec.variables = {Vector("mean", 75, 1), Vector("var", 75, 2), Vector("pri", 8, 3)};
-  AddLstmLayer(&spec, 1, 32, 300);
-  AddLstmLayer(&spec, 2, 32, 96);
-  AddOutputs(&spec);
-  return spec;
+inline ModelContents SmallLstm75() {
+  ModelContents contents;
+  contents.network_type = "MLP_RES_RNNCATDNN";
+  SevenKeys(&contents, true, "lstm_fb75");
+  contents.variables = {Vector("mean", 75, 1), Vector("var", 75, 2), Vector("pri", 8, 3)};
+  AddLstmLayer(&contents, 1, 32, 300);
+  AddLstmLayer(&contents, 2, 32, 96);
+  AddOutputs(&contents);
+  return contents;
 }
 
-inline void Drop(ModelSpec* spec, const std::string& name) {
+inline void Drop(ModelContents* contents, const std::string& name) {
   std::vector<Variable> kept;
-  for (Variable& v : spec->variables) {
+  for (Variable& v : contents->variables) {
     if (v.name != name) kept.push_back(std::move(v));
   }
-  spec->variables = std::move(kept);
+  contents->variables = std::move(kept);
 }
 
 inline constexpr WREC_RES_SET kModelKey = {9, "MLP"};

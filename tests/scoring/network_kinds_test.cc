@@ -30,12 +30,12 @@ TEST(NetworkKinds, RowsSayWhatEachKindReads) {
   ASSERT_EQ(std::size(rows), static_cast<size_t>(kNetworkKinds));
   for (const Row& row : rows) {
     const NetworkKind& kind = NetworkKindAt(row.index);
-    EXPECT_STREQ(kind.szModelType, row.type);
-    EXPECT_STREQ(kind.szLoop, row.loop);
-    EXPECT_EQ(kind.bLstm, row.lstm) << row.type;
-    EXPECT_EQ(kind.nFeatureDim, row.width) << row.type;
-    EXPECT_EQ(kind.nBlockFloats, row.block_floats) << row.type;
-    EXPECT_EQ(kind.nBlockFrames, row.block_frames) << row.type;
+    EXPECT_STREQ(kind.model_type, row.type);
+    EXPECT_STREQ(kind.loop, row.loop);
+    EXPECT_EQ(kind.lstm, row.lstm) << row.type;
+    EXPECT_EQ(kind.feature_dim, row.width) << row.type;
+    EXPECT_EQ(kind.block_floats, row.block_floats) << row.type;
+    EXPECT_EQ(kind.block_frames, row.block_frames) << row.type;
   }
 }
 
@@ -43,17 +43,17 @@ TEST(NetworkKinds, BlocksOfARowLieItsFramesApart) {
   for (size_t k = 0; k < kNetworkKinds; ++k) {
     const NetworkKind& kind = NetworkKindAt(k);
     FrontEndChannel channel;
-    testing_support::AddFrames(&channel, kind.nFeatureDim == 40, 8);
+    testing_support::AddFrames(&channel, kind.feature_dim == 40, 8);
     BlockEnd end;
     std::vector<float> first_values;
     // The block's first frame; with eleven frames around a centre the sixth, which is the centre.
-    const int32_t centre = kind.nBlockFrames == 1 ? 5 * kind.nFeatureDim : 0;
+    const int32_t centre = kind.block_frames == 1 ? 5 * kind.feature_dim : 0;
     while (const float* block = kind.pop(&channel, true, &end)) first_values.push_back(block[centre]);
     std::vector<float> expected;
-    for (int32_t f = 0; f < 8; f += kind.nBlockFrames) expected.push_back(testing_support::FrameValue(f, 0));
-    EXPECT_EQ(first_values, expected) << kind.szModelType;
-    EXPECT_EQ(end.bEof, 1);
-    EXPECT_EQ(end.nPadded, 0);
+    for (int32_t f = 0; f < 8; f += kind.block_frames) expected.push_back(testing_support::FrameValue(f, 0));
+    EXPECT_EQ(first_values, expected) << kind.model_type;
+    EXPECT_EQ(end.eof, 1);
+    EXPECT_EQ(end.padded, 0);
   }
 }
 
@@ -63,10 +63,10 @@ TEST(NetworkKinds, LastBlockOfARecurrentKindSaysWhatItIsShortOf) {
     testing_support::AddFrames(&channel, k == kKindLstm40, 5);
     BlockEnd end;
     ASSERT_NE(NetworkKindAt(k).pop(&channel, true, &end), nullptr);
-    EXPECT_EQ(end.bEof, 0);
+    EXPECT_EQ(end.eof, 0);
     ASSERT_NE(NetworkKindAt(k).pop(&channel, true, &end), nullptr);
-    EXPECT_EQ(end.bEof, 1);
-    EXPECT_EQ(end.nPadded, 3);
+    EXPECT_EQ(end.eof, 1);
+    EXPECT_EQ(end.padded, 3);
   }
 }
 
@@ -75,14 +75,14 @@ TEST(NetworkKinds, ScorerOfARowIsRecurrentAsTheRowSays) {
   LstmForward lstm;
   for (size_t k = 0; k < kNetworkKinds; ++k) {
     const NetworkKind& kind = NetworkKindAt(k);
-    const auto scorer = kind.make_scorer(kind.bLstm ? nullptr : &dnn, kind.bLstm ? &lstm : nullptr, nullptr);
-    EXPECT_EQ(scorer->recurrent(), kind.bLstm) << kind.szModelType;
-    EXPECT_FALSE(scorer->bound()) << kind.szModelType;
+    const auto scorer = kind.make_scorer(kind.lstm ? nullptr : &dnn, kind.lstm ? &lstm : nullptr, nullptr);
+    EXPECT_EQ(scorer->recurrent(), kind.lstm) << kind.model_type;
+    EXPECT_FALSE(scorer->bound()) << kind.model_type;
   }
 }
 
 TEST(NetworkKinds, NameIsFoundExactlyOrNotAtAll) {
-  for (size_t k = 0; k < kNetworkKinds; ++k) EXPECT_EQ(FindNetworkKind(NetworkKindAt(k).szModelType), &NetworkKindAt(k));
+  for (size_t k = 0; k < kNetworkKinds; ++k) EXPECT_EQ(FindNetworkKind(NetworkKindAt(k).model_type), &NetworkKindAt(k));
   for (const char* name : {"", "dnn", "dnn_fb7", "dnn_fb755", " dnn_fb75", "dnn_fb75 ", "DNN_FB75", "lstm_fb76", "lstm_fb40\n"}) {
     EXPECT_EQ(FindNetworkKind(name), nullptr) << name;
   }
@@ -130,7 +130,7 @@ TEST(KindOfModels, GoesBySortAndForm) {
       EXPECT_EQ(kind, nullptr) << kHeld[i].what;
     } else {
       ASSERT_NE(kind, nullptr) << kHeld[i].what;
-      EXPECT_STREQ(kind->szModelType, expected[i]) << kHeld[i].what;
+      EXPECT_STREQ(kind->model_type, expected[i]) << kHeld[i].what;
     }
   }
 }

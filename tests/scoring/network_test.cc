@@ -64,7 +64,7 @@ TEST_F(NetworkTest, StartChoosesByModelTypeAndFormOfTheModel) {
       {"nothing", {}, "lstm_fb40", -1},
   };
   for (const Row& row : rows) {
-    Network network(row.models.pLstm != nullptr);
+    Network network(row.models.lstm != nullptr);
     network.Start(row.models, row.type, 0);
     if (row.kind < 0) {
       EXPECT_EQ(network.scorer(), nullptr) << row.what << " as " << row.type;

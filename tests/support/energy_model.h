@@ -28,21 +28,21 @@ inline modelfile::Variable Filled(const std::string& name, int outer, int inner,
   return variable;
 }
 
-inline modelfile::ModelSpec EnergyModel() {
+inline modelfile::ModelContents EnergyModel() {
   constexpr int kHidden = 32;
   constexpr int kInputs = 825;
   const auto zeros = [](size_t n) { return std::vector<double>(n, 0.0); };
-  modelfile::ModelSpec spec;
-  spec.network_type = "MLP_RES_DNN";
-  spec.variables = {Filled("mean", 75, 1, zeros(75), 0),
-                    Filled("var", 75, 1, std::vector<double>(75, 1.0), 0),
-                    Filled("pri", 2, 1, {0.5, 0.5}, 0),
-                    Filled("weights12", kHidden, kInputs, zeros(kHidden * kInputs), 12),
-                    Filled("bias2", kHidden, 1, zeros(kHidden), 16),
-                    Filled("weights23", 2, kHidden, zeros(2 * kHidden), 4),
-                    Filled("bias3", 2, 1, {4.0, -4.0}, 11)};
-  spec.keys = {{"0", "1"}, {"1", "0"}, {"2", "dnn_fb75"}, {"3", "32"}, {"4", "16000"}, {"5", "0"}, {"6", "0"}};
-  return spec;
+  modelfile::ModelContents contents;
+  contents.network_type = "MLP_RES_DNN";
+  contents.variables = {Filled("mean", 75, 1, zeros(75), 0),
+                        Filled("var", 75, 1, std::vector<double>(75, 1.0), 0),
+                        Filled("pri", 2, 1, {0.5, 0.5}, 0),
+                        Filled("weights12", kHidden, kInputs, zeros(kHidden * kInputs), 12),
+                        Filled("bias2", kHidden, 1, zeros(kHidden), 16),
+                        Filled("weights23", 2, kHidden, zeros(2 * kHidden), 4),
+                        Filled("bias3", 2, 1, {4.0, -4.0}, 11)};
+  contents.keys = {{"0", "1"}, {"1", "0"}, {"2", "dnn_fb75"}, {"3", "32"}, {"4", "16000"}, {"5", "0"}, {"6", "0"}};
+  return contents;
 }
 
 constexpr int16_t kBurst = 8000;

@@ -62,8 +62,8 @@ class RecurrentScores : public testing::TestWithParam<const char*> {
 
 TEST_P(RecurrentScores, ModelSaysItsTypeAndItsPriming) {
   EXPECT_EQ(model_->type(), GetParam());
-  EXPECT_EQ(model_->networks().pDnn, nullptr);
-  ASSERT_NE(model_->networks().pLstm, nullptr);
+  EXPECT_EQ(model_->networks().dnn, nullptr);
+  ASSERT_NE(model_->networks().lstm, nullptr);
   EXPECT_EQ(model_->priming_frames(), 32);
 }
 

@@ -7,7 +7,7 @@ namespace TSEG::blocks {
 
 int BlockFloats(const std::string& model_type) {
   const NetworkKind* kind = FindNetworkKind(model_type);
-  return kind == nullptr ? 0 : kind->nBlockFloats;
+  return kind == nullptr ? 0 : kind->block_floats;
 }
 
 void BlockSource::Run(const std::vector<int16_t>& samples, const BlockSink& sink) {
@@ -19,8 +19,8 @@ void BlockSource::Run(const std::vector<int16_t>& samples, const BlockSink& sink
       BlockEnd end;
       const float* block = feed_.channels().PopBlock([&](FrontEndChannel* channel) { return kind->pop(channel, last, &end); });
       if (block == nullptr) return;
-      n_padded_ += end.nPadded;
-      sink(block, end.bEof != 0);
+      n_padded_ += end.padded;
+      sink(block, end.eof != 0);
     }
   };
   feed_.Begin();

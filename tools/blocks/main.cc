@@ -70,8 +70,8 @@ void AddOptions(CLI::App& app, Options& options) {
   std::string words;  // "dnn_fb75 (blocks of 825), lstm_fb75 (300), ..."
   for (size_t i = 0; i < kNetworkKinds; ++i) {
     const NetworkKind& kind = NetworkKindAt(i);
-    kinds.emplace_back(kind.szModelType);
-    words += (i == 0 ? "" : ", ") + kinds.back() + (i == 0 ? " (blocks of " : " (") + std::to_string(kind.nBlockFloats) + ")";
+    kinds.emplace_back(kind.model_type);
+    words += (i == 0 ? "" : ", ") + kinds.back() + (i == 0 ? " (blocks of " : " (") + std::to_string(kind.block_floats) + ")";
   }
   app.add_option("--model", options.blocks.model_type, words)->check(CLI::IsMember(kinds))->capture_default_str();
   CLI::Option* centre = app.add_flag("--centre", options.centre, "dnn_fb75: only the 75 values of the frame in the middle of each block");

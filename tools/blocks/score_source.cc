@@ -52,7 +52,7 @@ ScoreSource::ScoreSource(BlockOptions options, const ScoreModel* model, int prim
     : feed_(WithType(std::move(options), model)), model_(model) {
   if (model == nullptr) return;
   priming_frames_ = priming_frames < 0 ? model->priming_frames() : priming_frames;
-  network_ = std::make_unique<Network>(model->kind().bLstm);
+  network_ = std::make_unique<Network>(model->kind().lstm);
 }
 
 void ScoreSource::Run(const std::vector<int16_t>& samples, std::vector<float>* pairs) {

@@ -27,7 +27,7 @@ class ScoreModel {
   static std::unique_ptr<ScoreModel> Load(const std::string& path, std::string* error);
   const NetworkKind& kind() const { return *kind_; }
   // "dnn_fb75", "lstm_fb75" or "lstm_fb40", by what was loaded.
-  std::string type() const { return kind_->szModelType; }
+  std::string type() const { return kind_->model_type; }
   NetworkModels networks() const { return {link_->pDnn.get(), link_->pLstm.get()}; }
   // Frames of priming that the model asks for, 0 if it says nothing.
   int priming_frames() const { return priming_frames_; }

@@ -61,22 +61,22 @@ uint64_t HeaderBytes(Shape shape) {
 }
 
 ModelInfo InspectPlain(const Bytes& file) {
-  const ModelSpec spec = ReadModel(file);
+  const ModelContents contents = ReadModel(file);
   ModelInfo info;
   info.file_bytes = file.size();
-  info.network_type = spec.network_type;
+  info.network_type = contents.network_type;
   char type[kHeaderTypeBytes + 1] = {};
-  std::memcpy(type, spec.network_type.data(), std::min(spec.network_type.size(), sizeof type - 1));
+  std::memcpy(type, contents.network_type.data(), std::min(contents.network_type.size(), sizeof type - 1));
   info.type_code = NetworkTypeCode(type);
-  info.shape = spec.shape;
+  info.shape = contents.shape;
   info.header_offset = *ByteView(file.data(), file.size()).u16(kPrefixHeaderSize);
-  info.data_offset = info.header_offset + HeaderBytes(spec.shape);
-  for (const Variable& variable : spec.variables) {
+  info.data_offset = info.header_offset + HeaderBytes(contents.shape);
+  for (const Variable& variable : contents.variables) {
     info.variables.push_back(Describe(variable, info.data_bytes));
     info.data_bytes += variable.data.size() * ElementBytes(variable.dtype);
   }
-  info.keys = spec.keys;
-  if (spec.shape == Shape::kV2) info.scales.assign(spec.fScale.begin(), spec.fScale.end());
+  info.keys = contents.keys;
+  if (contents.shape == Shape::kV2) info.scales.assign(contents.fScale.begin(), contents.fScale.end());
   return info;
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// From bytes to a ModelSpec, through the engine's own header checks.
+// From bytes to a ModelContents, through the engine's own header checks.
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -53,18 +53,18 @@ void GetData(int type, const uint8_t* from, size_t n, std::vector<double>* to) {
 }
 
 template <class Image>
-ModelSpec Read(const ByteView& file, uint64_t offset, Shape shape) {
+ModelContents Read(const ByteView& file, uint64_t offset, Shape shape) {
   using Parser = MlpResHeaderParser<Image>;
   auto header = std::make_unique<MlpResFileHeader<Image>>();
   if (!CopyHeader(file, offset, header.get())) throw std::runtime_error("the header reaches beyond the end of the file");
   for (const std::string& flaw : {FindFlaw(*header), FindKeyFlaw(*header)}) {
     if (!flaw.empty()) throw std::runtime_error(flaw);
   }
-  ModelSpec spec;
-  spec.shape = shape;
-  spec.network_type = std::string(header->szMlpType, strnlen(header->szMlpType, sizeof header->szMlpType));
-  if constexpr (std::is_same_v<Image, MlpResImageV2>) std::memcpy(spec.fScale.data(), header->fScale, sizeof header->fScale);
-  for (int i = 0; i < header->nKeys; ++i) spec.keys.emplace_back(header->szKey[i], header->szValue[i]);
+  ModelContents contents;
+  contents.shape = shape;
+  contents.network_type = std::string(header->szMlpType, strnlen(header->szMlpType, sizeof header->szMlpType));
+  if constexpr (std::is_same_v<Image, MlpResImageV2>) std::memcpy(contents.fScale.data(), header->fScale, sizeof header->fScale);
+  for (int i = 0; i < header->nKeys; ++i) contents.keys.emplace_back(header->szKey[i], header->szValue[i]);
   for (int i = 0; i < header->nVars; ++i) {
     Variable variable;
     variable.name = header->szVarName[i];
@@ -82,14 +82,14 @@ ModelSpec Read(const ByteView& file, uint64_t offset, Shape shape) {
     if (MlpDataTypeBytes(type) == 0) throw std::runtime_error("variable " + variable.name + " has an unknown data type");
     const size_t n = static_cast<size_t>(variable.inner) * static_cast<size_t>(variable.outer);
     GetData(type, header->data.data() + Parser::var_offset(*header, i), n, &variable.data);
-    spec.variables.push_back(std::move(variable));
+    contents.variables.push_back(std::move(variable));
   }
-  return spec;
+  return contents;
 }
 
 }  // namespace
 
-ModelSpec ReadModel(const Bytes& bytes) {
+ModelContents ReadModel(const Bytes& bytes) {
   const ByteView file(bytes.data(), bytes.size());
   if (!file.matches(kPrefixMagic, kModelMagic, kPrefixMagicBytes)) throw std::runtime_error("not a model file: the magic word is missing");
   const uint64_t offset = *file.u16(kPrefixHeaderSize);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// From a ModelSpec to bytes. A header image is filled field by field and written as it stands; the data follows in table order.
+// From a ModelContents to bytes. A header image is filled field by field and written as it stands; the data follows in table order.
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -95,15 +95,15 @@ void PutShifts(const Variable& variable, size_t i, MlpResImageV3* image) {
 }
 
 template <class Image>
-Bytes Write(const ModelSpec& spec) {
-  if (spec.variables.size() > kMaxVars) Refuse("more than " + std::to_string(kMaxVars) + " variables");
-  if (spec.keys.size() > kMaxKeys) Refuse("more than " + std::to_string(kMaxKeys) + " keys");
+Bytes Write(const ModelContents& contents) {
+  if (contents.variables.size() > kMaxVars) Refuse("more than " + std::to_string(kMaxVars) + " variables");
+  if (contents.keys.size() > kMaxKeys) Refuse("more than " + std::to_string(kMaxKeys) + " keys");
   auto image = std::make_unique<Image>();
-  PutText(image->szMlpType, spec.network_type, "network type");
-  image->nVars = static_cast<int32_t>(spec.variables.size());
-  image->nKeys = static_cast<int32_t>(spec.keys.size());
-  for (size_t i = 0; i < spec.variables.size(); ++i) {
-    const Variable& variable = spec.variables[i];
+  PutText(image->szMlpType, contents.network_type, "network type");
+  image->nVars = static_cast<int32_t>(contents.variables.size());
+  image->nKeys = static_cast<int32_t>(contents.keys.size());
+  for (size_t i = 0; i < contents.variables.size(); ++i) {
+    const Variable& variable = contents.variables[i];
     PutText(image->szVarName[i], variable.name, "variable name");
     PutText(image->szDataType[i], variable.dtype, "data type");
     if (variable.inner < 1 || variable.outer < 1) Refuse("variable " + variable.name + ": a dimension is below 1");
@@ -118,17 +118,17 @@ Bytes Write(const ModelSpec& spec) {
     image->nOuter[i] = variable.outer;
     PutShifts(variable, i, image.get());
   }
-  for (size_t i = 0; i < spec.keys.size(); ++i) {
-    PutText(image->szKey[i], spec.keys[i].first, "key");
-    PutText(image->szValue[i], spec.keys[i].second, "value");
+  for (size_t i = 0; i < contents.keys.size(); ++i) {
+    PutText(image->szKey[i], contents.keys[i].first, "key");
+    PutText(image->szValue[i], contents.keys[i].second, "value");
   }
-  if constexpr (std::is_same_v<Image, MlpResImageV2>) std::memcpy(image->fScale, spec.fScale.data(), sizeof image->fScale);
+  if constexpr (std::is_same_v<Image, MlpResImageV2>) std::memcpy(image->fScale, contents.fScale.data(), sizeof image->fScale);
 
   Bytes file(kHeaderOffset + sizeof(Image));
   std::memcpy(file.data() + kPrefixHeaderSize, &kHeaderOffset, sizeof kHeaderOffset);
   std::memcpy(file.data() + kPrefixMagic, kModelMagic, sizeof kModelMagic);
   std::memcpy(file.data() + kHeaderOffset, image.get(), sizeof(Image));
-  for (const Variable& variable : spec.variables) PutData(variable, &file);
+  for (const Variable& variable : contents.variables) PutData(variable, &file);
   const uint64_t size = file.size();
   std::memcpy(file.data() + kPrefixFileSize, &size, sizeof size);
   return file;
@@ -142,25 +142,25 @@ Shape ShapeOfType(const std::string& network_type) {
   return Shape::kV3;
 }
 
-const Variable* FindVariable(const ModelSpec& spec, const std::string& name) {
-  for (const Variable& variable : spec.variables) {
+const Variable* FindVariable(const ModelContents& contents, const std::string& name) {
+  for (const Variable& variable : contents.variables) {
     if (variable.name == name) return &variable;
   }
   return nullptr;
 }
 
-Variable* FindVariable(ModelSpec& spec, const std::string& name) {
-  return const_cast<Variable*>(FindVariable(static_cast<const ModelSpec&>(spec), name));
+Variable* FindVariable(ModelContents& contents, const std::string& name) {
+  return const_cast<Variable*>(FindVariable(static_cast<const ModelContents&>(contents), name));
 }
 
-Bytes WriteModel(const ModelSpec& spec) {
-  switch (spec.shape) {
+Bytes WriteModel(const ModelContents& contents) {
+  switch (contents.shape) {
     case Shape::kV1:
-      return Write<MlpResImageV1>(spec);
+      return Write<MlpResImageV1>(contents);
     case Shape::kV2:
-      return Write<MlpResImageV2>(spec);
+      return Write<MlpResImageV2>(contents);
     default:
-      return Write<MlpResImageV3>(spec);
+      return Write<MlpResImageV3>(contents);
   }
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Model resource files as bytes: ModelSpec is what such a file says; WriteModel and ReadModel turn it into bytes and back.
+// Model resource files as bytes: ModelContents is what such a file says; WriteModel and ReadModel turn it into bytes and back.
 //
 // What is written here is what the engine's reader takes: what is read back equals what was written. Errors leave as std::runtime_error
 // with a message for people. Works inside of the engine's own format headers, so it links the static libraries.
@@ -35,26 +35,26 @@ struct Variable {
   bool operator==(const Variable&) const = default;
 };
 
-struct ModelSpec {
+struct ModelContents {
   Shape shape = Shape::kV3;
   std::string network_type;
   std::vector<Variable> variables;                        // in file order
   std::array<float, 16> fScale{};                         // V2: quantisation ranges
   std::vector<std::pair<std::string, std::string>> keys;  // in row order, at most 32 of at most 15 characters each
 
-  bool operator==(const ModelSpec&) const = default;
+  bool operator==(const ModelContents&) const = default;
 };
 
 // The shape that the reader expects of a plain file of this network type.
 Shape ShapeOfType(const std::string& network_type);
 // The variable `name`, or null.
-const Variable* FindVariable(const ModelSpec& spec, const std::string& name);
-Variable* FindVariable(ModelSpec& spec, const std::string& name);
+const Variable* FindVariable(const ModelContents& contents, const std::string& name);
+Variable* FindVariable(ModelContents& contents, const std::string& name);
 
-// The file for `spec`. What the format cannot hold is refused.
-Bytes WriteModel(const ModelSpec& spec);
+// The file for `contents`. What the format cannot hold is refused.
+Bytes WriteModel(const ModelContents& contents);
 // What a plain model file says. A damaged one is refused.
-ModelSpec ReadModel(const Bytes& file);
+ModelContents ReadModel(const Bytes& file);
 
 // A section of a container: kind 1 is a model, kind 2 a table of 32-bit words, kind 0 is skipped by readers.
 struct Section {

@@ -40,24 +40,24 @@ int32_t Shift(const Json& object, const char* name, const std::string& where) {
   return object.at(name).get<int32_t>();
 }
 
-void ReadKeys(const Json& keys, ModelSpec* spec) {
+void ReadKeys(const Json& keys, ModelContents* contents) {
   if (keys.is_object()) {
-    for (const auto& item : keys.items()) spec->keys.emplace_back(item.key(), Text(item.value(), "the value of key " + item.key()));
+    for (const auto& item : keys.items()) contents->keys.emplace_back(item.key(), Text(item.value(), "the value of key " + item.key()));
     return;
   }
   if (!keys.is_array()) Refuse("\"keys\" is neither an object nor a list of pairs");
   for (const Json& pair : keys) {
     if (!pair.is_array() || pair.size() != 2) Refuse("\"keys\" holds something that is not a pair");
-    spec->keys.emplace_back(Text(pair[0], "a key"), Text(pair[1], "a value"));
+    contents->keys.emplace_back(Text(pair[0], "a key"), Text(pair[1], "a value"));
   }
 }
 
-void ReadScales(const Json& scales, ModelSpec* spec) {
-  if (spec->shape != Shape::kV2) Refuse("\"scales\" belong to MLP_RES_RNNCNNPAD28 alone");
-  if (!scales.is_array() || scales.size() > spec->fScale.size()) Refuse("\"scales\" is not a list of at most 16 numbers");
+void ReadScales(const Json& scales, ModelContents* contents) {
+  if (contents->shape != Shape::kV2) Refuse("\"scales\" belong to MLP_RES_RNNCNNPAD28 alone");
+  if (!scales.is_array() || scales.size() > contents->fScale.size()) Refuse("\"scales\" is not a list of at most 16 numbers");
   for (size_t i = 0; i < scales.size(); ++i) {
     if (!scales[i].is_number()) Refuse("\"scales\" holds something that is not a number");
-    spec->fScale[i] = scales[i].get<float>();
+    contents->fScale[i] = scales[i].get<float>();
   }
 }
 
@@ -93,7 +93,7 @@ Variable ReadVariable(const std::string& folder, const Json& entry, Shape shape,
 
 }  // namespace
 
-ModelSpec ReadFolder(const std::string& folder, std::vector<std::string>* files) {
+ModelContents ReadFolder(const std::string& folder, std::vector<std::string>* files) {
   if (files != nullptr) files->push_back(folder + "/model.json");
   const Bytes text = ReadFileBytes(folder + "/model.json");
   Json description;
@@ -104,20 +104,14 @@ ModelSpec ReadFolder(const std::string& folder, std::vector<std::string>* files)
   }
   if (!description.is_object()) Refuse("not an object");
   RefuseStrangers(description, {"network_type", "keys", "scales", "variables", "comment"}, "the description");
-  ModelSpec spec;
-  spec.network_type = Required(description, "network_type", "the description");
-  spec.shape = ShapeOfType(spec.network_type);
-  if (description.contains("keys")) ReadKeys(description["keys"], &spec);
-  if (description.contains("scales")) ReadScales(description["scales"], &spec);
+  ModelContents contents;
+  contents.network_type = Required(description, "network_type", "the description");
+  contents.shape = ShapeOfType(contents.network_type);
+  if (description.contains("keys")) ReadKeys(description["keys"], &contents);
+  if (description.contains("scales")) ReadScales(description["scales"], &contents);
   if (!description.contains("variables") || !description["variables"].is_array()) Refuse("\"variables\" is not a list");
-  for (const Json& entry : description["variables"]) spec.variables.push_back(ReadVariable(folder, entry, spec.shape, files));
-  return spec;
-}
-
-size_t PackFolder(const std::string& folder, const std::string& out_path) {
-  const Bytes bytes = WriteModel(ReadFolder(folder));
-  WriteFileBytes(out_path, bytes);
-  return bytes.size();
+  for (const Json& entry : description["variables"]) contents.variables.push_back(ReadVariable(folder, entry, contents.shape, files));
+  return contents;
 }
 
 }  // namespace TSEG::modelfile

@@ -12,9 +12,7 @@
 namespace TSEG::modelfile {
 
 // What the folder describes. Throws std::runtime_error with what is wrong, naming the file. `files` gets the paths that were read.
-ModelSpec ReadFolder(const std::string& folder, std::vector<std::string>* files = nullptr);
-// The same, written to `out_path`. Gives the bytes written.
-size_t PackFolder(const std::string& folder, const std::string& out_path);
+ModelContents ReadFolder(const std::string& folder, std::vector<std::string>* files = nullptr);
 
 }  // namespace TSEG::modelfile
 

@@ -58,7 +58,7 @@ const char* ModelTrouble(int code) {
   }
 }
 
-// The engine ends the process on a file without the magic word, on purpose; a program must look first.
+// The engine ends the process on a file without the magic word; a program must look first.
 void CheckMagic(const std::string& model) {
   constexpr std::streamoff kMagicOffset = 44;
   constexpr std::array<char, 8> kMagic = {'o', 'r', 'v', 'a', 'l', 'i', 'n', '\0'};

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A model of two variables, and the message with which something fails.
-#ifndef WVAD_TESTS_MODELFILE_SMALL_SPECS_H_
-#define WVAD_TESTS_MODELFILE_SMALL_SPECS_H_
+#ifndef WVAD_TESTS_MODELFILE_SMALL_MODELS_H_
+#define WVAD_TESTS_MODELFILE_SMALL_MODELS_H_
 
 #include <functional>
 #include <stdexcept>
@@ -33,18 +33,18 @@ inline Variable Floats(const std::string& name, int32_t outer, int32_t inner, st
   return v;
 }
 
-inline ModelSpec Tiny() {
-  ModelSpec spec;
-  spec.network_type = "MLP_RES_DNN";
-  spec.keys = {{"0", "1"}, {"is_ctc", "true"}};
-  spec.variables = {Floats("mean", 3, 1, {1, 2, 3}), Floats("w", 2, 3, {0.5, -0.5, 0.25, 1, -4, 2})};
-  spec.variables[1].nShift16 = 10;
-  spec.variables[1].nAux16 = 11;
-  spec.variables[1].nShift8 = 8;
-  spec.variables[1].nAux8 = 9;
-  return spec;
+inline ModelContents Tiny() {
+  ModelContents contents;
+  contents.network_type = "MLP_RES_DNN";
+  contents.keys = {{"0", "1"}, {"is_ctc", "true"}};
+  contents.variables = {Floats("mean", 3, 1, {1, 2, 3}), Floats("w", 2, 3, {0.5, -0.5, 0.25, 1, -4, 2})};
+  contents.variables[1].nShift16 = 10;
+  contents.variables[1].nAux16 = 11;
+  contents.variables[1].nShift8 = 8;
+  contents.variables[1].nAux8 = 9;
+  return contents;
 }
 
 }  // namespace TSEG::modelfile
 
-#endif  // WVAD_TESTS_MODELFILE_SMALL_SPECS_H_
+#endif  // WVAD_TESTS_MODELFILE_SMALL_MODELS_H_

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The road from audio to score pairs in each form of each network, against reference numbers: front end, stacking, model file, forward
-// pass. The pairs stand before any decision.
+// The whole path from audio to score pairs in each form of each network, against reference numbers: front end, stacking, model file,
+// forward pass. The pairs stand before any decision.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,11 +9,11 @@
 #include <fstream>
 #include <iterator>
 
+#include "channel/front_end_channel.h"
 #include "nn/cpu_features.h"
 #include "nn/dnn_forward.h"
 #include "nn/lstm_forward.h"
 #include "res/test_models.h"
-#include "channel/front_end_channel.h"
 #include "support/engine_fixture.h"
 
 namespace TSEG::testing_support {
@@ -30,9 +30,9 @@ std::vector<float> ReadFloats(const std::string& path) {
 }
 
 // Collects pairs as the frame loops take them from the forward objects.
-class Road {
+class Path {
  public:
-  Road(const HMMResourceLink& model, const std::string& type) : type_(type) {
+  Path(const HMMResourceLink& model, const std::string& type) : type_(type) {
     FrontEndChannelStart(&channel_, 16000, true, 0, false, type == "lstm_fb40" ? 40 : 75);
     if (type == "dnn_fb75") {
       DnnForwardBind(&dnn_, model.pDnn.get());
@@ -127,9 +127,9 @@ struct Form {
   float tolerance;
 };
 
-class NetworkRoad : public testing::TestWithParam<Form> {};
+class NetworkScores : public testing::TestWithParam<Form> {};
 
-TEST_P(NetworkRoad, PairsAgreeWithTheReference) {
+TEST_P(NetworkScores, PairsAgreeWithTheReference) {
   const Form& form = GetParam();
   CpuFeatures cpu = DetectedCpu();
   cpu.leaf1Edx = form.edx;
@@ -140,8 +140,8 @@ TEST_P(NetworkRoad, PairsAgreeWithTheReference) {
   ASSERT_EQ(model.ret, 0);
   const std::vector<float> want = ReadFloats(DataFile(std::string("models/") + form.numbers));
   ASSERT_EQ(want.size(), 2u * 911u);  // (146400 - 800) / 160 + 1 frames
-  Road road(model.link, form.type);
-  const std::vector<float> got = road.Run(ReadPcm(DataFile("sessions/pcm_16000.i16")));
+  Path whole(model.link, form.type);
+  const std::vector<float> got = whole.Run(ReadPcm(DataFile("sessions/pcm_16000.i16")));
   ASSERT_EQ(got.size(), want.size());
   float lowest = 1.0F;
   float highest = 0.0F;
@@ -156,7 +156,7 @@ TEST_P(NetworkRoad, PairsAgreeWithTheReference) {
   EXPECT_GT(highest - lowest, 0.1F);  // the pairs do follow the audio
 }
 
-INSTANTIATE_TEST_SUITE_P(EachForm, NetworkRoad,
+INSTANTIATE_TEST_SUITE_P(EachForm, NetworkScores,
                          testing::Values(Form{"dnn.bin", "dnn_fb75", "dnn_dnn_pairs.f32", kSse | kSse2, kSsse3 | kSse41, 1e-2F},
                                          Form{"dnn.bin", "dnn_fb75", "dnn_dnn_pairs.f32", 0, 0, 1e-2F},
                                          Form{"lstm75.bin", "lstm_fb75", "lstm75_fixed_pairs.f32", kSse | kSse2, kSsse3 | kSse41, 1e-2F},
