@@ -51,20 +51,20 @@ extern "C" {
 /* Codes. The gaps in the numbering stay unused. */
 enum WVadError {
   WVAD_SUCCESS = 0,
-  WVAD_ERROR_ALREADY_INIT = 14001,          /* wVadInitialize on a running engine */
-  WVAD_ERROR_NOT_INIT = 14002,              /* a call that needs the engine while it is down */
-  WVAD_ERROR_ALREADY_START = 14003,         /* wVadStart or wVadSetParameter on a started instance */
-  WVAD_ERROR_NOT_START = 14004,             /* wVadAudioWrite or wVadAudioRead on an instance that is not started */
-  WVAD_ERROR_RESOURCE_TYPE = 14007,         /* logged only: the model type names no known frame loop */
-  WVAD_ERROR_INVALID_PARA = 14009,          /* null audio pointer, unknown parameter name, negative pause index */
-  WVAD_ERROR_INVALID_PARA_VALUE = 14010,    /* sample rate outside 16000, 8000, 6000; negative margin at wVadStart */
-  WVAD_ERROR_NULL_HANDLE = 14011,           /* null instance; in wVadSetParameter also a null name or value */
-  WVAD_ERROR_INVALID_HANDLE = 14012,        /* wVadGetParameter: null instance, name or buffer */
-  WVAD_ERROR_BUF_NOT_ENOUGH = 14013,        /* sentence table full, write over 3145728 bytes, parameter buffer too small */
-  WVAD_ERROR_AUDIO_ENOUGH = 14014,          /* wVadAudioWrite after the session has ended */
-  WVAD_ERROR_PARA_NOT_SETTABLE = 14017,     /* a known special name without a setter */
-  WVAD_ERROR_PARAM_TOO_LONG = 14020,        /* a parameter name of more than 256 characters */
-  WVAD_ERROR_WRITE_LENGTH_NOT_EVEN = 14021  /* wVadAudioWrite with an odd number of bytes */
+  WVAD_ERROR_ALREADY_INIT = 14001,         /* wVadInitialize on a running engine */
+  WVAD_ERROR_NOT_INIT = 14002,             /* a call that needs the engine while it is down */
+  WVAD_ERROR_ALREADY_START = 14003,        /* wVadStart or wVadSetParameter on a started instance */
+  WVAD_ERROR_NOT_START = 14004,            /* wVadAudioWrite or wVadAudioRead on an instance that is not started */
+  WVAD_ERROR_RESOURCE_TYPE = 14007,        /* logged only: the model type names no known frame loop */
+  WVAD_ERROR_INVALID_PARA = 14009,         /* null audio pointer, unknown parameter name, negative pause index */
+  WVAD_ERROR_INVALID_PARA_VALUE = 14010,   /* sample rate outside 16000, 8000, 6000; negative margin at wVadStart */
+  WVAD_ERROR_NULL_HANDLE = 14011,          /* null instance; in wVadSetParameter also a null name or value */
+  WVAD_ERROR_INVALID_HANDLE = 14012,       /* wVadGetParameter: null instance, name or buffer */
+  WVAD_ERROR_BUF_NOT_ENOUGH = 14013,       /* sentence table full, write over 3145728 bytes, parameter buffer too small */
+  WVAD_ERROR_AUDIO_ENOUGH = 14014,         /* wVadAudioWrite after the session has ended */
+  WVAD_ERROR_PARA_NOT_SETTABLE = 14017,    /* a known special name without a setter */
+  WVAD_ERROR_PARAM_TOO_LONG = 14020,       /* a parameter name of more than 256 characters */
+  WVAD_ERROR_WRITE_LENGTH_NOT_EVEN = 14021 /* wVadAudioWrite with an odd number of bytes */
 };
 
 /* Codes that wVadInitialize passes on from the loading of the model. */
@@ -180,9 +180,8 @@ WVAD_API int wVadAudioWrite(WVADInst inst, WVadAudioSample* audio);
  * Call until WVAD_READ_OVER after the last write. Returns 0, 14002, 14011, 14009 or 14004. */
 WVAD_API int wVadAudioRead(WVADInst inst, WVadAudioSample* audio);
 
-/* Writes begin and end frame of each closed sentence to `nEndPoints`, pairs while fewer than `nSize` integers are written. Pairs are whole: give
- * an even size, or room for one integer more.
- * Returns the count of integers written, 0 on every failure. */
+/* Writes begin and end frame of each closed sentence to `nEndPoints`, pairs while fewer than `nSize` integers are written. Pairs are whole:
+ * give an even size, or room for one integer more. Returns the count of integers written, 0 on every failure. */
 WVAD_API int wVadQueryEPInfo(WVADInst inst, int* nEndPoints, int nSize);
 
 /* Entry points that are kept for their callers: ignore the arguments, return 0. */

@@ -53,6 +53,7 @@ build() {
   step "build-$preset" cmake --build --preset "$preset" -j "$jobs" "$@"
 }
 
+step format scripts/format.sh --check
 build ci
 step test-ci ctest --preset ci -j "$jobs" --no-tests=error
 [ "$quick" = yes ] && exit 0

@@ -12,10 +12,10 @@
 #include <cstdint>
 
 #include "base/aligned_buffer.h"
+#include "channel/frame_pool.h"
 #include "frontend/feature_records.h"
 #include "frontend/fix_size_vec.h"
 #include "frontend/float_front.h"
-#include "channel/frame_pool.h"
 
 namespace TSEG {
 
@@ -30,13 +30,13 @@ class FrontEndChannel {
   FrontEndChannel& operator=(const FrontEndChannel&) = delete;
 
   FrontHandle hFront = nullptr;
-  PointerQueue<StaticFeatureFB> pending;                         // frames that wait for their right context, oldest first
-  RecordPool<StaticFeatureFB> pFramePool;                        // 256 records a block
-  FixSizeVec<DynamicFeatureFB> vecDynamic;                       // finished 75-value frames, capacity 256
-  FixSizeVec<StaticFeatureFB> vecStatic;                         // finished 40-value frames, capacity 256
-  int32_t nFramesIn = 0;                                         // frames entered, edge copies included
-  int32_t nDeltaDone = 0;                                        // frames whose second differences are done
-  int32_t nFramesOut = 0;                                        // frames moved on to the feature container
+  PointerQueue<StaticFeatureFB> pending;    // frames that wait for their right context, oldest first
+  RecordPool<StaticFeatureFB> pFramePool;   // 256 records a block
+  FixSizeVec<DynamicFeatureFB> vecDynamic;  // finished 75-value frames, capacity 256
+  FixSizeVec<StaticFeatureFB> vecStatic;    // finished 40-value frames, capacity 256
+  int32_t nFramesIn = 0;                    // frames entered, edge copies included
+  int32_t nDeltaDone = 0;                   // frames whose second differences are done
+  int32_t nFramesOut = 0;                   // frames moved on to the feature container
   int32_t nCursor = 0;                      // next frame of the session's pop, from the session's start
   AlignedBuffer<float> block;               // 825 floats: what the pops hand out
   bool bStatic40 = false;                   // the session's frames are those of 40 values, without pitch; otherwise those of 75
@@ -48,8 +48,8 @@ class FrontEndChannel {
 };
 
 // Configures the front end for a session of `nRate` Hz and empties the channel. `cmnType` is the mean removal type of the default
-// parameters, used when `bDoCMN` is set. K4 energy, once on, stays on for the life of the channel. `nFeatureDim`: 40 for frames of 40 static
-// values without pitch, anything else for those of 75. A session uses one of the pops alone.
+// parameters, used when `bDoCMN` is set. K4 energy, once on, stays on for the life of the channel. `nFeatureDim`: 40 for frames of 40
+// static values without pitch, anything else for those of 75. A session uses one of the pops alone.
 void FrontEndChannelStart(FrontEndChannel* channel, int nRate, bool bDoCMN, int cmnType, bool bK4Energy, int nFeatureDim);
 // Empties frames, rings and counters, and touches nothing else.
 void FrontEndChannelClear(FrontEndChannel* channel);

@@ -26,8 +26,8 @@ struct Intake {
   void Start();
   // A piece begins.
   void TakePiece() { nChunkConsumed = 0; }
-  // The next chunk of `audio` into pChunk, nChunkFill bytes. `*status` comes in as that of the piece and is 2 on the last chunk of a session
-  // and 1 on the others. False when the rest has to wait for the next piece.
+  // The next chunk of `audio` into pChunk, nChunkFill bytes. `*status` comes in as that of the piece and is 2 on the last chunk of a
+  // session and 1 on the others. False when the rest has to wait for the next piece.
   bool NextChunk(const WVadAudioSample& audio, uint32_t* status);
 };
 

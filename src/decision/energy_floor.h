@@ -10,8 +10,8 @@
 
 #include <cstdint>
 
-#include "session/decision_records.h"
 #include "channel/frame_history.h"
+#include "session/decision_records.h"
 
 namespace TSEG {
 

@@ -13,9 +13,9 @@
 #include <new>
 #include <optional>
 
+#include "dumps/htk_file.h"
 #include "log/log.h"
 #include "platform/platform.h"
-#include "dumps/htk_file.h"
 
 namespace TSEG {
 namespace {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// DebugWatch: records what passes a fixed point of the pipeline into a file per sentence, and compares with the file where one stands already.
+// DebugWatch: records what passes a fixed point of the pipeline into a file per sentence, and compares with the file where one stands
+// already.
 //
 // Diagnostics: no failure reaches a caller, all go to the log. Used under the thread discipline of its instance.
 #ifndef WVAD_DUMPS_DEBUG_WATCH_H_
@@ -21,12 +22,12 @@ class DebugWatch {
   DebugWatch& operator=(const DebugWatch&) = delete;
 
   std::string name;
-  std::string path;         // file of the current piece, relative to the current folder
-  std::string sid;          // session name, as last armed
-  uint32_t nFileSize = 0;   // size of the reference file
-  uint32_t nMode = 2;       // 0 recording, 1 comparing, 2 never armed
+  std::string path;        // file of the current piece, relative to the current folder
+  std::string sid;         // session name, as last armed
+  uint32_t nFileSize = 0;  // size of the reference file
+  uint32_t nMode = 2;      // 0 recording, 1 comparing, 2 never armed
   std::vector<uint8_t> pData;
-  int32_t nUsed = 0;        // bytes recorded or compared so far
+  int32_t nUsed = 0;  // bytes recorded or compared so far
   int32_t nCapacity = 1048576;
   uint8_t bOn = 0;
   uint32_t nItemSize;

@@ -23,8 +23,8 @@ bool ComponentTable::BindResources() { return WVAD_BIND(createResMgr) && WVAD_BI
 
 bool ComponentTable::BindKel() {
   return WVAD_BIND(wKelInitialize) && WVAD_BIND(wKelUninitialize) && WVAD_BIND(wKelCreate) && WVAD_BIND(wKelDestroy) &&
-         WVAD_BIND(wKelReset) && WVAD_BIND(wKelAudioWrite) && WVAD_BIND(wKelStart) && WVAD_BIND(wKelStop) &&
-         WVAD_BIND(wKelSetParameter) && WVAD_BIND(wKelGetParameter) && WVAD_BIND(wKelGetResult);
+         WVAD_BIND(wKelReset) && WVAD_BIND(wKelAudioWrite) && WVAD_BIND(wKelStart) && WVAD_BIND(wKelStop) && WVAD_BIND(wKelSetParameter) &&
+         WVAD_BIND(wKelGetParameter) && WVAD_BIND(wKelGetResult);
 }
 
 #undef WVAD_BIND

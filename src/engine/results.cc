@@ -2,6 +2,7 @@
 //
 // GetResult, QueryEPInfo and GetSilLen: what a session has found so far.
 #include "decision/results.h"
+
 #include "decision/sentence_table.h"
 #include "engine/engine.h"
 #include "engine/engine_call.h"

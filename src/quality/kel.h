@@ -2,8 +2,8 @@
 //
 // The audio-quality component: signal-to-noise and clipping rate of a session's audio, behind a small interface of its own.
 //
-// The engine calls it when wvad_param_bKelOn is set. An instance belongs to one thread at a time; a component's default parameters are written
-// by its start alone. All functions return 0 or a WKEL_ERROR_* code.
+// The engine calls it when wvad_param_bKelOn is set. An instance belongs to one thread at a time; a component's default parameters are
+// written by its start alone. All functions return 0 or a WKEL_ERROR_* code.
 #ifndef WVAD_QUALITY_KEL_H_
 #define WVAD_QUALITY_KEL_H_
 

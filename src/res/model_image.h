@@ -12,8 +12,8 @@
 
 namespace TSEG {
 
-// The model in `length` bytes, which nothing refers to afterwards. `name` is what the holder calls it. Null with a ResMgrError in `*code` for
-// bytes that are no model of this engine: they are refused in every case, and never end the process.
+// The model in `length` bytes, which nothing refers to afterwards. `name` is what the holder calls it. Null with a ResMgrError in `*code`
+// for bytes that are no model of this engine: they are refused in every case, and never end the process.
 std::unique_ptr<HMMResourceLink> LoadModelImage(const void* data, size_t length, const std::string& name, int* code);
 // The same from the file at `path`; kResNotExist where there is no file that can be read.
 std::unique_ptr<HMMResourceLink> LoadModelFile(const std::string& path, int* code);

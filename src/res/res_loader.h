@@ -50,7 +50,7 @@ class ResLoader {
   void SetConfiguration(const CFG_RESMGR* cfg) { cfg_ = cfg; }
 
  protected:
-  const CFG_RESMGR* cfg_ = nullptr;        // the manager's values
+  const CFG_RESMGR* cfg_ = nullptr;       // the manager's values
   const CPUSingleton* device_ = nullptr;  // the device of the process, once the manager's way has asked for it; it chooses log lines
   IRes_mgr* const manager_;
 };

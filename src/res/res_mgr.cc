@@ -137,14 +137,12 @@ int Res_mgr::Res_add(const WREC_RES_SET* key, const char* szResURI, const WREC_R
   WVAD_LOG_INFO("ResAdd begin: szResType = %s nResID = %d, szResURI = %s", type.c_str(), key->nResID, szResURI);
   const AtEnd unmark([this, key] { Res_addingSet_del(*key); });
   if (type != "LM" && platform::KindOfPath(szResURI) != platform::PathKind::kFile) {
-    return WVAD_REFUSE(kResNotExist,
-                     "Res_mgr::Res_add | Invalid URL, resouce file not exist, szResURI = %s", szResURI);
+    return WVAD_REFUSE(kResNotExist, "Res_mgr::Res_add | Invalid URL, resouce file not exist, szResURI = %s", szResURI);
   }
   const std::optional<int> category = ResCategory(type);
   if (!category) {
-    return WVAD_REFUSE(kResInvalidValue,
-                     "Res_mgr::Res_add | invalid szResCategoryID , szResURI = %s, szResType = %s nResID = %d", szResURI, type.c_str(),
-                     key->nResID);
+    return WVAD_REFUSE(kResInvalidValue, "Res_mgr::Res_add | invalid szResCategoryID , szResURI = %s, szResType = %s nResID = %d", szResURI,
+                       type.c_str(), key->nResID);
   }
   const Source source = {"Res_mgr::Res_add", szResURI, nullptr, 0};
   if (const int ret = Res_checkAndMark(*key, source)) return ret;
@@ -168,8 +166,8 @@ int Res_mgr::Res_addM(const WREC_RES_SET* key, const void* data, long length, co
   const AtEnd unmark([this, key] { Res_addingSet_del(*key); });
   const std::optional<int> category = ResCategory(type);
   if (!category) {
-    return WVAD_REFUSE(kResInvalidValue,
-                     "Res_mgr::Res_addM | invalid szResCategoryID, szResType = %s nResID = %d", type.c_str(), key->nResID);
+    return WVAD_REFUSE(kResInvalidValue, "Res_mgr::Res_addM | invalid szResCategoryID, szResType = %s nResID = %d", type.c_str(),
+                       key->nResID);
   }
   const Source source = {"Res_mgr::Res_addM", nullptr, data, length};
   if (const int ret = Res_checkAndMark(*key, source)) return ret;
@@ -189,17 +187,15 @@ int Res_mgr::Res_checkAndMark(const WREC_RES_SET& key, const Source& source) {
   if (table_.count(key) != 0) {
     if (source.from_file()) {
       return WVAD_REFUSE(kResAlreadyExist,
-                       "%s | Need not to add resource, resource already exist, szResURI = %s, szResType = %s nResID = %d", source.name,
-                       source.path, type.c_str(), key.nResID);
+                         "%s | Need not to add resource, resource already exist, szResURI = %s, szResType = %s nResID = %d", source.name,
+                         source.path, type.c_str(), key.nResID);
     }
-    return WVAD_REFUSE(kResAlreadyExist,
-                     "%s | Need not to add resource, resource already exist, szResType = %s nResID = %d", source.name, type.c_str(),
-                     key.nResID);
+    return WVAD_REFUSE(kResAlreadyExist, "%s | Need not to add resource, resource already exist, szResType = %s nResID = %d", source.name,
+                       type.c_str(), key.nResID);
   }
   if (adding_.count(key) != 0) {
-    return WVAD_REFUSE(kResAlreadyExist,
-                     "%s | Need not to add resource, resource is being added, szResType = %s nResID = %d", source.name, type.c_str(),
-                     key.nResID);
+    return WVAD_REFUSE(kResAlreadyExist, "%s | Need not to add resource, resource is being added, szResType = %s nResID = %d", source.name,
+                       type.c_str(), key.nResID);
   }
   adding_.insert(key);
   return 0;
@@ -210,8 +206,8 @@ int Res_mgr::Res_fetchDependencies(const WREC_RES_SET* deps, int nDeps, const So
   for (int i = 0; deps != nullptr && i < nDeps; ++i) {
     IRes* found = Res_query(&deps[i]);
     if (found == nullptr) {
-      return WVAD_REFUSE(kResNotExist, "%s | Res_query err, res not exist, res_id = %d res_type = %s",
-                       source.name, deps[i].nResID, TypeText(deps[i]).c_str());
+      return WVAD_REFUSE(kResNotExist, "%s | Res_query err, res not exist, res_id = %d res_type = %s", source.name, deps[i].nResID,
+                         TypeText(deps[i]).c_str());
     }
     out->push_back(found);
   }
@@ -271,19 +267,17 @@ int Res_mgr::Res_markForDelete(const WREC_RES_SET& key, const std::string& type)
   const Hold hold(lock_);
   const auto found = table_.find(key);
   if (found == table_.end()) {
-    return WVAD_REFUSE(kResNotExist,
-                     "Res_mgr::Res_delete | resource does not exist, resId = %d resType = %s", key.nResID, type.c_str());
+    return WVAD_REFUSE(kResNotExist, "Res_mgr::Res_delete | resource does not exist, resId = %d resType = %s", key.nResID, type.c_str());
   }
   const int32_t references = found->second->GetRefCount();
   if (references != 0) {
-    return WVAD_REFUSE(kResDelete,
-                     "Res_mgr::Res_delete | res still been used, refCount = %d resId = %d resType = %s", references, key.nResID,
-                     type.c_str());
+    return WVAD_REFUSE(kResDelete, "Res_mgr::Res_delete | res still been used, refCount = %d resId = %d resType = %s", references,
+                       key.nResID, type.c_str());
   }
   if (!deleting_.insert(key).second) {
     return WVAD_REFUSE(kResNotExist,
-                     "Res_mgr::Res_delete | Need not to delete resource, resource is being deleted, szResType = %s nResID = %d",
-                     type.c_str(), key.nResID);
+                       "Res_mgr::Res_delete | Need not to delete resource, resource is being deleted, szResType = %s nResID = %d",
+                       type.c_str(), key.nResID);
   }
   return 0;
 }
@@ -298,8 +292,8 @@ int Res_mgr::Res_delete(const WREC_RES_SET* key_in) {
   const AtEnd unmark([this, &key] { Res_deletingSet_erase(key); });
   const std::optional<int> category = ResCategory(type);
   if (!category) {
-    return WVAD_REFUSE(kResInvalidValue,
-                     "Res_mgr::Res_delete | resource type does not support, resId = %d resType = %s", key.nResID, type.c_str());
+    return WVAD_REFUSE(kResInvalidValue, "Res_mgr::Res_delete | resource type does not support, resId = %d resType = %s", key.nResID,
+                       type.c_str());
   }
   if (const int ret = Res_markForDelete(key, type)) return ret;
   const std::unique_ptr<ResLoader> loader = Res_makeLoader(*category);

@@ -33,7 +33,7 @@ enum ResMgrError : int {
   kResUnreadable = RES_MGR_ERROR_RESOURCE_UNREADABLE,  // cannot be opened or mapped, empty, cut short, inconsistent, unknown section kind
   kResInvalidValue = RES_MGR_ERROR_INVALID_PARA_VALUE,
   kResNullHandle = RES_MGR_ERROR_NULL_HANDLE,
-  kResMagic = RES_MGR_ERROR_RESOURCE_MAGIC,    // not a model of this engine
+  kResMagic = RES_MGR_ERROR_RESOURCE_MAGIC,  // not a model of this engine
   kResTooOld = RES_MGR_ERROR_RESOURCE_TOO_OLD,
   kResDelete = RES_MGR_ERROR_RESOURCE_DELETE,
   kResType = RES_MGR_ERROR_RESOURCE_TYPE  // unknown or unsupported network type

@@ -173,7 +173,8 @@ int ReadStep(TsegInst* inst, WVadAudioSample* audio) {
   // A time-out ends the reading at once, at every further read anew. The end of the audio lets all sentences come out first and is
   // reported once: from then on the state is no longer 0.
   // A caller who reads until then has every sentence.
-  if ((inst->decision.bAudioFinish != 0 || inst->decision.bTimeOut != 0) && (inst->reading.nReadState == kOutside || inst->decision.bTimeOut != 0)) {
+  if ((inst->decision.bAudioFinish != 0 || inst->decision.bTimeOut != 0) &&
+      (inst->reading.nReadState == kOutside || inst->decision.bTimeOut != 0)) {
     audio->status = WVAD_READ_OVER;
     inst->reading.nReadState = kOver;
   }

@@ -60,8 +60,10 @@ TEST_F(InstanceRecordTest, StartPutsTheSessionsFieldsBackAndKeepsTheOthers) {
   UpWithInstance();
   TsegInst& r = *inst_;
   r.decision.bTimeOut = r.decision.bAudioFinish = r.decision.bSpeechFound = r.intake.bEmptyChunkSent = 1;
-  r.reading.nReadState = r.reading.nReadSentence = r.reading.nReadBegun = r.intake.nAudioBytes = r.intake.nChunkConsumed = r.intake.nChunkFill = 7;
-  r.decision.nFrameIdx = r.decision.nCurSpeechFrameNum = r.decision.nNoSpeechFrames = r.decision.nHoldOver = r.decision.nState = r.decision.nSilenceResetCount = r.decision.nCurFrameGap = 7;
+  r.reading.nReadState = r.reading.nReadSentence = r.reading.nReadBegun = r.intake.nAudioBytes = r.intake.nChunkConsumed =
+      r.intake.nChunkFill = 7;
+  r.decision.nFrameIdx = r.decision.nCurSpeechFrameNum = r.decision.nNoSpeechFrames = r.decision.nHoldOver = r.decision.nState =
+      r.decision.nSilenceResetCount = r.decision.nCurFrameGap = 7;
   r.results.fLastVol = 7;
   r.power.fEnergyAcc = 7;
   r.results.pKelResults->resize(3);
@@ -79,7 +81,9 @@ TEST_F(InstanceRecordTest, StartPutsTheSessionsFieldsBackAndKeepsTheOthers) {
   ASSERT_EQ(wVadStart(inst_), 0);
   EXPECT_EQ(r.bInstStart, 1);
   EXPECT_EQ(r.decision.bTimeOut + r.decision.bAudioFinish + r.decision.bSpeechFound + r.intake.bEmptyChunkSent, 0);
-  EXPECT_EQ(r.reading.nReadState + r.reading.nReadSentence + r.reading.nReadBegun + r.intake.nAudioBytes + r.intake.nChunkConsumed + r.intake.nChunkFill, 0u);
+  EXPECT_EQ(r.reading.nReadState + r.reading.nReadSentence + r.reading.nReadBegun + r.intake.nAudioBytes + r.intake.nChunkConsumed +
+                r.intake.nChunkFill,
+            0u);
   EXPECT_EQ(r.decision.nFrameIdx, 0);
   EXPECT_EQ(r.decision.nCurSpeechFrameNum, 0);
   EXPECT_EQ(r.decision.nNoSpeechFrames, 0);

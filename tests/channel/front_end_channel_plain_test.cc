@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "frontend/test_audio.h"
 #include "channel/channel_session.h"
 #include "channel/front_end_channel.h"
+#include "frontend/test_audio.h"
 
 namespace TSEG {
 namespace {

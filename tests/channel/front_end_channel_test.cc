@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "frontend/test_audio.h"
 #include "channel/channel_session.h"
 #include "channel/count_allocations.h"
+#include "frontend/test_audio.h"
 
 namespace TSEG {
 namespace {

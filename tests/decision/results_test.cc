@@ -172,7 +172,7 @@ void MakeBktDue(TsegInst* inst) {
   inst->decision.pEndpoint->nLastEnd = 95;
   inst->results.pProbe->nTotalSamples = 100 * 160;
   inst->decision.eScore = std::vector<float>(100, 16500.0f);  // tail 4
-  inst->results.fLastVol = 6.4f;                             // 1.6 times that, in single
+  inst->results.fLastVol = 6.4f;                              // 1.6 times that, in single
 }
 
 TEST(CollectResults, BktComesOnce) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "blocks/score_source.h"
 
-
 #include <gtest/gtest.h>
 
 #include <fstream>

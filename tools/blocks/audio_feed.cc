@@ -14,7 +14,8 @@ AudioFeed::AudioFeed(BlockOptions options) : options_(std::move(options)), loude
 void AudioFeed::Begin() {
   const NetworkKind* kind = FindNetworkKind(options_.model_type);
   intake_.Start();
-  FrontEndChannelStart(&channel_, options_.rate_hz, options_.mean_removal, options_.cmn_type, false, kind == nullptr ? 0 : kind->feature_dim);
+  FrontEndChannelStart(&channel_, options_.rate_hz, options_.mean_removal, options_.cmn_type, false,
+                       kind == nullptr ? 0 : kind->feature_dim);
   if (options_.gain_control_hz > 0) GainControlStart(&gain_, options_.gain_control_hz);
 }
 

@@ -111,7 +111,8 @@ Bytes ReadFileBytes(const std::string& path) {
   std::error_code ignored;
   const std::filesystem::file_status status = std::filesystem::status(path, ignored);
   // A folder opens as a file does, and a device may never end.
-  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) throw std::runtime_error(path + ": is no ordinary file");
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+    throw std::runtime_error(path + ": is no ordinary file");
   std::ifstream in(path, std::ios::binary);
   if (!in) throw std::runtime_error(path + ": cannot be opened");
   Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
