@@ -108,17 +108,15 @@ float Range(Input& in) {
   return in.source.Byte() % 2 == 0 ? range : static_cast<float>(in.source.Word()) / 256.0f;
 }
 
-void Dnn(uint32_t kernel, Input& in) {
+// The products and what is done to their sums.
+void DnnProducts(uint32_t kernel, Input& in) {
   const auto rows = static_cast<int32_t>(in.source.Below(40));
   const auto cols = static_cast<int32_t>(in.source.Below(130));
   const auto width = static_cast<size_t>(cols);
   const size_t cells = static_cast<size_t>(rows) * width;
+  const size_t out = 4 * static_cast<size_t>(rows);
   const int32_t p = in.source.Byte();
   const int32_t q = in.source.Byte();
-  const auto a = static_cast<int32_t>(8 + in.source.Below(20));
-  const auto b = static_cast<int32_t>(in.source.Below(30));
-  const size_t out = 4 * static_cast<size_t>(rows);
-  const size_t whole = cells;
   switch (kernel) {
     case 0: {
       const auto x = in.Take<int16_t>(4 * width), w = in.Take<int16_t>(cells);
@@ -136,28 +134,38 @@ void Dnn(uint32_t kernel, Input& in) {
     case 2: {
       const auto bias = in.Take<int32_t>(width);
       return Compare<DnnKernels, int32_t>(
-          DnnRun<int32_t>([&](const DnnKernels& k, int32_t* y) { k.bias32(y, rows, cols, bias.data(), p, q); }), in.Take<int32_t>(whole),
-          whole);
+          DnnRun<int32_t>([&](const DnnKernels& k, int32_t* y) { k.bias32(y, rows, cols, bias.data(), p, q); }), in.Take<int32_t>(cells),
+          cells);
     }
-    case 3: {
+    default: {
       const auto bias = in.Take<int32_t>(width);
       return Compare<DnnKernels, int16_t>(
-          DnnRun<int16_t>([&](const DnnKernels& k, int16_t* y) { k.bias16(y, rows, cols, bias.data(), p, q); }), in.Take<int16_t>(whole),
-          whole);
+          DnnRun<int16_t>([&](const DnnKernels& k, int16_t* y) { k.bias16(y, rows, cols, bias.data(), p, q); }), in.Take<int16_t>(cells),
+          cells);
     }
-    case 4: {
+  }
+}
+
+// What goes value by value through a row.
+void DnnValues(uint32_t kernel, Input& in) {
+  const auto cols = static_cast<int32_t>(in.source.Below(130));
+  const auto width = static_cast<size_t>(cols);
+  const auto a = static_cast<int32_t>(8 + in.source.Below(20));
+  const auto b = static_cast<int32_t>(in.source.Below(30));
+  switch (kernel) {
+    case 0: {
       const auto x = in.Take<int32_t>(width);
       return Compare<DnnKernels, uint8_t>(
           DnnRun<uint8_t>([&](const DnnKernels& k, uint8_t* y) { k.sigmoid8_of32(x.data(), cols, a, b, y); }), Buffer<uint8_t>(width),
           width);
     }
-    case 5: {
+    case 1: {
       const auto x = in.Take<int16_t>(width);
       return Compare<DnnKernels, uint8_t>(
           DnnRun<uint8_t>([&](const DnnKernels& k, uint8_t* y) { k.sigmoid8_of16(x.data(), cols, a, b, y); }), Buffer<uint8_t>(width),
           width);
     }
-    case 6: {
+    case 2: {
       const auto mean = in.Floats(width), inv = in.Floats(width);
       return Compare<DnnKernels, float>(
           DnnRun<float>([&](const DnnKernels& k, float* y) { k.normalise(y, cols, mean.data(), inv.data()); }), in.Floats(width), width);
@@ -302,7 +310,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Input in(data, size);
   const uint32_t kernel = in.source.Below(26);
   if (kernel < 8) {
-    Dnn(kernel, in);
+    kernel < 4 ? DnnProducts(kernel, in) : DnnValues(kernel - 4, in);
   } else if (kernel < 13) {
     LstmProducts(kernel - 8, in);
   } else if (kernel < 25) {

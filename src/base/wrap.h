@@ -13,7 +13,7 @@
 
 namespace TSEG {
 
-// The low 16, 8 or 32 bits of `v`, read as two's complement.
+// The low 16 or 32 bits of `v`, read as two's complement.
 constexpr int16_t Low16(int64_t v) { return static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint64_t>(v) & 0xFFFFu)); }
 constexpr int32_t Low32(int64_t v) { return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(v) & 0xFFFFFFFFu)); }
 
@@ -23,7 +23,6 @@ constexpr int32_t WrapMul32(int32_t a, int32_t b) { return static_cast<int32_t>(
 constexpr int16_t WrapAdd16(int16_t a, int16_t b) { return Low16(static_cast<int64_t>(a) + b); }
 
 constexpr int16_t Saturate16(int64_t v) { return static_cast<int16_t>(v > 32767 ? 32767 : (v < -32768 ? -32768 : v)); }
-constexpr int8_t Saturate8(int64_t v) { return static_cast<int8_t>(v > 127 ? 127 : (v < -128 ? -128 : v)); }
 
 // `v` cut toward zero to 64 bits. What does not fit, not-a-number among it, gives the lowest 64-bit value, as the processor's
 // own conversion does.

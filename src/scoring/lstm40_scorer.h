@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Lstm40Scorer: "lstm_fb40". Blocks of four frames of 40 values; the answer to a block comes two blocks later. The network is primed with
-// silence before the first block of a session, and when the audio ends two blocks without data bring out what its ring still holds.
+// silence before the first block of a session, and when the audio ends two blocks without data bring out what its ring still holds. With
+// 8-bit weights they bring out less: the output layers then run in their float form over packed weights, and both blocks give the same
+// pairs, which mean nothing.
 #ifndef WVAD_SCORING_LSTM40_SCORER_H_
 #define WVAD_SCORING_LSTM40_SCORER_H_
 

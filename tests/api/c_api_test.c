@@ -158,17 +158,13 @@ static void test_idle_refusals(WVADInst inst) {
   EXPECT_CODE(wVadStop(inst), 0);
 }
 
-static void test_session(WVADInst inst) {
+/* Of a session that has started and heard nothing yet. */
+static void test_refusals_change_nothing(WVADInst inst) {
   static int16_t too_much[3145730 / 2];
   WVadAudioSample piece;
   WVadResult* results = (WVadResult*)&piece;
   int points[4] = {-7, -7, -7, -7};
   int length = -7;
-  size_t read_bytes = 0;
-  int statuses[8];
-  int n_statuses = 0;
-  EXPECT_CODE(wVadSetParameter(inst, "wvad_param_nReadType", "1"), 0);
-  EXPECT_CODE(wVadStart(inst), 0);
   EXPECT_CODE(wVadStart(inst), WVAD_ERROR_ALREADY_START);
   EXPECT_CODE(wVadSetParameter(inst, "wvad_param_nFrameGap", "1"), WVAD_ERROR_ALREADY_START);
   EXPECT_CODE(write_piece(inst, signal_, 801, WVAD_WRITE_CONTINUE), WVAD_ERROR_WRITE_LENGTH_NOT_EVEN);
@@ -189,7 +185,13 @@ static void test_session(WVADInst inst) {
   memset(&piece, 0xFF, sizeof piece);
   EXPECT_CODE(wVadAudioRead(inst, &piece), 0); /* every member is filled in */
   EXPECT(piece.status == WVAD_READ_NONE && piece.len == 0 && piece.nFrame == -1 && piece.pType == NULL);
+}
 
+/* Three seconds with one sentence. */
+static void test_results_of_a_sentence(WVADInst inst) {
+  WVadResult* results = NULL;
+  int points[4] = {-7, -7, -7, -7};
+  int length = -7;
   EXPECT_CODE(write_piece(inst, signal_, 3 * kRate * 2, WVAD_WRITE_FIRST), 0);
   EXPECT(wVadQueryEPInfo(inst, points, 4) == 2);
   EXPECT(points[0] == 70 && points[1] == 220 && points[2] == -7 && points[3] == -7);
@@ -205,7 +207,13 @@ static void test_session(WVADInst inst) {
   EXPECT(results != NULL && results->nCount == 0); /* delivered once */
   EXPECT_CODE(wVadGetSilLen(inst, 0, &length), 0);
   EXPECT(length > 40);
+}
 
+static void test_reading_to_the_end(WVADInst inst) {
+  WVadAudioSample piece;
+  size_t read_bytes = 0;
+  int statuses[8];
+  int n_statuses = 0;
   EXPECT_CODE(write_piece(inst, NULL, 0, WVAD_WRITE_LAST), 0);
   EXPECT_CODE(write_piece(inst, signal_, 800, WVAD_WRITE_CONTINUE), WVAD_ERROR_AUDIO_ENOUGH);
   do {
@@ -222,6 +230,15 @@ static void test_session(WVADInst inst) {
   EXPECT(read_bytes == 150 * 320);
   EXPECT_CODE(wVadAudioRead(inst, &piece), 0);
   EXPECT(piece.status == WVAD_READ_NONE); /* over is said once after the end of the audio */
+}
+
+static void test_session(WVADInst inst) {
+  int points[4] = {-7, -7, -7, -7};
+  EXPECT_CODE(wVadSetParameter(inst, "wvad_param_nReadType", "1"), 0);
+  EXPECT_CODE(wVadStart(inst), 0);
+  test_refusals_change_nothing(inst);
+  test_results_of_a_sentence(inst);
+  test_reading_to_the_end(inst);
   EXPECT_CODE(wVadStop(inst), 0);
   EXPECT(wVadQueryEPInfo(inst, points, 4) == 0);
 }

@@ -33,9 +33,7 @@ TEST(Wrap, SaturationStopsAtTheEnds) {
   EXPECT_EQ(Saturate16(32768), 32767);
   EXPECT_EQ(Saturate16(-32769), -32768);
   EXPECT_EQ(Saturate16(-5), -5);
-  EXPECT_EQ(Saturate8(128), 127);
-  EXPECT_EQ(Saturate8(-129), -128);
-  EXPECT_EQ(Saturate8(std::numeric_limits<int64_t>::min()), -128);
+  EXPECT_EQ(Saturate16(std::numeric_limits<int64_t>::min()), -32768);
 }
 
 TEST(Wrap, CutGoesTowardZeroAndNeverTraps) {

@@ -123,15 +123,14 @@ struct Oracle {
   std::vector<float> scores;
 };
 
-Oracle Plain(const CPitchTracker& tracker, const std::vector<int16_t>& samples) {
-  const int rate = tracker.sample_rate();
-  const int n_fft = rate == 16000 ? 1024 : 512;
-  const int window = tracker.nWindow;
+// Of the samples, with pre-emphasis and a Hamming window.
+std::vector<float> PlainMagnitudes(const std::vector<float>& raw, int n_fft) {
+  const int window = static_cast<int>(raw.size());
   AlignedBuffer<float> in(static_cast<size_t>(n_fft));
   AlignedBuffer<std::complex<float>> spectrum(static_cast<size_t>(n_fft));
-  std::vector<float> hamming(static_cast<size_t>(window)), raw(static_cast<size_t>(window));
+  std::vector<float> hamming(raw.size());
   BuildHamming(hamming.data(), window);
-  for (size_t i = 0; i < raw.size(); ++i) in[i] = raw[i] = samples[i];
+  for (size_t i = 0; i < raw.size(); ++i) in[i] = raw[i];
   for (int i = window - 1; i >= 1; --i) in[static_cast<size_t>(i)] = in[static_cast<size_t>(i)] - 0.98f * in[static_cast<size_t>(i - 1)];
   in[0] = in[0] * (1.0f - 0.98f);
   for (size_t i = 0; i < raw.size(); ++i) in[i] = in[i] * hamming[i];
@@ -143,36 +142,53 @@ Oracle Plain(const CPitchTracker& tracker, const std::vector<int16_t>& samples) 
     const float im2 = spectrum[k].imag() * spectrum[k].imag();
     magnitude[k] = std::sqrt(re2 + im2);
   }
+  return magnitude;
+}
 
-  Oracle result;
-  const float bin_hz = static_cast<float>(rate) / static_cast<float>(n_fft);
-  for (const int32_t f0 : tracker.candidates()) {
-    float acc = 0.0f, w = 1.0f;
-    for (int h = 1; h <= 12; ++h) {
-      const int f = h * f0;
-      if (f > 1250) break;
-      const float product = magnitude[static_cast<size_t>(static_cast<float>(f) / bin_hz + 0.5f)] * w;
-      acc = product + acc;
-      w = w * 0.94f;
-    }
-    result.scores.push_back(acc);
+// Of the candidate `f0` Hz: its harmonics up to 1250 Hz, each worth 0.94 of the one before.
+float PlainScore(const std::vector<float>& magnitude, int32_t f0, float bin_hz) {
+  float acc = 0.0f, w = 1.0f;
+  for (int h = 1; h <= 12; ++h) {
+    const int f = h * f0;
+    if (f > 1250) break;
+    const float product = magnitude[static_cast<size_t>(static_cast<float>(f) / bin_hz + 0.5f)] * w;
+    acc = product + acc;
+    w = w * 0.94f;
   }
+  return acc;
+}
+
+// The candidate of the greatest score, looked for bucket by bucket; the first of equals.
+int32_t PlainBest(const CPitchTracker& tracker, const std::vector<float>& scores) {
+  int32_t f0 = 0;
   float best = -1.0f;
   size_t cursor = 0;
   for (int b = tracker.min_bin(); b < tracker.max_bin(); ++b) {
     float bucket = -1.0f;
-    for (; cursor < result.scores.size(); ++cursor) {
+    for (; cursor < scores.size(); ++cursor) {
       const int32_t c = tracker.candidates()[cursor];
       if (c >= tracker.bin_edge(b + 1)) break;
-      if (c >= tracker.bin_edge(b) && result.scores[cursor] > bucket) {
-        bucket = result.scores[cursor];
+      if (c >= tracker.bin_edge(b) && scores[cursor] > bucket) {
+        bucket = scores[cursor];
         if (bucket > best) {
           best = bucket;
-          result.f0 = c;
+          f0 = c;
         }
       }
     }
   }
+  return f0;
+}
+
+Oracle Plain(const CPitchTracker& tracker, const std::vector<int16_t>& samples) {
+  const int rate = tracker.sample_rate();
+  const int n_fft = rate == 16000 ? 1024 : 512;
+  const std::vector<float> raw(samples.begin(), samples.begin() + tracker.nWindow);
+  const std::vector<float> magnitude = PlainMagnitudes(raw, n_fft);
+  const float bin_hz = static_cast<float>(rate) / static_cast<float>(n_fft);
+  Oracle result;
+  for (const int32_t f0 : tracker.candidates()) result.scores.push_back(PlainScore(magnitude, f0, bin_hz));
+  result.f0 = PlainBest(tracker, result.scores);
   float sab = 0, saa = 0, sbb = 0;
   const int length = rate / 100;
   const size_t lag = static_cast<size_t>(rate / result.f0);

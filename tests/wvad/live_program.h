@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -22,6 +21,8 @@ class LiveProgram {
   explicit LiveProgram(const std::vector<std::string>& arguments) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    // So small that Write() comes back only when the program has taken all but the last eighth of a second.
+    if (fcntl(ends[1], F_SETPIPE_SZ, 4096) < 0) throw std::runtime_error("no small pipe");
     child_ = fork();
     if (child_ == 0) {
       signal(SIGHUP, SIG_DFL);  // whoever runs the tests may ignore it
@@ -69,15 +70,6 @@ class LiveProgram {
   pid_t child_ = -1;
   int input_ = -1;
 };
-
-// Waits up to 20 s for something that another process brings about; gives whether it came.
-inline bool Eventually(const std::function<bool()>& true_at_last) {
-  for (int i = 0; i < 2000; ++i) {
-    if (true_at_last()) return true;
-    usleep(10000);
-  }
-  return false;
-}
 
 }  // namespace TSEG::tool::testing
 

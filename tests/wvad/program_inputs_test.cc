@@ -4,6 +4,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "support/eventually.h"
 #include "wvad/live_program.h"
 #include "wvad/program_fixture.h"
 
@@ -92,7 +93,7 @@ TEST_F(Inputs, WaveOnAPipeIsHeardWhileItComes) {
     std::filesystem::create_directory(folder_.file("out"));
     testing::LiveProgram program({"split", "-q", "-m", WVAD_TEST_MODEL, "-d", folder_.file("out"), "-"});
     program.Write(bytes);
-    EXPECT_TRUE(testing::Eventually([&] { return std::filesystem::exists(folder_.file("out/stdin-0001.wav")); })) << size;
+    EXPECT_TRUE(testing_support::Eventually([&] { return std::filesystem::exists(folder_.file("out/stdin-0001.wav")); })) << size;
     program.CloseInput();
     EXPECT_EQ(program.Wait(), 0) << size;
     std::filesystem::remove_all(folder_.file("out"));

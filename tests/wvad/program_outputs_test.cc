@@ -4,14 +4,15 @@
 #include <csignal>
 #include <filesystem>
 
+#include "support/eventually.h"
 #include "wvad/live_program.h"
 #include "wvad/program_fixture.h"
 
 namespace TSEG::tool {
 namespace {
 
-using testing::Eventually;
 using testing::LiveProgram;
+using testing_support::Eventually;
 
 const char* const kWriters[] = {"segment", "quality", "scores"};  // the commands with --output
 

@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include "wvad/arrays.h"
+#include "wvad/live_program.h"
 #include "wvad/program_fixture.h"
 
 namespace TSEG::tool {
@@ -234,27 +235,11 @@ TEST_F(Split, WhatIsReadIsSettledByTheCommand) {
 }
 
 TEST_F(Split, InterruptSavesTheOpenSentenceAndClosesTheIndex) {
-  int to_child[2];
-  ASSERT_EQ(pipe(to_child), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(to_child[0], 0);
-    close(to_child[1]);
-    const std::string out = folder_.file("out");
-    execl(WVAD_PROGRAM, "wvad", "split", "-q", "--model", WVAD_TEST_MODEL, "-d", out.c_str(), "-", static_cast<char*>(nullptr));
-    _exit(99);
-  }
-  close(to_child[0]);
-  // One sentence has ended and one is open.
-  const std::string bytes = Bytes(Bursts(4.5, {{1.0, 2.0}, {3.5, 4.5}}));
-  ASSERT_EQ(write(to_child[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-  for (int i = 0; i < 1000 && !std::filesystem::exists(folder_.file("out/stdin-0001.wav")); ++i) usleep(10000);
-  usleep(300000);
-  kill(child, SIGINT);
-  int status = 0;
-  waitpid(child, &status, 0);
-  close(to_child[1]);
-  EXPECT_EQ(WEXITSTATUS(status), 10);
+  testing::LiveProgram program({"split", "-q", "--model", WVAD_TEST_MODEL, "-d", folder_.file("out"), "-"});
+  // When all but the last eighth of a second has been taken, one sentence has ended and one is open.
+  program.Write(Bytes(Bursts(4.5, {{1.0, 2.0}, {3.5, 4.5}})));
+  program.Signal(SIGINT);
+  EXPECT_EQ(program.Wait(), 10);
   EXPECT_THAT(Names(folder_.file("out")), ElementsAre("stdin-0001.wav", "stdin-0002.wav", "stdin-split.json"));
   EXPECT_EQ(Index("out/stdin-split.json")["stopped_by"], "interrupt");
 }
