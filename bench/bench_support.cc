@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bench_support.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -9,11 +8,14 @@
 #include <fstream>
 #include <sstream>
 
+#include "blocks/audio_input.h"
 #include "support/engine_surroundings.h"
 #include "support/temp_folder.h"
 
 namespace TSEG::bench {
 namespace {
+
+constexpr int kRate = 16000;
 
 [[noreturn]] void Give(const std::string& line) {
   std::fprintf(stderr, "%s\n", line.c_str());
@@ -40,30 +42,12 @@ double Seconds(clockid_t clock) {
 double ThreadSeconds() { return Seconds(CLOCK_THREAD_CPUTIME_ID); }
 double ProcessSeconds() { return Seconds(CLOCK_PROCESS_CPUTIME_ID); }
 
-std::vector<int16_t> MakeAudio(int rate_hz, int seconds) {
-  std::vector<int16_t> out(static_cast<size_t>(rate_hz) * static_cast<size_t>(seconds));
-  uint32_t state = 12345;
-  const auto uniform = [&state] {
-    state = state * 1664525u + 1013904223u;
-    return static_cast<double>(state >> 8) / 16777216.0;
-  };
-  size_t at = 0;
-  while (at < out.size()) {
-    const size_t voiced = static_cast<size_t>((0.6 + uniform()) * rate_hz);
-    const size_t pause = static_cast<size_t>((0.4 + uniform()) * rate_hz);
-    const double base = 90.0 + 160.0 * uniform();
-    double phase = 0;
-    for (size_t i = 0; i < voiced + pause && at < out.size(); ++i, ++at) {
-      double x = 60.0 * (uniform() - 0.5);
-      if (i < voiced) {
-        const double t = static_cast<double>(i) / rate_hz;
-        phase += 2.0 * 3.14159265358979 * base * (1.0 + 0.1 * std::sin(5.0 * t)) / rate_hz;
-        const double envelope = 3000.0 * (0.6 + 0.4 * std::sin(20.0 * t));
-        for (int h = 1; h <= 12; ++h) x += envelope / h * std::sin(phase * h);
-      }
-      out[at] = static_cast<int16_t>(std::lround(std::fmax(-32768.0, std::fmin(32767.0, x))));
-    }
-  }
+std::vector<int16_t> SpeechAudio(int seconds) {
+  std::vector<int16_t> reading;
+  std::string error;
+  if (!blocks::ReadAudio(WVAD_BENCH_READING, kRate, &reading, &error)) Give(WVAD_BENCH_READING ": " + error);
+  std::vector<int16_t> out(static_cast<size_t>(kRate) * static_cast<size_t>(seconds));
+  for (size_t i = 0; i < out.size(); ++i) out[i] = reading[i % reading.size()];
   return out;
 }
 

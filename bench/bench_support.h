@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the benchmarks share: made-up audio that holds speech-like stretches and pauses, an engine that is up on a given model without a
+// What the benchmarks share: speech with pauses, an engine that is up on a given model without a
 // log, and clocks of processor time, which other programs on the machine disturb less than they do the clock on the wall.
 #ifndef WVAD_BENCH_BENCH_SUPPORT_H_
 #define WVAD_BENCH_BENCH_SUPPORT_H_
@@ -13,9 +13,9 @@
 
 namespace TSEG::bench {
 
-// `seconds` of 16-bit audio at `rate_hz`: voiced stretches of 0.6 to 1.6 s with harmonics that move, pauses of noise between them. The same
-// for the same arguments.
-std::vector<int16_t> MakeAudio(int rate_hz, int seconds);
+// `seconds` of 16-bit audio at 16000 Hz: a reading with its pauses, again and again. Real speech, since the networks take nothing else for
+// it, and what becomes of a frame behind the network depends on that. Exits with a line where the recording cannot be read.
+std::vector<int16_t> SpeechAudio(int seconds);
 
 // Brings the engine up on the model file `path` with its log off, by a configuration in a temporary folder. Exits with a line on failure.
 // Gives the seconds of processor time that wVadInitialize took.

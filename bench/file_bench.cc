@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   constexpr size_t kPiece = 1600;  // 100 ms
-  const std::vector<int16_t> audio = MakeAudio(16000, 60);
+  const std::vector<int16_t> audio = SpeechAudio(60);
   BringUp(options.model);
   const uint64_t before = CurrentMemory();
   std::vector<WVADInst> all;

@@ -44,7 +44,7 @@ constexpr size_t kFrames = 1000;  // of a batch
 
 // Ten seconds, and a window behind them.
 const std::vector<int16_t>& Audio() {
-  static const std::vector<int16_t> audio = MakeAudio(kRate, 11);
+  static const std::vector<int16_t> audio = SpeechAudio(11);
   return audio;
 }
 constexpr size_t kSamples = kFrames * kFrame;

@@ -168,7 +168,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s MODEL... [--threads T] [--rounds R] [--minutes M]\n", argv[0]);
     return 2;
   }
-  const std::vector<int16_t> audio = TSEG::bench::MakeAudio(16000, 60);
+  const std::vector<int16_t> audio = TSEG::bench::SpeechAudio(60);
   std::printf("%-12s %-12s %9s %9s %10s %10s\n", "model", "way", "least_us", "median_us", "ratio_cpu", "ratio_wall");
   for (const std::string& model : options.models) Measure(model, options, audio);
   return 0;
