@@ -33,11 +33,17 @@ class FlacSource : public AudioSource {
 
   size_t Read(float* out, size_t count) override {
     const size_t channels = static_cast<size_t>(channels_);
-    while (!at_end_ && ready_.size() - taken_ < count * channels) Decode();
-    const size_t values = std::min(count * channels, ready_.size() - taken_);
-    std::copy_n(ready_.begin() + static_cast<std::ptrdiff_t>(taken_), values, out);
-    taken_ += values;
-    return values / channels;
+    size_t got = 0;
+    while (got < count) {
+      if (const size_t more = TakeReady(out + got * channels, (count - got) * channels) / channels; more > 0) {
+        got += more;
+      } else if (at_end_) {
+        break;
+      } else {
+        Decode();
+      }
+    }
+    return got;
   }
 
   std::string damage() override {
@@ -108,7 +114,7 @@ class FlacSource : public AudioSource {
     // Behind a damaged place the count of samples has gone on. One that cannot be is that of a damaged frame.
     const int64_t furthest = frames_ > 0 ? frames_ : decoded_ + int64_t{3600} * rate_hz_;
     if (begin > decoded_ && begin <= furthest) {
-      ready_.resize(ready_.size() + static_cast<size_t>(begin - decoded_) * channels);
+      silence_ = (begin - decoded_) * channels_;
       missing_ += begin - decoded_;
       decoded_ = begin;
     }
@@ -120,6 +126,18 @@ class FlacSource : public AudioSource {
     decoded_ = std::max(decoded_, begin + block);
   }
 
+  // Up to `count` values of what has been decoded: the silence, then the sound.
+  size_t TakeReady(float* out, size_t count) {
+    const size_t silent = static_cast<size_t>(std::min<int64_t>(silence_, static_cast<int64_t>(count)));
+    std::fill_n(out, silent, 0.0F);
+    silence_ -= static_cast<int64_t>(silent);
+    const size_t values = std::min(count - silent, ready_.size() - taken_);
+    std::copy_n(ready_.begin() + static_cast<std::ptrdiff_t>(taken_), values, out + silent);
+    taken_ += values;
+    return silent + values;
+  }
+
+  // Call when nothing is ready.
   void Decode() {
     ready_.erase(ready_.begin(), ready_.begin() + static_cast<std::ptrdiff_t>(taken_));
     taken_ = 0;
@@ -144,6 +162,7 @@ class FlacSource : public AudioSource {
   bool after_error_ = false;  // and no sound since
   bool wrong_checksum_ = false;
   bool at_end_ = false;
+  int64_t silence_ = 0;       // values of it before ready_, counted only: a damaged number may ask for hours
   std::vector<float> ready_;  // [taken_, size) not handed out yet
   size_t taken_ = 0;
   std::optional<Failure> failure_;
