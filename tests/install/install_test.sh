@@ -65,3 +65,5 @@ mv "$scratch/moved" "$prefix"
 cmake -D MANIFEST="$build/install_manifest.txt" -P "$source/../../cmake/uninstall.cmake" >"$scratch/uninstall.log"
 left=$(find "$prefix" ! -type d ! -path "*/log/*")  # the log is of those who ran it
 [ "$left" = "$lib/vad/mine.bin" ] || { echo "left over: $left"; exit 1; }
+left=$(find "$prefix" -type d -empty -path "*/wvad*")
+[ -z "$left" ] || { echo "empty folders left over: $left"; exit 1; }
