@@ -16,6 +16,9 @@ file(GLOB _model_papers CONFIGURE_DEPENDS models/*.md models/LICENSE.* models/*.
 install(FILES ${_model_papers} DESTINATION ${CMAKE_INSTALL_DOCDIR}/models)
 if(WVAD_BUILD_TOOLS)
   install(TARGETS wvad_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  if(TARGET wvad_media)
+    install(TARGETS wvad_media LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/wvad)
+  endif()
   install(FILES tools/wvad/wvad.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
 

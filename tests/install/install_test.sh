@@ -18,6 +18,8 @@ for file in "$prefix/include/wvad.h" "$lib/pkgconfig/wvad.pc" "$lib/cmake/wvad/w
   "$prefix/bin/wvad" "$prefix/share/man/man1/wvad.1" "$lib/vad/dnn_fb75.bin"; do
   [ -f "$file" ] || { echo "not installed: $file"; exit 1; }
 done
+# What is loaded when it is needed lies where the program looks, if it was built.
+[ ! -f "$build/lib/wvad/ffmpeg.so" ] || [ -f "$lib/wvad/ffmpeg.so" ] || { echo "not installed: wvad/ffmpeg.so"; exit 1; }
 # The library is reached by its soname, which carries the major version.
 soname=$(objdump -p "$library" | awk '/SONAME/ {print $2}')
 case "$soname" in

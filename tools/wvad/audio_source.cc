@@ -8,6 +8,7 @@
 #include "wvad/container.h"
 #include "wvad/failure.h"
 #include "wvad/flac_source.h"
+#include "wvad/media_source.h"
 #include "wvad/mp3_source.h"
 #include "wvad/raw_source.h"
 #include "wvad/resampler.h"
@@ -43,9 +44,51 @@ std::unique_ptr<AudioSource> OpenContainer(const std::string& name, std::unique_
   return OpenWithSndfile(name, std::move(bytes), container, stretch);
 }
 
+// A recording that one decoder refuses is there for the next one.
+class SharedBytes : public ByteSource {
+ public:
+  explicit SharedBytes(std::shared_ptr<ByteSource> bytes) : bytes_(std::move(bytes)) {}
+  size_t ReadAt(uint64_t offset, void* out, size_t count) override { return bytes_->ReadAt(offset, out, count); }
+  std::optional<uint64_t> length() const override { return bytes_->length(); }
+  void KeepAll() override { bytes_->KeepAll(); }
+
+ private:
+  std::shared_ptr<ByteSource> bytes_;
+};
+
+bool IsForMedia(Container container) {
+  return container == Container::kForwardMedia || container == Container::kBoxedMedia || container == Container::kMedia;
+}
+
+// FFmpeg is asked for what it alone knows and for tracks beside the first, which it alone counts; else last.
+std::unique_ptr<AudioSource> OpenByOneOf(const std::string& name, std::unique_ptr<ByteSource> bytes, Container container,
+                                         const SourceOptions& options) {
+  const std::shared_ptr<ByteSource> shared = std::move(bytes);
+  if (!IsForMedia(container) && options.track <= 1) {
+    try {
+      return OpenContainer(name, std::make_unique<SharedBytes>(shared), container);
+    } catch (const Failure& failure) {
+      if (failure.code() != ExitCode::kNotAudio) throw;
+      std::unique_ptr<AudioSource> source = OpenMedia(name, std::make_unique<SharedBytes>(shared), container, options);
+      if (source == nullptr) throw;
+      return source;
+    }
+  }
+  std::unique_ptr<AudioSource> source = OpenMedia(name, std::make_unique<SharedBytes>(shared), container, options);
+  if (source != nullptr) return source;
+  throw Failure(ExitCode::kBadRate,
+                name + ": there is no sound track " + std::to_string(options.track) + " that can be told from the first");
+}
+
 }  // namespace
 
-std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const RawOptions& raw) {
+std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const SourceOptions& options) {
+  const RawOptions& raw = options.raw;
+  if (IsAddress(name)) {
+    std::unique_ptr<AudioSource> source = OpenAddress(name, options);
+    CheckRate(name, source->rate_hz());
+    return source;
+  }
   std::unique_ptr<ByteSource> bytes = OpenBytes(name);
   if (name != "-" && raw.form == nullptr && bytes->length() == uint64_t{0}) {
     throw Failure(ExitCode::kNotAudio, name + ": not an audio file that can be read (it is empty)");
@@ -57,7 +100,7 @@ std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const RawOptions
     CheckRate(name, raw.rate_hz);
     source = MakeRawSource(std::move(bytes), 0, form, raw.rate_hz, raw.channels);
   } else {
-    source = OpenContainer(name, std::move(bytes), container);
+    source = OpenByOneOf(name, std::move(bytes), container, options);
   }
   CheckRate(name, source->rate_hz());
   return source;

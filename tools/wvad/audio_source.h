@@ -35,8 +35,15 @@ struct RawOptions {
   int channels = 1;
 };
 
-// Opens the recording `name`, "-" for standard input. Throws Failure: kNoFile (missing, a folder, no right to read), kNotAudio, kBadRate.
-std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const RawOptions& raw);
+struct SourceOptions {
+  RawOptions raw;
+  int track = 0;               // of several sound tracks, from 1; 0 for the default one
+  bool allow_network = false;  // addresses may be opened, by name and by a playlist
+};
+
+// Opens the recording `name`, "-" for standard input. Throws Failure: kNoFile (missing, a folder, no right to read, an address), kNotAudio,
+// kBadRate (also for a track that is not there).
+std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const SourceOptions& options);
 
 }  // namespace TSEG::tool
 

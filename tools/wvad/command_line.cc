@@ -46,11 +46,15 @@ CLI::Option* AddChoice(CLI::App* command, const std::string& option, const Row*&
 void AddAudio(CLI::App* command, InputOptions& input) {
   command
       ->add_option("FILE", input.files,
-                   "Audio files (WAV, FLAC, Ogg, MP3, ...); - is standard input, raw 16-bit samples where no container is recognised")
+                   "Audio files (WAV, FLAC, Ogg, MP3, M4A, WebM, ...) and films; - is standard input, raw 16-bit samples where no "
+                   "container is recognised")
       ->required();
   command->add_option("--channel", input.channel, "Channel to listen to, counted from 1; mix for the mean of all; all for each by itself")
       ->capture_default_str()
       ->type_name("N|mix|all");
+  command->add_option("--track", input.source.track, "Sound track to listen to, counted from 1, instead of the file's default")
+      ->check(CLI::Range(1, 1000));
+  command->add_flag("--allow-network", input.source.allow_network, "Open addresses, given as FILE or found in a playlist");
   command
       ->add_option("--gain", input.gain,
                    "Amplify before the engine hears it, in dB; auto measures the file first. The engine takes what lies under about "
@@ -60,9 +64,9 @@ void AddAudio(CLI::App* command, InputOptions& input) {
   command->add_option("--chunk-ms", input.chunk_ms, "Length of the pieces that the engine is fed with, in ms")
       ->check(CLI::Range(1, 10000))
       ->capture_default_str();
-  AddChoice(command, "--raw", input.raw.form, "The input is samples without a container. ", RawForms());
-  command->add_option("--rate", input.raw.rate_hz, "Sample rate of raw samples in Hz")->capture_default_str();
-  command->add_option("--channels", input.raw.channels, "Channels of raw samples")->check(CLI::Range(1, 64))->capture_default_str();
+  AddChoice(command, "--raw", input.source.raw.form, "The input is samples without a container. ", RawForms());
+  command->add_option("--rate", input.source.raw.rate_hz, "Sample rate of raw samples in Hz")->capture_default_str();
+  command->add_option("--channels", input.source.raw.channels, "Channels of raw samples")->check(CLI::Range(1, 64))->capture_default_str();
 }
 
 void AddEngine(CLI::App* command, EngineOptions& engine) {

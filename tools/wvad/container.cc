@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "wvad/mp3_frame.h"
+#include "wvad/packet_marks.h"
 
 namespace TSEG::tool {
 namespace {
@@ -21,14 +22,43 @@ struct Mark {
 };
 
 constexpr Mark kMarks[] = {
-    {"RIFF"sv, 8, "WAVE"sv, Container::kWave},      {"RIFX"sv, 8, "WAVE"sv, Container::kOther},
-    {"RF64"sv, 8, "WAVE"sv, Container::kOther},     {"riff\x2E\x91\xCF\x11"sv, 0, ""sv, Container::kOther},  // W64
-    {"FORM"sv, 8, "AIFF"sv, Container::kAiff},      {"FORM"sv, 8, "AIFC"sv, Container::kAiff},
-    {"FORM"sv, 8, "8SVX"sv, Container::kOther},     {".snd"sv, 0, ""sv, Container::kAu},
-    {"caff"sv, 0, ""sv, Container::kOther},         {"fLaC"sv, 0, ""sv, Container::kFlac},
-    {"OggS"sv, 0, ""sv, Container::kOgg},           {"NIST_1A"sv, 0, ""sv, Container::kOther},
-    {"Creative Voi"sv, 0, ""sv, Container::kOther}, {"ID3\x02"sv, 0, ""sv, Container::kMp3},
-    {"ID3\x03"sv, 0, ""sv, Container::kMp3},        {"ID3\x04"sv, 0, ""sv, Container::kMp3},
+    {"RIFF"sv, 8, "WAVE"sv, Container::kWave},
+    {"RIFX"sv, 8, "WAVE"sv, Container::kOther},
+    {"RF64"sv, 8, "WAVE"sv, Container::kOther},
+    {"riff\x2E\x91\xCF\x11"sv, 0, ""sv, Container::kOther},  // W64
+    {"FORM"sv, 8, "AIFF"sv, Container::kAiff},
+    {"FORM"sv, 8, "AIFC"sv, Container::kAiff},
+    {"FORM"sv, 8, "8SVX"sv, Container::kOther},
+    {".snd"sv, 0, ""sv, Container::kAu},
+    {"caff"sv, 0, ""sv, Container::kOther},
+    {"fLaC"sv, 0, ""sv, Container::kFlac},
+    {"OggS"sv, 0, ""sv, Container::kOgg},
+    {"NIST_1A"sv, 0, ""sv, Container::kOther},
+    {"Creative Voi"sv, 0, ""sv, Container::kOther},
+    {"ID3\x02"sv, 0, ""sv, Container::kMp3},
+    {"ID3\x03"sv, 0, ""sv, Container::kMp3},
+    {"ID3\x04"sv, 0, ""sv, Container::kMp3},
+    {""sv, 4, "ftyp"sv, Container::kBoxedMedia},
+    {""sv, 4, "moov"sv, Container::kBoxedMedia},
+    {""sv, 4, "mdat"sv, Container::kBoxedMedia},
+    {""sv, 4, "wide"sv, Container::kBoxedMedia},
+    {""sv, 4, "skip"sv, Container::kBoxedMedia},
+    {"\x1A\x45\xDF\xA3"sv, 0, ""sv, Container::kForwardMedia},                  // Matroska, WebM
+    {"\x30\x26\xB2\x75\x8E\x66\xCF\x11"sv, 0, ""sv, Container::kForwardMedia},  // ASF: WMA, WMV
+    {"#!AMR"sv, 0, ""sv, Container::kForwardMedia},
+    {"FLV\x01"sv, 0, ""sv, Container::kForwardMedia},
+    {"\x00\x00\x01\xBA"sv, 0, ""sv, Container::kForwardMedia},  // MPEG program stream
+    {"RIFF"sv, 8, "AVI "sv, Container::kMedia},
+    {".RMF"sv, 0, ""sv, Container::kMedia},
+    {"ADIF"sv, 0, ""sv, Container::kForwardMedia},
+    {"wvpk"sv, 0, ""sv, Container::kMedia},
+    {"MAC "sv, 0, ""sv, Container::kMedia},
+    {"TTA1"sv, 0, ""sv, Container::kMedia},
+    {"MPCK"sv, 0, ""sv, Container::kMedia},
+    {"DSD "sv, 0, ""sv, Container::kMedia},
+    {"\x7F\xFE\x80\x01"sv, 0, ""sv, Container::kForwardMedia},  // DTS
+    {"#EXTM3U"sv, 0, ""sv, Container::kMedia},
+    {"ffconcat version"sv, 0, ""sv, Container::kMedia},
 };
 
 // A number of `count` bytes, the most significant last or first.
@@ -118,15 +148,16 @@ Container BehindTag(ByteSource& bytes, Container container) {
 }  // namespace
 
 Container Recognise(ByteSource& bytes) {
-  std::array<char, 12> first{};
+  std::array<char, 16> first{};
   const size_t got = bytes.ReadAt(0, first.data(), first.size());
   const std::string_view start(first.data(), got);
   for (const Mark& mark : kMarks) {
     if (start.substr(0, mark.start.size()) != mark.start) continue;
-    if (mark.form.empty() || (got == first.size() && start.substr(mark.form_offset, mark.form.size()) == mark.form))
+    if (mark.form.empty() || (got >= 12 && start.substr(mark.form_offset, mark.form.size()) == mark.form))
       return BehindTag(bytes, mark.container);
   }
-  return StartsWithMp3Frames(bytes) ? Container::kMp3 : Container::kNone;
+  if (StartsWithMp3Frames(bytes)) return Container::kMp3;
+  return StartsWithMediaPackets(bytes) ? Container::kForwardMedia : Container::kNone;
 }
 
 std::optional<Stretch> FindStretch(ByteSource& bytes, Container container) {

@@ -12,9 +12,10 @@
 
 namespace TSEG::tool {
 
-enum class Container { kNone, kWave, kAiff, kAu, kFlac, kOgg, kMp3, kOther };
+// The last three are for FFmpeg: read forward alone, boxes that may tell at their end what is in them (MP4 and its kin), and whatever else.
+enum class Container { kNone, kWave, kAiff, kAu, kFlac, kOgg, kMp3, kOther, kForwardMedia, kBoxedMedia, kMedia };
 
-// Reads no more than the first bytes: 12, or the first frames of what looks like MP3 without any tag.
+// Reads no more than the first bytes: 16, or the first frames of what has no other mark.
 Container Recognise(ByteSource& bytes);
 
 // A stretch of samples as the header of a WAV, AIFF or AU file declares it.

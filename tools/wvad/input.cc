@@ -56,13 +56,13 @@ InputReader::InputReader(const InputOptions& options, int engine_rate_hz)
 std::unique_ptr<Input> InputReader::Open(const std::string& name) const {
   const FileKind kind = (name == "-" ? LookAtDescriptor(kStandardInput) : LookAt(name)).kind;
   if (!gain_db_ && kind == FileKind::kSpecial) CannotMeasure(name);
-  std::unique_ptr<AudioSource> source = OpenAudio(name, options_.raw);
+  std::unique_ptr<AudioSource> source = OpenAudio(name, options_.source);
   const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name);
   return std::make_unique<Input>(std::move(source), name, channel_, engine_rate_hz_, options_.chunk_ms, gain_db);
 }
 
 double InputReader::MeasureGain(const std::string& name) const {
-  const std::unique_ptr<AudioSource> source = OpenAudio(name, options_.raw);
+  const std::unique_ptr<AudioSource> source = OpenAudio(name, options_.source);
   PcmStream stream(*source, name, channel_, engine_rate_hz_, 1000, 0);
   std::vector<LevelMeter> levels(stream.lanes(), LevelMeter(engine_rate_hz_));
   for (std::vector<std::vector<int16_t>> pieces; !Interrupted() && stream.Next(&pieces);) {

@@ -23,7 +23,7 @@ struct InputOptions {
   std::string channel = "mix";     // or "all", or a number from 1
   std::string gain = "0";          // decibels, or "auto"
   int chunk_ms = 100;
-  RawOptions raw;
+  SourceOptions source;
 };
 
 // One opened recording.

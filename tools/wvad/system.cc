@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/system.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <signal.h>
@@ -72,6 +73,15 @@ void RememberInterrupts() {
 }
 
 bool Interrupted() { return interrupted != 0; }
+
+void* LoadSymbol(const std::string& file, const char* name, std::string* reason) {
+  void* object = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* symbol = object != nullptr ? dlsym(object, name) : nullptr;
+  if (symbol != nullptr) return symbol;
+  const char* words = dlerror();
+  *reason = words != nullptr ? words : file + " has no " + name;
+  return nullptr;
+}
 
 DoomedFile::DoomedFile(const std::string& path) {
   if (path.size() >= sizeof doomed_names[0].path) return;

@@ -38,6 +38,10 @@ class DoomedFile {
   int slot_ = -1;
 };
 
+// What a shared object shows under `name`, loaded for the life of the process. Null with the reason if it cannot be loaded or has no such
+// name.
+void* LoadSymbol(const std::string& file, const char* name, std::string* reason);
+
 // A folder that only this user can look into, removed with its contents at the end. Throws Failure if there is no place for one.
 class PrivateFolder {
  public:

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/ffmpeg/timeline.h"
+
+#include <gtest/gtest.h>
+
+namespace TSEG::tool {
+namespace {
+
+// Rates of 1000 Hz: a sample is a millisecond.
+void Expect(const Timeline::Place& place, int64_t silence, int64_t drop) {
+  EXPECT_EQ(place.silence, silence);
+  EXPECT_EQ(place.drop, drop);
+}
+
+TEST(TimelineTest, PiecesBehindEachOtherAreLeftAlone) {
+  Timeline timeline(1000);
+  Expect(timeline.Put(0, 20, false), 0, 0);
+  Expect(timeline.Put(21, 20, false), 0, 0);  // rounded by the container
+  Expect(timeline.Put(std::nullopt, 20, false), 0, 0);
+  Expect(timeline.Put(0, 20, false), 0, 0);  // 60 ms early: still no overlap
+  EXPECT_EQ(timeline.reached(), 80);
+}
+
+TEST(TimelineTest, LateBeginIsSilenceAndEarlyBeginIsLeftOut) {
+  Timeline late(1000);
+  Expect(late.Put(50, 20, false), 50, 0);
+  EXPECT_EQ(late.reached(), 70);
+  Timeline early(1000);
+  Expect(early.Put(-15, 20, false), 0, 15);
+  EXPECT_EQ(early.reached(), 5);
+  Timeline before(1000);
+  Expect(before.Put(-50, 20, false), 0, 20);
+  EXPECT_EQ(before.reached(), 0);
+}
+
+TEST(TimelineTest, HoleOfATenthOfASecondIsSilenceAndASmallerOneOnlyBehindALoss) {
+  Timeline timeline(1000);
+  timeline.Put(0, 20, false);
+  Expect(timeline.Put(120, 20, false), 0, 0);    // 100 ms late
+  Expect(timeline.Put(141, 20, false), 101, 0);  // 101 ms late
+  EXPECT_EQ(timeline.reached(), 161);
+  Expect(timeline.Put(181, 20, true), 20, 0);
+  EXPECT_EQ(timeline.reached(), 201);
+}
+
+TEST(TimelineTest, ClockThatIsSetAnewMovesNothing) {
+  Timeline timeline(1000);
+  timeline.Put(0, 20, false);
+  Expect(timeline.Put(3600 * 1000 + 21, 20, false), 0, 0);
+  Expect(timeline.Put(3600 * 1000 + 41, 20, false), 0, 0);
+  Expect(timeline.Put(3600 * 1000 + 261, 20, false), 200, 0);  // a hole on the new clock
+  Expect(timeline.Put(-5, 20, false), 0, 0);
+  EXPECT_EQ(timeline.reached(), 300);
+}
+
+}  // namespace
+}  // namespace TSEG::tool

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Where decoded sound belongs: each piece of it says when it is to be heard, and what a player would leave silent becomes silence, so that
+// counting samples gives the time that a player shows.
+#ifndef WVAD_WVAD_FFMPEG_TIMELINE_H_
+#define WVAD_WVAD_FFMPEG_TIMELINE_H_
+
+#include <cstdint>
+#include <optional>
+
+namespace TSEG::tool {
+
+class Timeline {
+ public:
+  explicit Timeline(int rate_hz) : rate_hz_(rate_hz) {}
+
+  // What to do with a piece, in samples: so much silence goes before it, so much of its begin is left out.
+  struct Place {
+    int64_t silence = 0;
+    int64_t drop = 0;
+  };
+  // The piece of `count` samples is to be heard from sample `at` on (none: behind the one before). `loose`: something before it was lost,
+  // so that a small distance counts as well.
+  //
+  // Containers round their times, to a millisecond and worse, so a distance of less than a tenth of a second to the piece before is none.
+  // One of more than an hour comes of a clock that was set anew or of damage: the sound then goes on where it is.
+  Place Put(std::optional<int64_t> at, int64_t count, bool loose);
+
+  // Samples up to here.
+  int64_t reached() const { return reached_; }
+
+ private:
+  int64_t rate_hz_;
+  int64_t reached_ = 0;
+  int64_t clock_ = 0;  // what a clock that was set anew is ahead
+  bool first_ = true;
+};
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_FFMPEG_TIMELINE_H_

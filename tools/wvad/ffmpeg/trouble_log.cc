@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/ffmpeg/trouble_log.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+extern "C" {
+#include <libavutil/error.h>
+#include <libavutil/log.h>
+}
+
+namespace TSEG::tool {
+namespace {
+
+thread_local TroubleLog* current = nullptr;
+
+void Note(void*, int level, const char* form, va_list values) {
+  if (current == nullptr || level > AV_LOG_ERROR) return;
+  char text[512];
+  std::vsnprintf(text, sizeof text, form, values);
+  std::string line(text);
+  while (!line.empty() && (line.back() == '\n' || line.back() == '.' || line.back() == ' ')) line.pop_back();
+  for (char& c : line) {
+    if (c == '\n' || c == '\r') c = ' ';
+  }
+  if (line.find("not on whitelist") != std::string::npos) current->refused = line;
+  for (const char* words : {"ended prematurely", "partial file", "Truncat", "truncat"}) {
+    if (line.find(words) != std::string::npos) current->truncated = true;
+  }
+  if (current->first.empty()) current->first = line;
+}
+
+}  // namespace
+
+TroubleScope::TroubleScope(TroubleLog* log) : before_(current) { current = log; }
+TroubleScope::~TroubleScope() { current = before_; }
+
+void CatchTroubles() { av_log_set_callback(Note); }
+
+std::string ErrorText(int code) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(code, text, sizeof text);
+  return text;
+}
+
+}  // namespace TSEG::tool
