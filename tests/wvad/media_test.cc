@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "support/eventually.h"
 #include "wvad/live_program.h"
 #include "wvad/program_fixture.h"
 
@@ -123,7 +124,7 @@ TEST_F(Media, StreamIsHeardWhileItComes) {
     testing::LiveProgram program({"split", "-q", "-m", WVAD_TEST_MODEL, "-d", folder_.file("out"), "-"});
     const std::string bytes = folder_.read(name);
     program.Write(bytes.substr(0, bytes.size() * 8 / 10));
-    EXPECT_TRUE(testing::Eventually([&] { return std::filesystem::exists(folder_.file("out/stdin-0001.wav")); }));
+    EXPECT_TRUE(testing_support::Eventually([&] { return std::filesystem::exists(folder_.file("out/stdin-0001.wav")); }));
     program.Write(bytes.substr(bytes.size() * 8 / 10));
     program.CloseInput();
     EXPECT_EQ(program.Wait(), 0);
@@ -244,7 +245,7 @@ TEST_F(Media, AddressesAreNotOpenedUnasked) {
   const std::string start =
       "cd " + folder_.path() + " && python3 -u -m http.server 0 --bind 127.0.0.1 >port 2>asked & echo $! >" + folder_.file("server");
   ASSERT_EQ(std::system(start.c_str()), 0);
-  ASSERT_TRUE(testing::Eventually([&] { return folder_.read("port").find(" port ") != std::string::npos; }));
+  ASSERT_TRUE(testing_support::Eventually([&] { return folder_.read("port").find(" port ") != std::string::npos; }));
   const std::string said = folder_.read("port");
   const std::string address = "http://127.0.0.1:" + std::to_string(std::atoi(said.c_str() + said.find(" port ") + 6)) + "/";
   const std::string playlist =

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -100,10 +102,27 @@ TEST(NewFile, TakesThePermissionsOfWhatItReplaces) {
 
 TEST(NewFile, LeftoverOfAKilledRunIsUsedAgain) {
   const testing_support::TempFolder folder;
-  folder.write("a.wvad-part", "half of what was to be written, and longer");
+  const pid_t child = fork();
+  if (child == 0) {
+    NewFile file(folder.file("a"), kKeep);
+    file.Write("half of what was to be written, and longer");
+    kill(getpid(), SIGKILL);
+  }
+  waitpid(child, nullptr, 0);
+  ASSERT_EQ(folder.read("a.wvad-part"), "half of what was to be written, and longer");
   WriteNewFile(folder.file("a"), kKeep, "new");
   EXPECT_EQ(folder.read("a"), "new");
   EXPECT_EQ(Count(folder.path()), 1U);
+  EXPECT_EQ(std::filesystem::status(folder.file("a")).permissions() & std::filesystem::perms::sticky_bit, std::filesystem::perms::none);
+}
+
+TEST(NewFile, FileOfSomebodyWithThePartsNameIsLeftAlone) {
+  const testing_support::TempFolder folder;
+  for (const char* content : {"a recording", ""}) {
+    folder.write("a.wvad-part", content);
+    EXPECT_THROW(NewFile(folder.file("a"), kReplace), Failure);
+    EXPECT_EQ(folder.read("a.wvad-part"), content);
+  }
 }
 
 TEST(NewFile, TwoRunsDoNotWriteOneFile) {

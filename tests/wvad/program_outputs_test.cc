@@ -41,6 +41,28 @@ TEST_F(Program, StandardOutputNeverFallsOnARecording) {
   EXPECT_EQ(folder_.read("a.wav"), bytes);
 }
 
+TEST_F(Program, FileBesideAnOutputNeverFallsOnARecording) {
+  // What is written lies under this name until it is whole.
+  const std::string path = Wav("a.wvad-part", 3, {{1.0, 2.0}});
+  const std::string bytes = folder_.read("a.wvad-part");
+  for (const char* command : kWriters) {
+    ExpectFailure(Run(command, {"--force", "-o", folder_.file("a"), path}), 8, "is read in the same run; choose another output");
+  }
+  input_ = bytes;
+  ExpectFailure(Segment({"-o", folder_.file("a"), "-", "--raw", "s16"}), 8, "is in the way");
+  EXPECT_EQ(folder_.read("a.wvad-part"), bytes);
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("a")));
+}
+
+TEST_F(Program, FilesNeverFallOnStandardOutput) {
+  const std::string path = Wav("a.wav", 5, kTwoBursts);
+  output_ = folder_.write("a-0002.wav", "");
+  const Outcome run = Run("split", {"--force", "-d", folder_.path(), path});
+  EXPECT_EQ(run.code, 8);
+  EXPECT_THAT(run.err, HasSubstr("a-0002.wav: this file is standard output of the same run; choose another output"));
+  output_.clear();
+}
+
 TEST_F(Program, OutputNeverFallsOnModelOrConfiguration) {
   const std::string path = Wav("a.wav", 3, {{1.0, 2.0}});
   const std::string model = folder_.file("m.bin");

@@ -30,6 +30,17 @@ std::string FollowLinks(const std::string& path) {
   return place.string();
 }
 
+// Marks what is being written: no file of anybody else has this bit, which means nothing on files.
+constexpr mode_t kUnfinished = S_ISVTX;
+
+// Whether `path` is the name of what is open, and not of something that has come in its place.
+bool IsNamed(int descriptor, const std::string& path) {
+  struct stat opened {};
+  struct stat named {};
+  return fstat(descriptor, &opened) == 0 && lstat(path.c_str(), &named) == 0 && opened.st_ino == named.st_ino &&
+         opened.st_dev == named.st_dev;
+}
+
 // Renames without replacing anything, in one step where the file system can, and else in two.
 int RenameToFree(const std::string& from, const std::string& to) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
@@ -44,10 +55,11 @@ int RenameToFree(const std::string& from, const std::string& to) {
 NewFile::NewFile(const std::string& path, const OutputRules& rules)
     : path_(path), target_(FollowLinks(path)), part_(target_ + ".wvad-part"), replace_(rules.replace()) {
   rules.Check(path);
+  rules.CheckPart(part_);
   if (LookAt(path).kind == FileKind::kSpecial) throw Failure(ExitCode::kOutput, path + ": is not an ordinary file");
   OpenPart();
   struct stat before {};
-  if (stat(target_.c_str(), &before) == 0) fchmod(descriptor_, before.st_mode & 0777U);
+  if (stat(target_.c_str(), &before) == 0) mode_ = before.st_mode & 0777U;
 }
 
 void NewFile::OpenPart() {
@@ -59,24 +71,37 @@ void NewFile::OpenPart() {
   throw Failure(ExitCode::kOutput, path_ + ": is being written by another run");
 }
 
+// False where it is to be tried again.
 bool NewFile::TryToOpenPart() {
-  const int descriptor = open(part_.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0666);
-  if (descriptor < 0) Fail(errno);
-  struct stat opened {};
-  struct stat named {};
-  const bool locked = flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;  // not every file system has locks
-  const bool known = fstat(descriptor, &opened) == 0;
-  const bool current = lstat(part_.c_str(), &named) == 0 && opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
-  const bool ours = known && S_ISREG(opened.st_mode) && opened.st_uid == geteuid() && opened.st_nlink == 1;
-  if (locked && current && ours && ftruncate(descriptor, 0) == 0) {
-    descriptor_ = descriptor;
-    doomed_.emplace(part_);
-    return true;
+  const int descriptor = open(part_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666 | kUnfinished);
+  if (descriptor < 0 && errno == EEXIST) {
+    RemoveLeftover();
+    return false;
   }
-  close(descriptor);
-  if (!locked) throw Failure(ExitCode::kOutput, path_ + ": is being written by another run");
-  if (current && !ours) throw Failure(ExitCode::kOutput, part_ + ": is in the way");
-  return false;
+  if (descriptor < 0) Fail(errno);
+  const bool locked = flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;  // not every file system has locks
+  if (!locked || !IsNamed(descriptor, part_)) {                                           // another run took it for a leftover
+    close(descriptor);
+    return false;
+  }
+  struct stat opened {};
+  if (fstat(descriptor, &opened) == 0) mode_ = opened.st_mode & 0777U;
+  descriptor_ = descriptor;
+  doomed_.emplace(part_);
+  return true;
+}
+
+void NewFile::RemoveLeftover() {
+  const int descriptor = open(part_.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0 && errno == ENOENT) return;
+  struct stat there {};
+  const bool ours = descriptor >= 0 && fstat(descriptor, &there) == 0 && S_ISREG(there.st_mode) && (there.st_mode & kUnfinished) != 0 &&
+                    there.st_uid == geteuid() && there.st_nlink == 1;
+  const bool locked = ours && flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  if (ours && !locked && IsNamed(descriptor, part_)) unlink(part_.c_str());
+  if (descriptor >= 0) close(descriptor);
+  if (locked) throw Failure(ExitCode::kOutput, path_ + ": is being written by another run");
+  if (!ours) throw Failure(ExitCode::kOutput, path_ + ": cannot be written, since " + part_ + " is in the way");
 }
 
 NewFile::~NewFile() {
@@ -106,6 +131,7 @@ void NewFile::Publish() {
   // Some file systems tell only when a descriptor is closed that there was no room; that of a copy leaves the lock.
   const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
   int error = copy < 0 || close(copy) == 0 ? 0 : errno;
+  fchmod(descriptor, mode_);
   if (error == 0) error = replace_ ? (rename(part_.c_str(), target_.c_str()) == 0 ? 0 : errno) : RenameToFree(part_, target_);
   if (error != 0) unlink(part_.c_str());
   doomed_.reset();

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A file that appears under its name only when it is whole. Until then it lies beside it as NAME.wvad-part, locked, which goes away if it
-// is never published and if a signal ends the process. One that a killed process has left behind is known by its name and by being
-// unlocked, and is used again. What was under the name before stays untouched until then, and for good unless it may be replaced.
+// is never published and if a signal ends the process. One that a killed process has left behind is known by its sticky bit and by being
+// unlocked, and is used again; any other file of that name is left alone. What was under the name before stays untouched until then, and
+// for good unless it may be replaced.
 //
 // A link stays a link: what it points to is replaced. The file that replaces another has its permissions.
 #ifndef WVAD_WVAD_NEW_FILE_H_
@@ -37,12 +38,14 @@ class NewFile {
  private:
   void OpenPart();
   bool TryToOpenPart();
+  void RemoveLeftover();
   [[noreturn]] void Fail(int error) const;
 
   std::string path_;
   std::string target_;  // with links followed
   std::string part_;
   bool replace_;
+  unsigned mode_ = 0;  // of the finished file
   std::optional<DoomedFile> doomed_;
   int descriptor_ = -1;
 };

@@ -12,6 +12,16 @@ namespace {
   throw Failure(ExitCode::kOutput, path + ": this file " + words + " in the same run; choose another output");
 }
 
+// What the shell has opened for this process would be replaced or torn apart.
+void RefuseOwnStream(const std::string& path, const FileLook& look) {
+  if (look.kind != FileKind::kFile) return;
+  for (const auto& [descriptor, name] : {std::pair{kStandardOutput, "standard output"}, std::pair{kStandardError, "standard error"}}) {
+    if (LookAtDescriptor(descriptor).Same(look)) {
+      throw Failure(ExitCode::kOutput, path + ": this file is " + name + " of the same run; choose another output");
+    }
+  }
+}
+
 }  // namespace
 
 OutputRules::OutputRules(bool replace, const std::vector<std::string>& inputs) : replace_(replace) {
@@ -32,8 +42,15 @@ void OutputRules::Check(const std::string& path) const {
   const FileLook look = LookAt(path);
   if (look.kind == FileKind::kFolder) throw Failure(ExitCode::kOutput, path + ": cannot be written: Is a directory");
   if (const std::optional<std::string> input = InputAt(look)) RefuseInput(path, *input);
+  RefuseOwnStream(path, look);
   const bool there = look.kind == FileKind::kFile || look.kind == FileKind::kDanglingLink;
   if (there && !replace_) throw Failure(ExitCode::kOutput, ExistsAlready(path));
+}
+
+void OutputRules::CheckPart(const std::string& path) const {
+  const FileLook look = LookAt(path);
+  if (const std::optional<std::string> input = InputAt(look)) RefuseInput(path, *input);
+  RefuseOwnStream(path, look);
 }
 
 void OutputRules::CheckDescriptor(int descriptor, const std::string& name) const {

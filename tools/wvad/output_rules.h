@@ -23,7 +23,9 @@ class OutputRules {
   // Throws Failure(kOutput) where `path` is a folder, a file that is read, or a file that is there and may not be replaced. Devices, pipes
   // and free names pass.
   void Check(const std::string& path) const;
-  // The same for the file that an open descriptor, called `name`, writes to, which is there by its nature.
+  // Throws Failure(kOutput) where `path`, beside an output, is a file that is read, or what standard output or error are written to.
+  void CheckPart(const std::string& path) const;
+  // The same as Check for the file that an open descriptor, called `name`, writes to, which is there by its nature.
   void CheckDescriptor(int descriptor, const std::string& name) const;
   // The name of the input that this is; none if it is none.
   std::optional<std::string> InputAt(const FileLook& look) const;
