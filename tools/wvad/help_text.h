@@ -91,6 +91,19 @@ Examples:
 
 )";
 
+constexpr const char* kExplainHelp =
+    R"(For each stretch of the place in which the same holds: whether its frames of 10 ms count as speech, what the
+network gave against its threshold, the energy against the energy floor, what held them to silence, what the endpoint
+detector was waiting for, and the sentence that they belong to. Parameters stand beside what rests on them, by the
+names that --set takes.
+
+Examples:
+  wvad explain talk.mp3 --at 12.3
+  wvad explain talk.mp3 --at 1:02:03.5 --at 12-12.8
+  wvad explain --json --at 0-5 --set wvad_param_vad_threshold=0.5 talk.mp3
+
+)";
+
 }  // namespace TSEG::tool
 
 #endif  // WVAD_WVAD_HELP_TEXT_H_
