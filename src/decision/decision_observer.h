@@ -15,12 +15,12 @@ namespace TSEG {
 
 // One frame on its way from the network's pair to the signed score that the endpoint detector gets.
 struct DecidedFrame {
-  float speech = 0;   // the network's pair
+  float speech = 0;  // the network's pair
   float other = 0;
-  float raw = 0;      // the pair's difference less its threshold; negative is silence
-  float score = 0;    // the same, once everything below has had its say
-  double energy = 0;  // of the frame, in the unit of the energy history
-  double floor = 0;   // what that was held against
+  float raw = 0;             // the pair's difference less its threshold; negative is silence
+  float score = 0;           // the same, once everything below has had its say
+  double energy = 0;         // of the frame, in the unit of the energy history
+  double floor = 0;          // what that was held against
   bool held_over = false;    // refused, since a negative frame lies just before it
   bool below_floor = false;  // silence, since the floor lies above its energy
   bool spliced = false;      // silence, since the sentence has become too long

@@ -48,8 +48,8 @@ TEST_F(Explain, SilenceBelowTheFloorIsToldWithItsParameter) {
 }
 
 TEST_F(Explain, BeginIsToldStepByStep) {
-  // The first window that reaches into the burst is that of frame 98; two frames are held over, speech counts from 100 on, and a rise at 100
-  // is proved at 120.
+  // The first window that reaches into the burst is that of frame 98; two frames are held over, speech counts from 100 on, and a rise at
+  // 100 is proved at 120.
   const json told = Stretches({Wav("a.wav", 5, kTwoBursts), "--at", "0.97-1.25"});
   ASSERT_EQ(told.size(), 5U);
   EXPECT_THAT(Keys(told[0]), ElementsAre("speech_score", "held_over", "below_floor", "no_sentence"));
@@ -98,15 +98,15 @@ TEST_F(Explain, RunThatIsTooShortIsToldAsWaitingAndAsDropped) {
 
 TEST_F(Explain, ThresholdAndAdaptiveFloorAreThoseInForce) {
   const std::string path = Wav("a.wav", 5, kTwoBursts);
-  EXPECT_THAT(Words(Stretches({path, "--at", "1.5", "-s", "wvad_param_vad_threshold=0.25"})[0], "speech_score"), HasSubstr("threshold 0.25 "));
+  EXPECT_THAT(Words(Stretches({path, "--at", "1.5", "-s", "wvad_param_vad_threshold=0.25"})[0], "speech_score"),
+              HasSubstr("threshold 0.25 "));
   // Before the first computation the adaptive floor stands at 65.
   EXPECT_THAT(Words(Stretches({path, "--at", "0.5", "-s", "wvad_param_k4_energy=1"})[0], "below_floor"),
               HasSubstr("under 65.00 (adaptive, wvad_param_k4_energy)"));
 }
 
 TEST_F(Explain, SlidingVariantIsToldInFrames) {
-  const json told =
-      Stretches({Wav("a.wav", 5, kTwoBursts), "--at", "1.05", "-s", "wvad_param_isPostProcessWinSlideOn=1"})[0];
+  const json told = Stretches({Wav("a.wav", 5, kTwoBursts), "--at", "1.05", "-s", "wvad_param_isPostProcessWinSlideOn=1"})[0];
   EXPECT_THAT(Words(told, "waits_for_window"), StartsWith("waiting for 15 frames of speech among the last 20, "));
 }
 
@@ -133,7 +133,8 @@ TEST_F(Explain, PiecesOfAnyLengthTellTheSame) {
   const std::string path = Wav("a.wav", 30, {{1.0, 2.0}, {15.0, 16.0}, {16.3, 17.0}});
   const json expected = Stretches({path, "--at", "0-29.9"});
   EXPECT_GT(expected.size(), 15U);
-  for (const char* chunk_ms : {"10", "37", "10000"}) EXPECT_EQ(Stretches({path, "--at", "0-29.9", "--chunk-ms", chunk_ms}), expected) << chunk_ms;
+  for (const char* chunk_ms : {"10", "37", "10000"})
+    EXPECT_EQ(Stretches({path, "--at", "0-29.9", "--chunk-ms", chunk_ms}), expected) << chunk_ms;
 }
 
 TEST_F(Explain, RecordingThatIsLeftEarlyIsNotCalledDamaged) {

@@ -18,6 +18,7 @@
 #include "wvad/model_finder.h"
 #include "wvad/named_rows.h"
 #include "wvad/output.h"
+#include "wvad/page_command.h"
 #include "wvad/quality_command.h"
 #include "wvad/raw_source.h"
 #include "wvad/scores_command.h"
@@ -142,6 +143,7 @@ struct CommandLine {
   QualityOptions quality;
   ScoresOptions scores;
   ExplainOptions explain;
+  PageOptions page;
   ModelPackOptions pack;
   ModelInspectOptions inspect;
   std::function<ExitCode()> chosen;  // runs the command that was named
@@ -194,6 +196,27 @@ void AddExplain(CLI::App& app, CommandLine& line) {
   AddForce(command, options.force);
   AddInput(command, options.input, options.engine, options.quiet, "No notes");
   command->final_callback([&line] { line.chosen = [&line] { return RunExplain(line.explain); }; });
+}
+
+void AddPage(CLI::App& app, CommandLine& line) {
+  PageOptions& options = line.page;
+  CLI::App* command = AddCommand(app, "report", "Show a recording and what was decided on it as a page for a browser", kReportHelp);
+  AddOutput(command, options.output)->description("The page to write, one file that needs no other")->required();
+  AddForce(command, options.force);
+  command->add_flag("--link-audio", options.link_audio, "Link the sound to the recording's file instead of putting it into the page");
+  AddAudio(command, options.input);
+  options.models = {kDefaultModel};
+  command->add_option("-m,--model", options.models, std::string(kModelWords) + "; may be repeated, for a track each")
+      ->capture_default_str()
+      ->allow_extra_args(false);
+  command
+      ->add_option("--compare", options.compared,
+                   "A further track: another model, NAME=VALUE, or several of these with commas between; may be repeated")
+      ->allow_extra_args(false)
+      ->type_name("MODEL,NAME=VALUE");
+  AddSettings(command, options.engine);
+  AddQuiet(command, options.quiet, "No notes");
+  command->final_callback([&line] { line.chosen = [&line] { return RunPage(line.page); }; });
 }
 
 void AddModelPack(CLI::App* model, CommandLine& line) {
@@ -249,6 +272,7 @@ ExitCode RunCommandLine(int argc, char** argv) {
   AddQuality(app, line);
   AddScores(app, line);
   AddExplain(app, line);
+  AddPage(app, line);
   AddModel(app, line);
   try {
     app.parse(argc, argv);

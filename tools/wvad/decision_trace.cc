@@ -29,7 +29,8 @@ Stage OutsideOfSentence(const TsegInst& inst, int32_t index) {
   const CFG_VAD& cfg = *inst.pCfg;
   const bool speech = detector.nEdgeState == 2;
   if (speech && cfg.wvad_param_isPostProcessWinSlideOn) {
-    return {Bit(Statement::kWaitsForWindow), std::accumulate(std::begin(detector.ring), std::end(detector.ring), 0), detector.nWinThreshold};
+    return {Bit(Statement::kWaitsForWindow), std::accumulate(std::begin(detector.ring), std::end(detector.ring), 0),
+            detector.nWinThreshold};
   }
   if (speech) {
     const int32_t since = detector.bPending != 0 ? detector.nPendBegin : detector.nRiseFrame;
@@ -48,7 +49,7 @@ Stage StageOf(const TsegInst& inst, int32_t index, EndpointResult result) {
 }
 
 uint32_t StatementsOf(const DecidedFrame& frame) {
-  uint32_t statements = Bit(frame.raw >= 0   ? Statement::kScoreIsSpeech
+  uint32_t statements = Bit(frame.raw >= 0  ? Statement::kScoreIsSpeech
                             : frame.raw < 0 ? Statement::kScoreIsSilence
                                             : Statement::kScoreIsNone);
   statements |= Bit(frame.below_floor ? Statement::kBelowFloor : Statement::kAboveFloor);

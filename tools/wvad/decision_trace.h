@@ -3,8 +3,8 @@
 // What the engine decided on each 10 ms of a recording, on the recording's clock: the sessions of a Recording tell it themselves, frame by
 // frame, and nothing is decided a second time here.
 //
-// Row n is what became of the 10 ms that begin at 10 n ms. Where a renewed session hears the last seconds once more, the rows of the earlier
-// one stand as far as its sentences do.
+// Row n is what became of the 10 ms that begin at 10 n ms. Where a renewed session hears the last seconds once more, the rows of the
+// earlier one stand as far as its sentences do.
 #ifndef WVAD_WVAD_DECISION_TRACE_H_
 #define WVAD_WVAD_DECISION_TRACE_H_
 
@@ -15,8 +15,8 @@
 
 namespace TSEG::tool {
 
-// What can be said of a frame, each a bit of TraceRow::statements and a row of StatementTable() (decision_words.h), in the order in which it
-// is told.
+// What can be said of a frame, each a bit of TraceRow::statements and a row of StatementTable() (decision_words.h), in the order in which
+// it is told.
 enum class Statement : uint8_t {
   kScoreIsSpeech,
   kScoreIsSilence,

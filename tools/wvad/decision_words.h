@@ -37,8 +37,8 @@ std::span<const StatementRow> StatementTable();
 // The text of a statement, with places, under these facts: it names the floor that is in force.
 std::string TextOf(const StatementRow& row, const RunFacts& facts);
 
-// The same with its places filled in for the frames `first` and `last` of a stretch and those between, whose extremes are `least` and `most`.
-// One frame is a stretch too.
+// The same with its places filled in for the frames `first` and `last` of a stretch and those between, whose extremes are `least` and
+// `most`. One frame is a stretch too.
 struct Stretch {
   TraceRow first, last, least, most;
 };

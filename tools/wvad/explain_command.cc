@@ -42,7 +42,8 @@ class Hearing {
       : engine_(engine),
         ranges_(ranges),
         recording_(
-            engine, [this](const Sentence& sentence) { Take(sentence); }, [this](int64_t frame, const TraceRow& row) { Take(frame, row); }) {
+            engine, [this](const Sentence& sentence) { Take(sentence); },
+            [this](int64_t frame, const TraceRow& row) { Take(frame, row); }) {
     int64_t last = 0;
     for (const FrameRange& range : ranges) {
       rows_.emplace_back(static_cast<size_t>(range.last - range.first + 1));
@@ -130,10 +131,11 @@ class ExplainRun {
     if (!options_.json) output_.Write(text);
     files_.push_back({{"file", name}, {"model", options_.engine.model}, {"stretches", stretches}});
     if (behind) {
-      throw Failure(ExitCode::kUsage, name + ": --at " + *behind + " lies behind its end (" +
-                                          Fixed(static_cast<double>(hearing.frames()) / 100, 2) + " s)");
+      throw Failure(ExitCode::kUsage,
+                    name + ": --at " + *behind + " lies behind its end (" + Fixed(static_cast<double>(hearing.frames()) / 100, 2) + " s)");
     }
-    if (const std::string damage = hearing.whole() ? input->damage() : ""; !damage.empty()) throw Failure(ExitCode::kNotAudio, name + ": " + damage);
+    if (const std::string damage = hearing.whole() ? input->damage() : ""; !damage.empty())
+      throw Failure(ExitCode::kNotAudio, name + ": " + damage);
   }
 
   const ExplainOptions& options_;

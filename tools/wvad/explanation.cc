@@ -91,7 +91,8 @@ std::string ToText(const ExplainedStretch& stretch, const RunFacts& facts) {
   const TraceRow& row = stretch.values.first;
   std::string text = Times(stretch.first, stretch.last + 1) + ": " + Verdict(row) + "\n";
   for (const StatementRow& statement : StatementTable()) {
-    if (row.says(statement.statement) && statement.topic != "verdict") text += Line(statement.topic, Words(statement, facts, stretch.values));
+    if (row.says(statement.statement) && statement.topic != "verdict")
+      text += Line(statement.topic, Words(statement, facts, stretch.values));
   }
   if (row.statements == 0) text += Line("window", kNotDecided);
   return text + Line("sentence", SentenceWords(stretch));

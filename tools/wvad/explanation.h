@@ -29,7 +29,7 @@ struct ExplainedStretch {
   int64_t first = 0;  // frames
   int64_t last = 0;
   Stretch values;
-  const NumberedSentence* sentence = nullptr;  // that all of it belongs to, or none
+  const NumberedSentence* sentence = nullptr;                               // that all of it belongs to, or none
   enum class Part { kNone, kBefore, kInside, kBehind } part = Part::kNone;  // of the sentence
 };
 

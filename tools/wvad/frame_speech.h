@@ -21,9 +21,7 @@ class FrameSpeech {
     if (speech_.size() <= at) speech_.resize(at + 1);
     speech_[at] = row.says(Statement::kCountsAsSpeech);
   }
-  bool At(int64_t frame) const {
-    return frame >= 0 && frame < static_cast<int64_t>(speech_.size()) && speech_[static_cast<size_t>(frame)];
-  }
+  bool At(int64_t frame) const { return frame >= 0 && frame < static_cast<int64_t>(speech_.size()) && speech_[static_cast<size_t>(frame)]; }
 
   // `sentence` in frames, as number `number`.
   NumberedSentence Number(const Sentence& sentence, int rate_hz, int64_t number) const {

@@ -104,6 +104,20 @@ Examples:
 
 )";
 
+constexpr const char* kReportHelp =
+    R"(The page opens in any current browser, without a network: waveform and spectrogram, the probability of speech with
+its threshold, the energy with the energy floor, the sentences (a click plays one), level and signal-to-noise of each,
+and under the pointer what was decided there and why. Models and sets of parameters stand one under the other. Press ?
+in the page for its keys.
+
+Examples:
+  wvad report talk.mp3 -o talk.html
+  wvad report talk.mp3 -o talk.html -m lstm_fb75 -m dnn_fb75
+  wvad report talk.mp3 -o talk.html --compare wvad_param_vad_threshold=0.5 --compare dnn_fb75,wvad_param_nFrameGap=80
+  wvad report lecture.flac -o lecture.html --link-audio
+
+)";
+
 }  // namespace TSEG::tool
 
 #endif  // WVAD_WVAD_HELP_TEXT_H_

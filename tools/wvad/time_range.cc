@@ -47,7 +47,8 @@ FrameRange ParseFrameRange(const std::string& text) {
   const std::string_view whole(text);
   const std::optional<double> first = ParseSeconds(whole.substr(0, dash));
   const std::optional<double> last = dash == std::string::npos ? first : ParseSeconds(whole.substr(dash + 1));
-  if (!first || !last) throw Failure(ExitCode::kUsage, "--at " + text + ": expected seconds or h:m:s, or from-to, as 12.3, 1:02.5 or 12.3-14");
+  if (!first || !last)
+    throw Failure(ExitCode::kUsage, "--at " + text + ": expected seconds or h:m:s, or from-to, as 12.3, 1:02.5 or 12.3-14");
   if (*last < *first) throw Failure(ExitCode::kUsage, "--at " + text + ": ends before it begins");
   return {FrameAt(*first), FrameAt(*last)};
 }

@@ -54,7 +54,11 @@ TracedRecording::TracedRecording(TracedEngine& engine, Recording::Sink sentences
     : engine_(engine),
       recording_(*engine.detector_, engine.session_, engine.rate_hz(), RenewalPolicy(), std::move(sentences)),
       trace_(
-          engine.rate_hz(), [this] { return DecisionTrace::Place{recording_.session_start(), recording_.decided_to()}; }, std::move(rows)) {
+          engine.rate_hz(),
+          [this] {
+            return DecisionTrace::Place{recording_.session_start(), recording_.decided_to()};
+          },
+          std::move(rows)) {
   engine_.detector_->handle()->decision.pObserver = &trace_;
 }
 
