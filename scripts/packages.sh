@@ -2,9 +2,9 @@
 # Sourced by the other scripts: installs Debian packages that are missing. Needs root or sudo only if one is.
 
 build_packages="g++ cmake ninja-build pkg-config libfftw3-dev libboost-dev libboost-thread-dev libboost-system-dev libsndfile1-dev
-  libflac-dev libmpg123-dev libogg-dev libsoxr-dev libcli11-dev nlohmann-json3-dev libavformat-dev libavcodec-dev libavutil-dev
-  libswresample-dev"
-test_packages="libgtest-dev libgmock-dev libbenchmark-dev ccache python3 binutils file man-db universal-ctags ffmpeg"
+  libflac-dev libmpg123-dev libogg-dev libsoxr-dev nettle-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libavformat-dev libavcodec-dev
+  libavutil-dev libswresample-dev"
+test_packages="libgtest-dev libgmock-dev libbenchmark-dev ccache python3 binutils file man-db universal-ctags ffmpeg chromium nodejs"
 
 install_quietly() {
   $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$@" </dev/null >&2

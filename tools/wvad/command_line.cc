@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "wvad/explain_command.h"
 #include "wvad/failure.h"
 #include "wvad/features_command.h"
 #include "wvad/file_system.h"
@@ -17,6 +18,7 @@
 #include "wvad/model_finder.h"
 #include "wvad/named_rows.h"
 #include "wvad/output.h"
+#include "wvad/page_command.h"
 #include "wvad/quality_command.h"
 #include "wvad/raw_source.h"
 #include "wvad/scores_command.h"
@@ -69,9 +71,10 @@ void AddAudio(CLI::App* command, InputOptions& input) {
   command->add_option("--channels", input.source.raw.channels, "Channels of raw samples")->check(CLI::Range(1, 64))->capture_default_str();
 }
 
-void AddEngine(CLI::App* command, EngineOptions& engine) {
-  engine.model = kDefaultModel;
-  command->add_option("-m,--model", engine.model, "Model: the name of a bundled one, or a file")->capture_default_str();
+constexpr const char* kModelWords = "Model: the name of a bundled one, or a file";
+
+// What an engine is given beside its model.
+void AddSettings(CLI::App* command, EngineOptions& engine) {
   command->add_option("--models-dir", engine.models_dir, "Folder of models, instead of the installed one");
   command->add_option("-s,--set", engine.settings, "Set a parameter of the engine, NAME=VALUE; may be repeated")
       ->allow_extra_args(false)
@@ -79,11 +82,17 @@ void AddEngine(CLI::App* command, EngineOptions& engine) {
   command->add_option("--config", engine.config, "Further configuration for the engine's start, a file in the form of w_tseg.cfg");
 }
 
+void AddQuiet(CLI::App* command, bool& quiet, const std::string& words) {
+  command->add_flag("-q,--quiet", quiet, words + ", no progress bar; failures are still told");
+}
+
 // What every command that listens to recordings takes. `words`: what --quiet leaves out beside the progress bar.
 void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, bool& quiet, const std::string& words) {
   AddAudio(command, input);
-  AddEngine(command, engine);
-  command->add_flag("-q,--quiet", quiet, words + ", no progress bar; failures are still told");
+  engine.model = kDefaultModel;
+  command->add_option("-m,--model", engine.model, kModelWords)->capture_default_str();
+  AddSettings(command, engine);
+  AddQuiet(command, quiet, words);
 }
 
 void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words) {
@@ -133,6 +142,8 @@ struct CommandLine {
   FeaturesOptions features;
   QualityOptions quality;
   ScoresOptions scores;
+  ExplainOptions explain;
+  PageOptions page;
   ModelPackOptions pack;
   ModelInspectOptions inspect;
   std::function<ExitCode()> chosen;  // runs the command that was named
@@ -171,6 +182,41 @@ void AddScores(CLI::App& app, CommandLine& line) {
   AddFolder(command, options.folder);
   AddInput(command, options.input, options.engine, options.quiet, "No notes");
   command->final_callback([&line] { line.chosen = [&line] { return RunScores(line.scores); }; });
+}
+
+void AddExplain(CLI::App& app, CommandLine& line) {
+  ExplainOptions& options = line.explain;
+  CLI::App* command = AddCommand(app, "explain", "Tell what was decided at a place of a recording, and why", kExplainHelp);
+  command->add_option("--at", options.at, "The place: seconds or h:m:s, or from one to another; may be repeated")
+      ->required()
+      ->allow_extra_args(false)
+      ->type_name("TIME[-TIME]");
+  command->add_flag("--json", options.json, "As JSON");
+  AddOutput(command, options.output);
+  AddForce(command, options.force);
+  AddInput(command, options.input, options.engine, options.quiet, "No notes");
+  command->final_callback([&line] { line.chosen = [&line] { return RunExplain(line.explain); }; });
+}
+
+void AddPage(CLI::App& app, CommandLine& line) {
+  PageOptions& options = line.page;
+  CLI::App* command = AddCommand(app, "report", "Show a recording and what was decided on it as a page for a browser", kReportHelp);
+  AddOutput(command, options.output)->description("The page to write, one file that needs no other")->required();
+  AddForce(command, options.force);
+  command->add_flag("--link-audio", options.link_audio, "Link the sound to the recording's file instead of putting it into the page");
+  AddAudio(command, options.input);
+  options.models = {kDefaultModel};
+  command->add_option("-m,--model", options.models, std::string(kModelWords) + "; may be repeated, for a track each")
+      ->capture_default_str()
+      ->allow_extra_args(false);
+  command
+      ->add_option("--compare", options.compared,
+                   "A further track: another model, NAME=VALUE, or several of these with commas between; may be repeated")
+      ->allow_extra_args(false)
+      ->type_name("MODEL,NAME=VALUE");
+  AddSettings(command, options.engine);
+  AddQuiet(command, options.quiet, "No notes");
+  command->final_callback([&line] { line.chosen = [&line] { return RunPage(line.page); }; });
 }
 
 void AddModelPack(CLI::App* model, CommandLine& line) {
@@ -225,6 +271,8 @@ ExitCode RunCommandLine(int argc, char** argv) {
   AddFeatures(app, line);
   AddQuality(app, line);
   AddScores(app, line);
+  AddExplain(app, line);
+  AddPage(app, line);
   AddModel(app, line);
   try {
     app.parse(argc, argv);

@@ -91,6 +91,33 @@ Examples:
 
 )";
 
+constexpr const char* kExplainHelp =
+    R"(For each stretch of the place in which the same holds: whether its frames of 10 ms count as speech, what the
+network gave against its threshold, the energy against the energy floor, what held them to silence, what the endpoint
+detector was waiting for, and the sentence that they belong to. Parameters stand beside what rests on them, by the
+names that --set takes.
+
+Examples:
+  wvad explain talk.mp3 --at 12.3
+  wvad explain talk.mp3 --at 1:02:03.5 --at 12-12.8
+  wvad explain --json --at 0-5 --set wvad_param_vad_threshold=0.5 talk.mp3
+
+)";
+
+constexpr const char* kReportHelp =
+    R"(The page opens in any current browser, without a network: waveform and spectrogram, the probability of speech with
+its threshold, the energy with the energy floor, the sentences (a click plays one), level and signal-to-noise of each,
+and under the pointer what was decided there and why. Models and sets of parameters stand one under the other. Press ?
+in the page for its keys.
+
+Examples:
+  wvad report talk.mp3 -o talk.html
+  wvad report talk.mp3 -o talk.html -m lstm_fb75 -m dnn_fb75
+  wvad report talk.mp3 -o talk.html --compare wvad_param_vad_threshold=0.5 --compare dnn_fb75,wvad_param_nFrameGap=80
+  wvad report lecture.flac -o lecture.html --link-audio
+
+)";
+
 }  // namespace TSEG::tool
 
 #endif  // WVAD_WVAD_HELP_TEXT_H_

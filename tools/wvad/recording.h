@@ -79,6 +79,9 @@ class Recording {
 
   int64_t samples() const { return samples_; }
   int64_t renewals() const { return renewals_; }
+  // The sample that is frame 0 of the present session, and the one from which on the sentences are its affair.
+  int64_t session_start() const { return session_start_; }
+  int64_t decided_to() const { return decided_to_; }
   // Of the last session.
   const std::vector<OtherResult>& others() const { return others_; }
   // One entry a session; none with the audio-quality component off.

@@ -58,9 +58,25 @@ constexpr SoundKind kSoundKinds[] = {
     {"flac", "16 bit, compressed without loss", SF_FORMAT_FLAC | SF_FORMAT_PCM_16},
 };
 
+constexpr SoundKind kOpus = {"opus", "compressed, for listening", SF_FORMAT_OGG | SF_FORMAT_OPUS};
+
+// In steps: libsndfile's encoders take room on the stack for what they get at once.
+sf_count_t WriteInSteps(SNDFILE* file, const int16_t* samples, sf_count_t wanted) {
+  constexpr sf_count_t kStep = 16384;
+  sf_count_t written = 0;
+  while (written < wanted) {
+    const sf_count_t step = std::min(kStep, wanted - written);
+    if (sf_write_short(file, samples + written, step) != step) break;
+    written += step;
+  }
+  return written;
+}
+
 }  // namespace
 
 std::span<const SoundKind> SoundKinds() { return kSoundKinds; }
+
+const SoundKind& ListeningKind(int rate_hz) { return rate_hz == 16000 || rate_hz == 8000 ? kOpus : kSoundKinds[0]; }
 
 std::string EncodeSound(const int16_t* samples, size_t count, int rate_hz, const SoundKind& kind) {
   MemoryFile memory;
@@ -71,7 +87,7 @@ std::string EncodeSound(const int16_t* samples, size_t count, int rate_hz, const
   info.format = kind.format;
   std::unique_ptr<SNDFILE, Close> file(sf_open_virtual(&io, SFM_WRITE, &info, &memory));
   const sf_count_t wanted = static_cast<sf_count_t>(count);
-  if (file == nullptr || sf_write_short(file.get(), samples, wanted) != wanted) {
+  if (file == nullptr || WriteInSteps(file.get(), samples, wanted) != wanted) {
     throw Failure(ExitCode::kOutput, std::string(kind.name) + ": this libsndfile cannot write it (" + sf_strerror(file.get()) + ")");
   }
   file.reset();  // writes what is still missing

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Samples as the bytes of a sound file (libsndfile): 16 bit, one channel, nothing lost.
+// Samples as the bytes of a sound file (libsndfile): one channel, 16 bit and nothing lost, or compressed for listening.
 #ifndef WVAD_WVAD_SOUND_WRITER_H_
 #define WVAD_WVAD_SOUND_WRITER_H_
 
@@ -19,6 +19,9 @@ struct SoundKind {
 
 // The first one is the default.
 std::span<const SoundKind> SoundKinds();
+
+// For listening alone: Opus in Ogg, which browsers play. Where the rate is none of Opus's own (6000 Hz) it is WAV.
+const SoundKind& ListeningKind(int rate_hz);
 
 // Throws Failure(kOutput) with libsndfile's reason. (FLAC has no form for no samples at all.)
 std::string EncodeSound(const int16_t* samples, size_t count, int rate_hz, const SoundKind& kind);

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/traced_run.h"
+
+#include <array>
+#include <utility>
+
+#include "params/cfg_vad.h"
+#include "session/tseg_inst.h"
+#include "wvad/engine_config.h"
+#include "wvad/input.h"
+#include "wvad/model_finder.h"
+#include "wvad/parameter_table.h"
+#include "wvad/parameters.h"
+
+namespace TSEG::tool {
+namespace {
+
+std::string BuiltIn(const std::string& name) {
+  CFG_VAD fresh;
+  std::array<char, 512> text{};
+  return fresh.get_para_value(name.c_str(), text.data(), text.size()) ? std::string(text.data()) : std::string();
+}
+
+}  // namespace
+
+TracedEngine::TracedEngine(const EngineOptions& options, bool quiet) : model_file_(FindModel(options.model, options.models_dir)) {
+  ParameterPlan plan = PlanParameters(options.settings, false);
+  const std::string own = ReadConfiguration(options.config, false, quiet);
+  engine_ = std::make_unique<Engine>(model_file_, plan.configuration, FurtherConfiguration(plan, model_file_, own));
+  detector_ = std::make_unique<Detector>(*engine_);
+  session_ = std::move(plan.session);
+  // The values of a session go with it.
+  const Session trial(*detector_, session_);
+  for (const ParameterRow& row : ParameterTable()) {
+    const std::string name(row.name);
+    const std::string built_in = BuiltIn(name);
+    // Those without a value of their own are other names of these.
+    if (!built_in.empty()) in_force_.push_back({name, detector_->Get(name), built_in});
+  }
+  rate_hz_ = ParseInt(detector_->Get("VAD_PARAM_SAMPLERATE")).value_or(16000);
+  const CFG_VAD& cfg = *detector_->handle()->pCfg;
+  facts_.threshold = static_cast<double>(cfg.wvad_param_vad_threshold);
+  facts_.adaptive_floor = cfg.wvad_param_k4_energy;
+}
+
+int TracedEngine::Number(const std::string& name) const {
+  for (const ParameterInForce& parameter : in_force_) {
+    if (parameter.name == name) return ParseInt(parameter.value).value_or(0);
+  }
+  return 0;
+}
+
+TracedRecording::TracedRecording(TracedEngine& engine, Recording::Sink sentences, DecisionTrace::Sink rows)
+    : engine_(engine),
+      recording_(*engine.detector_, engine.session_, engine.rate_hz(), RenewalPolicy(), std::move(sentences)),
+      trace_(
+          engine.rate_hz(),
+          [this] {
+            return DecisionTrace::Place{recording_.session_start(), recording_.decided_to()};
+          },
+          std::move(rows)) {
+  engine_.detector_->handle()->decision.pObserver = &trace_;
+}
+
+TracedRecording::~TracedRecording() { engine_.detector_->handle()->decision.pObserver = nullptr; }
+
+void TracedRecording::Feed(const std::vector<int16_t>& piece) {
+  const int64_t before = recording_.renewals();
+  recording_.Feed(piece);
+  if (recording_.renewals() != before) renewals_.push_back(recording_.decided_to());
+}
+
+}  // namespace TSEG::tool
