@@ -9,6 +9,7 @@
 
 #include "base/wrap.h"
 #include "decision/checked_subscript.h"
+#include "decision/decision_observer.h"
 #include "decision/endpoint_detector.h"
 #include "decision/energy_floor.h"
 #include "log/log.h"
@@ -27,20 +28,22 @@ constexpr int32_t kFloorEveryFrames = 100;
 // Distance from the longest sentence at which silence is held, and beyond which everything is silence.
 constexpr int32_t kSpliceFrames = 100;
 
+// A frame on its way, and the pair as the score trace has it.
 struct ScoredFrame {
   float a;
   float b;
-  float score;
+  DecidedFrame decided;
 
-  void Force(float value) { a = b = score = value; }
+  void Force(float value) { a = b = decided.score = value; }
 };
 
 void HoldOver(TsegInst* inst, ScoredFrame* frame) {
-  if (frame->score < 0.0f) {
+  if (frame->decided.score < 0.0f) {
     inst->decision.nHoldOver = kHoldOverFrames;
   } else if (inst->decision.nHoldOver > 0) {
     --inst->decision.nHoldOver;
     frame->Force(kHeldOver);
+    frame->decided.held_over = true;
   }
 }
 
@@ -59,6 +62,7 @@ double EnergyFloor(TsegInst* inst) {
 
 void Splice(TsegInst* inst, ScoredFrame* frame) {
   frame->Force(kForcedSilence);
+  frame->decided.spliced = true;
   inst->decision.nHoldOver = kHoldOverFrames;
   WVAD_LOG_WARN("wVadProcess | pTsegInst->nCurSpeechFrameNum > pTsegInst->nParamSpeechTimeOut/10, force splice");
 }
@@ -67,7 +71,7 @@ void Splice(TsegInst* inst, ScoredFrame* frame) {
 // after.
 void ForceSplice(TsegInst* inst, ScoredFrame* frame) {
   const int32_t limit = inst->pCfg->wvad_param_nSpeechTimeOut / 10;
-  if (inst->decision.nCurSpeechFrameNum > limit - kSpliceFrames && frame->score < 0.0f) Splice(inst, frame);
+  if (inst->decision.nCurSpeechFrameNum > limit - kSpliceFrames && frame->decided.score < 0.0f) Splice(inst, frame);
   if (inst->decision.nCurSpeechFrameNum > limit + kSpliceFrames) Splice(inst, frame);
 }
 
@@ -118,16 +122,19 @@ FrameVerdict PickVerdict(TsegInst* inst, EndpointResult result, int32_t silence)
   return WVAD_FRAME_GOON;
 }
 
-}  // namespace
-
-float wVadProcess(TsegInst* inst, float a, float b) {
+// What wVadProcess does, with the reasons.
+DecidedFrame Process(TsegInst* inst, float a, float b) {
   const CFG_VAD& cfg = *inst->pCfg;
   const float threshold = static_cast<float>(2.0 * static_cast<double>(cfg.wvad_param_vad_threshold) - 1.0);
   const double difference = static_cast<double>(a) - static_cast<double>(b);
-  ScoredFrame frame{a, b, static_cast<float>(difference - static_cast<double>(threshold))};
+  ScoredFrame frame{a, b, {}};
+  DecidedFrame& decided = frame.decided;
+  decided.speech = a;
+  decided.other = b;
+  decided.raw = decided.score = static_cast<float>(difference - static_cast<double>(threshold));
 
   // Before any override: the sum may include frames that are held to silence below.
-  if (frame.score > 0.0f) {
+  if (decided.score > 0.0f) {
     const double energy = static_cast<double>(CheckedSubscript(inst->decision.eScore, inst->decision.nFrameIdx)) / 1000.0;
     inst->decision.fSpeechEnergySum = static_cast<float>(static_cast<double>(inst->decision.fSpeechEnergySum) + energy);
     ++inst->decision.nSpeechEnergyCount;
@@ -135,9 +142,11 @@ float wVadProcess(TsegInst* inst, float a, float b) {
 
   HoldOver(inst, &frame);
 
-  const double energy = static_cast<double>(CheckedSubscript(inst->decision.eScore, inst->decision.nFrameIdx));
-  if (EnergyFloor(inst) > energy) {
+  decided.energy = static_cast<double>(CheckedSubscript(inst->decision.eScore, inst->decision.nFrameIdx));
+  decided.floor = EnergyFloor(inst);
+  if (decided.floor > decided.energy) {
     frame.Force(kForcedSilence);
+    decided.below_floor = true;
     inst->decision.nHoldOver = kHoldOverFrames;
   }
 
@@ -147,13 +156,18 @@ float wVadProcess(TsegInst* inst, float a, float b) {
     inst->diagnostics.mScore.push_back(CutLow32(static_cast<double>(frame.a * 1000.0f)));
     inst->diagnostics.mScore.push_back(CutLow32(static_cast<double>(frame.b * 1000.0f)));
   }
-  return frame.score;
+  return decided;
 }
+
+}  // namespace
+
+float wVadProcess(TsegInst* inst, float a, float b) { return Process(inst, a, b).score; }
 
 FrameVerdict wVadFrameStep(TsegInst* inst, const float* pair, [[maybe_unused]] int32_t stride, int32_t* outBegin, int32_t* outEnd) {
   if (inst->decision.nNoSpeechFrames > inst->pCfg->wvad_param_nResponseTimeOut / 10) return WVAD_FRAME_NOSPEECH;
-  const float score = wVadProcess(inst, pair[0], pair[1]);
-  const EndpointResult result = StepDetector(inst, score);
+  const DecidedFrame frame = Process(inst, pair[0], pair[1]);
+  const EndpointResult result = StepDetector(inst, frame.score);
+  if (inst->decision.pObserver != nullptr) inst->decision.pObserver->OnFrame(*inst, inst->decision.nFrameIdx, frame, result);
   ++inst->decision.nFrameIdx;
   *outBegin = inst->decision.pEndpoint->nBeginFrame;
   *outEnd = inst->decision.pEndpoint->nEndFrame;

@@ -15,6 +15,8 @@
 
 namespace TSEG {
 
+class DecisionObserver;
+
 struct DecisionState {
   DecisionState();
 
@@ -34,6 +36,7 @@ struct DecisionState {
   FrameHistory<float> eScoreB;  // stays empty: the energies of the gain-controlled side go to eScore
   std::unique_ptr<EndpointDetector> pEndpoint = std::make_unique<EndpointDetector>();
   std::unique_ptr<EnergyStats> pEnergyStats = std::make_unique<EnergyStats>();
+  DecisionObserver* pObserver = nullptr;  // is told of every frame, if there is one; stays from session to session
 
   // The values of a fresh session under `cfg`, which must outlive it. The two sums of a sentence in progress stay.
   void Start(const CFG_VAD* cfg);
