@@ -69,17 +69,17 @@ typedef int32_t wvad_status;
 
 enum {
   WVAD_OK = 0,
-  WVAD_E_NULL = -1,          /* a pointer that is needed is null */
-  WVAD_E_HANDLE = -2,        /* not an open handle of this kind; a copy of a closed one is recognised where its memory still shows it */
-  WVAD_E_SIZE = -3,          /* the size field of a struct is none that there has been, or unknown fields of a larger one are in use */
-  WVAD_E_PARAMETER = -4,     /* no setting, flag, profile or model has this name or number */
-  WVAD_E_RANGE = -5,         /* a value outside its range, or no number */
-  WVAD_E_FORMAT = -6,        /* a rate, sample form, number of channels or channel that cannot be served */
-  WVAD_E_LENGTH = -7,        /* a piece that does not end with a whole frame, or is longer than can be addressed */
-  WVAD_E_SAMPLES = -8,       /* the piece holds a sample that is not a number or infinite */
-  WVAD_E_STATE = -9,         /* audio after the end; an event asked of a stream with a callback */
-  WVAD_E_BUSY = -10,         /* another call is running on this stream: on another thread, or the one that called the callback */
-  WVAD_E_QUEUE_FULL = -11,   /* queue_limit events wait; take them, then give the piece again */
+  WVAD_E_NULL = -1,           /* a pointer that is needed is null */
+  WVAD_E_HANDLE = -2,         /* not an open handle of this kind; a copy of a closed one is recognised where its memory still shows it */
+  WVAD_E_SIZE = -3,           /* the size field of a struct is none that there has been, or unknown fields of a larger one are in use */
+  WVAD_E_PARAMETER = -4,      /* no setting, flag, profile or model has this name or number */
+  WVAD_E_RANGE = -5,          /* a value outside its range, or no number */
+  WVAD_E_FORMAT = -6,         /* a rate, sample form, number of channels or channel that cannot be served */
+  WVAD_E_LENGTH = -7,         /* a piece that does not end with a whole frame, or is longer than can be addressed */
+  WVAD_E_SAMPLES = -8,        /* the piece holds a sample that is not a number or infinite */
+  WVAD_E_STATE = -9,          /* audio after the end; an event asked of a stream with a callback */
+  WVAD_E_BUSY = -10,          /* another call is running on this stream: on another thread, or the one that called the callback */
+  WVAD_E_QUEUE_FULL = -11,    /* queue_limit events wait; take them, then give the piece again */
   WVAD_E_MODEL_MISSING = -12, /* there is no model file at the path, or it cannot be read */
   WVAD_E_MODEL_DAMAGED = -13, /* a model that is cut short or inconsistent */
   WVAD_E_MODEL_KIND = -14,    /* not a model of this engine, or of a kind that it does not run */
@@ -105,15 +105,15 @@ typedef struct wvad_model wvad_model;
 
 typedef struct wvad_model_info {
   uint32_t size;
-  int32_t rate_hz;   /* that it listens at: 16000, 8000 or 6000; audio of other rates is resampled to it */
-  const char* kind;  /* "dnn_fb75", "lstm_fb75" or "lstm_fb40"; belongs to the model */
+  int32_t rate_hz;  /* that it listens at: 16000, 8000 or 6000; audio of other rates is resampled to it */
+  const char* kind; /* "dnn_fb75", "lstm_fb75" or "lstm_fb40"; belongs to the model */
 } wvad_model_info;
 
 /* Opens a model and stores its handle in `*model`, which is null after a refusal.
  *   wvad_model_open: the file at `path`, UTF-8.
  *   wvad_model_open_memory: the `n_bytes` at `data`, a whole model file; they are copied.
- *   wvad_model_open_bundled: one that came with the library, from the folder "vad" beside its own file: "dnn_fb75" (the default, null or
- *   empty), "lstm_fb75", "lstm_fb40".
+ *   wvad_model_open_bundled: one that came with the library, from the folder "vad" beside its own file: "lstm_fb75" (the default, null or
+ *   empty), "lstm_fb40", "dnn_fb75"; wvad_profile_model() says which one suits a profile.
  * Refusals: NULL, MODEL_MISSING, MODEL_DAMAGED, MODEL_KIND, PARAMETER (a name with anything but letters, digits, "_" and "-"), MEMORY. */
 WVAD_STREAM_API wvad_status wvad_model_open(const char* path, wvad_model** model);
 WVAD_STREAM_API wvad_status wvad_model_open_memory(const void* data, size_t n_bytes, wvad_model** model);
@@ -137,17 +137,22 @@ enum {
   WVAD_PROFILE_TELEPHONE = 4  /* "telephone": narrow band, noise of the line */
 };
 
+/* The name of the bundled model that suits a profile best; null for a number that is no profile. Nothing is chosen behind the caller's
+ * back: open it with wvad_model_open_bundled. Lives for ever. */
+WVAD_STREAM_API const char* wvad_profile_model(int32_t profile);
+
 /* How a stream decides. Times in seconds, rounded to whole 10 ms. In text each field goes by its own name, as in "min_silence=0.25", and
  * the profile by its name, as in "profile=fast". wvad_settings_describe() has the ranges, docs/stream.md the values of each profile. */
 typedef struct wvad_settings {
   uint32_t size;
-  int32_t profile;        /* that the values were taken from, WVAD_PROFILE_...; says nothing more about them */
-  double threshold;       /* probability of speech from which 10 ms are speech. 0.01 to 0.99 */
-  double min_speech;      /* s of speech that make a sentence. 0.03 to 2 */
-  double min_silence;     /* s of silence that end it; half of it in a sentence of over 10 s. 0.05 to 10 */
-  double pad_before;      /* s put before the first speech, as far as no sentence lies there. 0 to 2 */
-  double pad_after;       /* s put behind the last speech; no more than min_silence has effect. 0 to 2 */
-  double max_sentence;    /* s, the longest sentence: from a second before it weak spots, from a second behind it anything, end it. 2 to 3600 */
+  int32_t profile;    /* that the values were taken from, WVAD_PROFILE_...; says nothing more about them */
+  double threshold;   /* probability of speech from which 10 ms are speech. 0.01 to 0.99 */
+  double min_speech;  /* s of speech that make a sentence. 0.03 to 2 */
+  double min_silence; /* s of silence that end it; half of it in a sentence of over 10 s. 0.05 to 10 */
+  double pad_before;  /* s put before the first speech, as far as no sentence lies there. 0 to 2 */
+  double pad_after;   /* s put behind the last speech; no more than min_silence has effect. 0 to 2 */
+  double
+      max_sentence; /* s, the longest sentence: from a second before it weak spots, from a second behind it anything, end it. 2 to 3600 */
   double energy_floor_db; /* dB of full scale under which nothing is speech, taken in steps of 4.34 dB. -116 to -12 */
   double turn_silence;    /* s of silence behind a sentence after which the turn is over. 0: never. Else 0.05 to 3600 */
   double still_every;     /* s between two reports of silence. 0: never. Else 0.1 to 3600 */
@@ -156,9 +161,9 @@ typedef struct wvad_settings {
 /* One row of the table of settings. All texts live for ever. */
 typedef struct wvad_setting_info {
   uint32_t size;
-  const char* name;        /* of the field, and in text */
-  const char* unit;        /* "s", "dB" or "" */
-  double low;              /* smallest and largest value; 0 is also taken where zero_is_off */
+  const char* name; /* of the field, and in text */
+  const char* unit; /* "s", "dB" or "" */
+  double low;       /* smallest and largest value; 0 is also taken where zero_is_off */
   double high;
   int32_t zero_is_off;     /* 1 or 0 */
   double initial;          /* in the default profile */
@@ -240,8 +245,9 @@ typedef struct wvad_stream wvad_stream;
 /* Forms of a sample, in the machine's byte order. Samples need not be aligned. */
 enum {
   WVAD_SAMPLE_S16 = 1, /* 16-bit signed */
-  WVAD_SAMPLE_S24 = 2, /* 24-bit signed in the low three quarters of 32 bits; the upper eight bits are not looked at */
-  WVAD_SAMPLE_S32 = 3, /* 32-bit signed */
+  WVAD_SAMPLE_S24 = 2, /* 24-bit signed in the low three quarters of 32 bits, the upper eight not looked at: aligned to the least
+                          significant bit, as ALSA's S24_LE. What is aligned to the most significant bit is S32 */
+  WVAD_SAMPLE_S32 = 3, /* 32-bit signed; also 24 bits in its upper three quarters */
   WVAD_SAMPLE_F32 = 4  /* 32-bit float, full scale 1.0; beyond it is cut off and counts as clipped */
 };
 
@@ -262,21 +268,21 @@ typedef struct wvad_stream_options {
   uint32_t want;                /* WVAD_WANT_..., added. Initially 0 */
   wvad_event_callback on_event; /* or null, as initially: events then wait in a queue */
   void* user;                   /* for on_event; not looked at */
-  uint32_t queue_limit;         /* events that may wait before a push is refused, 1 and more. Initially 65536. A push that is taken is taken whole
-                                   and may go beyond it */
+  uint32_t queue_limit; /* events that may wait before a push is refused, 1 and more. Initially 65536. A push that is taken is taken whole
+                           and may go beyond it */
 } wvad_stream_options;
 
 typedef struct wvad_stream_info {
   uint32_t size;
-  int64_t samples;      /* frames of the input that were taken */
-  int64_t heard;        /* of these, handed to the detector: less than 10 ms, and with resampling the filter's delay, are held back */
-  int64_t sentences;    /* begun so far */
-  int64_t renewals;     /* of the session inside; for curiosity, nothing is lost in one */
-  uint64_t queued;      /* events that wait */
-  int32_t in_sentence;  /* 1 or 0 */
-  int32_t finished;     /* 1 or 0 */
-  int32_t cancels;      /* 1 if mixing the channels takes the sound away, since they carry it in opposite phase; choose one of them */
-  double mix_loss_db;   /* what mixing does to the power, 0 and below; 0 with a single channel */
+  int64_t samples;     /* frames of the input that were taken */
+  int64_t heard;       /* of these, handed to the detector: less than 10 ms, and with resampling the filter's delay, are held back */
+  int64_t sentences;   /* begun so far */
+  int64_t renewals;    /* of the session inside; for curiosity, nothing is lost in one */
+  uint64_t queued;     /* events that wait */
+  int32_t in_sentence; /* 1 or 0 */
+  int32_t finished;    /* 1 or 0 */
+  int32_t cancels;     /* 1 if mixing the channels takes the sound away, since they carry it in opposite phase; choose one of them */
+  double mix_loss_db;  /* what mixing does to the power, 0 and below; 0 with a single channel */
 } wvad_stream_info;
 
 /* Fills `*options` with initial values. `size` is sizeof *options. Refusals: NULL, SIZE. */
