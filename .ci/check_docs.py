@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The pages keep up with the code: every parameter name is in docs/parameters.md and nothing else is, every code of the public header is in
 docs/api.md with its number, every test that docs/coverage.md names exists and every test program is on it, README.md shows
-examples/sentences.c, and relative links lead somewhere. With the built program as its argument: what `--help` says of each command's options,
+examples/sentences.c, docs/stream.md examples/stream.c and the rows of the stream library's tables, and relative links lead somewhere. With the built program as its argument: what `--help` says of each command's options,
 choices and exit codes is what docs/cli.md and the manual page say."""
 import pathlib
 import re
@@ -40,6 +40,25 @@ def example_problems(text):
     example = text("examples/sentences.c")
     if example[example.index("#include"):] not in text("README.md"):
         yield "README.md: its C program is not examples/sentences.c"
+    example = text("examples/stream.c")
+    if example[example.index("#include"):] not in text("docs/stream.md"):
+        yield "docs/stream.md: its C program is not examples/stream.c"
+
+
+def stream_problems(text):
+    page = text("docs/stream.md")
+    header = text("include/wvad_stream.h")
+    for name in re.findall(r"^  (WVAD_(?:E|EVENT)_\w+) = ", header, re.M):
+        if f"`{name}`" not in page:
+            yield f"docs/stream.md: {name} is missing"
+    for name, unit, low, high, off, engine in re.findall(
+            r'\{"(\w+)", "(\w*)", ([-.\d]+), ([-.\d]+), (true|false), &wvad_settings::\w+, "(\w*)"', text("src/stream/settings_table.h")):
+        limits = ("0, " if off == "true" else "") + f"{low} to {high}"
+        if not re.search(rf"^\| `{name}` \| ?{unit} \| {re.escape(limits)} \| {f'`{engine}`' if engine else 'none'} \|", page, re.M):
+            yield f"docs/stream.md: the row of {name} is not that of src/stream/settings_table.h"
+    for name, values in re.findall(r'WVAD_PROFILE_\w+, "(\w+)", \{([^}]*)\}', text("src/stream/profiles.h")):
+        if f"| `{name}` | " + " | ".join(values.split(", ")[:8]) + " |" not in page:
+            yield f"docs/stream.md: the row of the profile {name} is not that of src/stream/profiles.h"
 
 
 def program_problems(read, program):
@@ -127,6 +146,7 @@ def problems(root, program=None):
     yield from parameter_problems(text)
     yield from interface_problems(text)
     yield from example_problems(text)
+    yield from stream_problems(text)
     if program:
         yield from program_problems(text, program)
     yield from coverage_problems(root, text)

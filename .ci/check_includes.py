@@ -12,7 +12,7 @@ import folders
 LANGUAGE_HEADERS = {f"{name}.h" for name in "assert complex ctype errno fenv float inttypes iso646 limits locale math setjmp signal "
                     "stdalign stdarg stdatomic stdbool stddef stdint stdio stdlib stdnoreturn string tgmath threads time uchar wchar "
                     "wctype".split()}
-PUBLIC_HEADER = "wvad.h"
+PUBLIC_HEADERS = ("wvad.h", "wvad_stream.h")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 COMPONENT = re.compile(r"wvad_component\(\s*(\w+)(.*?)\)", re.S)
 
@@ -48,7 +48,7 @@ def problems_of_file(root, table, path):
         return
     for number, line in enumerate((root / path).read_text(encoding="utf-8").splitlines(), 1):
         match = INCLUDE.match(line)
-        if not match or match.group(2) == PUBLIC_HEADER:
+        if not match or match.group(2) in PUBLIC_HEADERS:
             continue
         quote, name = match.groups()
         file = own_file(root, name)

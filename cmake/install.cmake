@@ -1,14 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
-# What an installation holds: header, shared library, models beside it, CMake package, pkg-config file, program, manual page, licence.
+# What an installation holds: headers, shared libraries, models beside them, CMake package, pkg-config file, program, manual page, licence.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS wvad EXPORT wvadTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(FILES include/wvad.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS wvad wvad-stream EXPORT wvadTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES include/wvad.h include/wvad_stream.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 file(GLOB _models CONFIGURE_DEPENDS models/*.bin)
 install(FILES ${_models} DESTINATION ${CMAKE_INSTALL_LIBDIR}/vad)
 # The pages lie to each other as they do here, so that their links lead somewhere.
 install(FILES LICENSE NOTICE README.md CONTRIBUTING.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES include/wvad.h DESTINATION ${CMAKE_INSTALL_DOCDIR}/include)
+install(FILES include/wvad.h include/wvad_stream.h DESTINATION ${CMAKE_INSTALL_DOCDIR}/include)
 install(FILES tools/modelfile/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/tools/modelfile)
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN CMakeLists.txt EXCLUDE)
 # Cards, licences and credits of the models go where the models go to people.
@@ -31,7 +31,8 @@ install(FILES ${PROJECT_BINARY_DIR}/wvadConfig.cmake ${PROJECT_BINARY_DIR}/wvadC
 # The folders are told from the prefix, so that an installation can be moved with its pkg-config file.
 file(RELATIVE_PATH WVAD_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/wvad.pc.in ${PROJECT_BINARY_DIR}/wvad.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/wvad.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/wvad-stream.pc.in ${PROJECT_BINARY_DIR}/wvad-stream.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/wvad.pc ${PROJECT_BINARY_DIR}/wvad-stream.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # Takes away what the last installation from this build folder has put there.
 add_custom_target(

@@ -1,31 +1,44 @@
 # SPDX-License-Identifier: Apache-2.0
-# The shared library: the exported functions' objects with everything below them, and only the names of exports.txt to be seen from outside.
-file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/exports.txt _wvad_export_lines REGEX "^[0-9]+ ")
-set(_wvad_map "{\n  global:\n")
-foreach(_line IN LISTS _wvad_export_lines)
-  string(REGEX REPLACE "^[0-9]+ " "" _name "${_line}")
-  string(APPEND _wvad_map "    ${_name};\n")
-endforeach()
-# No version name: the node itself would be one more exported symbol.
-string(APPEND _wvad_map "  local:\n    *;\n};\n")
-file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/wvad.map CONTENT "${_wvad_map}" @ONLY)
-set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.txt)
+# The shared libraries: the exported functions' objects with everything below them, and only the names of a list to be seen from outside.
+
+# wvad_exports(<target> <list>): shows the names of the list `cmake/<list>` alone, one a line behind its ordinal.
+function(wvad_exports target list)
+  file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/${list} lines REGEX "^[0-9]+ ")
+  set(text "{\n  global:\n")
+  foreach(line IN LISTS lines)
+    string(REGEX REPLACE "^[0-9]+ " "" name "${line}")
+    string(APPEND text "    ${name};\n")
+  endforeach()
+  # No version name: the node itself would be one more exported symbol.
+  string(APPEND text "  local:\n    *;\n};\n")
+  set(map ${PROJECT_BINARY_DIR}/${target}.map)
+  file(CONFIGURE OUTPUT ${map} CONTENT "${text}" @ONLY)
+  set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/${list})
+  set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX LINK_DEPENDS ${map})
+  target_link_options(${target} PRIVATE -Wl,--version-script=${map} -Wl,--exclude-libs,ALL)
+  if(NOT WVAD_SANITIZE)
+    target_link_options(${target} PRIVATE -Wl,-z,defs)
+  endif()
+  target_include_directories(${target} INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endfunction()
 
 add_library(wvad SHARED $<TARGET_OBJECTS:wvad_api>)
 add_library(wvad::wvad ALIAS wvad)
-set_target_properties(
-  wvad
-  PROPERTIES VERSION ${PROJECT_VERSION}
-             SOVERSION ${PROJECT_VERSION_MAJOR}
-             LINKER_LANGUAGE CXX
-             LINK_DEPENDS ${PROJECT_BINARY_DIR}/wvad.map)
-target_include_directories(wvad INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+set_target_properties(wvad PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 # The parts below are inside the library; a client links nothing of them.
 target_link_libraries(wvad PRIVATE $<BUILD_INTERFACE:wvad_flags> $<BUILD_INTERFACE:wvad_api>)
-target_link_options(wvad PRIVATE -Wl,--version-script=${PROJECT_BINARY_DIR}/wvad.map -Wl,--exclude-libs,ALL)
-if(NOT WVAD_SANITIZE)
-  target_link_options(wvad PRIVATE -Wl,-z,defs)
-endif()
+wvad_exports(wvad exports.txt)
+
+# libwvad-stream, whose ABI has a number of its own.
+file(STRINGS ${PROJECT_SOURCE_DIR}/include/wvad_stream.h _wvad_stream_abi REGEX "^#define WVAD_STREAM_ABI [0-9]+")
+string(REGEX REPLACE ".* " "" _wvad_stream_abi "${_wvad_stream_abi}")
+add_library(wvad-stream SHARED $<TARGET_OBJECTS:wvad_stream_api>)
+add_library(wvad::stream ALIAS wvad-stream)
+set_target_properties(
+  wvad-stream PROPERTIES VERSION ${_wvad_stream_abi}.${PROJECT_VERSION_MINOR}.${PROJECT_VERSION_PATCH} SOVERSION ${_wvad_stream_abi}
+                         EXPORT_NAME stream)
+target_link_libraries(wvad-stream PRIVATE $<BUILD_INTERFACE:wvad_flags> $<BUILD_INTERFACE:wvad_stream_api>)
+wvad_exports(wvad-stream stream_exports.txt)
 
 # The bundled models lie where the library looks for them by default: in the folder "vad" beside its own file.
 file(GLOB _wvad_models CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/models/*.bin)

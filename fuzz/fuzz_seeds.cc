@@ -97,6 +97,26 @@ void Sequences(const fs::path& folder) {
   Save(folder, "cold", cold);
 }
 
+void Streams(const fs::path& folder) {
+  // Model; a first stream: rate, channels, form, channel, wants, callback, limit, size, profile, settings, values; then pushes of sound,
+  // events, information, an end.
+  for (uint8_t rate = 0; rate < 7; ++rate) {
+    std::vector<uint8_t> input = {static_cast<uint8_t>(rate % 3), rate, 1, 1, 0, rate, static_cast<uint8_t>(rate % 2), 255, 0,
+                                  static_cast<uint8_t>(rate % 5), 0,    0};
+    for (uint8_t i = 0; i < 30; ++i) {
+      input.insert(input.end(), {9, 0, 200, 0x10, 0x27, 1, static_cast<uint8_t>(40 * i), static_cast<uint8_t>(9 * i), 1});
+      input.insert(input.end(), {3, 0, 9, 4, 0, 0});
+    }
+    input.insert(input.end(), {1, 0, 2, 0, 9, 0, 200, 0x10, 0x27, 1, 0, 0, 1, 1, 0});
+    Save(folder, "rate" + std::to_string(rate), input);
+  }
+  const std::string text = "profile=fast,min_silence=0.3 threshold=0.5";
+  std::vector<uint8_t> settings = {0, 0, 2, 4, 1, 7, 1, 255, 0, 1, static_cast<uint8_t>(text.size())};
+  settings.insert(settings.end(), text.begin(), text.end());
+  settings.insert(settings.end(), {0, 9, 0, 200, 0x10, 0x27, 1, 0, 0, 1, 5, 0, 3, 'a', '=', '1', 1, 0});
+  Save(folder, "settings", settings);
+}
+
 void Kernels(const fs::path& folder) {
   for (uint8_t kernel = 0; kernel < 26; ++kernel) {
     std::vector<uint8_t> input = {kernel, 35, 99};
@@ -126,5 +146,6 @@ int main(int argc, char** argv) {
   Parameters(folder / "parameter_text");
   Sequences(folder / "call_sequence");
   Kernels(folder / "kernels");
+  Streams(folder / "stream");
   return 0;
 }

@@ -20,20 +20,20 @@ bool Intake::NextChunk(const WVadAudioSample& audio, uint32_t* status) {
     return true;
   }
   *status = WVAD_WRITE_CONTINUE;
-  nChunkFill %= kChunkBytes;
+  nChunkFill %= nChunkBytes;
   const uint32_t have = nChunkFill;
   const uint32_t avail = audio.len - nChunkConsumed;
-  const uint32_t need = kChunkBytes - have;
+  const uint32_t need = nChunkBytes - have;
   const uint8_t* from = static_cast<const uint8_t*>(audio.pData) + nChunkConsumed;
   if (avail >= need) {
     std::memcpy(pChunk.data() + have, from, need);
     nChunkConsumed += need;
-    nChunkFill = kChunkBytes;
+    nChunkFill = nChunkBytes;
     return true;
   }
   if (avail > 0) std::memcpy(pChunk.data() + have, from, avail);
   nChunkConsumed = audio.len;
-  nChunkFill = (have + avail) % kChunkBytes;
+  nChunkFill = (have + avail) % nChunkBytes;
   if (audio.status != WVAD_WRITE_LAST) return false;
   *status = WVAD_WRITE_LAST;
   return true;

@@ -17,10 +17,11 @@ constexpr uint32_t kChunkBytes = 800;
 
 struct Intake {
   AlignedBuffer<uint8_t> pChunk{kChunkBytes};
-  uint32_t nChunkConsumed = 0;  // bytes of the caller's piece taken so far
-  uint32_t nChunkFill = 0;      // bytes in pChunk
-  uint8_t bEmptyChunkSent = 0;  // the chunk of an empty last piece has gone out
-  uint32_t nAudioBytes = 0;     // bytes of chunks in this session
+  uint32_t nChunkBytes = kChunkBytes;  // of a chunk: even, kChunkBytes at the most; less for who wants decisions sooner
+  uint32_t nChunkConsumed = 0;         // bytes of the caller's piece taken so far
+  uint32_t nChunkFill = 0;             // bytes in pChunk
+  uint8_t bEmptyChunkSent = 0;         // the chunk of an empty last piece has gone out
+  uint32_t nAudioBytes = 0;            // bytes of chunks in this session
 
   // The values of a fresh session.
   void Start();

@@ -62,6 +62,7 @@ class FloatFront final : public CSignalProcess {
   FloatFront();
 
   void Reset(bool new_session);
+  void BeginReady(int32_t frames) { nReadyFrames = frames; }
   int SetParameter(const char* param, const char* value);
   int AppendData(const int16_t* samples, int count);
   int GetFeature(StaticFeatureFB* record, bool flush);
@@ -99,6 +100,7 @@ class FloatFront final : public CSignalProcess {
   int32_t nCmnRelease = kSchedules[0].nRelease;
   float fPriorWeight = kSchedules[0].fPriorWeight;  // of afPrior at 0 frames
   int32_t nCmnType = 0;
+  int32_t nReadyFrames = 0;  // above 0: frames leave at once, and afPrior counts as so many
 };
 
 FloatFront::FloatFront() {
@@ -109,6 +111,7 @@ FloatFront::FloatFront() {
 void FloatFront::Reset(bool new_session) {
   if (new_session) {
     nBaseFrames = 0;
+    nReadyFrames = 0;
     if (nFramesDone > 200) std::memcpy(afPrior, kPrior, sizeof afPrior);
     std::memset(afSum, 0, sizeof afSum);
   } else {
@@ -196,11 +199,13 @@ int FloatFront::AppendData(const int16_t* samples, int count) {
 }
 
 bool FloatFront::TakeFrame() {
-  if (Fill() < nWindow) return false;
+  // Energy and banks look at the first half of the window, the pitch tracker alone at all of it.
+  const int32_t needed = nReadyFrames > 0 && !bPitch ? nWindow / 2 : nWindow;
+  if (Fill() < needed) return false;
   const int64_t to_end = kPcmRing - nReadPos;
-  const int64_t first = to_end < nWindow ? to_end : nWindow;
+  const int64_t first = to_end < needed ? to_end : needed;
   std::memcpy(pFrameSamples.data(), pPcm.get() + nReadPos, static_cast<size_t>(first) * sizeof(int16_t));
-  std::memcpy(pFrameSamples.data() + first, pPcm.get(), static_cast<size_t>(nWindow - first) * sizeof(int16_t));
+  std::memcpy(pFrameSamples.data() + first, pPcm.get(), static_cast<size_t>(needed - first) * sizeof(int16_t));
   nReadPos += nHop;
   if (nReadPos > kPcmRing) nReadPos -= kPcmRing;
   return true;
@@ -230,6 +235,7 @@ int FloatFront::GetFeature(StaticFeatureFB* record, bool flush) {
 
 int64_t FloatFront::Allowance(int32_t seen, bool flush) const {
   if (flush) return seen;
+  if (nReadyFrames > 0 && nCmnType != 4) return seen;
   if (seen <= nCmnStart) return -1;
   if (seen > nCmnFull) return seen;
   const int64_t release = nCmnRelease;
@@ -241,6 +247,9 @@ void FloatFront::SetMean(int32_t seen, float* mean) const {
   const float count = static_cast<float>(seen);
   if (nCmnType == 1) {
     for (int i = 0; i < kFbAll; ++i) mean[i] = 0.0f;
+  } else if (nReadyFrames > 0 && nCmnType != 4) {
+    const float ready = static_cast<float>(nReadyFrames);
+    for (int i = 0; i < kFbAll; ++i) mean[i] = (afPrior[i] * ready + afSum[i]) / (ready + count);
   } else if (seen >= nCmnFull) {
     for (int i = 0; i < kFbAll; ++i) mean[i] = afSum[i] / count;
   } else {
@@ -290,6 +299,10 @@ void ORVAFloatFrontReset(FrontHandle handle, int bNewSession) {
   PerfTimer timer("TSEG::ORVAFloatFrontReset");
   if (handle != nullptr) handle->Reset(bNewSession != 0);
   timer.Finish();
+}
+
+void ORVAFloatFrontBeginReady(FrontHandle handle, int32_t frames) {
+  if (handle != nullptr) handle->BeginReady(frames);
 }
 
 int ORVAFloatFrontSetParameter(FrontHandle handle, const char* param, const char* value) {

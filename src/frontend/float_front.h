@@ -30,6 +30,10 @@ int ORVAFloatFrontCreate(FrontHandle* out);
 void ORVAFloatFrontDestroy(FrontHandle handle);
 // Rewinds the ring and the counters; with `bNewSession` also the sums behind the mean. Rebuilds the filter banks for the rate in force.
 void ORVAFloatFrontReset(FrontHandle handle, int bNewSession);
+// After a reset for a new session: frames leave at once, whatever the mean schedule says, and the mean begins as the usual one, which
+// counts for `frames` frames beside those that are heard. Holds until the next reset for a new session. No effect with mean removal types 1
+// and 4.
+void ORVAFloatFrontBeginReady(FrontHandle handle, int32_t frames);
 // Sets "wffpl_param_cmn_type", "wffpl_param_SampleRate", "wffpl_param_k4_energy" or "wffpl_param_ispitch_enable" from decimal text.
 int ORVAFloatFrontSetParameter(FrontHandle handle, const char* param, const char* value);
 // Appends `count` samples to the ring of 409600. Returns 0 or ORVAFE_ERRID_BUFFERFULL with nothing taken.

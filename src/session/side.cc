@@ -11,10 +11,11 @@ void Side::SetFrameSize(int32_t rate) {
   if (IsServedRate(rate)) pWav->setFrameBytes(static_cast<uint32_t>(rate * 2 / 100));
 }
 
-void Side::StartFrontEnd(int32_t rate, const CFG_VAD& cfg, int cmn_type) {
+void Side::StartFrontEnd(int32_t rate, const CFG_VAD& cfg, int cmn_type, int32_t ready_means) {
   const NetworkKind* kind = FindNetworkKind(cfg.wvad_param_TsegModelType);
   FrontEndChannelStart(pFrontEnd.get(), rate, cfg.wvad_param_isTsegDoCMN, cmn_type, cfg.wvad_param_k4_energy,
                        kind == nullptr ? 0 : kind->feature_dim);
+  if (ready_means > 0) ORVAFloatFrontBeginReady(pFrontEnd->hFront, ready_means);
 }
 
 void Side::Push(const uint8_t* chunk, uint32_t n_bytes, bool last) {

@@ -28,8 +28,9 @@ struct Side {
 
   // Sets the PCM container's frame to 10 ms of a served rate; another rate changes nothing, as no session runs on it.
   void SetFrameSize(int32_t rate);
-  // Configures the front end for a session. `cmn_type` is the mean removal type of the engine's defaults.
-  void StartFrontEnd(int32_t rate, const CFG_VAD& cfg, int cmn_type);
+  // Configures the front end for a session. `cmn_type` is the mean removal type of the engine's defaults; `ready_means` above 0: the front
+  // end begins ready, with so many frames of the usual means.
+  void StartFrontEnd(int32_t rate, const CFG_VAD& cfg, int cmn_type, int32_t ready_means);
   // Stores `n_bytes` of PCM and gives them to the front end.
   void Push(const uint8_t* chunk, uint32_t n_bytes, bool last);
   // Moves the frames that the front end has finished to the feature container, and their energies times `scale` to `energies` if it is not

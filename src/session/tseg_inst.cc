@@ -13,8 +13,8 @@ TsegInst::TsegInst(const TSEG::CFG_VAD& defaults)
 }
 
 void TsegInst::StartPipeline(const TSEG::NetworkModels& models, int cmn_type) {
-  sideA.StartFrontEnd(nSampleRate, *pCfg, cmn_type);
-  if (TSEG::GainedSide* side = gained()) side->StartFrontEnd(nSampleRate, *pCfg, cmn_type);
+  sideA.StartFrontEnd(nSampleRate, *pCfg, cmn_type, nReadyMeans);
+  if (TSEG::GainedSide* side = gained()) side->StartFrontEnd(nSampleRate, *pCfg, cmn_type, nReadyMeans);
   network.Start(models, pCfg->wvad_param_TsegModelType, pCfg->wvad_param_vad_LstmPaddingNum);
 }
 

@@ -24,6 +24,14 @@ AGREEING = {
     "tests/b/d_test.cc": "TEST(D, Is) {}\n",
     "docs/coverage.md": "`nothing` outside of a table\n| `what` is held | `one.A`, `one.B.IsMore` |\n| all | `two.D`, `alone`, `fuzz` |\n",
     "examples/sentences.c": "/* head */\n#include <wvad.h>\nint main(void);\n",
+    "examples/stream.c": "/* head */\n#include <wvad_stream.h>\nint main(void);\n",
+    "include/wvad_stream.h": "enum {\n  WVAD_E_A = -1,\n  WVAD_EVENT_B = 1\n};\n",
+    "src/stream/settings_table.h": '{"gap", "s", 0.05, 10, true, &wvad_settings::gap, "wvad_param_a", kX, "x"},\n'
+                                   '{"call", "", 0, 1, false, &wvad_settings::call, "", kX, "x"},\n',
+    "src/stream/profiles.h": '{WVAD_PROFILE_ONE, "one", {0.7, 0.2, 1, 2, 3, 4, -5.5, 6, 0}, "m", 3},\n',
+    "docs/stream.md": "```c\n#include <wvad_stream.h>\nint main(void);\n```\n`WVAD_E_A` `WVAD_EVENT_B`\n"
+                      "| `gap` | s | 0, 0.05 to 10 | `wvad_param_a` | x |\n| `call` | | 0 to 1 | none | x |\n"
+                      "| `one` | 0.7 | 0.2 | 1 | 2 | 3 | 4 | -5.5 | 6 | x |\n",
     "README.md": "```c\n#include <wvad.h>\nint main(void);\n```\n[page](docs/api.md#part) and [elsewhere](https://a.b/c)\n",
 }
 
@@ -83,6 +91,13 @@ class CheckDocsTest(MadeUpTree):
     def test_example_that_the_readme_does_not_show(self):
         self.add("examples/sentences.c", "int more(void);\n")
         self.expect("README.md: its C program is not examples/sentences.c")
+
+    def test_stream_page_without_its_example_names_and_rows(self):
+        self.write("docs/stream.md", "| `gap` | s | 0.05 to 10 | `wvad_param_a` | x |\n| `call` | | 0 to 1 | `x` | x |\n| `one` | 0.7 | 0.3 |\n")
+        self.expect("docs/stream.md: its C program is not examples/stream.c", "docs/stream.md: WVAD_E_A is missing",
+                    "docs/stream.md: WVAD_EVENT_B is missing", "docs/stream.md: the row of gap is not that of src/stream/settings_table.h",
+                    "docs/stream.md: the row of call is not that of src/stream/settings_table.h",
+                    "docs/stream.md: the row of the profile one is not that of src/stream/profiles.h")
 
     def test_program_suite_and_test_that_are_gone(self):
         self.add("docs/coverage.md", "| more | `three`, `one.C`, `one.A.Held`, `fuzzy`, `two.C.Is` |\n")

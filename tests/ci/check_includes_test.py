@@ -33,6 +33,7 @@ class CheckIncludesTest(MadeUpTree):
         super().setUp()
         self.write("docs/architecture.md", PAGE)
         self.write("include/wvad.h", "#include <stdint.h>\n")
+        self.write("include/wvad_stream.h", "#include <stddef.h>\n")
         self.write("src/low/low.h", "#include <unistd.h>\n#include <vector>\n")
         self.write("src/left/left.h", '#include "low/low.h"\n#include "wvad.h"\n#include <pieces/any.hpp>\n')
         self.write("src/left/transform.cc", "#include <transform.h>\n")
@@ -41,7 +42,7 @@ class CheckIncludesTest(MadeUpTree):
         self.write("tools/box/box.h", '#include "left/left.h"\n#include "low/low.h"\n')
         self.write("tools/program/program.cc", '#include "box/box.h"\n#include <wvad.h>\n')
         self.write("tools/program/system.cc", "#include <unistd.h>\n")
-        self.write("examples/client.c", "#include <stdio.h>\n#include <wvad.h>\n")
+        self.write("examples/client.c", "#include <stdio.h>\n#include <wvad.h>\n#include <wvad_stream.h>\n")
         self.write("tests/any_test.cc", '#include "top/top.h"\n#include <unistd.h>\n')
         self.write("bench/any.cc", '#include "nobody/knows.h"\n')
 

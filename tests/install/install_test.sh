@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# install_test.sh BUILD SOURCE MODEL CC: installs from BUILD into a scratch folder, builds and runs a small client by CMake and by
+# install_test.sh BUILD SOURCE MODEL CC: installs from BUILD into a scratch folder, builds and runs a small client of each library by CMake and by
 # pkg-config, and the installed program, each from a folder of its own, and takes the installation away again.
 set -eu
 build=$1
@@ -14,18 +14,20 @@ prefix=$scratch/prefix
 cmake --install "$build" --prefix "$prefix" >"$scratch/install.log"
 library=$(find "$prefix" -name libwvad.so)
 lib=$(dirname "$library")
-for file in "$prefix/include/wvad.h" "$lib/pkgconfig/wvad.pc" "$lib/cmake/wvad/wvadConfig.cmake" "$lib/cmake/wvad/wvadConfigVersion.cmake" \
+for file in "$prefix/include/wvad.h" "$prefix/include/wvad_stream.h" "$lib/pkgconfig/wvad.pc" "$lib/pkgconfig/wvad-stream.pc" "$lib/cmake/wvad/wvadConfig.cmake" "$lib/cmake/wvad/wvadConfigVersion.cmake" \
   "$prefix/bin/wvad" "$prefix/share/man/man1/wvad.1" "$lib/vad/dnn_fb75.bin"; do
   [ -f "$file" ] || { echo "not installed: $file"; exit 1; }
 done
 # What is loaded when it is needed lies where the program looks, if it was built.
 [ ! -f "$build/lib/wvad/ffmpeg.so" ] || [ -f "$lib/wvad/ffmpeg.so" ] || { echo "not installed: wvad/ffmpeg.so"; exit 1; }
-# The library is reached by its soname, which carries the major version.
-soname=$(objdump -p "$library" | awk '/SONAME/ {print $2}')
-case "$soname" in
-  libwvad.so.[0-9]*) [ -e "$lib/$soname" ] ;;
-  *) echo "soname without a version: $soname"; exit 1 ;;
-esac
+# Each library is reached by its soname, which carries a version: the major one, and that of the ABI.
+for name in libwvad libwvad-stream; do
+  soname=$(objdump -p "$lib/$name.so" | awk '/SONAME/ {print $2}')
+  case "$soname" in
+    "$name".so.[0-9]*) [ -e "$lib/$soname" ] ;;
+    *) echo "soname without a version: $soname"; exit 1 ;;
+  esac
+done
 # The links of the installed pages lead somewhere.
 find "$prefix/share/doc/wvad" -name '*.md' | while read -r page; do
   grep -o '](\([^):#]*\)[)#]' "$page" | sed 's/^](//; s/[)#]$//' | while read -r link; do
@@ -40,7 +42,7 @@ printf '[vad]\nwvad_param_model_name = mine.bin\n' >"$scratch/run/w_tseg.cfg"
 runs() {
   said=$(cd "$scratch/run" && "$1") || { echo "$1: failed: $said"; exit 1; }
   case "$said" in
-    "wvad "*" answers 0") ;;
+    "wvad "*" answers 0"*) ;;
     *) echo "$1: $said"; exit 1 ;;
   esac
 }
@@ -48,11 +50,15 @@ runs() {
 cmake -S "$source" -B "$scratch/by-cmake" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$cc" >"$scratch/cmake.log"
 cmake --build "$scratch/by-cmake" >>"$scratch/cmake.log" || { cat "$scratch/cmake.log"; exit 1; }
 runs "$scratch/by-cmake/client"
+runs "$scratch/by-cmake/stream_client"
 
 PKG_CONFIG_PATH=$lib/pkgconfig
 export PKG_CONFIG_PATH
 "$cc" -std=c11 -pedantic -Wall -Wextra -Werror "$source/client.c" $(pkg-config --cflags --libs wvad) -Wl,-rpath,"$lib" -o "$scratch/by-pkg-config"
 runs "$scratch/by-pkg-config"
+"$cc" -std=c11 -pedantic -Wall -Wextra -Werror "$source/stream_client.c" $(pkg-config --cflags --libs wvad-stream) -Wl,-rpath,"$lib" \
+  -o "$scratch/stream-by-pkg-config"
+runs "$scratch/stream-by-pkg-config"
 
 # An installation that is moved elsewhere still finds itself.
 mv "$prefix" "$scratch/moved"

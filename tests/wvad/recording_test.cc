@@ -21,6 +21,7 @@ using Frames = std::vector<std::pair<int64_t, int64_t>>;
 // In frames of 10 ms, so that equality is exact.
 struct Outcome {
   Frames found;
+  std::vector<double> values;  // vol and eg of each
   int64_t renewals = 0;
 };
 
@@ -34,6 +35,7 @@ Outcome Find(const std::vector<int16_t>& signal, const RenewalPolicy& policy, si
     outcome.found.emplace_back(sentence.begin_sample / 160, sentence.end_sample / 160);
     EXPECT_TRUE(sentence.vol.has_value());
     EXPECT_TRUE(sentence.eg.has_value());
+    outcome.values.insert(outcome.values.end(), {sentence.vol.value_or(-1), sentence.eg.value_or(-1)});
   });
   for (size_t i = 0; i < signal.size(); i += piece_samples) {
     const size_t end = std::min(signal.size(), i + piece_samples);
@@ -134,6 +136,32 @@ TEST(Recording, RenewalByCountOfSentences) {
   const Outcome outcome = Find(Bursts(120, spans), policy);
   EXPECT_EQ(outcome.found, Expected(spans));
   EXPECT_GT(outcome.renewals, 5);
+}
+
+TEST(Recording, PiecesOfAnyLengthAreRenewedAtTheSamePlaces) {
+  struct Row {
+    const char* name;
+    RenewalPolicy policy;
+  };
+  std::vector<Row> rows = {{"quiet", {}}, {"age", {}}, {"sentences", {}}, {"hard", {}}};
+  rows[0].policy.quiet_s = 3;
+  rows[1].policy.age_s = 5;
+  rows[2].policy.sentences = 2;
+  rows[3].policy.hard_s = 7;
+  // Pauses off the grid of any piece, and bursts of two levels, so that what is heard of one depends on where its session began.
+  std::vector<int16_t> signal = Bursts(90, RandomSpans(90, 6, 5));
+  for (size_t i = signal.size() / 3; i < signal.size() / 2; ++i) signal[i] = static_cast<int16_t>(signal[i] / 5);
+  for (Row& row : rows) {
+    row.policy.lead_in_s = 2;
+    const Outcome wanted = Find(signal, row.policy, 1600);
+    EXPECT_GT(wanted.renewals, 3) << row.name;
+    for (const size_t piece_ms : {7U, 20U, 333U, 1000U, 10000U}) {
+      const Outcome outcome = Find(signal, row.policy, piece_ms * 16);
+      EXPECT_EQ(outcome.found, wanted.found) << row.name << ", pieces of " << piece_ms << " ms";
+      EXPECT_EQ(outcome.values, wanted.values) << row.name << ", pieces of " << piece_ms << " ms";
+      EXPECT_EQ(outcome.renewals, wanted.renewals) << row.name << ", pieces of " << piece_ms << " ms";
+    }
+  }
 }
 
 TEST(Recording, SentenceWithoutEndIsCutAtTheHardLimitWithoutAGap) {

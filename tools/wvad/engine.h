@@ -16,6 +16,8 @@
 #include <utility>
 #include <vector>
 
+#include "stream/chain_session.h"
+
 namespace TSEG::tool {
 
 using ParameterList = std::vector<std::pair<std::string, std::string>>;
@@ -49,46 +51,30 @@ class Detector {
   WVADInst handle_ = nullptr;
 };
 
-// A sentence of one session, in frames of 10 ms from the session's start, with the values that the engine gave for it. Values are missing
-// where the engine has dropped them (more than sixteen sentences ending in one write).
-struct SessionSentence {
-  int64_t begin_frame = 0;
-  int64_t end_frame = 0;
-  std::optional<double> vol;
-  std::optional<bool> trig;
-  std::optional<double> eg;
-  std::vector<unsigned char> data;  // what the engine handed out of it, whole frames; empty unless the session keeps it
-};
-
-// A further result of the audio-quality component, as it stands: key and JSON member text.
-struct OtherResult {
-  std::string key;
-  std::string text;
-};
+using stream::OtherResult;
+using stream::SessionSentence;
 
 // One session on a detector, from start to stop. Reads back what the engine hands out, so that its memory stays flat.
-class Session {
+class Session : public stream::ChainSession {
  public:
   // `frame_bytes` above 0: what is read back is kept for its sentence, so many bytes a frame (only the last frame of the audio may be
   // shorter). Memory then grows with the longest sentence.
   Session(Detector& detector, const ParameterList& parameters, size_t frame_bytes = 0);
-  ~Session();
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
+  ~Session() override;
 
   // Writes `count` samples; `last` closes the session (an open sentence then ends). Throws Failure(kEngine).
-  void Write(const int16_t* samples, size_t count, bool last);
+  void Write(const int16_t* samples, size_t count, bool last) override;
   // The sentences that have closed since the last call, in order; with kept data as soon as that is whole.
-  std::vector<SessionSentence> TakeClosed();
+  std::vector<SessionSentence> TakeClosed() override;
   // Results other than those of sentences; filled by the last write, and by the write that ended the session.
-  const std::vector<OtherResult>& others() const { return others_; }
+  const std::vector<OtherResult>& others() const override { return others_; }
 
-  bool sentence_open() const { return open_; }
-  int64_t sentences() const { return static_cast<int64_t>(n_closed_) + (open_ ? 1 : 0); }
+  bool sentence_open() const override { return open_; }
+  int64_t sentences() const override { return static_cast<int64_t>(n_closed_) + (open_ ? 1 : 0); }
   // The engine ended the session by itself: tail silence, or no speech in time.
   bool ended() const { return ended_; }
   // The audio-quality component listens; the last write brings its results.
-  bool measures_quality() const { return quality_; }
+  bool measures_quality() const override { return quality_; }
 
  private:
   void Drain();

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/resampler.h"
 
-#include <soxr.h>
-
 #include "wvad/failure.h"
 
 namespace TSEG::tool {
@@ -11,50 +9,6 @@ void CheckRate(const std::string& who, int rate_hz) {
   if (rate_hz >= kLowestRate && rate_hz <= kHighestRate) return;
   throw Failure(ExitCode::kBadRate, who + ": unsupported sample rate " + std::to_string(rate_hz) + " Hz (" + std::to_string(kLowestRate) +
                                         " to " + std::to_string(kHighestRate) + ")");
-}
-
-Resampler::Resampler(int from_hz, int to_hz) : ratio_(static_cast<double>(to_hz) / from_hz) {
-  if (from_hz == to_hz) return;
-  const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
-  const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
-  const soxr_runtime_spec_t one_thread = soxr_runtime_spec(1);
-  soxr_error_t error = nullptr;
-  filter_ = soxr_create(from_hz, to_hz, 1, &error, &io, &quality, &one_thread);
-  if (filter_ == nullptr) {
-    throw Failure(ExitCode::kBadRate, "no resampling from " + std::to_string(from_hz) + " to " + std::to_string(to_hz) +
-                                          " Hz: " + (error != nullptr ? error : "unknown reason"));
-  }
-}
-
-Resampler::~Resampler() { soxr_delete(filter_); }
-
-void Resampler::Process(const float* in, size_t count, std::vector<float>* out) {
-  if (filter_ == nullptr) {
-    out->insert(out->end(), in, in + count);
-  } else if (count > 0) {
-    Run(in, count, out);
-  }
-}
-
-void Resampler::Finish(std::vector<float>* out) {
-  if (filter_ != nullptr) Run(nullptr, 0, out);
-}
-
-void Resampler::Run(const float* in, size_t count, std::vector<float>* out) {
-  const size_t room = static_cast<size_t>(static_cast<double>(count) * ratio_) + 1024;
-  for (;;) {
-    const size_t start = out->size();
-    out->resize(start + room);
-    size_t taken = 0;
-    size_t made = 0;
-    const soxr_error_t error = soxr_process(filter_, in, count, &taken, out->data() + start, room, &made);
-    out->resize(start + made);
-    if (error != nullptr) throw Failure(ExitCode::kBadRate, std::string("resampling failed: ") + error);
-    if (in != nullptr) in += taken;
-    count -= taken;
-    // Everything is in and the filter did not fill the room: nothing more comes now.
-    if (count == 0 && made < room) return;
-  }
 }
 
 }  // namespace TSEG::tool

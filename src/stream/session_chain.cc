@@ -1,35 +1,42 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "wvad/recording.h"
+#include "stream/session_chain.h"
 
 #include <algorithm>
 #include <utility>
 
-namespace TSEG::tool {
+namespace TSEG::stream {
 
-Recording::Recording(Detector& detector, ParameterList parameters, int rate_hz, RenewalPolicy policy, Sink sink, size_t frame_bytes)
-    : detector_(detector),
-      parameters_(std::move(parameters)),
+SessionChain::SessionChain(Factory make_session, int rate_hz, RenewalPolicy policy, Sink sink, size_t frame_bytes)
+    : make_session_(std::move(make_session)),
       rate_hz_(rate_hz),
       policy_(policy),
       sink_(std::move(sink)),
       frame_bytes_(frame_bytes),
-      session_(std::make_unique<Session>(detector_, parameters_, frame_bytes_)) {}
+      session_(make_session_(0)) {}
 
-void Recording::Feed(const std::vector<int16_t>& piece) {
+void SessionChain::Feed(const int16_t* piece, size_t count) {
   size_t fed = 0;
-  for (size_t at = 0; at < piece.size(); ++at) {
-    if (!SoundComesBack(piece[at])) continue;
-    FeedSession(piece.data() + fed, at - fed);
+  const auto feed_to = [&](size_t at) {
+    FeedSession(piece + fed, at - fed);
     fed = at;
-    // The new session's frames lie on the grid of whole 10 ms.
-    const int64_t lead_in = policy_.still_lead_in_s * rate_hz_;
-    if (!session_->sentence_open()) Renew(lead_in + (samples_ - lead_in) % (rate_hz_ / 100));
+  };
+  for (size_t at = 0; at < count; ++at) {
+    if (SoundComesBack(piece[at])) {
+      feed_to(at);
+      // The new session's frames lie on the grid of whole 10 ms.
+      const int64_t lead_in = policy_.still_lead_in_s * rate_hz_;
+      if (!session_->sentence_open()) Renew(lead_in + (samples_ - lead_in) % (rate_hz_ / 100));
+    }
+    // Every tenth of a second of the chain's own clock, so that the lengths of pieces do not matter.
+    if (++since_check_ < rate_hz_ / 10) continue;
+    since_check_ = 0;
+    feed_to(at + 1);
+    if (RenewalIsDue()) Renew(policy_.lead_in_s * rate_hz_);
   }
-  FeedSession(piece.data() + fed, piece.size() - fed);
-  if (RenewalIsDue()) Renew(policy_.lead_in_s * rate_hz_);
+  feed_to(count);
 }
 
-void Recording::FeedSession(const int16_t* samples, size_t count) {
+void SessionChain::FeedSession(const int16_t* samples, size_t count) {
   if (count == 0) return;
   session_->Write(samples, count, false);
   samples_ += static_cast<int64_t>(count);
@@ -39,7 +46,7 @@ void Recording::FeedSession(const int16_t* samples, size_t count) {
 
 // Goes by blocks of 10 ms counted from the recording's start and by single samples, so that the length of pieces does not matter. A block
 // is still that lies under -50 dB, 3 dB below the engine's own floor.
-bool Recording::SoundComesBack(int16_t sample) {
+bool SessionChain::SoundComesBack(int16_t sample) {
   constexpr double kStillPower = 100.0 * 100.0;
   const int64_t block = rate_hz_ / 100;
   const double limit = kStillPower * static_cast<double>(block);
@@ -58,23 +65,23 @@ bool Recording::SoundComesBack(int16_t sample) {
   return back;
 }
 
-void Recording::Finish() {
+void SessionChain::Finish() {
   CloseSession();
   Report();
   session_.reset();
 }
 
-void Recording::CloseSession() {
+void SessionChain::CloseSession() {
   session_->Write(nullptr, 0, true);
   others_ = session_->others();
   if (session_->measures_quality()) quality_.push_back({session_start_, samples_, others_, 0});
 }
 
-void Recording::Report() {
+void SessionChain::Report() {
   for (SessionSentence& found : session_->TakeClosed()) Deliver(std::move(found));
 }
 
-void Recording::Deliver(SessionSentence&& found) {
+void SessionChain::Deliver(SessionSentence&& found) {
   const int64_t frame_samples = rate_hz_ / 100;
   Sentence sentence{session_start_ + found.begin_frame * frame_samples,
                     session_start_ + found.end_frame * frame_samples,
@@ -84,25 +91,33 @@ void Recording::Deliver(SessionSentence&& found) {
                     std::move(found.data),
                     {},
                     0};
-  if (renewals_ > 0) {
-    if (sentence.end_sample <= std::max(decided_to_, reported_to_)) return;
-    if (sentence.begin_sample < reported_to_) {
-      // The same sentence heard again need not end on the same frame. Speech that really goes on is longer than this: the earlier session
-      // had already heard so much silence behind the end.
-      const int64_t splinter = rate_hz_ * 2 / 5;
-      if (sentence.end_sample < reported_to_ + splinter) return;
-      // Whole frames go: the sessions' frames need not lie on one grid.
-      const int64_t known_frames = (reported_to_ - sentence.begin_sample + frame_samples - 1) / frame_samples;
-      sentence.begin_sample += known_frames * frame_samples;
-      const size_t known_bytes = std::min(sentence.data.size(), static_cast<size_t>(known_frames) * frame_bytes_);
-      sentence.data.erase(sentence.data.begin(), sentence.data.begin() + static_cast<std::ptrdiff_t>(known_bytes));
-    }
-  }
+  if (!WillBeTold(sentence.begin_sample, sentence.end_sample)) return;
+  const int64_t begin = BeginToTell(sentence.begin_sample);
+  const size_t known_bytes =
+      std::min(sentence.data.size(), static_cast<size_t>((begin - sentence.begin_sample) / frame_samples) * frame_bytes_);
+  sentence.data.erase(sentence.data.begin(), sentence.data.begin() + static_cast<std::ptrdiff_t>(known_bytes));
+  sentence.begin_sample = begin;
   reported_to_ = sentence.end_sample;
   sink_(sentence);
 }
 
-bool Recording::RenewalIsDue() const {
+int64_t SessionChain::BeginToTell(int64_t begin) const {
+  if (renewals_ == 0 || begin >= reported_to_) return begin;
+  // Whole frames go: the sessions' frames need not lie on one grid.
+  const int64_t frame_samples = rate_hz_ / 100;
+  return begin + (reported_to_ - begin + frame_samples - 1) / frame_samples * frame_samples;
+}
+
+bool SessionChain::WillBeTold(int64_t begin, int64_t end) const {
+  if (renewals_ == 0) return true;
+  if (end <= std::max(decided_to_, reported_to_)) return false;
+  // The same sentence heard again need not end on the same frame. Speech that really goes on is longer than this: the earlier session had
+  // already heard so much silence behind the end.
+  const int64_t splinter = rate_hz_ * 2 / 5;
+  return begin >= reported_to_ || end >= reported_to_ + splinter;
+}
+
+bool SessionChain::RenewalIsDue() const {
   const int64_t age = samples_ - session_start_;
   if (age >= policy_.hard_s * rate_hz_) return true;
   if (session_->sentence_open()) return false;
@@ -110,7 +125,7 @@ bool Recording::RenewalIsDue() const {
          session_->sentences() >= policy_.sentences;
 }
 
-void Recording::Renew(int64_t wanted_lead_in) {
+void SessionChain::Renew(int64_t wanted_lead_in) {
   // What the old session has heard but not decided upon at the handover is less than a second: its last frames wait for their context,
   // and a begin is told about a fifth of a second after it. A sentence ending before that would have been open, or closed, by now.
   const int64_t undecided = rate_hz_;
@@ -127,7 +142,7 @@ void Recording::Renew(int64_t wanted_lead_in) {
   decided_to_ = std::max(decided_to_, cut ? samples_ : samples_ - undecided);
   const int64_t lead_in = std::min(wanted_lead_in, static_cast<int64_t>(past_.size()));
   session_start_ = samples_ - lead_in;
-  session_ = std::make_unique<Session>(detector_, parameters_, frame_bytes_);
+  session_ = make_session_(session_start_);
   const int16_t* next = past_.data() + (static_cast<int64_t>(past_.size()) - lead_in);
   for (int64_t left = lead_in; left > 0;) {
     const int64_t count = std::min(left, rate_hz_);
@@ -138,10 +153,10 @@ void Recording::Renew(int64_t wanted_lead_in) {
   Report();
 }
 
-void Recording::Remember(const int16_t* samples, size_t count) {
+void SessionChain::Remember(const int16_t* samples, size_t count) {
   const size_t wanted = static_cast<size_t>(policy_.lead_in_s * rate_hz_);
   past_.insert(past_.end(), samples, samples + count);
   if (past_.size() > 2 * wanted + count) past_.erase(past_.begin(), past_.end() - static_cast<std::ptrdiff_t>(wanted));
 }
 
-}  // namespace TSEG::tool
+}  // namespace TSEG::stream
