@@ -1,10 +1,12 @@
 # SPDX-License-Identifier: Apache-2.0
 """The whole way from a corpus to five models, on a made-up corpus and with tiny networks: every step runs, and what comes out is loaded and judged.
 
-It takes some minutes, so it runs only where WVAD_WHOLE_WAY is set, and needs torch, and `wvad` beside the program that WVAD_BLOCKS names.
+It takes a minute or more, so it runs only where WVAD_WHOLE_WAY is set, as a test of its own does. It needs torch, and `wvad` beside the program that
+WVAD_BLOCKS names.
 """
 
 import hashlib
+import importlib.util
 import json
 import os
 import subprocess
@@ -55,6 +57,7 @@ def make_corpus(folder):
 
 
 @unittest.skipUnless(os.environ.get("WVAD_WHOLE_WAY") and os.environ.get("WVAD_BLOCKS"), "WVAD_WHOLE_WAY and WVAD_BLOCKS are not set")
+@unittest.skipUnless(importlib.util.find_spec("torch"), "torch is missing")
 class WholeWay(unittest.TestCase):
     def make(self, corpus, work):
         environment = {**os.environ, "TINY": "1", "PYTHON": sys.executable}
