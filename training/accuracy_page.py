@@ -13,7 +13,7 @@ import os
 from math import log10
 
 BEGIN, END = "<!-- table: begin (training/accuracy_page.py writes what follows) -->", "<!-- table: end -->"
-COLOURS = ("#1b5e9c", "#c2571a", "#3c8d40", "#777777", "#8e44ad")
+COLOURS = ("#1b5e9c", "#c2571a", "#3c8d40", "#56b4e9", "#e0a030", "#777777", "#8e44ad")
 WIDTH, HEIGHT, LEFT, BOTTOM, TOP, RIGHT = 640, 420, 70, 56, 20, 150
 LOW, HIGH = 0.001, 0.5
 

@@ -11,13 +11,13 @@ import argparse
 
 import numpy as np
 
-NOT_WEIGHTS = ("kind", "mean", "inv_std", "prior")
+NOT_WEIGHTS = ("kind", "sample_rate", "mean", "inv_std", "prior")
 
 
 def average(states):
     first = states[0]
     for state in states[1:]:
-        if any(not np.array_equal(state[name], first[name]) for name in ("kind", "mean", "inv_std")):
+        if any(not np.array_equal(state[name], first[name]) for name in ("kind", "sample_rate", "mean", "inv_std") if name in first):
             raise SystemExit("states of different networks")
     return {name: first[name] if name in NOT_WEIGHTS else np.mean([state[name] for state in states], axis=0, dtype=np.float64).astype(np.float32)
             for name in first}

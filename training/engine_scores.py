@@ -11,18 +11,19 @@ import numpy as np
 
 import quantised_dnn
 import quantised_lstm
-from audio_corpus import HOP, SAMPLE_RATE
+from audio_corpus import SAMPLE_RATE
 from model_file import ModelFile, read_network
 from operating_point import THRESHOLD
 
 TOGETHER = 256  # recordings that the reference takes at a time
 
 
-def frame_energies(samples, n_frames):
-    """ln of the energy of each frame of 400 samples about its mean; 0 for an all-zero frame."""
-    if len(samples) < 400:
+def frame_energies(samples, n_frames, rate=SAMPLE_RATE):
+    """ln of the energy of each frame of 25 ms about its mean; 0 for an all-zero frame."""
+    size = rate // 40
+    if len(samples) < size:
         return np.zeros(n_frames)
-    windows = np.lib.stride_tricks.sliding_window_view(samples.astype(np.float32), 400)[::HOP][:n_frames]
+    windows = np.lib.stride_tricks.sliding_window_view(samples.astype(np.float32), size)[::rate // 100][:n_frames]
     energy = np.square(windows - windows.mean(axis=1, keepdims=True)).sum(axis=1)
     out = np.zeros(n_frames)
     out[:len(energy)] = np.where(energy > 0, np.log(np.maximum(energy, 1e-30)), 0.0)
@@ -46,30 +47,36 @@ def held_decisions(speech_probability, energies, energy_floor):
     return out
 
 
-def put(folder, name, samples):
+def put(folder, name, samples, rate=SAMPLE_RATE):
     path = os.path.join(folder, f"{name}.wav".replace(" ", "_"))
     with wave.open(path, "wb") as out:
         out.setnchannels(1)
         out.setsampwidth(2)
-        out.setframerate(SAMPLE_RATE)
+        out.setframerate(rate)
         out.writeframes(samples.astype(np.int16).tobytes())
     return path
 
 
-def build_extremes(folder):
+def samples_of(path):
+    """The samples of a file that `put` wrote."""
+    with wave.open(path, "rb") as file:
+        return np.frombuffer(file.readframes(file.getnframes()), "<i2")
+
+
+def build_extremes(folder, rate=SAMPLE_RATE):
     """Audio that asks most of the arithmetic."""
     os.makedirs(folder, exist_ok=True)
     rng = np.random.default_rng(3)
-    n = 6 * SAMPLE_RATE
+    n = 6 * rate
     t = np.arange(n)
     sounds = {"noise": rng.integers(-32768, 32768, n), "clicks": np.where(t % 3200 == 0, 32767, 0),
               "alternating": np.where(t % 2 == 0, 32767, -32768), "constant": np.full(n, -32768)}
     for hertz in (50, 440, 3900):
-        sounds[f"square {hertz}"] = np.where(np.sin(2 * np.pi * hertz * t / SAMPLE_RATE) >= 0, 32767, -32768)
-    half = t // (SAMPLE_RATE // 2) % 2 == 0
+        sounds[f"square {hertz}"] = np.where(np.sin(2 * np.pi * hertz * t / rate) >= 0, 32767, -32768)
+    half = t // (rate // 2) % 2 == 0
     for name in list(sounds):
         sounds[f"bursts of {name}"] = np.where(half, 0, sounds[name])
-    return [put(folder, f"extreme {name}", samples) for name, samples in sounds.items()]
+    return [put(folder, f"extreme {name}", samples, rate) for name, samples in sounds.items()]
 
 
 def run_blocks(program, out, paths, *options):
@@ -130,12 +137,17 @@ def reference_of(path):
     return DnnReference(network) if file.kind == "dnn_fb75" else LstmReference(network, int(file.keys["3"]))
 
 
+def rate_of_model(path):
+    return int(ModelFile(path).keys["4"])
+
+
 def compare(program, model, paths, work):
     """The engine's pairs of all recordings, into WORK/scores, against the integers; what the reference counted and the greatest difference."""
     reference = reference_of(model)
     scores, frames = os.path.join(work, "scores"), os.path.join(work, "frames")
-    run_blocks(program, scores, paths, "--scores", model)
-    run_blocks(program, frames, paths, *reference.options)
+    at_rate = ["--rate", str(rate_of_model(model))]
+    run_blocks(program, scores, paths, *at_rate, "--scores", model)
+    run_blocks(program, frames, paths, *at_rate, *reference.options)
     difference, not_a_number = 0.0, 0
     for first in range(0, len(paths), TOGETHER):
         part = paths[first:first + TOGETHER]

@@ -21,8 +21,8 @@ import subprocess
 import numpy as np
 
 import frame_measures as measures
-from audio_corpus import read_audio
-from engine_scores import array_of, build_extremes, compare, frame_energies, held_decisions, load_pairs, put
+from audio_corpus import SAMPLE_RATE
+from engine_scores import array_of, build_extremes, compare, frame_energies, held_decisions, load_pairs, put, rate_of_model, samples_of
 from operating_point import THRESHOLD, best_score, weighted
 
 ENERGY_FLOORS = (8, 12, 14, 16)
@@ -33,28 +33,30 @@ UTTERANCE_GAP = 40  # frames: a sentence ends after 0.4 s of silence
 class Judged:
     """One recording with its labels and the engine's scores."""
 
-    def __init__(self, line, path, rows, samples, probability):
+    def __init__(self, line, path, rows, samples, probability, rate):
         n = min(len(rows), len(probability))
         self.group, self.detail, self.name, self.path = line["group"], line["detail"], line["name"], path
         self.labels, self.used = rows[:n, 0].astype(np.uint8), rows[:n, 1] > 0
         self.scores = probability[:n]
-        self.energies = frame_energies(samples, n)
+        self.energies = frame_energies(samples, n, rate)
         self.levels_db = 4.343 * self.energies
 
     def triple(self):
         return self.scores, self.labels, self.used
 
 
-def load_judged(folder, work):
-    """Descriptions, WAV files and label rows of the judged recordings."""
+def load_judged(folder, work, rate):
+    """Descriptions, WAV files and label rows of the judged recordings, which have to be of that rate."""
     audio = os.path.join(work, "audio")
     os.makedirs(audio, exist_ok=True)
     items = []
     with open(os.path.join(folder, "sessions.jsonl"), encoding="utf-8") as handle:
         for line in map(json.loads, handle):
             name = f"{line['index']:05d}"
+            if line.get("rate", SAMPLE_RATE) != rate:
+                raise SystemExit(f"the model is for {rate} Hz, the recordings of {folder} are not")
             samples = np.fromfile(os.path.join(folder, "pcm", name + ".s16"), "<i2")
-            items.append((line, put(audio, name, samples), np.load(os.path.join(folder, "labels", name + ".npy"))))
+            items.append((line, put(audio, name, samples, rate), np.load(os.path.join(folder, "labels", name + ".npy"))))
     return items
 
 
@@ -185,16 +187,17 @@ def main():
     parser.add_argument("--wvad", help="the program wvad, to judge sentences as well")
     parser.add_argument("--json")
     args = parser.parse_args()
-    items = load_judged(os.path.join(args.data, "judged"), args.work)
+    rate = rate_of_model(args.model)
+    items = load_judged(os.path.join(args.data, "judged"), args.work, rate)
     paths = [path for _, path, _ in items]
-    extremes = build_extremes(os.path.join(args.work, "audio"))
+    extremes = build_extremes(os.path.join(args.work, "audio"), rate)
     arithmetic = compare(args.blocks, args.model, paths + extremes, args.work)
     judged = []
     for line, path, rows in items:
         pairs, _ = load_pairs(array_of(os.path.join(args.work, "scores"), path))
         if len(pairs):
-            judged.append(Judged(line, path, rows, read_audio(path), pairs[:, 0]))
-    result = {"model": os.path.basename(args.model), **summarise(judged), "arithmetic": arithmetic}
+            judged.append(Judged(line, path, rows, samples_of(path), pairs[:, 0], rate))
+    result = {"model": os.path.basename(args.model), "rate": rate, **summarise(judged), "arithmetic": arithmetic}
     if args.wvad:
         result["sentences"] = judge_sentences(args.wvad, args.model, judged)
     show(result)

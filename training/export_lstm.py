@@ -14,10 +14,11 @@ import os
 
 import numpy as np
 
+from audio_corpus import SAMPLE_RATE
 from model_file import LSTM_FIXED, LSTM_RANGES, gates_to_file
 from operating_point import AT_THRESHOLD, as_people_mark, choose
 from quantised_lstm import FIXED_SHIFTS, INT8_RANGES, PRIMING_BLOCKS, STACKED, Counts, Lstm, form_of, run_sessions
-from session_blocks import load_split
+from session_blocks import load_split, rate_of
 
 FC_SHARE = 0.7  # the greatest part of the range before a wrap that the units behind the recurrent layer may use
 OUTPUT_SHARE = 0.75  # the same of the outputs: their sum is held at the end of its range, but wraps when the bias is added there
@@ -90,7 +91,7 @@ def check(net, sessions):
         raise SystemExit("a sum wraps")
 
 
-def write_folder(net, folder, comment):
+def write_folder(net, sample_rate, folder, comment):
     os.makedirs(folder, exist_ok=True)
     variables, fixed = [], net.kind == "lstm_fb75"
 
@@ -120,7 +121,7 @@ def write_folder(net, folder, comment):
         "comment": comment,
         # Mean removal, recurrent network, model type, padding frames, sample rate, gain control, reading of the gain-controlled side. The 40
         # values are the same with and without mean removal; without it no frame waits for a mean.
-        "keys": [["0", "1" if fixed else "0"], ["1", "1"], ["2", net.kind], ["3", str(PRIMING_BLOCKS * STACKED)], ["4", "16000"],
+        "keys": [["0", "1" if fixed else "0"], ["1", "1"], ["2", net.kind], ["3", str(PRIMING_BLOCKS * STACKED)], ["4", str(sample_rate)],
                  ["5", "0"], ["6", "0"]],
         "variables": variables,
     }
@@ -138,10 +139,12 @@ def main():
     parser.add_argument("--comment", default="", help="kept in model.json, not in the model file")
     args = parser.parse_args()
     stored = dict(np.load(args.network))
-    kind = str(stored.pop("kind"))
+    kind, sample_rate = str(stored.pop("kind")), int(stored.pop("sample_rate", SAMPLE_RATE))
     net = Lstm(kind=kind, scales=ranges(stored) if kind == "lstm_fb40" else None, **stored)
     refuse_unfit(net)
-    judged = load_split(os.path.join(args.data, "judged"), kind)
+    judged, valid = (load_split(os.path.join(args.data, split), kind) for split in ("judged", "valid"))
+    if rate_of(judged + valid) != sample_rate:
+        raise SystemExit(f"the network is for {sample_rate} Hz, the recordings are not")
     counts = Counts()
     groups = scores_by_group(net, judged, counts)
     if counts.greatest.get("fc and bias", 0.0) > FC_SHARE:
@@ -150,8 +153,8 @@ def main():
         groups = scores_by_group(net, judged, counts)
     set_operating_point(net, groups, counts)
     refuse_unfit(net)
-    check(net, judged + load_split(os.path.join(args.data, "valid"), kind))
-    write_folder(net, args.out, args.comment)
+    check(net, judged + valid)
+    write_folder(net, sample_rate, args.out, args.comment)
 
 
 if __name__ == "__main__":

@@ -1,22 +1,34 @@
 #!/bin/bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# From a corpus to the three model files, in steps that a second run finds done or goes on with.
+# From a corpus to the five model files, in steps that a second run finds done or goes on with.
 #
 #     training/make_models.sh CORPUS BIN WORK [INIT]
 #
 # CORPUS  folder with manifest.csv (docs/training.md)
 # BIN     folder with wvad and wvad-blocks
-# WORK    what is made: sessions, features, networks, models, about 18 GB
+# WORK    what is made: sessions, features, networks, models, about 27 GB
 # INIT    folder with smaller models to begin with (lstm_fb75.bin, lstm_fb40.bin); without it networks begin at random and need more steps
 #
-# PYTHON and JOBS may be set in the environment. docs/training.md says how long each step takes.
+# PYTHON and JOBS may be set in the environment. TINY=1 goes the whole way with minutes of sessions and networks of a few cells, which find nothing: for
+# trying the way itself. docs/training.md says how long each step takes.
 set -euo pipefail
 
 corpus=$1 bin=$2 work=$3 init=${4:-}
 scripts=$(cd "$(dirname "$0")" && pwd)
 python=${PYTHON:-python3} jobs=${JOBS:-2}
 export OMP_NUM_THREADS=1 OPENBLAS_NUM_THREADS=1
+
+train_hours=54 noise_hours=9 valid_hours=1.5
+fb75=(--cells 256 --hidden 128) fb40=(--cells 224 --hidden 96) dnn=()
+steps75=5000 steps40=4400 steps75_8k=1500 steps40_8k=2000 report=200 report75_8k=150 report40_8k=200
+states75_8k="0 0 600 1200" states40_8k="0 800 1200"
+if [ -n "${TINY:-}" ]; then
+  train_hours=0.1 noise_hours=0.02 valid_hours=0.02
+  fb75=(--cells 64 --hidden 32 --streams 4 --piece 20) fb40=("${fb75[@]}") dnn=(--hidden 16 16 --epochs 1)
+  steps75=8 steps40=8 steps75_8k=4 steps40_8k=4 report=2 report75_8k=2 report40_8k=2
+  states75_8k="0 0 2 4" states40_8k="0 2 4"
+fi
 
 # Runs a command unless the file that stands for its end is there.
 once() {
@@ -28,44 +40,83 @@ once() {
   touch "$done"
 }
 
-features() {  # of one folder of sessions, for the kinds of 75 and of 40 values
-  "$bin/wvad-blocks" --centre --half --jobs "$jobs" --out "$1/feat" --list "$1/sessions.txt"
-  "$bin/wvad-blocks" --model lstm_fb40 --half --jobs "$jobs" --out "$1/feat40" --list "$1/sessions.txt"
+features() {  # of one folder of sessions, for the kinds of 75 and of 40 values; the rate
+  "$bin/wvad-blocks" --rate "$2" --centre --half --jobs "$jobs" --out "$1/feat" --list "$1/sessions.txt"
+  "$bin/wvad-blocks" --rate "$2" --model lstm_fb40 --half --jobs "$jobs" --out "$1/feat40" --list "$1/sessions.txt"
 }
 
-sessions() {  # folder, split, hours, seed
-  once "$1/$2/.mixed" "$python" "$scripts/mix_sessions.py" --corpus "$corpus" --out "$1" --cache "$work/cache" --split "$2" --hours "$3" --seed "$4" --jobs "$jobs"
-  once "$1/$2/.features" features "$1/$2"
+mixed() {  # folder, split, hours, seed, further options
+  local folder=$1 split=$2 hours=$3 seed=$4
+  shift 4
+  once "$folder/$split/.mixed" "$python" "$scripts/mix_sessions.py" --corpus "$corpus" --out "$folder" --cache "$work/cache" --split "$split" \
+    --hours "$hours" --seed "$seed" --jobs "$jobs" "$@"
+  once "$folder/$split/.features" features "$folder/$split" 16000
 }
 
-recurrent() {  # kind, cells, hidden units, steps
-  local begin=()
-  [ -n "$init" ] && begin=(--init "$init/$1.bin")
-  once "$work/run/$1/.trained" "$python" "$scripts/train_lstm.py" --kind "$1" --data "$work/data" "$work/data3" --out "$work/run/$1" \
-    "${begin[@]}" --cells "$2" --hidden "$3" --steps "$4" --seed 1
-  # shellcheck disable=SC2012 # names are ours
-  once "$work/run/$1/.averaged" "$python" "$scripts/average_networks.py" --out "$work/run/$1/average.npz" $(ls "$work/run/$1"/step_*.npz | tail -4)
-  once "$work/run/$1/model/model.json" "$python" "$scripts/export_lstm.py" --network "$work/run/$1/average.npz" --data "$work/data" --out "$work/run/$1/model"
+narrowed() {  # from folder, to folder, split, share as on a telephone
+  once "$2/$3/.narrowed" "$python" "$scripts/narrow_band_sessions.py" --data "$1" --out "$2" --split "$3" --telephone "$4" --jobs "$jobs"
+  once "$2/$3/.features" features "$2/$3" 8000
 }
 
-judge() {
+trained() {  # name, kind, folder of sessions, folder of noise alone, further options
+  local name=$1 kind=$2 data=$3 noise=$4
+  shift 4
+  once "$work/run/$name/.trained" "$python" "$scripts/train_lstm.py" --kind "$kind" --data "$data" "$noise" --out "$work/run/$name" --seed 1 "$@"
+}
+
+finished() {  # name, folder of sessions, steps whose states are averaged
+  local name=$1 data=$2 states=() step
+  shift 2
+  for step in "$@"; do states+=("$work/run/$name/step_$(printf %05d "$step").npz"); done
+  once "$work/run/$name/.averaged" "$python" "$scripts/average_networks.py" --out "$work/run/$name/average.npz" "${states[@]}"
+  once "$work/run/$name/model/model.json" "$python" "$scripts/export_lstm.py" --network "$work/run/$name/average.npz" --data "$data" \
+    --out "$work/run/$name/model"
+}
+
+recurrent() {  # kind, steps, further options
+  local kind=$1 steps=$2 begin=()
+  shift 2
+  [ -n "$init" ] && begin=(--init "$init/$kind.bin")
+  trained "$kind" "$kind" "$work/data" "$work/data3" "${begin[@]}" --steps "$steps" --report "$report" "$@"
+  # The last four states that were looked at.
+  finished "$kind" "$work/data" $((steps - 3 * report)) $((steps - 2 * report)) $((steps - report)) "$steps"
+}
+
+narrow() {  # kind, steps, steps between two looks, steps whose states are averaged, further options
+  local kind=$1 steps=$2 between=$3 states=$4
+  shift 4
+  trained "${kind}_8k" "$kind" "$work/data_8k" "$work/data3_8k" --init "$work/run/$kind/average.npz" --init-data "$work/data" --steps "$steps" \
+    --report "$between" --streams 32 --rate 5e-4 "$@"
+  # shellcheck disable=SC2086 # a list
+  finished "${kind}_8k" "$work/data_8k" $states
+}
+
+judge() {  # name, folder of sessions
   once "$work/$1.bin" "$bin/wvad" model pack "$work/run/$1/model" -o "$work/$1.bin"
-  once "$work/$1.json" "$python" "$scripts/evaluate_model.py" --model "$work/$1.bin" --blocks "$bin/wvad-blocks" --wvad "$bin/wvad" --data "$work/data" \
-    --work "$work/eval" --json "$work/$1.json"
+  once "$work/$1.json" "$python" "$scripts/evaluate_model.py" --model "$work/$1.bin" --blocks "$bin/wvad-blocks" --wvad "$bin/wvad" --data "$2" \
+    --work "$work/eval/$1" --json "$work/$1.json"
 }
 
-sessions "$work/data" valid 1.5 1
-sessions "$work/data" train 54 1
-once "$work/data3/train/.mixed" "$python" "$scripts/mix_sessions.py" --corpus "$corpus" --out "$work/data3" --cache "$work/cache" --split train --hours 9 --seed 3 \
-  --only noise --jobs "$jobs"
-once "$work/data3/train/.features" features "$work/data3/train"
+mixed "$work/data" valid "$valid_hours" 1
+mixed "$work/data" train "$train_hours" 1
+mixed "$work/data3" train "$noise_hours" 3 --only noise
 once "$work/data/judged/.made" "$python" "$scripts/judged_sets.py" --corpus "$corpus" --out "$work/data" --cache "$work/cache"
-once "$work/data/judged/.features" features "$work/data/judged"
+once "$work/data/judged/.features" features "$work/data/judged" 16000
 
-recurrent lstm_fb75 256 128 5000
-recurrent lstm_fb40 224 96 4400
-once "$work/run/dnn_fb75/.trained" "$python" "$scripts/train_dnn.py" --data "$work/data" "$work/data3" --judged "$work/data" --out "$work/run/dnn_fb75" --seed 1
-once "$work/run/dnn_fb75/model/model.json" "$python" "$scripts/export_dnn.py" --network "$work/run/dnn_fb75/network.npz" --data "$work/data" --out "$work/run/dnn_fb75/model"
+recurrent lstm_fb75 "$steps75" "${fb75[@]}"
+recurrent lstm_fb40 "$steps40" "${fb40[@]}"
+once "$work/run/dnn_fb75/.trained" "$python" "$scripts/train_dnn.py" --data "$work/data" "$work/data3" --judged "$work/data" \
+  --out "$work/run/dnn_fb75" --seed 1 "${dnn[@]}"
+once "$work/run/dnn_fb75/model/model.json" "$python" "$scripts/export_dnn.py" --network "$work/run/dnn_fb75/network.npz" --data "$work/data" \
+  --out "$work/run/dnn_fb75/model"
 
-for kind in lstm_fb75 lstm_fb40 dnn_fb75; do judge "$kind"; done
-(cd "$work" && sha256sum dnn_fb75.bin lstm_fb40.bin lstm_fb75.bin > SHA256SUMS)
+# The recurrent ones once more, for 8000 Hz.
+narrowed "$work/data" "$work/data_8k" judged 0
+for split in valid train; do narrowed "$work/data" "$work/data_8k" "$split" 0.5; done
+narrowed "$work/data3" "$work/data3_8k" train 0.5
+narrow lstm_fb75 "$steps75_8k" "$report75_8k" "$states75_8k" "${fb75[@]}"
+narrow lstm_fb40 "$steps40_8k" "$report40_8k" "$states40_8k" "${fb40[@]}"
+
+for name in lstm_fb75 lstm_fb40 dnn_fb75; do judge "$name" "$work/data"; done
+for name in lstm_fb75_8k lstm_fb40_8k; do judge "$name" "$work/data_8k"; done
+(cd "$work" && sha256sum ./*.bin | sed 's| \./| |' > SHA256SUMS)

@@ -7,6 +7,7 @@ from dataclasses import dataclass
 
 import numpy as np
 
+from audio_corpus import SAMPLE_RATE
 from quantised_lstm import STACKED
 
 
@@ -23,6 +24,14 @@ class Session:
 
 def feature_folder(kind):
     return (40, "feat40") if kind == "lstm_fb40" else (75, "feat")
+
+
+def rate_of(sessions):
+    """The one sample rate of all sessions; what does not name it was made at 16000 Hz."""
+    rates = {session.about.get("rate", SAMPLE_RATE) for session in sessions}
+    if len(rates) != 1:
+        raise SystemExit(f"sessions of several rates: {sorted(rates)}")
+    return rates.pop()
 
 
 def load_split(folder, kind, limit=None):

@@ -7,8 +7,9 @@ DIR/train comes from mix_sessions.py and DIR/judged from judged_sets.py. What th
     wvad-blocks --model lstm_fb40 --half --out DIR/SPLIT/feat40 --list DIR/SPLIT/sessions.txt
 and in DIR/SPLIT/feat for "lstm_fb75", the same frames as for "dnn_fb75".
 
-Writes OUT/step_NNNNN.npz at every look at the judged recordings, weights being averaged over some hundred steps, and OUT/network.npz, the one of these
-with the greatest merit (watched_sets.py). A run that was stopped goes on from OUT/resume.pt. export_lstm.py makes the model.
+Writes OUT/step_00000.npz, the beginning, OUT/step_NNNNN.npz at every look at the judged recordings, weights being averaged over some hundred steps, and
+OUT/network.npz, the one of these with the greatest merit (watched_sets.py). A run that was stopped goes on from OUT/resume.pt. export_lstm.py makes the
+model.
 """
 
 import argparse
@@ -26,8 +27,9 @@ import torch
 from model_file import read_network
 from quantised_dnn import input_scaling
 from quantised_lstm import PRIMING_BLOCKS, STACKED, static_scaling
+from rate_change import old_from_new, paired_frames, with_other_inputs
 from recurrent_net import DELAY, PAIRS, RecurrentNet, loudest_blocks
-from session_blocks import load_split
+from session_blocks import load_split, rate_of
 from session_streams import SessionStreams
 from soft_targets import SQUARED_SHARE, TEMPERATURE, soft_loss
 from watched_sets import look
@@ -43,6 +45,7 @@ def parse_arguments():
     parser.add_argument("--data", required=True, nargs="+", help="folders of mixed sessions; the judged recordings lie in the first")
     parser.add_argument("--out", required=True)
     parser.add_argument("--init", help="a model file (.bin) or network.npz to begin with; it may be smaller")
+    parser.add_argument("--init-data", help="where --init is for another sample rate: the first folder of sessions at that rate")
     parser.add_argument("--cells", type=int, default=192)
     parser.add_argument("--hidden", type=int, default=96)
     parser.add_argument("--steps", type=int, default=3000, help="batches to train on")
@@ -77,6 +80,9 @@ def scaling(kind, sessions, rng):
 
 def make_model(args, sessions, rng):
     begin = arrays_of(args.init) if args.init else None
+    if begin and args.init_data:
+        pairs = paired_frames(args.kind, os.path.join(args.init_data, "train"), os.path.join(args.data[0], "train"), rng)
+        begin = with_other_inputs(begin, *old_from_new(*pairs), *scaling(args.kind, sessions, rng))
     mean, inv_std = (begin["mean"], begin["inv_std"]) if begin else scaling(args.kind, sessions, rng)
     model = RecurrentNet(args.kind, sessions[0].blocks.shape[1], args.cells, args.hidden, np.float32(mean), np.float32(inv_std))
     if begin:
@@ -87,8 +93,8 @@ def make_model(args, sessions, rng):
 class Run:
     """A model, its average, and what is needed to go on after a stop."""
 
-    def __init__(self, args, model, prior):
-        self.args, self.model, self.prior = args, model, prior
+    def __init__(self, args, model, prior, sample_rate):
+        self.args, self.model, self.prior, self.sample_rate = args, model, prior, sample_rate
         self.optimiser = torch.optim.AdamW(model.parameters(), lr=args.rate, weight_decay=args.decay)
         self.average = {name: value.detach().clone() for name, value in model.named_parameters()}
         self.step, self.log, self.best = 0, [], -1.0
@@ -129,7 +135,8 @@ class Run:
     def store(self, model, name):
         arrays = {key: value.detach().numpy() for key, value in model.named_parameters()}
         width = len(model.mean) // STACKED
-        np.savez(os.path.join(self.args.out, name), kind=self.args.kind, mean=model.mean.numpy()[:width], inv_std=model.inv_std.numpy()[:width],
+        np.savez(os.path.join(self.args.out, name), kind=self.args.kind, sample_rate=self.sample_rate,
+                 mean=model.mean.numpy()[:width], inv_std=model.inv_std.numpy()[:width],
                  prior=np.tile(np.array([self.prior, 1.0 - self.prior], np.float32), PAIRS), **arrays)
 
     def report(self, line, judged, priming):
@@ -184,9 +191,10 @@ def main():
         width = some.shape[1] // STACKED
         loudest = torch.from_numpy(loudest_blocks(some, model.mean.numpy()[:width], model.inv_std.numpy()[:width], LOUDEST))
         del some
-    run = Run(args, model, speech)
+    run = Run(args, model, speech, rate_of(sessions + judged))
     if run.step == 0:
         print(json.dumps({"before": look(model, judged, priming)}), flush=True)
+        run.store(model, "step_00000.npz")
     streams = SessionStreams(sessions, args.streams, args.piece, priming, DELAY, np.random.default_rng([args.seed, run.step]))
     train(args, run, streams, judged, priming, loudest)
 

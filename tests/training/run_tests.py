@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Runs the tests of training/; exits with 77 where NumPy or libsndfile is missing."""
+"""Runs the tests of training/, or those of the one file that is named; exits with 77 where NumPy or libsndfile is missing."""
 
 import ctypes
 import ctypes.util
@@ -17,5 +17,5 @@ except (ImportError, OSError) as missing:
     print(f"skipped: {missing}")
     sys.exit(77)
 sys.path.insert(0, os.path.join(here, "..", "..", "training"))
-suite = unittest.defaultTestLoader.discover(here, pattern="test_*.py")
+suite = unittest.defaultTestLoader.discover(here, pattern=sys.argv[1] if len(sys.argv) > 1 else "test_*.py")
 sys.exit(0 if unittest.TextTestRunner(verbosity=2).run(suite).wasSuccessful() else 1)

@@ -31,14 +31,15 @@ def recordings():
 
 class Bundled(unittest.TestCase):
     def test_every_kind_is_there_and_says_so(self):
-        kinds = {}
+        forms = {}
         for path in bundled():
             file = ModelFile(path)
-            kinds[os.path.basename(path)] = file.kind
+            forms[os.path.basename(path)] = (file.kind, file.keys["4"])
             self.assertEqual(file.keys["2"], file.kind)
             self.assertEqual(file.keys["1"], "0" if file.kind == "dnn_fb75" else "1")
-        self.assertEqual(kinds, {name: name[:-4] for name in kinds})
-        self.assertIn("dnn_fb75.bin", kinds)
+        expected = {f"{kind}.bin": (kind, "16000") for kind in ("dnn_fb75", "lstm_fb40", "lstm_fb75")}
+        expected.update({f"{kind}_8k.bin": (kind, "8000") for kind in ("lstm_fb40", "lstm_fb75")})
+        self.assertEqual(forms, expected)
 
     def test_no_weight_leaves_its_integers(self):
         for path in bundled():

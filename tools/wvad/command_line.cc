@@ -14,6 +14,7 @@
 #include "wvad/features_command.h"
 #include "wvad/file_system.h"
 #include "wvad/help_text.h"
+#include "wvad/model_choice.h"
 #include "wvad/model_command.h"
 #include "wvad/model_finder.h"
 #include "wvad/named_rows.h"
@@ -71,7 +72,7 @@ void AddAudio(CLI::App* command, InputOptions& input) {
   command->add_option("--channels", input.source.raw.channels, "Channels of raw samples")->check(CLI::Range(1, 64))->capture_default_str();
 }
 
-constexpr const char* kModelWords = "Model: the name of a bundled one, or a file";
+constexpr const char* kModelWords = "Model: the name of a bundled one, or a file. NAME_8k takes the place of a bundled NAME where all is of 8000 Hz";
 
 // What an engine is given beside its model.
 void AddSettings(CLI::App* command, EngineOptions& engine) {
@@ -149,29 +150,38 @@ struct CommandLine {
   std::function<ExitCode()> chosen;  // runs the command that was named
 };
 
+// A command that hears recordings, with its model in the form that fits them.
+template <typename Options>
+std::function<ExitCode()> Listening(Options& options, ExitCode (*run)(const Options&)) {
+  return [&options, run] {
+    options.engine.model = ModelForRun(options.engine, options.input);
+    return run(options);
+  };
+}
+
 void AddSegment(CLI::App& app, CommandLine& line) {
   CLI::App* command = AddCommand(app, "segment", "Find the sentences in recordings", kSegmentHelp);
   AddReport(command, line.segment, ReportFormats());
-  command->final_callback([&line] { line.chosen = [&line] { return RunSegment(line.segment); }; });
+  command->final_callback([&line] { line.chosen = Listening(line.segment, RunSegment); });
 }
 
 void AddSplit(CLI::App& app, CommandLine& line) {
   CLI::App* command = AddCommand(app, "split", "Save each sentence as a sound file", kSplitHelp);
   AddChoice(command, "-a,--audio", line.split.audio, "Kind of the sound files. ", SoundKinds());
   AddSaved(command, line.split);
-  command->final_callback([&line] { line.chosen = [&line] { return RunSplit(line.split); }; });
+  command->final_callback([&line] { line.chosen = Listening(line.split, RunSplit); });
 }
 
 void AddFeatures(CLI::App& app, CommandLine& line) {
   CLI::App* command = AddCommand(app, "features", "Save the features of each sentence as a NumPy array", kFeaturesHelp);
   AddSaved(command, line.features);
-  command->final_callback([&line] { line.chosen = [&line] { return RunFeatures(line.features); }; });
+  command->final_callback([&line] { line.chosen = Listening(line.features, RunFeatures); });
 }
 
 void AddQuality(CLI::App& app, CommandLine& line) {
   CLI::App* command = AddCommand(app, "quality", "Measure noise, clipping and level", kQualityHelp);
   AddReport(command, line.quality, MeasuringFormats());
-  command->final_callback([&line] { line.chosen = [&line] { return RunQuality(line.quality); }; });
+  command->final_callback([&line] { line.chosen = Listening(line.quality, RunQuality); });
 }
 
 void AddScores(CLI::App& app, CommandLine& line) {
@@ -181,7 +191,7 @@ void AddScores(CLI::App& app, CommandLine& line) {
   AddOutput(command, options.output);
   AddFolder(command, options.folder);
   AddInput(command, options.input, options.engine, options.quiet, "No notes");
-  command->final_callback([&line] { line.chosen = [&line] { return RunScores(line.scores); }; });
+  command->final_callback([&line] { line.chosen = Listening(line.scores, RunScores); });
 }
 
 void AddExplain(CLI::App& app, CommandLine& line) {
@@ -195,7 +205,7 @@ void AddExplain(CLI::App& app, CommandLine& line) {
   AddOutput(command, options.output);
   AddForce(command, options.force);
   AddInput(command, options.input, options.engine, options.quiet, "No notes");
-  command->final_callback([&line] { line.chosen = [&line] { return RunExplain(line.explain); }; });
+  command->final_callback([&line] { line.chosen = Listening(line.explain, RunExplain); });
 }
 
 void AddPage(CLI::App& app, CommandLine& line) {

@@ -38,8 +38,8 @@ Examples:
 constexpr const char* kSplitHelp =
     R"(For talk.mp3 this writes talk-0001.wav, talk-0002.wav ... and talk-split.json, an index with the place of each
 sentence in the recording. The files hold what the engine hands out: 16 bit, one channel, at the engine's rate
-(16000 Hz), with its margins of 0.30 s before and 0.20 s behind the speech. Each file appears when its sentence has
-ended. Nothing is replaced without --force.
+(16000 Hz, 8000 Hz for recordings of that rate), with its margins of 0.30 s before and 0.20 s behind the speech. Each
+file appears when its sentence has ended. Nothing is replaced without --force.
 
 Examples:
   wvad split talk.mp3 -d sentences

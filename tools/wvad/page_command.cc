@@ -130,10 +130,26 @@ std::vector<EngineOptions> TracksOf(const PageOptions& options) {
   return tracks;
 }
 
+namespace {
+
+// The models in the form that fits the recording, as the other commands take them; but one page has one rate, so all or none.
+void FitModels(const InputOptions& input, std::vector<EngineOptions>* tracks) {
+  std::vector<EngineOptions> fitted = *tracks;
+  for (EngineOptions& track : fitted) {
+    const std::string model = ModelForRun(track, input);
+    if (model == track.model) return;
+    track.model = model;
+  }
+  *tracks = std::move(fitted);
+}
+
+}  // namespace
+
 ExitCode RunPage(const PageOptions& options) {
   RememberInterrupts();
   CheckUsage(options);
-  const std::vector<EngineOptions> tracks = TracksOf(options);
+  std::vector<EngineOptions> tracks = TracksOf(options);
+  FitModels(options.input, &tracks);
   std::vector<std::string> read = options.input.files;
   for (const EngineOptions& track : tracks) {
     const std::vector<std::string> files = FilesOfEngine(track);

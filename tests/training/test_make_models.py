@@ -1,0 +1,91 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The whole way from a corpus to five models, on a made-up corpus and with tiny networks: every step runs, and what comes out is loaded and judged.
+
+It takes a minute or more, so it runs only where WVAD_WHOLE_WAY is set, as a test of its own does. It needs torch, and `wvad` beside the program that
+WVAD_BLOCKS names.
+"""
+
+import hashlib
+import importlib.util
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import numpy as np
+
+from model_file import ModelFile
+from test_mix_sessions import COLUMNS, write_wav
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+SCRIPT = os.path.join(HERE, "..", "..", "training", "make_models.sh")
+NAMES = {"dnn_fb75": "16000", "lstm_fb75": "16000", "lstm_fb40": "16000", "lstm_fb75_8k": "8000", "lstm_fb40_8k": "8000"}
+
+
+def harmonics(rng, seconds, pitch):
+    """A buzz of half a second in every second, louder than what lies behind it."""
+    t = np.arange(int(16000 * seconds)) / 16000.0
+    voiced = sum(np.sin(2 * np.pi * pitch * k * t + k) / k for k in range(1, 20)) * (t % 1.0 >= 0.5)
+    return 4000 * voiced + rng.normal(0, 10, len(t))
+
+
+def make_corpus(folder):
+    rng = np.random.default_rng(3)
+    rows = [COLUMNS]
+    with open(os.path.join(folder, "half.csv"), "w", encoding="utf-8") as out:
+        out.write("start_s,end_s\n" + "".join(f"{k}.50,{k + 1}.00\n" for k in range(12)))
+
+    def add(name, category, kind, split, samples, label=""):
+        write_wav(os.path.join(folder, f"{name}.wav"), samples)
+        rows.append(f"{name}.wav,{category},{kind},{name},{split},CC0-1.0,{label},{'good' if label else ''},{len(samples) / 16000:.2f},")
+
+    for split in ("train", "valid"):
+        for k in range(3):
+            add(f"{split}{k}", "speech", "read", split, harmonics(rng, 8.0, 110 + 30 * k), "half.csv")
+        add(f"rain_{split}", "noise", "rain", split, rng.normal(0, 1000, 128000))
+        add(f"keys_{split}", "noise", "keys", split, rng.normal(0, 3000, 128000) * (np.arange(128000) % 4000 < 100))
+        add(f"tune_{split}", "music", "instrumental", split, 3000 * np.sin(2 * np.pi * 440 * np.arange(128000) / 16000))
+        impulse = np.zeros(4000)
+        impulse[80], impulse[900] = 29000, 9000
+        add(f"room_{split}", "rir", "room", split, impulse)
+    for name, category in (("table", "meeting"), ("long", "natural")):
+        add(name, category, "", "judge", harmonics(rng, 12.0, 130), "half.csv")
+    with open(os.path.join(folder, "manifest.csv"), "w", encoding="utf-8") as out:
+        out.write("\n".join(rows) + "\n")
+
+
+@unittest.skipUnless(os.environ.get("WVAD_WHOLE_WAY") and os.environ.get("WVAD_BLOCKS"), "WVAD_WHOLE_WAY and WVAD_BLOCKS are not set")
+@unittest.skipUnless(importlib.util.find_spec("torch"), "torch is missing")
+class WholeWay(unittest.TestCase):
+    def make(self, corpus, work):
+        environment = {**os.environ, "TINY": "1", "PYTHON": sys.executable}
+        subprocess.run([SCRIPT, corpus, os.path.dirname(os.environ["WVAD_BLOCKS"]), work], check=True, env=environment)
+
+    def test_five_models_come_out_and_a_second_run_finds_all_done(self):
+        with tempfile.TemporaryDirectory() as folder:
+            corpus, work = os.path.join(folder, "corpus"), os.path.join(folder, "work")
+            os.makedirs(corpus)
+            make_corpus(corpus)
+            self.make(corpus, work)
+            with open(os.path.join(work, "SHA256SUMS"), encoding="utf-8") as handle:
+                sums = dict(reversed(line.split()) for line in handle)
+            self.assertEqual(set(sums), {name + ".bin" for name in NAMES})
+            for name, rate in NAMES.items():
+                path = os.path.join(work, name + ".bin")
+                with open(path, "rb") as handle:
+                    self.assertEqual(hashlib.sha256(handle.read()).hexdigest(), sums[name + ".bin"])
+                self.assertEqual(ModelFile(path).keys["4"], rate)
+                self.assertEqual(ModelFile(path).kind, name.replace("_8k", ""))
+                with open(os.path.join(work, name + ".json"), encoding="utf-8") as handle:
+                    figures = json.load(handle)
+                self.assertEqual((figures["rate"], figures["arithmetic"]["wraps"]), (int(rate), 0))
+                self.assertTrue({"meeting", "natural", "noise", "music"} <= set(figures["groups"]))
+            times = {name: os.stat(os.path.join(work, name + ".bin")).st_mtime_ns for name in NAMES}
+            self.make(corpus, work)
+            self.assertEqual(times, {name: os.stat(os.path.join(work, name + ".bin")).st_mtime_ns for name in NAMES})
+
+
+if __name__ == "__main__":
+    unittest.main()

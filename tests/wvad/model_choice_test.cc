@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/model_choice.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "support/temp_folder.h"
+#include "wvad/program_fixture.h"
+#include "wvad/raw_source.h"
+
+namespace TSEG::tool {
+namespace {
+
+// A folder with the models "both", "both_8k" and "wide", and recordings of several rates.
+class ModelChoice : public ::testing::Test {
+ protected:
+  ModelChoice() {
+    engine_.model = "both";
+    engine_.models_dir = models_.path();
+    for (const char* name : {"both.bin", "both_8k.bin", "wide.bin"}) models_.write(name, "any");
+  }
+  std::string Wav(int rate_hz) {
+    const std::string path = audio_.file(std::to_string(rate_hz) + ".wav");
+    WriteAudio(path, Bursts(0.5, {}, rate_hz), rate_hz);
+    return path;
+  }
+  std::string For(const std::vector<std::string>& files) {
+    input_.files = files;
+    return ModelForRun(engine_, input_);
+  }
+
+  testing_support::TempFolder models_, audio_;
+  EngineOptions engine_;
+  InputOptions input_;
+};
+
+TEST_F(ModelChoice, ItIsTheNarrowFormUpTo8000Hz) {
+  EXPECT_EQ(For({Wav(16000)}), "both");
+  EXPECT_EQ(For({Wav(8001)}), "both");
+  EXPECT_EQ(For({Wav(8000)}), "both_8k");
+  EXPECT_EQ(For({Wav(6000)}), "both_8k");
+}
+
+TEST_F(ModelChoice, OneWideRecordingAmongSeveralAsksForTheWideForm) {
+  EXPECT_EQ(For({Wav(8000), Wav(6000)}), "both_8k");
+  EXPECT_EQ(For({Wav(8000), Wav(44100), Wav(6000)}), "both");
+}
+
+TEST_F(ModelChoice, WhatCannotBeOpenedHasNoSay) {
+  EXPECT_EQ(For({audio_.file("missing.wav"), Wav(8000)}), "both_8k");
+  EXPECT_EQ(For({audio_.file("missing.wav")}), "both");
+}
+
+TEST_F(ModelChoice, RawSamplesPipesAndAddressesHaveTheRateThatIsGiven) {
+  EXPECT_EQ(For({"-"}), "both");
+  input_.source.raw.rate_hz = 8000;
+  EXPECT_EQ(For({"-"}), "both_8k");
+  EXPECT_EQ(For({"http://127.0.0.1:9/a.wav"}), "both_8k");
+  EXPECT_EQ(For({Wav(16000)}), "both");
+  input_.source.raw.form = RawForms().data();
+  EXPECT_EQ(For({Wav(16000)}), "both_8k");
+}
+
+TEST_F(ModelChoice, TheRateOfSessionsCountsMoreThanThatOfRecordings) {
+  engine_.settings = {"VAD_PARAM_SAMPLERATE=8000", "VAD_PARAM_SAMPLERATE=16000"};
+  EXPECT_EQ(For({Wav(8000)}), "both");
+  engine_.settings.emplace_back("VAD_PARAM_SAMPLERATE=8000");
+  EXPECT_EQ(For({Wav(16000)}), "both_8k");
+}
+
+TEST_F(ModelChoice, AModelWithoutAnotherFormOrNamedWholeStaysAsItIs) {
+  const std::string narrow = Wav(8000);
+  for (const std::string& model : {std::string("wide"), std::string("both.bin"), models_.file("both.bin"), std::string("both_8k")}) {
+    engine_.model = model;
+    EXPECT_EQ(For({narrow}), model);
+  }
+  engine_.model = "both_8k";
+  EXPECT_EQ(For({Wav(16000)}), "both_8k");
+}
+
+TEST_F(ModelChoice, BothFormsHaveToLieInOneFolder) {
+  testing_support::TempFolder first;
+  first.write("both.bin", "any");
+  engine_.models_dir = first.path();
+  EXPECT_EQ(For({Wav(8000)}), "both");
+}
+
+}  // namespace
+
+// The bundled models lie beside the library of this build.
+class BundledModels : public Program {};
+
+TEST_F(BundledModels, ATelephoneRecordingIsHeardAt8000HzWithoutResampling) {
+  const std::string narrow = Wav("narrow.wav", 3, {{1.0, 2.0}}, 8000);
+  const std::string wide = Wav("wide.wav", 3, {{1.0, 2.0}}, 16000);
+  const auto about = [&](const std::string& path, const std::string& model, const std::string& folder) {
+    EXPECT_EQ(Call({"split", "-q", "--model", model, "-d", folder_.file(folder), path}).code, 0);
+    const std::string name = path.substr(path.rfind('/') + 1);
+    return nlohmann::json::parse(folder_.read(folder + "/" + name.substr(0, name.size() - 4) + ".split.json"));
+  };
+  for (const std::string& model : {std::string("lstm_fb75"), std::string("lstm_fb40")}) {
+    EXPECT_EQ(about(narrow, model, model + "n")["model"], model + "_8k");
+    EXPECT_EQ(about(narrow, model, model + "m")["sample_rate"], 8000);
+    EXPECT_EQ(about(wide, model, model + "w")["model"], model);
+    EXPECT_EQ(about(wide, model, model + "v")["sample_rate"], 16000);
+  }
+}
+
+}  // namespace TSEG::tool
