@@ -120,6 +120,19 @@ void ToOwnFile(ScoreRun& run, Input& input, const std::string& name, const Score
   if (failure) throw *failure;
 }
 
+// The array of one recording to standard output, a pipe or a device.
+ExitCode ArrayToPipe(ScoreRun& run, const InputReader& reader, const ScoresOptions& options, const OutputRules& rules) {
+  Output output(options.output, rules);
+  return ForEachFile(options.input.files, [&](const std::string& name) {
+    const std::unique_ptr<Input> input = reader.Open(name);
+    WholeArrayWriter writer([&](std::string_view bytes) { output.Write(bytes); });
+    const std::optional<Failure> failure = run.File(*input, name, output.is_terminal(), false, writer);
+    writer.Finish();
+    output.Close();
+    if (failure) throw *failure;
+  });
+}
+
 // All recordings into one output.
 ExitCode ToOneOutput(ScoreRun& run, const InputReader& reader, const ScoresOptions& options, const OutputRules& rules) {
   Output output(options.output, rules);
@@ -144,7 +157,7 @@ void CheckUsage(const ScoresOptions& options) {
   if (options.input.channel == "all") throw Failure(ExitCode::kUsage, "--channel all: scores are of one channel at a time");
   if (!IsArray(*options.format) || into_folder) return;
   const std::string format = std::string("--format ") + options.format->name;
-  if (options.output.empty()) throw Failure(ExitCode::kUsage, format + ": needs --output FILE, or --directory DIR for several recordings");
+  if (options.output.empty()) throw Failure(ExitCode::kUsage, format + ": needs --output FILE (- for standard output), or --directory DIR for several recordings");
   if (options.input.files.size() > 1) throw Failure(ExitCode::kUsage, format + ": several recordings need --directory DIR");
 }
 
@@ -169,6 +182,7 @@ ExitCode RunScores(const ScoresOptions& options) {
   const InputReader reader(options.input, settled.blocks.rate_hz);
   ScoreRun run(options, settled, *model);
   if (!folder && !IsArray(*options.format)) return ToOneOutput(run, reader, options, rules);
+  if (!folder && !IsForFile(options.output)) return ArrayToPipe(run, reader, options, rules);
   if (folder) folder->Make();
   return ForEachFile(options.input.files, [&](const std::string& name) {
     const std::unique_ptr<Input> input = reader.Open(name);
