@@ -50,14 +50,22 @@ void SentenceFiles::BeginFile(const std::string& name) {
   head.update(format_.about);
   const std::string text = JsonText(head);
   index_->Write(text.substr(0, text.size() - 1) + ",\n\"sentences\":[");
-  if (next_) next_->BeginFile(name);
+  WithIndexOnFailure([&] {
+    if (next_) next_->BeginFile(name);
+  });
 }
 
 void SentenceFiles::Add(const Sentence& sentence, int rate_hz) {
   Sentence told = {sentence.begin_sample, sentence.end_sample, sentence.vol, sentence.trig, sentence.eg, {}, {}, sentence.channel};
-  try {
+  WithIndexOnFailure([&] {
     told.saved_as = folder_.Path(Save(sentence, rate_hz));
     if (next_) next_->Add(told, rate_hz);
+  });
+}
+
+void SentenceFiles::WithIndexOnFailure(const std::function<void()>& work) {
+  try {
+    work();
   } catch (const Failure& failure) {
     // The index of what was saved until now is worth having, if there is room for it.
     try {
