@@ -72,10 +72,15 @@ void OutputFolder::CheckInputs(const std::vector<std::string>& inputs) const {
       const bool numbered = !suffixes_.numbered.empty() && IsNumbered(input, name, &number, &ending) && ending == suffixes_.numbered;
       if (name == File(input) || numbered) {
         throw Failure(ExitCode::kOutput,
-                      Path(name) + ": the files of " + input + " would be called like this one, which is read; choose another folder");
+                      Path(name) + ": the files of " + input + " would be called like this one, which this run needs; choose another folder");
       }
     }
   }
+}
+
+void OutputFolder::KeepForDebugText(const std::string& path, const std::vector<std::string>& inputs) {
+  rules_.KeepForDebugText(path);
+  CheckInputs(inputs);
 }
 
 void OutputFolder::Make() const {

@@ -26,7 +26,8 @@ struct Settled {
 };
 
 Settled SettleParameters(const ScoresOptions& options, const std::string& model) {
-  const ParameterPlan plan = PlanParameters(options.engine.settings, false);
+  ParameterPlan plan = PlanParameters(options.engine.settings, false);
+  plan.session.emplace_back("wvad_param_isVadDegOn", "0");  // the trial below has nothing to tell
   const std::string own = ReadConfiguration(options.engine.config, false, options.quiet);
   Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, own));
   Detector detector(engine);

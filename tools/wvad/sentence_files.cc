@@ -133,10 +133,11 @@ void SentenceFiles::RemoveLeftOvers() {
 
 ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes,
                        const std::function<void(SentenceFormat& format, int rate_hz)>& describe) {
-  const OutputFolder folder(options.folder, options.input.files, std::move(suffixes), FilesOfEngine(options.engine));
+  OutputFolder folder(options.folder, options.input.files, std::move(suffixes), FilesOfEngine(options.engine));
   Output output("", folder.rules());
   SentenceTask task;
   task.handout = handout;
+  task.keep_away = [&](const std::string& path) { folder.KeepForDebugText(path, options.input.files); };
   task.make_report = [&](int rate_hz) {
     SentenceFormat format;
     format.about["model"] = options.engine.model;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "wvad/debug_text.h"
 #include "wvad/engine.h"
 #include "wvad/engine_config.h"
 #include "wvad/level.h"
@@ -226,7 +227,9 @@ RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task)
   const ParameterPlan plan = PlanParameters(options.engine.settings, options.endpoint, task.handout, task.quality);
   const std::string model = FindModel(options.engine.model, options.engine.models_dir);
   const std::string own = ReadConfiguration(options.engine.config, options.endpoint, options.quiet);
+  DebugText debug_text;
   Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, own));
+  debug_text.Claim(engine, plan.session, task.keep_away);
   SentenceRun run(options, task, engine, plan.session);
   const InputReader reader(options.input, run.rate_hz());
   if (options.endpoint && reader.all_channels()) {
@@ -249,7 +252,11 @@ RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task)
 ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
   std::vector<std::string> read = FilesOfEngine(options.engine);
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());
-  const OutputRules rules(options.force, read);
+  OutputRules rules(options.force, read);
+  task.keep_away = [&](const std::string& path) {
+    rules.KeepForDebugText(path);
+    CheckOutput(options.output, rules);
+  };
   // Before any work, which may be long.
   CheckOutput(options.output, rules);
   std::optional<Output> output;
