@@ -79,6 +79,8 @@ class ScoreRun {
     if (Interrupted()) return Failure(ExitCode::kInterrupted, name + ": interrupted");
     if (const std::string damage = broken ? "" : input.damage(); !damage.empty())
       broken = Failure(ExitCode::kNotAudio, name + ": " + damage);
+    if (const std::string note = input.note(); !note.empty() && !options_.quiet)
+      std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), note.c_str());
     if (input.phase().cancels() && !options_.quiet)
       std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), PhaseNote(input.phase()).c_str());
     if (!broken && !track.found_any() && !options_.quiet) {

@@ -96,7 +96,8 @@ class SentenceRun {
     };
     FileEnd end = options_.endpoint ? ToEndpoint(input, sink, heard) : ToTheEnd(input, all_channels, sink, heard);
     progress.Hide();
-    if (input.phase().cancels()) end.note = PhaseNote(input.phase());
+    end.note = input.note();
+    if (input.phase().cancels()) end.note += (end.note.empty() ? "" : "; ") + PhaseNote(input.phase());
     if (end.note.empty() && sentences == 0) end.note = QuietNote(levels);
     report.EndFile(end);
     if (!end.note.empty() && !options_.quiet && !Interrupted())
