@@ -55,6 +55,12 @@ TEST_F(EngineConfig, WhatIsNoneIsRefusedWithItsLine) {
 
 TEST_F(EngineConfig, WhatIsNotTheUsersIsRefusedAsInSettings) {
   EXPECT_THAT(OfText("[vad]\nwvad_param_isTsegLstm = 1\n"), ::testing::HasSubstr("settled by the model"));
+  for (const char* on : {"1", "true", "0x1", "01"}) {
+    EXPECT_THAT(OfText(std::string("[vad]\nwvad_param_isDebugWatch = ") + on + "\n"), ::testing::HasSubstr("clients of the library"));
+  }
+  for (const char* off : {"0", "false", "", "0x0", "00"}) {
+    EXPECT_EQ(OfText(std::string("[vad]\nwvad_param_isDebugWatch = ") + off + "\n"), "");
+  }
   EXPECT_THAT(OfText("[vad]\nwvad_param_nSpeechTailMS = 500\n"), ::testing::HasSubstr("--endpoint only"));
   EXPECT_EQ(OfText("[vad]\nwvad_param_nSpeechTailMS = 500\n", true), "");
   // A w_tseg.cfg names its model, which --model replaces.

@@ -73,6 +73,12 @@ TEST(Parameters, ThoseOfTheModelAreRefused) {
   }
 }
 
+TEST(Parameters, DebugWatchesAreForClientsOfTheLibrary) {
+  EXPECT_THAT(Refusal({"wvad_param_isDebugWatch=1"}, false), HasSubstr("is for clients of the library"));
+  EXPECT_EQ(Refusal({"wvad_param_isDebugWatch=0"}, false), "taken");
+  EXPECT_THAT(Refusal({"wvad_param_isDebugWatch=2"}, false), HasSubstr("out of range"));
+}
+
 TEST(Parameters, CommandsThatReadDecideWhatIsRead) {
   EXPECT_THAT(PlanParameters({}, false, Handout::kPcm).session, Contains(Pair("wvad_param_nReadType", "1")));
   EXPECT_THAT(PlanParameters({}, false, Handout::kFeatures).session, Contains(Pair("wvad_param_nReadType", "0")));

@@ -159,6 +159,20 @@ TEST_F(Scores, ChunkLengthAndStandardInputChangeNothing) {
   EXPECT_EQ(Call({"scores", "-m", Model("lstm_fb75"), "-"}).out, whole.out);
 }
 
+TEST_F(Scores, ArrayGoesToStandardOutputByItsNames) {
+  const std::string path = Wav("a.wav", 3, kTwoBursts);
+  EXPECT_EQ(Run("scores", {"-f", "npy", "-o", folder_.file("a.npy"), path}).code, 0);
+  current_ = folder_.path();
+  for (const char* name : {"-", "/dev/stdout", "/dev/fd/1"}) {
+    const Outcome run = Run("scores", {"-f", "npy", "-o", name, path});
+    EXPECT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(run.out, folder_.read("a.npy")) << name;
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("-")));
+  EXPECT_EQ(Run("scores", {"-f", "npy", "-o", "/dev/null", path}).code, 0);
+  ExpectFailure(Run("scores", {"-f", "npy", "-o", "/dev/full", path}), 8, "/dev/full: cannot be written: No space left on device");
+}
+
 TEST_F(Scores, FilesOfEachRecordingInAFolder) {
   const std::string a = Wav("a.wav", 3, kTwoBursts);
   const std::string b = Wav("b.wav", 2, kTwoBursts);
@@ -211,7 +225,6 @@ TEST_F(Scores, CommandLinesThatMakeNoSense) {
   ExpectFailure(Run("scores", {"-f", "npy", "-o", out, path, path}), 2, "need --directory DIR");
   ExpectFailure(Run("scores", {"-d", out, "-o", out, path}), 2, "exclude each other");
   ExpectFailure(Run("scores", {"--prefix", "x", path}), 2, "goes with --directory");
-  ExpectFailure(Run("scores", {"-f", "npy", "-o", "/dev/null", path}), 8, "is not an ordinary file");
   ExpectFailure(Run("scores", {"-f", "xml", path}), 2, "xml");
   ExpectFailure(Call({"scores", "-m", "/dev/null", path}), 7, "not a model file");
 }

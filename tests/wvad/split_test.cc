@@ -198,6 +198,30 @@ TEST_F(Split, FolderThatCannotBeMadeOrWritten) {
   EXPECT_FALSE(std::filesystem::exists(folder_.file("out")));
 }
 
+TEST_F(Split, WhatIsNoFileWhereAFileBelongsIsRefusedAtOnce) {
+  const std::string path = Ramp("a.wav", 5, kTwoBursts);
+  for (const char* name : {"a-split.json", "a-0001.wav"}) {
+    const std::string place = folder_.file("out/") + name;
+    std::filesystem::create_directories(place);
+    for (const char* more : {"--quiet", "--force"}) {
+      ExpectFailure(Run("split", {more, "-d", folder_.file("out"), path}), 8, std::string(name) + ": is not an ordinary file");
+    }
+    std::filesystem::remove(place);
+    ASSERT_EQ(mkfifo(place.c_str(), 0600), 0);
+    ExpectFailure(Run("split", {"--force", "-d", folder_.file("out"), path}), 8, std::string(name) + ": is not an ordinary file");
+    std::filesystem::remove_all(folder_.file("out"));
+  }
+}
+
+TEST_F(Split, FullStandardOutputLeavesAnIndexWithItsReason) {
+  output_ = "/dev/full";
+  const Outcome run = Run("split", {"-d", folder_.file("out"), Ramp("a.wav", 5, kTwoBursts)});
+  ExpectFailure(run, 8, "standard output: cannot be written: No space left on device");
+  EXPECT_THAT(Names(folder_.file("out")), ElementsAre("a-split.json"));
+  EXPECT_THAT(Index("out/a-split.json")["error"].get<std::string>(), HasSubstr("No space left on device"));
+  EXPECT_TRUE(Index("out/a-split.json")["sentences"].empty());
+}
+
 TEST_F(Split, FullDiskLosesNothingThatWasSaved) {
   // Room for the first sentence, 32044 bytes, but not for the second, 48044 bytes.
   const std::string path = Ramp("a.wav", 5, {{1.0, 1.5}, {3.0, 4.0}});

@@ -10,6 +10,7 @@
 #include "wvad/flac_source.h"
 #include "wvad/media_source.h"
 #include "wvad/mp3_source.h"
+#include "wvad/passed_on_source.h"
 #include "wvad/raw_source.h"
 #include "wvad/resampler.h"
 #include "wvad/sndfile_source.h"
@@ -18,17 +19,10 @@ namespace TSEG::tool {
 namespace {
 
 // Samples whose header was never closed: they are heard to the end of the file, and that is said.
-class Unclosed : public AudioSource {
+class Unclosed : public PassedOnSource {
  public:
-  explicit Unclosed(std::unique_ptr<AudioSource> samples) : samples_(std::move(samples)) {}
-  int rate_hz() const override { return samples_->rate_hz(); }
-  int channels() const override { return samples_->channels(); }
-  int64_t frames() const override { return samples_->frames(); }
-  size_t Read(float* out, size_t count) override { return samples_->Read(out, count); }
+  using PassedOnSource::PassedOnSource;
   std::string damage() override { return "never closed: its header says 0 samples; heard to the end of the file"; }
-
- private:
-  std::unique_ptr<AudioSource> samples_;
 };
 
 std::unique_ptr<AudioSource> OpenContainer(const std::string& name, std::unique_ptr<ByteSource> bytes, Container container) {

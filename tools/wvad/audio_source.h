@@ -26,6 +26,8 @@ class AudioSource {
   virtual size_t Read(float* out, size_t count) = 0;
   // What was wrong with the recording, in words for a person; empty if it was whole. Call behind its end.
   virtual std::string damage() { return ""; }
+  // What else a listener should know of it, in words; empty for nothing. Call behind its end.
+  virtual std::string note() const { return ""; }
 };
 
 // How raw samples are to be taken.

@@ -100,6 +100,7 @@ class Checker {
     }
     CheckSettable(name, endpoint_);
     CheckValue(*row, value, Writing::kConfiguration);
+    CheckWatches(name, value);
   }
   [[noreturn]] void Unknown(const std::string& name) const {
     throw Failure(ExitCode::kBadParameter, name + ": there is no such parameter in section \"" + section_ + "\"");

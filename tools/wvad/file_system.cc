@@ -83,6 +83,13 @@ uint64_t PositionOf(int descriptor) {
   return position > 0 ? static_cast<uint64_t>(position) : 0;
 }
 
+int MakeEmptyFile(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (descriptor < 0) return errno;
+  close(descriptor);
+  return 0;
+}
+
 int OpenSpecial(const std::string& path) { return open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY); }
 
 void CloseDescriptor(int descriptor) { close(descriptor); }

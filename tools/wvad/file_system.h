@@ -39,6 +39,8 @@ long ReadSomeAt(int descriptor, uint64_t offset, void* out, size_t count);
 uint64_t LengthOf(int descriptor);
 uint64_t PositionOf(int descriptor);
 
+// Makes an empty file where nothing is yet. 0, or the error's number, EEXIST where something is, even a link that leads nowhere.
+int MakeEmptyFile(const std::string& path);
 // Opens something that is no ordinary file for writing. Gives -1 and sets errno.
 int OpenSpecial(const std::string& path);
 void CloseDescriptor(int descriptor);

@@ -10,6 +10,7 @@
 
 #include "wvad/file_system.h"
 #include "wvad/level.h"
+#include "wvad/sample_audit.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -58,12 +59,12 @@ std::unique_ptr<Input> InputReader::Open(const std::string& name) const {
   if (!gain_db_ && kind == FileKind::kSpecial) CannotMeasure(name);
   std::unique_ptr<AudioSource> source = OpenAudio(name, options_.source);
   const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name);
-  return std::make_unique<Input>(std::move(source), name, channel_, engine_rate_hz_, options_.chunk_ms, gain_db);
+  return std::make_unique<Input>(std::make_unique<SampleAudit>(std::move(source), gain_db), name, channel_, engine_rate_hz_, options_.chunk_ms, gain_db);
 }
 
 double InputReader::MeasureGain(const std::string& name) const {
-  const std::unique_ptr<AudioSource> source = OpenAudio(name, options_.source);
-  PcmStream stream(*source, name, channel_, engine_rate_hz_, 1000, 0);
+  SampleAudit source(OpenAudio(name, options_.source), 0);
+  PcmStream stream(source, name, channel_, engine_rate_hz_, 1000, 0);
   std::vector<LevelMeter> levels(stream.lanes(), LevelMeter(engine_rate_hz_));
   for (std::vector<std::vector<int16_t>> pieces; !Interrupted() && stream.Next(&pieces);) {
     for (size_t lane = 0; lane < pieces.size(); ++lane) levels[lane].Feed(pieces[lane].data(), pieces[lane].size());

@@ -38,6 +38,8 @@ class Input {
   const PhaseMeter& phase() const { return stream_.phase(); }
   // What was wrong with the recording; empty if it was whole. Call behind its end.
   std::string damage() { return source_->damage(); }
+  // What else a listener should know of its samples; empty for nothing. Call behind its end.
+  std::string note() const { return source_->note(); }
   double seconds_read() const { return static_cast<double>(stream_.frames_read()) / source_->rate_hz(); }
   // 0 if the source does not know.
   double seconds_total() const { return source_->frames() > 0 ? static_cast<double>(source_->frames()) / source_->rate_hz() : 0; }

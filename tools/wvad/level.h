@@ -17,6 +17,8 @@ class LevelMeter {
   void Feed(const int16_t* samples, size_t count);
   // The loudest block in dB of full scale, -120 for silence.
   double loudest_db() const { return loudest_db_; }
+  // The share of blocks that are quieter than `level_db`, to a decibel; 1 where there is none.
+  double share_below(double level_db) const;
   // Nothing but digital silence.
   bool silent() const { return loudest_db_ < -90.0; }
   // The gain in dB, from 0 to 40, that brings the louder parts (the 95th percentile of blocks that are not silent) to -20 dB without

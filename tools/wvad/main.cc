@@ -11,7 +11,7 @@
 
 int main(int argc, char** argv) {
   using TSEG::tool::ExitCode;
-  TSEG::tool::IgnoreBrokenPipes();
+  TSEG::tool::IgnoreSignalsOfWriting();
   ExitCode code = ExitCode::kInternal;
   try {
     code = TSEG::tool::RunCommandLine(argc, argv);

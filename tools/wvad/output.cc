@@ -22,7 +22,7 @@ std::string NameOf(const std::string& path) { return IsStandardOutput(path) ? "s
 Output::Output(const std::string& path, const OutputRules& rules) : name_(NameOf(path)), descriptor_(DescriptorOf(path)) {
   CheckOutput(path, rules);
   if (descriptor_ >= 0) return;
-  if (LookAt(path).kind != FileKind::kSpecial) {
+  if (IsForFile(path)) {
     file_ = std::make_unique<NewFile>(path, rules);
     return;
   }
@@ -52,6 +52,8 @@ void Output::Close() {
   if (file_) file_->Publish();
   file_.reset();
 }
+
+bool IsForFile(const std::string& path) { return DescriptorOf(path) < 0 && LookAt(path).kind != FileKind::kSpecial; }
 
 void CheckOutput(const std::string& path, const OutputRules& rules) {
   if (const int descriptor = DescriptorOf(path); descriptor >= 0) {

@@ -36,6 +36,8 @@ class Output {
   bool own_ = false;               // the descriptor has to be closed
 };
 
+// Whether an Output of this path would be an ordinary file, which appears when it is whole.
+bool IsForFile(const std::string& path);
 // Throws what the constructor would throw by the rules, and opens nothing: for before any work.
 void CheckOutput(const std::string& path, const OutputRules& rules);
 

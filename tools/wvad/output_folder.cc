@@ -48,14 +48,12 @@ void OutputFolder::CheckNames(const std::vector<std::string>& inputs) const {
       throw Failure(ExitCode::kUsage, input + ": its files would be called as those of " + row->second +
                                           "; work on them one at a time, into different folders or with --prefix");
     }
-    if (options_.force) continue;
     std::vector<std::string> names = {File(input)};
     if (!suffixes_.numbered.empty()) names.push_back(Numbered(input, 1));
     for (const std::string& name : names) {
-      std::error_code ignored;
-      if (fs::exists(fs::symlink_status(Path(name), ignored))) {
-        throw Failure(ExitCode::kOutput, ExistsAlready(Path(name)));
-      }
+      const FileKind kind = LookAt(Path(name)).kind;
+      if (kind == FileKind::kFolder || kind == FileKind::kSpecial) throw Failure(ExitCode::kOutput, Path(name) + ": is not an ordinary file");
+      if (kind != FileKind::kNone && !options_.force) throw Failure(ExitCode::kOutput, ExistsAlready(Path(name)));
     }
   }
 }
@@ -74,10 +72,15 @@ void OutputFolder::CheckInputs(const std::vector<std::string>& inputs) const {
       const bool numbered = !suffixes_.numbered.empty() && IsNumbered(input, name, &number, &ending) && ending == suffixes_.numbered;
       if (name == File(input) || numbered) {
         throw Failure(ExitCode::kOutput,
-                      Path(name) + ": the files of " + input + " would be called like this one, which is read; choose another folder");
+                      Path(name) + ": the files of " + input + " would be called like this one, which this run needs; choose another folder");
       }
     }
   }
+}
+
+void OutputFolder::KeepForDebugText(const std::string& path, const std::vector<std::string>& inputs) {
+  rules_.KeepForDebugText(path);
+  CheckInputs(inputs);
 }
 
 void OutputFolder::Make() const {

@@ -33,6 +33,10 @@ class OutputFolder {
   OutputFolder(const FolderOptions& options, const std::vector<std::string>& inputs, OutputSuffixes suffixes,
                const std::vector<std::string>& also_read = {});
 
+  // From here on `path`, which is there, counts as read: the engine writes into it. Throws Failure(kOutput) where a file of `inputs` would
+  // be called like it.
+  void KeepForDebugText(const std::string& path, const std::vector<std::string>& inputs);
+
   // Makes the folder and those above it. Throws Failure(kOutput).
   void Make() const;
 

@@ -7,7 +7,12 @@
 namespace TSEG::tool {
 namespace {
 
+constexpr const char* kDebugText = "(debug text)";
+
 [[noreturn]] void RefuseInput(const std::string& path, const std::string& input) {
+  if (input == kDebugText) {
+    throw Failure(ExitCode::kOutput, path + ": the engine's debug text goes into this file in the same run; choose another output");
+  }
   const std::string words = input == "-" ? "is standard input" : input == path ? "is read" : "is read as " + input;
   throw Failure(ExitCode::kOutput, path + ": this file " + words + " in the same run; choose another output");
 }
@@ -30,6 +35,8 @@ OutputRules::OutputRules(bool replace, const std::vector<std::string>& inputs) :
     if (look.kind == FileKind::kFile) inputs_.emplace_back(look, input);
   }
 }
+
+void OutputRules::KeepForDebugText(const std::string& path) { inputs_.emplace_back(LookAt(path), kDebugText); }
 
 std::optional<std::string> OutputRules::InputAt(const FileLook& look) const {
   for (const auto& [input, name] : inputs_) {

@@ -27,6 +27,8 @@ class OutputRules {
   void CheckPart(const std::string& path) const;
   // The same as Check for the file that an open descriptor, called `name`, writes to, which is there by its nature.
   void CheckDescriptor(int descriptor, const std::string& name) const;
+  // From here on `path`, which is there, counts as an input too: the engine writes into it.
+  void KeepForDebugText(const std::string& path);
   // The name of the input that this is; none if it is none.
   std::optional<std::string> InputAt(const FileLook& look) const;
 

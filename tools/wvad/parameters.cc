@@ -59,6 +59,14 @@ void CheckSettable(const std::string& name, bool endpoint) {
   }
 }
 
+void CheckWatches(const std::string& name, const std::string& value) {
+  // Whatever a configuration may write for "off".
+  const bool off = value.empty() || value == "false" || value.find_first_not_of("+-0xX") == std::string::npos;
+  if (name != "wvad_param_isDebugWatch" || off) return;
+  throw Failure(ExitCode::kBadParameter,
+                name + ": is for clients of the library; the engine then writes files of its own, and text onto standard output");
+}
+
 ParameterPlan PlanParameters(const std::vector<std::string>& settings, bool endpoint, Handout handout, bool quality) {
   ParameterPlan plan;
   if (quality) plan.configuration.emplace_back("wvad_param_bKelOn", "1");
@@ -77,6 +85,7 @@ ParameterPlan PlanParameters(const std::vector<std::string>& settings, bool endp
     // A name that is none is left to the engine, which knows it from one that cannot be set; so is the rate, which has a code of its own.
     const ParameterRow* row = FindParameter(name);
     if (row != nullptr && name != "VAD_PARAM_SAMPLERATE") CheckValue(*row, value, Writing::kSetting);
+    CheckWatches(name, value);
     if (Holds(kOfQuality, name)) {
       // Of entries with one name the component takes the first, and of settings the last shall count.
       plan.quality.emplace(plan.quality.begin(), name, value);

@@ -26,6 +26,8 @@ bool IsOfModelOption(const std::string& name);
 // Throws Failure(kBadParameter) for a parameter that is not the user's: one that the model or an option settles, or, unless `endpoint`, one
 // that would end the session.
 void CheckSettable(const std::string& name, bool endpoint);
+// Throws Failure(kBadParameter) for debug watches that are switched on. `value` has been found right.
+void CheckWatches(const std::string& name, const std::string& value);
 
 // Sorts the settings, each NAME=VALUE. `endpoint`: the session may end by itself; otherwise the limits that would end it are the program's.
 // `handout`: unless kNothing, the command decides what is read. `quality`: the audio-quality component is on.

@@ -15,6 +15,11 @@ constexpr size_t kArrayColumns = 2;
 
 std::string Time(int64_t frame) { return Fixed(static_cast<double>(frame) / 100, 2); }
 
+void AppendRow(const ScoreTrack::Row& row, std::string* bytes) {
+  const float values[kArrayColumns] = {row.speech, row.held ? 1.0F : 0.0F};
+  bytes->append(reinterpret_cast<const char*>(values), sizeof values);
+}
+
 // The shortest text that gives this float again.
 std::string Exactly(float value) {
   char text[64];
@@ -71,7 +76,7 @@ std::unique_ptr<ScoreWriter> Make(ByteSink sink) {
 constexpr ScoreFormat kFormats[] = {
     {"text", "time and probability", "txt", Make<TextWriter>},
     {"csv", "file,time,speech,held", "csv", Make<CsvWriter>},
-    {"npy", "a NumPy array in a file of its own", "npy", nullptr},
+    {"npy", "a NumPy array", "npy", nullptr},
 };
 
 }  // namespace
@@ -83,8 +88,7 @@ ArrayWriter::ArrayWriter(NewFile& file) : file_(file) { file_.Write(blocks::NpyH
 void ArrayWriter::Begin(const std::string&, bool) {}
 
 void ArrayWriter::Add(const ScoreTrack::Row& row) {
-  const float values[kArrayColumns] = {row.speech, row.held ? 1.0F : 0.0F};
-  gathered_.append(reinterpret_cast<const char*>(values), sizeof values);
+  AppendRow(row, &gathered_);
   ++rows_;
 }
 
@@ -97,5 +101,18 @@ void ArrayWriter::Finish() {
   Flush();
   file_.WriteAt(0, blocks::NpyHeader(rows_, kArrayColumns, false));
 }
+
+WholeArrayWriter::WholeArrayWriter(ByteSink sink) : sink_(std::move(sink)) {}
+
+void WholeArrayWriter::Begin(const std::string&, bool) {}
+
+void WholeArrayWriter::Add(const ScoreTrack::Row& row) {
+  AppendRow(row, &gathered_);
+  ++rows_;
+}
+
+void WholeArrayWriter::Flush() {}
+
+void WholeArrayWriter::Finish() { sink_(blocks::NpyHeader(rows_, kArrayColumns, false) + gathered_); }
 
 }  // namespace TSEG::tool

@@ -3,7 +3,8 @@
 // Speech probabilities as text (time and probability, "held" behind those that are), as CSV (file, time, speech, held), or as a NumPy array
 // of 32-bit floats with a row for each 10 ms: the probability, and 1 where it is held.
 //
-// Rows go out as they come; memory does not grow. An array's count of rows is put in at its end.
+// Rows go out as they come; memory does not grow. An array's count of rows stands at its begin: in a file it is put in at the end, and what
+// is no file (a pipe) gets all of the array at the end, 8 bytes for each 10 ms until then.
 #ifndef WVAD_WVAD_SCORE_OUTPUT_H_
 #define WVAD_WVAD_SCORE_OUTPUT_H_
 
@@ -53,6 +54,21 @@ class ArrayWriter : public ScoreWriter {
 
  private:
   NewFile& file_;
+  uint64_t rows_ = 0;
+  std::string gathered_;
+};
+
+// An array that goes out in one piece, with Finish().
+class WholeArrayWriter : public ScoreWriter {
+ public:
+  explicit WholeArrayWriter(ByteSink sink);
+  void Begin(const std::string& name, bool several) override;
+  void Add(const ScoreTrack::Row& row) override;
+  void Flush() override;
+  void Finish();
+
+ private:
+  ByteSink sink_;
   uint64_t rows_ = 0;
   std::string gathered_;
 };

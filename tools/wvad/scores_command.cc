@@ -26,7 +26,8 @@ struct Settled {
 };
 
 Settled SettleParameters(const ScoresOptions& options, const std::string& model) {
-  const ParameterPlan plan = PlanParameters(options.engine.settings, false);
+  ParameterPlan plan = PlanParameters(options.engine.settings, false);
+  plan.session.emplace_back("wvad_param_isVadDegOn", "0");  // the trial below has nothing to tell
   const std::string own = ReadConfiguration(options.engine.config, false, options.quiet);
   Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, own));
   Detector detector(engine);
@@ -78,6 +79,8 @@ class ScoreRun {
     if (Interrupted()) return Failure(ExitCode::kInterrupted, name + ": interrupted");
     if (const std::string damage = broken ? "" : input.damage(); !damage.empty())
       broken = Failure(ExitCode::kNotAudio, name + ": " + damage);
+    if (const std::string note = input.note(); !note.empty() && !options_.quiet)
+      std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), note.c_str());
     if (input.phase().cancels() && !options_.quiet)
       std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), PhaseNote(input.phase()).c_str());
     if (!broken && !track.found_any() && !options_.quiet) {
@@ -120,6 +123,19 @@ void ToOwnFile(ScoreRun& run, Input& input, const std::string& name, const Score
   if (failure) throw *failure;
 }
 
+// The array of one recording to standard output, a pipe or a device.
+ExitCode ArrayToPipe(ScoreRun& run, const InputReader& reader, const ScoresOptions& options, const OutputRules& rules) {
+  Output output(options.output, rules);
+  return ForEachFile(options.input.files, [&](const std::string& name) {
+    const std::unique_ptr<Input> input = reader.Open(name);
+    WholeArrayWriter writer([&](std::string_view bytes) { output.Write(bytes); });
+    const std::optional<Failure> failure = run.File(*input, name, output.is_terminal(), false, writer);
+    writer.Finish();
+    output.Close();
+    if (failure) throw *failure;
+  });
+}
+
 // All recordings into one output.
 ExitCode ToOneOutput(ScoreRun& run, const InputReader& reader, const ScoresOptions& options, const OutputRules& rules) {
   Output output(options.output, rules);
@@ -144,7 +160,7 @@ void CheckUsage(const ScoresOptions& options) {
   if (options.input.channel == "all") throw Failure(ExitCode::kUsage, "--channel all: scores are of one channel at a time");
   if (!IsArray(*options.format) || into_folder) return;
   const std::string format = std::string("--format ") + options.format->name;
-  if (options.output.empty()) throw Failure(ExitCode::kUsage, format + ": needs --output FILE, or --directory DIR for several recordings");
+  if (options.output.empty()) throw Failure(ExitCode::kUsage, format + ": needs --output FILE (- for standard output), or --directory DIR for several recordings");
   if (options.input.files.size() > 1) throw Failure(ExitCode::kUsage, format + ": several recordings need --directory DIR");
 }
 
@@ -169,6 +185,7 @@ ExitCode RunScores(const ScoresOptions& options) {
   const InputReader reader(options.input, settled.blocks.rate_hz);
   ScoreRun run(options, settled, *model);
   if (!folder && !IsArray(*options.format)) return ToOneOutput(run, reader, options, rules);
+  if (!folder && !IsForFile(options.output)) return ArrayToPipe(run, reader, options, rules);
   if (folder) folder->Make();
   return ForEachFile(options.input.files, [&](const std::string& name) {
     const std::unique_ptr<Input> input = reader.Open(name);

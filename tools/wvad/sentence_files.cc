@@ -50,14 +50,22 @@ void SentenceFiles::BeginFile(const std::string& name) {
   head.update(format_.about);
   const std::string text = JsonText(head);
   index_->Write(text.substr(0, text.size() - 1) + ",\n\"sentences\":[");
-  if (next_) next_->BeginFile(name);
+  WithIndexOnFailure([&] {
+    if (next_) next_->BeginFile(name);
+  });
 }
 
 void SentenceFiles::Add(const Sentence& sentence, int rate_hz) {
   Sentence told = {sentence.begin_sample, sentence.end_sample, sentence.vol, sentence.trig, sentence.eg, {}, {}, sentence.channel};
-  try {
+  WithIndexOnFailure([&] {
     told.saved_as = folder_.Path(Save(sentence, rate_hz));
     if (next_) next_->Add(told, rate_hz);
+  });
+}
+
+void SentenceFiles::WithIndexOnFailure(const std::function<void()>& work) {
+  try {
+    work();
   } catch (const Failure& failure) {
     // The index of what was saved until now is worth having, if there is room for it.
     try {
@@ -125,10 +133,11 @@ void SentenceFiles::RemoveLeftOvers() {
 
 ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes,
                        const std::function<void(SentenceFormat& format, int rate_hz)>& describe) {
-  const OutputFolder folder(options.folder, options.input.files, std::move(suffixes), FilesOfEngine(options.engine));
+  OutputFolder folder(options.folder, options.input.files, std::move(suffixes), FilesOfEngine(options.engine));
   Output output("", folder.rules());
   SentenceTask task;
   task.handout = handout;
+  task.keep_away = [&](const std::string& path) { folder.KeepForDebugText(path, options.input.files); };
   task.make_report = [&](int rate_hz) {
     SentenceFormat format;
     format.about["model"] = options.engine.model;

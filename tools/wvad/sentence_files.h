@@ -46,6 +46,8 @@ class SentenceFiles : public Report {
   bool on_terminal() const override { return next_ && next_->on_terminal(); }
 
  private:
+  // Does it; where it fails, the index is closed with the reason before the failure goes on.
+  void WithIndexOnFailure(const std::function<void()>& work);
   std::string Save(const Sentence& sentence, int rate_hz);
   void CloseIndex(const nlohmann::ordered_json& json);
   void RemoveLeftOvers();

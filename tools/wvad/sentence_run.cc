@@ -2,18 +2,20 @@
 #include "wvad/sentence_run.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <optional>
 #include <utility>
 
+#include "wvad/debug_text.h"
 #include "wvad/engine.h"
 #include "wvad/engine_config.h"
+#include "wvad/floor_note.h"
 #include "wvad/level.h"
 #include "wvad/model_finder.h"
 #include "wvad/output.h"
 #include "wvad/progress.h"
 #include "wvad/recording.h"
+#include "wvad/report_json.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -83,11 +85,11 @@ class SentenceRun {
     const bool typing = name == "-" && report.on_terminal();
     Progress progress(!options_.quiet && !typing && IsTerminal(kStandardError), name, input.seconds_total());
     std::vector<LevelMeter> levels(input.lanes(), LevelMeter(rate_hz_));
-    int64_t sentences = 0;
+    FloorNote floor_note(floor_, rate_hz_);
     const Recording::Sink sink = [&](const Sentence& sentence) {
       if (report.on_terminal()) progress.Hide();
       report.Add(sentence, rate_hz_);
-      ++sentences;
+      floor_note.Add(Seconds(sentence.end_sample - sentence.begin_sample, rate_hz_), sentence.vol);
     };
     const Step heard = [&](const Pieces& pieces) {
       for (size_t lane = 0; lane < pieces.size(); ++lane) levels[lane].Feed(pieces[lane].data(), pieces[lane].size());
@@ -95,8 +97,9 @@ class SentenceRun {
     };
     FileEnd end = options_.endpoint ? ToEndpoint(input, sink, heard) : ToTheEnd(input, all_channels, sink, heard);
     progress.Hide();
-    if (input.phase().cancels()) end.note = PhaseNote(input.phase());
-    if (end.note.empty() && sentences == 0) end.note = QuietNote(levels);
+    end.note = input.note();
+    if (input.phase().cancels()) end.note += (end.note.empty() ? "" : "; ") + PhaseNote(input.phase());
+    if (end.note.empty()) end.note = floor_note.Text(levels, GainAdvice(name));
     report.EndFile(end);
     if (!end.note.empty() && !options_.quiet && !Interrupted())
       std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), end.note.c_str());
@@ -186,18 +189,10 @@ class SentenceRun {
     return end;
   }
 
-  // Nothing found: if the level is the likely reason, say so.
-  std::string QuietNote(const std::vector<LevelMeter>& levels) const {
-    if (!floor_) return "";
-    double loudest_db = levels[0].loudest_db();
-    for (const LevelMeter& level : levels) loudest_db = std::max(loudest_db, level.loudest_db());
-    // The floor is the natural logarithm of the energy sum of a 25 ms window (400 samples at 16 kHz).
-    const double window = rate_hz_ / 40;
-    const double floor_db = 10 * std::log10(std::exp(*floor_) / window) - 20 * std::log10(32768.0);
-    if (loudest_db <= -119 || loudest_db > floor_db + 12) return "";
-    const std::string advice = options_.input.gain == "auto" ? "" : "; try --gain auto";
-    return "the recording is very quiet (loudest 10 ms at " + std::to_string(std::lround(loudest_db)) + " dB, the engine's floor is at " +
-           std::to_string(std::lround(floor_db)) + " dB)" + advice;
+  // What is heard once cannot be measured before.
+  std::string GainAdvice(const std::string& name) const {
+    if (options_.input.gain == "auto") return "";
+    return name == "-" ? "--gain 20" : "--gain auto";
   }
 
   const SentenceOptions& options_;
@@ -226,7 +221,9 @@ RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task)
   const ParameterPlan plan = PlanParameters(options.engine.settings, options.endpoint, task.handout, task.quality);
   const std::string model = FindModel(options.engine.model, options.engine.models_dir);
   const std::string own = ReadConfiguration(options.engine.config, options.endpoint, options.quiet);
+  DebugText debug_text;
   Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, own));
+  debug_text.Claim(engine, plan.session, task.keep_away);
   SentenceRun run(options, task, engine, plan.session);
   const InputReader reader(options.input, run.rate_hz());
   if (options.endpoint && reader.all_channels()) {
@@ -249,7 +246,11 @@ RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task)
 ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
   std::vector<std::string> read = FilesOfEngine(options.engine);
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());
-  const OutputRules rules(options.force, read);
+  OutputRules rules(options.force, read);
+  task.keep_away = [&](const std::string& path) {
+    rules.KeepForDebugText(path);
+    CheckOutput(options.output, rules);
+  };
   // Before any work, which may be long.
   CheckOutput(options.output, rules);
   std::optional<Output> output;

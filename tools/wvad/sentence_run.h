@@ -30,6 +30,8 @@ constexpr size_t kFeatureFloats = 115;  // of a frame that the engine hands out
 struct SentenceTask {
   Handout handout = Handout::kNothing;
   bool quality = false;  // the audio-quality component listens, and FileEnd has its measures
+  // Called with a file that the engine will write by itself. Throws Failure(kOutput) where an output would fall on it.
+  std::function<void(const std::string& path)> keep_away;
   // Called once everything but the recordings has been found right.
   std::function<std::unique_ptr<Report>(int rate_hz)> make_report;
 };

@@ -60,7 +60,10 @@ std::string ProgramFolder() {
   return error ? std::string() : program.parent_path().string();
 }
 
-void IgnoreBrokenPipes() { signal(SIGPIPE, SIG_IGN); }
+void IgnoreSignalsOfWriting() {
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
+}
 
 void RememberInterrupts() {
   struct sigaction action {};

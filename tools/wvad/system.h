@@ -18,8 +18,8 @@ bool IsTerminal(int descriptor);
 int TerminalWidth();
 // The folder of the running program, without a trailing separator; empty if the system does not tell.
 std::string ProgramFolder();
-// A broken pipe on output shall be an error code of the write, not the end of the process.
-void IgnoreBrokenPipes();
+// A broken pipe on output, or a file that may not grow further, shall be an error code of the write, not the end of the process.
+void IgnoreSignalsOfWriting();
 // From here on the first interrupt (Ctrl-C), request to end or loss of the terminal does not end the process but is remembered, so that the
 // work can be closed in order; a read that waits returns. The second one removes what is doomed and ends the process.
 void RememberInterrupts();
