@@ -26,6 +26,12 @@ class CheckSizesTest(MadeUpTree):
         self.write("src/inner/b.py", "x = 1\n" * 401)
         self.assertEqual(self.found(), ["src/inner/b.py: 401 lines; more than 400 are several ideas"])
 
+    def test_script_and_style_are_files_too(self):
+        self.write("src/a.py", "x = 1\n")
+        self.write("src/a.js", "x();\n" * 401)
+        self.write("src/b.css", "\n" * 400)
+        self.assertEqual(self.found(), ["src/a.js: 401 lines; more than 400 are several ideas"])
+
     def test_python_function_of_60_lines_is_short_enough_and_one_of_61_is_not(self):
         self.write("src/a.py", python_function(60))
         self.assertEqual(self.found(), [])

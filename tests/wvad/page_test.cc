@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // wvad report: the parts that its page is made of, and the page as a file. What it does in a browser is tested in tests/wvad/page.
-#include <zlib.h>
-
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <numbers>
@@ -155,6 +153,14 @@ TEST_F(PageFile, HoldsWhatTheEngineFound) {
   EXPECT_EQ(track["checksum"], Sha256Of(WVAD_TEST_MODEL));
   EXPECT_THAT(track["parameters"], ::testing::Contains(json({"wvad_param_nFrameGap", "50", "40"})));
   EXPECT_THAT(track["parameters"], ::testing::Contains(json({"wvad_param_vad_threshold", "0.7", "0.7"})));
+}
+
+TEST_F(PageFile, HoldsNothingOfTheSurroundingsOfItsRun) {
+  // But for the sound, in which Ogg has a number that is drawn.
+  const std::string path = Wav("a.wav", 3, {{1.0, 2.0}});
+  ASSERT_EQ(Run("report", {path, "--link-audio", "-o", page()}).code, 0);
+  ASSERT_EQ(Run("report", {path, "--link-audio", "-o", folder_.file("again.html")}).code, 0);
+  EXPECT_TRUE(folder_.read("again.html") == folder_.read("page.html"));
 }
 
 TEST_F(PageFile, TracksStandInTheOrderInWhichTheyWereAskedFor) {

@@ -80,7 +80,7 @@ std::string TextOf(const StatementRow& row, const RunFacts& facts) {
   return text;
 }
 
-std::string Words(const StatementRow& row, const RunFacts& facts, const Stretch& stretch) {
+std::string Words(const StatementRow& row, const RunFacts& facts, const FrameValues& stretch) {
   std::string text = TextOf(row, facts);
   const auto seconds = [](uint16_t from, uint16_t to) { return Range(from / 100.0, to / 100.0, 2); };
   const auto frames = [](uint16_t from, uint16_t to) { return Range(from, to, 0); };

@@ -39,10 +39,10 @@ std::string TextOf(const StatementRow& row, const RunFacts& facts);
 
 // The same with its places filled in for the frames `first` and `last` of a stretch and those between, whose extremes are `least` and
 // `most`. One frame is a stretch too.
-struct Stretch {
+struct FrameValues {
   TraceRow first, last, least, most;
 };
-std::string Words(const StatementRow& row, const RunFacts& facts, const Stretch& stretch);
+std::string Words(const StatementRow& row, const RunFacts& facts, const FrameValues& stretch);
 
 }  // namespace TSEG::tool
 

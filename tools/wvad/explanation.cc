@@ -25,7 +25,7 @@ Part PartOf(int64_t frame, const NumberedSentence* sentence) {
   return frame < sentence->speech_end ? Part::kInside : Part::kBehind;
 }
 
-void Widen(Stretch* stretch, const TraceRow& row) {
+void Widen(FrameValues* stretch, const TraceRow& row) {
   stretch->last = row;
   for (const auto member : {&TraceRow::probability, &TraceRow::energy, &TraceRow::floor}) {
     stretch->least.*member = std::min(stretch->least.*member, row.*member);
@@ -99,7 +99,7 @@ std::string ToText(const ExplainedStretch& stretch, const RunFacts& facts) {
 }
 
 nlohmann::ordered_json ToJson(const ExplainedStretch& stretch, const RunFacts& facts) {
-  const Stretch& values = stretch.values;
+  const FrameValues& values = stretch.values;
   nlohmann::ordered_json json = {{"begin", static_cast<double>(stretch.first) / 100},
                                  {"end", static_cast<double>(stretch.last + 1) / 100},
                                  {"verdict", Verdict(values.first)}};

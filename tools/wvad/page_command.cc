@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "wvad/failure.h"
+#include "wvad/media_source.h"
 #include "wvad/output.h"
 #include "wvad/page_document.h"
 #include "wvad/progress.h"
@@ -16,6 +17,7 @@ namespace {
 
 // The way from the page to the recording, as a URL; absolute where the page goes to no file.
 std::string LinkTo(const std::string& recording, const std::string& page) {
+  if (IsAddress(recording)) return recording;
   namespace fs = std::filesystem;
   std::error_code error;
   const fs::path target = fs::absolute(recording, error).lexically_normal();

@@ -34,8 +34,8 @@ TracedEngine::TracedEngine(const EngineOptions& options, bool quiet) : model_fil
   for (const ParameterRow& row : ParameterTable()) {
     const std::string name(row.name);
     const std::string built_in = BuiltIn(name);
-    // Those without a value of their own are other names of these.
-    if (!built_in.empty()) in_force_.push_back({name, detector_->Get(name), built_in});
+    // Where the model was found by the engine is the program's affair. Those without a value of their own are other names of these.
+    if (!IsOfModelOption(name) && !built_in.empty()) in_force_.push_back({name, detector_->Get(name), built_in});
   }
   rate_hz_ = ParseInt(detector_->Get("VAD_PARAM_SAMPLERATE")).value_or(16000);
   const CFG_VAD& cfg = *detector_->handle()->pCfg;

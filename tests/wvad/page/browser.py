@@ -149,6 +149,7 @@ class Browser:
         self.call("Input.dispatchKeyEvent", type="keyUp", key=key)
         self.settle()
 
-    def screenshot(self):
-        """What can be seen, as PNG."""
-        return base64.b64decode(self.call("Page.captureScreenshot", format="png")["data"])
+    def screenshot(self, box=None):
+        """What can be seen, or of it the box [left, top, width, height], as PNG."""
+        clip = {"clip": dict(zip(("x", "y", "width", "height"), box), scale=1)} if box else {}
+        return base64.b64decode(self.call("Page.captureScreenshot", format="png", **clip)["data"])

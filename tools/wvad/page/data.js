@@ -123,6 +123,9 @@ function spectrumLevels(columns, bands) {
 
 const STATEMENT = Object.fromEntries(page.statements.map((row, i) => [row.key, 1 << i]));
 
+// Energies and floors that are no numbers lie here and below.
+const NO_NUMBER = -32768 / page.energy_steps;
+
 async function loadWave() {
   const pairs = await unpack("wave", Int8Array);
   return new Pyramid(pairs.length / 2, (i) => pairs[2 * i] / 127, (i) => pairs[2 * i + 1] / 127);

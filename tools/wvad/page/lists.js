@@ -97,6 +97,11 @@ class SentenceLists {
   }
 }
 
+/** A parameter's value; the greatest number stands for a limit that is out of force. */
+function limit(value) {
+  return value === "2147483647" ? "no limit" : value || "–";
+}
+
 /** Program, models, checksums, parameters: those that somebody has set first, the others behind a fold. */
 function writeOrigin(tracks) {
   const box = document.getElementById("origin");
@@ -107,7 +112,7 @@ function writeOrigin(tracks) {
       makeElement("thead", {}, makeElement("tr", {}, ...["parameter", "in force", "built in"].map((name) => makeElement("th", { scope: "col" }, name)))),
       makeElement("tbody", {}, ...rows.map(([name, value, builtIn]) =>
         makeElement("tr", { class: value === builtIn ? "" : "set" }, makeElement("th", { scope: "row" }, makeElement("code", {}, name)),
-          makeElement("td", {}, value || "–"), makeElement("td", {}, builtIn || "–")))));
+          makeElement("td", {}, limit(value)), makeElement("td", {}, limit(builtIn))))));
     const changed = track.parameters.filter(([, value, builtIn]) => value !== builtIn);
     box.append(
       makeElement("h3", {}, trackName(track)),

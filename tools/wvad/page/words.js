@@ -49,9 +49,10 @@ function withParameters(track, text) {
 }
 
 function filled(text, track, frame) {
+  const energy = (value) => (value > NO_NUMBER ? value.toFixed(2) : "no number");
   const values = {
     probability: () => track.p(frame).toFixed(4), threshold: () => String(track.threshold),
-    energy: () => track.e(frame).toFixed(2), floor: () => track.f(frame).toFixed(2),
+    energy: () => energy(track.e(frame)), floor: () => energy(track.f(frame)),
     count: () => (track.count[frame] / 100).toFixed(2), need: () => (track.need[frame] / 100).toFixed(2),
     frames: () => String(track.count[frame]), wanted: () => String(track.need[frame]),
   };
