@@ -12,6 +12,7 @@
 #include "wvad/output.h"
 #include "wvad/progress.h"
 #include "wvad/report_json.h"
+#include "wvad/shown.h"
 #include "wvad/system.h"
 #include "wvad/traced_run.h"
 
@@ -119,7 +120,7 @@ class ExplainRun {
     }
     if (Interrupted()) throw Failure(ExitCode::kInterrupted, name + ": interrupted");
     nlohmann::ordered_json stretches = nlohmann::ordered_json::array();
-    std::string text = options_.input.files.size() > 1 ? name + "\n" : "";
+    std::string text = options_.input.files.size() > 1 ? Shown(name) + "\n" : "";
     std::optional<std::string> behind;
     for (size_t i = 0; i < ranges_.size(); ++i) {
       if (ranges_[i].first >= hearing.frames() && !behind) behind = options_.at[i];

@@ -123,6 +123,13 @@ class PageTest(unittest.TestCase):
         self.assertIn("No sentence was found", self.value("document.getElementById('sentence-lists').textContent"))
         self.assertEqual(self.value("document.title"), str(self.recording))
 
+    def test_tells_how_much_the_floor_takes_away(self):
+        """The model calls all 496 frames speech that have a window; the floor leaves the 102 and 52 whose windows hold sound."""
+        share = round(100 * (496 - 102 - 52) / 496)
+        self.assertIn(f"{share} % of the network's speech lies under the energy floor",
+                      self.value("document.querySelector('.track-head').textContent"))
+        self.assertIn("100 % of the", self.value("document.querySelectorAll('.track-head')[1].textContent"))
+
     def test_tells_under_the_pointer_what_explain_tells(self):
         for seconds in (0.5, 0.985, 1.1, 1.5, 2.3, 2.405, 3.65, 4.995):
             told = json.loads(self.wvad("explain", self.recording, "--json", "--at", seconds))["files"][0]["stretches"][0]
@@ -260,9 +267,11 @@ class PageTest(unittest.TestCase):
     def picture(self):
         """The lanes of the first track, as PNG in base64."""
         self.browser.resize(1200, 1400)
+        # Words in the fonts of this system would move what is below them.
+        self.value("document.querySelectorAll('.track-head, .tag').forEach((e) => { e.style.display = 'none'; }), 0")
         self.value("wvadPage.view.putCursor(1.5), 0")
         self.browser.settle()
-        left, top, width, _ = self.box("#lanes")
+        left, top, width, _ = self.box("#lanes > :nth-child(2)")
         _, last, _, height = self.box("#lanes > :nth-child(6)")
         return base64.b64encode(self.browser.screenshot([left, top, width, last + height - top])).decode()
 

@@ -136,6 +136,12 @@ async function loadTrack(track, i) {
   const [probability, energy, floor, statements, count, need] = await Promise.all([
     unpack(name + "probability", Uint16Array), unpack(name + "energy", Int16Array), unpack(name + "floor", Int16Array),
     unpack(name + "statements", Uint32Array), unpack(name + "count", Uint16Array), unpack(name + "need", Uint16Array)]);
+  const taken = STATEMENT.speech_score, under = STATEMENT.speech_score | STATEMENT.below_floor;
+  let speechScores = 0, underFloor = 0;
+  for (const bits of statements) {
+    if (bits & taken) ++speechScores;
+    if ((bits & under) === under) ++underFloor;
+  }
   const p = (at) => probability[at] / 65535;
   const e = (at) => energy[at] / page.energy_steps;
   const f = (at) => floor[at] / page.energy_steps;
@@ -146,6 +152,7 @@ async function loadTrack(track, i) {
     ...track, index: i, frames, p, e, f, statements, count, need,
     probability: new Pyramid(frames, p, p), energy: new Pyramid(frames, e, e), floor: new Pyramid(frames, f, f),
     bits: new BitPyramid(statements),
+    lost: speechScores ? underFloor / speechScores : 0,  // of what the network takes for speech, the part that the floor makes silence
   };
 }
 

@@ -142,9 +142,11 @@ function writeHeading(tracks) {
 }
 
 function trackHeading(track) {
+  const lost = track.lost < 0.05 ? []
+    : [makeElement("span", { class: "lost" }, `${Math.round(100 * track.lost)} % of the network's speech lies under the energy floor`)];
   const key = (name, words) => makeElement("span", { class: `key ${name}` }, words);
   return makeElement("div", { class: "track-head" }, makeElement("h3", {}, trackName(track)),
-    makeElement("span", { class: "sums" }, sums(track)),
+    makeElement("span", { class: "sums" }, sums(track)), ...lost,
     makeElement("span", { class: "keys", "aria-hidden": "true" }, key("probability", "probability"), key("energy", "energy"),
       key("under", "under the floor"), key("held", "held over")));
 }
