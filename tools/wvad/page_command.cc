@@ -7,6 +7,7 @@
 
 #include "wvad/failure.h"
 #include "wvad/media_source.h"
+#include "wvad/model_choice.h"
 #include "wvad/output.h"
 #include "wvad/page_document.h"
 #include "wvad/progress.h"
@@ -105,6 +106,17 @@ class PageRun {
   std::vector<PageTrack> tracks_;
 };
 
+// The models in the form that fits the recording, as the other commands take them; but one page has one rate, so all or none.
+void FitModels(const InputOptions& input, std::vector<EngineOptions>* tracks) {
+  std::vector<EngineOptions> fitted = *tracks;
+  for (EngineOptions& track : fitted) {
+    const std::string model = ModelForRun(track, input);
+    if (model == track.model) return;
+    track.model = model;
+  }
+  *tracks = std::move(fitted);
+}
+
 }  // namespace
 
 std::vector<EngineOptions> TracksOf(const PageOptions& options) {
@@ -131,21 +143,6 @@ std::vector<EngineOptions> TracksOf(const PageOptions& options) {
   }
   return tracks;
 }
-
-namespace {
-
-// The models in the form that fits the recording, as the other commands take them; but one page has one rate, so all or none.
-void FitModels(const InputOptions& input, std::vector<EngineOptions>* tracks) {
-  std::vector<EngineOptions> fitted = *tracks;
-  for (EngineOptions& track : fitted) {
-    const std::string model = ModelForRun(track, input);
-    if (model == track.model) return;
-    track.model = model;
-  }
-  *tracks = std::move(fitted);
-}
-
-}  // namespace
 
 ExitCode RunPage(const PageOptions& options) {
   RememberInterrupts();
