@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "wvad/failure.h"
+#include "wvad/model_choice.h"
 #include "wvad/output.h"
 #include "wvad/page_document.h"
 #include "wvad/progress.h"
@@ -130,26 +131,11 @@ std::vector<EngineOptions> TracksOf(const PageOptions& options) {
   return tracks;
 }
 
-namespace {
-
-// The models in the form that fits the recording, as the other commands take them; but one page has one rate, so all or none.
-void FitModels(const InputOptions& input, std::vector<EngineOptions>* tracks) {
-  std::vector<EngineOptions> fitted = *tracks;
-  for (EngineOptions& track : fitted) {
-    const std::string model = ModelForRun(track, input);
-    if (model == track.model) return;
-    track.model = model;
-  }
-  *tracks = std::move(fitted);
-}
-
-}  // namespace
-
 ExitCode RunPage(const PageOptions& options) {
   RememberInterrupts();
   CheckUsage(options);
   std::vector<EngineOptions> tracks = TracksOf(options);
-  FitModels(options.input, &tracks);
+  ChooseForms(tracks, options.input);
   std::vector<std::string> read = options.input.files;
   for (const EngineOptions& track : tracks) {
     const std::vector<std::string> files = FilesOfEngine(track);
