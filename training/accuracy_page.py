@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Makes docs/accuracy.json, the table of docs/accuracy.md and its figure from what evaluate_model.py and others wrote.
+"""Makes docs/accuracy.json, the two tables of docs/accuracy.md and its figure from what evaluate_model.py and others wrote.
 
     accuracy_page.py --docs DIR MODEL.json [MODEL.json...]
 
-The table stands between two marks in DIR/accuracy.md; the text around it is written by hand. The figure is DIR/accuracy_det.svg: the share of speech
+Each table stands between two marks in DIR/accuracy.md; the text around them is written by hand. The figure is DIR/accuracy_det.svg: the share of speech
 missed against the share of silence let through as the threshold moves, over all groups, each weighing the same.
 """
 
@@ -13,6 +13,8 @@ import os
 from math import log10
 
 BEGIN, END = "<!-- table: begin (training/accuracy_page.py writes what follows) -->", "<!-- table: end -->"
+CALIBRATION = "<!-- calibration: begin (training/accuracy_page.py writes what follows) -->", "<!-- calibration: end -->"
+BANDS = (0, 2, 4, 6, 7, 8, 9)  # tenths of probability that the page shows
 COLOURS = ("#1b5e9c", "#c2571a", "#3c8d40", "#56b4e9", "#e0a030", "#777777", "#8e44ad")
 WIDTH, HEIGHT, LEFT, BOTTOM, TOP, RIGHT = 640, 420, 70, 56, 20, 150
 LOW, HIGH = 0.001, 0.5
@@ -43,6 +45,21 @@ def table(results):
             name = [group, f"{row['hours']:.2f}"] if k == 0 else ["", ""]
             lines.append("| " + " | ".join([*name, result["model"].replace(".bin", ""), *row_of(group, row, result.get("sentences", {}))]) + " |")
     return "\n".join(lines)
+
+
+def calibration(results):
+    """For each model where its best threshold lies, and how much speech there is where it says so and so much."""
+    lines = ["| Model | Best threshold | " + " | ".join(f"said {k / 10:g} to {(k + 1) / 10:g}" for k in BANDS) + " |", "|---|---|" + "---|" * len(BANDS)]
+    for result in results:
+        found = {min(9, int(10 * said)): share for said, share in result["reliability"]}
+        cells = [f"{found[k]:.2f}" if k in found else "–" for k in BANDS]
+        lines.append("| " + " | ".join([result["model"].replace(".bin", ""), f"{result['best_threshold']:.2f}", *cells]) + " |")
+    return "\n".join(lines)
+
+
+def between(text, marks, new):
+    before, rest = text.split(marks[0])
+    return f"{before}{marks[0]}\n\n{new}\n\n{marks[1]}{rest.split(marks[1])[1]}"
 
 
 def place(share, low_at, high_at):
@@ -87,9 +104,9 @@ def main():
     page = os.path.join(args.docs, "accuracy.md")
     with open(page, encoding="utf-8") as handle:
         text = handle.read()
-    before, rest = text.split(BEGIN)
+    text = between(between(text, (BEGIN, END), table(results)), CALIBRATION, calibration(results))
     with open(page, "w", encoding="utf-8") as handle:
-        handle.write(f"{before}{BEGIN}\n\n{table(results)}\n\n{END}{rest.split(END)[1]}")
+        handle.write(text)
 
 
 if __name__ == "__main__":

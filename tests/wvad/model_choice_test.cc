@@ -87,6 +87,20 @@ TEST_F(ModelChoice, BothFormsHaveToLieInOneFolder) {
   EXPECT_EQ(For({Wav(8000)}), "both");
 }
 
+TEST_F(ModelChoice, EnginesSideBySideAreAllNarrowOrNone) {
+  input_.files = {Wav(8000)};
+  std::vector<EngineOptions> engines = {engine_, engine_};
+  engines[1].settings = {"wvad_param_nFrameGap=60"};
+  ChooseForms(engines, input_);
+  EXPECT_EQ(engines[0].model, "both_8k");
+  EXPECT_EQ(engines[1].model, "both_8k");
+  engines = {engine_, engine_};
+  engines[1].model = "wide";
+  ChooseForms(engines, input_);
+  EXPECT_EQ(engines[0].model, "both");
+  EXPECT_EQ(engines[1].model, "wide");
+}
+
 }  // namespace
 
 // The bundled models lie beside the library of this build.

@@ -72,7 +72,8 @@ void AddAudio(CLI::App* command, InputOptions& input) {
   command->add_option("--channels", input.source.raw.channels, "Channels of raw samples")->check(CLI::Range(1, 64))->capture_default_str();
 }
 
-constexpr const char* kModelWords = "Model: the name of a bundled one, or a file. NAME_8k takes the place of a bundled NAME where all is of 8000 Hz";
+constexpr const char* kModelWords =
+    "Model: the name of a bundled one, or a file. NAME_8k takes the place of a bundled NAME where all is of 8000 Hz";
 
 // What an engine is given beside its model.
 void AddSettings(CLI::App* command, EngineOptions& engine) {

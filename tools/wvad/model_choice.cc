@@ -65,4 +65,11 @@ std::string ModelForRun(const EngineOptions& engine, const InputOptions& input) 
   return rate_hz > 0 && rate_hz <= kNarrowRate ? narrow : model;
 }
 
+void ChooseForms(std::vector<EngineOptions>& engines, const InputOptions& input) {
+  std::vector<std::string> models;
+  for (const EngineOptions& engine : engines) models.push_back(ModelForRun(engine, input));
+  if (!std::all_of(models.begin(), models.end(), [](const std::string& model) { return EndsWith(model, kNarrowEnding); })) return;
+  for (size_t i = 0; i < engines.size(); ++i) engines[i].model = models[i];
+}
+
 }  // namespace TSEG::tool

@@ -8,6 +8,7 @@
 #define WVAD_WVAD_MODEL_CHOICE_H_
 
 #include <string>
+#include <vector>
 
 #include "wvad/engine_options.h"
 #include "wvad/input.h"
@@ -25,6 +26,9 @@ int RateOfRun(const EngineOptions& engine, const InputOptions& input);
 // What --model stands for in that run: `engine.model`, or the name with kNarrowEnding where the rate is kNarrowRate at most, the model is
 // asked for by its bare name, and there is such a model in the first folder that has either.
 std::string ModelForRun(const EngineOptions& engine, const InputOptions& input);
+
+// The same for engines that hear one recording side by side at one rate: all of them, or none.
+void ChooseForms(std::vector<EngineOptions>& engines, const InputOptions& input);
 
 }  // namespace TSEG::tool
 

@@ -106,17 +106,6 @@ class PageRun {
   std::vector<PageTrack> tracks_;
 };
 
-// The models in the form that fits the recording, as the other commands take them; but one page has one rate, so all or none.
-void FitModels(const InputOptions& input, std::vector<EngineOptions>* tracks) {
-  std::vector<EngineOptions> fitted = *tracks;
-  for (EngineOptions& track : fitted) {
-    const std::string model = ModelForRun(track, input);
-    if (model == track.model) return;
-    track.model = model;
-  }
-  *tracks = std::move(fitted);
-}
-
 }  // namespace
 
 std::vector<EngineOptions> TracksOf(const PageOptions& options) {
@@ -148,7 +137,7 @@ ExitCode RunPage(const PageOptions& options) {
   RememberInterrupts();
   CheckUsage(options);
   std::vector<EngineOptions> tracks = TracksOf(options);
-  FitModels(options.input, &tracks);
+  ChooseForms(tracks, options.input);
   std::vector<std::string> read = options.input.files;
   for (const EngineOptions& track : tracks) {
     const std::vector<std::string> files = FilesOfEngine(track);
