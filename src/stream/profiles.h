@@ -31,8 +31,8 @@ inline constexpr Profile kProfiles[] = {
     {WVAD_PROFILE_DEFAULT, "default", {0.7, 0.2, 0.4, 0.3, 0.2, 60, -64.2, 1.8, 0}, "lstm_fb75", 3, 0, false},
     {WVAD_PROFILE_FAST, "fast", {0.5, 0.06, 0.25, 0.2, 0.1, 60, -64.2, 0.6, 0}, "lstm_fb40", 1, 50, true},
     {WVAD_PROFILE_DICTATION, "dictation", {0.7, 0.2, 0.8, 0.4, 0.3, 120, -64.2, 3, 0}, "lstm_fb75", 3, 0, false},
-    {WVAD_PROFILE_MEETING, "meeting", {0.6, 0.2, 0.5, 0.3, 0.3, 60, -81.6, 2, 0}, "lstm_fb75", 3, 0, false},
-    {WVAD_PROFILE_TELEPHONE, "telephone", {0.7, 0.2, 0.4, 0.3, 0.2, 60, -59.9, 1.2, 0}, "lstm_fb75", 3, 0, false},
+    {WVAD_PROFILE_MEETING, "meeting", {0.6, 0.2, 0.5, 0.3, 0.3, 60, -72.9, 2, 0}, "lstm_fb75", 3, 0, false},
+    {WVAD_PROFILE_TELEPHONE, "telephone", {0.7, 0.2, 0.4, 0.3, 0.2, 60, -55.5, 1.2, 0}, "lstm_fb75", 3, 0, false},
 };
 
 // The profile, or null.
