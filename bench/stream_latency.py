@@ -195,7 +195,7 @@ def main():
     print("|---|---|---|---|---|---|---|---|---|---|" + ("---|" if noises else ""))
     for profile in arguments.profile or PROFILES:
         settings = library.settings(f"profile={profile} {arguments.settings}")
-        name = arguments.model.encode() if arguments.model else library.calls.wvad_profile_model(settings.profile)
+        name = arguments.model.encode() if arguments.model else library.calls.wvad_profile_model(settings.profile, min((sound[0] for sound, _ in sounds), default=16000))
         model = library.open_model(name)
         tally = Tally()
         for sound, spans in sounds:

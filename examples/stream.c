@@ -56,7 +56,7 @@ int main(int argc, char** argv) {
   options.rate_hz = (int32_t)rate_hz;
   options.on_event = tell;
   options.user = &rate_hz;
-  check(wvad_model_open_bundled(wvad_profile_model(settings.profile), &model), "model");
+  check(wvad_model_open_bundled(wvad_profile_model(settings.profile, options.rate_hz), &model), "model");
   check(wvad_stream_open(model, &options, &settings, &stream), "stream");
   check(wvad_model_close(&model), "model"); /* the stream keeps what it needs */
 

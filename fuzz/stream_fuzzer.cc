@@ -89,7 +89,10 @@ class Caller {
     const std::vector<uint8_t>& bytes = SmallModel(in_.Byte() % kModels);
     FUZZ_CHECK(wvad_model_open_memory(bytes.data(), bytes.size(), &model_) == WVAD_OK);
     Open(0);
-    for (int calls = 0; calls < 200 && !in_.empty(); ++calls) Call(in_.Byte() % 10, in_.Byte() % kSlots);
+    for (int calls = 0; calls < 200 && !in_.empty(); ++calls) {
+      const int which = in_.Byte() % 10;
+      Call(which, in_.Byte() % kSlots);
+    }
     wvad_model_close(&model_);
     for (Slot& slot : slots_) {
       if (slot.stream != nullptr && wvad_stream_finish(slot.stream) == WVAD_OK) Take(&slot, 1 << 30);

@@ -113,7 +113,7 @@ typedef struct wvad_model_info {
  *   wvad_model_open: the file at `path`, UTF-8.
  *   wvad_model_open_memory: the `n_bytes` at `data`, a whole model file; they are copied.
  *   wvad_model_open_bundled: one that came with the library, from the folder "vad" beside its own file: "lstm_fb75" (the default, null or
- *   empty), "lstm_fb40", "dnn_fb75"; wvad_profile_model() says which one suits a profile.
+ *   empty), "lstm_fb40", "dnn_fb75", and for audio of 8 kHz "lstm_fb75_8k", "lstm_fb40_8k"; wvad_profile_model() says which one suits.
  * Refusals: NULL, MODEL_MISSING, MODEL_DAMAGED, MODEL_KIND, PARAMETER (a name with anything but letters, digits, "_" and "-"), MEMORY. */
 WVAD_STREAM_API wvad_status wvad_model_open(const char* path, wvad_model** model);
 WVAD_STREAM_API wvad_status wvad_model_open_memory(const void* data, size_t n_bytes, wvad_model** model);
@@ -137,9 +137,9 @@ enum {
   WVAD_PROFILE_TELEPHONE = 4  /* "telephone": narrow band, noise of the line */
 };
 
-/* The name of the bundled model that suits a profile best; null for a number that is no profile. Nothing is chosen behind the caller's
- * back: open it with wvad_model_open_bundled. Lives for ever. */
-WVAD_STREAM_API const char* wvad_profile_model(int32_t profile);
+/* The name of the bundled model that suits a profile best for audio of `rate_hz`: up to 8000 Hz one that was trained for it. Null for a
+ * number that is no profile. Nothing is chosen behind the caller's back: open it with wvad_model_open_bundled. Lives for ever. */
+WVAD_STREAM_API const char* wvad_profile_model(int32_t profile, int32_t rate_hz);
 
 /* How a stream decides. Times in seconds, rounded to whole 10 ms. In text each field goes by its own name, as in "min_silence=0.25", and
  * the profile by its name, as in "profile=fast". wvad_settings_describe() has the ranges, docs/stream.md the values of each profile. */

@@ -12,9 +12,12 @@
 
 using namespace TSEG::stream;
 
-const char* wvad_profile_model(int32_t profile) {
+const char* wvad_profile_model(int32_t profile, int32_t rate_hz) {
   const Profile* found = FindProfile(profile);
-  return found == nullptr ? nullptr : found->model;
+  if (found == nullptr) return nullptr;
+  // Audio of no more holds nothing above 4 kHz, the band that a narrow model knows.
+  constexpr int32_t kNarrowRate = 8000;
+  return rate_hz <= kNarrowRate ? found->narrow_model : found->model;
 }
 
 wvad_status wvad_settings_init(wvad_settings* settings, size_t size, int32_t profile) {

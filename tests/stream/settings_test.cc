@@ -110,10 +110,13 @@ TEST(StreamSettings, EveryProfileIsWithinTheRangesAndHasAModel) {
     ASSERT_EQ(wvad_settings_init(&settings, sizeof settings, profile), WVAD_OK);
     EXPECT_EQ(settings.profile, profile);
     EXPECT_EQ(wvad_settings_check(&settings), WVAD_OK) << profile << " " << wvad_last_error();
-    EXPECT_NE(wvad_profile_model(profile), nullptr);
+    EXPECT_NE(wvad_profile_model(profile, 16000), nullptr);
   }
-  EXPECT_STREQ(wvad_profile_model(WVAD_PROFILE_FAST), "lstm_fb40");
-  EXPECT_EQ(wvad_profile_model(5), nullptr);
+  EXPECT_STREQ(wvad_profile_model(WVAD_PROFILE_FAST, 16000), "lstm_fb40");
+  EXPECT_STREQ(wvad_profile_model(WVAD_PROFILE_FAST, 8001), "lstm_fb40");
+  EXPECT_STREQ(wvad_profile_model(WVAD_PROFILE_FAST, 8000), "lstm_fb40_8k");
+  EXPECT_STREQ(wvad_profile_model(WVAD_PROFILE_TELEPHONE, 4000), "lstm_fb75_8k");
+  EXPECT_EQ(wvad_profile_model(5, 16000), nullptr);
   wvad_settings settings = Settings();
   EXPECT_EQ(wvad_settings_init(&settings, sizeof settings, 5), WVAD_E_PARAMETER);
   settings.profile = -1;
