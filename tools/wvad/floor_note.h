@@ -1,43 +1,49 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What there is to say of a recording whose speech lies at the engine's energy floor: under it every frame counts as silence, whatever the
-// network takes it for.
+// How much of a recording's speech the engine's energy floor takes away: under it every frame counts as silence, whatever the network takes
+// it for. Counted frame by frame, where it is decided.
 #ifndef WVAD_WVAD_FLOOR_NOTE_H_
 #define WVAD_WVAD_FLOOR_NOTE_H_
 
+#include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "wvad/level.h"
+#include "decision/decision_observer.h"
+#include "wvad/engine.h"
 
 namespace TSEG::tool {
 
-class FloorNote {
+// Looks on at any number of sessions of one recording, one thread after the other.
+class FloorNote : public DecisionObserver {
  public:
   // `floor`: wvad_param_nEnergyThreshhood, the natural logarithm of the energy sum of a window of 25 ms; none with the adaptive floor, of
   // which nothing is ever said.
   FloorNote(std::optional<int> floor, int rate_hz);
+  void OnFrame(const TsegInst& inst, int32_t index, const DecidedFrame& frame, EndpointResult result) override;
+  void Take(const DecidedFrame& frame);
 
-  // A sentence of so many seconds, with its "vol" if that is known.
-  void Add(double seconds, std::optional<double> vol);
-  // Behind the last one. `levels` are those of each channel that was heard, `gain` what to advise, empty for a lower floor alone. Speaks
-  //  - where nothing was found, if nine tenths of each channel and all but clicks lie under the floor or at it;
-  //  - where something was, if the frames that the network takes for speech lie less than 6 dB above the floor on average. Of the judged
-  //    recordings, at their own level and up to 30 dB lower, this holds for 98 % of those that lose a fifth of their speech to the floor.
-  // Empty otherwise.
-  std::string Text(const std::vector<LevelMeter>& levels, const std::string& gain) const;
+  // What to tell where a quarter or more of what the network takes for speech (half a second at least) lies under the floor; else empty.
+  // `gain`: the option to advise, empty for a lower floor alone.
+  std::string Text(const std::string& gain) const;
 
  private:
-  std::string OfNothing(const std::vector<LevelMeter>& levels) const;
-  std::string OfSpeech() const;
-  double DecibelsOf(double log_energy) const;
-
   std::optional<int> floor_;
   double window_samples_;
-  bool found_any_ = false;
-  double seconds_ = 0;
-  double energy_seconds_ = 0;  // log energy times seconds
+  int64_t speech_frames_ = 0;
+  int64_t below_floor_ = 0;
+};
+
+// An observer of a detector's sessions while this lives.
+class Observed {
+ public:
+  Observed(Detector& detector, DecisionObserver& observer);
+  ~Observed();
+  Observed(const Observed&) = delete;
+  Observed& operator=(const Observed&) = delete;
+
+ private:
+  Detector& detector_;
 };
 
 }  // namespace TSEG::tool

@@ -42,12 +42,6 @@ void LevelMeter::Feed(const int16_t* samples, size_t count) {
   }
 }
 
-double LevelMeter::share_below(double level_db) const {
-  int64_t below = 0;
-  for (size_t i = 0; i < levels_.size() && static_cast<double>(i) - 120.0 < level_db; ++i) below += levels_[i];
-  return blocks_ > 0 ? static_cast<double>(below) / static_cast<double>(blocks_) : 1.0;
-}
-
 double LevelMeter::AutoGainDb() const {
   constexpr double kTargetDb = -20.0;
   constexpr double kMaxGainDb = 40.0;

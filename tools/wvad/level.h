@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How loud a recording is, in blocks of 10 ms: for the advice on recordings that lie under the engine's energy floor, and for --gain auto.
+// How loud a recording is, in blocks of 10 ms: for --gain auto.
 #ifndef WVAD_WVAD_LEVEL_H_
 #define WVAD_WVAD_LEVEL_H_
 
@@ -17,8 +17,6 @@ class LevelMeter {
   void Feed(const int16_t* samples, size_t count);
   // The loudest block in dB of full scale, -120 for silence.
   double loudest_db() const { return loudest_db_; }
-  // The share of blocks that are quieter than `level_db`, to a decibel; 1 where there is none.
-  double share_below(double level_db) const;
   // Nothing but digital silence.
   bool silent() const { return loudest_db_ < -90.0; }
   // The gain in dB, from 0 to 40, that brings the louder parts (the 95th percentile of blocks that are not silent) to -20 dB without

@@ -10,7 +10,6 @@
 #include "wvad/engine.h"
 #include "wvad/engine_config.h"
 #include "wvad/floor_note.h"
-#include "wvad/level.h"
 #include "wvad/model_finder.h"
 #include "wvad/output.h"
 #include "wvad/progress.h"
@@ -73,7 +72,7 @@ class SentenceRun {
 
  private:
   using Pieces = std::vector<std::vector<int16_t>>;
-  using Step = std::function<void(const Pieces&)>;
+  using Step = std::function<void()>;
 
   // An instance for each channel that is listened to at once.
   Detector& DetectorOf(size_t lane) {
@@ -84,22 +83,19 @@ class SentenceRun {
   FileEnd Listen(Input& input, const std::string& name, bool all_channels, Report& report) {
     const bool typing = name == "-" && report.on_terminal();
     Progress progress(!options_.quiet && !typing && IsTerminal(kStandardError), name, input.seconds_total());
-    std::vector<LevelMeter> levels(input.lanes(), LevelMeter(rate_hz_));
     FloorNote floor_note(floor_, rate_hz_);
+    std::vector<std::unique_ptr<Observed>> observed;
+    for (size_t lane = 0; lane < input.lanes(); ++lane) observed.push_back(std::make_unique<Observed>(DetectorOf(lane), floor_note));
     const Recording::Sink sink = [&](const Sentence& sentence) {
       if (report.on_terminal()) progress.Hide();
       report.Add(sentence, rate_hz_);
-      floor_note.Add(Seconds(sentence.end_sample - sentence.begin_sample, rate_hz_), sentence.vol);
     };
-    const Step heard = [&](const Pieces& pieces) {
-      for (size_t lane = 0; lane < pieces.size(); ++lane) levels[lane].Feed(pieces[lane].data(), pieces[lane].size());
-      progress.Show(input.seconds_read());
-    };
+    const Step heard = [&] { progress.Show(input.seconds_read()); };
     FileEnd end = options_.endpoint ? ToEndpoint(input, sink, heard) : ToTheEnd(input, all_channels, sink, heard);
     progress.Hide();
     end.note = input.note();
     if (input.phase().cancels()) end.note += (end.note.empty() ? "" : "; ") + PhaseNote(input.phase());
-    if (end.note.empty()) end.note = floor_note.Text(levels, GainAdvice(name));
+    if (end.note.empty()) end.note = floor_note.Text(GainAdvice(name));
     report.EndFile(end);
     if (!end.note.empty() && !options_.quiet && !Interrupted())
       std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), end.note.c_str());
@@ -120,7 +116,7 @@ class SentenceRun {
     }
     for (Pieces pieces; !Interrupted() && input.Next(&pieces);) {
       for (size_t lane = 0; lane < lanes.size(); ++lane) lanes[lane]->Feed(pieces[lane]);
-      heard(pieces);
+      heard();
     }
     FileEnd end;
     end.rate_hz = rate_hz_;
@@ -167,7 +163,7 @@ class SentenceRun {
       session.Write(pieces[0].data(), pieces[0].size(), false);
       end.samples += static_cast<int64_t>(pieces[0].size());
       pass_on();
-      heard(pieces);
+      heard();
     }
     if (session.ended()) {
       // Only a session without any sentence can run into the response time-out, and only one with a sentence has a tail.
