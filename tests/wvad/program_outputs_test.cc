@@ -217,9 +217,9 @@ TEST_F(Program, SplitLeavesRecordingsAloneThatLieAmongItsFiles) {
 
 TEST_F(Program, UnknownFormatsAreToldTheKnownOnes) {
   const std::string path = Wav("a.wav", 3, {{1.0, 2.0}});
-  ExpectFailure(Segment({"-f", "xml", path}), 2, "--format: there is no xml; choose table, json, jsonl or csv");
-  ExpectFailure(Run("split", {"-f", "xml", path}), 2, "choose table, json, jsonl or csv");
-  ExpectFailure(Run("features", {"-f", "", path}), 2, "choose table, json, jsonl or csv");
+  ExpectFailure(Segment({"-f", "xml", path}), 2, "--format: there is no xml; choose table, json, jsonl, csv, tsv, rttm, ctm");
+  ExpectFailure(Run("split", {"-f", "rttm", path}), 2, "choose table, json, jsonl, csv or tsv");
+  ExpectFailure(Run("features", {"-f", "", path}), 2, "choose table, json, jsonl, csv or tsv");
   ExpectFailure(Run("quality", {"-f", "csv", path}), 2, "there is no csv; choose table, json or jsonl");
   ExpectFailure(Run("scores", {"-f", "json", path}), 2, "choose text, csv or npy");
   ExpectFailure(Run("split", {"--audio", "mp3", path}), 2, "--audio: there is no mp3; choose wav or flac");

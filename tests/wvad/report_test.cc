@@ -186,7 +186,10 @@ TEST(Report, SentencesAreThereBeforeTheEnd) {
 }
 
 TEST(Report, FormatsHaveTheirNamesOnceAndQualityThoseWithRoomForMeasures) {
-  EXPECT_EQ(NamesOf(ReportFormats(), ", ", " or "), "table, json, jsonl or csv");
+  EXPECT_EQ(NamesOf(ReportFormats(), " ", " "),
+            "table json jsonl csv tsv rttm ctm stm uem labels textgrid eaf srt vtt ffconcat edl lhotse-recordings lhotse-supervisions "
+            "kaldi-segments kaldi-wav-scp kaldi-utt2spk");
+  EXPECT_EQ(NamesOf(SavingFormats(), "|", "|"), "table|json|jsonl|csv|tsv");
   EXPECT_EQ(NamesOf(MeasuringFormats(), "|", "|"), "table|json|jsonl");
   EXPECT_EQ(FindRow(ReportFormats(), "xml"), nullptr);
   EXPECT_EQ(FindRow(MeasuringFormats(), "csv"), nullptr);

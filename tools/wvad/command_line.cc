@@ -9,10 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "wvad/compare/compare_command.h"
 #include "wvad/explain_command.h"
 #include "wvad/failure.h"
 #include "wvad/features_command.h"
 #include "wvad/file_system.h"
+#include "wvad/forms/printf.h"
 #include "wvad/help_text.h"
 #include "wvad/model_choice.h"
 #include "wvad/model_command.h"
@@ -124,16 +126,18 @@ CLI::App* AddCommand(CLI::App& app, const std::string& name, const std::string& 
 
 constexpr const char* kTold = "What is told of it. ";
 
-void AddReport(CLI::App* command, ReportOptions& options, std::span<const ReportFormat> formats) {
-  AddChoice(command, "-f,--format", options.format, "", formats);
+// What a command with one report takes beside its format.
+void AddReport(CLI::App* command, ReportOptions& options) {
   AddOutput(command, options.output);
   AddForce(command, options.force);
+  command->add_flag("--bare", options.bare, "Say nothing of how the results came about (version, model, parameters, recording)");
+  command->add_flag("--checksum", options.checksum, "Say the SHA-256 of each recording too");
   AddSentences(command, options, "No summary, no notes");
 }
 
 void AddSaved(CLI::App* command, SaveOptions& options) {
   AddFolder(command, options.folder);
-  AddChoice(command, "-f,--format", options.format, kTold, ReportFormats());
+  AddChoice(command, "-f,--format", options.format, kTold, SavingFormats());
   AddSentences(command, options, "No table, no notes");
 }
 
@@ -146,6 +150,7 @@ struct CommandLine {
   ScoresOptions scores;
   ExplainOptions explain;
   PageOptions page;
+  CompareOptions compare;
   ModelPackOptions pack;
   ModelInspectOptions inspect;
   std::function<ExitCode()> chosen;  // runs the command that was named
@@ -160,9 +165,33 @@ std::function<ExitCode()> Listening(Options& options, ExitCode (*run)(const Opti
   };
 }
 
+void AddForms(CLI::App* command, SegmentOptions& options) {
+  const std::string names = NamesOf(ReportFormats(), "|", "|") + "|" + NamesOf(FormatGroups(), "|", "|");
+  CLI::Option* format = command->add_option_function<std::string>(
+      "-f,--format", [&options](const std::string& given) { options.formats = FormatsOf(given); },
+      "Several with commas between them, and then -o names a folder. " + WordsOf(ReportFormats()) + "; " + WordsOf(FormatGroups()));
+  format->default_str(options.formats[0]->name)->type_name(names);
+  command
+      ->add_option_function<std::string>(
+          "--printf",
+          [&options](const std::string& given) {
+            options.details.printf = given;
+            options.formats = {&PrintfRow()};
+          },
+          "Print this for each sentence instead, with the fields {name} (numbers: {name:DECIMALS}) and the escapes \\n \\t \\r \\0 "
+          "\\\\ \\xHH. " +
+              WordsOf(PrintfFields()))
+      ->type_name("FORMAT")
+      ->excludes(format);
+  command->add_option("--fps", options.details.fps, "Frames a second of the time codes of edl")
+      ->check(CLI::IsMember({24, 25, 30, 50, 60}))
+      ->capture_default_str();
+}
+
 void AddSegment(CLI::App& app, CommandLine& line) {
   CLI::App* command = AddCommand(app, "segment", "Find the sentences in recordings", kSegmentHelp);
-  AddReport(command, line.segment, ReportFormats());
+  AddForms(command, line.segment);
+  AddReport(command, line.segment);
   command->final_callback([&line] { line.chosen = Listening(line.segment, RunSegment); });
 }
 
@@ -181,7 +210,8 @@ void AddFeatures(CLI::App& app, CommandLine& line) {
 
 void AddQuality(CLI::App& app, CommandLine& line) {
   CLI::App* command = AddCommand(app, "quality", "Measure noise, clipping and level", kQualityHelp);
-  AddReport(command, line.quality, MeasuringFormats());
+  AddChoice(command, "-f,--format", line.quality.format, "", MeasuringFormats());
+  AddReport(command, line.quality);
   command->final_callback([&line] { line.chosen = Listening(line.quality, RunQuality); });
 }
 
@@ -228,6 +258,24 @@ void AddPage(CLI::App& app, CommandLine& line) {
   AddSettings(command, options.engine);
   AddQuiet(command, options.quiet, "No notes");
   command->final_callback([&line] { line.chosen = [&line] { return RunPage(line.page); }; });
+}
+
+void AddCompare(CLI::App& app, CommandLine& line) {
+  CompareOptions& options = line.compare;
+  CLI::App* command = AddCommand(app, "compare", "Score sentences against a reference", kCompareHelp);
+  command->add_option("REF", options.reference, "What is right: a file, a folder of them, or - for standard input")->required();
+  command->add_option("HYP", options.found, "What is scored, likewise")->required();
+  AddChoice(command, "--ref-format", options.reference_form, "Form of REF, instead of what its ending says. ", AnnotationForms());
+  AddChoice(command, "--hyp-format", options.found_form, "Form of HYP, likewise. ", AnnotationForms());
+  command->add_option("--uem", options.uem, "Score these regions alone, a UEM file");
+  command->add_option("--collar", options.collar_s, "Seconds on both sides of each boundary of REF that are not scored")
+      ->check(CLI::Range(0.0, 3600.0))
+      ->capture_default_str();
+  AddChoice(command, "-f,--format", options.format, "", CompareFormats());
+  AddOutput(command, options.output);
+  AddForce(command, options.force);
+  command->add_flag("-q,--quiet", options.quiet, "No notes");
+  command->final_callback([&line] { line.chosen = [&line] { return RunCompare(line.compare); }; });
 }
 
 void AddModelPack(CLI::App* model, CommandLine& line) {
@@ -284,6 +332,7 @@ ExitCode RunCommandLine(int argc, char** argv) {
   AddScores(app, line);
   AddExplain(app, line);
   AddPage(app, line);
+  AddCompare(app, line);
   AddModel(app, line);
   try {
     app.parse(argc, argv);

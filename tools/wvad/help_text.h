@@ -30,6 +30,8 @@ Environment: WVAD_MODELS_DIR, a folder of models; TMPDIR, for a private folder d
 Examples:
   wvad segment meeting.mp3
   wvad segment --format json *.wav > sentences.json
+  wvad segment --format rttm,srt,textgrid -o results *.wav     a file for each recording and form
+  wvad segment --printf '{file} {begin:3} {end:3}\n' *.wav
   wvad segment --set wvad_param_nFrameGap=80 lecture.flac      join sentences over pauses of up to 0.8 s
   arecord -f S16_LE -r 16000 -c 1 -t raw | wvad segment -      sentences as they are spoken
 
@@ -115,6 +117,17 @@ Examples:
   wvad report talk.mp3 -o talk.html -m lstm_fb75 -m dnn_fb75
   wvad report talk.mp3 -o talk.html --compare wvad_param_vad_threshold=0.5 --compare dnn_fb75,wvad_param_nFrameGap=80
   wvad report lecture.flac -o lecture.html --link-audio
+
+)";
+
+constexpr const char* kCompareHelp =
+    R"(Recordings are matched by name (without folder and ending); where REF and HYP tell of one recording each, these are
+the same. Times are summed over all recordings. docs/cli.md defines each measure.
+
+Examples:
+  wvad compare truth.rttm found.rttm --uem scored.uem --collar 0.25
+  wvad compare truth/ found/ --format json
+  wvad segment -f rttm talk.wav | wvad compare talk.TextGrid - --hyp-format rttm
 
 )";
 

@@ -40,6 +40,11 @@ class Input {
   std::string damage() { return source_->damage(); }
   // What else a listener should know of its samples; empty for nothing. Call behind its end.
   std::string note() const { return source_->note(); }
+  int source_rate_hz() const { return source_->rate_hz(); }
+  int source_channels() const { return source_->channels(); }
+  // Of the source, as it lies there: read until now, and its length, -1 if it does not know.
+  int64_t frames_read() const { return stream_.frames_read(); }
+  int64_t frames_total() const { return source_->frames(); }
   double seconds_read() const { return static_cast<double>(stream_.frames_read()) / source_->rate_hz(); }
   // 0 if the source does not know.
   double seconds_total() const { return source_->frames() > 0 ? static_cast<double>(source_->frames()) / source_->rate_hz() : 0; }

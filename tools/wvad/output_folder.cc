@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "wvad/failure.h"
+#include "wvad/recording_name.h"
 
 namespace TSEG::tool {
 namespace {
@@ -40,20 +41,35 @@ OutputFolder::OutputFolder(const FolderOptions& options, const std::vector<std::
   CheckInputs(inputs);
 }
 
+std::vector<std::string> OutputFolder::FilesOf(const std::string& input) const {
+  std::vector<std::string> names;
+  if (!suffixes_.name.empty()) names.push_back(File(input));
+  if (!suffixes_.numbered.empty()) names.push_back(Numbered(input, 1));
+  for (const std::string& ending : suffixes_.endings) names.push_back(WithEnding(input, ending));
+  return names;
+}
+
+void OutputFolder::CheckFree(const std::string& name) const {
+  const FileKind kind = LookAt(Path(name)).kind;
+  if (kind == FileKind::kFolder || kind == FileKind::kSpecial) throw Failure(ExitCode::kOutput, Path(name) + ": is not an ordinary file");
+  if (kind != FileKind::kNone && !options_.force) throw Failure(ExitCode::kOutput, ExistsAlready(Path(name)));
+}
+
 void OutputFolder::CheckNames(const std::vector<std::string>& inputs) const {
-  std::map<std::string, std::string> stems;
+  std::map<std::string, std::string> taken;  // by which recording
+  for (const std::string& name : suffixes_.of_run) {
+    taken.emplace(name, "the whole run");
+    CheckFree(name);
+  }
   for (const std::string& input : inputs) {
-    const auto [row, fresh] = stems.emplace(Stem(input), input);
-    if (!fresh) {
-      throw Failure(ExitCode::kUsage, input + ": its files would be called as those of " + row->second +
-                                          "; work on them one at a time, into different folders or with --prefix");
-    }
-    std::vector<std::string> names = {File(input)};
-    if (!suffixes_.numbered.empty()) names.push_back(Numbered(input, 1));
-    for (const std::string& name : names) {
-      const FileKind kind = LookAt(Path(name)).kind;
-      if (kind == FileKind::kFolder || kind == FileKind::kSpecial) throw Failure(ExitCode::kOutput, Path(name) + ": is not an ordinary file");
-      if (kind != FileKind::kNone && !options_.force) throw Failure(ExitCode::kOutput, ExistsAlready(Path(name)));
+    for (const std::string& name : FilesOf(input)) {
+      const auto [row, fresh] = taken.emplace(name, input);
+      if (!fresh) {
+        throw Failure(ExitCode::kUsage, input + ": its files would be called as those of " + row->second +
+                                            "; work on them one at a time, into different folders" +
+                                            (suffixes_.name.empty() ? "" : " or with --prefix"));
+      }
+      CheckFree(name);
     }
   }
 }
@@ -66,11 +82,15 @@ void OutputFolder::CheckInputs(const std::vector<std::string>& inputs) const {
     const std::optional<std::string> read = rules_.InputAt(LookAt(entry.path().string()));
     if (!read) continue;
     const std::string name = entry.path().filename().string();
+    if (std::find(suffixes_.of_run.begin(), suffixes_.of_run.end(), name) != suffixes_.of_run.end()) {
+      throw Failure(ExitCode::kOutput, Path(name) + ": the run writes a file of this name, and reads this one; choose another folder");
+    }
     for (const std::string& input : inputs) {
       int64_t number = 0;
       std::string ending;
       const bool numbered = !suffixes_.numbered.empty() && IsNumbered(input, name, &number, &ending) && ending == suffixes_.numbered;
-      if (name == File(input) || numbered) {
+      const std::vector<std::string> files = FilesOf(input);
+      if (std::find(files.begin(), files.end(), name) != files.end() || numbered) {
         throw Failure(ExitCode::kOutput,
                       Path(name) + ": the files of " + input + " would be called like this one, which this run needs; choose another folder");
       }
@@ -90,14 +110,11 @@ void OutputFolder::Make() const {
   if (error) throw Failure(ExitCode::kOutput, options_.folder + ": this folder cannot be made: " + error.message());
 }
 
-std::string OutputFolder::Stem(const std::string& input) const {
-  if (!options_.prefix.empty()) return options_.prefix;
-  if (input == "-") return "stdin";
-  const std::string stem = fs::path(input).stem().string();
-  return stem.empty() ? "recording" : stem;
-}
+std::string OutputFolder::Stem(const std::string& input) const { return options_.prefix.empty() ? RecordingId(input) : options_.prefix; }
 
 std::string OutputFolder::File(const std::string& input) const { return Stem(input) + "-" + suffixes_.name; }
+
+std::string OutputFolder::WithEnding(const std::string& input, const std::string& ending) const { return Stem(input) + ending; }
 
 std::string OutputFolder::Numbered(const std::string& input, int64_t number) const {
   const std::string digits = std::to_string(number);

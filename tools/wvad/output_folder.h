@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where a command that writes several files puts them, and how they are called: STEM-SUFFIX, where the stem is the recording's file name
-// without its ending ("stdin" for standard input). Everything that can be known to go wrong is found before any work: two recordings of one
-// stem, files that are there already, outputs that would fall on an input.
+// Where a command that writes several files puts them, and how they are called: STEM-SUFFIX or STEM.ENDING, where the stem is the
+// recording's file name without its ending ("stdin" for standard input). Everything that can be known to go wrong is found before any work:
+// two recordings of one stem, files that are there already, outputs that would fall on an input.
 #ifndef WVAD_WVAD_OUTPUT_FOLDER_H_
 #define WVAD_WVAD_OUTPUT_FOLDER_H_
 
@@ -20,10 +20,13 @@ struct FolderOptions {
   bool force = false;  // files may be replaced
 };
 
-// What is written for each recording: one file STEM-`name`, and, if `numbered` is not empty, STEM-0001`numbered` and so on.
+// What is written for each recording: one file STEM-`name`, if that is not empty, STEM-0001`numbered` and so on, if that is not, and a file
+// STEM with each of the endings. And the names of what is written once.
 struct OutputSuffixes {
-  std::string name;
-  std::string numbered;
+  std::string name = {};
+  std::string numbered = {};
+  std::vector<std::string> endings = {};
+  std::vector<std::string> of_run = {};
 };
 
 class OutputFolder {
@@ -42,6 +45,7 @@ class OutputFolder {
 
   // Names within the folder, and the whole path of such a name.
   std::string File(const std::string& input) const;
+  std::string WithEnding(const std::string& input, const std::string& ending) const;
   std::string Numbered(const std::string& input, int64_t number) const;
   std::string Path(const std::string& name) const;
   // Whether `name` is a numbered file of this recording, of whatever ending; gives its number and what follows it.
@@ -52,6 +56,9 @@ class OutputFolder {
 
  private:
   std::string Stem(const std::string& input) const;
+  // What is written for it whatever is found in it.
+  std::vector<std::string> FilesOf(const std::string& input) const;
+  void CheckFree(const std::string& name) const;
   void CheckNames(const std::vector<std::string>& inputs) const;
   void CheckInputs(const std::vector<std::string>& inputs) const;
 

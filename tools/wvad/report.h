@@ -15,17 +15,27 @@
 namespace TSEG::tool {
 
 constexpr const char* kInterruptedReason = "interrupt";
+constexpr const char* kWholeReason = "end of audio";
+
+// A recording as it lies there, before channels are taken and rates changed.
+struct RecordingFacts {
+  int rate_hz = 0;  // 0: nothing is known of it
+  int channels = 0;
+  int64_t frames = -1;  // its length, one sample of each channel; -1 if it is not known
+  std::string sha256;   // of the file, where it was asked for
+};
 
 // How a file's work came to its end.
 struct FileEnd {
-  int rate_hz = 16000;                  // of the sample numbers
-  int64_t samples = 0;                  // heard
-  std::string reason = "end of audio";  // or "tail silence", "no speech", "interrupt"
-  bool endpoint = false;                // asked for; `reason` is worth telling
+  int rate_hz = 16000;                // of the sample numbers
+  int64_t samples = 0;                // heard
+  std::string reason = kWholeReason;  // or "tail silence", "no speech", "interrupt"
+  bool endpoint = false;              // asked for; `reason` is worth telling
   std::vector<OtherResult> others;
   std::vector<SessionQuality> quality;  // instead of `others`, for those who ask for it
   std::string damage;                   // what was wrong with the recording; empty if it was whole
   std::string note;                     // what else a listener should know
+  RecordingFacts recording;
 };
 
 class Report {
@@ -43,8 +53,9 @@ class Report {
   virtual bool on_terminal() const { return false; }
 };
 
-// `text` as a field of CSV, in quotes where it has to be.
+// `text` as a field of CSV, or between other separators, in quotes where it has to be.
 std::string CsvField(const std::string& text);
+std::string SeparatedField(const std::string& text, char separator);
 
 }  // namespace TSEG::tool
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// CSV: a heading and a row a sentence. What befell a file has no place here.
+// CSV, and the same with tabs: a heading and a row a sentence. What befell a file has no place here. A field that holds the separator
+// stands in quotes in both, as spreadsheets, Python's csv and R read it.
 #include <string>
+#include <vector>
 
 #include "wvad/report_json.h"
 #include "wvad/text_report.h"
@@ -9,21 +11,20 @@
 namespace TSEG::tool {
 namespace {
 
-class Csv : public TextReport {
+class Separated : public TextReport {
  public:
-  Csv(Output& output, const ReportShape& shape) : TextReport(output), shape_(shape) {
-    output_.Write(std::string("file,") + (shape_.channels ? "channel," : "") + ("begin,end,duration,vol,trig,eg") +
-                  (shape_.saved ? ",saved\n" : "\n"));
+  Separated(Output& output, const ReportShape& shape, char separator) : TextReport(output), shape_(shape), separator_(separator) {
+    Row({"file"}, "channel", {"begin", "end", "duration", "vol", "trig", "eg"}, "saved");
   }
 
-  void BeginFile(const std::string& name) override { name_ = CsvField(name); }
+  void BeginFile(const std::string& name) override { name_ = name; }
   void Add(const Sentence& sentence, int rate_hz) override {
     const double begin = Seconds(sentence.begin_sample, rate_hz);
     const double end = Seconds(sentence.end_sample, rate_hz);
-    output_.Write(name_ + "," + (shape_.channels ? std::to_string(sentence.channel) + "," : "") + Fixed(begin, 2) + "," + Fixed(end, 2) +
-                  "," + Fixed(end - begin, 2) + "," + (sentence.vol ? Fixed(*sentence.vol, 1) : "") + "," +
-                  (sentence.trig ? (*sentence.trig ? "true" : "false") : "") + "," + (sentence.eg ? Fixed(*sentence.eg, 2) : "") +
-                  (shape_.saved ? "," + CsvField(sentence.saved_as) : "") + "\n");
+    Row({name_}, std::to_string(sentence.channel),
+        {Fixed(begin, 2), Fixed(end, 2), Fixed(end - begin, 2), sentence.vol ? Fixed(*sentence.vol, 1) : "",
+         sentence.trig ? (*sentence.trig ? "true" : "false") : "", sentence.eg ? Fixed(*sentence.eg, 2) : ""},
+        sentence.saved_as);
   }
   void EndFile(const FileEnd&) override {}
   void FailFile(const std::string&) override {}
@@ -31,19 +32,34 @@ class Csv : public TextReport {
   void End() override {}
 
  private:
+  // Channel and saved file where they are told.
+  void Row(std::vector<std::string> fields, const std::string& channel, const std::vector<std::string>& values, const std::string& saved) {
+    if (shape_.channels) fields.push_back(channel);
+    fields.insert(fields.end(), values.begin(), values.end());
+    if (shape_.saved) fields.push_back(saved);
+    std::string row;
+    for (const std::string& field : fields) row += (row.empty() ? "" : std::string(1, separator_)) + SeparatedField(field, separator_);
+    output_.Write(row + "\n");
+  }
+
   ReportShape shape_;
+  char separator_;
   std::string name_;
 };
 
 }  // namespace
 
-std::unique_ptr<Report> MakeCsv(Output& output, const ReportShape& shape) { return std::make_unique<Csv>(output, shape); }
+std::unique_ptr<Report> MakeCsv(Output& output, const ReportShape& shape) { return std::make_unique<Separated>(output, shape, ','); }
 
-std::string CsvField(const std::string& text) {
-  if (text.find_first_of(",\"\n\r") == std::string::npos) return text;
+std::unique_ptr<Report> MakeTsv(Output& output, const ReportShape& shape) { return std::make_unique<Separated>(output, shape, '\t'); }
+
+std::string SeparatedField(const std::string& text, char separator) {
+  if (text.find_first_of("\"\n\r") == std::string::npos && text.find(separator) == std::string::npos) return text;
   std::string field = "\"";
   for (const char c : text) field += c == '"' ? std::string("\"\"") : std::string(1, c);
   return field + '"';
 }
+
+std::string CsvField(const std::string& text) { return SeparatedField(text, ','); }
 
 }  // namespace TSEG::tool

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <nlohmann/json.hpp>
 
+#include "wvad/provenance.h"
+
 namespace TSEG::tool {
 namespace {
 
@@ -61,6 +63,8 @@ Json ToJson(const FileEnd& end) {
   }
   json["heard"] = Hundredths(Seconds(end.samples, end.rate_hz));
   json["stopped_by"] = end.reason;
+  json["whole"] = HeardWhole(end);
+  if (end.recording.rate_hz > 0) json["recording"] = ProvenanceOfRecording(end);
   if (!end.damage.empty()) json["damage"] = end.damage;
   if (!end.note.empty()) json["note"] = end.note;
   if (!end.others.empty()) {

@@ -23,7 +23,7 @@ std::string JsonText(const nlohmann::ordered_json& json);
 
 // begin, end, duration (seconds), vol, trig, eg; channel and saved where they are known.
 nlohmann::ordered_json ToJson(const Sentence& sentence, int rate_hz);
-// heard, stopped_by, and what there is of damage, note, quality and results.
+// heard, stopped_by, whole, and what there is of recording, damage, note, quality and results.
 nlohmann::ordered_json ToJson(const FileEnd& end);
 
 // What one session's audio-quality results say; a measure is missing where the session was too short for it.

@@ -15,7 +15,9 @@ using Json = nlohmann::ordered_json;
 // One document: {"files":[{"file":...,"sentences":[...],...}]}, written piece by piece.
 class JsonDocument : public TextReport {
  public:
-  JsonDocument(Output& output, const ReportShape&) : TextReport(output) { output_.Write("{\"files\":["); }
+  JsonDocument(Output& output, const ReportShape& shape) : TextReport(output), provenance_(shape.details.provenance) {
+    output_.Write("{\"files\":[");
+  }
 
   void BeginFile(const std::string& name) override {
     output_.Write(std::string(first_file_ ? "\n" : ",\n") + "{\"file\":" + JsonText(name) + ",\"sentences\":[");
@@ -36,12 +38,13 @@ class JsonDocument : public TextReport {
     BeginFile(name);
     FailFile(message);
   }
-  void End() override { output_.Write("\n]}\n"); }
+  void End() override { output_.Write("\n]" + (provenance_.empty() ? "" : ",\n\"made_by\":" + provenance_) + "}\n"); }
 
  private:
   // Closes the list of sentences and puts the members of `json` behind it.
   void Finish(const Json& json) { output_.Write("]," + JsonText(json).substr(1)); }
 
+  std::string provenance_;
   bool first_file_ = true;
   bool first_sentence_ = true;
 };
@@ -49,11 +52,15 @@ class JsonDocument : public TextReport {
 // One object a line: each sentence with its file, and one closing line a file.
 class JsonLines : public TextReport {
  public:
-  JsonLines(Output& output, const ReportShape&) : TextReport(output) {}
+  JsonLines(Output& output, const ReportShape& shape) : TextReport(output), provenance_(shape.details.provenance) {}
 
   void BeginFile(const std::string& name) override { name_ = name; }
   void Add(const Sentence& sentence, int rate_hz) override { Line("sentence", ToJson(sentence, rate_hz)); }
-  void EndFile(const FileEnd& end) override { Line("end", ToJson(end)); }
+  void EndFile(const FileEnd& end) override {
+    Json json = ToJson(end);
+    if (!provenance_.empty()) json["made_by"] = Json::parse(provenance_);
+    Line("end", json);
+  }
   void FailFile(const std::string& message) override {
     Json json;
     json["error"] = message;
@@ -74,6 +81,7 @@ class JsonLines : public TextReport {
     output_.Write(JsonText(json) + "\n");
   }
 
+  std::string provenance_;
   std::string name_;
 };
 

@@ -1,8 +1,69 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/segment_command.h"
 
-namespace TSEG::tool {
+#include <optional>
+#include <string>
 
-ExitCode RunSegment(const SegmentOptions& options) { return ReportSentences(options, {}); }
+#include "wvad/folder_report.h"
+#include "wvad/forms/printf.h"
+#include "wvad/provenance.h"
+
+namespace TSEG::tool {
+namespace {
+
+bool IntoFolder(const SegmentOptions& options) {
+  return options.formats.size() > 1 || (!options.output.empty() && options.output.back() == '/');
+}
+
+// What can be known to be wrong before any work, which may be long.
+void CheckForms(const SegmentOptions& options) {
+  if (!options.details.printf.empty()) const PrintfFormat checked(options.details.printf);
+  if (options.formats.size() > 1 && (options.output.empty() || options.output == "-")) {
+    throw Failure(ExitCode::kUsage, "--format: several forms go into a folder; name it with -o DIR");
+  }
+  CheckRecordings(options.formats, options.input.files, IntoFolder(options));
+}
+
+// Passes a report on that lives on behind the run.
+class Forwarded : public Report {
+ public:
+  explicit Forwarded(Report& report) : report_(report) {}
+  void BeginFile(const std::string& name) override { report_.BeginFile(name); }
+  void Add(const Sentence& sentence, int rate_hz) override { report_.Add(sentence, rate_hz); }
+  void EndFile(const FileEnd& end) override { report_.EndFile(end); }
+  void FailFile(const std::string& message) override { report_.FailFile(message); }
+  void RefuseFile(const std::string& name, const std::string& message) override { report_.RefuseFile(name, message); }
+  void End() override { report_.End(); }
+
+ private:
+  Report& report_;
+};
+
+ExitCode ReportIntoFolder(const SegmentOptions& options) {
+  OutputFolder folder({options.output, "", options.force}, options.input.files, SuffixesOf(options.formats),
+                            FilesOfEngine(options.engine));
+  std::optional<FolderReport> report;
+  if (options.checksum) CheckChecksums(options.input.files);
+  SentenceTask task;
+  task.checksum = options.checksum;
+  task.keep_away = [&](const std::string& path) { folder.KeepForDebugText(path, options.input.files); };
+  task.make_report = [&](int) {
+    report.emplace(folder, options.formats, ShapeOf(options));
+    return std::make_unique<Forwarded>(*report);
+  };
+  const RunResult result = RunSentences(options, task);
+  report->Close();
+  return result.code;
+}
+
+}  // namespace
+
+ExitCode RunSegment(const SegmentOptions& options) {
+  CheckForms(options);
+  if (IntoFolder(options)) return ReportIntoFolder(options);
+  SegmentOptions single = options;
+  single.format = options.formats[0];
+  return ReportSentences(single, {});
+}
 
 }  // namespace TSEG::tool

@@ -10,6 +10,7 @@
 
 #include "wvad/failure.h"
 #include "wvad/output.h"
+#include "wvad/provenance.h"
 #include "wvad/report_json.h"
 
 namespace TSEG::tool {
@@ -143,6 +144,7 @@ ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffix
     format.about["model"] = options.engine.model;
     format.about["sample_rate"] = rate_hz;
     describe(format, rate_hz);
+    format.about["made_by"] = ProvenanceOfRun(options);
     folder.Make();
     std::unique_ptr<Report> told;
     if (!options.quiet) told = options.format->make(output, {options.input.files.size() > 1, true, true, options.input.channel == "all"});

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "wvad/checksum.h"
 #include "wvad/debug_text.h"
 #include "wvad/engine.h"
 #include "wvad/engine_config.h"
@@ -13,6 +14,7 @@
 #include "wvad/model_finder.h"
 #include "wvad/output.h"
 #include "wvad/progress.h"
+#include "wvad/provenance.h"
 #include "wvad/recording.h"
 #include "wvad/report_json.h"
 #include "wvad/system.h"
@@ -96,10 +98,17 @@ class SentenceRun {
     end.note = input.note();
     if (input.phase().cancels()) end.note += (end.note.empty() ? "" : "; ") + PhaseNote(input.phase());
     if (end.note.empty()) end.note = floor_note.Text(GainAdvice(name));
+    end.recording = Facts(input, name, end);
     report.EndFile(end);
     if (!end.note.empty() && !options_.quiet && !Interrupted())
       std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), end.note.c_str());
     return end;
+  }
+
+  RecordingFacts Facts(const Input& input, const std::string& name, const FileEnd& end) const {
+    const bool to_its_end = end.reason == kWholeReason;
+    return {input.source_rate_hz(), input.source_channels(), to_its_end ? input.frames_read() : input.frames_total(),
+            task_.checksum ? Sha256Of(name) : ""};
   }
 
   FileEnd ToTheEnd(Input& input, bool all_channels, const Recording::Sink& sink, const Step& heard) {
@@ -239,6 +248,13 @@ RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task)
   return result;
 }
 
+ReportShape ShapeOf(const ReportOptions& options) {
+  ReportShape shape{options.input.files.size() > 1, !options.quiet, false, options.input.channel == "all", options.details};
+  shape.details.channel = options.input.channel;
+  if (!options.bare) shape.details.provenance = JsonText(ProvenanceOfRun(options));
+  return shape;
+}
+
 ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
   std::vector<std::string> read = FilesOfEngine(options.engine);
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());
@@ -249,10 +265,12 @@ ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
   };
   // Before any work, which may be long.
   CheckOutput(options.output, rules);
+  if (options.checksum) CheckChecksums(options.input.files);
+  task.checksum = options.checksum;
   std::optional<Output> output;
   task.make_report = [&](int) {
     output.emplace(options.output, rules);
-    return options.format->make(*output, {options.input.files.size() > 1, !options.quiet, false, options.input.channel == "all"});
+    return options.format->make(*output, ShapeOf(options));
   };
   const RunResult result = RunSentences(options, task);
   if (result.heard_any) output->Close();

@@ -29,7 +29,8 @@ constexpr size_t kFeatureFloats = 115;  // of a frame that the engine hands out
 
 struct SentenceTask {
   Handout handout = Handout::kNothing;
-  bool quality = false;  // the audio-quality component listens, and FileEnd has its measures
+  bool quality = false;   // the audio-quality component listens, and FileEnd has its measures
+  bool checksum = false;  // FileEnd has that of the recording
   // Called with a file that the engine will write by itself. Throws Failure(kOutput) where an output would fall on it.
   std::function<void(const std::string& path)> keep_away;
   // Called once everything but the recordings has been found right.
@@ -48,9 +49,14 @@ RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task)
 // What `segment` and `quality` have in common: one report.
 struct ReportOptions : SentenceOptions {
   const ReportFormat* format = ReportFormats().data();
-  std::string output;  // empty: standard output
-  bool force = false;  // `output` may be replaced
+  std::string output;     // empty: standard output
+  bool force = false;     // `output` may be replaced
+  bool bare = false;      // nothing is said of how the results came about
+  bool checksum = false;  // of each recording, with that
+  FormDetails details;    // what was said of them on the command line
 };
+// What the report of these options tells; with how it came about, for which the model is read. Throws Failure as FindModel.
+ReportShape ShapeOf(const ReportOptions& options);
 // The same with a report, which is written where no file could be opened only if it goes out piece by piece. Gives the code.
 ExitCode ReportSentences(const ReportOptions& options, SentenceTask task);
 

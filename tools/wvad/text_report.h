@@ -26,6 +26,7 @@ std::unique_ptr<Report> MakeTable(Output& output, const ReportShape& shape);
 std::unique_ptr<Report> MakeJsonDocument(Output& output, const ReportShape& shape);
 std::unique_ptr<Report> MakeJsonLines(Output& output, const ReportShape& shape);
 std::unique_ptr<Report> MakeCsv(Output& output, const ReportShape& shape);
+std::unique_ptr<Report> MakeTsv(Output& output, const ReportShape& shape);
 
 }  // namespace TSEG::tool
 

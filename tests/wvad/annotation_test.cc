@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/compare/annotation.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/temp_folder.h"
+#include "wvad/failure.h"
+#include "wvad/named_rows.h"
+
+namespace TSEG::tool {
+namespace {
+
+Annotation Read(const std::string& form, const std::string& text) { return FindRow(AnnotationForms(), form)->read(text, "talk"); }
+
+std::string Refusal(const std::function<void()>& act) {
+  try {
+    act();
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+  return "";
+}
+
+// Each says that there is speech from 0.7 to 2.2 s and from 61.25 to 62 s of "talk".
+TEST(Annotation, EachFormIsUnderstood) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"rttm",
+       ";; comment\nSPKR-INFO talk 1 <NA> <NA> <NA> unknown a <NA> <NA>\nSPEAKER talk 1 0.7 1.5 <NA> <NA> a <NA> <NA>\r\n\n"
+       "SPEAKER\ttalk 2 61.25 .75 <NA> <NA> b <NA>\n"},
+      {"ctm", "talk 1 0.7 1.5 hello 0.9\ntalk A 61.25 0.75 you"},
+      {"stm", "talk 1 inter_segment_gap 0 0.7 <o,,> \ntalk 1 a 0.7 2.2 <o,f0,male> hello you\ntalk 1 b 61.25 62\n"},
+      {"uem", "# comment\ntalk 1 0.7 2.2\ntalk 1 61.25 62.0\n"},
+      {"labels", "0.700000\t2.200000\tanything at all\n\\\t100.0\t200.0\n61.25\t62\t\n"},
+      {"textgrid",
+       "File type = \"ooTextFile\"\nObject class = \"TextGrid\"\n\nxmin = 0\nxmax = 63\ntiers? <exists>\nsize = 2\nitem []:\n item [1]:\n"
+       "class = \"TextTier\"\nname = \"points\"\nxmin = 0\nxmax = 63\npoints: size = 1\npoints [1]:\nnumber = 5\nmark = \"\"\n"
+       " item [2]:\nclass = \"IntervalTier\"\nname = \"say \"\"5\"\"\"\nxmin = 0\nxmax = 63\nintervals: size = 4\n"
+       "intervals [1]:\nxmin = 0\nxmax = 0.7\ntext = \" \"\nintervals [2]:\nxmin = 0.7\nxmax = 2.2\ntext = \"he said \"\"3 = 3\"\"\"\n"
+       "intervals [3]:\nxmin = 2.2\nxmax = 61.25\ntext = \"\"\nintervals [4]:\nxmin = 61.25\nxmax = 62\ntext = \"x\"\n"},
+      {"textgrid",
+       "File type = \"ooTextFile "
+       "short\"\n\"TextGrid\"\n0\n63\n<exists>\n1\n\"IntervalTier\"\n\"a\"\n0\n63\n2\n0.7\n2.2\n\"a\"\n61.25\n62\n\"b\"\n"},
+      {"csv", "file,begin,end,vol\n\"far/talk.wav\",0.70,2.20,\"1,5\"\n\"far/talk.wav\",61.25,62,\n"},
+      {"csv", "onset,duration\r\n0.7,1.5\r\n61.25,0.75\r\n"},
+      {"tsv", "start\tend\tlabel\n0.7\t2.2\t\"a\tb\"\n61.25\t62\t\"line\nbreak\"\n"},
+      {"json", R"({"files":[{"file":"a/talk.wav","sentences":[{"begin":0.7,"end":2.2},{"begin":61.25,"end":62}]}]})"},
+      {"jsonl",
+       "{\"event\":\"sentence\",\"file\":\"talk.wav\",\"begin\":0.7,\"end\":2.2}\n{\"event\":\"sentence\",\"file\":\"talk.wav\","
+       "\"begin\":61.25,\"end\":62}\n{\"event\":\"end\",\"file\":\"talk.wav\",\"recording\":{\"length\":63}}\n"},
+      {"jsonl",
+       "{\"id\":\"x\",\"recording_id\":\"talk\",\"start\":0.7,\"duration\":1.5}\n{\"recording_id\":\"talk\",\"start\":61.25,"
+       "\"duration\":0.75}\n"},
+      {"srt", "1\r\n00:00:00,700 --> 00:00:02,200\r\nhello\r\n\r\n2\r\n00:01:01,250 --> 00:01:02,000\r\n\r\n"},
+      {"vtt", "WEBVTT\n\n00:00.700 --> 00:02.200 align:start\nhello\n\n00:01:01.250 --> 00:01:02.000\n\n"},
+  };
+  for (const auto& [form, text] : rows) {
+    SCOPED_TRACE(std::string(form) + ": " + text);
+    const Annotation annotation = Read(form, text);
+    ASSERT_EQ(annotation.size(), 1U);
+    EXPECT_EQ(annotation.begin()->first, "talk");
+    EXPECT_EQ(Joined(annotation.begin()->second.speech), (Spans{{700000, 2200000}, {61250000, 62000000}}));
+  }
+}
+
+TEST(Annotation, LengthsAreTakenWhereTheyAreTold) {
+  EXPECT_EQ(Read("textgrid", "\"ooTextFile\" \"TextGrid\" 0 63.5 <exists> 0\n")["talk"].length_us, 63500000);
+  EXPECT_EQ(Read("json", R"({"files":[{"file":"talk","sentences":[],"recording":{"length":5.0}}]})")["talk"].length_us, 5000000);
+  EXPECT_EQ(Read("json", R"({"files":[{"file":"talk","sentences":[],"recording":{"length":null}}]})")["talk"].length_us, std::nullopt);
+}
+
+TEST(Annotation, RecordingsWithoutSpeechAreKnown) {
+  EXPECT_EQ(Read("labels", "").size(), 1U);
+  EXPECT_EQ(Read("rttm", "SPKR-INFO talk 1 <NA> <NA> <NA> unknown a\n").size(), 1U);
+  EXPECT_EQ(Read("rttm", "").size(), 0U);
+}
+
+TEST(Annotation, WhatCannotBeUnderstoodIsNamed) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"rttm", "SPEAKER talk 1 0.7 1.5 x\nSPEAKER talk 1 x 1.5 x\n"},
+      {"rttm", "SPEAKER talk 1 0.7\n"},
+      {"rttm", "SPEAKER talk 1 -1 2 x\n"},
+      {"rttm", "SPEAKER talk 1 nan 2 x\n"},
+      {"uem", "talk 1 2 1\n"},
+      {"labels", "1\n"},
+      {"textgrid", "no TextGrid"},
+      {"textgrid", "\"ooTextFile\" \"TextGrid\" 0 63 <exists> 1 \"IntervalTier\" \"a\" 0 63 2 0 1 \"a\""},
+      {"textgrid", "\"ooTextFile\" \"TextGrid\" 0 63 <exists> 99999999999999999999 "},
+      {"textgrid", "\"ooTextFile\" \"TextGrid\" 0 63 <exists> 1 \"Interval"},
+      {"csv", "file,from,to\na,1,2\n"},
+      {"csv", ""},
+      {"csv", "begin,end\n1\n"},
+      {"csv", "begin,end\n\"1,2\n"},
+      {"json", "{\"files\":3}"},
+      {"json", "{"},
+      {"json", R"({"files":[{"file":"a","sentences":[{"begin":"x","end":1}]}]})"},
+      {"jsonl", "{\"event\":\"sentence\"}\n"},
+      {"srt", "1 --> x\n"},
+  };
+  for (const auto& [form, text] : rows) EXPECT_THROW(Read(form, text), Failure) << form << ": " << text;
+  EXPECT_EQ(Refusal([&] { Read("rttm", rows[0].second); }), "line 2: \"x\" is no time in seconds");
+}
+
+TEST(Annotation, FoldersAreTakenTogether) {
+  const testing_support::TempFolder folder;
+  folder.write("a.rttm", "SPEAKER a 1 1 1 x\n");
+  folder.write("b.labels.txt", "1\t2\tx\n");
+  folder.write("c.TextGrid", "\xef\xbb\xbf\"ooTextFile\" \"TextGrid\" 0 5 <exists> 0");
+  folder.write("notes.md", "no annotation");
+  std::vector<std::string> ids;
+  for (const auto& row : ReadAnnotation(folder.path(), nullptr)) ids.push_back(row.first);
+  EXPECT_EQ(ids, (std::vector<std::string>{"a", "b", "c"}));
+  folder.write("other.ctm", "a 1 1 1 x\n");
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), nullptr); }), ::testing::HasSubstr("tells of a, and so does another file"));
+}
+
+TEST(Annotation, FilesThatCannotBeReadAreRefused) {
+  const testing_support::TempFolder folder;
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), nullptr); }), ::testing::HasSubstr("holds no file"));
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.file("no.rttm"), nullptr); }), ::testing::HasSubstr("no such file"));
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.write("x.y", ""), nullptr); }), ::testing::HasSubstr("--ref-format"));
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.write("x.uem", "a\n"), nullptr); }), ::testing::HasSubstr("x.uem: line 1: expected 4"));
+}
+
+}  // namespace
+}  // namespace TSEG::tool

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/compare/annotation.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "wvad/byte_source.h"
+#include "wvad/failure.h"
+#include "wvad/file_system.h"
+#include "wvad/named_rows.h"
+#include "wvad/recording_name.h"
+
+namespace TSEG::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr AnnotationForm kForms[] = {
+    {"rttm", "NIST", ".rttm", ReadRttm},        {"ctm", "NIST", ".ctm", ReadCtm},
+    {"stm", "NIST", ".stm", ReadStm},           {"uem", "NIST", ".uem", ReadUem},
+    {"labels", "Audacity", ".txt", ReadLabels}, {"textgrid", "Praat, long or short", ".textgrid", ReadTextGrid},
+    {"csv", "with a heading", ".csv", ReadCsv}, {"tsv", "with a heading", ".tsv", ReadTsv},
+    {"json", "of wvad", ".json", ReadJson},     {"jsonl", "of wvad, or supervisions of Lhotse", ".jsonl", ReadJsonLines},
+    {"srt", "captions", ".srt", ReadCaptions},  {"vtt", "captions", ".vtt", ReadCaptions},
+};
+
+std::string Lower(std::string text) {
+  for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  return text;
+}
+
+std::string ReadText(const std::string& path) {
+  constexpr size_t kPiece = 1 << 16;
+  const std::unique_ptr<ByteSource> bytes = OpenBytes(path);
+  std::string text;
+  for (size_t count = kPiece; count == kPiece;) {
+    const size_t begin = text.size();
+    text.resize(begin + kPiece);
+    count = bytes->ReadAt(begin, text.data() + begin, kPiece);
+    text.resize(begin + count);
+  }
+  // A mark of the byte order, as some editors write it.
+  return text.compare(0, 3, "\xef\xbb\xbf") == 0 ? text.substr(3) : text;
+}
+
+// "talk" for "talk.labels.txt" too.
+std::string IdOfAnnotation(const std::string& path) {
+  const std::string id = RecordingId(path);
+  constexpr std::string_view kLabels = ".labels";
+  const bool labels = id.size() > kLabels.size() && id.compare(id.size() - kLabels.size(), kLabels.size(), kLabels) == 0;
+  return labels ? id.substr(0, id.size() - kLabels.size()) : id;
+}
+
+Annotation ReadFile(const std::string& path, const AnnotationForm* form) {
+  if (form == nullptr) form = FormOfFile(path);
+  if (form == nullptr) {
+    throw Failure(ExitCode::kUsage, path + ": its name does not tell its form; say it with --ref-format or --hyp-format");
+  }
+  try {
+    return form->read(ReadText(path), IdOfAnnotation(path));
+  } catch (const Failure& failure) {
+    if (failure.code() == ExitCode::kNoFile) throw;
+    throw Failure(failure.code(), path + ": " + failure.what());
+  }
+}
+
+Annotation ReadFolder(const std::string& path, const AnnotationForm* form) {
+  std::vector<std::string> files;
+  std::error_code error;
+  for (const fs::directory_entry& entry : fs::directory_iterator(path, error)) {
+    const std::string file = entry.path().string();
+    if (LookAt(file).kind == FileKind::kFile && FormOfFile(file) != nullptr) files.push_back(file);
+  }
+  if (error) throw Failure(ExitCode::kNoFile, path + ": cannot be read: " + error.message());
+  std::sort(files.begin(), files.end());
+  if (files.empty()) throw Failure(ExitCode::kNoFile, path + ": holds no file of a form that can be read");
+  Annotation all;
+  for (const std::string& file : files) {
+    for (auto& [id, recording] : ReadFile(file, form)) {
+      if (!all.emplace(id, std::move(recording)).second) {
+        throw Failure(ExitCode::kNotAudio, file + ": tells of " + id + ", and so does another file of this folder");
+      }
+    }
+  }
+  return all;
+}
+
+}  // namespace
+
+std::span<const AnnotationForm> AnnotationForms() { return kForms; }
+
+const AnnotationForm* FormOfFile(const std::string& path) {
+  const std::string ending = Lower(fs::path(path).extension().string());
+  for (const AnnotationForm& form : kForms) {
+    if (ending == form.ending) return &form;
+  }
+  return nullptr;
+}
+
+Annotation ReadAnnotation(const std::string& path, const AnnotationForm* form) {
+  return path != "-" && LookAt(path).kind == FileKind::kFolder ? ReadFolder(path, form) : ReadFile(path, form);
+}
+
+int64_t Microseconds(double seconds) {
+  constexpr double kMost_s = 10.0 * 366 * 86400;
+  if (!(seconds >= 0 && seconds <= kMost_s)) throw Failure(ExitCode::kNotAudio, "a time has to be a number from 0 on");
+  return std::llround(seconds * 1e6);
+}
+
+int64_t ParseSeconds(const std::string& text) {
+  double seconds = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  if (error != std::errc() || end != text.data() + text.size())
+    throw Failure(ExitCode::kNotAudio, "\"" + text + "\" is no time in seconds");
+  return Microseconds(seconds);
+}
+
+Span SpanOf(int64_t begin_us, int64_t end_us) {
+  if (end_us < begin_us) throw Failure(ExitCode::kNotAudio, "a segment ends before it begins");
+  return {begin_us, end_us};
+}
+
+void ForEachLine(const std::string& text, const std::function<void(const std::string&)>& take) {
+  int number = 0;
+  for (size_t begin = 0; begin < text.size();) {
+    const size_t end = std::min(text.find('\n', begin), text.size());
+    std::string line = text.substr(begin, end - begin);
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    ++number;
+    try {
+      take(line);
+    } catch (const Failure& failure) {
+      throw Failure(failure.code(), "line " + std::to_string(number) + ": " + failure.what());
+    }
+    begin = end + 1;
+  }
+}
+
+}  // namespace TSEG::tool

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What `wvad compare` prints: a line a recording and one for all of them, for people or as JSON.
+#ifndef WVAD_WVAD_COMPARE_COMPARE_REPORT_H_
+#define WVAD_WVAD_COMPARE_COMPARE_REPORT_H_
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "wvad/compare/comparison.h"
+
+namespace TSEG::tool {
+
+struct ComparedRecording {
+  std::string id;
+  Comparison comparison;
+};
+
+struct CompareFormat {
+  const char* name;
+  const char* words;
+  std::string (*print)(const std::vector<ComparedRecording>& recordings, double collar_s);
+};
+// The first one is the default.
+std::span<const CompareFormat> CompareFormats();
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_COMPARE_COMPARE_REPORT_H_

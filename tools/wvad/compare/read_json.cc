@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The JSON that `wvad segment` writes, as a document and as lines, and the supervisions of Lhotse.
+#include <nlohmann/json.hpp>
+
+#include "wvad/compare/annotation.h"
+#include "wvad/failure.h"
+#include "wvad/recording_name.h"
+
+namespace TSEG::tool {
+namespace {
+
+using Json = nlohmann::json;
+
+Json Parsed(const std::string& text) {
+  Json json = Json::parse(text, nullptr, false);
+  if (json.is_discarded()) throw Failure(ExitCode::kNotAudio, "no JSON");
+  return json;
+}
+
+// A member of one kind, or a refusal that names it.
+template <typename Value>
+Value Get(const Json& json, const char* key) {
+  try {
+    return json.at(key).get<Value>();
+  } catch (const Json::exception&) {
+    throw Failure(ExitCode::kNotAudio, std::string("expected a member \"") + key + "\"");
+  }
+}
+
+Span SpanOfSentence(const Json& json) { return SpanOf(Microseconds(Get<double>(json, "begin")), Microseconds(Get<double>(json, "end"))); }
+
+void TakeLength(const Json& json, AnnotatedRecording& recording) {
+  if (!json.contains("recording") || !json["recording"].is_object()) return;
+  const Json& facts = json["recording"];
+  if (facts.contains("length") && facts["length"].is_number()) recording.length_us = Microseconds(facts["length"].get<double>());
+}
+
+void ReadObject(const Json& json, Annotation& annotation) {
+  if (json.contains("recording_id")) {
+    const int64_t begin_us = Microseconds(Get<double>(json, "start"));
+    annotation[Get<std::string>(json, "recording_id")].speech.push_back({begin_us, begin_us + Microseconds(Get<double>(json, "duration"))});
+    return;
+  }
+  const auto event = Get<std::string>(json, "event");
+  AnnotatedRecording& recording = annotation[RecordingId(Get<std::string>(json, "file"))];
+  if (event == "sentence") recording.speech.push_back(SpanOfSentence(json));
+  if (event == "end") TakeLength(json, recording);
+}
+
+}  // namespace
+
+Annotation ReadJson(const std::string& text, const std::string&) {
+  Annotation annotation;
+  for (const Json& file : Get<Json::array_t>(Parsed(text), "files")) {
+    AnnotatedRecording& recording = annotation[RecordingId(Get<std::string>(file, "file"))];
+    for (const Json& sentence : Get<Json::array_t>(file, "sentences")) recording.speech.push_back(SpanOfSentence(sentence));
+    TakeLength(file, recording);
+  }
+  return annotation;
+}
+
+Annotation ReadJsonLines(const std::string& text, const std::string&) {
+  Annotation annotation;
+  ForEachLine(text, [&](const std::string& line) {
+    if (!line.empty()) ReadObject(Parsed(line), annotation);
+  });
+  return annotation;
+}
+
+}  // namespace TSEG::tool

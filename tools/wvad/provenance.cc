@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/provenance.h"
+
+#include <wvad.h>
+
+#include "wvad/checksum.h"
+#include "wvad/failure.h"
+#include "wvad/file_system.h"
+#include "wvad/media_source.h"
+#include "wvad/model_finder.h"
+#include "wvad/raw_source.h"
+#include "wvad/report_json.h"
+#include "wvad/sentence_run.h"
+
+namespace TSEG::tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json ParametersOf(const SentenceOptions& options) {
+  Json json;
+  json["channel"] = options.input.channel;
+  json["gain"] = options.input.gain;
+  json["endpoint"] = options.endpoint;
+  if (options.input.source.track > 0) json["track"] = options.input.source.track;
+  if (!options.engine.settings.empty()) json["set"] = options.engine.settings;
+  if (!options.engine.config.empty()) json["config"] = options.engine.config;
+  if (options.input.source.raw.form != nullptr) {
+    json["raw"] = options.input.source.raw.form->name;
+    json["rate"] = options.input.source.raw.rate_hz;
+    json["channels"] = options.input.source.raw.channels;
+  }
+  return json;
+}
+
+}  // namespace
+
+Json ProvenanceOfRun(const SentenceOptions& options) {
+  Json json;
+  json["program"] = std::string("wvad ") + WVAD_VERSION;
+  json["model"] = options.engine.model;
+  json["model_sha256"] = Sha256Of(FindModel(options.engine.model, options.engine.models_dir));
+  json["parameters"] = ParametersOf(options);
+  return json;
+}
+
+void CheckChecksums(const std::vector<std::string>& recordings) {
+  for (const std::string& name : recordings) {
+    if (name == "-") throw Failure(ExitCode::kUsage, "--checksum: standard input cannot be read twice");
+    if (IsAddress(name) || LookAt(name).kind == FileKind::kSpecial)
+      throw Failure(ExitCode::kUsage, "--checksum: " + name + ": cannot be read twice");
+  }
+}
+
+Json ProvenanceOfRecording(const FileEnd& end) {
+  Json json;
+  const RecordingFacts& facts = end.recording;
+  json["rate"] = facts.rate_hz;
+  json["channels"] = facts.channels;
+  json["length"] = facts.frames < 0 ? Json() : Json::parse(Fixed(Seconds(facts.frames, facts.rate_hz), 3));
+  if (!facts.sha256.empty()) json["sha256"] = facts.sha256;
+  return json;
+}
+
+bool HeardWhole(const FileEnd& end) { return end.reason == kWholeReason && end.damage.empty(); }
+
+std::string ProvenanceLine(const std::string& name, const FileEnd& end) {
+  Json json;
+  json["file"] = name;
+  if (end.recording.rate_hz > 0) json["recording"] = ProvenanceOfRecording(end);
+  json["whole"] = HeardWhole(end);
+  if (!end.damage.empty()) json["damage"] = end.damage;
+  return JsonText(json);
+}
+
+}  // namespace TSEG::tool

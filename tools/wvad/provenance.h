@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// How a result came about, as JSON: with which version, model and parameters, from which recording, and whether that was heard whole. The
+// forms that have room for it say the same, JSON as members, others as comments of one line.
+#ifndef WVAD_WVAD_PROVENANCE_H_
+#define WVAD_WVAD_PROVENANCE_H_
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "wvad/report.h"
+
+namespace TSEG::tool {
+
+struct SentenceOptions;
+
+// {"program":"wvad 0.1.0","model":"lstm_fb75","model_sha256":...,"parameters":{...}}, where the parameters are what was said on the command
+// line and the defaults of channel and gain. Reads the model. Throws Failure as FindModel and Sha256Of.
+nlohmann::ordered_json ProvenanceOfRun(const SentenceOptions& options);
+
+// Throws Failure(kUsage) where one of the recordings cannot be read a second time for its checksum.
+void CheckChecksums(const std::vector<std::string>& recordings);
+
+// {"rate":44100,"channels":2,"length":5.0,"sha256":...}: length in seconds, null where it is not known; the sum where it was asked for.
+nlohmann::ordered_json ProvenanceOfRecording(const FileEnd& end);
+
+// All of a recording was decoded and heard, and nothing was wrong with it.
+bool HeardWhole(const FileEnd& end);
+
+// One line for a comment behind a recording: {"file":...,"recording":{...},"whole":true} and "damage" where there is some.
+std::string ProvenanceLine(const std::string& name, const FileEnd& end);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_PROVENANCE_H_
