@@ -254,6 +254,19 @@ TEST(LstmLoader, Int8FormNeedsRangesAboveZero) {
   }
 }
 
+TEST(LstmLoader, Int8FormNeedsFiveStepsOfTheProjection) {
+  // 96 values a step.
+  ModelContents contents = SmallLstm40();
+  *FindVariable(contents, "fc2_weight_") = Matrix("fc2_weight_", 32, 464, 1);
+  const CpuGuard cpu(true);
+  LogCapture log;
+  EXPECT_EQ(Loaded(WriteModel(contents)).ret, 30002);
+  EXPECT_EQ(log.Failures(std::string(kRefused) + "the rows of fc2_weight_ hold 4 steps, and answers would come before their frames", "ret",
+                         30002),
+            1)
+      << log.Text();
+}
+
 TEST(LstmLoader, FixedFormNarrowsEveryTensorInPlace) {
   const ModelContents contents = SmallLstm75();
   const Loaded loaded(WriteModel(contents));

@@ -214,9 +214,18 @@ TEST_F(Inputs, WaveThatWasNeverClosedIsHeardWhole) {
   const nlohmann::json file = ExpectDamage(Segment({"-f", "json", folder_.write("open.wav", bytes)}), "never closed");
   EXPECT_EQ(file["heard"], 5.0);
   EXPECT_EQ(file["sentences"].size(), 2U);
+  // The outer length may have been filled in all the same.
+  const uint32_t outer = static_cast<uint32_t>(bytes.size() - 8);
+  std::memcpy(bytes.data() + 4, &outer, 4);
+  const Outcome half = Segment({"-f", "json", folder_.write("half.wav", bytes)});
+  EXPECT_EQ(ExpectDamage(half, "never closed")["heard"], 5.0);
   // One that is empty by right is none of these.
   WriteAudio(folder_.file("empty.wav"), {});
   EXPECT_EQ(Segment({"-f", "json", folder_.file("empty.wav")}).code, 0);
+  std::string noted = folder_.read("empty.wav") + std::string("LIST\x04\0\0\0INFO", 12);
+  const uint32_t with_note = static_cast<uint32_t>(noted.size() - 8);
+  std::memcpy(noted.data() + 4, &with_note, 4);
+  EXPECT_EQ(Segment({"-f", "json", folder_.write("noted.wav", noted)}).code, 0);
 }
 
 TEST_F(Inputs, DamageIsSaidByEveryCommand) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/container.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <string>
@@ -91,6 +92,14 @@ void ReadWaveFormat(ByteSource& bytes, uint64_t at, Stretch* stretch) {
   if (stretch->channels > 0) stretch->form = RawFormOfWave(format, block / static_cast<size_t>(stretch->channels));
 }
 
+// Whether a further chunk of RIFF lies at `at`, as after one that is empty by right.
+bool ChunkLiesAt(ByteSource& bytes, uint64_t at, uint64_t length) {
+  std::array<unsigned char, 8> chunk{};
+  if (bytes.ReadAt(at, chunk.data(), chunk.size()) < chunk.size()) return false;
+  const bool named = std::all_of(chunk.begin(), chunk.begin() + 4, [](unsigned char c) { return c >= ' ' && c <= '~'; });
+  return named && at + chunk.size() + Little(chunk.data() + 4, 4) <= length;
+}
+
 std::optional<Stretch> FindInWave(ByteSource& bytes) {
   Stretch stretch;
   std::array<unsigned char, 12> head{};
@@ -104,7 +113,7 @@ std::optional<Stretch> FindInWave(ByteSource& bytes) {
     if (Is(chunk.data(), "data")) {
       stretch.begin = at;
       const std::optional<uint64_t> length = bytes.length();
-      const bool goes_on = !length || (*length > at && *length > riff_end);
+      const bool goes_on = !length || (*length > at && (*length > riff_end || !ChunkLiesAt(bytes, at, *length)));
       const bool unknown = size >= kUnknownFrom && (!length || at + size > *length);
       if (!unknown && !(size == 0 && goes_on)) stretch.declared = size;
       stretch.unclosed = size == 0 && length && goes_on;
