@@ -28,23 +28,24 @@ constexpr int32_t kFloorEveryFrames = 100;
 // Distance from the longest sentence at which silence is held, and beyond which everything is silence.
 constexpr int32_t kSpliceFrames = 100;
 
-// A frame on its way, and the pair as the score trace has it.
 struct ScoredFrame {
   float a;
   float b;
-  DecidedFrame decided;
+  float score;
 
-  void Force(float value) { a = b = decided.score = value; }
+  void Force(float value) { a = b = score = value; }
 };
 
-void HoldOver(TsegInst* inst, ScoredFrame* frame) {
-  if (frame->decided.score < 0.0f) {
+// Gives whether the frame has been refused.
+bool HoldOver(TsegInst* inst, ScoredFrame* frame) {
+  if (frame->score < 0.0f) {
     inst->decision.nHoldOver = kHoldOverFrames;
   } else if (inst->decision.nHoldOver > 0) {
     --inst->decision.nHoldOver;
     frame->Force(kHeldOver);
-    frame->decided.held_over = true;
+    return true;
   }
+  return false;
 }
 
 double EnergyFloor(TsegInst* inst) {
@@ -62,17 +63,19 @@ double EnergyFloor(TsegInst* inst) {
 
 void Splice(TsegInst* inst, ScoredFrame* frame) {
   frame->Force(kForcedSilence);
-  frame->decided.spliced = true;
   inst->decision.nHoldOver = kHoldOverFrames;
   WVAD_LOG_WARN("wVadProcess | pTsegInst->nCurSpeechFrameNum > pTsegInst->nParamSpeechTimeOut/10, force splice");
 }
 
 // Holds silence fast in the last second before the longest sentence, so that a pause can close it, and makes every frame silence a second
-// after.
-void ForceSplice(TsegInst* inst, ScoredFrame* frame) {
+// after. Gives whether it did either.
+bool ForceSplice(TsegInst* inst, ScoredFrame* frame) {
   const int32_t limit = inst->pCfg->wvad_param_nSpeechTimeOut / 10;
-  if (inst->decision.nCurSpeechFrameNum > limit - kSpliceFrames && frame->decided.score < 0.0f) Splice(inst, frame);
-  if (inst->decision.nCurSpeechFrameNum > limit + kSpliceFrames) Splice(inst, frame);
+  const bool held = inst->decision.nCurSpeechFrameNum > limit - kSpliceFrames && frame->score < 0.0f;
+  if (held) Splice(inst, frame);
+  const bool beyond = inst->decision.nCurSpeechFrameNum > limit + kSpliceFrames;
+  if (beyond) Splice(inst, frame);
+  return held || beyond;
 }
 
 // Runs the endpoint state machine on one score, with what follows from its answer on the instance.
@@ -122,52 +125,58 @@ FrameVerdict PickVerdict(TsegInst* inst, EndpointResult result, int32_t silence)
   return WVAD_FRAME_GOON;
 }
 
-// What wVadProcess does, with the reasons.
-DecidedFrame Process(TsegInst* inst, float a, float b) {
+// What wVadProcess does. The reasons go to `reasons` where somebody looks; they cost nothing where nobody does.
+template <bool kLookedAt>
+float Process(TsegInst* inst, float a, float b, [[maybe_unused]] DecidedFrame* reasons) {
   const CFG_VAD& cfg = *inst->pCfg;
   const float threshold = static_cast<float>(2.0 * static_cast<double>(cfg.wvad_param_vad_threshold) - 1.0);
   const double difference = static_cast<double>(a) - static_cast<double>(b);
-  ScoredFrame frame{a, b, {}};
-  DecidedFrame& decided = frame.decided;
-  decided.speech = a;
-  decided.other = b;
-  decided.raw = decided.score = static_cast<float>(difference - static_cast<double>(threshold));
+  const float raw = static_cast<float>(difference - static_cast<double>(threshold));
+  ScoredFrame frame{a, b, raw};
 
   // Before any override: the sum may include frames that are held to silence below.
-  if (decided.score > 0.0f) {
+  if (frame.score > 0.0f) {
     const double energy = static_cast<double>(CheckedSubscript(inst->decision.eScore, inst->decision.nFrameIdx)) / 1000.0;
     inst->decision.fSpeechEnergySum = static_cast<float>(static_cast<double>(inst->decision.fSpeechEnergySum) + energy);
     ++inst->decision.nSpeechEnergyCount;
   }
 
-  HoldOver(inst, &frame);
+  const bool held_over = HoldOver(inst, &frame);
 
-  decided.energy = static_cast<double>(CheckedSubscript(inst->decision.eScore, inst->decision.nFrameIdx));
-  decided.floor = EnergyFloor(inst);
-  if (decided.floor > decided.energy) {
+  const double energy = static_cast<double>(CheckedSubscript(inst->decision.eScore, inst->decision.nFrameIdx));
+  const double floor = EnergyFloor(inst);
+  const bool below_floor = floor > energy;
+  if (below_floor) {
     frame.Force(kForcedSilence);
-    decided.below_floor = true;
     inst->decision.nHoldOver = kHoldOverFrames;
   }
 
-  ForceSplice(inst, &frame);
+  const bool spliced = ForceSplice(inst, &frame);
 
   if (cfg.wvad_param_isVadDegOn) {
     inst->diagnostics.mScore.push_back(CutLow32(static_cast<double>(frame.a * 1000.0f)));
     inst->diagnostics.mScore.push_back(CutLow32(static_cast<double>(frame.b * 1000.0f)));
   }
-  return decided;
+  if constexpr (kLookedAt) *reasons = {a, b, raw, frame.score, energy, floor, held_over, below_floor, spliced};
+  return frame.score;
+}
+
+EndpointResult Step(TsegInst* inst, const float* pair) {
+  DecisionObserver* observer = inst->decision.pObserver;
+  if (observer == nullptr) return StepDetector(inst, wVadProcess(inst, pair[0], pair[1]));
+  DecidedFrame frame;
+  const EndpointResult result = StepDetector(inst, Process<true>(inst, pair[0], pair[1], &frame));
+  observer->OnFrame(*inst, inst->decision.nFrameIdx, frame, result);
+  return result;
 }
 
 }  // namespace
 
-float wVadProcess(TsegInst* inst, float a, float b) { return Process(inst, a, b).score; }
+float wVadProcess(TsegInst* inst, float a, float b) { return Process<false>(inst, a, b, nullptr); }
 
 FrameVerdict wVadFrameStep(TsegInst* inst, const float* pair, [[maybe_unused]] int32_t stride, int32_t* outBegin, int32_t* outEnd) {
   if (inst->decision.nNoSpeechFrames > inst->pCfg->wvad_param_nResponseTimeOut / 10) return WVAD_FRAME_NOSPEECH;
-  const DecidedFrame frame = Process(inst, pair[0], pair[1]);
-  const EndpointResult result = StepDetector(inst, frame.score);
-  if (inst->decision.pObserver != nullptr) inst->decision.pObserver->OnFrame(*inst, inst->decision.nFrameIdx, frame, result);
+  const EndpointResult result = Step(inst, pair);
   ++inst->decision.nFrameIdx;
   *outBegin = inst->decision.pEndpoint->nBeginFrame;
   *outEnd = inst->decision.pEndpoint->nEndFrame;

@@ -2,6 +2,7 @@
 #include "wvad/traced_run.h"
 
 #include <array>
+#include <charconv>
 #include <utility>
 
 #include "params/cfg_vad.h"
@@ -21,6 +22,15 @@ std::string BuiltIn(const std::string& name) {
   return fresh.get_para_value(name.c_str(), text.data(), text.size()) ? std::string(text.data()) : std::string();
 }
 
+// The shortest text of the number that the engine has: it gives one of single precision nine digits.
+std::string Tidy(const ParameterRow& row, const std::string& value) {
+  float number = 0;
+  const char* end = value.data() + value.size();
+  if (row.kind != ValueKind::kDecimal || std::from_chars(value.data(), end, number).ptr != end) return value;
+  std::array<char, 32> text{};
+  return std::string(text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr);
+}
+
 }  // namespace
 
 TracedEngine::TracedEngine(const EngineOptions& options, bool quiet) : model_file_(FindModel(options.model, options.models_dir)) {
@@ -35,7 +45,7 @@ TracedEngine::TracedEngine(const EngineOptions& options, bool quiet) : model_fil
     const std::string name(row.name);
     const std::string built_in = BuiltIn(name);
     // Where the model was found by the engine is the program's affair. Those without a value of their own are other names of these.
-    if (!IsOfModelOption(name) && !built_in.empty()) in_force_.push_back({name, detector_->Get(name), built_in});
+    if (!IsOfModelOption(name) && !built_in.empty()) in_force_.push_back({name, Tidy(row, detector_->Get(name)), Tidy(row, built_in)});
   }
   rate_hz_ = ParseInt(detector_->Get("VAD_PARAM_SAMPLERATE")).value_or(16000);
   const CFG_VAD& cfg = *detector_->handle()->pCfg;

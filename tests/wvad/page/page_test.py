@@ -26,10 +26,10 @@ SENTENCES = [[0.7, 2.2], [2.7, 3.7]]
 SKIPPED = 77
 
 
-def write_recording(path, seconds=5.0):
+def write_recording(path, seconds=5.0, spans=SPANS):
     """Two tones that rise, with all their overtones, and digital silence around them."""
     samples = array.array("h", bytes(2 * int(seconds * RATE)))
-    for begin, end in SPANS:
+    for begin, end in spans:
         for i in range(int(begin * RATE), int(end * RATE)):
             t = (i / RATE - begin) / (end - begin)
             turn = (120 + 60 * t) * (i / RATE - begin)
@@ -171,6 +171,16 @@ class PageTest(unittest.TestCase):
         self.browser.wait_for("wvadPage.sound.playing && wvadPage.sound.seconds > 2.7")
         self.assertTrue(self.value("wvadPage.sound.element.src").endswith("/made.wav"))
         self.value("wvadPage.sound.pause(), 0")
+
+    def test_recordings_of_next_to_nothing_open(self):
+        for seconds in (0, 0.01, 0.05):
+            recording = pathlib.Path(self.folder.name) / f"short-{seconds}.wav"
+            page = recording.with_suffix(".html")
+            write_recording(recording, seconds, ())
+            self.wvad("report", recording, "-o", page)
+            self.browser.open(page)
+            self.assertEqual(self.value("document.documentElement.dataset.ready"), "yes", seconds)
+            self.assertEqual(self.value("document.getElementById('play').disabled"), seconds == 0)
 
     def test_wheel_zooms_about_the_pointer_and_dragging_moves(self):
         x, y = self.x_of(2.0), self.middle_of_row(2)
