@@ -36,6 +36,7 @@ from watched_sets import look
 
 LOUDEST = 8192  # blocks that the input weights of "lstm_fb75" are held against
 AVERAGED = 0.998  # share of the averaged weights that stays at each step
+UNITS = 32  # rectified units come in this many
 WARM_UP = 150  # steps over which the rate rises
 
 
@@ -47,7 +48,7 @@ def parse_arguments():
     parser.add_argument("--init", help="a model file (.bin) or network.npz to begin with; it may be smaller")
     parser.add_argument("--init-data", help="where --init is for another sample rate: the first folder of sessions at that rate")
     parser.add_argument("--cells", type=int, default=192)
-    parser.add_argument("--hidden", type=int, default=96)
+    parser.add_argument("--hidden", type=int, default=96, help=f"rectified units, a multiple of {UNITS}")
     parser.add_argument("--steps", type=int, default=3000, help="batches to train on")
     parser.add_argument("--streams", type=int, default=64, help="pieces in a batch")
     parser.add_argument("--piece", type=int, default=160, help="blocks of 40 ms in a piece")
@@ -59,7 +60,10 @@ def parse_arguments():
     parser.add_argument("--limit-sessions", type=int)
     parser.add_argument("--threads", type=int, default=1)
     parser.add_argument("--seed", type=int, default=1)
-    return parser.parse_args()
+    args = parser.parse_args()
+    if args.hidden % UNITS:
+        parser.error(f"--hidden {args.hidden}: the engine's scores of such a model are not those of the reference; take a multiple of {UNITS}")
+    return args
 
 
 def arrays_of(path):

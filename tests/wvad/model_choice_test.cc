@@ -112,7 +112,7 @@ TEST_F(BundledModels, ATelephoneRecordingIsHeardAt8000HzWithoutResampling) {
   const auto about = [&](const std::string& path, const std::string& model, const std::string& folder) {
     EXPECT_EQ(Call({"split", "-q", "--model", model, "-d", folder_.file(folder), path}).code, 0);
     const std::string name = path.substr(path.rfind('/') + 1);
-    return nlohmann::json::parse(folder_.read(folder + "/" + name.substr(0, name.size() - 4) + ".split.json"));
+    return nlohmann::json::parse(folder_.read(folder + "/" + name.substr(0, name.size() - 4) + "-split.json"));
   };
   for (const std::string& model : {std::string("lstm_fb75"), std::string("lstm_fb40")}) {
     EXPECT_EQ(about(narrow, model, model + "n")["model"], model + "_8k");
