@@ -42,7 +42,7 @@ TEST_F(Explain, SilenceBelowTheFloorIsToldWithItsParameter) {
   // The frame before it was silence as well, so this one is held over too.
   EXPECT_THAT(Keys(told), ElementsAre("speech_score", "held_over", "below_floor", "no_sentence"));
   EXPECT_THAT(Words(told, "below_floor"), StartsWith("silence: below the energy floor: "));
-  EXPECT_THAT(Words(told, "below_floor"), HasSubstr("under 16.00 (wvad_param_nEnergyThreshhood)"));
+  EXPECT_THAT(Words(told, "below_floor"), HasSubstr("under 12.00 (wvad_param_nEnergyThreshhood)"));
   EXPECT_THAT(Words(told, "speech_score"), HasSubstr("not below the threshold 0.7 (wvad_param_vad_threshold)"));
   EXPECT_EQ(told["sentence"], nullptr);
 }

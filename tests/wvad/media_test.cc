@@ -93,7 +93,8 @@ TEST_F(Media, SoundOfPhonesAndFilmsIsHeardAtItsTimes) {
   Recording();
   for (const Kind& kind : kKinds) {
     SCOPED_TRACE(kind.name);
-    const Outcome run = Segment({"-f", "json", Make(kind)});
+    // A codec's ringing behind a hard edge lies under this floor, and above the usual one.
+    const Outcome run = Segment({"-f", "json", "--energy-floor", "-46.8", Make(kind)});
     EXPECT_EQ(run.code, 0);
     EXPECT_EQ(run.err, "");
     ExpectNear(Found(run.out), kWanted, kind.off_s);

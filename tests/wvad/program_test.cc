@@ -190,12 +190,13 @@ TEST_F(Program, QualityResultsComeWithTheComponentOn) {
 
 TEST_F(Program, QuietRecordingIsAdvisedAndGainHelps) {
   std::vector<int16_t> signal = Bursts(5, kTwoBursts);
-  for (int16_t& sample : signal) sample = static_cast<int16_t>(sample / 100);  // -52 dB
+  for (int16_t& sample : signal) sample = static_cast<int16_t>(sample / 1000);  // -72 dB
   const std::string path = folder_.file("quiet.wav");
   WriteAudio(path, signal);
   const Outcome run = Segment({path});
   EXPECT_EQ(run.code, 0);
-  EXPECT_THAT(run.err, HasSubstr("note: very quiet: 100 % of what the network takes for speech lies under the engine's energy floor of -47 dB"));
+  EXPECT_THAT(run.err,
+              HasSubstr("note: very quiet: 100 % of what the network takes for speech lies under the engine's energy floor of -64 dB"));
   EXPECT_EQ(Segment({"--quiet", path}).err, "");
   EXPECT_EQ(Found(Segment({"--format", "json", "--gain", "auto", path}).out).size(), 2U);
   EXPECT_EQ(Found(Segment({"--format", "json", "--gain", "30", path}).out).size(), 2U);

@@ -4,11 +4,14 @@
 #include <wvad.h>
 
 #include <CLI/CLI.hpp>
+#include <cctype>
+#include <cstdio>
 #include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "stream/profiles.h"
 #include "wvad/compare/compare_command.h"
 #include "wvad/explain_command.h"
 #include "wvad/failure.h"
@@ -63,7 +66,7 @@ void AddAudio(CLI::App* command, InputOptions& input) {
   command
       ->add_option("--gain", input.gain,
                    "Amplify before the engine hears it, in dB; auto measures the file first. The engine takes what lies under about "
-                   "-47 dB of full scale for silence")
+                   "-64 dB of full scale for silence")
       ->capture_default_str()
       ->type_name("DB|auto");
   command->add_option("--chunk-ms", input.chunk_ms, "Length of the pieces that the engine is fed with, in ms")
@@ -90,6 +93,25 @@ void AddQuiet(CLI::App* command, bool& quiet, const std::string& words) {
   command->add_flag("-q,--quiet", quiet, words + ", no progress bar; failures are still told");
 }
 
+// The plain names, each with the words and the range of its row.
+void AddPlain(CLI::App* command, PlainSettings& plain) {
+  const auto something = [](const std::string& text) { return text.empty() ? std::string("a value is needed") : std::string(); };
+  std::string names;
+  for (const stream::Profile& profile : stream::kProfiles) names += (names.empty() ? "" : "|") + std::string(profile.name);
+  command->add_option("--profile", plain.profile, "Settings for an occasion; the options below and --set win")
+      ->check(something)
+      ->type_name(names);
+  for (const stream::SettingRow& row : stream::kSettings) {
+    if (!IsOption(row)) continue;
+    const std::string unit = *row.unit == '\0' ? "P" : (*row.unit == 's' ? "S" : "DB");
+    std::string words = row.meaning;
+    words[0] = static_cast<char>(std::toupper(words[0]));
+    char range[64];
+    std::snprintf(range, sizeof range, ", %g to %g", row.low, row.high);
+    command->add_option(OptionOf(row), plain.values[row.name], words + range)->check(something)->type_name(unit);
+  }
+}
+
 // What every command that listens to recordings takes. `words`: what --quiet leaves out beside the progress bar.
 void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, bool& quiet, const std::string& words) {
   AddAudio(command, input);
@@ -101,6 +123,7 @@ void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, boo
 
 void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words) {
   AddInput(command, options.input, options.engine, options.quiet, quiet_words);
+  AddPlain(command, options.engine.plain);
   command->add_flag("--endpoint", options.endpoint,
                     "Stop where a live client would: after the tail silence (wvad_param_nSpeechTailMS), or without speech in time "
                     "(wvad_param_nResponseTimeOut); say why");
@@ -236,6 +259,7 @@ void AddExplain(CLI::App& app, CommandLine& line) {
   AddOutput(command, options.output);
   AddForce(command, options.force);
   AddInput(command, options.input, options.engine, options.quiet, "No notes");
+  AddPlain(command, options.engine.plain);
   command->final_callback([&line] { line.chosen = Listening(line.explain, RunExplain); });
 }
 
@@ -256,6 +280,7 @@ void AddPage(CLI::App& app, CommandLine& line) {
       ->allow_extra_args(false)
       ->type_name("MODEL,NAME=VALUE");
   AddSettings(command, options.engine);
+  AddPlain(command, options.engine.plain);
   AddQuiet(command, options.quiet, "No notes");
   command->final_callback([&line] { line.chosen = [&line] { return RunPage(line.page); }; });
 }

@@ -29,7 +29,16 @@ std::string RateOfModel(const std::string& file) {
   return "16000";
 }
 
+// As a number; a rate that the engine will refuse counts as the usual one.
+int RateNumber(const std::string& rate) { return rate == "8000" ? 8000 : (rate == "6000" ? 6000 : 16000); }
+
 }  // namespace
+
+std::vector<std::string> AllSettings(const EngineOptions& options, const std::string& model) {
+  std::vector<std::string> settings = EngineSettings(options.plain, RateNumber(RateOfModel(model)));
+  settings.insert(settings.end(), options.settings.begin(), options.settings.end());
+  return settings;
+}
 
 std::vector<std::string> FilesOfEngine(const EngineOptions& options) {
   std::vector<std::string> files;
@@ -51,7 +60,8 @@ std::string FurtherConfiguration(const ParameterPlan& plan, const std::string& m
   // Of entries with one name the first counts.
   std::string text = "[kel]\n";
   for (const auto& [name, value] : plan.quality) text += name + " = " + value + "\n";
-  return text + "[vad]\n" + configuration + "\n[kel]\nwkel_param_sampleRate = " + rate + "\n";
+  text += "[vad]\n" + configuration + "\n[vad]\n" + UsualFloor(RateNumber(rate));
+  return text + "[kel]\nwkel_param_sampleRate = " + rate + "\n";
 }
 
 }  // namespace TSEG::tool

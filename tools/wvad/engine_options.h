@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "wvad/parameters.h"
+#include "wvad/plain_settings.h"
 
 namespace TSEG::tool {
 
@@ -16,14 +17,18 @@ struct EngineOptions {
   std::string models_dir;             // empty: where models usually lie
   std::string config;                 // a further configuration file for the engine, empty for none
   std::vector<std::string> settings;  // NAME=VALUE
+  PlainSettings plain;                // under the settings
 };
+
+// What the engine is to be set to: by plain names, then by --set, which wins. `model` is the model's file. Throws Failure(kBadParameter).
+std::vector<std::string> AllSettings(const EngineOptions& options, const std::string& model);
 
 // What a run with these options reads beside recordings: the model, if there is one, and the configuration.
 std::vector<std::string> FilesOfEngine(const EngineOptions& options);
 
 // The text that follows our own lines in the engine's configuration: the settings of the audio-quality component, the user's
-// configuration, and, where both are silent, the component's sample rate, which has to be that of the sessions. `model` is the model's
-// file.
+// configuration, and, where both are silent, the component's sample rate, which has to be that of the sessions, and the energy floor.
+// `model` is the model's file.
 std::string FurtherConfiguration(const ParameterPlan& plan, const std::string& model, const std::string& configuration);
 
 }  // namespace TSEG::tool

@@ -223,8 +223,8 @@ void EndQuietly(Report& report) {
 
 RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task) {
   RememberInterrupts();
-  const ParameterPlan plan = PlanParameters(options.engine.settings, options.endpoint, task.handout, task.quality);
   const std::string model = FindModel(options.engine.model, options.engine.models_dir);
+  const ParameterPlan plan = PlanParameters(AllSettings(options.engine, model), options.endpoint, task.handout, task.quality);
   const std::string own = ReadConfiguration(options.engine.config, options.endpoint, options.quiet);
   DebugText debug_text;
   Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, own));

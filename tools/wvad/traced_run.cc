@@ -34,7 +34,7 @@ std::string Tidy(const ParameterRow& row, const std::string& value) {
 }  // namespace
 
 TracedEngine::TracedEngine(const EngineOptions& options, bool quiet) : model_file_(FindModel(options.model, options.models_dir)) {
-  ParameterPlan plan = PlanParameters(options.settings, false);
+  ParameterPlan plan = PlanParameters(AllSettings(options, model_file_), false);
   const std::string own = ReadConfiguration(options.config, false, quiet);
   engine_ = std::make_unique<Engine>(model_file_, plan.configuration, FurtherConfiguration(plan, model_file_, own));
   detector_ = std::make_unique<Detector>(*engine_);
