@@ -52,7 +52,11 @@ Input::Input(std::unique_ptr<AudioSource> source, const std::string& name, int c
     : source_(std::move(source)), stream_(*source_, name, channel, engine_rate_hz, chunk_ms, gain_db) {}
 
 InputReader::InputReader(const InputOptions& options, int engine_rate_hz)
-    : options_(options), engine_rate_hz_(engine_rate_hz), channel_(ParseChannel(options.channel)), gain_db_(ParseGain(options.gain)) {}
+    : options_(options), engine_rate_hz_(engine_rate_hz), channel_(ParseChannel(options.channel)), gain_db_(ParseGain(options.gain)) {
+  if (std::count(options.files.begin(), options.files.end(), "-") > 1) {
+    throw Failure(ExitCode::kUsage, "- is given twice; standard input can be heard once");
+  }
+}
 
 std::unique_ptr<Input> InputReader::Open(const std::string& name) const {
   const FileKind kind = (name == "-" ? LookAtDescriptor(kStandardInput) : LookAt(name)).kind;
