@@ -72,6 +72,18 @@ TEST_F(Program, EachFailureHasItsCodeAndOneLine) {
   fails({}, 2, "FILE");
 }
 
+TEST_F(Program, NamesAreShownInOneLineAndKeptInFormsForPrograms) {
+  const std::string red = Wav("no\n\x1b[31mfile\xff.wav", 5, kTwoBursts);
+  const std::string other = Wav("a.wav", 3, {{1.0, 2.0}});
+  const std::string shown = folder_.file("no\\n\\x1b[31mfile\\xff.wav");
+  EXPECT_THAT(Segment({red, other}).out, StartsWith(shown + "\n     begin"));
+  EXPECT_THAT(Run("scores", {red, other}).out, StartsWith("# " + shown + "\n0.00 "));
+  EXPECT_THAT(Run("split", {"-d", folder_.file("out"), "--prefix", "x\ny", red}).out, HasSubstr("/out/x\\ny-0001.wav\n"));
+  EXPECT_TRUE(std::filesystem::exists(folder_.file("out/x\ny-0001.wav")));
+  EXPECT_EQ(nlohmann::json::parse(Segment({"-f", "json", folder_.file("a.wav")}).out)["files"][0]["file"], other);
+  EXPECT_THAT(Segment({"-f", "csv", red}).out, HasSubstr("no\n\x1b[31mfile\xff.wav"));
+}
+
 TEST_F(Program, EmptyValuesAreRefused) {
   const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
   current_ = folder_.file("here");

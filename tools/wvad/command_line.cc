@@ -67,14 +67,11 @@ void AddAudio(CLI::App* command, InputOptions& input) {
                    "-47 dB of full scale for silence")
       ->capture_default_str()
       ->type_name("DB|auto");
-  AddWhole(command, "--chunk-ms", input.chunk_ms, "Length of the pieces that the engine is fed with, in ms", 1, 10000)->default_str("100");
+  AddWhole(command, "--chunk-ms", input.chunk_ms, "Length of the pieces that the engine is fed with, in ms", 1, 10000);
   AddChoice(command, "--raw", input.source.raw.form, "The input is samples without a container. ", RawForms());
-  RawOptions& raw = input.source.raw;
-  const auto described = [&raw](const std::string&) { raw.described = true; };
-  AddWhole(command, "--rate", raw.rate_hz, "Sample rate of raw samples in Hz", kLowestRate, kHighestRate)
-      ->each(described)
-      ->default_str(std::to_string(raw.rate_hz));
-  AddWhole(command, "--channels", raw.channels, "Channels of raw samples", 1, 64)->each(described)->default_str(std::to_string(raw.channels));
+  const auto described = [&input](const std::string&) { input.source.raw.described = true; };
+  AddWhole(command, "--rate", input.source.raw.rate_hz, "Sample rate of raw samples in Hz", kLowestRate, kHighestRate)->each(described);
+  AddWhole(command, "--channels", input.source.raw.channels, "Channels of raw samples", 1, 64)->each(described);
 }
 
 constexpr const char* kModelWords =
@@ -187,8 +184,7 @@ void AddForms(CLI::App* command, SegmentOptions& options) {
       ->type_name("FORMAT")
       ->excludes(format);
   command->add_option("--fps", options.details.fps, "Frames a second of the time codes of edl")
-      ->check(PlainNumber())
-      ->check(CLI::IsMember({24, 25, 30, 50, 60}))
+      ->check(CLI::IsMember({"24", "25", "30", "50", "60"}))
       ->capture_default_str();
 }
 

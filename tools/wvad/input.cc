@@ -63,7 +63,8 @@ std::unique_ptr<Input> InputReader::Open(const std::string& name) const {
   if (!gain_db_ && kind == FileKind::kSpecial) CannotMeasure(name);
   std::unique_ptr<AudioSource> source = OpenAudio(name, options_.source);
   const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name);
-  return std::make_unique<Input>(std::make_unique<SampleAudit>(std::move(source), gain_db), name, channel_, engine_rate_hz_, options_.chunk_ms, gain_db);
+  return std::make_unique<Input>(std::make_unique<SampleAudit>(std::move(source), gain_db), name, channel_, engine_rate_hz_,
+                                 options_.chunk_ms, gain_db);
 }
 
 double InputReader::MeasureGain(const std::string& name) const {

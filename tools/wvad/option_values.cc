@@ -26,7 +26,9 @@ CLI::Option* AddWhole(CLI::App* command, const std::string& option, int& value, 
     }
     value = number;
   };
-  return command->add_option_function<std::string>(option, take, words + " (" + range + ")")->type_name("N");
+  CLI::Option* added = command->add_option_function<std::string>(option, take, words + " (" + range + ")")->type_name("N");
+  if (value != 0) added->default_str(std::to_string(value));
+  return added;
 }
 
 CLI::Validator PlainNumber() {

@@ -10,7 +10,8 @@
 
 namespace TSEG::tool {
 
-// An option that takes a whole number from `least` to `most`; anything else is told that range. `value` stays where it is not given.
+// An option that takes a whole number from `least` to `most`; anything else is told that range. `value` stays where it is not given,
+// and the help shows it unless it is 0.
 CLI::Option* AddWhole(CLI::App* command, const std::string& option, int& value, const std::string& words, int least, int most);
 
 // Refuses numbers in other than decimal digits, and blanks around them, for options of other kinds.
