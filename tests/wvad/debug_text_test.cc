@@ -29,7 +29,8 @@ TEST_F(DebugTextOf, ARunNeverGoesIntoAFileThatIsThere) {
   std::filesystem::create_symlink("nowhere", folder_.file("dangling"));
   for (const bool by_configuration : {false, true}) {
     for (const std::string& file : {path, mine, folder_.file("dangling"), std::string("/dev/full"), std::string("/dev/stdout")}) {
-      ExpectFailure(Noting("segment", file, by_configuration, {"--force", path}), 8, file + ": exists already, and the engine would append");
+      ExpectFailure(Noting("segment", file, by_configuration, {"--force", path}), 8,
+                    file + ": exists already, and the engine would append");
     }
     ExpectFailure(Noting("split", mine, by_configuration, {"--force", "-d", folder_.file("out"), path}), 8, "exists already");
   }

@@ -30,9 +30,10 @@ TEST_F(FloorNoteOf, AQuarterOfTheSpeechIsWorthANote) {
   EXPECT_EQ(note_.Text(""), "");
   Frames(1, true, 15);
   // The floor lies at 10 log10(e^16 / 400 / 32768^2) = -46.8 dB.
-  EXPECT_EQ(note_.Text("--gain auto"),
-            "very quiet: 25 % of what the network takes for speech lies under the engine's energy floor of -47 dB and counts as silence; try "
-            "--gain auto, or a lower floor, --set wvad_param_nEnergyThreshhood=12");
+  EXPECT_EQ(
+      note_.Text("--gain auto"),
+      "very quiet: 25 % of what the network takes for speech lies under the engine's energy floor of -47 dB and counts as silence; try "
+      "--gain auto, or a lower floor, --set wvad_param_nEnergyThreshhood=12");
   EXPECT_THAT(note_.Text(""), HasSubstr("silence; try a lower floor, --set"));
 }
 

@@ -48,7 +48,13 @@ TEST_F(Program, EachFailureHasItsCodeAndOneLine) {
   fails({folder_.path()}, 3, "is a folder");
   fails({text}, 4, "notes.txt: not an audio file");
   fails({empty}, 4, "empty.wav: not an audio file");
-  fails({"--rate", "20", "-"}, 5, "unsupported sample rate 20 Hz");
+  for (const char* rate : {"20", "0", "-1", "abc", "", "0x3e80", " 16000", "16000 ", "1e4", "768001", "99999999999"}) {
+    fails({std::string("--rate=") + rate, "-"}, 2, std::string("--rate: \"") + rate + "\" is not a whole number from 1000 to 768000");
+  }
+  fails({"--chunk-ms", "0x10", good}, 2, "--chunk-ms: \"0x10\" is not a whole number from 1 to 10000");
+  fails({"--channels", " 2", "-"}, 2, "--channels: \" 2\" is not a whole number from 1 to 64");
+  fails({"--track", "0x1", good}, 2, "--track: \"0x1\" is not a whole number from 1 to 1000");
+  fails({"-", "-"}, 2, "- is given twice");
   fails({"--set", "VAD_PARAM_SAMPLERATE=11025", good}, 5, "does not support a sample rate of 11025");
   fails({"--set", "wvad_param_nothing=1", good}, 6, "wvad_param_nothing: there is no such parameter");
   fails({"--set", "wvad_param_nFrameGap=12a", good}, 6, "wvad_param_nFrameGap: \"12a\" is not a whole number (0 to 6000 frames)");
@@ -64,6 +70,50 @@ TEST_F(Program, EachFailureHasItsCodeAndOneLine) {
   fails({"--chunk-ms", "0", good}, 2, "--chunk-ms");
   fails({"--no-such-option", good}, 2, "--no-such-option");
   fails({}, 2, "FILE");
+}
+
+TEST_F(Program, NamesAreShownInOneLineAndKeptInFormsForPrograms) {
+  const std::string red = Wav("no\n\x1b[31mfile\xff.wav", 5, kTwoBursts);
+  const std::string other = Wav("a.wav", 3, {{1.0, 2.0}});
+  const std::string shown = folder_.file("no\\n\\x1b[31mfile\\xff.wav");
+  EXPECT_THAT(Segment({red, other}).out, StartsWith(shown + "\n     begin"));
+  EXPECT_THAT(Run("scores", {red, other}).out, StartsWith("# " + shown + "\n0.00 "));
+  EXPECT_THAT(Run("split", {"-d", folder_.file("out"), "--prefix", "x\ny", red}).out, HasSubstr("/out/x\\ny-0001.wav\n"));
+  EXPECT_TRUE(std::filesystem::exists(folder_.file("out/x\ny-0001.wav")));
+  EXPECT_EQ(nlohmann::json::parse(Segment({"-f", "json", folder_.file("a.wav")}).out)["files"][0]["file"], other);
+  EXPECT_THAT(Segment({"-f", "csv", red}).out, HasSubstr("no\n\x1b[31mfile\xff.wav"));
+}
+
+TEST_F(Program, EmptyValuesAreRefused) {
+  const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
+  current_ = folder_.file("here");
+  std::filesystem::create_directory(current_);
+  ExpectFailure(Segment({"-o", "", good}), 2, "--output: its value is empty");
+  ExpectFailure(Segment({"--output=", good}), 2, "--output: ");
+  ExpectFailure(Run("split", {"-d", "", good}), 2, "--directory: its value is empty");
+  ExpectFailure(Run("split", {"--prefix", "", good}), 2, "--prefix: its value is empty");
+  ExpectFailure(Segment({"--config", "", good}), 2, "--config: its value is empty");
+  ExpectFailure(Segment({"--models-dir", "", good}), 2, "--models-dir: its value is empty");
+  ExpectFailure(Call({"model", "pack", folder_.path(), "-o", ""}), 2, "--output: its value is empty");
+  EXPECT_TRUE(std::filesystem::is_empty(current_));
+}
+
+TEST_F(Program, WhatHoldsOneValueIsGivenOnce) {
+  const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
+  current_ = folder_.path();
+  ExpectFailure(Segment({"-o", "x.txt", "--output", "y.txt", good}), 2, "--output: given twice, with \"x.txt\" and \"y.txt\"");
+  ExpectFailure(Segment({"--raw", "s16", "--raw", "f32", good}), 2, "--raw: given twice");
+  ExpectFailure(Segment({"-m", WVAD_TEST_MODEL, good}), 2, "--model: given twice");
+  EXPECT_EQ(Segment({"-q", "-q", "-s", "wvad_param_nFrameGap=40", "-s", "wvad_param_nFrameGap=50", good}).code, 0);
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("y.txt")));
+}
+
+TEST_F(Program, TooManyOpenFilesAreTheReasonThatIsNamed) {
+  const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
+  const std::string call = "ulimit -n 4; exec " + std::string(WVAD_PROGRAM) + " segment -q -m " + WVAD_TEST_MODEL + " " + good + " 2>" +
+                           folder_.file("err") + " >/dev/null";
+  EXPECT_EQ(WEXITSTATUS(std::system(call.c_str())), 7);
+  EXPECT_THAT(folder_.read("err"), HasSubstr("cannot be opened: Too many open files"));
 }
 
 TEST_F(Program, BadModelsHaveTheirWords) {

@@ -14,6 +14,7 @@
 #include "wvad/raw_source.h"
 #include "wvad/resampler.h"
 #include "wvad/sndfile_source.h"
+#include "wvad/system.h"
 
 namespace TSEG::tool {
 namespace {
@@ -25,10 +26,28 @@ class Unclosed : public PassedOnSource {
   std::string damage() override { return "never closed: its header says 0 samples; heard to the end of the file"; }
 };
 
+// Samples that describe themselves, though the user did so too.
+class DescribedTwice : public PassedOnSource {
+ public:
+  using PassedOnSource::PassedOnSource;
+  std::string note() const override {
+    return "--rate and --channels are of raw samples (--raw) and have no effect: the recording says itself what it holds";
+  }
+};
+
+// Words of our own, where a decoder would have none or would go by it.
+void CheckRateOfWave(const std::string& name, const Stretch& stretch) {
+  if (stretch.rate_hz < 0) {  // beyond 31 bits
+    throw Failure(ExitCode::kBadRate, name + ": unsupported sample rate " + std::to_string(static_cast<uint32_t>(stretch.rate_hz)) + " Hz");
+  }
+  CheckRate(name, stretch.rate_hz);
+}
+
 std::unique_ptr<AudioSource> OpenContainer(const std::string& name, std::unique_ptr<ByteSource> bytes, Container container) {
   if (container == Container::kFlac) return OpenFlac(name, std::move(bytes));
   if (container == Container::kMp3) return OpenMp3(name, std::move(bytes));
   const std::optional<Stretch> stretch = FindStretch(*bytes, container);
+  if (container == Container::kWave && stretch && stretch->channels > 0) CheckRateOfWave(name, *stretch);
   if (stretch && !stretch->declared && stretch->form != nullptr) {
     std::unique_ptr<AudioSource> samples =
         MakeRawSource(std::move(bytes), stretch->begin, *stretch->form, stretch->rate_hz, stretch->channels);
@@ -84,10 +103,13 @@ std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const SourceOpti
     return source;
   }
   std::unique_ptr<ByteSource> bytes = OpenBytes(name);
-  if (name != "-" && raw.form == nullptr && bytes->length() == uint64_t{0}) {
-    throw Failure(ExitCode::kNotAudio, name + ": not an audio file that can be read (it is empty)");
-  }
   const Container container = raw.form != nullptr ? Container::kNone : Recognise(*bytes);
+  if (Interrupted() && name != "-") throw Failure(ExitCode::kInterrupted, name + ": interrupted");
+  // Of a pipe this is known when the first bytes have been asked for.
+  if (raw.form == nullptr && bytes->length() == uint64_t{0} && !Interrupted()) {
+    throw Failure(ExitCode::kNotAudio, name + (name == "-" ? ": no audio came (standard input is empty)"
+                                                           : ": not an audio file that can be read (it is empty)"));
+  }
   std::unique_ptr<AudioSource> source;
   if (raw.form != nullptr || (name == "-" && container == Container::kNone)) {
     const RawForm& form = raw.form != nullptr ? *raw.form : RawForms()[0];
@@ -95,6 +117,7 @@ std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const SourceOpti
     source = MakeRawSource(std::move(bytes), 0, form, raw.rate_hz, raw.channels);
   } else {
     source = OpenByOneOf(name, std::move(bytes), container, options);
+    if (raw.described) source = std::make_unique<DescribedTwice>(std::move(source));
   }
   CheckRate(name, source->rate_hz());
   return source;

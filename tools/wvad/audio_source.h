@@ -35,6 +35,7 @@ struct RawOptions {
   const RawForm* form = nullptr;  // everything is raw, in this form; null: standard input is where it starts with no container, 16 bit then
   int rate_hz = 16000;
   int channels = 1;
+  bool described = false;  // the user has said one of the last two
 };
 
 struct SourceOptions {

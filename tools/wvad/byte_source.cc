@@ -146,6 +146,7 @@ int Open(const std::string& path) {
   }
   const int descriptor = OpenForReading(path);
   if (descriptor >= 0) return descriptor;
+  if (errno == EINTR && Interrupted()) throw Failure(ExitCode::kInterrupted, path + ": interrupted");
   if (errno == ENOENT) throw Failure(ExitCode::kNoFile, path + ": no such file");
   throw Failure(ExitCode::kNoFile, path + ": cannot be opened: " + std::strerror(errno));
 }

@@ -23,10 +23,12 @@
 #include "wvad/model_command.h"
 #include "wvad/model_finder.h"
 #include "wvad/named_rows.h"
+#include "wvad/option_values.h"
 #include "wvad/output.h"
 #include "wvad/page_command.h"
 #include "wvad/quality_command.h"
 #include "wvad/raw_source.h"
+#include "wvad/resampler.h"
 #include "wvad/scores_command.h"
 #include "wvad/segment_command.h"
 #include "wvad/split_command.h"
@@ -60,8 +62,7 @@ void AddAudio(CLI::App* command, InputOptions& input) {
   command->add_option("--channel", input.channel, "Channel to listen to, counted from 1; mix for the mean of all; all for each by itself")
       ->capture_default_str()
       ->type_name("N|mix|all");
-  command->add_option("--track", input.source.track, "Sound track to listen to, counted from 1, instead of the file's default")
-      ->check(CLI::Range(1, 1000));
+  AddWhole(command, "--track", input.source.track, "Sound track to listen to, counted from 1, instead of the file's default", 1, 1000);
   command->add_flag("--allow-network", input.source.allow_network, "Open addresses, given as FILE or found in a playlist");
   command
       ->add_option("--gain", input.gain,
@@ -69,12 +70,11 @@ void AddAudio(CLI::App* command, InputOptions& input) {
                    "-64 dB of full scale for silence")
       ->capture_default_str()
       ->type_name("DB|auto");
-  command->add_option("--chunk-ms", input.chunk_ms, "Length of the pieces that the engine is fed with, in ms")
-      ->check(CLI::Range(1, 10000))
-      ->capture_default_str();
+  AddWhole(command, "--chunk-ms", input.chunk_ms, "Length of the pieces that the engine is fed with, in ms", 1, 10000);
   AddChoice(command, "--raw", input.source.raw.form, "The input is samples without a container. ", RawForms());
-  command->add_option("--rate", input.source.raw.rate_hz, "Sample rate of raw samples in Hz")->capture_default_str();
-  command->add_option("--channels", input.source.raw.channels, "Channels of raw samples")->check(CLI::Range(1, 64))->capture_default_str();
+  const auto described = [&input](const std::string&) { input.source.raw.described = true; };
+  AddWhole(command, "--rate", input.source.raw.rate_hz, "Sample rate of raw samples in Hz", kLowestRate, kHighestRate)->each(described);
+  AddWhole(command, "--channels", input.source.raw.channels, "Channels of raw samples", 1, 64)->each(described);
 }
 
 constexpr const char* kModelWords =
@@ -207,7 +207,7 @@ void AddForms(CLI::App* command, SegmentOptions& options) {
       ->type_name("FORMAT")
       ->excludes(format);
   command->add_option("--fps", options.details.fps, "Frames a second of the time codes of edl")
-      ->check(CLI::IsMember({24, 25, 30, 50, 60}))
+      ->check(CLI::IsMember({"24", "25", "30", "50", "60"}))
       ->capture_default_str();
 }
 
@@ -294,6 +294,7 @@ void AddCompare(CLI::App& app, CommandLine& line) {
   AddChoice(command, "--hyp-format", options.found_form, "Form of HYP, likewise. ", AnnotationForms());
   command->add_option("--uem", options.uem, "Score these regions alone, a UEM file");
   command->add_option("--collar", options.collar_s, "Seconds on both sides of each boundary of REF that are not scored")
+      ->check(PlainNumber())
       ->check(CLI::Range(0.0, 3600.0))
       ->capture_default_str();
   AddChoice(command, "-f,--format", options.format, "", CompareFormats());
@@ -347,7 +348,7 @@ ExitCode RunCommandLine(int argc, char** argv) {
   app.require_subcommand(1);
   app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
   app.footer(ExitCodesHelp());
-  // Of an option that is given twice the last counts, as people with aliases expect.
+  // Flags may come any number of times, as people with aliases expect; what holds a value is looked at below.
   app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   CommandLine line;
   AddSegment(app, line);
@@ -372,6 +373,7 @@ ExitCode RunCommandLine(int argc, char** argv) {
     }
     throw Failure(ExitCode::kUsage, std::string(error.what()) + " (see --help)");
   }
+  CheckValues(app);
   return line.chosen();
 }
 

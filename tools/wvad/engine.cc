@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -63,7 +65,7 @@ void CheckMagic(const std::string& model) {
   constexpr std::streamoff kMagicOffset = 44;
   constexpr std::array<char, 8> kMagic = {'o', 'r', 'v', 'a', 'l', 'i', 'n', '\0'};
   std::ifstream in(model, std::ios::binary);
-  if (!in) throw Failure(ExitCode::kBadModel, model + ": the model cannot be opened");
+  if (!in) throw Failure(ExitCode::kBadModel, model + ": the model cannot be opened: " + std::strerror(errno));
   std::array<char, 8> found{};
   in.seekg(kMagicOffset);
   in.read(found.data(), found.size());
@@ -108,6 +110,11 @@ Engine::Engine(const std::string& model, const ParameterList& configuration, con
     const CurrentFolder there(folder.path());
     const OutputToError quiet;
     code = wVadInitialize(nullptr);
+  }
+  // It was there a moment ago: the engine, which opens more than one file at once, could not open it.
+  constexpr int kOpenAtOnce = 4;
+  if (code == RES_MGR_ERROR_RESOURCE_NOT_EXIST && !CanOpen(kOpenAtOnce)) {
+    throw Failure(ExitCode::kBadModel, model + ": the model cannot be opened: " + std::strerror(EMFILE) + " (ulimit -n)");
   }
   if (code != WVAD_SUCCESS) throw Failure(ExitCode::kBadModel, model + ": " + ModelTrouble(code) + ", " + CodeName(code));
 }

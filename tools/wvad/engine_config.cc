@@ -119,6 +119,7 @@ std::string ReadConfiguration(const std::string& path, bool endpoint, bool quiet
   try {
     text = ReadText(path);
   } catch (const Failure& failure) {
+    if (failure.code() == ExitCode::kInterrupted) throw;
     throw Failure(ExitCode::kBadParameter, failure.what());
   }
   Checker checker(endpoint);

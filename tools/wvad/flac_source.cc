@@ -51,8 +51,8 @@ class FlacSource : public AudioSource {
     std::string text;
     if (missing_ > 0) text = "damaged: " + Fixed(static_cast<double>(missing_) / rate, 2) + " s could not be decoded and count as silence";
     if (frames_ > 0 && decoded_ < frames_) {
-      text += (text.empty() ? "" : "; ") + ("cut short: " + Fixed(static_cast<double>(decoded_) / rate, 2)) + " of " +
-              Fixed(static_cast<double>(frames_) / rate, 2) + " s are there";
+      text += (text.empty() ? "" : "; ") +
+              ("cut short: " + PartOf(static_cast<double>(decoded_) / rate, static_cast<double>(frames_) / rate)) + " s are there";
     }
     if (text.empty() && (errors_ > 0 || wrong_checksum_)) text = "damaged: the sound is not what the FLAC's checksum says";
     return text;

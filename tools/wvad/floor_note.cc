@@ -25,8 +25,8 @@ std::string FloorNote::Text(const std::string& gain) const {
   const double floor_db = 10 * std::log10(std::exp(*floor_) / window_samples_) - 20 * std::log10(32768.0);
   return "very quiet: " + std::to_string(100 * below_floor_ / speech_frames_) +
          " % of what the network takes for speech lies under the engine's energy floor of " + std::to_string(std::lround(floor_db)) +
-         " dB and counts as silence; try " + (gain.empty() ? "" : gain + ", or ") + "a lower floor, --set wvad_param_nEnergyThreshhood=" +
-         std::to_string(*floor_ - 4);
+         " dB and counts as silence; try " + (gain.empty() ? "" : gain + ", or ") +
+         "a lower floor, --set wvad_param_nEnergyThreshhood=" + std::to_string(*floor_ - 4);
 }
 
 Observed::Observed(Detector& detector, DecisionObserver& observer) : detector_(detector) {

@@ -52,14 +52,19 @@ Input::Input(std::unique_ptr<AudioSource> source, const std::string& name, int c
     : source_(std::move(source)), stream_(*source_, name, channel, engine_rate_hz, chunk_ms, gain_db) {}
 
 InputReader::InputReader(const InputOptions& options, int engine_rate_hz)
-    : options_(options), engine_rate_hz_(engine_rate_hz), channel_(ParseChannel(options.channel)), gain_db_(ParseGain(options.gain)) {}
+    : options_(options), engine_rate_hz_(engine_rate_hz), channel_(ParseChannel(options.channel)), gain_db_(ParseGain(options.gain)) {
+  if (std::count(options.files.begin(), options.files.end(), "-") > 1) {
+    throw Failure(ExitCode::kUsage, "- is given twice; standard input can be heard once");
+  }
+}
 
 std::unique_ptr<Input> InputReader::Open(const std::string& name) const {
   const FileKind kind = (name == "-" ? LookAtDescriptor(kStandardInput) : LookAt(name)).kind;
   if (!gain_db_ && kind == FileKind::kSpecial) CannotMeasure(name);
   std::unique_ptr<AudioSource> source = OpenAudio(name, options_.source);
   const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name);
-  return std::make_unique<Input>(std::make_unique<SampleAudit>(std::move(source), gain_db), name, channel_, engine_rate_hz_, options_.chunk_ms, gain_db);
+  return std::make_unique<Input>(std::make_unique<SampleAudit>(std::move(source), gain_db), name, channel_, engine_rate_hz_,
+                                 options_.chunk_ms, gain_db);
 }
 
 double InputReader::MeasureGain(const std::string& name) const {

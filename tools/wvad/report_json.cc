@@ -38,6 +38,12 @@ std::string Fixed(double value, int digits) {
   return std::string(text, result.ptr);
 }
 
+std::string PartOf(double part, double whole) {
+  int digits = 2;
+  while (digits < 6 && Fixed(part, digits) == Fixed(whole, digits)) ++digits;
+  return Fixed(part, digits) + " of " + Fixed(whole, digits);
+}
+
 std::string JsonText(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
 Json ToJson(const Sentence& sentence, int rate_hz) {

@@ -14,6 +14,8 @@
 
 namespace TSEG::tool {
 
+// "2.50 of 5.00", with as many decimals, from two to six, as it takes to tell a part from the whole.
+std::string PartOf(double part, double whole);
 inline double Seconds(int64_t samples, int rate_hz) { return static_cast<double>(samples) / rate_hz; }
 
 // With `digits` decimals, whatever the locale, which a log configuration may have changed: a comma in a number would be no JSON and no CSV.

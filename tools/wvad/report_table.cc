@@ -5,6 +5,7 @@
 #include <string>
 
 #include "wvad/report_json.h"
+#include "wvad/shown.h"
 #include "wvad/text_report.h"
 
 namespace TSEG::tool {
@@ -20,7 +21,7 @@ class Table : public TextReport {
 
   void BeginFile(const std::string& name) override {
     std::string text;
-    if (shape_.several) text = (first_ ? "" : "\n") + name + "\n";
+    if (shape_.several) text = (first_ ? "" : "\n") + Shown(name) + "\n";
     first_ = false;
     count_ = 0;
     speech_ = 0;
@@ -34,7 +35,7 @@ class Table : public TextReport {
     speech_ += end - begin;
     output_.Write(Channel(sentence.channel) + Padded(Fixed(begin, 2), 10) + Padded(Fixed(end, 2), 10) + Padded(Fixed(end - begin, 2), 10) +
                   Padded(sentence.vol ? Fixed(*sentence.vol, 1) : "-", 8) + Padded(sentence.eg ? Fixed(*sentence.eg, 2) : "-", 8) +
-                  (shape_.saved ? "  " + sentence.saved_as + "\n" : "\n"));
+                  (shape_.saved ? "  " + Shown(sentence.saved_as) + "\n" : "\n"));
   }
   void EndFile(const FileEnd& end) override {
     std::string text;

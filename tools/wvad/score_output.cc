@@ -7,6 +7,7 @@
 #include "blocks/npy_file.h"
 #include "wvad/report.h"
 #include "wvad/report_json.h"
+#include "wvad/shown.h"
 
 namespace TSEG::tool {
 namespace {
@@ -32,7 +33,7 @@ class TextWriter : public ScoreWriter {
   explicit TextWriter(ByteSink sink) : sink_(std::move(sink)) {}
 
   void Begin(const std::string& name, bool several) override {
-    if (several) gathered_ += (first_ ? "# " : "\n# ") + name + "\n";
+    if (several) gathered_ += (first_ ? "# " : "\n# ") + Shown(name) + "\n";
     first_ = false;
   }
   void Add(const ScoreTrack::Row& row) override {

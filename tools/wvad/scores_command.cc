@@ -160,7 +160,8 @@ void CheckUsage(const ScoresOptions& options) {
   if (options.input.channel == "all") throw Failure(ExitCode::kUsage, "--channel all: scores are of one channel at a time");
   if (!IsArray(*options.format) || into_folder) return;
   const std::string format = std::string("--format ") + options.format->name;
-  if (options.output.empty()) throw Failure(ExitCode::kUsage, format + ": needs --output FILE (- for standard output), or --directory DIR for several recordings");
+  if (options.output.empty())
+    throw Failure(ExitCode::kUsage, format + ": needs --output FILE (- for standard output), or --directory DIR for several recordings");
   if (options.input.files.size() > 1) throw Failure(ExitCode::kUsage, format + ": several recordings need --directory DIR");
 }
 

@@ -59,7 +59,7 @@ class SndfileSource : public AudioSource {
       if (length && there < *stretch_->declared) {
         const double seconds = static_cast<double>(read_) / info_.samplerate;
         const double share = static_cast<double>(there) / static_cast<double>(*stretch_->declared);
-        return "cut short: " + Fixed(seconds, 2) + (share > 0 ? " of " + Fixed(seconds / share, 2) : "") + " s are there";
+        return "cut short: " + (share > 0 ? PartOf(seconds, seconds / share) : Fixed(seconds, 2)) + " s are there";
       }
     }
     if (!reason_.empty()) return "damaged (" + reason_ + "): " + There();
@@ -119,8 +119,8 @@ class SndfileSource : public AudioSource {
   static std::string Places(int count) { return std::to_string(count) + (count == 1 ? " place" : " places"); }
   std::string There() const {
     const double rate = info_.samplerate;
-    return Fixed(static_cast<double>(read_) / rate, 2) + (frames() > 0 ? " of " + Fixed(static_cast<double>(frames()) / rate, 2) : "") +
-           " s could be heard";
+    const double heard = static_cast<double>(read_) / rate;
+    return (frames() > 0 ? PartOf(heard, static_cast<double>(frames()) / rate) : Fixed(heard, 2)) + " s could be heard";
   }
 
   std::unique_ptr<ByteSource> bytes_;

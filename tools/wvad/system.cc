@@ -14,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 #include "wvad/failure.h"
 
@@ -100,6 +101,17 @@ DoomedFile::~DoomedFile() {
   if (slot_ < 0) return;
   doomed_names[slot_].set = false;
   doomed_names[slot_].taken = false;
+}
+
+bool CanOpen(int count) {
+  std::vector<int> opened;
+  while (static_cast<int>(opened.size()) < count) {
+    const int descriptor = open("/", O_PATH | O_CLOEXEC);
+    if (descriptor < 0) break;
+    opened.push_back(descriptor);
+  }
+  for (const int descriptor : opened) close(descriptor);
+  return static_cast<int>(opened.size()) == count;
 }
 
 PrivateFolder::PrivateFolder() {

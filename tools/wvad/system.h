@@ -42,6 +42,9 @@ class DoomedFile {
 // name.
 void* LoadSymbol(const std::string& file, const char* name, std::string* reason);
 
+// Whether this process may open `count` more files at once.
+bool CanOpen(int count);
+
 // A folder that only this user can look into, removed with its contents at the end. Throws Failure if there is no place for one.
 class PrivateFolder {
  public:

@@ -36,6 +36,7 @@ std::string Tidy(const ParameterRow& row, const std::string& value) {
 TracedEngine::TracedEngine(const EngineOptions& options, bool quiet) : model_file_(FindModel(options.model, options.models_dir)) {
   ParameterPlan plan = PlanParameters(AllSettings(options, model_file_), false);
   const std::string own = ReadConfiguration(options.config, false, quiet);
+  plan.session.emplace_back("wvad_param_isVadDegOn", "0");  // its text would be for nobody
   engine_ = std::make_unique<Engine>(model_file_, plan.configuration, FurtherConfiguration(plan, model_file_, own));
   detector_ = std::make_unique<Detector>(*engine_);
   session_ = std::move(plan.session);

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the program says of inputs that are hardly any: pipes without anything, headers that cannot be, options that do nothing, samples
+// that are no numbers.
+#include <cstring>
+#include <fstream>
+#include <limits>
+
+#include "support/eventually.h"
+#include "wvad/program_fixture.h"
+
+namespace TSEG::tool {
+namespace {
+
+class OddInputs : public Program {
+ protected:
+  static nlohmann::json First(const Outcome& run) { return nlohmann::json::parse(run.out).at("files").at(0); }
+};
+
+TEST_F(OddInputs, NothingFromAPipeIsToldLikeAnEmptyFile) {
+  const std::string call =
+      ": | " + std::string(WVAD_PROGRAM) + " segment -q -m " + WVAD_TEST_MODEL + " - >" + folder_.file("out") + " 2>" + folder_.file("err");
+  EXPECT_EQ(WEXITSTATUS(std::system(call.c_str())), 4);
+  EXPECT_EQ(folder_.read("out"), "");
+  EXPECT_EQ(folder_.read("err"), "wvad: -: no audio came (standard input is empty)\n");
+  // Nor from nothing, or a named pipe.
+  ExpectFailure(Segment({"-q", "-f", "csv", "-o", folder_.file("x"), "-"}), 4, "standard input is empty");
+  ASSERT_EQ(mkfifo(folder_.file("fifo").c_str(), 0600), 0);
+  const pid_t writer = fork();
+  if (writer == 0) {
+    close(open(folder_.file("fifo").c_str(), O_WRONLY));
+    _exit(0);
+  }
+  ExpectFailure(Segment({"-q", "-f", "csv", "-o", folder_.file("x"), folder_.file("fifo")}), 4, "fifo: not an audio file");
+  waitpid(writer, nullptr, 0);
+}
+
+TEST_F(OddInputs, PipeThatNobodyWritesToIsInterruptedInOrder) {
+  ASSERT_EQ(mkfifo(folder_.file("fifo").c_str(), 0600), 0);
+  const std::string path = Wav("a.wav", 3, {{1.0, 2.0}});
+  for (const std::string& arguments : {folder_.file("fifo"), "--config " + folder_.file("fifo") + " " + path}) {
+    const std::string err = folder_.write("err", "");
+    const std::string call = "exec " + std::string(WVAD_PROGRAM) + " segment -q -m " + WVAD_TEST_MODEL + " " + arguments + " 2>" + err;
+    const pid_t child = fork();
+    if (child == 0) {
+      execl("/bin/sh", "sh", "-c", call.c_str(), static_cast<char*>(nullptr));
+      _exit(99);
+    }
+    int status = 0;
+    const std::string about = "/proc/" + std::to_string(child) + "/status";
+    ASSERT_TRUE(testing_support::Eventually([&] {
+      std::ifstream in(about);
+      std::string line;
+      while (std::getline(in, line) && line.compare(0, 7, "SigCgt:") != 0) continue;
+      return !line.empty() && (std::stoull("0" + line.substr(8), nullptr, 16) >> (SIGINT - 1) & 1U) != 0;
+    }));
+    usleep(1000000);  // until it waits for a writer
+    kill(child, SIGINT);
+    ASSERT_TRUE(testing_support::Eventually([&] { return waitpid(child, &status, WNOHANG) == child; }));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 10) << status;
+    EXPECT_THAT(folder_.read("err"), HasSubstr("fifo: interrupted\n"));
+  }
+}
+
+TEST_F(OddInputs, RateOfAWaveThatIsNoneHasWords) {
+  Wav("a.wav", 3, {{1.0, 2.0}});
+  for (const auto& [rate, words] : {std::pair<uint32_t, const char*>(0, "unsupported sample rate 0 Hz"),
+                                    {999, "unsupported sample rate 999 Hz"},
+                                    {0x80000000U, "unsupported sample rate 2147483648 Hz"},
+                                    {0xFFFFFFFFU, "unsupported sample rate 4294967295 Hz"}}) {
+    std::string bytes = folder_.read("a.wav");
+    std::memcpy(bytes.data() + 24, &rate, 4);
+    ExpectFailure(Segment({"-q", "-f", "csv", "-o", folder_.file("x"), folder_.write("b.wav", bytes)}), 5, words);
+  }
+}
+
+TEST_F(OddInputs, RateAndChannelsOfAContainerAreItsOwn) {
+  const std::string path = Wav("a.wav", 5, kTwoBursts);
+  const Outcome run = Segment({"-f", "json", "--rate", "8000", path});
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(Found(run.out), kTwoSentences);
+  EXPECT_THAT(run.err, HasSubstr("a.wav: note: --rate and --channels are of raw samples (--raw) and have no effect"));
+  EXPECT_THAT(Segment({"--channels", "1", path}).err, HasSubstr("have no effect"));
+  input_ = Bytes(Bursts(5, kTwoBursts));
+  EXPECT_EQ(Segment({"--rate", "16000", "-"}).err, "");
+}
+
+TEST_F(OddInputs, LittleThatIsMissingIsTold) {
+  Wav("a.wav", 5, kTwoBursts);
+  const std::string bytes = folder_.read("a.wav");
+  const Outcome run = Segment({"-f", "json", folder_.write("b.wav", bytes.substr(0, bytes.size() - 2))});
+  EXPECT_EQ(run.code, 4);
+  EXPECT_EQ(First(run)["damage"], "cut short: 4.9999 of 5.0000 s are there");
+}
+
+TEST_F(OddInputs, SamplesThatAreNoNumbersDoNotSpoilTheOthers) {
+  std::string f32;
+  const std::vector<int16_t> signal = Bursts(5, kTwoBursts);
+  for (size_t i = 0; i < signal.size(); ++i) {
+    const float value = i % 50 == 0 ? std::numeric_limits<float>::quiet_NaN() : static_cast<float>(signal[i]) / 32768;
+    f32.append(reinterpret_cast<const char*>(&value), 4);
+  }
+  input_ = f32;
+  // Resampled, each of them would take its neighbours with it.
+  const Outcome run = Segment({"-f", "json", "--raw", "f32", "-s", "VAD_PARAM_SAMPLERATE=8000", "-"});
+  EXPECT_EQ(Found(run.out).size(), 2U);
+  EXPECT_THAT(run.err, HasSubstr("-: note: 2.0 % of the samples are no numbers or infinite and count as silence"));
+  EXPECT_THAT(First(run)["note"].get<std::string>(), StartsWith("2.0 % of the samples"));
+  EXPECT_THAT(Run("scores", {"--raw", "f32", "-"}).err, HasSubstr("2.0 % of the samples are no numbers"));
+}
+
+}  // namespace
+}  // namespace TSEG::tool

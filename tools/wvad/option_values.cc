@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/option_values.h"
+
+#include <charconv>
+#include <system_error>
+
+#include "wvad/failure.h"
+
+namespace TSEG::tool {
+namespace {
+
+// As people call it: the long name, where there is one.
+std::string NameOf(const CLI::Option& option) {
+  return option.get_lnames().empty() ? option.get_name() : "--" + option.get_lnames().front();
+}
+
+}  // namespace
+
+CLI::Option* AddWhole(CLI::App* command, const std::string& option, int& value, const std::string& words, int least, int most) {
+  const std::string range = std::to_string(least) + " to " + std::to_string(most);
+  const auto take = [&value, option, least, most, range](const std::string& text) {
+    int number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) {
+      throw CLI::ValidationError(option.substr(option.find("--")), "\"" + text + "\" is not a whole number from " + range);
+    }
+    value = number;
+  };
+  CLI::Option* added = command->add_option_function<std::string>(option, take, words + " (" + range + ")")->type_name("N");
+  if (value != 0) added->default_str(std::to_string(value));
+  return added;
+}
+
+CLI::Validator PlainNumber() {
+  const auto check = [](std::string& text) {
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool whole = error == std::errc() && end == text.data() + text.size();
+    return whole ? std::string() : "\"" + text + "\" is not a number";
+  };
+  return CLI::Validator(check, "");
+}
+
+void CheckValues(const CLI::App& command) {
+  for (const CLI::Option* option : command.get_options()) {
+    if (option->get_items_expected_max() != 1) continue;
+    if (option->results().size() > 1) {
+      throw Failure(ExitCode::kUsage, NameOf(*option) + ": given twice, with \"" + option->results()[0] + "\" and \"" +
+                                          option->results()[1] + "\"; it holds one value");
+    }
+    if (!option->results().empty() && option->results()[0].empty()) {
+      throw Failure(ExitCode::kUsage, NameOf(*option) + ": its value is empty");
+    }
+  }
+  for (const CLI::App* below : command.get_subcommands()) CheckValues(*below);
+}
+
+}  // namespace TSEG::tool

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the values of all options keep to: a whole number is written in decimal digits, nothing is empty (a script's variable that was not
+// set), and what holds one value is given once.
+#ifndef WVAD_WVAD_OPTION_VALUES_H_
+#define WVAD_WVAD_OPTION_VALUES_H_
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace TSEG::tool {
+
+// An option that takes a whole number from `least` to `most`; anything else is told that range. `value` stays where it is not given,
+// and the help shows it unless it is 0.
+CLI::Option* AddWhole(CLI::App* command, const std::string& option, int& value, const std::string& words, int least, int most);
+
+// Refuses numbers in other than decimal digits, and blanks around them, for options of other kinds.
+CLI::Validator PlainNumber();
+
+// Throws Failure(kUsage) for an option of a command that was given, or of one below it, that is empty or was given twice. Flags and options
+// that gather values may come any number of times.
+void CheckValues(const CLI::App& command);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_OPTION_VALUES_H_
