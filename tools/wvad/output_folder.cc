@@ -91,8 +91,8 @@ void OutputFolder::CheckInputs(const std::vector<std::string>& inputs) const {
       const bool numbered = !suffixes_.numbered.empty() && IsNumbered(input, name, &number, &ending) && ending == suffixes_.numbered;
       const std::vector<std::string> files = FilesOf(input);
       if (std::find(files.begin(), files.end(), name) != files.end() || numbered) {
-        throw Failure(ExitCode::kOutput,
-                      Path(name) + ": the files of " + input + " would be called like this one, which this run needs; choose another folder");
+        throw Failure(ExitCode::kOutput, Path(name) + ": the files of " + input +
+                                             " would be called like this one, which this run needs; choose another folder");
       }
     }
   }
