@@ -49,7 +49,7 @@ class Folder:
     """The program with its model in a folder of its own, and recordings there."""
 
     def __init__(self, program, model):
-        self.program, self.model = program, model
+        self.program, self.model = pathlib.Path(program).resolve(), pathlib.Path(model).resolve()
         self.made = tempfile.TemporaryDirectory()
         self.path = pathlib.Path(self.made.name)
 

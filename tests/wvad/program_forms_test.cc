@@ -158,6 +158,8 @@ TEST_F(ProgramForms, PrintfPrintsEachSentence) {
   ExpectFailure(Segment({"--printf", "{start}", path}), 2, "--printf: there is no field start; choose begin");
   EXPECT_EQ(Segment({"--printf", "{id}\\n", "-f", "json", path}).code, 2);
   EXPECT_EQ(Segment({"--printf", "", path}).out, "");
+  EXPECT_EQ(Segment({"--printf", "{id}\\n", "-o", Out() + "/", path}).code, 0);
+  EXPECT_EQ(InFolder(), NameList{"a.txt"});
 }
 
 }  // namespace

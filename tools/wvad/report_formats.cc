@@ -41,7 +41,7 @@ constexpr ReportFormat kFormats[] = {
     {"kaldi-utt2spk", "of a data folder", "utt2spk", Room::kSentences, Holds::kById, FilePer::kRun, NoToken, MakeKaldiUtt2spk},
 };
 
-constexpr ReportFormat kPrintf = {"printf", "", "", Room::kSentences, Holds::kByName, FilePer::kRecording, AnyName, MakePrintf};
+constexpr ReportFormat kPrintf = {"printf", "", ".txt", Room::kSentences, Holds::kByName, FilePer::kRecording, AnyName, MakePrintf};
 
 constexpr FormatGroup kGroups[] = {
     {"lhotse", "both manifests", "lhotse-recordings,lhotse-supervisions"},

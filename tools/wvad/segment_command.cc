@@ -40,8 +40,7 @@ class Forwarded : public Report {
 };
 
 ExitCode ReportIntoFolder(const SegmentOptions& options) {
-  OutputFolder folder({options.output, "", options.force}, options.input.files, SuffixesOf(options.formats),
-                            FilesOfEngine(options.engine));
+  OutputFolder folder({options.output, "", options.force}, options.input.files, SuffixesOf(options.formats), FilesOfEngine(options.engine));
   std::optional<FolderReport> report;
   if (options.checksum) CheckChecksums(options.input.files);
   SentenceTask task;

@@ -66,6 +66,9 @@ ExitCode RunCompare(const CompareOptions& options) {
       options.uem.empty() ? std::nullopt : std::optional<Annotation>(ReadAnnotation(options.uem, FindRow(AnnotationForms(), "uem")));
   std::set<std::string> scored;
   for (const auto& row : uem ? *uem : reference) scored.insert(row.first);
+  if (scored.empty()) {
+    throw Failure(ExitCode::kNotAudio, (options.uem.empty() ? options.reference : options.uem) + ": tells of no recording");
+  }
   TellOfOthers(found, scored, options);
   const int64_t collar_us = std::llround(options.collar_s * 1e6);
   std::vector<ComparedRecording> compared;
@@ -75,7 +78,6 @@ ExitCode RunCompare(const CompareOptions& options) {
     const Spans regions = uem ? Joined(Of(*uem, id).speech) : WholeOf(truth, told);
     compared.push_back({id, Compare(Joined(truth.speech), Joined(told.speech), regions, collar_us)});
   }
-  if (compared.empty()) throw Failure(ExitCode::kNotAudio, options.reference + ": tells of no recording");
   Output output(options.output, rules);
   output.Write(options.format->print(compared, options.collar_s));
   output.Close();

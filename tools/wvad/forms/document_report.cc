@@ -2,7 +2,6 @@
 #include "wvad/forms/document_report.h"
 
 #include <algorithm>
-#include <cmath>
 #include <tuple>
 #include <utility>
 
@@ -43,7 +42,8 @@ void DocumentReport::EndFile(const FileEnd& end) {
     return std::tie(a.channel, a.begin_sample) < std::tie(b.channel, b.begin_sample);
   });
   // The last sentence ends with a whole frame of the engine, which may lie behind the recording's last sample.
-  const auto last = static_cast<int64_t>(std::floor(recording_.length_s() * end.rate_hz));
+  const RecordingFacts& facts = end.recording;
+  const int64_t last = facts.frames >= 0 && facts.rate_hz > 0 ? facts.frames * end.rate_hz / facts.rate_hz : end.samples;
   for (Sentence& sentence : sentences) sentence.end_sample = std::max(sentence.begin_sample, std::min(sentence.end_sample, last));
   output_.Write(write_(recording_, shape_));
 }
