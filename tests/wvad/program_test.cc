@@ -140,7 +140,7 @@ TEST_F(Program, RelativePathsAndOutputFile) {
   const Outcome run = Segment({"-f", "csv", "-o", "out.csv", "a.wav"});
   EXPECT_EQ(run.code, 0) << run.err;
   EXPECT_EQ(run.out, "");
-  EXPECT_THAT(folder_.read("out.csv"), StartsWith("file,begin,end,duration,vol,trig,eg\na.wav,0.70,2.20,1.50,"));
+  EXPECT_THAT(folder_.read("out.csv"), StartsWith("file,begin,end,duration,vol,trig,eg,error,code\na.wav,0.70,2.20,1.50,"));
 }
 
 TEST_F(Program, EndpointStopsAtTheTail) {
@@ -195,7 +195,8 @@ TEST_F(Program, QuietRecordingIsAdvisedAndGainHelps) {
   WriteAudio(path, signal);
   const Outcome run = Segment({path});
   EXPECT_EQ(run.code, 0);
-  EXPECT_THAT(run.err, HasSubstr("note: very quiet: 100 % of what the network takes for speech lies under the engine's energy floor of -47 dB"));
+  EXPECT_THAT(run.err,
+              HasSubstr("note: very quiet: 100 % of what the network takes for speech lies under the engine's energy floor of -47 dB"));
   EXPECT_EQ(Segment({"--quiet", path}).err, "");
   EXPECT_EQ(Found(Segment({"--format", "json", "--gain", "auto", path}).out).size(), 2U);
   EXPECT_EQ(Found(Segment({"--format", "json", "--gain", "30", path}).out).size(), 2U);
