@@ -20,6 +20,9 @@ for file in "$prefix/include/wvad.h" "$prefix/include/wvad_stream.h" "$lib/pkgco
 done
 # What is loaded when it is needed lies where the program looks, if it was built.
 [ ! -f "$build/lib/wvad/ffmpeg.so" ] || [ -f "$lib/wvad/ffmpeg.so" ] || { echo "not installed: wvad/ffmpeg.so"; exit 1; }
+for file in bash-completion/completions/wvad zsh/site-functions/_wvad fish/vendor_completions.d/wvad.fish; do
+  [ -s "$prefix/share/$file" ] || { echo "not installed: $file"; exit 1; }
+done
 # Each library is reached by its soname, which carries a version: the major one, and that of the ABI.
 for name in libwvad libwvad-stream; do
   soname=$(objdump -p "$lib/$name.so" | awk '/SONAME/ {print $2}')

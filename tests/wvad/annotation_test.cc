@@ -42,6 +42,7 @@ TEST(Annotation, EachFormIsUnderstood) {
        "File type = \"ooTextFile "
        "short\"\n\"TextGrid\"\n0\n63\n<exists>\n1\n\"IntervalTier\"\n\"a\"\n0\n63\n2\n0.7\n2.2\n\"a\"\n61.25\n62\n\"b\"\n"},
       {"csv", "file,begin,end,vol\n\"far/talk.wav\",0.70,2.20,\"1,5\"\n\"far/talk.wav\",61.25,62,\n"},
+      {"csv", "file,begin,end,error\ntalk.wav,0.7,2.2,\nno.wav,,,no such file\ntalk.wav,61.25,62,\n"},
       {"csv", "onset,duration\r\n0.7,1.5\r\n61.25,0.75\r\n"},
       {"tsv", "start\tend\tlabel\n0.7\t2.2\t\"a\tb\"\n61.25\t62\t\"line\nbreak\"\n"},
       {"json", R"({"files":[{"file":"a/talk.wav","sentences":[{"begin":0.7,"end":2.2},{"begin":61.25,"end":62}]}]})"},

@@ -60,8 +60,8 @@ TEST(Forms, TsvIsCsvWithTabs) {
   telling.name = "a\tb.wav";
   telling.sentences.resize(1);
   EXPECT_EQ(Told("tsv", telling),
-            "file\tbegin\tend\tduration\tvol\ttrig\teg\n"
-            "\"a\tb.wav\"\t0.70\t2.20\t1.50\t12.3\ttrue\t70.50\n");
+            "file\tbegin\tend\tduration\tvol\ttrig\teg\terror\tcode\n"
+            "\"a\tb.wav\"\t0.70\t2.20\t1.50\t12.3\ttrue\t70.50\t\t\n");
 }
 
 TEST(Forms, RttmHasASpeakerLineASentence) {

@@ -266,6 +266,11 @@ TEST_F(Media, AddressesAreNotOpenedUnasked) {
   EXPECT_EQ(far.code, 0) << far.err;
   EXPECT_EQ(Found(far.out).size(), 1U);
   ExpectFailure(Segment({"-o", folder_.file("no"), "--allow-network", address + "missing.wav"}), 3, "cannot be opened");
+  // What comes from elsewhere does not lead back to files that lie here.
+  folder_.write("back.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:4\n#EXTINF:4,\nfile://" + folder_.file("piece0.ts") + "\n#EXT-X-ENDLIST\n");
+  const Outcome back = Segment({"-f", "json", "--allow-network", address + "back.m3u8"});
+  EXPECT_TRUE(back.code == 3 || back.code == 4) << back.code;
+  EXPECT_EQ(Lines(back.err), 1) << back.err;
   std::system(("kill $(cat " + folder_.file("server") + ")").c_str());
 }
 

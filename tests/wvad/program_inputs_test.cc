@@ -302,7 +302,7 @@ TEST_F(Channels, EachByItselfInOneRun) {
   const std::string path = Stereo(Bursts(5, {{1.0, 2.0}}), Bursts(5, {{0.5, 1.0}, {3.0, 3.5}}));
   const Outcome csv = Segment({"-f", "csv", "--channel", "all", path});
   EXPECT_EQ(csv.code, 0) << csv.err;
-  EXPECT_THAT(csv.out, StartsWith("file,channel,begin,end,duration,vol,trig,eg\n" + path + ",2,0.20,1.20,"));
+  EXPECT_THAT(csv.out, StartsWith("file,channel,begin,end,duration,vol,trig,eg,error,code\n" + path + ",2,0.20,1.20,"));
   EXPECT_THAT(csv.out, HasSubstr(path + ",1,0.70,2.20,"));
   EXPECT_THAT(csv.out, HasSubstr(path + ",2,2.70,3.70,"));
   EXPECT_EQ(Lines(csv.out), 4);

@@ -140,7 +140,7 @@ TEST_F(Program, RelativePathsAndOutputFile) {
   const Outcome run = Segment({"-f", "csv", "-o", "out.csv", "a.wav"});
   EXPECT_EQ(run.code, 0) << run.err;
   EXPECT_EQ(run.out, "");
-  EXPECT_THAT(folder_.read("out.csv"), StartsWith("file,begin,end,duration,vol,trig,eg\na.wav,0.70,2.20,1.50,"));
+  EXPECT_THAT(folder_.read("out.csv"), StartsWith("file,begin,end,duration,vol,trig,eg,error,code\na.wav,0.70,2.20,1.50,"));
 }
 
 TEST_F(Program, EndpointStopsAtTheTail) {

@@ -7,43 +7,82 @@
 #include <chrono>
 #include <thread>
 
+#include "support/temp_folder.h"
+
 namespace TSEG::tool {
 namespace {
 
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
-// What goes to standard error while `seconds_done` of `seconds_total` is told after `wait` and then taken away.
-std::string Shown(bool enabled, double seconds_done, double seconds_total, std::chrono::milliseconds wait) {
-  ::testing::internal::CaptureStderr();
-  {
-    Progress progress(enabled, "talk.wav", seconds_total);
-    std::this_thread::sleep_for(wait);
-    progress.Show(seconds_done);
-  }
-  return ::testing::internal::GetCapturedStderr();
+ProgressState One(double share, double done, double total, double left) {
+  ProgressState state;
+  state.share = share;
+  state.seconds_done = done;
+  state.seconds_total = total;
+  state.seconds_left = left;
+  state.name = "talk.wav";
+  return state;
 }
 
-constexpr std::chrono::milliseconds kMoment{10};
-constexpr std::chrono::milliseconds kLong{650};
+TEST(Progress, HalfIsHalfABar) {
+  EXPECT_EQ(ProgressLine(One(0.5, 1830, 3660, 62), 79), "[############............] 50 %  0:30:30 / 1:01:00  0:01:02 left  talk.wav");
+}
 
-TEST(Progress, WorkOfAMomentShowsNothing) { EXPECT_EQ(Shown(true, 60, 120, kMoment), ""); }
+TEST(Progress, UnknownLengthShowsTheTimeAlone) { EXPECT_EQ(ProgressLine(One(-1, 61, 0, -1), 79), "0:01:01  talk.wav"); }
 
-TEST(Progress, NothingIsShownWhereItIsNotWanted) { EXPECT_EQ(Shown(false, 60, 120, kLong), ""); }
+TEST(Progress, MoreThanAllIsAll) { EXPECT_THAT(ProgressLine(One(1.7, 200, 100, -1), 79), HasSubstr("[########################] 100 %")); }
 
-TEST(Progress, HalfIsHalfABarAndGoesAwayAtTheEnd) {
-  const std::string shown = Shown(true, 1830, 3660, kLong);
-  EXPECT_THAT(shown, HasSubstr("[############............] 50 %  0:30:30 / 1:01:00  talk.wav"));
+TEST(Progress, SeveralRecordingsAreCounted) {
+  ProgressState state = One(0.25, 5, 10, 3661);
+  state.files_done = 12;
+  state.files = 340;
+  EXPECT_EQ(ProgressLine(state, 200), "[######..................] 25 %  12 of 340  1:01:01 left  talk.wav");
+}
+
+TEST(Progress, NarrowTerminalsLoseTheNameThenTheBar) {
+  const ProgressState state = One(0.5, 1830, 3660, 62);
+  EXPECT_EQ(ProgressLine(state, 70), "[############............] 50 %  0:30:30 / 1:01:00  0:01:02 left  talk");
+  EXPECT_EQ(ProgressLine(state, 49), "50 %  0:30:30 / 1:01:00  0:01:02 left  talk.wav");
+  EXPECT_EQ(ProgressLine(state, 19), "50 %  0:01:02 left ");
+}
+
+TEST(Progress, NameIsCutBetweenCharactersAndPrintsOneLine) {
+  ProgressState state = One(-1, 1, 0, -1);
+  state.name = "\xC3\xA4\xC3\xB6\xC3\xBC.wav";
+  EXPECT_EQ(ProgressLine(state, 11), "0:00:01  \xC3\xA4\xC3\xB6");
+  state.name = "a\nb\x1B[1m";
+  EXPECT_EQ(ProgressLine(state, 79), "0:00:01  a?b?[1m");
+}
+
+class ProgressOnTerminal : public ::testing::Test {
+ protected:
+  // What goes to standard error while `seconds_done` of 100 s of one of two files is told after `wait`.
+  std::string Shown(bool enabled, std::chrono::milliseconds wait) {
+    const std::vector<std::string> files = {folder_.write("a.wav", std::string(3000, 'x')), folder_.write("b.wav", std::string(1000, 'x'))};
+    ::testing::internal::CaptureStderr();
+    {
+      Progress progress(enabled, files);
+      progress.Done(1);
+      std::this_thread::sleep_for(wait);
+      progress.Show(0, 50, 100);
+    }
+    return ::testing::internal::GetCapturedStderr();
+  }
+  testing_support::TempFolder folder_;
+};
+
+TEST_F(ProgressOnTerminal, WorkOfAMomentShowsNothing) { EXPECT_EQ(Shown(true, std::chrono::milliseconds(0)), ""); }
+
+TEST_F(ProgressOnTerminal, NothingIsShownWhereItIsNotWanted) { EXPECT_EQ(Shown(false, std::chrono::milliseconds(650)), ""); }
+
+TEST_F(ProgressOnTerminal, LargeFilesAreMoreOfTheWorkAndTheBarGoesAwayAtTheEnd) {
+  // 1000 of 4000 bytes are done, and half of the other 3000.
+  const std::string shown = Shown(true, std::chrono::milliseconds(650));
+  EXPECT_THAT(shown, HasSubstr("] 62 %  1 of 2  0:00:00 left  "));
   EXPECT_THAT(shown, EndsWith("\r\x1b[K"));
 }
-
-TEST(Progress, UnknownLengthShowsTheTimeAlone) {
-  const std::string shown = Shown(true, 61, 0, kLong);
-  EXPECT_THAT(shown, HasSubstr("\r0:01:01  talk.wav"));
-  EXPECT_THAT(shown, ::testing::Not(HasSubstr("%")));
-}
-
-TEST(Progress, MoreThanAllIsAll) { EXPECT_THAT(Shown(true, 200, 100, kLong), HasSubstr("[########################] 100 %")); }
 
 }  // namespace
 }  // namespace TSEG::tool

@@ -113,8 +113,31 @@ TEST(Report, CsvQuotesNamesThatNeedIt) {
   report->End();
   output.Close();
   EXPECT_EQ(folder.read("out"),
-            "file,begin,end,duration,vol,trig,eg\n"
-            "\"say \"\"a,b\"\".wav\",0.70,2.20,1.50,12.3,true,70.50\n");
+            "file,begin,end,duration,vol,trig,eg,error,code\n"
+            "\"say \"\"a,b\"\".wav\",0.70,2.20,1.50,12.3,true,70.50,,\n");
+}
+
+TEST(Report, FailedFileHasItsErrorAndCode) {
+  testing_support::TempFolder folder;
+  const auto printed = [&](const std::string& format) {
+    Output output(folder.file(format), kRules);
+    const std::unique_ptr<Report> report = Make(format, output, {true, false, false});
+    report->Refuse("a.wav", Failure(ExitCode::kNoFile, "a.wav: no such file"));
+    report->BeginFile("b.wav");
+    report->Fail(Failure(ExitCode::kNotAudio, "b.wav: damaged, and more"));
+    report->End();
+    output.Close();
+    return folder.read(format);
+  };
+  EXPECT_EQ(printed("csv"),
+            "file,begin,end,duration,vol,trig,eg,error,code\n"
+            "a.wav,,,,,,,a.wav: no such file,3\n"
+            "b.wav,,,,,,,\"b.wav: damaged, and more\",4\n");
+  const nlohmann::json document = nlohmann::json::parse(printed("json"));
+  EXPECT_EQ(document["files"][0]["error"], "a.wav: no such file");
+  EXPECT_EQ(document["files"][0]["code"], 3);
+  EXPECT_EQ(document["files"][1]["code"], 4);
+  EXPECT_NE(printed("jsonl").find("\"file\":\"b.wav\",\"error\":\"b.wav: damaged, and more\",\"code\":4}\n"), std::string::npos);
 }
 
 TEST(Report, SavedSentencesNameTheirFiles) {
@@ -135,8 +158,8 @@ TEST(Report, SavedSentencesNameTheirFiles) {
             "     begin       end  duration     vol      eg  saved as\n"
             "      0.70      2.20      1.50    12.3   70.50  out/a-0001.wav\n");
   EXPECT_EQ(printed("csv"),
-            "file,begin,end,duration,vol,trig,eg,saved\n"
-            "a.wav,0.70,2.20,1.50,12.3,true,70.50,out/a-0001.wav\n");
+            "file,begin,end,duration,vol,trig,eg,saved,error,code\n"
+            "a.wav,0.70,2.20,1.50,12.3,true,70.50,out/a-0001.wav,,\n");
   EXPECT_EQ(nlohmann::json::parse(printed("json"))["files"][0]["sentences"][0]["saved"], "out/a-0001.wav");
 }
 

@@ -73,6 +73,17 @@ bool IsForMedia(Container container) {
   return container == Container::kForwardMedia || container == Container::kBoxedMedia || container == Container::kMedia;
 }
 
+// What FFmpeg finds in bytes that have no mark is not what they were made for, unless it can be heard.
+std::unique_ptr<AudioSource> OpenUnrecognised(const std::string& name, std::unique_ptr<ByteSource> bytes, Container container,
+                                              const SourceOptions& options) {
+  try {
+    return OpenMedia(name, std::move(bytes), container, options);
+  } catch (const Failure& failure) {
+    if (failure.code() != ExitCode::kNotAudio || container != Container::kNone) throw;
+    throw NoSound(failure.what());
+  }
+}
+
 // FFmpeg is asked for what it alone knows and for tracks beside the first, which it alone counts; else last.
 std::unique_ptr<AudioSource> OpenByOneOf(const std::string& name, std::unique_ptr<ByteSource> bytes, Container container,
                                          const SourceOptions& options) {
@@ -82,9 +93,10 @@ std::unique_ptr<AudioSource> OpenByOneOf(const std::string& name, std::unique_pt
       return OpenContainer(name, std::make_unique<SharedBytes>(shared), container);
     } catch (const Failure& failure) {
       if (failure.code() != ExitCode::kNotAudio) throw;
-      std::unique_ptr<AudioSource> source = OpenMedia(name, std::make_unique<SharedBytes>(shared), container, options);
-      if (source == nullptr) throw;
-      return source;
+      std::unique_ptr<AudioSource> source = OpenUnrecognised(name, std::make_unique<SharedBytes>(shared), container, options);
+      if (source != nullptr) return source;
+      if (container == Container::kNone) throw NoSound(failure.what());
+      throw;
     }
   }
   std::unique_ptr<AudioSource> source = OpenMedia(name, std::make_unique<SharedBytes>(shared), container, options);
@@ -107,8 +119,8 @@ std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const SourceOpti
   if (Interrupted() && name != "-") throw Failure(ExitCode::kInterrupted, name + ": interrupted");
   // Of a pipe this is known when the first bytes have been asked for.
   if (raw.form == nullptr && bytes->length() == uint64_t{0} && !Interrupted()) {
-    throw Failure(ExitCode::kNotAudio, name + (name == "-" ? ": no audio came (standard input is empty)"
-                                                           : ": not an audio file that can be read (it is empty)"));
+    if (name == "-") throw Failure(ExitCode::kNotAudio, name + ": no audio came (standard input is empty)");
+    throw NoSound(name + ": not an audio file that can be read (it is empty)");
   }
   std::unique_ptr<AudioSource> source;
   if (raw.form != nullptr || (name == "-" && container == Container::kNone)) {

@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "stream/profiles.h"
+#include "wvad/command_words.h"
 #include "wvad/compare/compare_command.h"
 #include "wvad/explain_command.h"
 #include "wvad/failure.h"
 #include "wvad/features_command.h"
-#include "wvad/file_system.h"
 #include "wvad/forms/printf.h"
 #include "wvad/help_text.h"
 #include "wvad/model_choice.h"
@@ -43,7 +43,9 @@ CLI::Option* AddChoice(CLI::App* command, const std::string& option, const Row*&
   const auto take = [&choice, rows, option](const std::string& name) {
     const Row* row = FindRow(rows, name);
     if (row == nullptr) {
-      throw CLI::ValidationError(option.substr(option.find("--")), "there is no " + name + "; choose " + NamesOf(rows, ", ", " or "));
+      const size_t dashes = option.find("--");
+      throw CLI::ValidationError(dashes == std::string::npos ? option : option.substr(dashes),
+                                 "there is no " + name + "; choose " + NamesOf(rows, ", ", " or "));
     }
     choice = row;
   };
@@ -52,13 +54,27 @@ CLI::Option* AddChoice(CLI::App* command, const std::string& option, const Row*&
   return added->type_name(NamesOf(rows, "|", "|"));
 }
 
+// Which recordings there are.
+void AddFileList(CLI::App* command, FileListOptions& list) {
+  command->add_flag("-r,--recursive", list.recursive, "Walk through the folders below a folder too");
+  // Several may be given, each with its own option: a bare name behind is a FILE.
+  const auto several = [](CLI::Option* option) { option->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll); };
+  several(command->add_option("--include", list.include, "Of what lies in folders, take only files like this; may be repeated")
+              ->type_name("PATTERN"));
+  several(command->add_option("--exclude", list.exclude, "Of what lies in folders, leave out files and folders like this; may be repeated")
+              ->type_name("PATTERN"));
+  command->add_option("--files-from", list.list, "Take names from this file too, one a line; - is standard input")->type_name("LIST");
+  command->add_flag("-0,--null", list.zero_ends, "Names in that list end with a zero byte");
+}
+
 // Which audio of a recording is listened to, and how.
 void AddAudio(CLI::App* command, InputOptions& input) {
   command
-      ->add_option("FILE", input.files,
+      ->add_option("FILE", input.list.names,
                    "Audio files (WAV, FLAC, Ogg, MP3, M4A, WebM, ...) and films; - is standard input, raw 16-bit samples where no "
-                   "container is recognised")
-      ->required();
+                   "container is recognised; the files of a folder")
+      ->type_name("");
+  AddFileList(command, input.list);
   command->add_option("--channel", input.channel, "Channel to listen to, counted from 1; mix for the mean of all; all for each by itself")
       ->capture_default_str()
       ->type_name("N|mix|all");
@@ -124,6 +140,10 @@ void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, boo
 void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words) {
   AddInput(command, options.input, options.engine, options.quiet, quiet_words);
   AddPlain(command, options.engine.plain);
+  command->add_option("-j,--jobs", options.input.jobs, "Recordings to work on at once; the result is the same")
+      ->check(CLI::Range(1, 256))
+      ->capture_default_str();
+  command->add_flag("--resume", options.resume, "Go on with what a run that was stopped has left: keep what is whole, do the rest");
   command->add_flag("--endpoint", options.endpoint,
                     "Stop where a live client would: after the tail silence (wvad_param_nSpeechTailMS), or without speech in time "
                     "(wvad_param_nResponseTimeOut); say why");
@@ -176,6 +196,8 @@ struct CommandLine {
   CompareOptions compare;
   ModelPackOptions pack;
   ModelInspectOptions inspect;
+  std::vector<std::string> help;     // names of the command whose help is asked for
+  const Shell* shell = nullptr;      // whose completions are
   std::function<ExitCode()> chosen;  // runs the command that was named
 };
 
@@ -183,6 +205,8 @@ struct CommandLine {
 template <typename Options>
 std::function<ExitCode()> Listening(Options& options, ExitCode (*run)(const Options&)) {
   return [&options, run] {
+    options.input.hints = !options.quiet;
+    FindFiles(options.input);
     options.engine.model = ModelForRun(options.engine, options.input);
     return run(options);
   };
@@ -282,7 +306,12 @@ void AddPage(CLI::App& app, CommandLine& line) {
   AddSettings(command, options.engine);
   AddPlain(command, options.engine.plain);
   AddQuiet(command, options.quiet, "No notes");
-  command->final_callback([&line] { line.chosen = [&line] { return RunPage(line.page); }; });
+  command->final_callback([&line] {
+    line.chosen = [&line] {
+      FindFiles(line.page.input);
+      return RunPage(line.page);
+    };
+  });
 }
 
 void AddCompare(CLI::App& app, CommandLine& line) {
@@ -330,21 +359,38 @@ void AddModel(CLI::App& app, CommandLine& line) {
   AddModelInspect(model, line);
 }
 
-// Help or version, as an output like any other.
-ExitCode Print(const CLI::App& app, const CLI::ParseError& error) {
-  std::ostringstream text;
-  app.exit(error, text, text);
+// On standard output, as any other result.
+ExitCode Print(const std::string& text) {
   Output output("", OutputRules(false, {}));
-  output.Write(text.str());
+  output.Write(text);
   output.Close();
   return ExitCode::kSuccess;
+}
+
+void AddHelp(CLI::App& app, CommandLine& line) {
+  CLI::App* command = app.add_subcommand("help", "Print the help of a command and exit");
+  command->add_option("COMMAND", line.help, "The command, such as segment or model pack; without it the program's own help")->type_name("");
+  command->final_callback([&app, &line] {
+    line.chosen = [&app, &line] {
+      std::string way = app.get_name();
+      for (const std::string& name : line.help) way += " " + name;
+      // By its own words: help() would give those of the command that was named, which is this one.
+      return Print(app.get_formatter()->make_help(&CommandNamed(app, line.help), way, CLI::AppFormatMode::Normal));
+    };
+  });
+}
+
+void AddCompletions(CLI::App& app, CommandLine& line) {
+  CLI::App* command = app.add_subcommand("completions", "Print what a shell needs to complete this program's command lines");
+  AddChoice(command, "SHELL", line.shell, "Whose. ", Shells())->required();
+  command->final_callback([&app, &line] { line.chosen = [&app, &line] { return Print(line.shell->make(WordsOfCommands(app))); }; });
 }
 
 }  // namespace
 
 ExitCode RunCommandLine(int argc, char** argv) {
   CLI::App app("Streaming voice activity and endpoint detection: where the sentences in a recording begin and end.", "wvad");
-  app.set_version_flag("--version", std::string("wvad ") + WVAD_VERSION);
+  app.set_version_flag("-V,--version", std::string("wvad ") + WVAD_VERSION);
   app.require_subcommand(1);
   app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
   app.footer(ExitCodesHelp());
@@ -360,18 +406,16 @@ ExitCode RunCommandLine(int argc, char** argv) {
   AddPage(app, line);
   AddCompare(app, line);
   AddModel(app, line);
+  AddHelp(app, line);
+  AddCompletions(app, line);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     // Help and version are "errors" of code 0.
-    if (error.get_exit_code() == 0) return Print(app, error);
-    const std::vector<std::string> rest = app.remaining();
-    if (app.get_subcommands().empty() && !rest.empty()) throw Failure(ExitCode::kUsage, "no such command: " + rest[0] + " (see --help)");
-    for (const std::string& name : app.remaining(true)) {
-      if (name[0] != '-' || LookAt(name).kind == FileKind::kNone) continue;
-      throw Failure(ExitCode::kUsage, name + ": taken for an option; the file of that name is ./" + name);
-    }
-    throw Failure(ExitCode::kUsage, std::string(error.what()) + " (see --help)");
+    if (error.get_exit_code() != 0) throw Failure(ExitCode::kUsage, WhatIsWrong(app, error));
+    std::ostringstream text;
+    app.exit(error, text, text);
+    return Print(text.str());
   }
   CheckValues(app);
   return line.chosen();

@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstdio>
 #include <memory>
 #include <string_view>
 
 #include "wvad/byte_source.h"
 #include "wvad/failure.h"
+#include "wvad/messages.h"
 #include "wvad/parameter_table.h"
 #include "wvad/parameters.h"
 
@@ -135,7 +135,7 @@ std::string ReadConfiguration(const std::string& path, bool endpoint, bool quiet
     begin = end + 1;
   }
   if (!checker.passed_over().empty() && !quiet) {
-    std::fprintf(stderr, "wvad: %s: note: %s has no effect; --model chooses the model\n", path.c_str(), checker.passed_over().c_str());
+    SayNote(path + ": note: " + checker.passed_over() + " has no effect; --model chooses the model");
   }
   return text;
 }

@@ -9,6 +9,7 @@
 #include "wvad/explanation.h"
 #include "wvad/failure.h"
 #include "wvad/frame_speech.h"
+#include "wvad/messages.h"
 #include "wvad/output.h"
 #include "wvad/progress.h"
 #include "wvad/report_json.h"
@@ -54,10 +55,10 @@ class Hearing {
   }
 
   // Takes as much of `input` as the places need.
-  void Listen(Input& input, Progress& progress) {
+  void Listen(Input& input, size_t index, Progress& progress) {
     for (std::vector<std::vector<int16_t>> pieces; !Interrupted() && !Settled() && input.Next(&pieces);) {
       recording_.Feed(pieces[0]);
-      progress.Show(input.seconds_read());
+      progress.Show(index, input.seconds_read(), input.seconds_total());
     }
     if (!Settled()) recording_.Finish();
   }
@@ -100,24 +101,30 @@ class Hearing {
 class ExplainRun {
  public:
   ExplainRun(const ExplainOptions& options, TracedEngine& engine, Output& output)
-      : options_(options), engine_(engine), output_(output), ranges_(ParsePlaces(options.at)), reader_(options.input, engine.rate_hz()) {}
+      : options_(options),
+        engine_(engine),
+        output_(output),
+        ranges_(ParsePlaces(options.at)),
+        reader_(options.input, engine.rate_hz()),
+        progress_(!options.quiet && HasLivingTerminal(), options.input.files) {}
 
   ExitCode Run() {
-    const ExitCode code = ForEachFile(options_.input.files, [this](const std::string& name) { File(name); });
+    const auto hide = [this] { progress_.Hide(); };
+    const auto work = [this](size_t index, const std::string& name) { File(index, name); };
+    const ExitCode code = ForEachFile(options_.input, options_.quiet, hide, work);
     if (options_.json && heard_any_) output_.Write(JsonText({{"files", files_}}) + "\n");
     if (heard_any_) output_.Close();
     return code;
   }
 
  private:
-  void File(const std::string& name) {
+  void File(size_t index, const std::string& name) {
     const std::unique_ptr<Input> input = reader_.Open(name);
     heard_any_ = true;
     Hearing hearing(engine_, ranges_);
-    {
-      Progress progress(!options_.quiet && IsTerminal(kStandardError), name, input->seconds_total());
-      hearing.Listen(*input, progress);
-    }
+    hearing.Listen(*input, index, progress_);
+    progress_.Done(index);
+    progress_.Hide();
     if (Interrupted()) throw Failure(ExitCode::kInterrupted, name + ": interrupted");
     nlohmann::ordered_json stretches = nlohmann::ordered_json::array();
     std::string text = options_.input.files.size() > 1 ? Shown(name) + "\n" : "";
@@ -144,6 +151,7 @@ class ExplainRun {
   Output& output_;
   std::vector<FrameRange> ranges_;
   InputReader reader_;
+  Progress progress_;
   nlohmann::ordered_json files_ = nlohmann::ordered_json::array();
   bool heard_any_ = false;
 };

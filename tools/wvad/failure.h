@@ -21,6 +21,12 @@ class Failure : public std::runtime_error {
   ExitCode code_;
 };
 
+// A file that holds no sound: in a folder that is walked, nobody's mistake.
+class NoSound : public Failure {
+ public:
+  explicit NoSound(const std::string& message) : Failure(ExitCode::kNotAudio, message) {}
+};
+
 // Whoever read what the program prints has gone, as `head` does when it has enough. That is no news to anybody: it has a code and no line.
 class NobodyReads : public Failure {
  public:

@@ -2,6 +2,7 @@
 #include "wvad/file_system.h"
 
 #include <fcntl.h>
+#include <fnmatch.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,6 +38,15 @@ FileLook LookAtDescriptor(int descriptor) {
   return fstat(descriptor, &found) == 0 ? LookOf(found) : FileLook();
 }
 
+uint64_t SizeOf(const std::string& path) {
+  struct stat found {};
+  return stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode) ? static_cast<uint64_t>(found.st_size) : 0;
+}
+
+bool MatchesPattern(const std::string& pattern, const std::string& text) {
+  return fnmatch(pattern.c_str(), text.c_str(), FNM_PATHNAME) == 0;
+}
+
 std::optional<int> DescriptorNamed(const std::string& path) {
   if (path == "/dev/stdout") return STDOUT_FILENO;
   if (path == "/dev/stderr") return STDERR_FILENO;
@@ -53,15 +63,14 @@ std::optional<int> DescriptorNamed(const std::string& path) {
 int OpenForReading(const std::string& path) { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }
 
 long ReadSome(int descriptor, void* out, size_t count) {
-  while (!Interrupted()) {
+  // A signal wakes one thread, which need not be this one.
+  constexpr int kLookMs = 100;
+  while (!ReadingStopped()) {
+    pollfd ready = {descriptor, POLLIN, 0};
+    if (poll(&ready, 1, kLookMs) == 0) continue;
     const ssize_t got = read(descriptor, out, count);
     if (got >= 0) return got;
-    if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      pollfd ready = {descriptor, POLLIN, 0};
-      poll(&ready, 1, -1);
-    } else if (errno != EINTR) {
-      return -1;
-    }
+    if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) return -1;
   }
   return 0;
 }

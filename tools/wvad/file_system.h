@@ -25,13 +25,19 @@ struct FileLook {
 FileLook LookAt(const std::string& path);
 FileLook LookAtDescriptor(int descriptor);
 
+// 0 for what is no ordinary file.
+uint64_t SizeOf(const std::string& path);
+
+// Whether `text` matches the shell's `pattern` (*, ?, [a-z]); * does not match a slash.
+bool MatchesPattern(const std::string& pattern, const std::string& text);
+
 // The descriptor of this process that a path such as /dev/stdout, /dev/fd/3 or /proc/self/fd/3 means; none for any other path.
 std::optional<int> DescriptorNamed(const std::string& path);
 
 // Opens for reading: a file, a pipe, a device. Gives -1 and sets errno.
 int OpenForReading(const std::string& path);
 // Up to `count` bytes from where the descriptor stands, waiting for the first of them whatever the descriptor's mode; 0 at the end, and
-// where the run is interrupted. -1 with errno on failure.
+// where the run is interrupted or reading has been stopped. -1 with errno on failure.
 long ReadSome(int descriptor, void* out, size_t count);
 // Up to `count` bytes from `offset` of an ordinary file; 0 at its end, -1 with errno on failure.
 long ReadSomeAt(int descriptor, uint64_t offset, void* out, size_t count);

@@ -30,6 +30,7 @@ Environment: WVAD_MODELS_DIR, a folder of models; TMPDIR, for a private folder d
 Examples:
   wvad segment meeting.mp3
   wvad segment --format json *.wav > sentences.json
+  wvad segment -r -j 4 -f csv -o all.csv recordings/           a folder and those below it, four files at once
   wvad segment --format rttm,srt,textgrid -o results *.wav     a file for each recording and form
   wvad segment --printf '{file} {begin:3} {end:3}\n' *.wav
   wvad segment --set wvad_param_nFrameGap=80 lecture.flac      join sentences over pauses of up to 0.8 s

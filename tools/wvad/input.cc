@@ -4,12 +4,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <system_error>
 #include <utility>
 
+#include "wvad/container.h"
 #include "wvad/file_system.h"
 #include "wvad/level.h"
+#include "wvad/messages.h"
 #include "wvad/sample_audit.h"
 #include "wvad/system.h"
 
@@ -44,6 +45,20 @@ std::optional<double> ParseGain(const std::string& text) {
   throw Failure(ExitCode::kUsage, name + ": --gain auto hears a recording twice, which this one cannot be; say --gain DB");
 }
 
+bool LooksLikeAudio(const std::string& name) {
+  try {
+    return Recognise(*OpenBytes(name)) != Container::kNone;
+  } catch (const Failure&) {
+    return true;  // it will be told when its turn comes
+  }
+}
+
+std::string Files(size_t count) { return std::to_string(count) + (count == 1 ? " file" : " files"); }
+
+std::string NoRecordingAmong(size_t passed_over) {
+  return "there is no recording: " + Files(passed_over) + " in folders, none of them audio";
+}
+
 }  // namespace
 
 std::optional<int> ParseInt(const std::string& text) { return ParseWhole<int>(text); }
@@ -61,6 +76,11 @@ InputReader::InputReader(const InputOptions& options, int engine_rate_hz)
 std::unique_ptr<Input> InputReader::Open(const std::string& name) const {
   const FileKind kind = (name == "-" ? LookAtDescriptor(kStandardInput) : LookAt(name)).kind;
   if (!gain_db_ && kind == FileKind::kSpecial) CannotMeasure(name);
+  if (name == "-" && options_.hints && IsTerminal(kStandardInput)) {
+    SayNote(
+        "note: listening to what is typed here, which is hardly meant; give FILE, or a pipe such as arecord -f cd | wvad segment - "
+        "(Ctrl-D ends it)");
+  }
   std::unique_ptr<AudioSource> source = OpenAudio(name, options_.source);
   const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name);
   return std::make_unique<Input>(std::make_unique<SampleAudit>(std::move(source), gain_db), name, channel_, engine_rate_hz_,
@@ -83,19 +103,62 @@ double InputReader::MeasureGain(const std::string& name) const {
   return gain_db.value_or(0.0);
 }
 
-ExitCode ForEachFile(const std::vector<std::string>& files, const std::function<void(const std::string&)>& work) {
-  ExitCode result = ExitCode::kSuccess;
-  for (const std::string& name : files) {
-    try {
-      work(name);
-    } catch (const Failure& failure) {
-      if (failure.code() == ExitCode::kOutput) throw;
-      std::fprintf(stderr, "wvad: %s\n", failure.what());
-      if (result == ExitCode::kSuccess) result = failure.code();
-      if (Interrupted()) break;
+void FindFiles(InputOptions& options) {
+  FileList found = ListFiles(options.list);
+  options.walked = std::move(found.walked);
+  for (std::string& name : found.files) {
+    if (options.source.raw.form == nullptr && options.walked.count(name) > 0 && !LooksLikeAudio(name)) {
+      ++options.passed_over;
+    } else {
+      options.files.push_back(std::move(name));
     }
   }
-  return result;
+  if (!options.files.empty()) return;
+  if (options.passed_over > 0) throw Failure(ExitCode::kNoFile, NoRecordingAmong(options.passed_over));
+  throw Failure(ExitCode::kNoFile, "there is no recording: the folders and lists that were named hold no file");
+}
+
+FileTally::FileTally(const InputOptions& options, std::function<void()> hide)
+    : options_(options), hide_(std::move(hide)), passed_over_(options.passed_over), done_(options.passed_over) {}
+
+bool FileTally::Do(const std::string& name, const std::function<void()>& work) {
+  ++done_;
+  try {
+    work();
+    return true;
+  } catch (const NoSound& failure) {
+    if (options_.walked.count(name) > 0) {
+      ++passed_over_;
+      return !Interrupted();
+    }
+    hide_();
+    SayFailure(failure.what());
+    if (code_ == ExitCode::kSuccess) code_ = failure.code();
+  } catch (const Failure& failure) {
+    if (failure.code() == ExitCode::kOutput) throw;
+    hide_();
+    SayFailure(failure.what());
+    if (code_ == ExitCode::kSuccess) code_ = failure.code();
+  }
+  return !Interrupted();
+}
+
+ExitCode FileTally::Finish(bool quiet) {
+  hide_();
+  if (passed_over_ == 0) return code_;
+  if (passed_over_ == done_) throw Failure(ExitCode::kNoFile, NoRecordingAmong(passed_over_));
+  if (!quiet) SayNote("note: " + Files(passed_over_) + " in folders passed over, which are no audio");
+  return code_;
+}
+
+ExitCode ForEachFile(const InputOptions& options, bool quiet, const std::function<void()>& hide,
+                     const std::function<void(size_t index, const std::string& name)>& work) {
+  FileTally tally(options, hide);
+  for (size_t index = 0; index < options.files.size(); ++index) {
+    const std::string& name = options.files[index];
+    if (!tally.Do(name, [&] { work(index, name); })) break;
+  }
+  return tally.Finish(quiet);
 }
 
 }  // namespace TSEG::tool

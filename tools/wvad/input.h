@@ -10,19 +10,26 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "wvad/audio_source.h"
 #include "wvad/failure.h"
+#include "wvad/file_list.h"
 #include "wvad/pcm_stream.h"
 
 namespace TSEG::tool {
 
 struct InputOptions {
-  std::vector<std::string> files;  // "-" for standard input
-  std::string channel = "mix";     // or "all", or a number from 1
-  std::string gain = "0";          // decibels, or "auto"
+  FileListOptions list;                    // what the user named
+  std::vector<std::string> files;          // what that comes to (FindFiles); "-" for standard input
+  std::unordered_set<std::string> walked;  // those of them that were found in folders
+  size_t passed_over = 0;                  // of what lies in folders: what is no audio by its first bytes
+  int jobs = 1;                            // recordings that are worked on at once
+  std::string channel = "mix";             // or "all", or a number from 1
+  std::string gain = "0";                  // decibels, or "auto"
   int chunk_ms = 100;
+  bool hints = true;  // say what is waited for
   SourceOptions source;
 };
 
@@ -73,12 +80,36 @@ class InputReader {
   std::optional<double> gain_db_;  // none: measured
 };
 
+// Fills in `files`, `walked` and `passed_over`. Throws Failure as ListFiles, and kNoFile where there is no recording at all.
+void FindFiles(InputOptions& options);
+
 // The whole of `text` as a whole number.
 std::optional<int> ParseInt(const std::string& text);
 
-// Calls `work` with each file. One that fails gives its line on standard error and the others are still worked on; the result is the code
-// of the first failure. Failures of output leave at once, since there is nothing to go on for, and an interrupt ends the loop.
-ExitCode ForEachFile(const std::vector<std::string>& files, const std::function<void(const std::string&)>& work);
+// What comes of the files of a run: one that fails gives its line on standard error and the others are still worked on; what is no audio
+// in a folder is passed over and counted.
+class FileTally {
+ public:
+  // `hide` is called before something is printed.
+  FileTally(const InputOptions& options, std::function<void()> hide);
+
+  // Does the work on one file; false where it was interrupted, so that no further one is begun. Failures of output leave at once, since
+  // there is nothing to go on for.
+  bool Do(const std::string& name, const std::function<void()>& work);
+  // The code of the first failure, with a line about what was passed over unless `quiet`. Throws Failure(kNoFile) where that was all.
+  ExitCode Finish(bool quiet);
+
+ private:
+  const InputOptions& options_;
+  std::function<void()> hide_;
+  ExitCode code_ = ExitCode::kSuccess;
+  size_t passed_over_ = 0;
+  size_t done_ = 0;
+};
+
+// Calls `work` with each file, one after the other, and gives the code.
+ExitCode ForEachFile(const InputOptions& options, bool quiet, const std::function<void()>& hide,
+                     const std::function<void(size_t index, const std::string& name)>& work);
 
 }  // namespace TSEG::tool
 

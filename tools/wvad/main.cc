@@ -4,9 +4,11 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string>
 
 #include "wvad/command_line.h"
 #include "wvad/failure.h"
+#include "wvad/messages.h"
 #include "wvad/system.h"
 
 int main(int argc, char** argv) {
@@ -18,12 +20,12 @@ int main(int argc, char** argv) {
   } catch (const TSEG::tool::NobodyReads& failure) {
     code = failure.code();
   } catch (const TSEG::tool::Failure& failure) {
-    std::fprintf(stderr, "wvad: %s\n", failure.what());
+    TSEG::tool::SayFailure(failure.what());
     code = failure.code();
   } catch (const std::bad_alloc&) {
-    std::fputs("wvad: out of memory\n", stderr);
+    std::fputs("wvad: out of memory\n", stderr);  // without any
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "wvad: internal error: %s\n", error.what());
+    TSEG::tool::SayFailure(std::string("internal error: ") + error.what());
   }
   return static_cast<int>(code);
 }

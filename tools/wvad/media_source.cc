@@ -103,7 +103,7 @@ std::unique_ptr<AudioSource> OpenMedia(const std::string& name, std::unique_ptr<
     return nullptr;
   }
   const bool whole = IsWhole(*bytes, container);
-  std::unique_ptr<AudioSource> source = module->open({name, options.track, options.allow_network, whole, Interrupted}, std::move(bytes));
+  std::unique_ptr<AudioSource> source = module->open({name, options.track, options.allow_network, whole, ReadingStopped}, std::move(bytes));
   if (source == nullptr && IsMedia(container)) throw Failure(ExitCode::kNotAudio, name + ": not an audio file that can be read");
   return source;
 }
@@ -119,7 +119,7 @@ std::unique_ptr<AudioSource> OpenAddress(const std::string& name, const SourceOp
   if (!options.allow_network) throw Failure(ExitCode::kNoFile, name + ": is an address, which is opened with --allow-network only");
   const MediaModule* module = TheModule().module;
   if (module == nullptr) NoDecoder(name);
-  std::unique_ptr<AudioSource> source = module->open({name, options.track, true, false, Interrupted}, nullptr);
+  std::unique_ptr<AudioSource> source = module->open({name, options.track, true, false, ReadingStopped}, nullptr);
   if (source == nullptr) throw Failure(ExitCode::kNotAudio, name + ": not audio that can be read");
   return source;
 }

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/page_command.h"
 
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
 #include "wvad/failure.h"
 #include "wvad/media_source.h"
+#include "wvad/messages.h"
 #include "wvad/model_choice.h"
 #include "wvad/output.h"
 #include "wvad/page_document.h"
@@ -69,10 +69,10 @@ class PageRun {
       throw Failure(ExitCode::kUsage, "one page cannot show engines of " + std::to_string(recording_.rate_hz) + " and " +
                                           std::to_string(engine.rate_hz()) + " Hz");
     }
-    Progress progress(!options_.quiet && IsTerminal(kStandardError), options.model, Seconds());
+    Progress progress(!options_.quiet && HasLivingTerminal(), {options.model});
     const size_t piece = static_cast<size_t>(recording_.rate_hz) * static_cast<size_t>(options_.input.chunk_ms) / 1000;
     tracks_.push_back(MakeTrack(options, engine, recording_.samples, powers_, piece,
-                                [&](int64_t samples) { progress.Show(static_cast<double>(samples) / recording_.rate_hz); }));
+                                [&](int64_t samples) { progress.Show(0, static_cast<double>(samples) / recording_.rate_hz, Seconds()); }));
     CheckInterrupt();
   }
 
@@ -81,12 +81,12 @@ class PageRun {
   void Hear(int rate_hz) {
     const InputReader reader(options_.input, rate_hz);
     const std::unique_ptr<Input> input = reader.Open(name_);
-    Progress progress(!options_.quiet && IsTerminal(kStandardError), name_, input->seconds_total());
+    Progress progress(!options_.quiet && HasLivingTerminal(), {name_});
     recording_.name = name_;
     recording_.rate_hz = rate_hz;
     for (std::vector<std::vector<int16_t>> pieces; !Interrupted() && input->Next(&pieces);) {
       recording_.samples.insert(recording_.samples.end(), pieces[0].begin(), pieces[0].end());
-      progress.Show(input->seconds_read());
+      progress.Show(0, input->seconds_read(), input->seconds_total());
     }
     CheckInterrupt();
     recording_.damage = input->damage();
@@ -151,7 +151,7 @@ ExitCode RunPage(const PageOptions& options) {
   WritePage(run.recording(), run.tracks(), [&](std::string_view text) { output.Write(text); });
   output.Close();
   if (!run.recording().note.empty() && !options.quiet) {
-    std::fprintf(stderr, "wvad: %s: note: %s\n", run.recording().name.c_str(), run.recording().note.c_str());
+    SayNote(run.recording().name + ": note: " + run.recording().note);
   }
   if (!run.recording().damage.empty()) throw Damage(run.recording());
   return ExitCode::kSuccess;

@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "wvad/engine.h"
+#include "wvad/failure.h"
+#include "wvad/messages.h"
 #include "wvad/recording.h"
 
 namespace TSEG::tool {
@@ -48,6 +50,11 @@ class Report {
   virtual void FailFile(const std::string& message) = 0;
   // A file that could not be begun.
   virtual void RefuseFile(const std::string& name, const std::string& message) = 0;
+  // The same with the exit code, for forms that have room for it.
+  virtual void Fail(const Failure& failure) { FailFile(failure.what()); }
+  virtual void Refuse(const std::string& name, const Failure& failure) { RefuseFile(name, failure.what()); }
+  // A line for the person at the terminal, which is no part of the report.
+  virtual void Say(const std::string& line) { SayNote(line); }
   virtual void End() = 0;
   // It writes where progress is shown.
   virtual bool on_terminal() const { return false; }

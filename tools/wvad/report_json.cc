@@ -86,6 +86,13 @@ Json ToJson(const FileEnd& end) {
   return json;
 }
 
+Json ToJson(const Failure& failure) {
+  Json json;
+  json["error"] = failure.what();
+  json["code"] = static_cast<int>(failure.code());
+  return json;
+}
+
 // A text is a JSON member such as "ws":[{"snr":18.250,"trig":false}].
 Measures MeasuresOf(const SessionQuality& quality) {
   Measures measures;

@@ -28,6 +28,9 @@ nlohmann::ordered_json ToJson(const Sentence& sentence, int rate_hz);
 // heard, stopped_by, whole, and what there is of recording, damage, note, quality and results.
 nlohmann::ordered_json ToJson(const FileEnd& end);
 
+// error and code.
+nlohmann::ordered_json ToJson(const Failure& failure);
+
 // What one session's audio-quality results say; a measure is missing where the session was too short for it.
 struct Measures {
   struct Value {

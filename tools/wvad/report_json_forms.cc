@@ -34,6 +34,11 @@ class JsonDocument : public TextReport {
     json["error"] = message;
     Finish(json);
   }
+  void Fail(const Failure& failure) override { Finish(ToJson(failure)); }
+  void Refuse(const std::string& name, const Failure& failure) override {
+    BeginFile(name);
+    Fail(failure);
+  }
   void RefuseFile(const std::string& name, const std::string& message) override {
     BeginFile(name);
     FailFile(message);
@@ -65,6 +70,11 @@ class JsonLines : public TextReport {
     Json json;
     json["error"] = message;
     Line("end", json);
+  }
+  void Fail(const Failure& failure) override { Line("end", ToJson(failure)); }
+  void Refuse(const std::string& name, const Failure& failure) override {
+    BeginFile(name);
+    Fail(failure);
   }
   void RefuseFile(const std::string& name, const std::string& message) override {
     BeginFile(name);

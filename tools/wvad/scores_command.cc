@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/scores_command.h"
 
-#include <cstdio>
 #include <memory>
 #include <optional>
 
 #include "blocks/score_source.h"
 #include "wvad/engine.h"
 #include "wvad/engine_config.h"
+#include "wvad/messages.h"
 #include "wvad/model_finder.h"
 #include "wvad/output.h"
 #include "wvad/parameters.h"
@@ -48,17 +48,22 @@ Settled SettleParameters(const ScoresOptions& options, const std::string& model)
 class ScoreRun {
  public:
   ScoreRun(const ScoresOptions& options, const Settled& settled, const blocks::ScoreModel& model)
-      : options_(options), rate_hz_(settled.blocks.rate_hz), source_(settled.blocks, &model, settled.priming_frames) {}
+      : options_(options),
+        rate_hz_(settled.blocks.rate_hz),
+        source_(settled.blocks, &model, settled.priming_frames),
+        progress_(!options.quiet && HasLivingTerminal(), options.input.files) {}
+
+  void HideProgress() { progress_.Hide(); }
 
   // A recording that breaks off is scored as far as it goes; the failure is the result.
   // `shared`: other recordings go to the same writer.
-  std::optional<Failure> File(Input& input, const std::string& name, bool on_terminal, bool shared, ScoreWriter& writer) {
+  std::optional<Failure> File(Input& input, size_t index, bool on_terminal, bool shared, ScoreWriter& writer) {
+    const std::string& name = options_.input.files[index];
     const bool typing = name == "-" && on_terminal;
-    Progress progress(!options_.quiet && !typing && IsTerminal(kStandardError), name, input.seconds_total());
     ScoreTrack track([&](const ScoreTrack::Row& row) { writer.Add(row); });
     const blocks::ScoreSource::PairSink sink = [&](const float* pair, bool own) { track.Add(pair, own); };
     const auto pass_on = [&] {
-      if (on_terminal) progress.Hide();
+      if (on_terminal) progress_.Hide();
       writer.Flush();
     };
     writer.Begin(name, shared);
@@ -70,21 +75,20 @@ class ScoreRun {
       source_.Push(piece.data(), piece.size(), sink);
       samples += static_cast<int64_t>(piece.size());
       pass_on();
-      progress.Show(input.seconds_read());
+      if (!typing) progress_.Show(index, input.seconds_read(), input.seconds_total());
     }
     source_.Finish(sink);
     track.Finish(samples / (rate_hz_ / 100));
     pass_on();
-    progress.Hide();
+    progress_.Done(index);
+    progress_.Hide();
     if (Interrupted()) return Failure(ExitCode::kInterrupted, name + ": interrupted");
     if (const std::string damage = broken ? "" : input.damage(); !damage.empty())
       broken = Failure(ExitCode::kNotAudio, name + ": " + damage);
-    if (const std::string note = input.note(); !note.empty() && !options_.quiet)
-      std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), note.c_str());
-    if (input.phase().cancels() && !options_.quiet)
-      std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), PhaseNote(input.phase()).c_str());
+    if (const std::string note = input.note(); !note.empty() && !options_.quiet) SayNote(name + ": note: " + note);
+    if (input.phase().cancels() && !options_.quiet) SayNote(name + ": note: " + PhaseNote(input.phase()));
     if (!broken && !track.found_any() && !options_.quiet) {
-      std::fprintf(stderr, "wvad: %s: note: too short for a score of its own\n", name.c_str());
+      SayNote(name + ": note: too short for a score of its own");
     }
     return broken;
   }
@@ -102,21 +106,22 @@ class ScoreRun {
   const ScoresOptions& options_;
   int rate_hz_;
   blocks::ScoreSource source_;
+  Progress progress_;
 };
 
 // An array holds one recording and has to be completed at its begin.
 bool IsArray(const ScoreFormat& format) { return format.make == nullptr; }
 
 // A recording into a file of its own, which appears when its work is done.
-void ToOwnFile(ScoreRun& run, Input& input, const std::string& name, const ScoreFormat& format, NewFile& file) {
+void ToOwnFile(ScoreRun& run, Input& input, size_t index, const ScoreFormat& format, NewFile& file) {
   std::optional<Failure> failure;
   if (IsArray(format)) {
     ArrayWriter writer(file);
-    failure = run.File(input, name, false, false, writer);
+    failure = run.File(input, index, false, false, writer);
     writer.Finish();
   } else {
     const std::unique_ptr<ScoreWriter> writer = format.make([&file](std::string_view bytes) { file.Write(bytes); });
-    failure = run.File(input, name, false, false, *writer);
+    failure = run.File(input, index, false, false, *writer);
     writer->Flush();
   }
   file.Publish();
@@ -126,10 +131,11 @@ void ToOwnFile(ScoreRun& run, Input& input, const std::string& name, const Score
 // The array of one recording to standard output, a pipe or a device.
 ExitCode ArrayToPipe(ScoreRun& run, const InputReader& reader, const ScoresOptions& options, const OutputRules& rules) {
   Output output(options.output, rules);
-  return ForEachFile(options.input.files, [&](const std::string& name) {
+  const auto hide = [&run] { run.HideProgress(); };
+  return ForEachFile(options.input, options.quiet, hide, [&](size_t index, const std::string& name) {
     const std::unique_ptr<Input> input = reader.Open(name);
     WholeArrayWriter writer([&](std::string_view bytes) { output.Write(bytes); });
-    const std::optional<Failure> failure = run.File(*input, name, output.is_terminal(), false, writer);
+    const std::optional<Failure> failure = run.File(*input, index, output.is_terminal(), false, writer);
     writer.Finish();
     output.Close();
     if (failure) throw *failure;
@@ -142,10 +148,11 @@ ExitCode ToOneOutput(ScoreRun& run, const InputReader& reader, const ScoresOptio
   const std::unique_ptr<ScoreWriter> writer = options.format->make([&](std::string_view bytes) { output.Write(bytes); });
   const bool shared = options.input.files.size() > 1;
   bool heard_any = false;
-  const ExitCode result = ForEachFile(options.input.files, [&](const std::string& name) {
+  const auto hide = [&run] { run.HideProgress(); };
+  const ExitCode result = ForEachFile(options.input, options.quiet, hide, [&](size_t index, const std::string& name) {
     const std::unique_ptr<Input> input = reader.Open(name);
     heard_any = true;
-    const std::optional<Failure> failure = run.File(*input, name, output.is_terminal(), shared, *writer);
+    const std::optional<Failure> failure = run.File(*input, index, output.is_terminal(), shared, *writer);
     if (failure) throw *failure;
   });
   writer->Flush();
@@ -188,10 +195,11 @@ ExitCode RunScores(const ScoresOptions& options) {
   if (!folder && !IsArray(*options.format)) return ToOneOutput(run, reader, options, rules);
   if (!folder && !IsForFile(options.output)) return ArrayToPipe(run, reader, options, rules);
   if (folder) folder->Make();
-  return ForEachFile(options.input.files, [&](const std::string& name) {
+  const auto hide = [&run] { run.HideProgress(); };
+  return ForEachFile(options.input, options.quiet, hide, [&](size_t index, const std::string& name) {
     const std::unique_ptr<Input> input = reader.Open(name);
     NewFile file(folder ? folder->Path(folder->File(name)) : options.output, rules);
-    ToOwnFile(run, *input, name, *options.format, file);
+    ToOwnFile(run, *input, index, *options.format, file);
   });
 }
 

@@ -21,6 +21,9 @@ void CheckForms(const SegmentOptions& options) {
   if (options.formats.size() > 1 && (options.output.empty() || options.output == "-")) {
     throw Failure(ExitCode::kUsage, "--format: several forms go into a folder; name it with -o DIR");
   }
+  if (options.resume && IntoFolder(options)) {
+    throw Failure(ExitCode::kUsage, "--resume: goes with one form and -o FILE, not with a folder");
+  }
   CheckRecordings(options.formats, options.input.files, IntoFolder(options));
 }
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -35,10 +36,45 @@ std::vector<std::string> ListedFiles(const OutputFolder& folder, const std::stri
   return names;
 }
 
+// The code of a recording that an earlier run was through with, by its index: all of it was heard and all that it lists is there. None for
+// any other.
+std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::string& input, const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  const Json index = Json::parse(in, nullptr, false);
+  if (!index.is_object() || index.value("source", "") != Json::parse(JsonText(input)).get<std::string>()) return std::nullopt;
+  if (!index.contains("heard") || index.value("stopped_by", "") == kInterruptedReason) return std::nullopt;
+  const std::vector<std::string> names = ListedFiles(folder, input, path);
+  const bool whole =
+      std::all_of(names.begin(), names.end(), [&](const std::string& name) { return LookAt(folder.Path(name)).kind == FileKind::kFile; });
+  if (!whole) return std::nullopt;
+  return index.contains("damage") ? ExitCode::kNotAudio : ExitCode::kSuccess;
+}
+
 }  // namespace
 
-SentenceFiles::SentenceFiles(const OutputFolder& folder, SentenceFormat format, std::unique_ptr<Report> next, bool notes)
-    : folder_(folder), format_(std::move(format)), next_(std::move(next)), notes_(notes) {}
+std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vector<std::string>& inputs, const OutputSuffixes& suffixes,
+                                   ExitCode* kept_code) {
+  FolderOptions looked_at = options;
+  looked_at.force = true;
+  const OutputFolder folder(looked_at, inputs, suffixes);
+  std::vector<std::string> left;
+  std::vector<std::string> fresh;
+  for (const std::string& input : inputs) {
+    const std::string path = folder.Path(folder.File(input));
+    if (const std::optional<ExitCode> code = CodeOfWhole(folder, input, path)) {
+      if (*kept_code == ExitCode::kSuccess) *kept_code = *code;
+      continue;
+    }
+    left.push_back(input);
+    if (LookAt(path).kind == FileKind::kNone && LookAt(path + ".wvad-part").kind == FileKind::kNone) fresh.push_back(input);
+  }
+  // Where no earlier run has begun, what is there is somebody else's.
+  const OutputFolder untouched(options, fresh, suffixes);
+  return left;
+}
+
+SentenceFiles::SentenceFiles(const OutputFolder& folder, SentenceFormat format, Report* next, bool notes)
+    : folder_(folder), format_(std::move(format)), next_(next), notes_(notes) {}
 
 void SentenceFiles::BeginFile(const std::string& name) {
   input_ = name;
@@ -52,7 +88,7 @@ void SentenceFiles::BeginFile(const std::string& name) {
   const std::string text = JsonText(head);
   index_->Write(text.substr(0, text.size() - 1) + ",\n\"sentences\":[");
   WithIndexOnFailure([&] {
-    if (next_) next_->BeginFile(name);
+    if (next_ != nullptr) next_->BeginFile(name);
   });
 }
 
@@ -60,7 +96,7 @@ void SentenceFiles::Add(const Sentence& sentence, int rate_hz) {
   Sentence told = {sentence.begin_sample, sentence.end_sample, sentence.vol, sentence.trig, sentence.eg, {}, {}, sentence.channel};
   WithIndexOnFailure([&] {
     told.saved_as = folder_.Path(Save(sentence, rate_hz));
-    if (next_) next_->Add(told, rate_hz);
+    if (next_ != nullptr) next_->Add(told, rate_hz);
   });
 }
 
@@ -70,7 +106,7 @@ void SentenceFiles::WithIndexOnFailure(const std::function<void()>& work) {
   } catch (const Failure& failure) {
     // The index of what was saved until now is worth having, if there is room for it.
     try {
-      FailFile(failure.what());
+      Fail(failure);
     } catch (const Failure&) {
       index_.reset();
     }
@@ -95,23 +131,35 @@ std::string SentenceFiles::Save(const Sentence& sentence, int rate_hz) {
 void SentenceFiles::EndFile(const FileEnd& end) {
   CloseIndex(ToJson(end));
   if (end.reason != kInterruptedReason) RemoveLeftOvers();
-  if (next_) next_->EndFile(end);
-  if (count_ == 0 && notes_) std::fprintf(stderr, "wvad: %s: note: no sentences found\n", input_.c_str());
+  if (next_ != nullptr) next_->EndFile(end);
+  if (count_ == 0 && notes_) Say(input_ + ": note: no sentences found");
 }
 
-void SentenceFiles::FailFile(const std::string& message) {
-  Json json;
-  json["error"] = message;
-  CloseIndex(json);
-  if (next_) next_->FailFile(message);
-}
+void SentenceFiles::FailFile(const std::string& message) { Fail(Failure(ExitCode::kInternal, message)); }
 
 void SentenceFiles::RefuseFile(const std::string& name, const std::string& message) {
-  if (next_) next_->RefuseFile(name, message);
+  if (next_ != nullptr) next_->RefuseFile(name, message);
+}
+
+void SentenceFiles::Fail(const Failure& failure) {
+  CloseIndex(ToJson(failure));
+  if (next_ != nullptr) next_->Fail(failure);
+}
+
+void SentenceFiles::Refuse(const std::string& name, const Failure& failure) {
+  if (next_ != nullptr) next_->Refuse(name, failure);
+}
+
+void SentenceFiles::Say(const std::string& line) {
+  if (next_ != nullptr) {
+    next_->Say(line);
+  } else {
+    Report::Say(line);
+  }
 }
 
 void SentenceFiles::End() {
-  if (next_) next_->End();
+  if (next_ != nullptr) next_->End();
 }
 
 void SentenceFiles::CloseIndex(const Json& json) {
@@ -134,23 +182,32 @@ void SentenceFiles::RemoveLeftOvers() {
 
 ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes,
                        const std::function<void(SentenceFormat& format, int rate_hz)>& describe) {
-  OutputFolder folder(options.folder, options.input.files, std::move(suffixes), FilesOfEngine(options.engine));
+  const bool several = options.input.files.size() > 1;
+  ExitCode kept_code = ExitCode::kSuccess;
+  SaveOptions left = options;
+  if (options.resume) {
+    left.folder.force = true;
+    left.input.files = FilesLeft(options.folder, options.input.files, suffixes, &kept_code);
+    if (left.input.files.empty()) return kept_code;
+  }
+  OutputFolder folder(left.folder, options.input.files, std::move(suffixes), FilesOfEngine(options.engine));
   Output output("", folder.rules());
   SentenceTask task;
   task.handout = handout;
   task.keep_away = [&](const std::string& path) { folder.KeepForDebugText(path, options.input.files); };
-  task.make_report = [&](int rate_hz) {
-    SentenceFormat format;
+  SentenceFormat format;
+  task.make_report = [&](int rate_hz) -> std::unique_ptr<Report> {
     format.about["model"] = options.engine.model;
     format.about["sample_rate"] = rate_hz;
     describe(format, rate_hz);
     format.about["made_by"] = ProvenanceOfRun(options);
     folder.Make();
-    std::unique_ptr<Report> told;
-    if (!options.quiet) told = options.format->make(output, {options.input.files.size() > 1, true, true, options.input.channel == "all"});
-    return std::make_unique<SentenceFiles>(folder, std::move(format), std::move(told), !options.quiet);
+    if (options.quiet) return nullptr;
+    return options.format->make(output, {several, true, true, options.input.channel == "all"});
   };
-  return RunSentences(options, task).code;
+  task.save = [&](Report* told) { return std::make_unique<SentenceFiles>(folder, format, told, !options.quiet); };
+  const ExitCode code = RunSentences(left, task).code;
+  return kept_code != ExitCode::kSuccess ? kept_code : code;
 }
 
 }  // namespace TSEG::tool

@@ -34,14 +34,17 @@ struct SentenceFormat {
 
 class SentenceFiles : public Report {
  public:
-  // `next` may be null. `notes`: say on standard error where nothing was found.
-  SentenceFiles(const OutputFolder& folder, SentenceFormat format, std::unique_ptr<Report> next, bool notes);
+  // `next` may be null. `notes`: say where nothing was found.
+  SentenceFiles(const OutputFolder& folder, SentenceFormat format, Report* next, bool notes);
 
   void BeginFile(const std::string& name) override;
   void Add(const Sentence& sentence, int rate_hz) override;
   void EndFile(const FileEnd& end) override;
   void FailFile(const std::string& message) override;
   void RefuseFile(const std::string& name, const std::string& message) override;
+  void Fail(const Failure& failure) override;
+  void Refuse(const std::string& name, const Failure& failure) override;
+  void Say(const std::string& line) override;
   void End() override;
   bool on_terminal() const override { return next_ && next_->on_terminal(); }
 
@@ -54,7 +57,7 @@ class SentenceFiles : public Report {
 
   const OutputFolder& folder_;
   SentenceFormat format_;
-  std::unique_ptr<Report> next_;
+  Report* next_;
   bool notes_;
   std::string input_;
   int64_t count_ = 0;
@@ -67,6 +70,12 @@ struct SaveOptions : SentenceOptions {
   FolderOptions folder;
   const ReportFormat* format = ReportFormats().data();  // of what is told on standard output; with `quiet` nothing is
 };
+
+// The recordings that an earlier run, which was stopped, was not through with: those without an index, those whose index tells of an
+// interrupt or an error, and those of whose files one is missing. `kept_code`: that of the first of the others that was damaged. Throws
+// Failure(kOutput) where there are files and no index that they belong to.
+std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vector<std::string>& inputs, const OutputSuffixes& suffixes,
+                                   ExitCode* kept_code);
 
 // Works through all files and saves each sentence of them. `describe` fills in how, at the engine's rate; `about` tells of model and rate
 // before.

@@ -2,7 +2,9 @@
 #include "wvad/sentence_run.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <atomic>
+#include <exception>
+#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -11,12 +13,16 @@
 #include "wvad/engine.h"
 #include "wvad/engine_config.h"
 #include "wvad/floor_note.h"
+#include "wvad/in_order.h"
+#include "wvad/messages.h"
 #include "wvad/model_finder.h"
 #include "wvad/output.h"
 #include "wvad/progress.h"
 #include "wvad/provenance.h"
+#include "wvad/recorded_report.h"
 #include "wvad/recording.h"
 #include "wvad/report_json.h"
+#include "wvad/resume.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -36,8 +42,8 @@ RenewalPolicy PolicyFor(const SentenceTask& task) {
 // One run over all files, with what they share.
 class SentenceRun {
  public:
-  SentenceRun(const SentenceOptions& options, const SentenceTask& task, Engine& engine, ParameterList parameters)
-      : options_(options), task_(task), engine_(engine), parameters_(std::move(parameters)) {
+  SentenceRun(const SentenceOptions& options, const SentenceTask& task, Engine& engine, ParameterList parameters, Progress& progress)
+      : options_(options), task_(task), engine_(engine), parameters_(std::move(parameters)), progress_(progress) {
     // Every parameter is tried once before any audio is touched, so that a mistake costs nothing. The rate alone outlives a session.
     Detector& detector = DetectorOf(0);
     const Session trial(detector, parameters_);
@@ -50,25 +56,37 @@ class SentenceRun {
   int rate_hz() const { return rate_hz_; }
   bool heard_any() const { return heard_any_; }
 
-  void File(const InputReader& reader, const std::string& name, Report& report) {
+  // Work that is going on comes to an end, as if interrupted. Any thread may call.
+  void Abandon() {
+    abandoned_ = true;
+    StopReading();
+  }
+
+  void File(const InputReader& reader, size_t index, Report& report) {
+    const std::string& name = options_.input.files[index];
+    if (Stopped()) throw Failure(ExitCode::kInterrupted, name + ": interrupted");
+    const DoneAtLast done{progress_, index};
     // Opened before it is announced: a missing file has no table.
     std::unique_ptr<Input> input;
     try {
       input = reader.Open(name);
+    } catch (const NoSound& failure) {
+      if (options_.input.walked.count(name) == 0) report.Refuse(name, failure);
+      throw;
     } catch (const Failure& failure) {
-      report.RefuseFile(name, failure.what());
+      report.Refuse(name, failure);
       throw;
     }
     report.BeginFile(name);
     heard_any_ = true;
     FileEnd end;
     try {
-      end = Listen(*input, name, reader.all_channels(), report);
+      end = Listen(*input, index, reader.all_channels(), report);
     } catch (const Failure& failure) {
-      if (failure.code() != ExitCode::kOutput) report.FailFile(failure.what());
+      if (failure.code() != ExitCode::kOutput) report.Fail(failure);
       throw;
     }
-    if (Interrupted()) throw Failure(ExitCode::kInterrupted, name + ": interrupted");
+    if (Stopped()) throw Failure(ExitCode::kInterrupted, name + ": interrupted");
     if (!end.damage.empty()) throw Failure(ExitCode::kNotAudio, name + ": " + end.damage);
   }
 
@@ -76,32 +94,47 @@ class SentenceRun {
   using Pieces = std::vector<std::vector<int16_t>>;
   using Step = std::function<void()>;
 
+  // A recording is done with, whether it failed or not.
+  struct DoneAtLast {
+    Progress& progress;
+    size_t index;
+    ~DoneAtLast() { progress.Done(index); }
+  };
+
+  bool Stopped() const { return Interrupted() || abandoned_; }
+
   // An instance for each channel that is listened to at once.
   Detector& DetectorOf(size_t lane) {
+    static std::mutex one_at_a_time;
+    const std::lock_guard<std::mutex> lock(one_at_a_time);
     while (detectors_.size() <= lane) detectors_.push_back(std::make_unique<Detector>(engine_));
     return *detectors_[lane];
   }
 
-  FileEnd Listen(Input& input, const std::string& name, bool all_channels, Report& report) {
+  FileEnd Listen(Input& input, size_t index, bool all_channels, Report& report) {
+    const std::string& name = options_.input.files[index];
     const bool typing = name == "-" && report.on_terminal();
-    Progress progress(!options_.quiet && !typing && IsTerminal(kStandardError), name, input.seconds_total());
     FloorNote floor_note(floor_, rate_hz_);
     std::vector<std::unique_ptr<Observed>> observed;
     for (size_t lane = 0; lane < input.lanes(); ++lane) observed.push_back(std::make_unique<Observed>(DetectorOf(lane), floor_note));
     const Recording::Sink sink = [&](const Sentence& sentence) {
-      if (report.on_terminal()) progress.Hide();
+      if (report.on_terminal()) progress_.Hide();
       report.Add(sentence, rate_hz_);
     };
-    const Step heard = [&] { progress.Show(input.seconds_read()); };
+    const Step heard = [&] {
+      if (!typing) progress_.Show(index, input.seconds_read(), input.seconds_total());
+    };
     FileEnd end = options_.endpoint ? ToEndpoint(input, sink, heard) : ToTheEnd(input, all_channels, sink, heard);
-    progress.Hide();
+    if (report.on_terminal()) progress_.Hide();
     end.note = input.note();
     if (input.phase().cancels()) end.note += (end.note.empty() ? "" : "; ") + PhaseNote(input.phase());
     if (end.note.empty()) end.note = floor_note.Text(GainAdvice(name));
     end.recording = Facts(input, name, end);
     report.EndFile(end);
-    if (!end.note.empty() && !options_.quiet && !Interrupted())
-      std::fprintf(stderr, "wvad: %s: note: %s\n", name.c_str(), end.note.c_str());
+    if (!end.note.empty() && !options_.quiet && !Stopped()) {
+      progress_.Hide();
+      report.Say(name + ": note: " + end.note);
+    }
     return end;
   }
 
@@ -123,7 +156,7 @@ class SentenceRun {
       lanes.push_back(std::make_unique<Recording>(DetectorOf(lane), parameters_, rate_hz_, PolicyFor(task_),
                                                   all_channels ? of_channel : sink, frame_bytes_));
     }
-    for (Pieces pieces; !Interrupted() && input.Next(&pieces);) {
+    for (Pieces pieces; !Stopped() && input.Next(&pieces);) {
       for (size_t lane = 0; lane < lanes.size(); ++lane) lanes[lane]->Feed(pieces[lane]);
       heard();
     }
@@ -141,7 +174,7 @@ class SentenceRun {
         end.others = lanes[lane]->others();
       }
     }
-    if (Interrupted()) {
+    if (Stopped()) {
       end.reason = kInterruptedReason;
     } else {
       end.damage = input.damage();
@@ -168,7 +201,7 @@ class SentenceRun {
               0});
       }
     };
-    for (Pieces pieces; !session.ended() && !Interrupted() && input.Next(&pieces);) {
+    for (Pieces pieces; !session.ended() && !Stopped() && input.Next(&pieces);) {
       session.Write(pieces[0].data(), pieces[0].size(), false);
       end.samples += static_cast<int64_t>(pieces[0].size());
       pass_on();
@@ -180,7 +213,7 @@ class SentenceRun {
     } else {
       session.Write(nullptr, 0, true);
       pass_on();
-      if (Interrupted()) {
+      if (Stopped()) {
         end.reason = kInterruptedReason;
       } else {
         end.damage = input.damage();
@@ -204,12 +237,69 @@ class SentenceRun {
   const SentenceTask& task_;
   Engine& engine_;
   ParameterList parameters_;
+  Progress& progress_;
+  std::atomic<bool> abandoned_ = false;
   std::vector<std::unique_ptr<Detector>> detectors_;
   int rate_hz_ = 16000;
   size_t frame_bytes_ = 0;
   bool heard_any_ = false;
   std::optional<int> floor_;  // the fixed energy floor; none with the adaptive one
 };
+
+// For those who want nothing told.
+class NoReport : public Report {
+ public:
+  void BeginFile(const std::string&) override {}
+  void Add(const Sentence&, int) override {}
+  void EndFile(const FileEnd&) override {}
+  void FailFile(const std::string&) override {}
+  void RefuseFile(const std::string&, const std::string&) override {}
+  void End() override {}
+};
+
+// One recording after the other, told while it is heard.
+ExitCode OneByOne(const SentenceOptions& options, const SentenceTask& task, SentenceRun& run, const InputReader& reader, Report& told,
+                  Progress& progress) {
+  const std::unique_ptr<Report> saving = task.save ? task.save(&told) : nullptr;
+  Report& report = saving ? *saving : told;
+  const auto hide = [&progress] { progress.Hide(); };
+  return ForEachFile(options.input, options.quiet, hide, [&](size_t index, const std::string&) { run.File(reader, index, report); });
+}
+
+// Several at once, each told as a whole when its turn has come.
+ExitCode SeveralAtOnce(const SentenceOptions& options, const SentenceTask& task, const std::vector<std::unique_ptr<SentenceRun>>& runs,
+                       const InputReader& reader, Report& told, Progress& progress) {
+  struct Outcome {
+    RecordedReport report;
+    std::exception_ptr failure;
+  };
+  std::vector<std::unique_ptr<Outcome>> outcomes(options.input.files.size());
+  FileTally tally(options.input, [&progress] { progress.Hide(); });
+  InOrderWork work;
+  work.work = [&](size_t worker, size_t index) {
+    auto outcome = std::make_unique<Outcome>();
+    try {
+      const std::unique_ptr<Report> saving = task.save ? task.save(&outcome->report) : nullptr;
+      runs[worker]->File(reader, index, saving ? *saving : outcome->report);
+    } catch (...) {
+      outcome->failure = std::current_exception();
+    }
+    outcomes[index] = std::move(outcome);
+  };
+  work.finish = [&](size_t index) {
+    const std::unique_ptr<Outcome> outcome = std::move(outcomes[index]);
+    const Progress::Pause pause(progress);
+    return tally.Do(options.input.files[index], [&] {
+      outcome->report.Replay(told);
+      if (outcome->failure) std::rethrow_exception(outcome->failure);
+    });
+  };
+  work.abandon = [&] {
+    for (const std::unique_ptr<SentenceRun>& run : runs) run->Abandon();
+  };
+  WorkInOrder(options.input.files.size(), runs.size(), work);
+  return tally.Finish(options.quiet);
+}
 
 void EndQuietly(Report& report) {
   try {
@@ -229,22 +319,28 @@ RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task)
   DebugText debug_text;
   Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, own));
   debug_text.Claim(engine, plan.session, task.keep_away);
-  SentenceRun run(options, task, engine, plan.session);
-  const InputReader reader(options.input, run.rate_hz());
+  Progress progress(!options.quiet && HasLivingTerminal(), options.input.files);
+  std::vector<std::unique_ptr<SentenceRun>> runs;
+  const size_t workers = std::clamp<size_t>(static_cast<size_t>(options.input.jobs), 1, options.input.files.size());
+  while (runs.size() < workers) runs.push_back(std::make_unique<SentenceRun>(options, task, engine, plan.session, progress));
+  const int rate_hz = runs[0]->rate_hz();
+  const InputReader reader(options.input, rate_hz);
   if (options.endpoint && reader.all_channels()) {
     throw Failure(ExitCode::kUsage, "--endpoint and --channel all exclude each other: a live client listens to one");
   }
-  const std::unique_ptr<Report> report = task.make_report(run.rate_hz());
+  std::unique_ptr<Report> report = task.make_report(rate_hz);
+  if (!report) report = std::make_unique<NoReport>();
   RunResult result;
   try {
-    result.code = ForEachFile(options.input.files, [&](const std::string& name) { run.File(reader, name, *report); });
+    result.code = workers == 1 ? OneByOne(options, task, *runs[0], reader, *report, progress)
+                               : SeveralAtOnce(options, task, runs, reader, *report, progress);
   } catch (const Failure&) {
     // What has been told until then shall be a whole document, if there is room for its end.
     EndQuietly(*report);
     throw;
   }
   report->End();
-  result.heard_any = run.heard_any();
+  for (const std::unique_ptr<SentenceRun>& run : runs) result.heard_any |= run->heard_any();
   return result;
 }
 
@@ -258,23 +354,34 @@ ReportShape ShapeOf(const ReportOptions& options) {
 ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
   std::vector<std::string> read = FilesOfEngine(options.engine);
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());
-  OutputRules rules(options.force, read);
+  OutputRules rules(options.force || options.resume, read);
   task.keep_away = [&](const std::string& path) {
     rules.KeepForDebugText(path);
     CheckOutput(options.output, rules);
   };
   // Before any work, which may be long.
   CheckOutput(options.output, rules);
-  if (options.checksum) CheckChecksums(options.input.files);
+  Kept kept;
+  SentenceOptions left = options;
+  if (options.resume) kept = KeepWhatIsThere(options.output, options.format->name, options.input.files);
+  left.input.files.erase(left.input.files.begin(), left.input.files.begin() + static_cast<std::ptrdiff_t>(kept.files));
+  if (options.checksum) CheckChecksums(left.input.files);
   task.checksum = options.checksum;
   std::optional<Output> output;
   task.make_report = [&](int) {
     output.emplace(options.output, rules);
-    return options.format->make(*output, ShapeOf(options));
+    auto report = options.format->make(*output, ShapeOf(options));
+    output->Write(kept.rows);
+    return report;
   };
-  const RunResult result = RunSentences(options, task);
-  if (result.heard_any) output->Close();
-  return result.code;
+  RunResult result;
+  if (kept.files < options.input.files.size()) {
+    result = RunSentences(left, task);
+  } else {
+    task.make_report(0)->End();
+  }
+  if (result.heard_any || kept.files > 0) output->Close();
+  return kept.code != ExitCode::kSuccess ? kept.code : result.code;
 }
 
 }  // namespace TSEG::tool

@@ -23,6 +23,7 @@ struct SentenceOptions {
   EngineOptions engine;
   bool endpoint = false;
   bool quiet = false;
+  bool resume = false;  // what an earlier run was through with is kept
 };
 
 constexpr size_t kFeatureFloats = 115;  // of a frame that the engine hands out
@@ -33,8 +34,10 @@ struct SentenceTask {
   bool checksum = false;  // FileEnd has that of the recording
   // Called with a file that the engine will write by itself. Throws Failure(kOutput) where an output would fall on it.
   std::function<void(const std::string& path)> keep_away;
-  // Called once everything but the recordings has been found right.
+  // Called once everything but the recordings has been found right. May give null: nothing is told.
   std::function<std::unique_ptr<Report>(int rate_hz)> make_report;
+  // A report that saves sentences and then tells `told` (may be null) of them; empty for a task that saves none. One for each thread.
+  std::function<std::unique_ptr<Report>(Report* told)> save;
 };
 
 struct RunResult {

@@ -22,6 +22,7 @@ namespace TSEG::tool {
 namespace {
 
 volatile sig_atomic_t interrupted = 0;
+std::atomic<bool> reading_stopped = false;
 
 // What a signal handler may look at: names in fixed places, each with a mark that is set last and taken away first.
 struct DoomedName {
@@ -77,6 +78,10 @@ void RememberInterrupts() {
 }
 
 bool Interrupted() { return interrupted != 0; }
+
+void StopReading() { reading_stopped = true; }
+
+bool ReadingStopped() { return reading_stopped || Interrupted(); }
 
 void* LoadSymbol(const std::string& file, const char* name, std::string* reason) {
   void* object = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);

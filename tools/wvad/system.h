@@ -24,6 +24,9 @@ void IgnoreSignalsOfWriting();
 // work can be closed in order; a read that waits returns. The second one removes what is doomed and ends the process.
 void RememberInterrupts();
 bool Interrupted();
+// From here on no thread waits for input any more, as if interrupted: for a run that several threads work on and that has failed.
+void StopReading();
+bool ReadingStopped();
 
 // While it lives, the file `path` goes if a signal ends the process (not even this helps against SIGKILL). Up to 64 live at once; further
 // ones, and paths longer than the system takes, are not doomed.

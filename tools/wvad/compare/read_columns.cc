@@ -53,6 +53,7 @@ Annotation ReadColumns(const std::string& text, const std::string& id, char sepa
   const Row heading = rows.empty() ? Row() : rows[0];
   const int file = Column(heading, {"file"});
   const int begin = Column(heading, {"begin", "start", "onset"});
+  const int error = Column(heading, {"error"});
   const int end = Column(heading, {"end", "offset"});
   const int duration = Column(heading, {"duration"});
   if (begin < 0 || (end < 0 && duration < 0)) {
@@ -67,6 +68,7 @@ Annotation ReadColumns(const std::string& text, const std::string& id, char sepa
         throw Failure(ExitCode::kNotAudio, "row " + std::to_string(i + 1) + " is too short");
       return rows[i][static_cast<size_t>(column)];
     };
+    if (error >= 0 && !field(error).empty()) continue;  // a recording that failed
     const int64_t begin_us = ParseSeconds(field(begin));
     const int64_t end_us = end >= 0 ? ParseSeconds(field(end)) : begin_us + ParseSeconds(field(duration));
     annotation[file < 0 ? id : RecordingId(field(file))].speech.push_back(SpanOf(begin_us, end_us));

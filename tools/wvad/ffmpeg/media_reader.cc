@@ -21,7 +21,7 @@ namespace {
 // What may be opened beside the file itself: the pieces that a playlist names. libavformat knows further protocols, which read devices,
 // run other programs or write.
 constexpr const char* kLocal = "file,crypto,data";
-constexpr const char* kNetwork = "file,crypto,data,http,https,httpproxy,ftp,rtmp,rtmps,rtmpt,rtsp,rtp,srtp,srt,mmsh,mmst,tcp,tls,udp";
+constexpr const char* kNetwork = "crypto,data,http,https,httpproxy,ftp,rtmp,rtmps,rtmpt,rtsp,rtp,srtp,srt,mmsh,mmst,tcp,tls,udp";
 
 // With two digits, whatever the locale.
 std::string Seconds(int64_t frames, int rate_hz) {
@@ -72,7 +72,9 @@ bool MediaReader::Open() {
     }
   }
   Options options;
-  av_dict_set(&options.entries, "protocol_whitelist", request_.allow_network ? kNetwork : kLocal, 0);
+  // What comes from elsewhere leads to no file that lies here.
+  const std::string protocols = !request_.allow_network ? kLocal : io_ ? std::string("file,") + kNetwork : kNetwork;
+  av_dict_set(&options.entries, "protocol_whitelist", protocols.c_str(), 0);
   av_dict_set(&options.entries, "err_detect", "crccheck", 0);
   const std::string place = request_.name == "-" ? "" : request_.name;
   // Frees the context where it fails.
@@ -99,8 +101,8 @@ bool MediaReader::Open() {
 void MediaReader::Refuse(int code) const {
   if (request_.interrupted()) throw Failure(ExitCode::kInterrupted, request_.name + ": interrupted");
   if (!log_.refused.empty()) {
-    throw Failure(ExitCode::kNoFile,
-                  request_.name + ": leads to an address, which is opened with --allow-network only (" + log_.refused + ")");
+    const std::string how = request_.allow_network ? "is not opened from there" : "is opened with --allow-network only";
+    throw Failure(ExitCode::kNoFile, request_.name + ": leads to something that " + how + " (" + log_.refused + ")");
   }
   if (!io_) throw Failure(ExitCode::kNoFile, request_.name + ": cannot be opened (" + ErrorText(code) + ")");
   throw Failure(ExitCode::kNotAudio,
@@ -263,7 +265,7 @@ std::string MediaReader::Heard() const {
 }
 
 std::string MediaReader::damage() {
-  if (!log_.refused.empty()) return "a part of it is at an address, which is opened with --allow-network only: " + Heard();
+  if (!log_.refused.empty()) return "a part of it was not opened (" + log_.refused + "): " + Heard();
   if (bad_places_ > 0) {
     return "damaged in " + std::to_string(bad_places_) + (bad_places_ == 1 ? " place" : " places") + ": " + Heard();
   }

@@ -37,7 +37,7 @@ AVStream* ChooseTrack(AVFormatContext* file, const std::string& name, int track)
     if (file->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) tracks.push_back(file->streams[i]);
     file->streams[i]->discard = AVDISCARD_ALL;
   }
-  if (tracks.empty()) throw Failure(ExitCode::kNotAudio, name + ": there is no sound in it (" + file->iformat->long_name + ")");
+  if (tracks.empty()) throw NoSound(name + ": there is no sound in it (" + file->iformat->long_name + ")");
   if (track > static_cast<int>(tracks.size())) {
     std::string list;
     for (size_t i = 0; i < tracks.size(); ++i) list += (i > 0 ? "; " : "") + Describe(tracks[i], i + 1);

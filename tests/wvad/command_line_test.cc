@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The command line as somebody meets it who does not know it: help, guesses, completions, colours.
+#include <cstdlib>
+
+#include "wvad/program_fixture.h"
+
+namespace TSEG::tool {
+namespace {
+
+class CommandLineHelp : public Program {
+ protected:
+  // What a shell says to a script, by lines; fails the test where it does not end well.
+  std::string Says(const std::string& shell, const std::string& script) {
+    const std::string path = folder_.write("script", script);
+    const std::string call = "cd " + folder_.path() + " && " + shell + " script >said 2>&1";
+    EXPECT_EQ(std::system(call.c_str()), 0) << folder_.read("said");
+    return folder_.read("said");
+  }
+  bool Has(const std::string& shell) { return std::system(("command -v " + shell + " >/dev/null").c_str()) == 0; }
+  void Write(const std::string& shell, const std::string& name) {
+    const Outcome run = Call({"completions", shell});
+    EXPECT_EQ(run.code, 0) << run.err;
+    folder_.write(name, run.out);
+  }
+};
+
+TEST_F(CommandLineHelp, VersionHasAShortName) {
+  const Outcome run = Call({"-V"});
+  EXPECT_EQ(run.code, 0);
+  EXPECT_THAT(run.out, StartsWith("wvad "));
+  EXPECT_EQ(run.out, Call({"--version"}).out);
+}
+
+TEST_F(CommandLineHelp, HelpIsACommandToo) {
+  EXPECT_EQ(Call({"help"}).out, Call({"--help"}).out);
+  for (const char* command : {"segment", "scores", "completions"}) {
+    const Outcome run = Call({"help", command});
+    EXPECT_EQ(run.code, 0) << command;
+    EXPECT_EQ(run.out, Call({command, "--help"}).out) << command;
+  }
+  EXPECT_EQ(Call({"help", "model", "pack"}).out, Call({"model", "pack", "--help"}).out);
+  ExpectFailure(Call({"help", "segmnet"}), 2, "no such command: segmnet (did you mean segment?)");
+}
+
+TEST_F(CommandLineHelp, MistypedNamesAreGuessed) {
+  ExpectFailure(Call({"segmnet", "a.wav"}), 2, "no such command: segmnet (did you mean segment?) (see --help)");
+  ExpectFailure(Call({"model", "inspct", "a"}), 2, "no such command: inspct (did you mean inspect?)");
+  ExpectFailure(Segment({"--formt", "json", "a.wav"}), 2, "(did you mean --format?)");
+  ExpectFailure(Segment({"--gian=3", "a.wav"}), 2, "(did you mean --gain?)");
+  ExpectFailure(Segment({"--inc", "*.wav", "a.wav"}), 2, "(did you mean --include?)");
+  const Outcome far = Segment({"--zzzzzzzz", "a.wav"});
+  EXPECT_EQ(far.code, 2);
+  EXPECT_THAT(far.err, ::testing::Not(HasSubstr("did you mean")));
+  // A recording in the place of a command.
+  const std::string path = Wav("a.wav", 1, {});
+  ExpectFailure(Call({path}), 2, "a command is expected first: wvad segment " + path);
+}
+
+TEST_F(CommandLineHelp, BashCompletes) {
+  if (!Has("bash")) GTEST_SKIP() << "no bash";
+  Write("bash", "wvad");
+  const auto completed = [&](const std::string& words, int at) {
+    return Says("bash", "source ./wvad\nCOMP_WORDS=(" + words + ")\nCOMP_CWORD=" + std::to_string(at) + "\n_wvad\necho ${COMPREPLY[@]}\n");
+  };
+  EXPECT_EQ(completed("wvad se", 1), "segment\n");
+  EXPECT_EQ(completed("wvad model ''", 2), "pack inspect --help --help-all\n");
+  EXPECT_EQ(completed("wvad segment --form", 2), "--format\n");
+  EXPECT_EQ(completed("wvad segment -f js", 3), "json jsonl\n");
+  EXPECT_EQ(completed("wvad segment --channel ''", 3), "mix all\n");
+  EXPECT_EQ(completed("wvad model pack --f", 3), "--force\n");
+  EXPECT_EQ(completed("wvad completions f", 2), "\n");  // left to the shell
+  EXPECT_EQ(completed("wvad segment ta", 2), "\n");     // files
+  EXPECT_EQ(Says("bash", "source ./wvad\ncomplete -p wvad\n"), "complete -o bashdefault -o default -F _wvad wvad\n");
+}
+
+TEST_F(CommandLineHelp, FishCompletes) {
+  if (!Has("fish")) GTEST_SKIP() << "no fish";
+  Write("fish", "wvad.fish");
+  const auto completed = [&](const std::string& line) {
+    return Says("env HOME=" + folder_.path() + " fish --no-config",
+                "source ./wvad.fish\ncomplete -C '" + line + "' | string replace -r '\\t.*' ''\n");
+  };
+  EXPECT_EQ(completed("wvad seg"), "segment\n");
+  EXPECT_EQ(completed("wvad model in"), "inspect\n");
+  EXPECT_EQ(completed("wvad segment --form"), "--format\n");
+  EXPECT_EQ(completed("wvad segment --format js"), "json\njsonl\n");
+  EXPECT_EQ(completed("wvad model pack --fo"), "--force\n");
+}
+
+TEST_F(CommandLineHelp, ZshCompletes) {
+  if (!Has("zsh")) GTEST_SKIP() << "no zsh";
+  Write("zsh", "_wvad");
+  // Shells in terminals of their own, which are typed at.
+  const std::string script = R"(
+zmodload zsh/zpty
+show() {
+  zpty shell zsh -f -i
+  zpty -w shell 'PS1=; fpath=($PWD $fpath); autoload -U compinit; compinit -D -u; bindkey "^I" complete-word; echo rea''dy'
+  zpty -r -m shell junk '*ready*'
+  zpty -n -w shell "$1"$'\t'
+  sleep 1
+  zpty -w shell ' ; echo do''ne'
+  zpty -r -m shell text '*done*'
+  zpty -d shell
+  print -r -- "$text"
+}
+show 'wvad segm'
+show 'wvad segment --recur'
+show 'wvad model insp'
+)";
+  const std::string said = Says("env HOME=" + folder_.path() + " TERM=xterm zsh -f", script);
+  EXPECT_THAT(said, HasSubstr("wvad segment"));
+  EXPECT_THAT(said, HasSubstr("wvad segment --recursive"));
+  EXPECT_THAT(said, HasSubstr("wvad model inspect"));
+  EXPECT_EQ(Says("zsh -n", folder_.read("_wvad")), "");
+}
+
+TEST_F(CommandLineHelp, FailuresAreColouredOnDemandOnly) {
+  const auto failure = [&](const std::string& environment) {
+    const std::string call = environment + " " + WVAD_PROGRAM + " segment -m " + WVAD_TEST_MODEL + " " + folder_.file("no.wav") +
+                             " >/dev/null 2>" + folder_.file("err");
+    EXPECT_EQ(WEXITSTATUS(std::system(call.c_str())), 3);
+    return folder_.read("err");
+  };
+  const std::string plain = "wvad: " + folder_.file("no.wav") + ": no such file\n";
+  EXPECT_EQ(failure("TERM=xterm"), plain);
+  EXPECT_EQ(failure("TERM=xterm CLICOLOR_FORCE=1"), "\x1b[1;31mwvad:\x1b[0m " + folder_.file("no.wav") + ": no such file\n");
+  EXPECT_EQ(failure("TERM=xterm CLICOLOR_FORCE=1 NO_COLOR=1"), plain);
+  // A name colours nothing and makes no second line.
+  ExpectFailure(Segment({"-o", folder_.file("no"), "red\x1b[31m\n.wav"}), 3, "wvad: red\\x1b[31m\\n.wav: no such file\n");
+}
+
+}  // namespace
+}  // namespace TSEG::tool

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/file_list.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "support/temp_folder.h"
+#include "wvad/failure.h"
+
+namespace TSEG::tool {
+namespace {
+
+using ::testing::ElementsAre;
+
+class FileListTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* name :
+         {"in/b.wav", "in/a.wav", "in/notes.txt", "in/sub/c.flac", "in/sub/deep/d.wav", "in/old/e.wav", "in/f.wav.wvad-part"})
+      folder_.write(name, "x");
+  }
+  // Names below the test's folder.
+  std::vector<std::string> List(FileListOptions options) {
+    for (std::string& name : options.names) name = folder_.file(name);
+    std::vector<std::string> found;
+    for (const std::string& name : ListFiles(options).files) found.push_back(name.substr(folder_.path().size() + 1));
+    return found;
+  }
+  testing_support::TempFolder folder_;
+};
+
+TEST_F(FileListTest, FolderGivesItsFilesInTheOrderOfTheirNames) {
+  FileListOptions options;
+  options.names = {"in"};
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/b.wav", "in/notes.txt"));
+  options.names = {"in/sub/c.flac", "in/"};
+  EXPECT_THAT(List(options), ElementsAre("in/sub/c.flac", "in/a.wav", "in/b.wav", "in/notes.txt"));
+  EXPECT_EQ(ListFiles({{folder_.file("in/a.wav"), folder_.file("in/sub")}, "", false, false, {}, {}}).walked.size(), 1U);
+}
+
+TEST_F(FileListTest, RecursiveWalksBelow) {
+  FileListOptions options;
+  options.names = {"in"};
+  options.recursive = true;
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/b.wav", "in/notes.txt", "in/old/e.wav", "in/sub/c.flac", "in/sub/deep/d.wav"));
+}
+
+TEST_F(FileListTest, PatternsChooseByNameAndByPath) {
+  FileListOptions options;
+  options.names = {"in"};
+  options.recursive = true;
+  options.include = {"*.wav"};
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/b.wav", "in/old/e.wav", "in/sub/deep/d.wav"));
+  options.exclude = {"old", "b.*"};
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/sub/deep/d.wav"));
+  options.include = {"sub/*.flac", "sub/*/d.wav"};
+  EXPECT_THAT(List(options), ElementsAre("in/sub/c.flac", "in/sub/deep/d.wav"));
+  options.exclude = {"sub/deep"};
+  EXPECT_THAT(List(options), ElementsAre("in/sub/c.flac"));
+  // What was named is taken, whatever the patterns.
+  options.names = {"in/notes.txt"};
+  EXPECT_THAT(List(options), ElementsAre("in/notes.txt"));
+}
+
+TEST_F(FileListTest, WhatIsNoFileIsPassedOverAndLinksMakeNoCircles) {
+  std::filesystem::create_symlink("..", folder_.file("in/sub/up"));
+  std::filesystem::create_symlink("c.flac", folder_.file("in/sub/link.flac"));
+  std::filesystem::create_symlink("nowhere", folder_.file("in/sub/broken"));
+  ASSERT_EQ(mkfifo(folder_.file("in/sub/pipe").c_str(), 0600), 0);
+  FileListOptions options;
+  options.names = {"in/sub"};
+  options.recursive = true;
+  EXPECT_THAT(List(options), ElementsAre("in/sub/c.flac", "in/sub/deep/d.wav", "in/sub/link.flac"));
+}
+
+TEST_F(FileListTest, ListsNameFilesWithLinesOrZeroBytes) {
+  FileListOptions options;
+  options.names = {"in/b.wav"};
+  options.list = folder_.write("list", folder_.file("in/a.wav") + "\n\n" + folder_.file("in/sub") + "\n" + folder_.file("with\rodd"));
+  EXPECT_THAT(List(options), ElementsAre("in/b.wav", "in/a.wav", "in/sub/c.flac", "with\rodd"));
+  options.zero_ends = true;
+  options.list =
+      folder_.write("zeros", folder_.file("two\nlines.wav") + std::string(1, '\0') + folder_.file("in/a.wav") + std::string(1, '\0'));
+  EXPECT_THAT(List(options), ElementsAre("in/b.wav", "two\nlines.wav", "in/a.wav"));
+  // Longer than what is read at once.
+  std::string many;
+  for (int i = 0; i < 5000; ++i) many += folder_.file("f" + std::to_string(i)) + "\n";
+  options.zero_ends = false;
+  options.list = folder_.write("many", many);
+  EXPECT_EQ(List(options).size(), 5001U);
+  EXPECT_EQ(List(options).back(), "f4999");
+}
+
+TEST_F(FileListTest, WhatContradictsItselfIsRefused) {
+  const auto code = [](const FileListOptions& options) {
+    try {
+      ListFiles(options);
+    } catch (const Failure& failure) {
+      return failure.code();
+    }
+    return ExitCode::kSuccess;
+  };
+  EXPECT_EQ(code({}), ExitCode::kUsage);
+  EXPECT_EQ(code({{"-"}, "-", false, false, {}, {}}), ExitCode::kUsage);
+  EXPECT_EQ(code({{}, folder_.file("missing"), false, false, {}, {}}), ExitCode::kNoFile);
+}
+
+}  // namespace
+}  // namespace TSEG::tool

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/resume.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string_view>
+
+#include "wvad/failure.h"
+#include "wvad/file_system.h"
+#include "wvad/report_json.h"
+
+namespace TSEG::tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr const char* kPart = ".wvad-part";  // new_file.h
+
+// The bytes of a file, none if it cannot be read.
+std::optional<std::string> BytesOf(const std::string& path) {
+  if (LookAt(path).kind != FileKind::kFile) return std::nullopt;
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The next whole line with its end; empty where there is none.
+std::string_view TakeLine(std::string_view* rest) {
+  const size_t end = rest->find('\n');
+  if (end == std::string_view::npos) return {};
+  const std::string_view line = rest->substr(0, end + 1);
+  rest->remove_prefix(end + 1);
+  return line;
+}
+
+// As a name stands in JSON, where bytes that are no UTF-8 have been replaced.
+std::string InJson(const std::string& name) { return Json::parse(JsonText(name)).get<std::string>(); }
+
+// Where recordings stand among those of the run.
+class Place {
+ public:
+  explicit Place(const std::vector<std::string>& files) : files_(files) {}
+  // The number of the recording that is called so, at `from` or behind it: those between them have left no row. None if there is none.
+  template <typename Spelling>
+  std::optional<size_t> Find(size_t from, const std::string& name, const Spelling& spelling) const {
+    for (size_t i = from; i < files_.size(); ++i) {
+      if (spelling(files_[i]) == name) return i;
+    }
+    return std::nullopt;
+  }
+
+ private:
+  const std::vector<std::string>& files_;
+};
+
+ExitCode CodeOf(const Json& end) {
+  if (end.contains("code") && end["code"].is_number_integer()) return static_cast<ExitCode>(end["code"].get<int>());
+  return end.contains("damage") || end.contains("error") ? ExitCode::kNotAudio : ExitCode::kSuccess;
+}
+
+// None if it is no begin of this run's result.
+std::optional<Kept> FromLines(const std::string& text, const std::vector<std::string>& files) {
+  const Place place(files);
+  std::string_view rest = text;
+  Kept kept;
+  std::string rows;
+  bool any = false;
+  for (std::string_view line = TakeLine(&rest); !line.empty(); line = TakeLine(&rest)) {
+    const Json row = Json::parse(line, nullptr, false);
+    if (!row.is_object() || !row.contains("event")) return std::nullopt;
+    if (!row.contains("file")) {
+      if (any) return std::nullopt;
+      continue;  // what is said of the run as a whole is said anew
+    }
+    any = true;
+    const std::optional<size_t> index = place.Find(kept.files, row["file"].get<std::string>(), InJson);
+    if (!index) return std::nullopt;
+    rows += line;
+    if (row["event"] != "end") continue;
+    if (row.value("stopped_by", "") == kInterruptedReason) break;
+    kept.rows += rows;
+    rows.clear();
+    kept.files = *index + 1;
+    if (kept.code == ExitCode::kSuccess) kept.code = CodeOf(row);
+  }
+  return kept;
+}
+
+// The fields of a row of CSV, which may hold line ends in quotes. None where it is not whole.
+std::optional<std::vector<std::string>> TakeFields(std::string_view* rest) {
+  std::vector<std::string> fields(1);
+  bool quoted = false;
+  for (size_t i = 0; i < rest->size(); ++i) {
+    const char c = (*rest)[i];
+    if (c == '"') {
+      // Two of them in quotes are one.
+      if (quoted && i + 1 < rest->size() && (*rest)[i + 1] == '"') {
+        fields.back() += '"';
+        ++i;
+      } else {
+        quoted = !quoted;
+      }
+    } else if (!quoted && c == ',') {
+      fields.emplace_back();
+    } else if (!quoted && c == '\n') {
+      rest->remove_prefix(i + 1);
+      return fields;
+    } else {
+      fields.back() += c;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::string>& files) {
+  const auto as_it_is = [](const std::string& name) { return name; };
+  const Place place(files);
+  std::string_view rest = text;
+  Kept kept;
+  const std::optional<std::vector<std::string>> heading = TakeFields(&rest);
+  if (!heading) return text.empty() ? std::optional<Kept>(kept) : std::nullopt;
+  if (heading->front() != "file") return std::nullopt;
+  const auto code_column = static_cast<size_t>(std::find(heading->begin(), heading->end(), "code") - heading->begin());
+  const std::string_view body = rest;
+  size_t at = 0;  // the begin of the row
+  std::optional<size_t> last;
+  ExitCode last_code = ExitCode::kSuccess;
+  while (const std::optional<std::vector<std::string>> row = TakeFields(&rest)) {
+    const std::optional<size_t> index = place.Find(last.value_or(0), row->front(), as_it_is);
+    if (!index) return std::nullopt;
+    if (index != last) {
+      kept.rows = body.substr(0, at);
+      kept.files = *index;
+      if (kept.code == ExitCode::kSuccess) kept.code = last_code;
+      last_code = ExitCode::kSuccess;
+    }
+    last = index;
+    const std::string code = code_column < row->size() ? (*row)[code_column] : "";
+    if (!code.empty()) last_code = static_cast<ExitCode>(std::atoi(code.c_str()));
+    at = body.size() - rest.size();
+  }
+  return kept;
+}
+
+}  // namespace
+
+Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files) {
+  const auto read = format == "jsonl" ? FromLines : format == "csv" ? FromCsv : nullptr;
+  if (read == nullptr) throw Failure(ExitCode::kUsage, "--resume: goes with --format jsonl or csv, which can be gone on with");
+  if (output.empty() || output == "-") throw Failure(ExitCode::kUsage, "--resume: needs --output FILE, whose rows are gone on with");
+  Kept best;
+  for (const std::string& path : {output, output + kPart}) {
+    const std::optional<std::string> text = BytesOf(path);
+    if (!text) continue;
+    const std::optional<Kept> kept = read(*text, files);
+    if (!kept) throw Failure(ExitCode::kOutput, path + ": is not what a run with these recordings has begun; --resume leaves it alone");
+    if (kept->files >= best.files) best = *kept;
+  }
+  return best;
+}
+
+}  // namespace TSEG::tool

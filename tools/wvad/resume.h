@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What an earlier run with the same recordings has left of its result, if it was stopped: the rows of the recordings that it was through
+// with are kept as they stand, and the work goes on behind them, so that the result is that of a run that was never stopped.
+//
+//   FILE             of a run that was interrupted (code 10), or that is whole
+//   FILE.wvad-part   of one that was killed
+//
+// JSON lines say where a recording ends; a recording whose last line is its "end" is through, unless it was interrupted. CSV does not: the
+// last recording that has a row is heard once more, those before it are through.
+#ifndef WVAD_WVAD_RESUME_H_
+#define WVAD_WVAD_RESUME_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "wvad/exit_codes.h"
+
+namespace TSEG::tool {
+
+struct Kept {
+  std::string rows;                    // to stand before the new ones; without the heading of CSV
+  size_t files = 0;                    // so many of the recordings, from the first on, are through
+  ExitCode code = ExitCode::kSuccess;  // of the first of them that failed
+};
+
+// `format`: jsonl or csv. `heading`: the first line of CSV, which must be there. Nothing is kept where neither file is there. Throws
+// Failure: kUsage for another format, kOutput for an `output` that holds something else than the begin of this run's result.
+Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_RESUME_H_
