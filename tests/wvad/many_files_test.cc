@@ -143,6 +143,10 @@ TEST_F(ManyFiles, InterruptEndsSeveralJobsInOrder) {
 
 class Resume : public ManyFiles {
  protected:
+  // As a killed run leaves a file that it had not finished.
+  void MarkAsPart(const std::string& name) {
+    std::filesystem::permissions(folder_.file(name), std::filesystem::perms::sticky_bit, std::filesystem::perm_options::add);
+  }
   // Every fifth begin of `whole` is gone on with, from the file itself and from what a killed run leaves.
   void ExpectGoneOnWith(const std::string& format) {
     Fill(5);
@@ -162,6 +166,7 @@ class Resume : public ManyFiles {
       for (const char* name : {"out", "out.wvad-part"}) {
         std::filesystem::remove(folder_.file("out"));
         folder_.write(name, whole.substr(0, length));
+        if (name != std::string("out")) MarkAsPart(name);
         const Outcome run = with("--resume");
         EXPECT_EQ(run.code, 3) << run.err;
         EXPECT_EQ(folder_.read("out"), whole);
@@ -222,6 +227,7 @@ TEST_F(Resume, FolderIsCompleted) {
   // As a killed run leaves it: the second has lost a sentence, the third its index is begun, the fourth was not begun.
   std::filesystem::remove(folder_.file("out/b-0002.wav"));
   std::filesystem::rename(folder_.file("out/c-split.json"), folder_.file("out/c-split.json.wvad-part"));
+  MarkAsPart("out/c-split.json.wvad-part");
   for (const char* name : {"d-0001.wav", "d-0002.wav", "d-split.json"}) std::filesystem::remove(folder_.file(std::string("out/") + name));
   const auto before = std::filesystem::last_write_time(folder_.file("out/a-split.json"));
   const Outcome run = Run("split", {"-q", "--resume", "-j", "2", "-d", "out", "in"});

@@ -45,7 +45,7 @@ TEST_F(Program, EachFailureHasItsCodeAndOneLine) {
     ExpectFailure(Segment(arguments), code, words);
   };
   fails({folder_.file("no.wav")}, 3, "no.wav: no such file");
-  fails({folder_.path()}, 3, "is a folder");
+  fails({"--exclude", "*", folder_.path()}, 3, "there is no recording");
   fails({text}, 4, "notes.txt: not an audio file");
   fails({empty}, 4, "empty.wav: not an audio file");
   for (const char* rate : {"20", "0", "-1", "abc", "", "0x3e80", " 16000", "16000 ", "1e4", "768001", "99999999999"}) {
