@@ -151,8 +151,8 @@ WVAD_API int wVadSetParameter(WVADInst inst, const char* param, const char* para
 
 /* Reads a parameter as text into `nParamValue`, a buffer of `nValueLen` bytes, terminator included.
  * "wkel_param_sid" is answered by the audio-quality component, where it is on, with up to 1024 bytes whatever `nValueLen` says.
- * Returns 0 (a normal parameter's buffer that is too small stays untouched, as with an empty text), 14012 (null), 14002, 14009 (unknown; the
- * log line holds what stands in the buffer), 14013 (buffer too small for a special name, or without a byte). */
+ * Returns 0 (a normal parameter's buffer that is too small stays untouched, as with an empty text), 14012 (null), 14002, 14009 (unknown;
+ * the log line holds what stands in the buffer), 14013 (buffer too small for a special name, or without a byte). */
 WVAD_API int wVadGetParameter(WVADInst inst, const char* param, char* nParamValue, int nValueLen);
 
 /* Makes an instance from the default parameters and stores its handle in `*inst`.
