@@ -29,8 +29,11 @@ struct DecidedFrame {
 class DecisionObserver {
  public:
   virtual ~DecisionObserver() = default;
-  // Frame number `index` of the session has been decided on. `inst` stands as this has left it: detector, gap in force, counts.
+  // Frame number `index` of the session has been decided on, for the reasons in `frame`. `inst` stands as this has left it: detector, gap
+  // in force, counts.
   virtual void OnFrame(const TsegInst& inst, int32_t index, const DecidedFrame& frame, EndpointResult result) = 0;
+
+  DecidedFrame reasons;  // where the decision puts them; what OnFrame gets
 };
 
 }  // namespace TSEG

@@ -161,13 +161,9 @@ float Process(TsegInst* inst, float a, float b, [[maybe_unused]] DecidedFrame* r
   return frame.score;
 }
 
-EndpointResult Step(TsegInst* inst, const float* pair) {
-  DecisionObserver* observer = inst->decision.pObserver;
-  if (observer == nullptr) return StepDetector(inst, wVadProcess(inst, pair[0], pair[1]));
-  DecidedFrame frame;
-  const EndpointResult result = StepDetector(inst, Process<true>(inst, pair[0], pair[1], &frame));
-  observer->OnFrame(*inst, inst->decision.nFrameIdx, frame, result);
-  return result;
+// Kept out of the way of those who have no observer.
+[[gnu::noinline]] float ProcessLookedAt(TsegInst* inst, float a, float b, DecisionObserver* observer) {
+  return Process<true>(inst, a, b, &observer->reasons);
 }
 
 }  // namespace
@@ -176,7 +172,10 @@ float wVadProcess(TsegInst* inst, float a, float b) { return Process<false>(inst
 
 FrameVerdict wVadFrameStep(TsegInst* inst, const float* pair, [[maybe_unused]] int32_t stride, int32_t* outBegin, int32_t* outEnd) {
   if (inst->decision.nNoSpeechFrames > inst->pCfg->wvad_param_nResponseTimeOut / 10) return WVAD_FRAME_NOSPEECH;
-  const EndpointResult result = Step(inst, pair);
+  DecisionObserver* observer = inst->decision.pObserver;
+  const float score = observer == nullptr ? wVadProcess(inst, pair[0], pair[1]) : ProcessLookedAt(inst, pair[0], pair[1], observer);
+  const EndpointResult result = StepDetector(inst, score);
+  if (observer != nullptr) observer->OnFrame(*inst, inst->decision.nFrameIdx, observer->reasons, result);
   ++inst->decision.nFrameIdx;
   *outBegin = inst->decision.pEndpoint->nBeginFrame;
   *outEnd = inst->decision.pEndpoint->nEndFrame;
