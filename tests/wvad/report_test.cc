@@ -57,7 +57,7 @@ TEST(Report, TableNamesFilesAndSumsUp) {
             "      0.70      2.20      1.50    12.3   70.50\n"
             " 108000.00 108000.01      0.01       -       -\n"
             "2 sentences, 1.51 s of speech in 3.00 s\n"
-            "\nb \"x\",\xff.wav\n"
+            "\nb \"x\",\\xff.wav\n"
             "     begin       end  duration     vol      eg\n"
             "\nd.wav\n"
             "     begin       end  duration     vol      eg\n"

@@ -408,6 +408,7 @@ ExitCode RunCommandLine(int argc, char** argv) {
   AddModel(app, line);
   AddHelp(app, line);
   AddCompletions(app, line);
+  CheckArguments(argc, argv);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

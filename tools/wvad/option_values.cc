@@ -2,6 +2,7 @@
 #include "wvad/option_values.h"
 
 #include <charconv>
+#include <string_view>
 #include <system_error>
 
 #include "wvad/failure.h"
@@ -39,6 +40,14 @@ CLI::Validator PlainNumber() {
     return whole ? std::string() : "\"" + text + "\" is not a number";
   };
   return CLI::Validator(check, "");
+}
+
+void CheckArguments(int argc, const char* const* argv) {
+  for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+    const std::string_view argument = argv[i];
+    const bool empty = argument.size() > 3 && argument.substr(0, 2) == "--" && argument.find('=') == argument.size() - 1;
+    if (empty) throw Failure(ExitCode::kUsage, std::string(argument.substr(0, argument.size() - 1)) + ": its value is empty");
+  }
 }
 
 void CheckValues(const CLI::App& command) {

@@ -17,6 +17,8 @@ CLI::Option* AddWhole(CLI::App* command, const std::string& option, int& value, 
 // Refuses numbers in other than decimal digits, and blanks around them, for options of other kinds.
 CLI::Validator PlainNumber();
 
+// Throws Failure(kUsage) for "--output=", which would take its value from the argument behind it.
+void CheckArguments(int argc, const char* const* argv);
 // Throws Failure(kUsage) for an option of a command that was given, or of one below it, that is empty or was given twice. Flags and options
 // that gather values may come any number of times.
 void CheckValues(const CLI::App& command);
