@@ -33,8 +33,8 @@ TEST_F(FloorNoteOf, AQuarterOfTheSpeechIsWorthANote) {
   EXPECT_EQ(
       note_.Text("--gain auto"),
       "very quiet: 25 % of what the network takes for speech lies under the engine's energy floor of -47 dB and counts as silence; try "
-      "--gain auto, or a lower floor, --set wvad_param_nEnergyThreshhood=12");
-  EXPECT_THAT(note_.Text(""), HasSubstr("silence; try a lower floor, --set"));
+      "--gain auto, or a lower floor, --energy-floor -64");
+  EXPECT_THAT(note_.Text(""), HasSubstr("silence; try a lower floor, --energy-floor"));
 }
 
 TEST_F(FloorNoteOf, WhatTheNetworkTakesForSilenceIsNoLoss) {

@@ -129,7 +129,8 @@ std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const SourceOpti
     source = MakeRawSource(std::move(bytes), 0, form, raw.rate_hz, raw.channels);
   } else {
     source = OpenByOneOf(name, std::move(bytes), container, options);
-    if (raw.described) source = std::make_unique<DescribedTwice>(std::move(source));
+    // Of a pipe the rate has helped to choose the model.
+    if (raw.described && name != "-") source = std::make_unique<DescribedTwice>(std::move(source));
   }
   CheckRate(name, source->rate_hz());
   return source;

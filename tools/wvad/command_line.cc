@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "stream/profiles.h"
+#include "wvad/audio_options.h"
 #include "wvad/command_words.h"
 #include "wvad/compare/compare_command.h"
 #include "wvad/explain_command.h"
@@ -27,71 +28,12 @@
 #include "wvad/output.h"
 #include "wvad/page_command.h"
 #include "wvad/quality_command.h"
-#include "wvad/raw_source.h"
-#include "wvad/resampler.h"
 #include "wvad/scores_command.h"
 #include "wvad/segment_command.h"
 #include "wvad/split_command.h"
 
 namespace TSEG::tool {
 namespace {
-
-// An option that names a row of a table; its help lists the rows.
-template <typename Row>
-CLI::Option* AddChoice(CLI::App* command, const std::string& option, const Row*& choice, const std::string& words,
-                       std::span<const Row> rows) {
-  const auto take = [&choice, rows, option](const std::string& name) {
-    const Row* row = FindRow(rows, name);
-    if (row == nullptr) {
-      const size_t dashes = option.find("--");
-      throw CLI::ValidationError(dashes == std::string::npos ? option : option.substr(dashes),
-                                 "there is no " + name + "; choose " + NamesOf(rows, ", ", " or "));
-    }
-    choice = row;
-  };
-  CLI::Option* added = command->add_option_function<std::string>(option, take, words + WordsOf(rows));
-  if (choice != nullptr) added->default_str(choice->name);
-  return added->type_name(NamesOf(rows, "|", "|"));
-}
-
-// Which recordings there are.
-void AddFileList(CLI::App* command, FileListOptions& list) {
-  command->add_flag("-r,--recursive", list.recursive, "Walk through the folders below a folder too");
-  // Several may be given, each with its own option: a bare name behind is a FILE.
-  const auto several = [](CLI::Option* option) { option->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll); };
-  several(command->add_option("--include", list.include, "Of what lies in folders, take only files like this; may be repeated")
-              ->type_name("PATTERN"));
-  several(command->add_option("--exclude", list.exclude, "Of what lies in folders, leave out files and folders like this; may be repeated")
-              ->type_name("PATTERN"));
-  command->add_option("--files-from", list.list, "Take names from this file too, one a line; - is standard input")->type_name("LIST");
-  command->add_flag("-0,--null", list.zero_ends, "Names in that list end with a zero byte");
-}
-
-// Which audio of a recording is listened to, and how.
-void AddAudio(CLI::App* command, InputOptions& input) {
-  command
-      ->add_option("FILE", input.list.names,
-                   "Audio files (WAV, FLAC, Ogg, MP3, M4A, WebM, ...) and films; - is standard input, raw 16-bit samples where no "
-                   "container is recognised; the files of a folder")
-      ->type_name("");
-  AddFileList(command, input.list);
-  command->add_option("--channel", input.channel, "Channel to listen to, counted from 1; mix for the mean of all; all for each by itself")
-      ->capture_default_str()
-      ->type_name("N|mix|all");
-  AddWhole(command, "--track", input.source.track, "Sound track to listen to, counted from 1, instead of the file's default", 1, 1000);
-  command->add_flag("--allow-network", input.source.allow_network, "Open addresses, given as FILE or found in a playlist");
-  command
-      ->add_option("--gain", input.gain,
-                   "Amplify before the engine hears it, in dB; auto measures the file first. The engine takes what lies under about "
-                   "-64 dB of full scale for silence")
-      ->capture_default_str()
-      ->type_name("DB|auto");
-  AddWhole(command, "--chunk-ms", input.chunk_ms, "Length of the pieces that the engine is fed with, in ms", 1, 10000);
-  AddChoice(command, "--raw", input.source.raw.form, "The input is samples without a container. ", RawForms());
-  const auto described = [&input](const std::string&) { input.source.raw.described = true; };
-  AddWhole(command, "--rate", input.source.raw.rate_hz, "Sample rate of raw samples in Hz", kLowestRate, kHighestRate)->each(described);
-  AddWhole(command, "--channels", input.source.raw.channels, "Channels of raw samples", 1, 64)->each(described);
-}
 
 constexpr const char* kModelWords =
     "Model: the name of a bundled one, or a file. NAME_8k takes the place of a bundled NAME where all is of 8000 Hz";
@@ -140,9 +82,7 @@ void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, boo
 void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words) {
   AddInput(command, options.input, options.engine, options.quiet, quiet_words);
   AddPlain(command, options.engine.plain);
-  command->add_option("-j,--jobs", options.input.jobs, "Recordings to work on at once; the result is the same")
-      ->check(CLI::Range(1, 256))
-      ->capture_default_str();
+  AddWhole(command, "-j,--jobs", options.input.jobs, "Recordings to work on at once; the result is the same", 1, 256);
   command->add_flag("--resume", options.resume, "Go on with what a run that was stopped has left: keep what is whole, do the rest");
   command->add_flag("--endpoint", options.endpoint,
                     "Stop where a live client would: after the tail silence (wvad_param_nSpeechTailMS), or without speech in time "

@@ -22,11 +22,13 @@ void FloorNote::Take(const DecidedFrame& frame) {
 std::string FloorNote::Text(const std::string& gain) const {
   constexpr int64_t kLeastFrames = 50;
   if (!floor_ || speech_frames_ < kLeastFrames || below_floor_ * 4 < speech_frames_) return "";
-  const double floor_db = 10 * std::log10(std::exp(*floor_) / window_samples_) - 20 * std::log10(32768.0);
+  const auto decibels = [this](int floor) {
+    return std::to_string(std::lround(10 * std::log10(std::exp(floor) / window_samples_) - 20 * std::log10(32768.0)));
+  };
   return "very quiet: " + std::to_string(100 * below_floor_ / speech_frames_) +
-         " % of what the network takes for speech lies under the engine's energy floor of " + std::to_string(std::lround(floor_db)) +
-         " dB and counts as silence; try " + (gain.empty() ? "" : gain + ", or ") +
-         "a lower floor, --set wvad_param_nEnergyThreshhood=" + std::to_string(*floor_ - 4);
+         " % of what the network takes for speech lies under the engine's energy floor of " + decibels(*floor_) +
+         " dB and counts as silence; try " + (gain.empty() ? "" : gain + ", or ") + "a lower floor, --energy-floor " +
+         decibels(*floor_ - 4);
 }
 
 Observed::Observed(Detector& detector, DecisionObserver& observer) : detector_(detector) {

@@ -6,9 +6,30 @@
 #define WVAD_WVAD_OPTION_VALUES_H_
 
 #include <CLI/CLI.hpp>
+#include <span>
 #include <string>
 
+#include "wvad/named_rows.h"
+
 namespace TSEG::tool {
+
+// An option that names a row of a table; its help lists the rows.
+template <typename Row>
+CLI::Option* AddChoice(CLI::App* command, const std::string& option, const Row*& choice, const std::string& words,
+                       std::span<const Row> rows) {
+  const auto take = [&choice, rows, option](const std::string& name) {
+    const Row* row = FindRow(rows, name);
+    if (row == nullptr) {
+      const size_t dashes = option.find("--");
+      throw CLI::ValidationError(dashes == std::string::npos ? option : option.substr(dashes),
+                                 "there is no " + name + "; choose " + NamesOf(rows, ", ", " or "));
+    }
+    choice = row;
+  };
+  CLI::Option* added = command->add_option_function<std::string>(option, take, words + WordsOf(rows));
+  if (choice != nullptr) added->default_str(choice->name);
+  return added->type_name(NamesOf(rows, "|", "|"));
+}
 
 // An option that takes a whole number from `least` to `most`; anything else is told that range. `value` stays where it is not given,
 // and the help shows it unless it is 0.
