@@ -134,6 +134,12 @@ TEST_F(ProgramForms, JsonTellsHowItCameAbout) {
   };
   EXPECT_EQ(made_by["model_sha256"], sum(WVAD_TEST_MODEL));
   EXPECT_EQ(file["recording"]["sha256"], sum(path));
+  // A plain setting stands there by the engine's name, under what --set says.
+  const nlohmann::json plain = nlohmann::json::parse(Segment({"-f", "json", "--threshold", "0.6", "--set", setting, path}).out);
+  const auto set = plain["made_by"]["parameters"]["set"].get<NameList>();
+  ASSERT_EQ(set.size(), 2U);
+  EXPECT_THAT(set[0], StartsWith("wvad_param_vad_threshold=0.6"));
+  EXPECT_EQ(set[1], setting);
   const nlohmann::json bare = nlohmann::json::parse(Segment({"-f", "json", "--bare", path}).out);
   EXPECT_FALSE(bare.contains("made_by"));
   EXPECT_FALSE(bare["files"][0]["recording"].contains("sha256"));

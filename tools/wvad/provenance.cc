@@ -17,13 +17,14 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json ParametersOf(const SentenceOptions& options) {
+// `model`: its file.
+Json ParametersOf(const SentenceOptions& options, const std::string& model) {
   Json json;
   json["channel"] = options.input.channel;
   json["gain"] = options.input.gain;
   json["endpoint"] = options.endpoint;
   if (options.input.source.track > 0) json["track"] = options.input.source.track;
-  if (!options.engine.settings.empty()) json["set"] = options.engine.settings;
+  if (const std::vector<std::string> set = AllSettings(options.engine, model); !set.empty()) json["set"] = set;
   if (!options.engine.config.empty()) json["config"] = options.engine.config;
   if (options.input.source.raw.form != nullptr) {
     json["raw"] = options.input.source.raw.form->name;
@@ -39,8 +40,9 @@ Json ProvenanceOfRun(const SentenceOptions& options) {
   Json json;
   json["program"] = std::string("wvad ") + WVAD_VERSION;
   json["model"] = options.engine.model;
-  json["model_sha256"] = Sha256Of(FindModel(options.engine.model, options.engine.models_dir));
-  json["parameters"] = ParametersOf(options);
+  const std::string model = FindModel(options.engine.model, options.engine.models_dir);
+  json["model_sha256"] = Sha256Of(model);
+  json["parameters"] = ParametersOf(options, model);
   return json;
 }
 

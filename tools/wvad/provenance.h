@@ -16,7 +16,8 @@ namespace TSEG::tool {
 struct SentenceOptions;
 
 // {"program":"wvad 0.1.0","model":"lstm_fb75","model_sha256":...,"parameters":{...}}, where the parameters are what was said on the command
-// line and the defaults of channel and gain. Reads the model. Throws Failure as FindModel and Sha256Of.
+// line, plain settings under the engine's names, and the defaults of channel and gain. Reads the model. Throws Failure as FindModel and
+// Sha256Of.
 nlohmann::ordered_json ProvenanceOfRun(const SentenceOptions& options);
 
 // Throws Failure(kUsage) where one of the recordings cannot be read a second time for its checksum.
