@@ -4,6 +4,7 @@
 #include "res/lstm_loader.h"
 
 #include <memory>
+#include <string>
 
 #include "nn/model_limits.h"
 #include "res/header_check.h"
@@ -21,6 +22,12 @@ int LoadLstm(const MlpResFileHeader<Image>& header, LstmForm form, HMMResourceLi
   walk.Run();
   if (!walk.ok()) return RefuseModel(walk.flaw());
   if (!LstmModelFits(*model)) return RefuseModel("the network does not fit the buffers of the forward pass");
+  // The 8-bit form waits for half of the steps that a row of the output layer holds, and the first block of a session counts on two.
+  constexpr int32_t kLeastSteps = 5;
+  const int32_t steps = model->fc.nCols / model->aLayer[model->nLayers - 1].nProjRows;
+  if (form == LstmForm::kInt8 && steps < kLeastSteps) {
+    return RefuseModel("the rows of fc2_weight_ hold " + std::to_string(steps) + " steps, and answers would come before their frames");
+  }
   link->pLstm = std::move(model);
   return 0;
 }

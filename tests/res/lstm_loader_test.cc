@@ -257,7 +257,7 @@ TEST(LstmLoader, Int8FormNeedsRangesAboveZero) {
 TEST(LstmLoader, Int8FormNeedsFiveStepsOfTheProjection) {
   // 96 values a step.
   ModelContents contents = SmallLstm40();
-  *FindVariable(contents, "fc2_weight_") = Matrix("fc2_weight_", 32, 464, 1);
+  *FindVariable(contents, "fc2_weight_") = Matrix("fc2_weight_", 32, 448, 1);
   const CpuGuard cpu(true);
   LogCapture log;
   EXPECT_EQ(Loaded(WriteModel(contents)).ret, 30002);

@@ -111,8 +111,8 @@ TEST_F(Program, WhatHoldsOneValueIsGivenOnce) {
 
 TEST_F(Program, TooManyOpenFilesAreTheReasonThatIsNamed) {
   const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
-  const std::string call =
-      "exec >/dev/null 2>" + folder_.file("err") + "; ulimit -n 4; exec " + WVAD_PROGRAM + " segment -q -m " + WVAD_TEST_MODEL + " " + good;
+  const std::string call = "exec >/dev/null 2>" + folder_.file("err") + " 3>&-; ulimit -n 4; exec " + WVAD_PROGRAM + " segment -q -m " +
+                           WVAD_TEST_MODEL + " " + good;
   EXPECT_EQ(WEXITSTATUS(std::system(call.c_str())), 7);
   EXPECT_THAT(folder_.read("err"), HasSubstr("cannot be opened: Too many open files"));
 }
