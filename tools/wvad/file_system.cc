@@ -67,7 +67,9 @@ long ReadSome(int descriptor, void* out, size_t count) {
   constexpr int kLookMs = 100;
   while (!ReadingStopped()) {
     pollfd ready = {descriptor, POLLIN, 0};
-    if (poll(&ready, 1, kLookMs) == 0) continue;
+    const int found = poll(&ready, 1, kLookMs);
+    // A signal that came while nothing did: reading now would wait without looking again.
+    if (found == 0 || (found < 0 && errno == EINTR)) continue;
     const ssize_t got = read(descriptor, out, count);
     if (got >= 0) return got;
     if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) return -1;
