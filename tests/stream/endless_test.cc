@@ -44,6 +44,12 @@ Spans BlockSpans(unsigned seed) {
   return spans;
 }
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int64_t kMostGrowthKb = 400 * 1024;  // it keeps up to 256 MiB of what is freed for a while
+#else
+constexpr int64_t kMostGrowthKb = 40 * 1024;
+#endif
+
 TEST(EndlessStream, HoursInFlatMemoryFindWhatThePiecesGiveOneByOne) {
   const Model model;
   const int64_t blocks = static_cast<int64_t>(Hours() * 3600 / kBlockS);
@@ -73,7 +79,7 @@ TEST(EndlessStream, HoursInFlatMemoryFindWhatThePiecesGiveOneByOne) {
   EXPECT_EQ(info.samples, static_cast<int64_t>(kBlockS * 16000) * blocks);
   EXPECT_GT(info.renewals, blocks / 60);
   // One session of two hours holds some megabytes when it is renewed; what leaks with every session or sentence would be far above.
-  EXPECT_LT(ResidentKb() - begun_kb, 40 * 1024);
+  EXPECT_LT(ResidentKb() - begun_kb, kMostGrowthKb);
 }
 
 TEST(EndlessStream, OneBlockAloneIsFoundAsInTheStream) {
