@@ -87,6 +87,14 @@ TEST(FileBytes, AreReadAnywhereAndTheEndIsKnown) {
   EXPECT_EQ(Read(*bytes, 5, 3), Pattern(5, 3));
 }
 
+TEST(WholeText, IsReadToItsEndOrToTheLimit) {
+  const testing_support::TempFolder folder;
+  const std::string path = folder.write("a", Pattern(0, 200000));
+  EXPECT_EQ(ReadWhole(path), Pattern(0, 200000));
+  EXPECT_EQ(ReadWhole(path, 70000), Pattern(0, 70000));
+  EXPECT_EQ(ReadWhole(folder.write("b", "")), "");
+}
+
 TEST(FileBytes, WhatCannotBeOpenedIsToldApart) {
   const testing_support::TempFolder folder;
   std::filesystem::create_symlink("nowhere", folder.file("link"));

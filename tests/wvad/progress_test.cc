@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <thread>
 
 #include "support/temp_folder.h"
 
@@ -58,29 +57,31 @@ TEST(Progress, NameIsCutBetweenCharactersAndPrintsOneLine) {
 
 class ProgressOnTerminal : public ::testing::Test {
  protected:
-  // What goes to standard error while `seconds_done` of 100 s of one of two files is told after `wait`.
-  std::string Shown(bool enabled, std::chrono::milliseconds wait) {
+  using Clock = Progress::Clock;
+  // What goes to standard error while 50 of 100 s of the larger of two files, the smaller being done, are told `after` so much time.
+  std::string Shown(bool enabled, std::chrono::milliseconds after) {
     const std::vector<std::string> files = {folder_.write("a.wav", std::string(3000, 'x')), folder_.write("b.wav", std::string(1000, 'x'))};
     ::testing::internal::CaptureStderr();
     {
-      Progress progress(enabled, files);
+      Progress progress(enabled, files, [this] { return now_; });
       progress.Done(1);
-      std::this_thread::sleep_for(wait);
+      now_ += after;
       progress.Show(0, 50, 100);
     }
     return ::testing::internal::GetCapturedStderr();
   }
   testing_support::TempFolder folder_;
+  Clock::time_point now_;
 };
 
-TEST_F(ProgressOnTerminal, WorkOfAMomentShowsNothing) { EXPECT_EQ(Shown(true, std::chrono::milliseconds(0)), ""); }
+TEST_F(ProgressOnTerminal, WorkOfAMomentShowsNothing) { EXPECT_EQ(Shown(true, std::chrono::milliseconds(499)), ""); }
 
-TEST_F(ProgressOnTerminal, NothingIsShownWhereItIsNotWanted) { EXPECT_EQ(Shown(false, std::chrono::milliseconds(650)), ""); }
+TEST_F(ProgressOnTerminal, NothingIsShownWhereItIsNotWanted) { EXPECT_EQ(Shown(false, std::chrono::seconds(50)), ""); }
 
 TEST_F(ProgressOnTerminal, LargeFilesAreMoreOfTheWorkAndTheBarGoesAwayAtTheEnd) {
-  // 1000 of 4000 bytes are done, and half of the other 3000.
-  const std::string shown = Shown(true, std::chrono::milliseconds(650));
-  EXPECT_THAT(shown, HasSubstr("] 62 %  1 of 2  0:00:00 left  "));
+  // 1000 of 4000 bytes are done, and half of the other 3000: 5/8 in 50 s, 3/8 in another 30 s.
+  const std::string shown = Shown(true, std::chrono::seconds(50));
+  EXPECT_THAT(shown, HasSubstr("] 62 %  1 of 2  0:00:30 left  "));
   EXPECT_THAT(shown, EndsWith("\r\x1b[K"));
 }
 

@@ -146,7 +146,6 @@ int Open(const std::string& path) {
   }
   const int descriptor = OpenForReading(path);
   if (descriptor >= 0) return descriptor;
-  if (errno == EINTR && Interrupted()) throw Failure(ExitCode::kInterrupted, path + ": interrupted");
   if (errno == ENOENT) throw Failure(ExitCode::kNoFile, path + ": no such file");
   throw Failure(ExitCode::kNoFile, path + ": cannot be opened: " + std::strerror(errno));
 }
@@ -157,6 +156,20 @@ std::unique_ptr<ByteSource> OpenBytes(const std::string& path) {
   const int descriptor = path == "-" ? kStandardInput : Open(path);
   if (LookAtDescriptor(descriptor).kind == FileKind::kFile) return std::make_unique<FileBytes>(path, descriptor);
   return std::make_unique<StreamBytes>(path, descriptor);
+}
+
+std::string ReadWhole(const std::string& path, size_t most) {
+  constexpr size_t kPiece = 1 << 16;
+  const std::unique_ptr<ByteSource> bytes = OpenBytes(path);
+  std::string text;
+  for (size_t count = 1; count > 0 && text.size() < most;) {
+    const size_t begin = text.size();
+    text.resize(begin + std::min(kPiece, most - begin));
+    count = bytes->ReadAt(begin, text.data() + begin, text.size() - begin);
+    text.resize(begin + count);
+  }
+  if (Interrupted()) throw Failure(ExitCode::kInterrupted, path + ": interrupted");
+  return text;
 }
 
 }  // namespace TSEG::tool

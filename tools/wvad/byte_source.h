@@ -27,6 +27,9 @@ class ByteSource {
 
 // `path`: "-" for standard input, which is read from where it stands. Throws Failure(kNoFile): missing, a folder, no right to read.
 std::unique_ptr<ByteSource> OpenBytes(const std::string& path);
+// All bytes of a text, or the first `most` of a longer one. Throws as OpenBytes, and Failure(kInterrupted): what came before a signal is
+// not the whole text.
+std::string ReadWhole(const std::string& path, size_t most = SIZE_MAX);
 
 }  // namespace TSEG::tool
 

@@ -45,9 +45,7 @@ std::string Unquoted(const std::string& value) {
 
 std::string ReadText(const std::string& path) {
   constexpr size_t kMost = 1 << 20;
-  const std::unique_ptr<ByteSource> bytes = OpenBytes(path);
-  std::string text(kMost + 1, '\0');
-  text.resize(bytes->ReadAt(0, text.data(), text.size()));
+  std::string text = ReadWhole(path, kMost + 1);
   if (text.size() > kMost) throw Failure(ExitCode::kBadParameter, path + ": too long for a configuration (at most 1 MiB)");
   const bool binary =
       std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' && std::isspace(c) == 0; });

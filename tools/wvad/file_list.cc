@@ -2,8 +2,6 @@
 #include "wvad/file_list.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
 #include <filesystem>
 #include <system_error>
 
@@ -72,19 +70,13 @@ void Add(const FileListOptions& options, const std::string& name, FileList* list
 }
 
 std::vector<std::string> NamesOfList(const FileListOptions& options) {
-  const std::unique_ptr<ByteSource> bytes = OpenBytes(options.list);
   const char end = options.zero_ends ? '\0' : '\n';
   std::vector<std::string> names(1);
-  std::array<char, 4096> piece{};
-  uint64_t at = 0;
-  for (size_t got = 1; got > 0; at += got) {
-    got = bytes->ReadAt(at, piece.data(), piece.size());
-    for (size_t i = 0; i < got; ++i) {
-      if (piece[i] != end) {
-        names.back() += piece[i];
-      } else if (!names.back().empty()) {
-        names.emplace_back();
-      }
+  for (const char c : ReadWhole(options.list)) {
+    if (c != end) {
+      names.back() += c;
+    } else if (!names.back().empty()) {
+      names.emplace_back();
     }
   }
   if (names.back().empty()) names.pop_back();

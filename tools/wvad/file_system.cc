@@ -60,7 +60,11 @@ std::optional<int> DescriptorNamed(const std::string& path) {
   return std::nullopt;
 }
 
-int OpenForReading(const std::string& path) { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }
+int OpenForReading(const std::string& path) {
+  // A named pipe that nobody writes to would hold this call, and a signal that comes just before it would find nothing to break off:
+  // ReadSome waits for the writer, and looks.
+  return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+}
 
 long ReadSome(int descriptor, void* out, size_t count) {
   // A signal wakes one thread, which need not be this one.

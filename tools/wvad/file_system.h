@@ -34,7 +34,7 @@ bool MatchesPattern(const std::string& pattern, const std::string& text);
 // The descriptor of this process that a path such as /dev/stdout, /dev/fd/3 or /proc/self/fd/3 means; none for any other path.
 std::optional<int> DescriptorNamed(const std::string& path);
 
-// Opens for reading: a file, a pipe, a device. Gives -1 and sets errno.
+// Opens for reading: a file, a pipe (at once, whether or not somebody writes to it), a device. Gives -1 and sets errno.
 int OpenForReading(const std::string& path);
 // Up to `count` bytes from where the descriptor stands, waiting for the first of them whatever the descriptor's mode; 0 at the end, and
 // where the run is interrupted or reading has been stopped. -1 with errno on failure.

@@ -70,7 +70,8 @@ std::string ProgressLine(const ProgressState& state, size_t width) {
   return Cut(bar + share + place + left + Printable(state.name), width);
 }
 
-Progress::Progress(bool enabled, std::vector<std::string> files) : enabled_(enabled), files_(std::move(files)) {
+Progress::Progress(bool enabled, std::vector<std::string> files, std::function<Clock::time_point()> now)
+    : enabled_(enabled), files_(std::move(files)), now_(std::move(now)) {
   if (!enabled_) return;
   for (const std::string& name : files_) {
     // What has no size counts like something small.
@@ -91,7 +92,7 @@ void Progress::Show(size_t index, double seconds_done, double seconds_total) {
     done_ += (share - shares_[index]) * weights_[index];
     shares_[index] = share;
   }
-  const Clock::time_point now = Clock::now();
+  const Clock::time_point now = now_();
   if (now - start_ < 500ms || now - last_ < 100ms) return;
   last_ = now;
   Draw(index, seconds_done, seconds_total, now);

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -30,8 +31,10 @@ std::string ProgressLine(const ProgressState& state, size_t width);
 // Any thread may call.
 class Progress {
  public:
-  // `enabled` false: nothing is ever shown. A file's size says what share of the work it is.
-  Progress(bool enabled, std::vector<std::string> files);
+  using Clock = std::chrono::steady_clock;
+
+  // `enabled` false: nothing is ever shown. A file's size says what share of the work it is. `now` tells the time.
+  Progress(bool enabled, std::vector<std::string> files, std::function<Clock::time_point()> now = Clock::now);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -52,18 +55,18 @@ class Progress {
   };
 
  private:
-  using Clock = std::chrono::steady_clock;
   void Draw(size_t index, double seconds_done, double seconds_total, Clock::time_point now);
 
   bool enabled_;
   std::vector<std::string> files_;
+  std::function<Clock::time_point()> now_;
   std::recursive_mutex mutex_;   // who pauses the bar may hide it
   std::vector<double> weights_;  // of each recording
   std::vector<double> shares_;   // of each that is done
   double weight_ = 0;            // of all
   double done_ = 0;              // of that
   size_t files_done_ = 0;
-  Clock::time_point start_ = Clock::now();
+  Clock::time_point start_ = now_();
   Clock::time_point last_ = start_;
   bool shown_ = false;
 };

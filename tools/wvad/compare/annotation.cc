@@ -34,15 +34,7 @@ std::string Lower(std::string text) {
 }
 
 std::string ReadText(const std::string& path) {
-  constexpr size_t kPiece = 1 << 16;
-  const std::unique_ptr<ByteSource> bytes = OpenBytes(path);
-  std::string text;
-  for (size_t count = kPiece; count == kPiece;) {
-    const size_t begin = text.size();
-    text.resize(begin + kPiece);
-    count = bytes->ReadAt(begin, text.data() + begin, kPiece);
-    text.resize(begin + count);
-  }
+  std::string text = ReadWhole(path);
   // A mark of the byte order, as some editors write it.
   return text.compare(0, 3, "\xef\xbb\xbf") == 0 ? text.substr(3) : text;
 }
@@ -60,10 +52,10 @@ Annotation ReadFile(const std::string& path, const AnnotationForm* form) {
   if (form == nullptr) {
     throw Failure(ExitCode::kUsage, path + ": its name does not tell its form; say it with --ref-format or --hyp-format");
   }
+  const std::string text = ReadText(path);
   try {
-    return form->read(ReadText(path), IdOfAnnotation(path));
+    return form->read(text, IdOfAnnotation(path));
   } catch (const Failure& failure) {
-    if (failure.code() == ExitCode::kNoFile) throw;
     throw Failure(failure.code(), path + ": " + failure.what());
   }
 }
