@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the tests of the stream library share: a made signal, the model that hears every frame as speech, a stream as an owner, and its
+// What the tests of the stream library share: the model that hears every frame as speech, a stream as an owner, and its
 // events.
 #ifndef WVAD_TESTS_STREAM_SIGNALS_H_
 #define WVAD_TESTS_STREAM_SIGNALS_H_
@@ -14,24 +14,12 @@
 #include <utility>
 #include <vector>
 
+#include "support/bursts.h"
+
 namespace TSEG::stream::testing {
 
-constexpr int16_t kLoud = 8000;
-
-// A square wave of amplitude kLoud (period 20 ms) inside the given spans of seconds, digital silence elsewhere.
-//
-// With the energy model frame f is speech if the 25 ms window from 10 f ms on reaches into a burst: for one from a to b seconds (whole
-// frames), frames 100a - 2 to 100b - 1. The engine holds two frames back: its speech begins with frame 100a.
-inline std::vector<int16_t> Bursts(double length_s, const std::vector<std::pair<double, double>>& spans, int rate_hz = 16000) {
-  std::vector<int16_t> signal(static_cast<size_t>(length_s * rate_hz + 0.5), 0);
-  const int half_period = rate_hz / 100;
-  for (const auto& [begin, end] : spans) {
-    for (size_t i = static_cast<size_t>(begin * rate_hz + 0.5); i < static_cast<size_t>(end * rate_hz + 0.5) && i < signal.size(); ++i) {
-      signal[i] = (static_cast<int>(i) / half_period) % 2 == 0 ? kLoud : static_cast<int16_t>(-kLoud);
-    }
-  }
-  return signal;
-}
+using testing_support::Bursts;
+using testing_support::kLoud;
 
 class Model {
  public:

@@ -27,8 +27,6 @@ class Separated : public TextReport {
         sentence.saved_as, {"", ""});
   }
   void EndFile(const FileEnd&) override {}
-  void FailFile(const std::string&) override {}
-  void RefuseFile(const std::string&, const std::string&) override {}
   void Fail(const Failure& failure) override {
     Row({name_}, "", std::vector<std::string>(6), "", {failure.what(), std::to_string(static_cast<int>(failure.code()))});
   }
@@ -36,7 +34,6 @@ class Separated : public TextReport {
     BeginFile(name);
     Fail(failure);
   }
-  void End() override {}
 
  private:
   // Channel and saved file where they are told.

@@ -80,7 +80,6 @@ class JsonLines : public TextReport {
     BeginFile(name);
     FailFile(message);
   }
-  void End() override {}
 
  private:
   void Line(const char* event, const Json& members) {

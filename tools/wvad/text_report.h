@@ -17,6 +17,10 @@ class TextReport : public Report {
  public:
   explicit TextReport(Output& output) : output_(output) {}
   bool on_terminal() const override { return output_.is_terminal(); }
+  // Most forms have no room for a recording that failed, and nothing behind the last one.
+  void FailFile(const std::string&) override {}
+  void RefuseFile(const std::string&, const std::string&) override {}
+  void End() override {}
 
  protected:
   Output& output_;

@@ -37,9 +37,6 @@ class DocumentReport : public TextReport {
   void BeginFile(const std::string& name) override;
   void Add(const Sentence& sentence, int rate_hz) override;
   void EndFile(const FileEnd& end) override;
-  void FailFile(const std::string&) override {}
-  void RefuseFile(const std::string&, const std::string&) override {}
-  void End() override {}
 
  protected:
   ReportShape shape_;
