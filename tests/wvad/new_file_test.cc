@@ -7,10 +7,26 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <functional>
 
 #include "support/temp_folder.h"
 #include "wvad/failure.h"
+
+namespace {
+
+// What the next calls of fsync do beside counting.
+std::function<int(int descriptor)> g_fsync;
+int g_fsync_calls = 0;
+
+}  // namespace
+
+// Stands in for the system's, which shows nothing of what it has done.
+extern "C" int fsync(int descriptor) {
+  ++g_fsync_calls;
+  return g_fsync ? g_fsync(descriptor) : 0;
+}
 
 namespace TSEG::tool {
 namespace {
@@ -38,6 +54,41 @@ TEST(NewFile, AppearsWhenItIsPublished) {
   const mode_t mask = umask(0);
   umask(mask);
   EXPECT_EQ(found.st_mode & 0777U, 0666U & ~mask);
+}
+
+TEST(NewFile, ItsBytesAreOnTheDiskBeforeItHasItsName) {
+  const testing_support::TempFolder folder;
+  g_fsync_calls = 0;
+  g_fsync = [&](int descriptor) {
+    struct stat written {};
+    EXPECT_EQ(fstat(descriptor, &written), 0);
+    EXPECT_EQ(written.st_size, 3);
+    EXPECT_FALSE(std::filesystem::exists(folder.file("a")));
+    return 0;
+  };
+  WriteNewFile(folder.file("a"), kKeep, "new");
+  g_fsync = nullptr;
+  EXPECT_EQ(g_fsync_calls, 1);
+  EXPECT_EQ(folder.read("a"), "new");
+}
+
+TEST(NewFile, WhatCannotReachTheDiskIsNotPublished) {
+  const testing_support::TempFolder folder;
+  folder.write("a", "old");
+  g_fsync = [](int) {
+    errno = EIO;
+    return -1;
+  };
+  EXPECT_THROW(WriteNewFile(folder.file("a"), kReplace, "new"), Failure);
+  g_fsync = [calls = 0](int) mutable {
+    errno = calls++ == 0 ? EINTR : EINVAL;  // asked again, and then a file system that does not know it
+    return -1;
+  };
+  WriteNewFile(folder.file("b"), kKeep, "new");
+  g_fsync = nullptr;
+  EXPECT_EQ(folder.read("a"), "old");
+  EXPECT_EQ(folder.read("b"), "new");
+  EXPECT_EQ(Count(folder.path()), 2U);
 }
 
 TEST(NewFile, GoesAwayUnpublished) {

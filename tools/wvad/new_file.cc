@@ -50,6 +50,16 @@ int RenameToFree(const std::string& from, const std::string& to) {
   return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
+// What was written reaches the disk before the name does: behind a loss of power there is then the old file or the whole new one. File
+// systems that cannot be told to (EINVAL, ENOTSUP, EROFS) do without.
+int ToDisk(int descriptor) {
+  while (fsync(descriptor) != 0) {
+    if (errno == EINTR) continue;
+    return errno == EINVAL || errno == ENOTSUP || errno == EROFS ? 0 : errno;
+  }
+  return 0;
+}
+
 }  // namespace
 
 NewFile::NewFile(const std::string& path, const OutputRules& rules)
@@ -130,7 +140,8 @@ void NewFile::Publish() {
   descriptor_ = -1;
   // Some file systems tell only when a descriptor is closed that there was no room; that of a copy leaves the lock.
   const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
-  int error = copy < 0 || close(copy) == 0 ? 0 : errno;
+  int error = ToDisk(descriptor);
+  if (copy >= 0 && close(copy) != 0 && error == 0) error = errno;
   fchmod(descriptor, mode_);
   if (error == 0) error = replace_ ? (rename(part_.c_str(), target_.c_str()) == 0 ? 0 : errno) : RenameToFree(part_, target_);
   if (error != 0) unlink(part_.c_str());

@@ -30,7 +30,7 @@ class NewFile {
   // All three throw Failure(kOutput), naming the file and the reason (disk full, ...). WriteAt overwrites what has been written.
   void Write(std::string_view bytes);
   void WriteAt(long offset, std::string_view bytes);
-  // The file appears. Fails where one of its name has appeared meanwhile and may not be replaced.
+  // The file appears, once its bytes are on the disk. Fails where one of its name has appeared meanwhile and may not be replaced.
   void Publish();
 
   const std::string& path() const { return path_; }
