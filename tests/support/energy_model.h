@@ -28,7 +28,8 @@ inline modelfile::Variable Filled(const std::string& name, int outer, int inner,
   return variable;
 }
 
-inline modelfile::ModelContents EnergyModel() {
+// `rate_hz`: of its sessions, 16000 or 8000.
+inline modelfile::ModelContents EnergyModel(int rate_hz = 16000) {
   constexpr int kHidden = 32;
   constexpr int kInputs = 825;
   const auto zeros = [](size_t n) { return std::vector<double>(n, 0.0); };
@@ -41,7 +42,7 @@ inline modelfile::ModelContents EnergyModel() {
                         Filled("bias2", kHidden, 1, zeros(kHidden), 16),
                         Filled("weights23", 2, kHidden, zeros(2 * kHidden), 4),
                         Filled("bias3", 2, 1, {4.0, -4.0}, 11)};
-  contents.keys = {{"0", "1"}, {"1", "0"}, {"2", "dnn_fb75"}, {"3", "32"}, {"4", "16000"}, {"5", "0"}, {"6", "0"}};
+  contents.keys = {{"0", "1"}, {"1", "0"}, {"2", "dnn_fb75"}, {"3", "32"}, {"4", std::to_string(rate_hz)}, {"5", "0"}, {"6", "0"}};
   return contents;
 }
 

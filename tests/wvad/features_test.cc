@@ -15,29 +15,29 @@ using testing::Array;
 using ::testing::ElementsAre;
 using testing::ParseNpy;
 
-// All that wVadAudioRead hands out of a recording, written and read in steps of a second.
+// All that the engine hands out of a recording, written and read in steps of a second.
 std::vector<float> HandedOut(const std::vector<int16_t>& signal, const std::vector<std::string>& settings) {
   std::vector<float> floats;
   Engine engine(WVAD_TEST_MODEL, {}, "");
   Detector detector(engine);
   for (const auto& [name, value] : PlanParameters(settings, false, Handout::kFeatures).session) detector.Set(name, value);
-  EXPECT_EQ(wVadStart(detector.handle()), 0);
+  EXPECT_EQ(detector.core().Start(detector.handle()), 0);
   std::vector<int16_t> audio = signal;
   for (size_t at = 0; at <= audio.size(); at += 16000) {
     WVadAudioSample piece{};
     piece.pData = audio.data() + std::min(at, audio.size());
     piece.len = static_cast<uint32_t>(2 * std::min<size_t>(16000, audio.size() - at));
     piece.status = at + 16000 > audio.size() ? WVAD_WRITE_LAST : WVAD_WRITE_CONTINUE;
-    EXPECT_EQ(wVadAudioWrite(detector.handle(), &piece), 0);
+    EXPECT_EQ(detector.core().AudioWrite(detector.handle(), &piece), 0);
     for (int reads = 0; reads < 20; ++reads) {
       WVadAudioSample out{};
-      EXPECT_EQ(wVadAudioRead(detector.handle(), &out), 0);
+      EXPECT_EQ(detector.core().AudioRead(detector.handle(), &out), 0);
       EXPECT_STREQ(out.pType, "feature/F75*1");
       const float* first = static_cast<const float*>(out.pData);
       floats.insert(floats.end(), first, first + out.len / sizeof(float));
     }
   }
-  wVadStop(detector.handle());
+  detector.core().Stop(detector.handle());
   return floats;
 }
 

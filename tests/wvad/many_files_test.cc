@@ -219,6 +219,46 @@ TEST_F(Resume, NeedsAFormAndAFileThatCanBeGoneOnWith) {
   ExpectFailure(Segment({"--resume", "-f", "csv", "in"}), 2, "--resume: needs --output FILE");
 }
 
+TEST_F(Resume, ResultsOfOtherSettingsOrModelsAreNotMixed) {
+  Fill(2);
+  current_ = folder_.path();
+  const std::vector<std::string> arguments = {"-q", "-f", "jsonl", "-o", "out", "in"};
+  EXPECT_EQ(Segment(arguments).code, 0);
+  const std::string whole = folder_.read("out");
+  const std::string begun = whole.substr(0, whole.size() - 10);
+  const auto with = [&](std::vector<std::string> more) {
+    folder_.write("out", begun);
+    more.insert(more.end(), arguments.begin(), arguments.end());
+    more.emplace_back("--resume");
+    return Segment(more);
+  };
+  EXPECT_EQ(with({}).code, 0);
+  ExpectFailure(with({"--min-silence", "0.6"}), 8, "out: was begun in another way (parameters {");
+  ExpectFailure(with({"--channel", "1"}), 8, "--resume does not mix results");
+  EXPECT_EQ(folder_.read("out"), begun);
+  std::vector<std::string> other = {"segment", "-m", "lstm_fb40"};
+  other.insert(other.end(), arguments.begin(), arguments.end());
+  other.emplace_back("--resume");
+  ExpectFailure(Call(other), 8, "out: was begun in another way (model");
+  EXPECT_EQ(folder_.read("out"), begun);
+  // A model of the same name that has changed.
+  std::filesystem::copy_file(std::string(WVAD_TEST_MODELS) + "/energy_8k.bin", folder_.file("m.bin"));
+  EXPECT_EQ(Call({"segment", "-q", "-m", "./m.bin", "-o", "m.jsonl", "in"}).code, 0);
+  std::filesystem::remove(folder_.file("m.bin"));
+  std::filesystem::copy_file(WVAD_TEST_MODEL, folder_.file("m.bin"));
+  ExpectFailure(Call({"segment", "-q", "-m", "./m.bin", "-o", "m.jsonl", "--resume", "in"}), 8, "(model_sha256");
+}
+
+TEST_F(Resume, AFolderOfOtherSettingsIsNotMixed) {
+  Fill(2);
+  current_ = folder_.path();
+  ASSERT_EQ(Run("split", {"-q", "-d", "out", "in"}).code, 0);
+  std::filesystem::remove(folder_.file("out/b-split.json"));
+  const std::map<std::string, std::string> begun = Tree("out");
+  ExpectFailure(Run("split", {"-q", "--resume", "--pad-before", "0.1", "-d", "out", "in"}), 8, "a-split.json: was begun in another way");
+  EXPECT_EQ(Tree("out"), begun);
+}
+
 TEST_F(Resume, FolderIsCompleted) {
   Fill(4);
   current_ = folder_.path();

@@ -14,9 +14,9 @@ namespace TSEG::tool {
 namespace {
 
 // A folder with the models "both", "both_8k" and "wide", and recordings of several rates.
-class ModelChoice : public ::testing::Test {
+class ModelChoiceTest : public ::testing::Test {
  protected:
-  ModelChoice() {
+  ModelChoiceTest() {
     engine_.model = "both";
     engine_.models_dir = models_.path();
     for (const char* name : {"both.bin", "both_8k.bin", "wide.bin"}) models_.write(name, "any");
@@ -26,79 +26,96 @@ class ModelChoice : public ::testing::Test {
     WriteAudio(path, Bursts(0.5, {}, rate_hz), rate_hz);
     return path;
   }
-  std::string For(const std::vector<std::string>& files) {
-    input_.files = files;
-    return ModelForRun(engine_, input_);
-  }
+  std::string For(int rate_hz) { return ModelChoice(engine_).For(rate_hz); }
+  int Ahead(const std::string& name) { return RateAhead(name, source_); }
 
   testing_support::TempFolder models_, audio_;
   EngineOptions engine_;
-  InputOptions input_;
+  SourceOptions source_;
 };
 
-TEST_F(ModelChoice, ItIsTheNarrowFormUpTo8000Hz) {
-  EXPECT_EQ(For({Wav(16000)}), "both");
-  EXPECT_EQ(For({Wav(8001)}), "both");
-  EXPECT_EQ(For({Wav(8000)}), "both_8k");
-  EXPECT_EQ(For({Wav(6000)}), "both_8k");
+TEST_F(ModelChoiceTest, ItIsTheNarrowFormUpTo8000Hz) {
+  EXPECT_EQ(For(16000), "both");
+  EXPECT_EQ(For(8001), "both");
+  EXPECT_EQ(For(8000), "both_8k");
+  EXPECT_EQ(For(6000), "both_8k");
 }
 
-TEST_F(ModelChoice, OneWideRecordingAmongSeveralAsksForTheWideForm) {
-  EXPECT_EQ(For({Wav(8000), Wav(6000)}), "both_8k");
-  EXPECT_EQ(For({Wav(8000), Wav(44100), Wav(6000)}), "both");
+TEST_F(ModelChoiceTest, ARateThatIsNotKnownCountsAsAHighOne) { EXPECT_EQ(For(0), "both"); }
+
+TEST_F(ModelChoiceTest, BothFormsMayBeRead) {
+  EXPECT_EQ(ModelChoice(engine_).models(), (std::vector<std::string>{"both", "both_8k"}));
+  EXPECT_EQ(FilesOfEngine(engine_), (std::vector<std::string>{models_.file("both.bin"), models_.file("both_8k.bin")}));
 }
 
-TEST_F(ModelChoice, WhatCannotBeOpenedHasNoSay) {
-  EXPECT_EQ(For({audio_.file("missing.wav"), Wav(8000)}), "both_8k");
-  EXPECT_EQ(For({audio_.file("missing.wav")}), "both");
+TEST_F(ModelChoiceTest, TheRateAheadIsThatOfTheFile) {
+  EXPECT_EQ(Ahead(Wav(8000)), 8000);
+  EXPECT_EQ(Ahead(Wav(44100)), 44100);
+  EXPECT_EQ(Ahead(audio_.file("missing.wav")), 0);
 }
 
-TEST_F(ModelChoice, RawSamplesPipesAndAddressesHaveTheRateThatIsGiven) {
-  EXPECT_EQ(For({"-"}), "both");
-  input_.source.raw.rate_hz = 8000;
-  EXPECT_EQ(For({"-"}), "both_8k");
-  EXPECT_EQ(For({"http://127.0.0.1:9/a.wav"}), "both_8k");
-  EXPECT_EQ(For({Wav(16000)}), "both");
-  input_.source.raw.form = RawForms().data();
-  EXPECT_EQ(For({Wav(16000)}), "both_8k");
+TEST_F(ModelChoiceTest, OfWhatIsHeardOnceTheRateIsNotKnownAhead) {
+  source_.raw.rate_hz = 8000;
+  EXPECT_EQ(Ahead("-"), 0);
+  EXPECT_EQ(Ahead("http://127.0.0.1:9/a.wav"), 0);
 }
 
-TEST_F(ModelChoice, TheRateOfSessionsCountsMoreThanThatOfRecordings) {
+TEST_F(ModelChoiceTest, RawSamplesHaveTheRateThatIsGiven) {
+  source_.raw.rate_hz = 8000;
+  source_.raw.form = RawForms().data();
+  EXPECT_EQ(Ahead(Wav(16000)), 8000);
+  EXPECT_EQ(Ahead("-"), 8000);
+}
+
+TEST_F(ModelChoiceTest, TheRateOfSessionsChoosesForAllRecordings) {
   engine_.settings = {"VAD_PARAM_SAMPLERATE=8000", "VAD_PARAM_SAMPLERATE=16000"};
-  EXPECT_EQ(For({Wav(8000)}), "both");
+  EXPECT_EQ(For(8000), "both");
   engine_.settings.emplace_back("VAD_PARAM_SAMPLERATE=8000");
-  EXPECT_EQ(For({Wav(16000)}), "both_8k");
+  EXPECT_EQ(For(16000), "both_8k");
+  EXPECT_FALSE(ModelChoice(engine_).is_open());
 }
 
-TEST_F(ModelChoice, AModelWithoutAnotherFormOrNamedWholeStaysAsItIs) {
-  const std::string narrow = Wav(8000);
+TEST_F(ModelChoiceTest, AModelWithoutAnotherFormOrNamedWholeStaysAsItIs) {
   for (const std::string& model : {std::string("wide"), std::string("both.bin"), models_.file("both.bin"), std::string("both_8k")}) {
     engine_.model = model;
-    EXPECT_EQ(For({narrow}), model);
+    EXPECT_EQ(For(8000), model);
+    EXPECT_EQ(For(16000), model);
+    EXPECT_FALSE(ModelChoice(engine_).is_open());
   }
-  engine_.model = "both_8k";
-  EXPECT_EQ(For({Wav(16000)}), "both_8k");
 }
 
-TEST_F(ModelChoice, BothFormsHaveToLieInOneFolder) {
+TEST_F(ModelChoiceTest, BothFormsHaveToLieInOneFolder) {
   testing_support::TempFolder first;
   first.write("both.bin", "any");
   engine_.models_dir = first.path();
-  EXPECT_EQ(For({Wav(8000)}), "both");
+  EXPECT_EQ(For(8000), "both");
 }
 
-TEST_F(ModelChoice, EnginesSideBySideAreAllNarrowOrNone) {
-  input_.files = {Wav(8000)};
+TEST_F(ModelChoiceTest, EnginesSideBySideAreAllNarrowOrNone) {
   std::vector<EngineOptions> engines = {engine_, engine_};
   engines[1].settings = {"wvad_param_nFrameGap=60"};
-  ChooseForms(engines, input_);
+  ChooseForms(engines, 8000);
   EXPECT_EQ(engines[0].model, "both_8k");
   EXPECT_EQ(engines[1].model, "both_8k");
   engines = {engine_, engine_};
   engines[1].model = "wide";
-  ChooseForms(engines, input_);
+  ChooseForms(engines, 8000);
   EXPECT_EQ(engines[0].model, "both");
   EXPECT_EQ(engines[1].model, "wide");
+}
+
+TEST_F(ModelChoiceTest, AFormIsMadeOnceAndWhenItIsAskedFor) {
+  std::vector<std::string> made;
+  PerForm<std::string> forms(engine_, [&](const EngineOptions& options) {
+    made.push_back(options.model);
+    return std::make_unique<std::string>(options.model);
+  });
+  EXPECT_TRUE(made.empty());
+  EXPECT_EQ(forms.For(8000), "both_8k");
+  EXPECT_EQ(forms.For(44100), "both");
+  EXPECT_EQ(forms.For(6000), "both_8k");
+  forms.MakeAll();
+  EXPECT_EQ(made, (std::vector<std::string>{"both_8k", "both"}));
 }
 
 }  // namespace

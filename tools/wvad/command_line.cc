@@ -20,7 +20,6 @@
 #include "wvad/features_command.h"
 #include "wvad/forms/printf.h"
 #include "wvad/help_text.h"
-#include "wvad/model_choice.h"
 #include "wvad/model_command.h"
 #include "wvad/model_finder.h"
 #include "wvad/named_rows.h"
@@ -36,7 +35,7 @@ namespace TSEG::tool {
 namespace {
 
 constexpr const char* kModelWords =
-    "Model: the name of a bundled one, or a file. NAME_8k takes the place of a bundled NAME where all is of 8000 Hz";
+    "Model: the name of a bundled one, or a file. NAME_8k takes the place of a bundled NAME for recordings of up to 8000 Hz";
 
 // What an engine is given beside its model.
 void AddSettings(CLI::App* command, EngineOptions& engine) {
@@ -141,13 +140,12 @@ struct CommandLine {
   std::function<ExitCode()> chosen;  // runs the command that was named
 };
 
-// A command that hears recordings, with its model in the form that fits them.
+// A command that hears recordings.
 template <typename Options>
 std::function<ExitCode()> Listening(Options& options, ExitCode (*run)(const Options&)) {
   return [&options, run] {
     options.input.hints = !options.quiet;
     FindFiles(options.input);
-    options.engine.model = ModelForRun(options.engine, options.input);
     return run(options);
   };
 }

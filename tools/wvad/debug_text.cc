@@ -18,6 +18,7 @@ DebugText::~DebugText() {
 }
 
 void DebugText::Claim(Engine& engine, const ParameterList& parameters, const std::function<void(const std::string&)>& keep_away) {
+  claimed_ = true;
   Detector detector(engine);
   for (const auto& [name, value] : parameters) detector.Set(name, value);
   if (detector.Get("wvad_param_isVadDegOn") != "1") return;

@@ -22,9 +22,13 @@ class DebugText {
 
   // Makes the file, if sessions with these parameters write into one, and calls `keep_away` with its path. Call before the first session:
   // the engine writes at the end of each. Throws Failure: kOutput if something is there or nothing can be, and as Detector::Set.
+  // Once: further engines of the run write into the same file.
   void Claim(Engine& engine, const ParameterList& parameters, const std::function<void(const std::string&)>& keep_away);
 
+  bool claimed() const { return claimed_; }
+
  private:
+  bool claimed_ = false;
   std::string file_;  // empty for none
 };
 

@@ -109,7 +109,7 @@ Engine::Engine(const std::string& model, const ParameterList& configuration, con
   {
     const CurrentFolder there(folder.path());
     const OutputToError quiet;
-    code = wVadInitialize(nullptr);
+    code = core_.Initialize(nullptr);
   }
   // It was there a moment ago: the engine, which opens more than one file at once, could not open it.
   constexpr int kOpenAtOnce = 4;
@@ -119,19 +119,19 @@ Engine::Engine(const std::string& model, const ParameterList& configuration, con
   if (code != WVAD_SUCCESS) throw Failure(ExitCode::kBadModel, model + ": " + ModelTrouble(code) + ", " + CodeName(code));
 }
 
-Engine::~Engine() { wVadUninitialize(); }
+Engine::~Engine() { core_.Uninitialize(); }
 
-Detector::Detector(Engine&) {
-  const int code = wVadCreateInst(&handle_);
+Detector::Detector(Engine& engine) : core_(engine.core()) {
+  const int code = core_.CreateInst(&handle_);
   if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "no detector could be made: " + CodeName(code));
 }
 
-Detector::~Detector() { wVadDestroyInst(handle_); }
+Detector::~Detector() { core_.DestroyInst(handle_); }
 
 void Detector::Set(const std::string& name, const std::string& value) {
   int code = 0;
   try {
-    code = wVadSetParameter(handle_, name.c_str(), value.c_str());
+    code = core_.SetParameter(handle_, name.c_str(), value.c_str());
   } catch (const std::bad_cast&) {
     // The one failure of the library that has no code: a number that is not one, whole.
     throw Failure(ExitCode::kBadParameter, name + ": \"" + value + "\" is not a value of this parameter's type");
@@ -153,21 +153,22 @@ void Detector::Set(const std::string& name, const std::string& value) {
 
 std::string Detector::Get(const std::string& name) const {
   std::array<char, 1025> text{};
-  const int code = wVadGetParameter(handle_, name.c_str(), text.data(), static_cast<int>(text.size()));
+  const int code = core_.GetParameter(handle_, name.c_str(), text.data(), static_cast<int>(text.size()));
   return code == WVAD_SUCCESS ? std::string(text.data()) : std::string();
 }
 
-Session::Session(Detector& detector, const ParameterList& parameters, size_t frame_bytes) : detector_(detector), frame_bytes_(frame_bytes) {
+Session::Session(Detector& detector, const ParameterList& parameters, size_t frame_bytes)
+    : detector_(detector), core_(detector.core()), frame_bytes_(frame_bytes) {
   for (const auto& [name, value] : parameters) detector_.Set(name, value);
   quality_ = detector_.Get("wvad_param_bKelOn") == "1";
-  const int code = wVadStart(detector_.handle());
+  const int code = core_.Start(detector_.handle());
   if (code == WVAD_ERROR_INVALID_PARA_VALUE) {
     throw Failure(ExitCode::kBadParameter, "a margin below 0 or a sample rate that is not supported");
   }
   if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "the session could not be started: " + CodeName(code));
 }
 
-Session::~Session() { wVadStop(detector_.handle()); }
+Session::~Session() { core_.Stop(detector_.handle()); }
 
 void Session::Write(const int16_t* samples, size_t count, bool last) {
   WVadAudioSample piece{};
@@ -175,7 +176,7 @@ void Session::Write(const int16_t* samples, size_t count, bool last) {
   piece.pData = const_cast<int16_t*>(samples);
   piece.len = static_cast<uint32_t>(count * sizeof(int16_t));
   piece.status = last ? WVAD_WRITE_LAST : WVAD_WRITE_CONTINUE;
-  const int code = wVadAudioWrite(detector_.handle(), &piece);
+  const int code = core_.AudioWrite(detector_.handle(), &piece);
   if (code == WVAD_ERROR_AUDIO_ENOUGH) {
     ended_ = true;
     return;
@@ -191,7 +192,7 @@ void Session::Drain() {
   constexpr size_t kReadBufferBytes = 3145728;
   for (;;) {
     WVadAudioSample piece{};
-    const int code = wVadAudioRead(detector_.handle(), &piece);
+    const int code = core_.AudioRead(detector_.handle(), &piece);
     if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "the engine refused a read: " + CodeName(code));
     if (frame_bytes_ > 0) {
       const auto* bytes = static_cast<const unsigned char*>(piece.pData);
@@ -229,7 +230,7 @@ void Session::AttachValues(const char* text) {
 
 void Session::Collect() {
   WVadResult* results = nullptr;
-  if (wVadGetResult(detector_.handle(), &results) == WVAD_SUCCESS && results != nullptr) {
+  if (core_.GetResult(detector_.handle(), &results) == WVAD_SUCCESS && results != nullptr) {
     for (int32_t i = 0; i < results->nCount; ++i) {
       const WVadResultItem& item = results->pItems[i];
       if (std::string(item.pKey) == "vol") {
@@ -242,12 +243,12 @@ void Session::Collect() {
   }
   // The silence length tells cheaply whether a sentence beyond the known ones has begun; only then the table is fetched.
   int silence = -1;
-  wVadGetSilLen(detector_.handle(), static_cast<int>(n_closed_), &silence);
+  core_.GetSilLen(detector_.handle(), static_cast<int>(n_closed_), &silence);
   open_ = silence != -1;
   if (!open_) return;
   constexpr size_t kMaxSentences = 20480;
   end_points_.resize(2 * kMaxSentences);
-  const int written = wVadQueryEPInfo(detector_.handle(), end_points_.data(), static_cast<int>(end_points_.size()));
+  const int written = core_.QueryEPInfo(detector_.handle(), end_points_.data(), static_cast<int>(end_points_.size()));
   const size_t closed = static_cast<size_t>(std::max(written, 0)) / 2;
   for (; n_closed_ < closed; ++n_closed_) {
     SessionSentence sentence;
@@ -262,7 +263,7 @@ void Session::Collect() {
     }
     fresh_.push_back(sentence);
   }
-  wVadGetSilLen(detector_.handle(), static_cast<int>(n_closed_), &silence);
+  core_.GetSilLen(detector_.handle(), static_cast<int>(n_closed_), &silence);
   open_ = silence != -1;
 }
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The library's C interface as owned objects: the engine (one a process), a detector, and a running session on it. Codes become
-// `Failure`s with words; nothing else is added to what the library does.
+// What the library's C interface does, as owned objects: an engine, a detector, and a running session on it. Codes become `Failure`s with
+// words; nothing else is added. A run may hold several engines, each on a model of its own; their log is the process's.
 //
-// One thread. Objects end in the reverse order: session, detector, engine.
+// Engines are made and end on one thread, while no other opens files: the start changes the current folder for a moment. A detector and its
+// session are used by one thread at a time. Objects end in the reverse order: session, detector, engine.
 #ifndef WVAD_WVAD_ENGINE_H_
 #define WVAD_WVAD_ENGINE_H_
 
@@ -16,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/engine.h"
 #include "stream/chain_session.h"
 
 namespace TSEG::tool {
@@ -31,6 +33,12 @@ class Engine {
   ~Engine();
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
+
+  // The calls that the exported functions make.
+  TSEG::Engine& core() { return core_; }
+
+ private:
+  TSEG::Engine core_;
 };
 
 // One instance of the detector.
@@ -46,8 +54,10 @@ class Detector {
   // The value as text; empty for a parameter that cannot be read back.
   std::string Get(const std::string& name) const;
   WVADInst handle() const { return handle_; }
+  TSEG::Engine& core() const { return core_; }
 
  private:
+  TSEG::Engine& core_;
   WVADInst handle_ = nullptr;
 };
 
@@ -83,7 +93,8 @@ class Session : public stream::ChainSession {
   void AttachValues(const char* text);
 
   Detector& detector_;
-  bool quality_;
+  TSEG::Engine& core_;
+  bool quality_ = false;
   size_t frame_bytes_;
   bool all_read_ = false;                  // nothing more will be handed out
   std::vector<unsigned char> handed_out_;  // not taken by a sentence yet; frames in order, no frame belongs to two sentences

@@ -5,6 +5,7 @@
 
 #include "modelfile/describe.h"
 #include "wvad/failure.h"
+#include "wvad/model_choice.h"
 #include "wvad/model_finder.h"
 
 namespace TSEG::tool {
@@ -44,7 +45,7 @@ std::vector<std::string> FilesOfEngine(const EngineOptions& options) {
   std::vector<std::string> files;
   if (!options.config.empty()) files.push_back(options.config);
   try {
-    files.push_back(FindModel(options.model, options.models_dir));
+    for (const std::string& model : ModelChoice(options).models()) files.push_back(FindModel(model, options.models_dir));
   } catch (const Failure&) {
     // Who wants to load it will say so.
   }

@@ -23,7 +23,7 @@ struct EngineOptions {
 // What the engine is to be set to: by plain names, then by --set, which wins. `model` is the model's file. Throws Failure(kBadParameter).
 std::vector<std::string> AllSettings(const EngineOptions& options, const std::string& model);
 
-// What a run with these options reads beside recordings: the model, if there is one, and the configuration.
+// What a run with these options may read beside recordings: the model in its forms, if there is one, and the configuration.
 std::vector<std::string> FilesOfEngine(const EngineOptions& options);
 
 // The text that follows our own lines in the engine's configuration: the settings of the audio-quality component, the user's

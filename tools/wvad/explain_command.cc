@@ -6,10 +6,12 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "wvad/engine_config.h"
 #include "wvad/explanation.h"
 #include "wvad/failure.h"
 #include "wvad/frame_speech.h"
 #include "wvad/messages.h"
+#include "wvad/model_choice.h"
 #include "wvad/output.h"
 #include "wvad/progress.h"
 #include "wvad/report_json.h"
@@ -100,12 +102,12 @@ class Hearing {
 
 class ExplainRun {
  public:
-  ExplainRun(const ExplainOptions& options, TracedEngine& engine, Output& output)
+  ExplainRun(const ExplainOptions& options, PerForm<TracedEngine>& engines, Output& output)
       : options_(options),
-        engine_(engine),
+        engines_(engines),
         output_(output),
         ranges_(ParsePlaces(options.at)),
-        reader_(options.input, engine.rate_hz()),
+        reader_(options.input),
         progress_(!options.quiet && HasLivingTerminal(), options.input.files) {}
 
   ExitCode Run() {
@@ -119,9 +121,13 @@ class ExplainRun {
 
  private:
   void File(size_t index, const std::string& name) {
-    const std::unique_ptr<Input> input = reader_.Open(name);
+    TracedEngine* engine = nullptr;
+    const std::unique_ptr<Input> input = reader_.Open(name, [&](int rate_hz) {
+      engine = &engines_.For(rate_hz);
+      return engine->rate_hz();
+    });
     heard_any_ = true;
-    Hearing hearing(engine_, ranges_);
+    Hearing hearing(*engine, ranges_);
     hearing.Listen(*input, index, progress_);
     progress_.Done(index);
     progress_.Hide();
@@ -132,12 +138,12 @@ class ExplainRun {
     for (size_t i = 0; i < ranges_.size(); ++i) {
       if (ranges_[i].first >= hearing.frames() && !behind) behind = options_.at[i];
       for (const ExplainedStretch& stretch : hearing.Of(i)) {
-        text += ToText(stretch, engine_.facts());
-        stretches.push_back(ToJson(stretch, engine_.facts()));
+        text += ToText(stretch, engine->facts());
+        stretches.push_back(ToJson(stretch, engine->facts()));
       }
     }
     if (!options_.json) output_.Write(text);
-    files_.push_back({{"file", name}, {"model", options_.engine.model}, {"stretches", stretches}});
+    files_.push_back({{"file", name}, {"model", engine->model()}, {"stretches", stretches}});
     if (behind) {
       throw Failure(ExitCode::kUsage,
                     name + ": --at " + *behind + " lies behind its end (" + Fixed(static_cast<double>(hearing.frames()) / 100, 2) + " s)");
@@ -147,7 +153,7 @@ class ExplainRun {
   }
 
   const ExplainOptions& options_;
-  TracedEngine& engine_;
+  PerForm<TracedEngine>& engines_;
   Output& output_;
   std::vector<FrameRange> ranges_;
   InputReader reader_;
@@ -166,9 +172,13 @@ ExitCode RunExplain(const ExplainOptions& options) {
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());
   const OutputRules rules(options.force, read);
   CheckOutput(options.output, rules);
-  TracedEngine engine(options.engine, options.quiet);
+  const std::string configuration = ReadConfiguration(options.engine.config, false, options.quiet);
+  PerForm<TracedEngine> engines(options.engine,
+                                [&](const EngineOptions& of_form) { return std::make_unique<TracedEngine>(of_form, configuration); });
+  // One is there before any output is opened, so that what is wrong with model or settings costs nothing.
+  engines.For(engines.choice().is_open() ? RateAhead(options.input.files[0], options.input.source) : 0);
   Output output(options.output, rules);
-  return ExplainRun(options, engine, output).Run();
+  return ExplainRun(options, engines, output).Run();
 }
 
 }  // namespace TSEG::tool

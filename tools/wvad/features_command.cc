@@ -4,6 +4,7 @@
 #include <string>
 
 #include "blocks/npy_file.h"
+#include "wvad/sentence_engine.h"
 
 namespace TSEG::tool {
 namespace {
@@ -37,19 +38,19 @@ Json Columns() {
 }  // namespace
 
 ExitCode RunFeatures(const FeaturesOptions& options) {
-  return SaveSentences(options, Handout::kFeatures, {"features.json", ".npy"}, [](SentenceFormat& format, int) {
-    constexpr size_t kFrameBytes = kFeatureFloats * sizeof(float);
-    format.encode = [](const Sentence& sentence) {
-      const size_t frames = sentence.data.size() / kFrameBytes;
-      std::string bytes = blocks::NpyHeader(frames, kFeatureFloats, false);
-      bytes.append(reinterpret_cast<const char*>(sentence.data.data()), frames * kFrameBytes);
-      return bytes;
-    };
-    format.unit = "frames";
-    format.unit_bytes = kFrameBytes;
-    format.about["frame_ms"] = 10;
-    format.about["columns"] = Columns();
-  });
+  constexpr size_t kFrameBytes = kFeatureFloats * sizeof(float);
+  SentenceFormat format;
+  format.encode = [](const Sentence& sentence, int) {
+    const size_t frames = sentence.data.size() / kFrameBytes;
+    std::string bytes = blocks::NpyHeader(frames, kFeatureFloats, false);
+    bytes.append(reinterpret_cast<const char*>(sentence.data.data()), frames * kFrameBytes);
+    return bytes;
+  };
+  format.unit = "frames";
+  format.unit_bytes = kFrameBytes;
+  format.about["frame_ms"] = 10;
+  format.about["columns"] = Columns();
+  return SaveSentences(options, Handout::kFeatures, {"features.json", ".npy"}, format);
 }
 
 }  // namespace TSEG::tool

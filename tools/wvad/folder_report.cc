@@ -27,6 +27,9 @@ FolderReport::Part FolderReport::MakePart(const ReportFormat& format, const std:
   return part;
 }
 
+// What is said of the whole of a file is said of the one recording in it.
+void FolderReport::HearWith(const HeardWith& with) { shape_.details.provenance = with.made_by; }
+
 void FolderReport::BeginFile(const std::string& name) {
   folder_.Make();
   const bool first = of_run_.empty();

@@ -27,6 +27,7 @@ class FolderReport : public Report {
   // `folder` has the suffixes of `formats`, and outlives the report. It is made when the first recording begins.
   FolderReport(const OutputFolder& folder, const std::vector<const ReportFormat*>& formats, const ReportShape& shape);
 
+  void HearWith(const HeardWith& with) override;
   void BeginFile(const std::string& name) override;
   void Add(const Sentence& sentence, int rate_hz) override;
   // One form that cannot hold the recording does not keep the others from it; its failure leaves when they are done.

@@ -10,6 +10,7 @@
 #include "wvad/container.h"
 #include "wvad/file_system.h"
 #include "wvad/level.h"
+#include "wvad/media_source.h"
 #include "wvad/messages.h"
 #include "wvad/sample_audit.h"
 #include "wvad/system.h"
@@ -61,19 +62,21 @@ std::string NoRecordingAmong(size_t passed_over) {
 
 }  // namespace
 
+bool IsHeardOnce(const std::string& name) { return name == "-" || IsAddress(name) || LookAt(name).kind == FileKind::kSpecial; }
+
 std::optional<int> ParseInt(const std::string& text) { return ParseWhole<int>(text); }
 
 Input::Input(std::unique_ptr<AudioSource> source, const std::string& name, int channel, int engine_rate_hz, int chunk_ms, double gain_db)
-    : source_(std::move(source)), stream_(*source_, name, channel, engine_rate_hz, chunk_ms, gain_db) {}
+    : source_(std::move(source)), engine_rate_hz_(engine_rate_hz), stream_(*source_, name, channel, engine_rate_hz, chunk_ms, gain_db) {}
 
-InputReader::InputReader(const InputOptions& options, int engine_rate_hz)
-    : options_(options), engine_rate_hz_(engine_rate_hz), channel_(ParseChannel(options.channel)), gain_db_(ParseGain(options.gain)) {
+InputReader::InputReader(const InputOptions& options)
+    : options_(options), channel_(ParseChannel(options.channel)), gain_db_(ParseGain(options.gain)) {
   if (std::count(options.files.begin(), options.files.end(), "-") > 1) {
     throw Failure(ExitCode::kUsage, "- is given twice; standard input can be heard once");
   }
 }
 
-std::unique_ptr<Input> InputReader::Open(const std::string& name) const {
+std::unique_ptr<Input> InputReader::Open(const std::string& name, const EngineRate& engine_rate) const {
   const FileKind kind = (name == "-" ? LookAtDescriptor(kStandardInput) : LookAt(name)).kind;
   if (!gain_db_ && kind == FileKind::kSpecial) CannotMeasure(name);
   if (name == "-" && options_.hints && IsTerminal(kStandardInput)) {
@@ -82,15 +85,17 @@ std::unique_ptr<Input> InputReader::Open(const std::string& name) const {
         "(Ctrl-D ends it)");
   }
   std::unique_ptr<AudioSource> source = OpenAudio(name, options_.source);
-  const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name);
-  return std::make_unique<Input>(std::make_unique<SampleAudit>(std::move(source), gain_db), name, channel_, engine_rate_hz_,
+  if (options_.tap) source = options_.tap(std::move(source));
+  const int engine_rate_hz = engine_rate(source->rate_hz());
+  const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name, engine_rate_hz);
+  return std::make_unique<Input>(std::make_unique<SampleAudit>(std::move(source), gain_db), name, channel_, engine_rate_hz,
                                  options_.chunk_ms, gain_db);
 }
 
-double InputReader::MeasureGain(const std::string& name) const {
+double InputReader::MeasureGain(const std::string& name, int engine_rate_hz) const {
   SampleAudit source(OpenAudio(name, options_.source), 0);
-  PcmStream stream(source, name, channel_, engine_rate_hz_, 1000, 0);
-  std::vector<LevelMeter> levels(stream.lanes(), LevelMeter(engine_rate_hz_));
+  PcmStream stream(source, name, channel_, engine_rate_hz, 1000, 0);
+  std::vector<LevelMeter> levels(stream.lanes(), LevelMeter(engine_rate_hz));
   for (std::vector<std::vector<int16_t>> pieces; !Interrupted() && stream.Next(&pieces);) {
     for (size_t lane = 0; lane < pieces.size(); ++lane) levels[lane].Feed(pieces[lane].data(), pieces[lane].size());
   }

@@ -30,6 +30,8 @@ struct InputOptions {
   std::string gain = "0";                  // decibels, or "auto"
   int chunk_ms = 100;
   bool hints = true;  // say what is waited for
+  // Stands between a recording and its listener, if there is one; gets what was opened and gives what is heard.
+  std::function<std::unique_ptr<AudioSource>(std::unique_ptr<AudioSource> source)> tap = {};
   SourceOptions source;
 };
 
@@ -38,6 +40,8 @@ class Input {
  public:
   Input(std::unique_ptr<AudioSource> source, const std::string& name, int channel, int engine_rate_hz, int chunk_ms, double gain_db);
 
+  // Of the samples that it gives.
+  int engine_rate_hz() const { return engine_rate_hz_; }
   // How many are listened to: one, or each channel.
   size_t lanes() const { return stream_.lanes(); }
   // The next piece of samples of each lane at the engine's rate; false when there is none left.
@@ -58,30 +62,35 @@ class Input {
 
  private:
   std::unique_ptr<AudioSource> source_;
+  int engine_rate_hz_;
   PcmStream stream_;
 };
 
 class InputReader {
  public:
   // Throws Failure(kUsage) for a channel or gain that is none. `options` has to outlive the reader.
-  InputReader(const InputOptions& options, int engine_rate_hz);
+  explicit InputReader(const InputOptions& options);
 
   // Each channel is its own source.
   bool all_channels() const { return channel_ == kAllChannels; }
+  // The rate at which a recording of `recording_rate_hz` is heard. What it throws leaves through Open.
+  using EngineRate = std::function<int(int recording_rate_hz)>;
   // With --gain auto this takes a first pass over the whole file. Throws Failure as OpenAudio, and kBadRate for a missing channel.
-  std::unique_ptr<Input> Open(const std::string& name) const;
+  std::unique_ptr<Input> Open(const std::string& name, const EngineRate& engine_rate) const;
 
  private:
-  double MeasureGain(const std::string& name) const;
+  double MeasureGain(const std::string& name, int engine_rate_hz) const;
 
   const InputOptions& options_;
-  int engine_rate_hz_;
   int channel_;
   std::optional<double> gain_db_;  // none: measured
 };
 
 // Fills in `files`, `walked` and `passed_over`. Throws Failure as ListFiles, and kNoFile where there is no recording at all.
 void FindFiles(InputOptions& options);
+
+// Whether a recording can be opened only once: standard input, a pipe, an address.
+bool IsHeardOnce(const std::string& name);
 
 // The whole of `text` as a whole number.
 std::optional<int> ParseInt(const std::string& text);

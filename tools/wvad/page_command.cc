@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "wvad/engine_config.h"
 #include "wvad/failure.h"
 #include "wvad/media_source.h"
 #include "wvad/messages.h"
@@ -51,20 +52,31 @@ Failure Damage(const PageRecording& recording) { return Failure(ExitCode::kNotAu
 
 class PageRun {
  public:
-  explicit PageRun(const PageOptions& options) : options_(options), name_(options.input.files[0]) {}
+  explicit PageRun(const PageOptions& options)
+      : options_(options), name_(options.input.files[0]), configuration_(ReadConfiguration(options.engine.config, false, options.quiet)) {}
 
-  void Run(const std::vector<EngineOptions>& tracks) {
-    for (const EngineOptions& track : tracks) Add(track);
+  // The recording is heard once, at the rate of the first engine, and kept: standard input comes only once.
+  void Run(std::vector<EngineOptions> tracks) {
+    std::unique_ptr<TracedEngine> engine;
+    const InputReader reader(options_.input);
+    const std::unique_ptr<Input> input = reader.Open(name_, [&](int rate_hz) {
+      ChooseForms(tracks, rate_hz);
+      engine = std::make_unique<TracedEngine>(tracks[0], configuration_);
+      return engine->rate_hz();
+    });
+    Hear(*input);
+    for (const EngineOptions& track : tracks) {
+      if (!engine) engine = std::make_unique<TracedEngine>(track, configuration_);
+      Add(track, *engine);
+      engine.reset();
+    }
   }
 
   const PageRecording& recording() const { return recording_; }
   const std::vector<PageTrack>& tracks() const { return tracks_; }
 
  private:
-  // The recording is heard once, at the rate of the first engine, and kept: standard input comes only once.
-  void Add(const EngineOptions& options) {
-    TracedEngine engine(options, options_.quiet);
-    if (tracks_.empty()) Hear(engine.rate_hz());
+  void Add(const EngineOptions& options, TracedEngine& engine) {
     if (engine.rate_hz() != recording_.rate_hz) {
       throw Failure(ExitCode::kUsage, "one page cannot show engines of " + std::to_string(recording_.rate_hz) + " and " +
                                           std::to_string(engine.rate_hz()) + " Hz");
@@ -78,20 +90,18 @@ class PageRun {
 
   double Seconds() const { return static_cast<double>(recording_.samples.size()) / recording_.rate_hz; }
 
-  void Hear(int rate_hz) {
-    const InputReader reader(options_.input, rate_hz);
-    const std::unique_ptr<Input> input = reader.Open(name_);
+  void Hear(Input& input) {
     Progress progress(!options_.quiet && HasLivingTerminal(), {name_});
     recording_.name = name_;
-    recording_.rate_hz = rate_hz;
-    for (std::vector<std::vector<int16_t>> pieces; !Interrupted() && input->Next(&pieces);) {
+    recording_.rate_hz = input.engine_rate_hz();
+    for (std::vector<std::vector<int16_t>> pieces; !Interrupted() && input.Next(&pieces);) {
       recording_.samples.insert(recording_.samples.end(), pieces[0].begin(), pieces[0].end());
-      progress.Show(0, input->seconds_read(), input->seconds_total());
+      progress.Show(0, input.seconds_read(), input.seconds_total());
     }
     CheckInterrupt();
-    recording_.damage = input->damage();
-    if (input->phase().cancels()) recording_.note = PhaseNote(input->phase());
-    powers_ = FramePowers(recording_.samples, rate_hz);
+    recording_.damage = input.damage();
+    if (input.phase().cancels()) recording_.note = PhaseNote(input.phase());
+    powers_ = FramePowers(recording_.samples, recording_.rate_hz);
     if (options_.link_audio) recording_.sound_link = LinkTo(name_, options_.output);
   }
 
@@ -101,6 +111,7 @@ class PageRun {
 
   const PageOptions& options_;
   std::string name_;
+  std::string configuration_;
   PageRecording recording_;
   std::vector<float> powers_;
   std::vector<PageTrack> tracks_;
@@ -136,8 +147,7 @@ std::vector<EngineOptions> TracksOf(const PageOptions& options) {
 ExitCode RunPage(const PageOptions& options) {
   RememberInterrupts();
   CheckUsage(options);
-  std::vector<EngineOptions> tracks = TracksOf(options);
-  ChooseForms(tracks, options.input);
+  const std::vector<EngineOptions> tracks = TracksOf(options);
   std::vector<std::string> read = options.input.files;
   for (const EngineOptions& track : tracks) {
     const std::vector<std::string> files = FilesOfEngine(track);

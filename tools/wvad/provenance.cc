@@ -5,8 +5,7 @@
 
 #include "wvad/checksum.h"
 #include "wvad/failure.h"
-#include "wvad/file_system.h"
-#include "wvad/media_source.h"
+#include "wvad/model_choice.h"
 #include "wvad/model_finder.h"
 #include "wvad/raw_source.h"
 #include "wvad/report_json.h"
@@ -46,11 +45,20 @@ Json ProvenanceOfRun(const SentenceOptions& options) {
   return json;
 }
 
+std::vector<std::string> ProvenancesOfRun(const SentenceOptions& options) {
+  std::vector<std::string> ways;
+  SentenceOptions of_form = options;
+  for (const std::string& model : ModelChoice(options.engine).models()) {
+    of_form.engine.model = model;
+    ways.push_back(JsonText(ProvenanceOfRun(of_form)));
+  }
+  return ways;
+}
+
 void CheckChecksums(const std::vector<std::string>& recordings) {
   for (const std::string& name : recordings) {
     if (name == "-") throw Failure(ExitCode::kUsage, "--checksum: standard input cannot be read twice");
-    if (IsAddress(name) || LookAt(name).kind == FileKind::kSpecial)
-      throw Failure(ExitCode::kUsage, "--checksum: " + name + ": cannot be read twice");
+    if (IsHeardOnce(name)) throw Failure(ExitCode::kUsage, "--checksum: " + name + ": cannot be read twice");
   }
 }
 
@@ -66,12 +74,28 @@ Json ProvenanceOfRecording(const FileEnd& end) {
 
 bool HeardWhole(const FileEnd& end) { return end.reason == kWholeReason && end.damage.empty(); }
 
-std::string ProvenanceLine(const std::string& name, const FileEnd& end) {
+const std::string& MadeBy(const FileEnd& end, const std::string& whole) {
+  return whole.empty() || end.made_by.empty() ? whole : end.made_by;
+}
+
+Json OwnMembers(const FileEnd& end, const std::string& whole) {
+  Json own = Json::object();
+  if (whole.empty() || end.made_by.empty() || end.made_by == whole) return own;
+  const Json ours = Json::parse(end.made_by);
+  const Json others = Json::parse(whole);
+  for (const auto& [key, value] : ours.items()) {
+    if (!others.contains(key) || others[key] != value) own[key] = value;
+  }
+  return own;
+}
+
+std::string ProvenanceLine(const std::string& name, const FileEnd& end, const std::string& whole) {
   Json json;
   json["file"] = name;
   if (end.recording.rate_hz > 0) json["recording"] = ProvenanceOfRecording(end);
   json["whole"] = HeardWhole(end);
   if (!end.damage.empty()) json["damage"] = end.damage;
+  json.update(OwnMembers(end, whole));
   return JsonText(json);
 }
 

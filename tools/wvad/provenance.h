@@ -15,10 +15,13 @@ namespace TSEG::tool {
 
 struct SentenceOptions;
 
-// {"program":"wvad 0.1.0","model":"lstm_fb75","model_sha256":...,"parameters":{...}}, where the parameters are what was said on the command
-// line, plain settings under the engine's names, and the defaults of channel and gain. Reads the model. Throws Failure as FindModel and
-// Sha256Of.
+// With the model that `options` name, {"program":"wvad 0.1.0","model":"lstm_fb75","model_sha256":...,"parameters":{...}}, where the
+// parameters are what was said on the command line, plain settings under the engine's names, and the defaults of channel and gain. Reads
+// the model. Throws Failure as FindModel and Sha256Of.
 nlohmann::ordered_json ProvenanceOfRun(const SentenceOptions& options);
+
+// All ways in which the results of a run with these options may come about, one for each form of the model, each JSON in one line.
+std::vector<std::string> ProvenancesOfRun(const SentenceOptions& options);
 
 // Throws Failure(kUsage) where one of the recordings cannot be read a second time for its checksum.
 void CheckChecksums(const std::vector<std::string>& recordings);
@@ -29,8 +32,15 @@ nlohmann::ordered_json ProvenanceOfRecording(const FileEnd& end);
 // All of a recording was decoded and heard, and nothing was wrong with it.
 bool HeardWhole(const FileEnd& end);
 
-// One line for a comment behind a recording: {"file":...,"recording":{...},"whole":true} and "damage" where there is some.
-std::string ProvenanceLine(const std::string& name, const FileEnd& end);
+// How this recording's results came about; `whole` is told for all of an output, and holds where the recording says nothing of its own.
+const std::string& MadeBy(const FileEnd& end, const std::string& whole);
+
+// The members of how this recording's results came about that are others than those of `whole`: its model, and settings that hang on it.
+nlohmann::ordered_json OwnMembers(const FileEnd& end, const std::string& whole);
+
+// One line for a comment behind a recording: {"file":...,"recording":{...},"whole":true}, "damage" where there is some, and its
+// OwnMembers.
+std::string ProvenanceLine(const std::string& name, const FileEnd& end, const std::string& whole);
 
 }  // namespace TSEG::tool
 

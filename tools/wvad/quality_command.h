@@ -4,7 +4,7 @@
 #ifndef WVAD_WVAD_QUALITY_COMMAND_H_
 #define WVAD_WVAD_QUALITY_COMMAND_H_
 
-#include "wvad/sentence_run.h"
+#include "wvad/report_sentences.h"
 
 namespace TSEG::tool {
 

@@ -5,6 +5,10 @@
 
 namespace TSEG::tool {
 
+void RecordedReport::HearWith(const HeardWith& with) {
+  told_.emplace_back([with](Report& report) { report.HearWith(with); });
+}
+
 void RecordedReport::BeginFile(const std::string& name) {
   told_.emplace_back([name](Report& report) { report.BeginFile(name); });
 }

@@ -14,6 +14,7 @@ namespace TSEG::tool {
 
 class RecordedReport : public Report {
  public:
+  void HearWith(const HeardWith& with) override;
   void BeginFile(const std::string& name) override;
   // What was handed out of a sentence is not kept: it may be long, and whoever saves it has done so.
   void Add(const Sentence& sentence, int rate_hz) override;

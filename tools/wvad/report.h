@@ -27,6 +27,13 @@ struct RecordingFacts {
   std::string sha256;   // of the file, where it was asked for
 };
 
+// By what a recording is heard.
+struct HeardWith {
+  std::string model;    // in the form that fits the recording
+  int rate_hz = 16000;  // of what is heard
+  std::string made_by;  // how its results come about (provenance.h), JSON in one line; empty where that is not told
+};
+
 // How a file's work came to its end.
 struct FileEnd {
   int rate_hz = 16000;                // of the sample numbers
@@ -38,11 +45,14 @@ struct FileEnd {
   std::string damage;                   // what was wrong with the recording; empty if it was whole
   std::string note;                     // what else a listener should know
   RecordingFacts recording;
+  std::string made_by;  // as in HeardWith
 };
 
 class Report {
  public:
   virtual ~Report() = default;
+  // What hears the file that will be begun next.
+  virtual void HearWith(const HeardWith&) {}
   virtual void BeginFile(const std::string& name) = 0;
   virtual void Add(const Sentence& sentence, int rate_hz) = 0;
   virtual void EndFile(const FileEnd& end) = 0;

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "wvad/provenance.h"
 #include "wvad/report_json.h"
 #include "wvad/text_report.h"
 
@@ -28,7 +29,11 @@ class JsonDocument : public TextReport {
     output_.Write(std::string(first_sentence_ ? "\n  " : ",\n  ") + JsonText(ToJson(sentence, rate_hz)));
     first_sentence_ = false;
   }
-  void EndFile(const FileEnd& end) override { Finish(ToJson(end)); }
+  void EndFile(const FileEnd& end) override {
+    Json json = ToJson(end);
+    json.update(OwnMembers(end, provenance_));
+    Finish(json);
+  }
   void FailFile(const std::string& message) override {
     Json json;
     json["error"] = message;
@@ -63,7 +68,7 @@ class JsonLines : public TextReport {
   void Add(const Sentence& sentence, int rate_hz) override { Line("sentence", ToJson(sentence, rate_hz)); }
   void EndFile(const FileEnd& end) override {
     Json json = ToJson(end);
-    if (!provenance_.empty()) json["made_by"] = Json::parse(provenance_);
+    if (const std::string& made_by = MadeBy(end, provenance_); !made_by.empty()) json["made_by"] = Json::parse(made_by);
     Line("end", json);
   }
   void FailFile(const std::string& message) override {

@@ -56,6 +56,10 @@ class Place {
   const std::vector<std::string>& files_;
 };
 
+void AddOnce(std::vector<std::string>& list, const std::string& text) {
+  if (std::find(list.begin(), list.end(), text) == list.end()) list.push_back(text);
+}
+
 ExitCode CodeOf(const Json& end) {
   if (end.contains("code") && end["code"].is_number_integer()) return static_cast<ExitCode>(end["code"].get<int>());
   return end.contains("damage") || end.contains("error") ? ExitCode::kNotAudio : ExitCode::kSuccess;
@@ -83,6 +87,7 @@ std::optional<Kept> FromLines(const std::string& text, const std::vector<std::st
     if (row.value("stopped_by", "") == kInterruptedReason) break;
     kept.rows += rows;
     rows.clear();
+    if (row.contains("made_by")) AddOnce(kept.made_by, JsonText(row["made_by"]));
     kept.files = *index + 1;
     if (kept.code == ExitCode::kSuccess) kept.code = CodeOf(row);
   }
@@ -147,7 +152,23 @@ std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::stri
 
 }  // namespace
 
-Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files) {
+void CheckSameWay(const std::string& path, const std::string& made_by, const std::vector<std::string>& ways) {
+  if (std::find(ways.begin(), ways.end(), made_by) != ways.end()) return;
+  const Json then = Json::parse(made_by, nullptr, false);
+  const Json now = Json::parse(ways.at(0));
+  std::string others;
+  for (const char* key : {"program", "model", "model_sha256", "parameters"}) {
+    if (then.is_object() && then.contains(key) && then[key] != now[key]) {
+      others = std::string(key) + " " + JsonText(then[key]) + ", not " + JsonText(now[key]);
+      break;
+    }
+  }
+  throw Failure(ExitCode::kOutput,
+                path + ": was begun in another way (" + others + "); --resume does not mix results. Go on as it was begun, or begin anew");
+}
+
+Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files,
+                     const std::vector<std::string>& ways) {
   const auto read = format == "jsonl" ? FromLines : format == "csv" ? FromCsv : nullptr;
   if (read == nullptr) throw Failure(ExitCode::kUsage, "--resume: goes with --format jsonl or csv, which can be gone on with");
   if (output.empty() || output == "-") throw Failure(ExitCode::kUsage, "--resume: needs --output FILE, whose rows are gone on with");
@@ -157,6 +178,7 @@ Kept KeepWhatIsThere(const std::string& output, const std::string& format, const
     if (!text) continue;
     const std::optional<Kept> kept = read(*text, files);
     if (!kept) throw Failure(ExitCode::kOutput, path + ": is not what a run with these recordings has begun; --resume leaves it alone");
+    for (const std::string& made_by : kept->made_by) CheckSameWay(path, made_by, ways);
     if (kept->files >= best.files) best = *kept;
   }
   return best;

@@ -23,11 +23,17 @@ struct Kept {
   std::string rows;                    // to stand before the new ones; without the heading of CSV
   size_t files = 0;                    // so many of the recordings, from the first on, are through
   ExitCode code = ExitCode::kSuccess;  // of the first of them that failed
+  std::vector<std::string> made_by;    // how these results came about, each way once; none where they do not say
 };
 
-// `format`: jsonl or csv. `heading`: the first line of CSV, which must be there. Nothing is kept where neither file is there. Throws
-// Failure: kUsage for another format, kOutput for an `output` that holds something else than the begin of this run's result.
-Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files);
+// `format`: jsonl or csv. Nothing is kept where neither file is there. `ways`: how this run's results come about (ProvenancesOfRun). Throws
+// Failure: kUsage for another format, kOutput for an `output` that holds something else than the begin of this run's result, or results
+// that came about in another way.
+Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files,
+                     const std::vector<std::string>& ways);
+
+// Throws Failure(kOutput) where results in `path` that came about as `made_by` says, JSON in one line, would be mixed with others.
+void CheckSameWay(const std::string& path, const std::string& made_by, const std::vector<std::string>& ways);
 
 }  // namespace TSEG::tool
 

@@ -8,6 +8,7 @@
 #include "wvad/engine.h"
 #include "wvad/engine_config.h"
 #include "wvad/messages.h"
+#include "wvad/model_choice.h"
 #include "wvad/model_finder.h"
 #include "wvad/output.h"
 #include "wvad/parameters.h"
@@ -25,11 +26,10 @@ struct Settled {
   int priming_frames = -1;
 };
 
-Settled SettleParameters(const ScoresOptions& options, const std::string& model) {
-  ParameterPlan plan = PlanParameters(options.engine.settings, false);
+Settled SettleParameters(const EngineOptions& options, const std::string& model, const std::string& configuration) {
+  ParameterPlan plan = PlanParameters(options.settings, false);
   plan.session.emplace_back("wvad_param_isVadDegOn", "0");  // the trial below has nothing to tell
-  const std::string own = ReadConfiguration(options.engine.config, false, options.quiet);
-  Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, own));
+  Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, configuration));
   Detector detector(engine);
   // The type of mean removal is taken from the defaults, not from an instance.
   const int cmn_type = ParseInt(detector.Get("wvad_param_cmn_type")).value_or(0);
@@ -45,17 +45,46 @@ Settled SettleParameters(const ScoresOptions& options, const std::string& model)
   return settled;
 }
 
+// One form of the model, ready to score.
+class Scorer {
+ public:
+  Scorer(const EngineOptions& options, const std::string& configuration) {
+    const std::string file = FindModel(options.model, options.models_dir);
+    const Settled settled = SettleParameters(options, file, configuration);
+    std::string error;
+    model_ = blocks::ScoreModel::Load(file, &error);
+    if (!model_) throw Failure(ExitCode::kBadModel, error);
+    rate_hz_ = settled.blocks.rate_hz;
+    source_.emplace(settled.blocks, model_.get(), settled.priming_frames);
+  }
+  int rate_hz() const { return rate_hz_; }
+  blocks::ScoreSource& source() { return *source_; }
+
+ private:
+  std::unique_ptr<blocks::ScoreModel> model_;
+  int rate_hz_ = 0;
+  std::optional<blocks::ScoreSource> source_;
+};
+
 class ScoreRun {
  public:
-  ScoreRun(const ScoresOptions& options, const Settled& settled, const blocks::ScoreModel& model)
+  ScoreRun(const ScoresOptions& options, PerForm<Scorer>& scorers)
       : options_(options),
-        rate_hz_(settled.blocks.rate_hz),
-        source_(settled.blocks, &model, settled.priming_frames),
+        reader_(options.input),
+        scorers_(scorers),
         progress_(!options.quiet && HasLivingTerminal(), options.input.files) {}
 
   void HideProgress() { progress_.Hide(); }
 
-  // A recording that breaks off is scored as far as it goes; the failure is the result.
+  // Throws Failure as InputReader::Open.
+  std::unique_ptr<Input> Open(const std::string& name) {
+    return reader_.Open(name, [this](int rate_hz) {
+      scorer_ = &scorers_.For(rate_hz);
+      return scorer_->rate_hz();
+    });
+  }
+
+  // Scores what was opened last. A recording that breaks off is scored as far as it goes; the failure is the result.
   // `shared`: other recordings go to the same writer.
   std::optional<Failure> File(Input& input, size_t index, bool on_terminal, bool shared, ScoreWriter& writer) {
     const std::string& name = options_.input.files[index];
@@ -69,16 +98,16 @@ class ScoreRun {
     writer.Begin(name, shared);
     int64_t samples = 0;
     std::optional<Failure> broken;
-    source_.Begin();
+    scorer_->source().Begin();
     for (std::vector<std::vector<int16_t>> pieces; !Interrupted() && Next(input, &pieces, &broken);) {
       const std::vector<int16_t>& piece = pieces[0];
-      source_.Push(piece.data(), piece.size(), sink);
+      scorer_->source().Push(piece.data(), piece.size(), sink);
       samples += static_cast<int64_t>(piece.size());
       pass_on();
       if (!typing) progress_.Show(index, input.seconds_read(), input.seconds_total());
     }
-    source_.Finish(sink);
-    track.Finish(samples / (rate_hz_ / 100));
+    scorer_->source().Finish(sink);
+    track.Finish(samples / (scorer_->rate_hz() / 100));
     pass_on();
     progress_.Done(index);
     progress_.Hide();
@@ -104,8 +133,9 @@ class ScoreRun {
   }
 
   const ScoresOptions& options_;
-  int rate_hz_;
-  blocks::ScoreSource source_;
+  InputReader reader_;
+  PerForm<Scorer>& scorers_;
+  Scorer* scorer_ = nullptr;  // of what was opened last
   Progress progress_;
 };
 
@@ -129,11 +159,11 @@ void ToOwnFile(ScoreRun& run, Input& input, size_t index, const ScoreFormat& for
 }
 
 // The array of one recording to standard output, a pipe or a device.
-ExitCode ArrayToPipe(ScoreRun& run, const InputReader& reader, const ScoresOptions& options, const OutputRules& rules) {
+ExitCode ArrayToPipe(ScoreRun& run, const ScoresOptions& options, const OutputRules& rules) {
   Output output(options.output, rules);
   const auto hide = [&run] { run.HideProgress(); };
   return ForEachFile(options.input, options.quiet, hide, [&](size_t index, const std::string& name) {
-    const std::unique_ptr<Input> input = reader.Open(name);
+    const std::unique_ptr<Input> input = run.Open(name);
     WholeArrayWriter writer([&](std::string_view bytes) { output.Write(bytes); });
     const std::optional<Failure> failure = run.File(*input, index, output.is_terminal(), false, writer);
     writer.Finish();
@@ -143,14 +173,14 @@ ExitCode ArrayToPipe(ScoreRun& run, const InputReader& reader, const ScoresOptio
 }
 
 // All recordings into one output.
-ExitCode ToOneOutput(ScoreRun& run, const InputReader& reader, const ScoresOptions& options, const OutputRules& rules) {
+ExitCode ToOneOutput(ScoreRun& run, const ScoresOptions& options, const OutputRules& rules) {
   Output output(options.output, rules);
   const std::unique_ptr<ScoreWriter> writer = options.format->make([&](std::string_view bytes) { output.Write(bytes); });
   const bool shared = options.input.files.size() > 1;
   bool heard_any = false;
   const auto hide = [&run] { run.HideProgress(); };
   const ExitCode result = ForEachFile(options.input, options.quiet, hide, [&](size_t index, const std::string& name) {
-    const std::unique_ptr<Input> input = reader.Open(name);
+    const std::unique_ptr<Input> input = run.Open(name);
     heard_any = true;
     const std::optional<Failure> failure = run.File(*input, index, output.is_terminal(), shared, *writer);
     if (failure) throw *failure;
@@ -185,19 +215,17 @@ ExitCode RunScores(const ScoresOptions& options) {
   const OutputRules rules(options.folder.force, read);
   if (!folder) CheckOutput(options.output, rules);
 
-  const std::string model_file = FindModel(options.engine.model, options.engine.models_dir);
-  const Settled settled = SettleParameters(options, model_file);
-  std::string error;
-  const std::unique_ptr<blocks::ScoreModel> model = blocks::ScoreModel::Load(model_file, &error);
-  if (!model) throw Failure(ExitCode::kBadModel, error);
-  const InputReader reader(options.input, settled.blocks.rate_hz);
-  ScoreRun run(options, settled, *model);
-  if (!folder && !IsArray(*options.format)) return ToOneOutput(run, reader, options, rules);
-  if (!folder && !IsForFile(options.output)) return ArrayToPipe(run, reader, options, rules);
+  const std::string configuration = ReadConfiguration(options.engine.config, false, options.quiet);
+  PerForm<Scorer> scorers(options.engine, [&](const EngineOptions& of_form) { return std::make_unique<Scorer>(of_form, configuration); });
+  // One is there before any output is opened, so that what is wrong with model or settings costs nothing.
+  scorers.For(scorers.choice().is_open() ? RateAhead(options.input.files[0], options.input.source) : 0);
+  ScoreRun run(options, scorers);
+  if (!folder && !IsArray(*options.format)) return ToOneOutput(run, options, rules);
+  if (!folder && !IsForFile(options.output)) return ArrayToPipe(run, options, rules);
   if (folder) folder->Make();
   const auto hide = [&run] { run.HideProgress(); };
   return ForEachFile(options.input, options.quiet, hide, [&](size_t index, const std::string& name) {
-    const std::unique_ptr<Input> input = reader.Open(name);
+    const std::unique_ptr<Input> input = run.Open(name);
     NewFile file(folder ? folder->Path(folder->File(name)) : options.output, rules);
     ToOwnFile(run, *input, index, *options.format, file);
   });

@@ -2,8 +2,8 @@
 //
 // `wvad scores`: recordings in, one speech probability for each 10 ms out: what the network says, before any decision is made of it.
 //
-// No exported function hands scores out, so this command runs the engine's own front end and network, which the program holds anyway, with
-// the parameters that the engine has settled on; the other commands see the exported functions alone.
+// No call of the engine hands scores out, so this command runs the engine's own front end and network, which the program holds anyway, with
+// the parameters that the engine has settled on.
 #ifndef WVAD_WVAD_SCORES_COMMAND_H_
 #define WVAD_WVAD_SCORES_COMMAND_H_
 

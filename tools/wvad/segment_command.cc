@@ -31,6 +31,7 @@ void CheckForms(const SegmentOptions& options) {
 class Forwarded : public Report {
  public:
   explicit Forwarded(Report& report) : report_(report) {}
+  void HearWith(const HeardWith& with) override { report_.HearWith(with); }
   void BeginFile(const std::string& name) override { report_.BeginFile(name); }
   void Add(const Sentence& sentence, int rate_hz) override { report_.Add(sentence, rate_hz); }
   void EndFile(const FileEnd& end) override { report_.EndFile(end); }
@@ -48,9 +49,10 @@ ExitCode ReportIntoFolder(const SegmentOptions& options) {
   if (options.checksum) CheckChecksums(options.input.files);
   SentenceTask task;
   task.checksum = options.checksum;
+  task.made_by = !options.bare;
   task.keep_away = [&](const std::string& path) { folder.KeepForDebugText(path, options.input.files); };
-  task.make_report = [&](int) {
-    report.emplace(folder, options.formats, ShapeOf(options));
+  task.make_report = [&](const HeardWith& first) {
+    report.emplace(folder, options.formats, ShapeOf(options, first));
     return std::make_unique<Forwarded>(*report);
   };
   const RunResult result = RunSentences(options, task);

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "wvad/sentence_run.h"
+#include "wvad/report_sentences.h"
 
 namespace TSEG::tool {
 

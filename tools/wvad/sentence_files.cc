@@ -13,6 +13,7 @@
 #include "wvad/output.h"
 #include "wvad/provenance.h"
 #include "wvad/report_json.h"
+#include "wvad/resume.h"
 
 namespace TSEG::tool {
 namespace {
@@ -38,7 +39,8 @@ std::vector<std::string> ListedFiles(const OutputFolder& folder, const std::stri
 
 // The code of a recording that an earlier run was through with, by its index: all of it was heard and all that it lists is there. None for
 // any other.
-std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::string& input, const std::string& path) {
+std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::string& input, const std::string& path,
+                                    const std::vector<std::string>& ways) {
   std::ifstream in(path, std::ios::binary);
   const Json index = Json::parse(in, nullptr, false);
   if (!index.is_object() || index.value("source", "") != Json::parse(JsonText(input)).get<std::string>()) return std::nullopt;
@@ -47,13 +49,14 @@ std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::strin
   const bool whole =
       std::all_of(names.begin(), names.end(), [&](const std::string& name) { return LookAt(folder.Path(name)).kind == FileKind::kFile; });
   if (!whole) return std::nullopt;
+  if (index.contains("made_by")) CheckSameWay(path, JsonText(index["made_by"]), ways);
   return index.contains("damage") ? ExitCode::kNotAudio : ExitCode::kSuccess;
 }
 
 }  // namespace
 
 std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vector<std::string>& inputs, const OutputSuffixes& suffixes,
-                                   ExitCode* kept_code) {
+                                   const std::vector<std::string>& ways, ExitCode* kept_code) {
   FolderOptions looked_at = options;
   looked_at.force = true;
   const OutputFolder folder(looked_at, inputs, suffixes);
@@ -61,7 +64,7 @@ std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vect
   std::vector<std::string> fresh;
   for (const std::string& input : inputs) {
     const std::string path = folder.Path(folder.File(input));
-    if (const std::optional<ExitCode> code = CodeOfWhole(folder, input, path)) {
+    if (const std::optional<ExitCode> code = CodeOfWhole(folder, input, path, ways)) {
       if (*kept_code == ExitCode::kSuccess) *kept_code = *code;
       continue;
     }
@@ -76,6 +79,11 @@ std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vect
 SentenceFiles::SentenceFiles(const OutputFolder& folder, SentenceFormat format, Report* next, bool notes)
     : folder_(folder), format_(std::move(format)), next_(next), notes_(notes) {}
 
+void SentenceFiles::HearWith(const HeardWith& with) {
+  with_ = with;
+  if (next_ != nullptr) next_->HearWith(with);
+}
+
 void SentenceFiles::BeginFile(const std::string& name) {
   input_ = name;
   count_ = 0;
@@ -84,7 +92,10 @@ void SentenceFiles::BeginFile(const std::string& name) {
   index_ = std::make_unique<NewFile>(path, folder_.rules());
   Json head;
   head["source"] = name;
+  head["model"] = with_.model;
+  head["sample_rate"] = with_.rate_hz;
   head.update(format_.about);
+  if (!with_.made_by.empty()) head["made_by"] = Json::parse(with_.made_by);
   const std::string text = JsonText(head);
   index_->Write(text.substr(0, text.size() - 1) + ",\n\"sentences\":[");
   WithIndexOnFailure([&] {
@@ -116,7 +127,7 @@ void SentenceFiles::WithIndexOnFailure(const std::function<void()>& work) {
 
 std::string SentenceFiles::Save(const Sentence& sentence, int rate_hz) {
   const std::string name = folder_.Numbered(input_, count_ + 1);
-  WriteNewFile(folder_.Path(name), folder_.rules(), format_.encode(sentence));
+  WriteNewFile(folder_.Path(name), folder_.rules(), format_.encode(sentence, rate_hz));
   ++count_;
   Json row;
   row["file"] = name;
@@ -180,14 +191,13 @@ void SentenceFiles::RemoveLeftOvers() {
   }
 }
 
-ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes,
-                       const std::function<void(SentenceFormat& format, int rate_hz)>& describe) {
+ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes, const SentenceFormat& format) {
   const bool several = options.input.files.size() > 1;
   ExitCode kept_code = ExitCode::kSuccess;
   SaveOptions left = options;
   if (options.resume) {
     left.folder.force = true;
-    left.input.files = FilesLeft(options.folder, options.input.files, suffixes, &kept_code);
+    left.input.files = FilesLeft(options.folder, options.input.files, suffixes, ProvenancesOfRun(options), &kept_code);
     if (left.input.files.empty()) return kept_code;
   }
   OutputFolder folder(left.folder, options.input.files, std::move(suffixes), FilesOfEngine(options.engine));
@@ -195,12 +205,8 @@ ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffix
   SentenceTask task;
   task.handout = handout;
   task.keep_away = [&](const std::string& path) { folder.KeepForDebugText(path, options.input.files); };
-  SentenceFormat format;
-  task.make_report = [&](int rate_hz) -> std::unique_ptr<Report> {
-    format.about["model"] = options.engine.model;
-    format.about["sample_rate"] = rate_hz;
-    describe(format, rate_hz);
-    format.about["made_by"] = ProvenanceOfRun(options);
+  task.made_by = true;
+  task.make_report = [&](const HeardWith&) -> std::unique_ptr<Report> {
     folder.Make();
     if (options.quiet) return nullptr;
     return options.format->make(output, {several, true, true, options.input.channel == "all"});

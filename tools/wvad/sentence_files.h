@@ -26,10 +26,10 @@ namespace TSEG::tool {
 
 // How a sentence becomes a file.
 struct SentenceFormat {
-  std::function<std::string(const Sentence&)> encode;  // to the bytes of a file
-  std::string unit;                                    // of its data: "samples", "frames"
+  std::function<std::string(const Sentence&, int rate_hz)> encode;  // to the bytes of a file
+  std::string unit;                                                 // of its data: "samples", "frames"
   size_t unit_bytes = 1;
-  nlohmann::ordered_json about;  // members of the index behind "source"
+  nlohmann::ordered_json about = nlohmann::ordered_json::object();  // members of the index behind those of the model
 };
 
 class SentenceFiles : public Report {
@@ -37,6 +37,7 @@ class SentenceFiles : public Report {
   // `next` may be null. `notes`: say where nothing was found.
   SentenceFiles(const OutputFolder& folder, SentenceFormat format, Report* next, bool notes);
 
+  void HearWith(const HeardWith& with) override;
   void BeginFile(const std::string& name) override;
   void Add(const Sentence& sentence, int rate_hz) override;
   void EndFile(const FileEnd& end) override;
@@ -59,6 +60,7 @@ class SentenceFiles : public Report {
   SentenceFormat format_;
   Report* next_;
   bool notes_;
+  HeardWith with_;
   std::string input_;
   int64_t count_ = 0;
   std::unique_ptr<NewFile> index_;
@@ -72,15 +74,14 @@ struct SaveOptions : SentenceOptions {
 };
 
 // The recordings that an earlier run, which was stopped, was not through with: those without an index, those whose index tells of an
-// interrupt or an error, and those of whose files one is missing. `kept_code`: that of the first of the others that was damaged. Throws
-// Failure(kOutput) where there are files and no index that they belong to.
+// interrupt or an error, and those of whose files one is missing. `kept_code`: that of the first of the others that was damaged. `ways` as
+// in KeepWhatIsThere. Throws Failure(kOutput) where there are files and no index that they belong to, and where what is kept came about in
+// another way.
 std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vector<std::string>& inputs, const OutputSuffixes& suffixes,
-                                   ExitCode* kept_code);
+                                   const std::vector<std::string>& ways, ExitCode* kept_code);
 
-// Works through all files and saves each sentence of them. `describe` fills in how, at the engine's rate; `about` tells of model and rate
-// before.
-ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes,
-                       const std::function<void(SentenceFormat& format, int rate_hz)>& describe);
+// Works through all files and saves each sentence of them.
+ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes, const SentenceFormat& format);
 
 }  // namespace TSEG::tool
 

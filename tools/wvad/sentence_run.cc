@@ -4,25 +4,23 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <map>
 #include <mutex>
-#include <optional>
 #include <utility>
 
 #include "wvad/checksum.h"
 #include "wvad/debug_text.h"
-#include "wvad/engine.h"
 #include "wvad/engine_config.h"
 #include "wvad/floor_note.h"
 #include "wvad/in_order.h"
 #include "wvad/messages.h"
-#include "wvad/model_finder.h"
-#include "wvad/output.h"
+#include "wvad/model_choice.h"
 #include "wvad/progress.h"
 #include "wvad/provenance.h"
 #include "wvad/recorded_report.h"
 #include "wvad/recording.h"
 #include "wvad/report_json.h"
-#include "wvad/resume.h"
+#include "wvad/sentence_engine.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -39,21 +37,21 @@ RenewalPolicy PolicyFor(const SentenceTask& task) {
   return policy;
 }
 
+// An engine, and what reports are told of it.
+struct Listener {
+  Listener(const EngineOptions& options, const SentenceUse& use, const std::string& configuration,
+           const SentenceEngine::BeforeSessions& before_sessions)
+      : engine(options, use, configuration, before_sessions) {}
+  SentenceEngine engine;
+  HeardWith with;
+};
+
 // One run over all files, with what they share.
 class SentenceRun {
  public:
-  SentenceRun(const SentenceOptions& options, const SentenceTask& task, Engine& engine, ParameterList parameters, Progress& progress)
-      : options_(options), task_(task), engine_(engine), parameters_(std::move(parameters)), progress_(progress) {
-    // Every parameter is tried once before any audio is touched, so that a mistake costs nothing. The rate alone outlives a session.
-    Detector& detector = DetectorOf(0);
-    const Session trial(detector, parameters_);
-    rate_hz_ = ParseInt(detector.Get("VAD_PARAM_SAMPLERATE")).value_or(16000);
-    if (detector.Get("wvad_param_k4_energy") == "0") floor_ = ParseInt(detector.Get("wvad_param_nEnergyThreshhood"));
-    if (task.handout == Handout::kPcm) frame_bytes_ = static_cast<size_t>(rate_hz_ * 2 / 100);
-    if (task.handout == Handout::kFeatures) frame_bytes_ = kFeatureFloats * sizeof(float);
-  }
+  SentenceRun(const SentenceOptions& options, const SentenceTask& task, PerForm<Listener>& listeners, Progress& progress)
+      : options_(options), task_(task), listeners_(listeners), progress_(progress) {}
 
-  int rate_hz() const { return rate_hz_; }
   bool heard_any() const { return heard_any_; }
 
   // Work that is going on comes to an end, as if interrupted. Any thread may call.
@@ -68,8 +66,12 @@ class SentenceRun {
     const DoneAtLast done{progress_, index};
     // Opened before it is announced: a missing file has no table.
     std::unique_ptr<Input> input;
+    Listener* listener = nullptr;
     try {
-      input = reader.Open(name);
+      input = reader.Open(name, [&](int rate_hz) {
+        listener = &listeners_.For(rate_hz);
+        return listener->engine.rate_hz();
+      });
     } catch (const NoSound& failure) {
       if (options_.input.walked.count(name) == 0) report.Refuse(name, failure);
       throw;
@@ -77,11 +79,12 @@ class SentenceRun {
       report.Refuse(name, failure);
       throw;
     }
+    report.HearWith(listener->with);
     report.BeginFile(name);
     heard_any_ = true;
     FileEnd end;
     try {
-      end = Listen(*input, index, reader.all_channels(), report);
+      end = Listen(*input, *listener, index, reader.all_channels(), report);
     } catch (const Failure& failure) {
       if (failure.code() != ExitCode::kOutput) report.Fail(failure);
       throw;
@@ -104,32 +107,36 @@ class SentenceRun {
   bool Stopped() const { return Interrupted() || abandoned_; }
 
   // An instance for each channel that is listened to at once.
-  Detector& DetectorOf(size_t lane) {
+  Detector& DetectorOf(SentenceEngine& engine, size_t lane) {
     static std::mutex one_at_a_time;
     const std::lock_guard<std::mutex> lock(one_at_a_time);
-    while (detectors_.size() <= lane) detectors_.push_back(std::make_unique<Detector>(engine_));
-    return *detectors_[lane];
+    std::vector<std::unique_ptr<Detector>>& detectors = detectors_[&engine];
+    while (detectors.size() <= lane) detectors.push_back(std::make_unique<Detector>(engine.engine()));
+    return *detectors[lane];
   }
 
-  FileEnd Listen(Input& input, size_t index, bool all_channels, Report& report) {
+  FileEnd Listen(Input& input, Listener& listener, size_t index, bool all_channels, Report& report) {
+    SentenceEngine& engine = listener.engine;
     const std::string& name = options_.input.files[index];
     const bool typing = name == "-" && report.on_terminal();
-    FloorNote floor_note(floor_, rate_hz_);
+    FloorNote floor_note(engine.floor(), engine.rate_hz());
     std::vector<std::unique_ptr<Observed>> observed;
-    for (size_t lane = 0; lane < input.lanes(); ++lane) observed.push_back(std::make_unique<Observed>(DetectorOf(lane), floor_note));
+    for (size_t lane = 0; lane < input.lanes(); ++lane)
+      observed.push_back(std::make_unique<Observed>(DetectorOf(engine, lane), floor_note));
     const Recording::Sink sink = [&](const Sentence& sentence) {
       if (report.on_terminal()) progress_.Hide();
-      report.Add(sentence, rate_hz_);
+      report.Add(sentence, engine.rate_hz());
     };
     const Step heard = [&] {
       if (!typing) progress_.Show(index, input.seconds_read(), input.seconds_total());
     };
-    FileEnd end = options_.endpoint ? ToEndpoint(input, sink, heard) : ToTheEnd(input, all_channels, sink, heard);
+    FileEnd end = options_.endpoint ? ToEndpoint(input, engine, sink, heard) : ToTheEnd(input, engine, all_channels, sink, heard);
     if (report.on_terminal()) progress_.Hide();
     end.note = input.note();
     if (input.phase().cancels()) end.note += (end.note.empty() ? "" : "; ") + PhaseNote(input.phase());
     if (end.note.empty()) end.note = floor_note.Text(GainAdvice(name));
     end.recording = Facts(input, name, end);
+    end.made_by = listener.with.made_by;
     report.EndFile(end);
     if (!end.note.empty() && !options_.quiet && !Stopped()) {
       progress_.Hide();
@@ -144,7 +151,7 @@ class SentenceRun {
             task_.checksum ? Sha256Of(name) : ""};
   }
 
-  FileEnd ToTheEnd(Input& input, bool all_channels, const Recording::Sink& sink, const Step& heard) {
+  FileEnd ToTheEnd(Input& input, SentenceEngine& engine, bool all_channels, const Recording::Sink& sink, const Step& heard) {
     std::vector<std::unique_ptr<Recording>> lanes;
     for (size_t lane = 0; lane < input.lanes(); ++lane) {
       const int channel = all_channels ? static_cast<int>(lane) + 1 : 0;
@@ -153,15 +160,15 @@ class SentenceRun {
         named.channel = channel;
         sink(named);
       };
-      lanes.push_back(std::make_unique<Recording>(DetectorOf(lane), parameters_, rate_hz_, PolicyFor(task_),
-                                                  all_channels ? of_channel : sink, frame_bytes_));
+      lanes.push_back(std::make_unique<Recording>(DetectorOf(engine, lane), engine.parameters(), engine.rate_hz(), PolicyFor(task_),
+                                                  all_channels ? of_channel : sink, engine.frame_bytes()));
     }
     for (Pieces pieces; !Stopped() && input.Next(&pieces);) {
       for (size_t lane = 0; lane < lanes.size(); ++lane) lanes[lane]->Feed(pieces[lane]);
       heard();
     }
     FileEnd end;
-    end.rate_hz = rate_hz_;
+    end.rate_hz = engine.rate_hz();
     for (size_t lane = 0; lane < lanes.size(); ++lane) {
       lanes[lane]->Finish();
       end.samples = lanes[lane]->samples();
@@ -183,12 +190,12 @@ class SentenceRun {
   }
 
   // As a live client does: one session, and nothing is sent any more once the engine has had enough.
-  FileEnd ToEndpoint(Input& input, const Recording::Sink& sink, const Step& heard) {
-    Session session(DetectorOf(0), parameters_, frame_bytes_);
+  FileEnd ToEndpoint(Input& input, SentenceEngine& engine, const Recording::Sink& sink, const Step& heard) {
+    Session session(DetectorOf(engine, 0), engine.parameters(), engine.frame_bytes());
     FileEnd end;
-    end.rate_hz = rate_hz_;
+    end.rate_hz = engine.rate_hz();
     end.endpoint = true;
-    const int64_t frame_samples = rate_hz_ / 100;
+    const int64_t frame_samples = engine.rate_hz() / 100;
     const auto pass_on = [&] {
       for (SessionSentence& found : session.TakeClosed()) {
         sink({found.begin_frame * frame_samples,
@@ -235,15 +242,11 @@ class SentenceRun {
 
   const SentenceOptions& options_;
   const SentenceTask& task_;
-  Engine& engine_;
-  ParameterList parameters_;
+  PerForm<Listener>& listeners_;
   Progress& progress_;
   std::atomic<bool> abandoned_ = false;
-  std::vector<std::unique_ptr<Detector>> detectors_;
-  int rate_hz_ = 16000;
-  size_t frame_bytes_ = 0;
+  std::map<SentenceEngine*, std::vector<std::unique_ptr<Detector>>> detectors_;
   bool heard_any_ = false;
-  std::optional<int> floor_;  // the fixed energy floor; none with the adaptive one
 };
 
 // For those who want nothing told.
@@ -309,26 +312,39 @@ void EndQuietly(Report& report) {
   }
 }
 
+std::unique_ptr<Listener> MakeListener(const SentenceOptions& options, const EngineOptions& of_form, const SentenceTask& task,
+                                       const std::string& configuration, DebugText& debug_text) {
+  const auto claim = [&](Engine& engine, const ParameterList& parameters) {
+    if (!debug_text.claimed()) debug_text.Claim(engine, parameters, task.keep_away);
+  };
+  const SentenceUse use = {options.endpoint, task.handout, task.quality};
+  auto listener = std::make_unique<Listener>(of_form, use, configuration, claim);
+  SentenceOptions told = options;
+  told.engine = of_form;
+  listener->with = {of_form.model, listener->engine.rate_hz(), task.made_by ? JsonText(ProvenanceOfRun(told)) : ""};
+  return listener;
+}
+
 }  // namespace
 
 RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task) {
   RememberInterrupts();
-  const std::string model = FindModel(options.engine.model, options.engine.models_dir);
-  const ParameterPlan plan = PlanParameters(AllSettings(options.engine, model), options.endpoint, task.handout, task.quality);
-  const std::string own = ReadConfiguration(options.engine.config, options.endpoint, options.quiet);
+  const std::string configuration = ReadConfiguration(options.engine.config, options.endpoint, options.quiet);
   DebugText debug_text;
-  Engine engine(model, plan.configuration, FurtherConfiguration(plan, model, own));
-  debug_text.Claim(engine, plan.session, task.keep_away);
+  PerForm<Listener> listeners(
+      options.engine, [&](const EngineOptions& of_form) { return MakeListener(options, of_form, task, configuration, debug_text); });
+  const size_t workers = std::clamp<size_t>(static_cast<size_t>(options.input.jobs), 1, options.input.files.size());
+  if (workers > 1) listeners.MakeAll();
+  const int first_rate_hz = listeners.choice().is_open() ? RateAhead(options.input.files[0], options.input.source) : 0;
+  const HeardWith first = listeners.For(first_rate_hz).with;
   Progress progress(!options.quiet && HasLivingTerminal(), options.input.files);
   std::vector<std::unique_ptr<SentenceRun>> runs;
-  const size_t workers = std::clamp<size_t>(static_cast<size_t>(options.input.jobs), 1, options.input.files.size());
-  while (runs.size() < workers) runs.push_back(std::make_unique<SentenceRun>(options, task, engine, plan.session, progress));
-  const int rate_hz = runs[0]->rate_hz();
-  const InputReader reader(options.input, rate_hz);
+  while (runs.size() < workers) runs.push_back(std::make_unique<SentenceRun>(options, task, listeners, progress));
+  const InputReader reader(options.input);
   if (options.endpoint && reader.all_channels()) {
     throw Failure(ExitCode::kUsage, "--endpoint and --channel all exclude each other: a live client listens to one");
   }
-  std::unique_ptr<Report> report = task.make_report(rate_hz);
+  std::unique_ptr<Report> report = task.make_report(first);
   if (!report) report = std::make_unique<NoReport>();
   RunResult result;
   try {
@@ -342,46 +358,6 @@ RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task)
   report->End();
   for (const std::unique_ptr<SentenceRun>& run : runs) result.heard_any |= run->heard_any();
   return result;
-}
-
-ReportShape ShapeOf(const ReportOptions& options) {
-  ReportShape shape{options.input.files.size() > 1, !options.quiet, false, options.input.channel == "all", options.details};
-  shape.details.channel = options.input.channel;
-  if (!options.bare) shape.details.provenance = JsonText(ProvenanceOfRun(options));
-  return shape;
-}
-
-ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
-  std::vector<std::string> read = FilesOfEngine(options.engine);
-  read.insert(read.end(), options.input.files.begin(), options.input.files.end());
-  OutputRules rules(options.force || options.resume, read);
-  task.keep_away = [&](const std::string& path) {
-    rules.KeepForDebugText(path);
-    CheckOutput(options.output, rules);
-  };
-  // Before any work, which may be long.
-  CheckOutput(options.output, rules);
-  Kept kept;
-  SentenceOptions left = options;
-  if (options.resume) kept = KeepWhatIsThere(options.output, options.format->name, options.input.files);
-  left.input.files.erase(left.input.files.begin(), left.input.files.begin() + static_cast<std::ptrdiff_t>(kept.files));
-  if (options.checksum) CheckChecksums(left.input.files);
-  task.checksum = options.checksum;
-  std::optional<Output> output;
-  task.make_report = [&](int) {
-    output.emplace(options.output, rules);
-    auto report = options.format->make(*output, ShapeOf(options));
-    output->Write(kept.rows);
-    return report;
-  };
-  RunResult result;
-  if (kept.files < options.input.files.size()) {
-    result = RunSentences(left, task);
-  } else {
-    task.make_report(0)->End();
-  }
-  if (result.heard_any || kept.files > 0) output->Close();
-  return kept.code != ExitCode::kSuccess ? kept.code : result.code;
 }
 
 }  // namespace TSEG::tool

@@ -14,7 +14,6 @@
 #include "wvad/input.h"
 #include "wvad/parameters.h"
 #include "wvad/report.h"
-#include "wvad/report_formats.h"
 
 namespace TSEG::tool {
 
@@ -26,16 +25,16 @@ struct SentenceOptions {
   bool resume = false;  // what an earlier run was through with is kept
 };
 
-constexpr size_t kFeatureFloats = 115;  // of a frame that the engine hands out
-
 struct SentenceTask {
   Handout handout = Handout::kNothing;
   bool quality = false;   // the audio-quality component listens, and FileEnd has its measures
   bool checksum = false;  // FileEnd has that of the recording
+  bool made_by = false;   // HeardWith and FileEnd tell how the results come about
   // Called with a file that the engine will write by itself. Throws Failure(kOutput) where an output would fall on it.
   std::function<void(const std::string& path)> keep_away;
-  // Called once everything but the recordings has been found right. May give null: nothing is told.
-  std::function<std::unique_ptr<Report>(int rate_hz)> make_report;
+  // Called once everything but the recordings has been found right, with what hears the first of them, as far as that can be known. May
+  // give null: nothing is told.
+  std::function<std::unique_ptr<Report>(const HeardWith& first)> make_report;
   // A report that saves sentences and then tells `told` (may be null) of them; empty for a task that saves none. One for each thread.
   std::function<std::unique_ptr<Report>(Report* told)> save;
 };
@@ -48,20 +47,6 @@ struct RunResult {
 // Works through all files; a file that fails gives its line on standard error and the others are still worked on. What concerns all files
 // (model, parameters, output) leaves as Failure.
 RunResult RunSentences(const SentenceOptions& options, const SentenceTask& task);
-
-// What `segment` and `quality` have in common: one report.
-struct ReportOptions : SentenceOptions {
-  const ReportFormat* format = ReportFormats().data();
-  std::string output;     // empty: standard output
-  bool force = false;     // `output` may be replaced
-  bool bare = false;      // nothing is said of how the results came about
-  bool checksum = false;  // of each recording, with that
-  FormDetails details;    // what was said of them on the command line
-};
-// What the report of these options tells; with how it came about, for which the model is read. Throws Failure as FindModel.
-ReportShape ShapeOf(const ReportOptions& options);
-// The same with a report, which is written where no file could be opened only if it goes out piece by piece. Gives the code.
-ExitCode ReportSentences(const ReportOptions& options, SentenceTask task);
 
 }  // namespace TSEG::tool
 

@@ -7,7 +7,6 @@
 
 #include "params/cfg_vad.h"
 #include "session/tseg_inst.h"
-#include "wvad/engine_config.h"
 #include "wvad/input.h"
 #include "wvad/model_finder.h"
 #include "wvad/parameter_table.h"
@@ -33,11 +32,11 @@ std::string Tidy(const ParameterRow& row, const std::string& value) {
 
 }  // namespace
 
-TracedEngine::TracedEngine(const EngineOptions& options, bool quiet) : model_file_(FindModel(options.model, options.models_dir)) {
+TracedEngine::TracedEngine(const EngineOptions& options, const std::string& configuration)
+    : model_(options.model), model_file_(FindModel(options.model, options.models_dir)) {
   ParameterPlan plan = PlanParameters(AllSettings(options, model_file_), false);
-  const std::string own = ReadConfiguration(options.config, false, quiet);
   plan.session.emplace_back("wvad_param_isVadDegOn", "0");  // its text would be for nobody
-  engine_ = std::make_unique<Engine>(model_file_, plan.configuration, FurtherConfiguration(plan, model_file_, own));
+  engine_ = std::make_unique<Engine>(model_file_, plan.configuration, FurtherConfiguration(plan, model_file_, configuration));
   detector_ = std::make_unique<Detector>(*engine_);
   session_ = std::move(plan.session);
   // The values of a session go with it.

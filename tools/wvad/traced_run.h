@@ -3,7 +3,7 @@
 // One model under one set of parameters, brought up so that its decisions can be looked at, and a recording that it hears: sentences as the
 // other commands find them, and beside them the trace of every frame. Looking changes nothing that is found.
 //
-// One thread; one engine at a time in a process. Memory does not grow with the recording.
+// One thread. Memory does not grow with the recording.
 #ifndef WVAD_WVAD_TRACED_RUN_H_
 #define WVAD_WVAD_TRACED_RUN_H_
 
@@ -27,11 +27,13 @@ struct ParameterInForce {
 
 class TracedEngine {
  public:
-  // Throws Failure for a model, a parameter or a configuration that cannot be used.
-  TracedEngine(const EngineOptions& options, bool quiet);
+  // `configuration` is the user's, as ReadConfiguration gives it. Throws Failure for a model, a parameter or a configuration that cannot be
+  // used.
+  TracedEngine(const EngineOptions& options, const std::string& configuration);
 
   int rate_hz() const { return rate_hz_; }
   const RunFacts& facts() const { return facts_; }
+  const std::string& model() const { return model_; }  // as it was asked for
   const std::string& model_file() const { return model_file_; }
   const std::vector<ParameterInForce>& parameters() const { return in_force_; }
   // The value in force of a parameter that is a whole number; 0 for one that is none.
@@ -40,6 +42,7 @@ class TracedEngine {
  private:
   friend class TracedRecording;
 
+  std::string model_;
   std::string model_file_;
   ParameterList session_;
   std::unique_ptr<Engine> engine_;

@@ -55,7 +55,8 @@ std::unique_ptr<Report> MakeNistDocument(Output& output, const ReportShape& shap
       [line](const HeardRecording& recording, const ReportShape& told) {
         std::string text;
         for (const Sentence& sentence : recording.sentences) text += line(recording, sentence) + "\n";
-        if (!told.details.provenance.empty()) text += SemicolonComment(ProvenanceLine(recording.name, recording.end));
+        if (!told.details.provenance.empty())
+          text += SemicolonComment(ProvenanceLine(recording.name, recording.end, told.details.provenance));
         return text;
       },
       provenance.empty() ? "" : SemicolonComment(provenance));

@@ -58,8 +58,9 @@ void AddHeader(pugi::xml_node document, const HeardRecording& recording, const R
     AddAttribute(media, "MIME_TYPE", MimeType(recording.name));
   }
   if (!shape.details.provenance.empty()) {
-    AddProperty(header, "wvad", shape.details.provenance);
-    AddProperty(header, "wvad recording", ProvenanceLine(recording.name, recording.end));
+    const std::string& made_by = MadeBy(recording.end, shape.details.provenance);
+    AddProperty(header, "wvad", made_by);
+    AddProperty(header, "wvad recording", ProvenanceLine(recording.name, recording.end, made_by));
   }
   AddProperty(header, "lastUsedAnnotationId", std::to_string(recording.sentences.size()));
 }

@@ -45,7 +45,8 @@ std::string Edl(const HeardRecording& recording, const ReportShape& shape) {
   const std::string clip = std::filesystem::path(recording.name == "-" ? "stdin" : recording.name).filename().string();
   std::string text = "TITLE: " + recording.id + "\nFCM: NON-DROP FRAME\n\n";
   if (!shape.details.provenance.empty()) {
-    text += "* " + shape.details.provenance + "\n* " + ProvenanceLine(recording.name, recording.end) + "\n";
+    const std::string& made_by = MadeBy(recording.end, shape.details.provenance);
+    text += "* " + made_by + "\n* " + ProvenanceLine(recording.name, recording.end, made_by) + "\n";
   }
   const int64_t rate = recording.end.rate_hz;
   int64_t source_end = 0;

@@ -7,6 +7,7 @@
 #include "wvad/forms/document_report.h"
 #include "wvad/forms/forms.h"
 #include "wvad/input.h"
+#include "wvad/provenance.h"
 #include "wvad/recording_name.h"
 #include "wvad/report_json.h"
 
@@ -58,7 +59,8 @@ std::string SupervisionLines(const HeardRecording& recording, const ReportShape&
     json["start"] = Milliseconds(begin);
     json["duration"] = Milliseconds(recording.end_s(sentence) - begin);
     json["channel"] = ChannelsHeard(sentence, recording, shape.details.channel);
-    if (!shape.details.provenance.empty()) json["custom"]["made_by"] = Json::parse(shape.details.provenance);
+    const std::string& made_by = MadeBy(recording.end, shape.details.provenance);
+    if (!made_by.empty()) json["custom"]["made_by"] = Json::parse(made_by);
     text += JsonText(json) + "\n";
   }
   return text;

@@ -9,8 +9,8 @@
 namespace TSEG::tool {
 
 LineReport::LineReport(Output& output, const ReportShape& shape, LineForm form)
-    : TextReport(output), form_(std::move(form)), comments_(form_.comment != nullptr && !shape.details.provenance.empty()) {
-  const std::string text = form_.head + (comments_ ? form_.comment(shape.details.provenance) : "");
+    : TextReport(output), form_(std::move(form)), provenance_(form_.comment != nullptr ? shape.details.provenance : "") {
+  const std::string text = form_.head + (provenance_.empty() ? "" : form_.comment(provenance_));
   if (!text.empty()) output_.Write(text);
 }
 
@@ -24,7 +24,7 @@ void LineReport::Add(const Sentence& sentence, int rate_hz) {
 }
 
 void LineReport::EndFile(const FileEnd& end) {
-  if (comments_) output_.Write(form_.comment(ProvenanceLine(name_, end)));
+  if (!provenance_.empty()) output_.Write(form_.comment(ProvenanceLine(name_, end, provenance_)));
 }
 
 std::string SemicolonComment(const std::string& text) { return ";; " + text + "\n"; }

@@ -45,7 +45,7 @@ class LineReport : public TextReport {
 
  private:
   LineForm form_;
-  bool comments_;
+  std::string provenance_;  // empty: nothing is said of it
   std::string name_;
   int64_t number_ = 0;
 };
