@@ -90,6 +90,14 @@ void AddSentences(CLI::App* command, SentenceOptions& options, const std::string
 
 void AddForce(CLI::App* command, bool& force) { command->add_flag("--force", force, "Replace files that are there"); }
 
+constexpr const char* kFormOfOutput = "Write to this file instead of standard output; without --format its ending chooses the form";
+
+// What `ending` makes of the output's name is the form, unless the command line names one.
+template <typename Row>
+void TakeFormOfOutput(const CLI::App& command, const Row* of_ending, const Row*& format) {
+  if (of_ending != nullptr && command.count("--format") == 0) format = of_ending;
+}
+
 CLI::Option* AddOutput(CLI::App* command, std::string& output) {
   return command->add_option("-o,--output", output, "Write to this file instead of standard output");
 }
@@ -110,7 +118,7 @@ constexpr const char* kTold = "What is told of it. ";
 
 // What a command with one report takes beside its format.
 void AddReport(CLI::App* command, ReportOptions& options) {
-  AddOutput(command, options.output);
+  AddOutput(command, options.output)->description(kFormOfOutput);
   AddForce(command, options.force);
   command->add_flag("--bare", options.bare, "Say nothing of how the results came about (version, model, parameters, recording)");
   command->add_flag("--checksum", options.checksum, "Say the SHA-256 of each recording too");
@@ -177,7 +185,12 @@ void AddSegment(CLI::App& app, CommandLine& line) {
   CLI::App* command = AddCommand(app, "segment", "Find the sentences in recordings", kSegmentHelp);
   AddForms(command, line.segment);
   AddReport(command, line.segment);
-  command->final_callback([&line] { line.chosen = Listening(line.segment, RunSegment); });
+  command->final_callback([command, &line] {
+    if (command->count("--printf") == 0) {
+      TakeFormOfOutput(*command, FormatOfEnding(ReportFormats(), line.segment.output), line.segment.formats[0]);
+    }
+    line.chosen = Listening(line.segment, RunSegment);
+  });
 }
 
 void AddSplit(CLI::App& app, CommandLine& line) {
@@ -197,17 +210,23 @@ void AddQuality(CLI::App& app, CommandLine& line) {
   CLI::App* command = AddCommand(app, "quality", "Measure noise, clipping and level", kQualityHelp);
   AddChoice(command, "-f,--format", line.quality.format, "", MeasuringFormats());
   AddReport(command, line.quality);
-  command->final_callback([&line] { line.chosen = Listening(line.quality, RunQuality); });
+  command->final_callback([command, &line] {
+    TakeFormOfOutput(*command, FormatOfEnding(MeasuringFormats(), line.quality.output), line.quality.format);
+    line.chosen = Listening(line.quality, RunQuality);
+  });
 }
 
 void AddScores(CLI::App& app, CommandLine& line) {
   ScoresOptions& options = line.scores;
   CLI::App* command = AddCommand(app, "scores", "Tell the probability of speech for each 10 ms", kScoresHelp);
   AddChoice(command, "-f,--format", options.format, "", ScoreFormats());
-  AddOutput(command, options.output);
+  AddOutput(command, options.output)->description(kFormOfOutput);
   AddFolder(command, options.folder);
   AddInput(command, options.input, options.engine, options.quiet, "No notes");
-  command->final_callback([&line] { line.chosen = Listening(line.scores, RunScores); });
+  command->final_callback([command, &line] {
+    TakeFormOfOutput(*command, ScoreFormatOfEnding(line.scores.output), line.scores.format);
+    line.chosen = Listening(line.scores, RunScores);
+  });
 }
 
 void AddExplain(CLI::App& app, CommandLine& line) {
@@ -265,10 +284,13 @@ void AddCompare(CLI::App& app, CommandLine& line) {
       ->check(CLI::Range(0.0, 3600.0))
       ->capture_default_str();
   AddChoice(command, "-f,--format", options.format, "", CompareFormats());
-  AddOutput(command, options.output);
+  AddOutput(command, options.output)->description(kFormOfOutput);
   AddForce(command, options.force);
   command->add_flag("-q,--quiet", options.quiet, "No notes");
-  command->final_callback([&line] { line.chosen = [&line] { return RunCompare(line.compare); }; });
+  command->final_callback([command, &line] {
+    TakeFormOfOutput(*command, CompareFormatOfEnding(line.compare.output), line.compare.format);
+    line.chosen = [&line] { return RunCompare(line.compare); };
+  });
 }
 
 void AddModelPack(CLI::App* model, CommandLine& line) {

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "wvad/failure.h"
+#include "wvad/form_of_ending.h"
 #include "wvad/forms/forms.h"
 #include "wvad/named_rows.h"
 #include "wvad/recording_name.h"
@@ -89,6 +90,11 @@ std::span<const ReportFormat> ReportFormats() { return kFormats; }
 std::span<const ReportFormat> MeasuringFormats() { return WithRoom(Room::kMeasures); }
 
 std::span<const ReportFormat> SavingFormats() { return WithRoom(Room::kSavedNames); }
+
+const ReportFormat* FormatOfEnding(std::span<const ReportFormat> rows, const std::string& path) {
+  return RowOfEnding(rows, path,
+                     [](const ReportFormat& row) { return std::string(row.file_per == FilePer::kRecording ? row.ending : ""); });
+}
 
 const ReportFormat& PrintfRow() { return kPrintf; }
 

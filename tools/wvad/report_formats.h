@@ -54,6 +54,9 @@ std::span<const ReportFormat> ReportFormats();
 // Those that have room for measures, and those that have it for the names of saved files.
 std::span<const ReportFormat> MeasuringFormats();
 std::span<const ReportFormat> SavingFormats();
+// The one of `rows` that the file `path` asks for by its ending: null for one that none of them has, and for the forms of a whole run,
+// which go by whole names.
+const ReportFormat* FormatOfEnding(std::span<const ReportFormat> rows, const std::string& path);
 // What --printf makes.
 const ReportFormat& PrintfRow();
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "blocks/npy_file.h"
+#include "wvad/form_of_ending.h"
 #include "wvad/report.h"
 #include "wvad/report_json.h"
 #include "wvad/shown.h"
@@ -83,6 +84,10 @@ constexpr ScoreFormat kFormats[] = {
 }  // namespace
 
 std::span<const ScoreFormat> ScoreFormats() { return kFormats; }
+
+const ScoreFormat* ScoreFormatOfEnding(const std::string& path) {
+  return RowOfEnding(ScoreFormats(), path, [](const ScoreFormat& row) { return std::string(".") + row.ending; });
+}
 
 ArrayWriter::ArrayWriter(NewFile& file) : file_(file) { file_.Write(blocks::NpyHeader(0, kArrayColumns, false)); }
 

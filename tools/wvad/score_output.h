@@ -42,6 +42,9 @@ struct ScoreFormat {
 // The first one is the default.
 std::span<const ScoreFormat> ScoreFormats();
 
+// The one that the file `path` asks for by its ending, null for any other ending.
+const ScoreFormat* ScoreFormatOfEnding(const std::string& path);
+
 // An array in `file`, which it finishes and publishes with Publish().
 class ArrayWriter : public ScoreWriter {
  public:

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "wvad/form_of_ending.h"
 #include "wvad/report_json.h"
 
 namespace TSEG::tool {
@@ -90,10 +91,14 @@ std::string PrintJson(const std::vector<ComparedRecording>& recordings, double c
   return json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-constexpr CompareFormat kFormats[] = {{"table", "for people", PrintTable}, {"json", "one document", PrintJson}};
+constexpr CompareFormat kFormats[] = {{"table", "for people", ".txt", PrintTable}, {"json", "one document", ".json", PrintJson}};
 
 }  // namespace
 
 std::span<const CompareFormat> CompareFormats() { return kFormats; }
+
+const CompareFormat* CompareFormatOfEnding(const std::string& path) {
+  return RowOfEnding(CompareFormats(), path, [](const CompareFormat& row) { return row.ending; });
+}
 
 }  // namespace TSEG::tool

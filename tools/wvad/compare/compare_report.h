@@ -20,10 +20,13 @@ struct ComparedRecording {
 struct CompareFormat {
   const char* name;
   const char* words;
+  const char* ending;  // of files
   std::string (*print)(const std::vector<ComparedRecording>& recordings, double collar_s);
 };
 // The first one is the default.
 std::span<const CompareFormat> CompareFormats();
+// The one that the file `path` asks for by its ending, null for any other ending.
+const CompareFormat* CompareFormatOfEnding(const std::string& path);
 
 }  // namespace TSEG::tool
 
