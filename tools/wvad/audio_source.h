@@ -14,6 +14,14 @@ namespace TSEG::tool {
 
 struct RawForm;
 
+// What it takes to hold a recording's samples as they are: integers of so many bits, or 32-bit floats. What is compressed with loss counts
+// as 16 bit.
+enum class SampleDepth { k8, k16, k24, k32, kFloat };
+// Integers of `bits` bits, of which the next higher form is taken.
+constexpr SampleDepth DepthOfBits(int bits) {
+  return bits <= 8 ? SampleDepth::k8 : bits <= 16 ? SampleDepth::k16 : bits <= 24 ? SampleDepth::k24 : SampleDepth::k32;
+}
+
 class AudioSource {
  public:
   virtual ~AudioSource() = default;
@@ -21,6 +29,7 @@ class AudioSource {
   virtual int channels() const = 0;
   // Length in frames (one sample of each channel), -1 if the source does not know.
   virtual int64_t frames() const = 0;
+  virtual SampleDepth depth() const { return SampleDepth::k16; }
   // Up to `count` frames into `out` (count x channels values); fewer only at the end, 0 behind it. What cannot be decoded is passed over.
   // Throws Failure(kNoFile) where the system cannot read.
   virtual size_t Read(float* out, size_t count) = 0;

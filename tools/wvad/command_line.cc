@@ -4,14 +4,11 @@
 #include <wvad.h>
 
 #include <CLI/CLI.hpp>
-#include <cctype>
-#include <cstdio>
 #include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "stream/profiles.h"
 #include "wvad/audio_options.h"
 #include "wvad/command_words.h"
 #include "wvad/compare/compare_command.h"
@@ -20,6 +17,7 @@
 #include "wvad/features_command.h"
 #include "wvad/forms/printf.h"
 #include "wvad/help_text.h"
+#include "wvad/listening_options.h"
 #include "wvad/model_command.h"
 #include "wvad/model_finder.h"
 #include "wvad/named_rows.h"
@@ -27,66 +25,13 @@
 #include "wvad/output.h"
 #include "wvad/page_command.h"
 #include "wvad/quality_command.h"
+#include "wvad/retouch_command.h"
 #include "wvad/scores_command.h"
 #include "wvad/segment_command.h"
 #include "wvad/split_command.h"
 
 namespace TSEG::tool {
 namespace {
-
-constexpr const char* kModelWords =
-    "Model: the name of a bundled one, or a file. NAME_8k takes the place of a bundled NAME for recordings of up to 8000 Hz";
-
-// What an engine is given beside its model.
-void AddSettings(CLI::App* command, EngineOptions& engine) {
-  command->add_option("--models-dir", engine.models_dir, "Folder of models, instead of the installed one");
-  command->add_option("-s,--set", engine.settings, "Set a parameter of the engine, NAME=VALUE; may be repeated")
-      ->allow_extra_args(false)
-      ->type_name("NAME=VALUE");
-  command->add_option("--config", engine.config, "Further configuration for the engine's start, a file in the form of w_tseg.cfg");
-}
-
-void AddQuiet(CLI::App* command, bool& quiet, const std::string& words) {
-  command->add_flag("-q,--quiet", quiet, words + ", no progress bar; failures are still told");
-}
-
-// The plain names, each with the words and the range of its row.
-void AddPlain(CLI::App* command, PlainSettings& plain) {
-  const auto something = [](const std::string& text) { return text.empty() ? std::string("a value is needed") : std::string(); };
-  std::string names;
-  for (const stream::Profile& profile : stream::kProfiles) names += (names.empty() ? "" : "|") + std::string(profile.name);
-  command->add_option("--profile", plain.profile, "Settings for an occasion; the options below and --set win")
-      ->check(something)
-      ->type_name(names);
-  for (const stream::SettingRow& row : stream::kSettings) {
-    if (!IsOption(row)) continue;
-    const std::string unit = *row.unit == '\0' ? "P" : (*row.unit == 's' ? "S" : "DB");
-    std::string words = row.meaning;
-    words[0] = static_cast<char>(std::toupper(words[0]));
-    char range[64];
-    std::snprintf(range, sizeof range, ", %g to %g", row.low, row.high);
-    command->add_option(OptionOf(row), plain.values[row.name], words + range)->check(something)->type_name(unit);
-  }
-}
-
-// What every command that listens to recordings takes. `words`: what --quiet leaves out beside the progress bar.
-void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, bool& quiet, const std::string& words) {
-  AddAudio(command, input);
-  engine.model = kDefaultModel;
-  command->add_option("-m,--model", engine.model, kModelWords)->capture_default_str();
-  AddSettings(command, engine);
-  AddQuiet(command, quiet, words);
-}
-
-void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words) {
-  AddInput(command, options.input, options.engine, options.quiet, quiet_words);
-  AddPlain(command, options.engine.plain);
-  AddWhole(command, "-j,--jobs", options.input.jobs, "Recordings to work on at once; the result is the same", 1, 256);
-  command->add_flag("--resume", options.resume, "Go on with what a run that was stopped has left: keep what is whole, do the rest");
-  command->add_flag("--endpoint", options.endpoint,
-                    "Stop where a live client would: after the tail silence (wvad_param_nSpeechTailMS), or without speech in time "
-                    "(wvad_param_nResponseTimeOut); say why");
-}
 
 void AddForce(CLI::App* command, bool& force) { command->add_flag("--force", force, "Replace files that are there"); }
 
@@ -136,6 +81,8 @@ struct CommandLine {
   SegmentOptions segment;
   SplitOptions split;
   FeaturesOptions features;
+  RetouchOptions trim;
+  RetouchOptions mute;
   QualityOptions quality;
   ScoresOptions scores;
   ExplainOptions explain;
@@ -204,6 +151,34 @@ void AddFeatures(CLI::App& app, CommandLine& line) {
   CLI::App* command = AddCommand(app, "features", "Save the features of each sentence as a NumPy array", kFeaturesHelp);
   AddSaved(command, line.features);
   command->final_callback([&line] { line.chosen = Listening(line.features, RunFeatures); });
+}
+
+// What trim and mute have in common.
+CLI::App* AddRetouch(CLI::App& app, const std::string& name, const std::string& words, const char* help, RetouchOptions& options) {
+  CLI::App* command = AddCommand(app, name, words, help);
+  AddOutput(command, options.output)->description("The sound file to write")->required();
+  AddChoice(command, "-a,--audio", options.kind, "Kind of the sound file, instead of what its ending says. ", SoundFileKinds());
+  AddForce(command, options.force);
+  AddWhole(command, "--fade", options.fade_ms, "Milliseconds over which the sound goes and comes at each joint", 0, 1000)->type_name("MS");
+  AddInput(command, options.input, options.engine, options.quiet, "No notes");
+  AddPlain(command, options.engine.plain);
+  return command;
+}
+
+void AddTrim(CLI::App& app, CommandLine& line) {
+  CLI::App* command = AddRetouch(app, "trim", "Write a recording without its silences", kTrimHelp, line.trim);
+  command->add_option("--keep", line.trim.keep_s, "Seconds of each silence that stay")
+      ->check(PlainNumber())
+      ->check(CLI::Range(0.0, 3600.0))
+      ->capture_default_str()
+      ->type_name("S");
+  command->add_option("--map", line.trim.map, "Write where each stretch has come to stand, as .json or .csv")->type_name("FILE");
+  command->final_callback([&line] { line.chosen = Listening(line.trim, RunTrim); });
+}
+
+void AddMute(CLI::App& app, CommandLine& line) {
+  CLI::App* command = AddRetouch(app, "mute", "Write a recording with silence for all that is no speech", kMuteHelp, line.mute);
+  command->final_callback([&line] { line.chosen = Listening(line.mute, RunMute); });
 }
 
 void AddQuality(CLI::App& app, CommandLine& line) {
@@ -359,6 +334,8 @@ ExitCode RunCommandLine(int argc, char** argv) {
   CommandLine line;
   AddSegment(app, line);
   AddSplit(app, line);
+  AddTrim(app, line);
+  AddMute(app, line);
   AddFeatures(app, line);
   AddQuality(app, line);
   AddScores(app, line);

@@ -30,6 +30,7 @@ class FlacSource : public AudioSource {
   int rate_hz() const override { return rate_hz_; }
   int channels() const override { return channels_; }
   int64_t frames() const override { return frames_; }
+  SampleDepth depth() const override { return DepthOfBits(bits_); }
 
   size_t Read(float* out, size_t count) override {
     const size_t channels = static_cast<size_t>(channels_);
@@ -82,6 +83,7 @@ class FlacSource : public AudioSource {
     FlacSource& self = Of(user);
     self.rate_hz_ = static_cast<int>(metadata->data.stream_info.sample_rate);
     self.channels_ = static_cast<int>(metadata->data.stream_info.channels);
+    self.bits_ = static_cast<int>(metadata->data.stream_info.bits_per_sample);
     if (metadata->data.stream_info.total_samples > 0) self.frames_ = static_cast<int64_t>(metadata->data.stream_info.total_samples);
   }
 
@@ -155,6 +157,7 @@ class FlacSource : public AudioSource {
   uint64_t position_ = 0;
   int rate_hz_ = 0;
   int channels_ = 0;
+  int bits_ = 16;
   int64_t frames_ = -1;
   int64_t decoded_ = 0;  // the place that has been reached, in frames
   int64_t missing_ = 0;

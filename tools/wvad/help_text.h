@@ -52,6 +52,29 @@ Examples:
 
 )";
 
+constexpr const char* kTrimHelp =
+    R"(The sentences stay, with their margins of 0.30 s before and 0.20 s behind the speech, in the recording's own rate,
+channels and sample depth, as far as the kind of file holds them. The map has a row for each stretch that stays: where it
+lay in the recording and where it has come to stand, in frames (samples of one channel) and seconds. A recording that
+can be read only once, such as standard input, is kept in a temporary file meanwhile.
+
+Examples:
+  wvad trim lecture.mp3 -o short.mp3
+  wvad trim talk.wav -o talk.flac --keep 0.5 --map talk.csv
+  wvad trim --pad-before 0.1 --pad-after 0.1 talk.wav -o tight.wav
+
+)";
+
+constexpr const char* kMuteHelp =
+    R"(The recording keeps its length: the sentences stay as they are, with their margins of 0.30 s before and 0.20 s behind
+the speech, and all between them is silence.
+
+Examples:
+  wvad mute interview.wav -o clean.wav
+  wvad mute --profile meeting --fade 20 meeting.flac -o quiet.flac
+
+)";
+
 constexpr const char* kFeaturesHelp =
     R"(For talk.mp3 this writes talk-0001.npy, talk-0002.npy ..., one array for each sentence, and talk-features.json, an
 index with the place of each sentence. An array has a row for each 10 ms and 115 columns of 32-bit floats:

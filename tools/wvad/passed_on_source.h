@@ -20,6 +20,7 @@ class PassedOnSource : public AudioSource {
   int rate_hz() const override { return source_->rate_hz(); }
   int channels() const override { return source_->channels(); }
   int64_t frames() const override { return source_->frames(); }
+  SampleDepth depth() const override { return source_->depth(); }
   size_t Read(float* out, size_t count) override { return source_->Read(out, count); }
   std::string damage() override { return source_->damage(); }
   std::string note() const override { return source_->note(); }

@@ -62,6 +62,12 @@ class RawSource : public AudioSource {
   int rate_hz() const override { return rate_hz_; }
   int channels() const override { return channels_; }
   int64_t frames() const override { return frames_; }
+  SampleDepth depth() const override {
+    constexpr int kWaveFloat = 3;
+    constexpr int kWaveInteger = 1;
+    if (form_.wave_format == kWaveFloat) return SampleDepth::kFloat;
+    return form_.wave_format == kWaveInteger ? DepthOfBits(static_cast<int>(8 * form_.bytes)) : SampleDepth::k16;
+  }
 
   size_t Read(float* out, size_t count) override {
     buffer_.resize(count * FrameBytes());

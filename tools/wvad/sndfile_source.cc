@@ -18,6 +18,26 @@ namespace {
 constexpr sf_count_t kEndless = sf_count_t{1} << 50;
 constexpr sf_count_t kNoCount = sf_count_t{1} << 40;  // counts of frames from here on come of that length
 
+SampleDepth DepthOf(int coding) {
+  switch (coding) {
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+      return SampleDepth::k8;
+    case SF_FORMAT_PCM_24:
+    case SF_FORMAT_ALAC_20:
+    case SF_FORMAT_ALAC_24:
+      return SampleDepth::k24;
+    case SF_FORMAT_PCM_32:
+    case SF_FORMAT_ALAC_32:
+      return SampleDepth::k32;
+    case SF_FORMAT_FLOAT:
+    case SF_FORMAT_DOUBLE:
+      return SampleDepth::kFloat;
+    default:
+      return SampleDepth::k16;
+  }
+}
+
 class SndfileSource : public AudioSource {
  public:
   SndfileSource(const std::string& name, std::unique_ptr<ByteSource> bytes, Container container, const std::optional<Stretch>& stretch)
@@ -32,6 +52,7 @@ class SndfileSource : public AudioSource {
   int rate_hz() const override { return info_.samplerate; }
   int channels() const override { return info_.channels; }
   int64_t frames() const override { return info_.frames >= 0 && info_.frames < kNoCount ? info_.frames : -1; }
+  SampleDepth depth() const override { return DepthOf(info_.format & SF_FORMAT_SUBMASK); }
 
   // Behind a damaged place it goes on, if the decoder does.
   size_t Read(float* out, size_t count) override {

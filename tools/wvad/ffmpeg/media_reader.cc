@@ -149,6 +149,15 @@ int64_t MediaReader::frames() const {
   return file_->duration > 0 ? av_rescale(file_->duration, rate_hz_, AV_TIME_BASE) : -1;
 }
 
+SampleDepth MediaReader::depth() const {
+  const AVCodecDescriptor* coding = avcodec_descriptor_get(decoder_->codec_id);
+  if (coding == nullptr || (coding->props & AV_CODEC_PROP_LOSSLESS) == 0 || (coding->props & AV_CODEC_PROP_LOSSY) != 0)
+    return SampleDepth::k16;
+  const AVSampleFormat form = av_get_packed_sample_fmt(decoder_->sample_fmt);
+  if (form == AV_SAMPLE_FMT_FLT || form == AV_SAMPLE_FMT_DBL) return SampleDepth::kFloat;
+  return DepthOfBits(decoder_->bits_per_raw_sample > 0 ? decoder_->bits_per_raw_sample : 8 * av_get_bytes_per_sample(form));
+}
+
 size_t MediaReader::Read(float* out, size_t count) {
   const TroubleScope scope(&log_);
   const size_t channels = static_cast<size_t>(channels_);

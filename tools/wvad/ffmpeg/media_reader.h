@@ -50,6 +50,7 @@ class MediaReader : public AudioSource {
   int rate_hz() const override { return rate_hz_; }
   int channels() const override { return channels_; }
   int64_t frames() const override;
+  SampleDepth depth() const override;
   size_t Read(float* out, size_t count) override;
   std::string damage() override;
 

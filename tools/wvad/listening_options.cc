@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/listening_options.h"
+
+#include <cctype>
+#include <cstdio>
+
+#include "stream/profiles.h"
+#include "wvad/audio_options.h"
+#include "wvad/model_finder.h"
+#include "wvad/option_values.h"
+
+namespace TSEG::tool {
+
+void AddSettings(CLI::App* command, EngineOptions& engine) {
+  command->add_option("--models-dir", engine.models_dir, "Folder of models, instead of the installed one");
+  command->add_option("-s,--set", engine.settings, "Set a parameter of the engine, NAME=VALUE; may be repeated")
+      ->allow_extra_args(false)
+      ->type_name("NAME=VALUE");
+  command->add_option("--config", engine.config, "Further configuration for the engine's start, a file in the form of w_tseg.cfg");
+}
+
+void AddQuiet(CLI::App* command, bool& quiet, const std::string& words) {
+  command->add_flag("-q,--quiet", quiet, words + ", no progress bar; failures are still told");
+}
+
+void AddPlain(CLI::App* command, PlainSettings& plain) {
+  const auto something = [](const std::string& text) { return text.empty() ? std::string("a value is needed") : std::string(); };
+  std::string names;
+  for (const stream::Profile& profile : stream::kProfiles) names += (names.empty() ? "" : "|") + std::string(profile.name);
+  command->add_option("--profile", plain.profile, "Settings for an occasion; the options below and --set win")
+      ->check(something)
+      ->type_name(names);
+  for (const stream::SettingRow& row : stream::kSettings) {
+    if (!IsOption(row)) continue;
+    const std::string unit = *row.unit == '\0' ? "P" : (*row.unit == 's' ? "S" : "DB");
+    std::string words = row.meaning;
+    words[0] = static_cast<char>(std::toupper(words[0]));
+    char range[64];
+    std::snprintf(range, sizeof range, ", %g to %g", row.low, row.high);
+    command->add_option(OptionOf(row), plain.values[row.name], words + range)->check(something)->type_name(unit);
+  }
+}
+
+void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, bool& quiet, const std::string& quiet_words) {
+  AddAudio(command, input);
+  engine.model = kDefaultModel;
+  command->add_option("-m,--model", engine.model, kModelWords)->capture_default_str();
+  AddSettings(command, engine);
+  AddQuiet(command, quiet, quiet_words);
+}
+
+void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words) {
+  AddInput(command, options.input, options.engine, options.quiet, quiet_words);
+  AddPlain(command, options.engine.plain);
+  AddWhole(command, "-j,--jobs", options.input.jobs, "Recordings to work on at once; the result is the same", 1, 256);
+  command->add_flag("--resume", options.resume, "Go on with what a run that was stopped has left: keep what is whole, do the rest");
+  command->add_flag("--endpoint", options.endpoint,
+                    "Stop where a live client would: after the tail silence (wvad_param_nSpeechTailMS), or without speech in time "
+                    "(wvad_param_nResponseTimeOut); say why");
+}
+
+}  // namespace TSEG::tool
