@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # From a fresh Debian 12 to passed tests: installs what they need, builds with warnings as errors, runs all tests plainly and under the
 # Address and UB sanitizers, those that use threads under the thread sanitizer, and those of networks and sessions on the reference kernels
-# alone. Exit code 0: everything passed.
+# alone and on the transform of this tree. Exit code 0: everything passed.
 #
 #   scripts/test.sh           all of it
 #   scripts/test.sh --quick   the plain build alone
@@ -70,5 +70,9 @@ step test-tsan ctest --preset tsan --no-tests=error
 # Without instruction levels: what the networks and whole sessions give must not depend on them.
 build ref wvad_nn_test wvad_network_scores_test wvad_api_test
 step test-ref ctest --preset ref -R '^(nn|network_scores|api)\.' -j "$jobs" --no-tests=error
+
+# Without FFTW.
+build builtin-fft wvad_frontend_test wvad_network_scores_test wvad_api_test wvad_builtin_fft_test wvad wvad-stream wvad_program
+step test-builtin-fft ctest --preset builtin-fft -R '^(frontend|network_scores|api|builtin_fft)\.|^fft_linkage' -j "$jobs" --no-tests=error
 
 if [ "$clang" = yes ]; then build clang wvad_program wvad_example_sentences; fi

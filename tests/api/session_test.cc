@@ -31,8 +31,9 @@ class SessionTest : public EngineTest {
     Recapture();
     UpWithInstance(model);
   }
-  // Whether FFTW rounds on this processor as the reference does. The 16-bit recurrent network spreads a last bit of the transform into 1e-3
-  // of a score, and one frame of this audio scores within that of the threshold: elsewhere one sentence of it may begin a frame later.
+  // Whether the transform rounds as the reference's does, which FFTW does on some processors. The 16-bit recurrent network spreads a last
+  // bit of the transform into 1e-3 of a score, and one frame of this audio scores within that of the threshold: elsewhere one sentence of
+  // it may begin a frame later.
   bool SentenceBeginsAFrameApart(const std::string& model, const std::vector<int>& reference) {
     const std::vector<int> found = Endpoints();
     if (model != "lstm75.bin" || found == reference || found.size() != reference.size()) return false;

@@ -43,6 +43,25 @@ TEST(RealFft, CosineFallsIntoOneBinWithHalfTheSize) {
   }
 }
 
+TEST(RealFft, ErrorAgainstADirectSumInDoubleIsBelowOneInAMillion) {
+  for (const int n : kSizes) {
+    const RealFft fft(n);
+    AlignedBuffer<float> in(static_cast<size_t>(n));
+    AlignedBuffer<std::complex<float>> out(static_cast<size_t>(n));
+    for (int i = 0; i < n; ++i) in[static_cast<size_t>(i)] = static_cast<float>(static_cast<int64_t>(i) * i * 7919 % 60013 - 30006) / 8;
+    fft.Execute(in.data(), out.data());
+    double error = 0;
+    double power = 0;
+    for (int k = 0; k <= n / 2; ++k) {
+      std::complex<double> sum = 0;
+      for (int i = 0; i < n; ++i) sum += static_cast<double>(in[static_cast<size_t>(i)]) * std::polar(1.0, -2 * M_PI * (i * k % n) / n);
+      error += std::norm(sum - std::complex<double>(out[static_cast<size_t>(k)]));
+      power += std::norm(sum);
+    }
+    EXPECT_LE(std::sqrt(error), 1e-6 * std::sqrt(power)) << n;
+  }
+}
+
 TEST(RealFft, InputKeepsItsValues) {
   for (const int n : kSizes) {
     const RealFft fft(n);

@@ -2,6 +2,7 @@
 #include "wvad/page_picture.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <complex>
 #include <cstdlib>
@@ -20,18 +21,20 @@ constexpr double kFloorDb = -140;
 double Mel(double hz) { return 1127 * std::log1p(hz / 700); }
 double Hz(double mel) { return 700 * std::expm1(mel / 1127); }
 
-// Powers of one window of 32 ms after another, in triangular bands.
+// Powers of one window of 32 ms after another, in triangular bands. The transform is as long as a power of two: behind the window it hears
+// nothing.
 class BandMeter {
  public:
   BandMeter(int rate_hz, double high_hz)
-      : size_(rate_hz * 32 / 1000 / 2 * 2),
-        window_(static_cast<size_t>(size_)),
+      : length_(rate_hz * 32 / 1000 / 2 * 2),
+        size_(static_cast<int>(std::bit_ceil(static_cast<unsigned>(length_)))),
+        window_(static_cast<size_t>(length_)),
         in_(static_cast<size_t>(size_)),
         out_(static_cast<size_t>(size_ / 2 + 1)),
         fft_(size_) {
     double sum = 0;
-    for (int i = 0; i < size_; ++i) {
-      window_[static_cast<size_t>(i)] = 0.5 - 0.5 * std::cos(2 * std::numbers::pi * (i + 0.5) / size_);
+    for (int i = 0; i < length_; ++i) {
+      window_[static_cast<size_t>(i)] = 0.5 - 0.5 * std::cos(2 * std::numbers::pi * (i + 0.5) / length_);
       sum += window_[static_cast<size_t>(i)];
     }
     // A sine of full scale comes to 0 dB.
@@ -43,8 +46,8 @@ class BandMeter {
 
   // Adds the powers of the window around sample `centre` to `bands`.
   void Add(const std::vector<int16_t>& samples, int64_t centre, std::vector<double>* bands) {
-    const int64_t first = centre - size_ / 2;
-    for (int i = 0; i < size_; ++i) {
+    const int64_t first = centre - length_ / 2;
+    for (int i = 0; i < length_; ++i) {
       const int64_t at = first + i;
       const bool there = at >= 0 && at < static_cast<int64_t>(samples.size());
       in_.data()[i] = there ? static_cast<float>(window_[static_cast<size_t>(i)] * samples[static_cast<size_t>(at)]) : 0.0F;
@@ -73,7 +76,8 @@ class BandMeter {
   }
   double Line(int line) const { return scale_ * static_cast<double>(std::norm(out_.data()[line])); }
 
-  int size_;
+  int length_;  // of the window
+  int size_;    // of the transform
   std::vector<double> window_;
   AlignedBuffer<float> in_;
   AlignedBuffer<std::complex<float>> out_;

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // RealFft over FFTW 3 in single precision.
-#include "frontend/fft.h"
-
 #include <fftw3.h>
 
 #include <atomic>
-#include <utility>
 
 #include "base/aligned_buffer.h"
+#include "frontend/fft.h"
 
 namespace TSEG {
 namespace {
@@ -33,11 +31,6 @@ class PlannerSpinLock {
 
 }  // namespace
 
-std::mutex& FrontEndLock() {
-  static std::mutex lock;
-  return lock;
-}
-
 RealFft::RealFft(int size) : size_(size) {
   AlignedBuffer<float> in(static_cast<size_t>(size), kAlignment);
   AlignedBuffer<float> out(static_cast<size_t>(size) + 2, kAlignment);
@@ -49,14 +42,6 @@ RealFft::~RealFft() {
   if (plan_ == nullptr) return;
   PlannerSpinLock guard;
   fftwf_destroy_plan(static_cast<fftwf_plan>(plan_));
-}
-
-RealFft::RealFft(RealFft&& other) noexcept : plan_(std::exchange(other.plan_, nullptr)), size_(std::exchange(other.size_, 0)) {}
-
-RealFft& RealFft::operator=(RealFft&& other) noexcept {
-  std::swap(plan_, other.plan_);
-  std::swap(size_, other.size_);
-  return *this;
 }
 
 void RealFft::Execute(float* in, std::complex<float>* out) const {
