@@ -5,7 +5,7 @@
 //   wvad_fft_bench                     nanoseconds of one transform, and times that of the estimated plan: one row a size
 //   wvad_fft_bench FORM SIZE COUNT     COUNT transforms and nothing else, for a counter of instructions
 //
-// The forms take turns in short batches, so that all of them see the same machine in the same state; of each the least batch counts.
+// The forms take turns in short batches, so that all of them see the same machine in the same state; of each the median batch counts.
 #include <fftw3.h>
 
 #include <algorithm>
@@ -33,8 +33,14 @@ struct Buffers {
 struct Row {
   std::string name;
   std::function<void()> transform;
-  double best = 1e9;
+  std::vector<double> seconds = {};  // of one transform, a batch each
 };
+
+double Median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
 
 // Its plan is never given back: the process ends with it.
 Row Fftw(const std::string& name, int size, Buffers& buffers, unsigned how) {
@@ -69,11 +75,15 @@ void Compare(int size) {
     for (Row& row : rows) {
       const double begin = ThreadSeconds();
       for (int i = 0; i < kBatch; ++i) row.transform();
-      row.best = std::min(row.best, (ThreadSeconds() - begin) / kBatch);
+      row.seconds.push_back((ThreadSeconds() - begin) / kBatch);
     }
   }
   std::printf("%d points:", size);
-  for (const Row& row : rows) std::printf("  %s %.0f ns (%.2f)", row.name.c_str(), row.best * 1e9, row.best / rows[0].best);
+  const double estimated = Median(rows[0].seconds);
+  for (const Row& row : rows) {
+    const double median = Median(row.seconds);
+    std::printf("  %s %.0f ns (%.2f)", row.name.c_str(), median * 1e9, median / estimated);
+  }
   std::printf("\n");
 }
 

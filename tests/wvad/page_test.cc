@@ -51,10 +51,10 @@ TEST(Page, EnvelopeHoldsLeastAndGreatestOfEach25TenthsOfAMillisecond) {
   EXPECT_TRUE(EnvelopeOf({}, 16000).pairs.empty());
 }
 
-std::vector<int16_t> Sine(double hz, double seconds, double amplitude = 32767) {
-  std::vector<int16_t> samples(static_cast<size_t>(seconds * 16000));
+std::vector<int16_t> Sine(double hz, double seconds, double amplitude = 32767, int rate_hz = 16000) {
+  std::vector<int16_t> samples(static_cast<size_t>(seconds * rate_hz));
   for (size_t i = 0; i < samples.size(); ++i) {
-    samples[i] = static_cast<int16_t>(std::lround(amplitude * std::sin(2 * std::numbers::pi * hz * static_cast<double>(i) / 16000)));
+    samples[i] = static_cast<int16_t>(std::lround(amplitude * std::sin(2 * std::numbers::pi * hz * static_cast<double>(i) / rate_hz)));
   }
   return samples;
 }
@@ -73,6 +73,18 @@ TEST(Page, SpectrogramIsLoudestWhereTheToneIs) {
     EXPECT_EQ(column[loudest], Spectrogram::kLevels - 1);
     EXPECT_LT(column[0], 5);
   }
+}
+
+TEST(Page, SpectrogramOfAWindowThatIsNoPowerOfTwoShowsTheToneToo) {
+  // 32 ms at 6000 Hz are 192 samples.
+  const Spectrogram picture = SpectrogramOf(Sine(1000, 1, 32767, 6000), 6000);
+  ASSERT_EQ(picture.columns.size(), 100U * Spectrogram::kBands);
+  const auto column = picture.columns.begin() + 50 * Spectrogram::kBands;
+  const auto mel = [](double f) { return std::log1p(f / 700); };
+  const double expected = (mel(1000) - mel(50)) / (mel(3000) - mel(50)) * (Spectrogram::kBands + 1) - 1;
+  EXPECT_NEAR(static_cast<double>(std::max_element(column, column + Spectrogram::kBands) - column), expected, 1.5);
+  EXPECT_LT(picture.top_db, 0);
+  EXPECT_GT(picture.top_db, -6);
 }
 
 TEST(Page, SpectrogramOfATenfoldSineTopsTwentyDecibelsHigher) {
