@@ -7,7 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -55,6 +58,40 @@ class Stream : public ::testing::Test {
   testing_support::TempFolder folder_;
   std::thread writer_;
 };
+
+TEST(StreamOf, AsksForwardAloneAndNotForMoreThanIsWanted) {
+  size_t given = 0;
+  size_t most_wanted = 0;
+  const std::unique_ptr<ByteSource> bytes = StreamOf("mine", [&](void* out, size_t count) {
+    most_wanted = std::max(most_wanted, count);
+    const size_t now = std::min<size_t>({count, 7, 100 - given});
+    Pattern(given, now).copy(static_cast<char*>(out), now);
+    given += now;
+    return static_cast<long>(now);
+  });
+  EXPECT_EQ(Read(*bytes, 3, 10), Pattern(3, 10));
+  EXPECT_EQ(given, 13U);
+  EXPECT_EQ(Read(*bytes, 0, 5), Pattern(0, 5));
+  EXPECT_EQ(given, 13U);
+  EXPECT_EQ(bytes->length(), std::nullopt);
+  EXPECT_EQ(Read(*bytes, 90, 20), Pattern(90, 10));
+  EXPECT_EQ(bytes->length(), 100U);
+  EXPECT_LE(most_wanted, 97U);
+}
+
+TEST(StreamOf, FailureIsTold) {
+  const std::unique_ptr<ByteSource> bytes = StreamOf("mine", [](void*, size_t) {
+    errno = EIO;
+    return -1L;
+  });
+  try {
+    Read(*bytes, 0, 1);
+    FAIL() << "nothing was thrown";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.code(), ExitCode::kNoFile);
+    EXPECT_THAT(failure.what(), ::testing::HasSubstr("mine: cannot be read"));
+  }
+}
 
 TEST_F(Stream, ComesInOrderAndItsBeginAndEndAreKept) {
   constexpr size_t kLength = 4 << 20;

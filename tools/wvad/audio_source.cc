@@ -108,13 +108,16 @@ std::unique_ptr<AudioSource> OpenByOneOf(const std::string& name, std::unique_pt
 }  // namespace
 
 std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const SourceOptions& options) {
-  const RawOptions& raw = options.raw;
   if (IsAddress(name)) {
     std::unique_ptr<AudioSource> source = OpenAddress(name, options);
     CheckRate(name, source->rate_hz());
     return source;
   }
-  std::unique_ptr<ByteSource> bytes = OpenBytes(name);
+  return OpenAudio(name, OpenBytes(name), options);
+}
+
+std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::unique_ptr<ByteSource> bytes, const SourceOptions& options) {
+  const RawOptions& raw = options.raw;
   const Container container = raw.form != nullptr ? Container::kNone : Recognise(*bytes);
   if (Interrupted() && name != "-") throw Failure(ExitCode::kInterrupted, name + ": interrupted");
   // Of a pipe this is known when the first bytes have been asked for.

@@ -10,6 +10,8 @@
 #include <memory>
 #include <string>
 
+#include "wvad/byte_source.h"
+
 namespace TSEG::tool {
 
 struct RawForm;
@@ -56,6 +58,8 @@ struct SourceOptions {
 // Opens the recording `name`, "-" for standard input. Throws Failure: kNoFile (missing, a folder, no right to read, an address), kNotAudio,
 // kBadRate (also for a track that is not there).
 std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const SourceOptions& options);
+// The same of bytes that are there already; `name` is for messages, and "-" for those of standard input.
+std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::unique_ptr<ByteSource> bytes, const SourceOptions& options);
 
 }  // namespace TSEG::tool
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "wvad/failure.h"
@@ -61,7 +62,7 @@ class FileBytes : public ByteSource {
 
 class StreamBytes : public ByteSource {
  public:
-  StreamBytes(const std::string& name, int descriptor) : name_(name), descriptor_(descriptor) {}
+  StreamBytes(const std::string& name, std::function<long(void* out, size_t count)> read) : name_(name), read_(std::move(read)) {}
 
   size_t ReadAt(uint64_t offset, void* out, size_t count) override {
     while (!ended_ && end_ < offset + count) Fetch(offset + count - end_);
@@ -91,7 +92,7 @@ class StreamBytes : public ByteSource {
   // No more than is wanted: a live source brings the rest when its time has come.
   void Fetch(uint64_t wanted) {
     piece_.resize(static_cast<size_t>(std::min<uint64_t>(wanted, 65536)));
-    const long got = ReadSome(descriptor_.number(), piece_.data(), piece_.size());
+    const long got = read_(piece_.data(), piece_.size());
     if (got < 0) CannotRead(name_);
     ended_ = got == 0;
     const size_t count = static_cast<size_t>(got);
@@ -126,7 +127,7 @@ class StreamBytes : public ByteSource {
   }
 
   std::string name_;
-  Descriptor descriptor_;
+  std::function<long(void* out, size_t count)> read_;
   uint64_t end_ = 0;  // bytes that have come
   bool ended_ = false;
   std::vector<char> head_;    // the first of them
@@ -155,7 +156,12 @@ int Open(const std::string& path) {
 std::unique_ptr<ByteSource> OpenBytes(const std::string& path) {
   const int descriptor = path == "-" ? kStandardInput : Open(path);
   if (LookAtDescriptor(descriptor).kind == FileKind::kFile) return std::make_unique<FileBytes>(path, descriptor);
-  return std::make_unique<StreamBytes>(path, descriptor);
+  return StreamOf(
+      path, [held = std::make_shared<Descriptor>(descriptor)](void* out, size_t count) { return ReadSome(held->number(), out, count); });
+}
+
+std::unique_ptr<ByteSource> StreamOf(const std::string& name, std::function<long(void* out, size_t count)> read) {
+  return std::make_unique<StreamBytes>(name, std::move(read));
 }
 
 std::string ReadWhole(const std::string& path, size_t most) {

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,6 +31,10 @@ std::unique_ptr<ByteSource> OpenBytes(const std::string& path);
 // All bytes of a text, or the first `most` of a longer one. Throws as OpenBytes, and Failure(kInterrupted): what came before a signal is
 // not the whole text.
 std::string ReadWhole(const std::string& path, size_t most = SIZE_MAX);
+
+// Bytes that only come in their order. `read` stores up to `count` of them, at least one, for which it waits; 0 at the end, negative with
+// errno where it cannot. `name` is for messages.
+std::unique_ptr<ByteSource> StreamOf(const std::string& name, std::function<long(void* out, size_t count)> read);
 
 }  // namespace TSEG::tool
 

@@ -11,7 +11,9 @@
 #include <optional>
 #include <system_error>
 #include <utility>
+#include <vector>
 
+#include "platform/platform.h"
 #include "wvad/failure.h"
 #include "wvad/media_module.h"
 #include "wvad/system.h"
@@ -25,12 +27,18 @@ struct Loaded {
   std::string reason;
 };
 
-Loaded Load() {
+// For the program beside the library, as it is installed, and as it lies in a build folder. Where these decoders are in a library (a
+// language's package) beside that: whatever runs it may have been installed together with another build's module.
+std::vector<std::string> ModuleFolders() {
+  if (platform::ModuleFileName() != platform::ExecutableFileName()) return {platform::ModuleFolder() + "wvad"};
   const std::string program = ProgramFolder();
+  return {program + "/" + WVAD_MODULES_FROM_PROGRAM, program + "/../lib/wvad"};
+}
+
+Loaded Load() {
   Loaded loaded;
   loaded.reason = "its part lib/wvad/ffmpeg.so is not installed";
-  // Beside the library, as it is installed, and as it lies in a build folder.
-  for (const std::string& folder : {program + "/" + WVAD_MODULES_FROM_PROGRAM, program + "/../lib/wvad"}) {
+  for (const std::string& folder : ModuleFolders()) {
     const std::string file = folder + "/ffmpeg.so";
     std::error_code ignored;
     if (!std::filesystem::exists(file, ignored)) continue;

@@ -1,0 +1,249 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Recordings in whatever container as blocks of samples, by the decoders of the program `wvad` (tools/audio_reader/audio_reader.h).
+
+What they read: WAV, FLAC, MP3, Ogg and what else libsndfile takes; with FFmpeg's libraries on the machine also M4A, MP4, WebM, AMR and the
+sound of films.
+"""
+from __future__ import annotations
+
+import ctypes
+import io
+import os
+import re
+import stat
+import threading
+import weakref
+from ctypes import POINTER, c_char_p, c_float, c_int32, c_int64, c_size_t, c_uint64, c_void_p
+from typing import Any, BinaryIO, Iterator, Optional, Tuple, Union
+
+import numpy as np
+
+from . import _library, errors
+
+_READ_AT = ctypes.CFUNCTYPE(c_int64, c_void_p, c_uint64, c_void_p, c_size_t)
+_NOT_HERE = "there are no decoders in this installation ({}); decode the recording otherwise and give the samples: wvad.segment(array, rate)"
+
+AudioLike = Union[str, "os.PathLike[str]", bytes, bytearray, memoryview, BinaryIO]
+
+
+class _Bytes(ctypes.Structure):
+    _fields_ = [("read_at", _READ_AT), ("user", c_void_p), ("length", c_int64)]
+
+
+class _Info(ctypes.Structure):
+    _fields_ = [("rate_hz", c_int32), ("channels", c_int32), ("frames", c_int64)]
+
+
+_PROTOTYPES = {
+    "wvad_audio_version": (c_char_p, []),
+    "wvad_audio_last_error": (c_char_p, []),
+    "wvad_audio_open": (c_int32, [c_char_p, POINTER(_Bytes), c_int32, POINTER(c_void_p)]),
+    "wvad_audio_get_info": (None, [c_void_p, POINTER(_Info)]),
+    "wvad_audio_read": (c_int64, [c_void_p, POINTER(c_float), c_size_t]),
+    "wvad_audio_damage": (c_char_p, [c_void_p]),
+    "wvad_audio_note": (c_char_p, [c_void_p]),
+    "wvad_audio_close": (None, [POINTER(c_void_p)]),
+}
+_OF_CODE = {3: errors.AudioFileError, 4: errors.AudioError, 5: errors.ArgumentError, 8: errors.AudioFileError}
+
+_loading = threading.Lock()
+_loaded: Optional[ctypes.CDLL] = None
+
+
+def _decoders() -> ctypes.CDLL:
+    """The decoders, loaded when a recording needs them first: arrays are served without."""
+    global _loaded
+    with _loading:
+        if _loaded is None:
+            try:
+                found = _library.declare(ctypes.CDLL(os.fspath(_library.NATIVE / "lib" / "libwvad-audio.so")), _PROTOTYPES)
+            except (OSError, AttributeError) as reason:
+                raise errors.UnavailableError(_NOT_HERE.format(reason)) from None
+            if _library.text(found.wvad_audio_version()) != _library.version():
+                raise errors.UnavailableError(_NOT_HERE.format("libwvad-audio.so is of another version"))
+            _loaded = found
+        return _loaded
+
+
+class _CallerFile:
+    """A file object as the decoders ask for it. What it raises is kept until the decoder has returned: nothing may pass through C."""
+
+    def __init__(self, file: BinaryIO, name: str) -> None:
+        self._file = file
+        self._name = name
+        self.failure: Optional[BaseException] = None
+        seekable = getattr(file, "seekable", None)
+        self._base = 0
+        length = -1
+        if seekable is not None and seekable():
+            self._base = file.tell()
+            length = file.seek(0, io.SEEK_END) - self._base
+            file.seek(self._base)
+        self._seekable = length >= 0
+        self._callback = _READ_AT(self._read_at)  # held as long as the decoder may call
+        self.record = _Bytes(self._callback, None, max(length, -1))
+
+    def _read_at(self, _user: Any, offset: int, out: int, count: int) -> int:
+        try:
+            if self.failure is not None:
+                return -1
+            data = self._read(offset, count)
+            ctypes.memmove(out, data, len(data))
+            return len(data)
+        except BaseException as failure:  # an interrupt too
+            self.failure = failure
+            return -1
+
+    def _read(self, offset: int, count: int) -> bytes:
+        if self._seekable:
+            self._file.seek(self._base + offset)
+        read_some = None if self._seekable else getattr(self._file, "read1", None)  # does not wait for all of `count`
+        data = (read_some or self._file.read)(count)
+        if isinstance(data, str):
+            raise TypeError(f"{self._name}: a file that was opened as text; open it with \"rb\"")
+        if data is None:
+            raise BlockingIOError(f"{self._name}: does not wait for its data; make it blocking")
+        if len(data) > count:
+            raise errors.AudioFileError(f"{self._name}: its read({count}) gave {len(data)} bytes")
+        return bytes(data)
+
+
+def _close(decoders: ctypes.CDLL, handle: c_void_p, _held: Any) -> None:
+    decoders.wvad_audio_close(ctypes.byref(handle))
+
+
+class AudioFile:
+    """A recording that is decoded as it is read.
+
+    Args:
+        source: a path, the bytes of a whole recording, or an object with `read` that was opened for bytes; what is read from it and cannot
+            be read again (a pipe, a connection) is kept only as far as its container asks for.
+        track: of several sound tracks, from 1; 0 for the default one. Asks for FFmpeg's libraries from the second on.
+
+    Attributes:
+        name: for messages.
+        rate: in Hz.
+        channels: of the recording.
+        frames: length in samples of each channel; None where the recording does not say.
+        damage: behind the end: what was wrong with it, in words; "" if it was whole.
+        note: behind the end: what else should be known of it.
+
+    Raises AudioFileError (missing, a folder, no right to read), AudioError (no audio), ArgumentError (no such track, a rate that cannot be
+    served), UnavailableError (no decoders), and what a file object raises. One thread at a time.
+    """
+
+    def __init__(self, source: AudioLike, track: int = 0) -> None:
+        self.damage = ""
+        self.note = ""
+        self._handle = c_void_p()
+        self._decoders = _decoders()
+        self._own: Optional[BinaryIO] = None
+        self._file: Optional[_CallerFile] = None
+        name = self._take(source)
+        if b"\0" in name:
+            raise errors.AudioFileError(f"{self.name!r}: holds a zero character, which no path does")
+        try:
+            self._check(self._decoders.wvad_audio_open(name, ctypes.byref(self._file.record) if self._file else None, int(track),
+                                                       ctypes.byref(self._handle)))
+        except BaseException:
+            self._close_own()
+            raise
+        self._finalizer = weakref.finalize(self, _close, self._decoders, self._handle, self._file)
+        info = _Info()
+        self._decoders.wvad_audio_get_info(self._handle, ctypes.byref(info))
+        self.rate: int = info.rate_hz
+        self.channels: int = info.channels
+        self.frames: Optional[int] = info.frames if info.frames >= 0 else None
+
+    def _take(self, source: AudioLike) -> bytes:
+        """Sets `name` and where the bytes come from; gives the name as the decoders take it."""
+        if isinstance(source, (bytes, bytearray, memoryview)):
+            self.name = "<bytes>"
+            self._file = _CallerFile(io.BytesIO(source), self.name)
+        elif callable(getattr(source, "read", None)):
+            named = getattr(source, "name", None)
+            self.name = named if isinstance(named, str) and named != "-" else f"<{type(source).__name__}>"
+            self._file = _CallerFile(source, self.name)
+        elif isinstance(source, (str, os.PathLike)):
+            path = os.fsencode(source)
+            self.name = path.decode("utf-8", "backslashreplace")
+            if re.match(rb"[A-Za-z0-9+.-]+://", path) and not os.path.exists(path):
+                raise errors.AudioFileError(f"{self.name}: is an address; give what urllib.request.urlopen opens, or a file")
+            self._open_special(path)
+            # To the decoders "-" is standard input, and what holds "://" an address.
+            return path if os.path.isabs(path) else b"./" + path if path == b"-" or b"://" in path else path
+        else:
+            raise TypeError(f"expected a path, bytes or a file that was opened for bytes, got {type(source).__name__}")
+        return self.name.encode("utf-8", "backslashreplace")
+
+    def _open_special(self, path: bytes) -> None:
+        """A pipe or a device is read from here, where an interrupt ends the waiting."""
+        try:
+            mode = os.stat(path).st_mode
+        except (OSError, ValueError):
+            return  # the decoders have words for it
+        if stat.S_ISREG(mode) or stat.S_ISDIR(mode):
+            return
+        try:
+            self._own = open(path, "rb", buffering=0)
+        except OSError as reason:
+            raise errors.AudioFileError(f"{self.name}: cannot be opened: {reason.strerror}") from None
+        self._file = _CallerFile(self._own, self.name)
+
+    def _check(self, code: int) -> int:
+        """Raises for a failure: first what a file object has raised. Codes of wvad_audio_read are negative."""
+        if self._file is not None and self._file.failure is not None:
+            failure, self._file.failure = self._file.failure, OSError(f"{self.name}: broke off before")
+            raise failure
+        if code > 0 and not self._handle:
+            raise _OF_CODE.get(code, errors.Error)(_library.text(self._decoders.wvad_audio_last_error()))
+        if code < 0:
+            raise _OF_CODE.get(-code, errors.Error)(_library.text(self._decoders.wvad_audio_last_error()))
+        return code
+
+    def read(self, frames: int) -> np.ndarray:
+        """The next `frames` frames as float32 [frames, channels], full scale 1.0; fewer only at the end, none behind it. Samples that are no
+        numbers are 0, and `note` tells of them."""
+        if not self._handle:
+            raise errors.StateError(f"{self.name}: is closed")
+        block = np.empty((frames, self.channels), np.float32)
+        got = self._check(self._decoders.wvad_audio_read(self._handle, block.ctypes.data_as(POINTER(c_float)), frames))
+        if got < frames:
+            self.damage = _library.text(self._decoders.wvad_audio_damage(self._handle))
+            self.note = _library.text(self._decoders.wvad_audio_note(self._handle))
+        return block[:got]
+
+    def blocks(self, seconds: float = 0.5) -> Iterator[np.ndarray]:
+        """The rest of the recording, so many seconds at a time."""
+        frames = max(1, int(self.rate * seconds))
+        while True:
+            block = self.read(frames)
+            if len(block):
+                yield block
+            if len(block) < frames:
+                return
+
+    def close(self) -> None:
+        """Frees the decoder. A file object that was given stays open. A second call does nothing."""
+        if self._handle:
+            self._finalizer()
+            self._handle = c_void_p()
+        self._close_own()
+
+    def _close_own(self) -> None:
+        if self._own is not None:
+            self._own.close()
+            self._own = None
+
+    def __enter__(self) -> "AudioFile":
+        return self
+
+    def __exit__(self, *exception: Any) -> None:
+        self.close()
+
+
+def read(source: AudioLike, track: int = 0) -> Tuple[np.ndarray, int]:
+    """A whole recording: float32 [frames, channels], full scale 1.0, and its rate in Hz. Raises as AudioFile."""
+    with AudioFile(source, track) as file:
+        blocks = list(file.blocks())
+        return (np.concatenate(blocks) if blocks else np.empty((0, file.channels), np.float32)), file.rate

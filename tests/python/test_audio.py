@@ -1,0 +1,196 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Recordings: what cannot be heard is refused in words, what is damaged is heard as far as it goes, and interrupts end the waiting."""
+import io
+import os
+import signal
+import subprocess
+import sys
+import unittest
+
+import numpy as np
+import wvad
+from support import JFK, MODEL, InFolder, bursts, times, write_wave
+
+SIGNAL = bursts(6, [(1, 2), (4, 5)])
+
+
+class Reading(InFolder):
+    def test_samples_are_those_of_the_recording(self):
+        both = np.stack([SIGNAL, SIGNAL // 2], axis=1)
+        samples, rate = wvad.audio.read(self.wave("both.wav", both, 22050))
+        self.assertEqual((rate, samples.dtype), (22050, np.float32))
+        np.testing.assert_array_equal(samples, both / np.float32(32768))
+
+    def test_blocks_come_one_after_the_other(self):
+        with wvad.AudioFile(self.wave("talk.wav", SIGNAL)) as file:
+            self.assertEqual((file.rate, file.channels, file.frames), (16000, 1, 96000))
+            self.assertEqual([len(block) for block in file.blocks(1.7)], [27200, 27200, 27200, 14400])
+            self.assertEqual((len(file.read(10)), file.damage, file.note), (0, "", ""))
+        with self.assertRaisesRegex(wvad.StateError, "closed"):
+            file.read(10)
+        file.close()
+
+    def test_every_container_that_the_program_hears(self):
+        for ending in ("flac", "mp3", "ogg", "m4a"):
+            with self.subTest(ending):
+                path = self.folder / f"talk.{ending}"
+                if subprocess.run(["ffmpeg", "-v", "error", "-i", JFK, path], check=False).returncode != 0:
+                    self.skipTest("no ffmpeg")
+                self.assertEqual(len(wvad.segment(path)), 4)
+                self.assertEqual(len(wvad.segment(path.read_bytes())), 4)
+
+    def test_a_track_that_is_not_there(self):
+        with self.assertRaisesRegex(wvad.ArgumentError, "track 3"):
+            wvad.segment(JFK, track=3)
+
+
+class Refusals(InFolder):
+    def refused(self, kind, words, *arguments, **options):
+        with self.assertRaisesRegex(kind, words):
+            wvad.segment(*arguments, **options).finish()
+
+    def test_what_is_no_audio(self):
+        text = self.folder / "notes.txt"
+        text.write_text("no sound at all " * 100, encoding="utf-8")
+        empty = self.folder / "empty.wav"
+        empty.touch()
+        self.refused(wvad.AudioError, "notes.txt: not an audio file", text)
+        self.refused(wvad.AudioError, "empty.wav: .*empty", empty)
+        self.refused(wvad.AudioError, "<bytes>: not an audio file", b"no sound at all " * 100)
+        self.refused(wvad.AudioError, "empty", b"")
+        self.refused(wvad.AudioError, "BytesIO", io.BytesIO(b"no sound at all " * 100))
+        self.refused(wvad.AudioError, "m4a", self.copy("talk.m4a", b"\0\0\0\x18ftypM4A " + bytes(4000)))
+
+    def copy(self, name, data):
+        path = self.folder / name
+        path.write_bytes(data)
+        return path
+
+    def test_what_cannot_be_opened(self):
+        link = self.folder / "link.wav"
+        link.symlink_to(self.folder / "gone")
+        self.refused(wvad.AudioFileError, "is a folder", self.folder)
+        self.refused(wvad.AudioFileError, "gone.wav: no such file", self.folder / "gone.wav")
+        self.refused(wvad.AudioFileError, "leads nowhere", link)
+        self.refused(wvad.AudioFileError, "no such file", "")
+        self.refused(wvad.AudioFileError, "zero character", "a\0b.wav")
+        self.refused(wvad.AudioFileError, r"caf\\xe9.wav: no such file", os.fsdecode(b"caf\xe9.wav"))
+        self.refused(wvad.AudioFileError, "is an address.*urlopen", "https://example.org/talk.mp3")
+
+    def test_file_objects_that_are_none(self):
+        class Failing(io.RawIOBase):
+            def readable(self):
+                return True
+
+            def readinto(self, _):
+                raise ZeroDivisionError("of the file")
+
+        class TooMuch:
+            def read(self, count):
+                return bytes(count + 1)
+
+        class Never:
+            def read(self, _):
+                return None
+
+        path = self.wave("talk.wav", SIGNAL)
+        with open(path, encoding="latin-1") as text:
+            self.refused(TypeError, "opened as text", text)
+        self.refused(ZeroDivisionError, "of the file", Failing())
+        self.refused(wvad.AudioFileError, "gave", TooMuch())
+        self.refused(BlockingIOError, "does not wait", Never())
+        with open(path, "rb") as file:
+            pass
+        self.refused(ValueError, "closed file", file)
+
+    def test_sources_that_are_none(self):
+        for kind, words, source, rate in (
+                (wvad.ArgumentError, "rate: is needed", SIGNAL, None), (wvad.ArgumentError, "says itself", JFK, 16000),
+                (wvad.ArgumentError, "3999 Hz cannot be served", SIGNAL, 3999), (wvad.ArgumentError, "192001 Hz", SIGNAL, 192001),
+                (TypeError, "rate: expected a whole number", SIGNAL, "16000"), (TypeError, "expected a path", 17, None),
+                (wvad.ArgumentError, r"shape \(2, 96000\) has 96000 channels.*transpose", np.stack([SIGNAL, SIGNAL]), 16000),
+                (wvad.ArgumentError, r"shape \(5, 0\)", np.empty((5, 0), np.int16), 16000),
+                (wvad.ArgumentError, r"shape \(1, 2, 3\)", np.empty((1, 2, 3), np.int16), 16000), (TypeError, "type int64", [1, 2, 3], 16000),
+                (TypeError, "type uint8", SIGNAL.astype(np.uint8), 16000),
+                (TypeError, "type uint8", iter([SIGNAL.astype(np.uint8)]), 16000),
+                (wvad.ArgumentError, "channel", SIGNAL, 16000)):
+            with self.subTest(words):
+                self.refused(kind, words, source, rate, channel=2 if words == "channel" else "mix")
+
+    def test_samples_that_are_no_numbers_end_an_array_and_are_silence_in_a_file(self):
+        samples = SIGNAL / np.float32(32768)
+        samples[90000] = np.nan
+        found = wvad.segment(samples, 16000, model=MODEL)
+        with self.assertRaisesRegex(wvad.ArgumentError, "not a finite number"):
+            list(found)
+        self.assertEqual(times(found.found)[0], (0.7, 2.2))
+        header = io.BytesIO()
+        write_wave(self.folder / "int.wav", SIGNAL)
+        data = bytearray((self.folder / "int.wav").read_bytes()[:44])
+        data[20:22] = (3).to_bytes(2, "little")  # of floats
+        data[28:36] = (64000).to_bytes(4, "little") + (4).to_bytes(2, "little") + (32).to_bytes(2, "little")
+        data[4:8], data[40:44] = (36 + samples.nbytes).to_bytes(4, "little"), samples.nbytes.to_bytes(4, "little")
+        header.write(bytes(data) + samples.tobytes())
+        with self.assertWarnsRegex(wvad.AudioWarning, "no numbers"):
+            self.assertEqual(times(wvad.segment(header.getvalue(), model=MODEL)), [(0.7, 2.2), (3.7, 5.2)])
+
+    def test_a_recording_that_was_cut_is_heard_as_far_as_it_goes(self):
+        data = self.wave("talk.wav", SIGNAL).read_bytes()
+        cut = self.copy("cut.wav", data[:44 + 2 * 16000 * 3])
+        with self.assertWarnsRegex(wvad.AudioWarning, "cut.wav: cut short"):
+            found = wvad.segment(cut, model=MODEL).finish()
+        self.assertEqual(times(found), [(0.7, 2.2)])
+        self.assertRegex(found.damage, "cut short")
+        with self.assertWarnsRegex(wvad.AudioWarning, "cut short"):
+            self.assertEqual(len(wvad.scores(cut, model=MODEL)), 300)
+        with self.assertWarnsRegex(wvad.AudioWarning, "flac"):
+            self.assertGreater(len(wvad.segment(self.copy("cut.flac", JFK.read_bytes()[:100000]))), 0)
+
+    def test_an_empty_array_has_no_sentences(self):
+        for empty in (np.empty(0, np.int16), np.empty((0, 2), np.float32), []):
+            self.assertEqual(list(wvad.segment(empty, 16000, model=MODEL)), [])
+        self.assertEqual(list(wvad.segment(iter([]), 16000, model=MODEL)), [])
+
+    def test_without_decoders_arrays_still_work_and_the_error_names_the_way_round(self):
+        script = f"""
+import pathlib, wvad, numpy
+from wvad import _library, audio
+_library.NATIVE = pathlib.Path({str(self.folder)!r})
+try:
+    wvad.segment({str(JFK)!r})
+except wvad.UnavailableError as refusal:
+    assert "wvad.segment(array, rate)" in str(refusal), refusal
+    print(len(wvad.segment(numpy.zeros(16000, numpy.int16), 16000)))
+"""
+        said = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, check=False)
+        self.assertEqual((said.stdout, said.stderr), ("0\n", ""))
+
+
+class Interrupts(InFolder):
+    def test_an_interrupt_ends_the_waiting_for_a_pipe(self):
+        os.mkfifo(self.folder / "pipe")
+        script = """
+import sys, wvad
+found = wvad.segment(sys.argv[1], model=sys.argv[2])
+print(found[0].begin, flush=True)
+try:
+    found.finish()
+except KeyboardInterrupt:
+    print("interrupted", found.found[0].begin, flush=True)
+    raise
+"""
+        data = self.wave("talk.wav", bursts(60, [(1, 2)])).read_bytes()
+        child = subprocess.Popen([sys.executable, "-c", script, self.folder / "pipe", MODEL], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                 text=True)
+        with open(self.folder / "pipe", "wb", buffering=0) as pipe:
+            pipe.write(data[:32000 * 5])  # the rest never comes
+            self.assertEqual(child.stdout.readline(), "0.7\n")
+            child.send_signal(signal.SIGINT)
+            said, words = child.communicate(timeout=30)
+        self.assertEqual(said, "interrupted 0.7\n")
+        self.assertTrue(words.rstrip().endswith("KeyboardInterrupt"), words)
+        self.assertEqual(child.returncode, -signal.SIGINT)
+
+
+if __name__ == "__main__":
+    unittest.main()
