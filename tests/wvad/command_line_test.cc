@@ -91,17 +91,17 @@ TEST_F(CommandLineHelp, FishCompletes) {
 TEST_F(CommandLineHelp, ZshCompletes) {
   if (!Has("zsh")) GTEST_SKIP() << "no zsh";
   Write("zsh", "_wvad");
-  // Shells in terminals of their own, which are typed at.
+  // Shells in terminals of their own, which are typed at when they edit a line (bracketed paste is on then, 2004h) and say what has become
+  // of it at the key.
   const std::string script = R"(
 zmodload zsh/zpty
 show() {
   zpty shell zsh -f -i
-  zpty -w shell 'PS1=; fpath=($PWD $fpath); autoload -U compinit; compinit -D -u; bindkey "^I" complete-word; echo rea''dy'
-  zpty -r -m shell junk '*ready*'
-  zpty -n -w shell "$1"$'\t'
-  sleep 1
-  zpty -w shell ' ; echo do''ne'
-  zpty -r -m shell text '*done*'
+  zpty -w shell 'PS1=; fpath=($PWD $fpath); autoload -U compinit; compinit -D -u'
+  zpty -w shell 'tell() { zle complete-word; print -r -- "li''ne<$BUFFER>" }; zle -N tell; bindkey "^T" tell; echo rea''dy'
+  zpty -r -m shell junk '*ready*2004h*'
+  zpty -n -w shell "$1"$'\x14'
+  zpty -r -m shell text '*line<*>*'
   zpty -d shell
   print -r -- "$text"
 }
@@ -110,9 +110,9 @@ show 'wvad segment --recur'
 show 'wvad model insp'
 )";
   const std::string said = Says("env HOME=" + folder_.path() + " TERM=xterm zsh -f", script);
-  EXPECT_THAT(said, HasSubstr("wvad segment"));
-  EXPECT_THAT(said, HasSubstr("wvad segment --recursive"));
-  EXPECT_THAT(said, HasSubstr("wvad model inspect"));
+  EXPECT_THAT(said, HasSubstr("line<wvad segment >"));
+  EXPECT_THAT(said, HasSubstr("line<wvad segment --recursive >"));
+  EXPECT_THAT(said, HasSubstr("line<wvad model inspect >"));
   EXPECT_EQ(Says("zsh -n", folder_.read("_wvad")), "");
 }
 
