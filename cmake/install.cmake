@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# What an installation holds: headers, shared libraries, models beside them, CMake package, pkg-config file, program, manual page, licence.
+# What an installation holds: headers, shared libraries, models beside them, CMake package, pkg-config file, program, GStreamer element, manual page, licence.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS wvad wvad-stream EXPORT wvadTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -18,6 +18,9 @@ if(WVAD_BUILD_TOOLS)
   install(TARGETS wvad_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   if(TARGET wvad_media)
     install(TARGETS wvad_media LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/wvad)
+  endif()
+  if(TARGET wvad_gstreamer)
+    install(TARGETS wvad_gstreamer LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/gstreamer-1.0)
   endif()
   if(NOT CMAKE_CROSSCOMPILING)
     install(FILES ${PROJECT_BINARY_DIR}/completions/wvad DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

@@ -20,6 +20,14 @@ for file in "$prefix/include/wvad.h" "$prefix/include/wvad_stream.h" "$lib/pkgco
 done
 # What is loaded when it is needed lies where the program looks, if it was built.
 [ ! -f "$build/lib/wvad/ffmpeg.so" ] || [ -f "$lib/wvad/ffmpeg.so" ] || { echo "not installed: wvad/ffmpeg.so"; exit 1; }
+if [ -f "$build/lib/gstreamer-1.0/libgstwvad.so" ]; then
+  [ -f "$lib/gstreamer-1.0/libgstwvad.so" ] || { echo "not installed: gstreamer-1.0/libgstwvad.so"; exit 1; }
+  # It finds the library and its models from there.
+  if command -v gst-launch-1.0 >/dev/null; then
+    GST_PLUGIN_PATH=$lib/gstreamer-1.0 GST_REGISTRY=$scratch/registry \
+      gst-launch-1.0 audiotestsrc num-buffers=10 ! wvad ! fakesink >"$scratch/gst" 2>&1 || { cat "$scratch/gst"; exit 1; }
+  fi
+fi
 for file in bash-completion/completions/wvad zsh/site-functions/_wvad fish/vendor_completions.d/wvad.fish; do
   [ -s "$prefix/share/$file" ] || { echo "not installed: $file"; exit 1; }
 done
