@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Makes docs/accuracy.json, the two tables of docs/accuracy.md and its figure from what evaluate_model.py and others wrote.
+"""Makes docs/accuracy.json, the tables of docs/accuracy.md and its figure from what evaluate_model.py and others wrote.
 
     accuracy_page.py --docs DIR MODEL.json [MODEL.json...]
 
@@ -12,8 +12,8 @@ import json
 import os
 from math import log10
 
-BEGIN, END = "<!-- table: begin (training/accuracy_page.py writes what follows) -->", "<!-- table: end -->"
-CALIBRATION = "<!-- calibration: begin (training/accuracy_page.py writes what follows) -->", "<!-- calibration: end -->"
+WRITTEN = "(training/accuracy_page.py writes what follows)"
+MARKS = {name: (f"<!-- {name}: begin {WRITTEN} -->", f"<!-- {name}: end -->") for name in ("table", "sentences", "calibration", "peers")}
 BANDS = (0, 2, 4, 6, 7, 8, 9)  # tenths of probability that the page shows
 COLOURS = ("#1b5e9c", "#c2571a", "#3c8d40", "#56b4e9", "#e0a030", "#777777", "#8e44ad")
 WIDTH, HEIGHT, LEFT, BOTTOM, TOP, RIGHT = 640, 420, 70, 56, 20, 150
@@ -24,26 +24,78 @@ def percent(value, digits=1):
     return "–" if value is None else f"{100 * value:.{digits}f}"
 
 
-def row_of(group, row, sentences):
-    """Cells of one model in one group."""
-    said = sentences.get(group, {})
-    empty = f"{said['empty_an_hour']:.0f}" if said else "–"
+def name_of(result):
+    return result["model"].replace(".bin", "")
+
+
+def within(value, ends, show):
+    """A value, and in brackets the ends of its scatter."""
+    return f"{show(value)} ({show(ends[0])}–{show(ends[1])})" if ends and value is not None else show(value)
+
+
+def area(value):
+    return f"{value:.3f}"
+
+
+def of_groups(results):
+    """(name to show, group) of all groups, parts behind those that have them: parts are of "languages"."""
+    parts = [(f"– {part}", part) for part in results[0].get("parts", {})]
+    for group in results[0]["groups"]:
+        yield group, group
+        if group == "languages":
+            yield from parts
+
+
+def lines_of(results, head, cells):
+    """A table with one row for each group and model; `cells(result, group)` gives those behind the name of the model, or None for no row."""
+    lines = [head, "|" + "---|" * (head.count("|") - 1)]
+    for shown, group in of_groups(results):
+        rows = [(result, cells(result, group)) for result in results]
+        for k, (result, row) in enumerate((result, row) for result, row in rows if row):
+            lines.append("| " + " | ".join([shown if k == 0 else "", name_of(result), *row]) + " |")
+    return "\n".join(lines)
+
+
+def frame_cells(result, group):
+    row = result["groups"].get(group) or result.get("parts", {}).get(group)
+    if not row:
+        return None
+    ends, hours = row.get("scatter", {}), f"{row['hours']:.2f}"
     if "pauses" not in row:
-        return ["–", "–", "–", "–", percent(row["false_alarm"], 2), "–", empty]
+        return [hours, "–", "–", "–", "–", within(row["false_alarm"], ends.get("false_alarm"), lambda v: percent(v, 2))]
     areas = row["auc_by_collar_ms"]
-    missed = f"{said['missed']} of {said['utterances']}" if said else "–"
-    return [f"{areas['0']:.3f}", f"{areas['100']:.3f}", percent(row["found_at_1_percent_alarms"]), percent(row["miss"]),
-            percent(row["false_alarm"]), missed, empty]
+    return [hours, within(areas["0"], ends.get("auc"), area), area(areas["100"]), percent(row["found_at_1_percent_alarms"]),
+            within(row["miss"], ends.get("miss"), percent), within(row["false_alarm"], ends.get("false_alarm"), percent)]
 
 
 def table(results):
-    lines = ["| Recordings | Hours | Model | ROC-AUC | away from edges | found at 1 % | Missed | False alarm | Utterances missed | Empty sentences an hour |",
-             "|---|---|---|---|---|---|---|---|---|---|"]
-    for group in results[0]["groups"]:
-        for k, result in enumerate(results):
+    return lines_of(results, "| Recordings | Model | Hours | ROC-AUC | away from edges | found at 1 % | Missed | False alarm |", frame_cells)
+
+
+def sentence_cells(result, group):
+    said = result.get("sentences", {}).get(group)
+    if not said:
+        return None
+    ends = said.get("scatter", {})
+    missed = f"{said['missed']} of {said['utterances']}" if said["utterances"] else "–"
+    return [missed, within(said["speech_inside"], ends.get("speech_inside"), percent), percent(said["speech_of_found"]), str(said["sentences"]),
+            within(said["empty_an_hour"], ends.get("empty_an_hour"), lambda v: f"{v:.0f}")]
+
+
+def sentences(results):
+    return lines_of(results, "| Recordings | Model | Utterances missed | Speech inside | Speech of sentences | Sentences | Empty an hour |", sentence_cells)
+
+
+def peers(results):
+    """Detectors that are not this engine's, at their own thresholds and at their best time."""
+    lines = ["| Recordings | Detector | ROC-AUC | moved to its best time | earlier by ms | Threshold | Missed | False alarm |", "|---|---|---|---|---|---|---|---|"]
+    for result in (result for result in results if "at_threshold" in result):
+        for group, at in result["at_threshold"].items():
             row = result["groups"][group]
-            name = [group, f"{row['hours']:.2f}"] if k == 0 else ["", ""]
-            lines.append("| " + " | ".join([*name, result["model"].replace(".bin", ""), *row_of(group, row, result.get("sentences", {}))]) + " |")
+            moved = [area(row["auc_by_collar_ms"]["0"]), area(row["auc_at_best_shift"]), str(row["best_shift_ms"])] if "pauses" in row else ["–", "–", "–"]
+            for k, (threshold, shares) in enumerate(at.items()):
+                first = [group, name_of(result), *moved] if k == 0 else [""] * 5
+                lines.append("| " + " | ".join([*first, threshold, percent(shares["miss"]), percent(shares["false_alarm"], 2)]) + " |")
     return "\n".join(lines)
 
 
@@ -53,7 +105,7 @@ def calibration(results):
     for result in results:
         found = {min(9, int(10 * said)): share for said, share in result["reliability"]}
         cells = [f"{found[k]:.2f}" if k in found else "–" for k in BANDS]
-        lines.append("| " + " | ".join([result["model"].replace(".bin", ""), f"{result['best_threshold']:.2f}", *cells]) + " |")
+        lines.append("| " + " | ".join([name_of(result), f"{result['best_threshold']:.2f}", *cells]) + " |")
     return "\n".join(lines)
 
 
@@ -83,7 +135,7 @@ def figure(results):
         points = " ".join(f"{place(a, LEFT, right):.1f},{place(m, bottom, TOP):.1f}" for a, m in zip(result["det"]["false_alarm"], result["det"]["miss"]))
         colour = COLOURS[k % len(COLOURS)]
         parts += [f'<polyline points="{points}" fill="none" stroke="{colour}" stroke-width="2"/>',
-                  f'<text x="{right + 12}" y="{TOP + 20 + 18 * k}" fill="{colour}">{result["model"].replace(".bin", "")}</text>']
+                  f'<text x="{right + 12}" y="{TOP + 20 + 18 * k}" fill="{colour}">{name_of(result)}</text>']
     return "\n".join([*parts, "</svg>"]) + "\n"
 
 
@@ -104,7 +156,8 @@ def main():
     page = os.path.join(args.docs, "accuracy.md")
     with open(page, encoding="utf-8") as handle:
         text = handle.read()
-    text = between(between(text, (BEGIN, END), table(results)), CALIBRATION, calibration(results))
+    for name, make in (("table", table), ("sentences", sentences), ("calibration", calibration), ("peers", peers)):
+        text = between(text, MARKS[name], make(results))
     with open(page, "w", encoding="utf-8") as handle:
         handle.write(text)
 

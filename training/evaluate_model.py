@@ -10,7 +10,7 @@ With --wvad the recordings also go through `wvad segment`, and what counts is se
 utterances are missed altogether, and how many sentences hold no labelled speech.
 
 A frame counts as speech if its probability reaches 0.7. "held" applies the engine's next two rules as well: frames below the energy floor are silence,
-and so are the first two frames after a silent one.
+and so are the first two frames after a silent one. "scatter" is the middle 95 % over draws of recordings (scatter.py).
 """
 
 import argparse
@@ -21,6 +21,7 @@ import subprocess
 import numpy as np
 
 import frame_measures as measures
+import scatter
 from audio_corpus import SAMPLE_RATE
 from engine_scores import array_of, build_extremes, compare, frame_energies, held_decisions, load_pairs, put, rate_of_model, samples_of
 from operating_point import THRESHOLD, best_score, weighted
@@ -35,7 +36,7 @@ class Judged:
 
     def __init__(self, line, path, rows, samples, probability, rate):
         n = min(len(rows), len(probability))
-        self.group, self.detail, self.name, self.path = line["group"], line["detail"], line["name"], path
+        self.group, self.part, self.detail, self.name, self.path = line["group"], line.get("part", ""), line["detail"], line["name"], path
         self.labels, self.used = rows[:n, 0].astype(np.uint8), rows[:n, 1] > 0
         self.scores = probability[:n]
         self.energies = frame_energies(samples, n, rate)
@@ -88,7 +89,18 @@ def spoken_summary(recordings):
             "pauses": measures.pause_shares(triples, THRESHOLD), "edges": measures.edge_errors(triples, THRESHOLD),
             "missed_in_first_half_second": measures.first_half_second(triples, THRESHOLD),
             "levels": measures.level_classes(triples, [r.levels_db for r in recordings], THRESHOLD),
-            "held_by_energy_floor": floor_effects(recordings)}
+            "scatter": spoken_scatter(recordings), "held_by_energy_floor": floor_effects(recordings)}
+
+
+def spoken_scatter(recordings):
+    """The middle 95 % over draws of recordings."""
+    names = [r.name for r in recordings]
+
+    def share(label, found):
+        here = [r.used & (r.labels == label) for r in recordings]
+        return scatter.of_ratio(names, [int(((r.scores >= THRESHOLD) == found)[h].sum()) for r, h in zip(recordings, here)], [int(h.sum()) for h in here])
+
+    return {"auc": scatter.of_area(names, [r.triple() for r in recordings]), "miss": share(1, False), "false_alarm": share(0, True)}
 
 
 def silent_summary(recordings):
@@ -99,7 +111,9 @@ def silent_summary(recordings):
         kinds.setdefault(r.detail, []).append(flags)
     every = np.concatenate([flags for rows in kinds.values() for flags in rows])
     by_kind = {kind: [round(sum(map(len, rows)) / 6000.0, 2), _round(float(np.concatenate(rows).mean()))] for kind, rows in kinds.items()}
-    return {"hours": round(len(every) / 360000.0, 3), "false_alarm": _round(float(every.mean())),
+    alarms = scatter.of_ratio([r.name for r in recordings], [int((r.scores[r.used] >= THRESHOLD).sum()) for r in recordings],
+                              [int(r.used.sum()) for r in recordings])
+    return {"hours": round(len(every) / 360000.0, 3), "false_alarm": _round(float(every.mean())), "scatter": {"false_alarm": alarms},
             "held_by_energy_floor": floor_effects(recordings),
             "minutes_and_alarms_by_kind": dict(sorted(by_kind.items(), key=lambda item: -item[1][0] * item[1][1]))}
 
@@ -114,27 +128,35 @@ def found_sentences(program, model, path):
 
 
 def judge_sentences(program, model, judged):
-    """Per group: what `wvad segment` made of its recordings."""
+    """Per group, and per part of one: what `wvad segment` made of its recordings."""
     groups = {}
     for r in judged:
-        row = groups.setdefault(r.group, {"hours": 0.0, "utterances": 0, "missed": 0, "speech": 0, "inside": 0, "sentences": 0, "empty": 0})
         found = np.zeros(len(r.labels), bool)
+        row = {"name": r.name, "hours": len(r.labels) / 360000.0, "utterances": 0, "missed": 0, "sentences": 0, "empty": 0}
         for first, past in found_sentences(program, model, r.path):
             found[first:past] = True
             row["sentences"] += 1
             row["empty"] += int(not r.labels[first:past].any() and r.used[first:past].any())
-        row["hours"] += len(r.labels) / 360000.0
-        row["speech"] += int(r.labels.sum())
-        row["inside"] += int((found & (r.labels == 1)).sum())
+        row["speech"], row["found"] = int((r.used & (r.labels == 1)).sum()), int((r.used & found).sum())
+        row["inside"] = int((r.used & found & (r.labels == 1)).sum())
         for first, past in measures.joined_runs(r.labels == 1, UTTERANCE_GAP, measures.SHORTEST):
             row["utterances"] += 1
             row["missed"] += int(not found[first:past].any())
-    for row in groups.values():
-        speech, inside = row.pop("speech"), row.pop("inside")
-        row["empty_an_hour"] = round(row["empty"] / row["hours"], 1)
-        row["hours"] = round(row["hours"], 3)
-        row["speech_inside"] = _round(inside / speech) if speech else None
-    return groups
+        for group in filter(None, (r.group, r.part)):
+            groups.setdefault(group, []).append(row)
+    return {group: sentence_summary(rows) for group, rows in groups.items()}
+
+
+def sentence_summary(rows):
+    """`speech_inside`: the share of labelled speech that lies in a sentence; `speech_of_found`: the share of sentences that is labelled speech."""
+    total = {name: sum(row[name] for row in rows) for name in rows[0] if name != "name"}
+    speech, found, inside = (total.pop(name) for name in ("speech", "found", "inside"))
+    names, hours = [row["name"] for row in rows], [row["hours"] for row in rows]
+    return {**total, "hours": round(total["hours"], 3), "empty_an_hour": round(total["empty"] / total["hours"], 1),
+            "speech_inside": _round(inside / speech) if speech else None,
+            "speech_of_found": _round(inside / found) if speech and found else None,
+            "scatter": {"empty_an_hour": scatter.of_ratio(names, [row["empty"] for row in rows], hours),
+                        "speech_inside": scatter.of_ratio(names, [row["inside"] for row in rows], [row["speech"] for row in rows])}}
 
 
 def summarise(judged):
@@ -144,9 +166,12 @@ def summarise(judged):
     spoken = {group: rows for group, rows in groups.items() if any(r.labels.any() for r in rows)}
     parts = {group: tuple(np.concatenate(column) for column in zip(*((r.scores[r.used], r.labels[r.used]) for r in rows)))
              for group, rows in groups.items()}
+    apart = {}
+    for r in filter(lambda r: r.part, judged):
+        apart.setdefault(r.part, []).append(r)
     scores, labels, weights = weighted(parts)
     best, error = best_score(scores, labels, weights)
-    return {"groups": {group: (spoken_summary if group in spoken else silent_summary)(rows) for group, rows in groups.items()},
+    return {"parts": {part: spoken_summary(rows) for part, rows in apart.items()}, "groups": {group: (spoken_summary if group in spoken else silent_summary)(rows) for group, rows in groups.items()},
             "best_threshold": round(best, 3), "balanced_error_there": _round(error),
             "det": {"false_alarm": ALARM_GRID, "miss": measures.det_curve(scores, labels, weights, ALARM_GRID)},
             "reliability": reliability(scores, labels, weights)}

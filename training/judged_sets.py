@@ -27,6 +27,7 @@ from signal_tools import db, rms
 
 SNRS_DB = (10, 0)
 MOST_LANGUAGE_FILES = 90
+ACTED = r"^acted\b"
 LONGEST = 60 * SAMPLE_RATE  # of one recording of noise or of a language
 
 
@@ -91,18 +92,25 @@ def noise_items(corpus):
             yield category, recording, samples, without_hidden(corpus, recording, silent_rows(len(samples))), recording.subcategory
 
 
+def part_of(group, recording):
+    """The part of a group that is also looked at apart: voices of games are shouted, acted or disguised, and unlike what the rest of "languages" holds."""
+    if group != "languages":
+        return ""
+    return "game voices" if re.search(ACTED, recording.subcategory) else "other voices"
+
+
 class Writer:
     def __init__(self, folder):
         self.folder, self.lines = folder, []
         for name in ("pcm", "labels"):
             os.makedirs(os.path.join(folder, name), exist_ok=True)
 
-    def add(self, group, path, samples, rows, detail):
+    def add(self, group, path, samples, rows, detail, part=""):
         index = len(self.lines)
         samples.astype("<i2").tofile(os.path.join(self.folder, "pcm", f"{index:05d}.s16"))
         np.save(os.path.join(self.folder, "labels", f"{index:05d}.npy"), rows)
         self.lines.append({"index": index, "group": group, "name": os.path.splitext(os.path.basename(path))[0], "detail": detail,
-                           "seconds": round(len(samples) / SAMPLE_RATE, 2)})
+                           "seconds": round(len(samples) / SAMPLE_RATE, 2), **({"part": part} if part else {})})
 
     def close(self):
         with open(os.path.join(self.folder, "sessions.jsonl"), "w", encoding="utf-8") as handle:
@@ -116,7 +124,7 @@ def build(corpus, folder):
     noises = [item for item in noise_items(corpus) if item[0] == "noise" and item[1].split == "valid" and len(item[2]) >= 5 * SAMPLE_RATE]
     at = 0
     for group, recording, samples, rows, detail in speech_items(corpus):
-        writer.add(group, recording.path, samples, rows, detail)
+        writer.add(group, recording.path, samples, rows, detail, part_of(group, recording))
         if group == "natural":
             for snr_db in SNRS_DB:
                 for _ in range(2):

@@ -2,6 +2,7 @@
 import json
 import os
 import tempfile
+import types
 import unittest
 
 import numpy as np
@@ -65,6 +66,15 @@ class Sets(unittest.TestCase):
     def test_the_list_of_files_follows_the_descriptions(self):
         with open(os.path.join(self.out, "sessions.jsonl"), encoding="utf-8") as handle:
             self.assertEqual([json.loads(line)["index"] for line in handle], list(range(len(self.lines))))
+
+
+class Parts(unittest.TestCase):
+    def test_shouted_and_acted_voices_are_a_part_of_languages_and_of_nothing_else(self):
+        def of(group, subcategory):
+            return judged_sets.part_of(group, types.SimpleNamespace(subcategory=subcategory))
+
+        self.assertEqual([of("languages", "acted shouts, exclamations"), of("languages", "single words"), of("languages", "unacted"), of("natural", "acted")],
+                         ["game voices", "other voices", "other voices", ""])
 
 
 class Merit(unittest.TestCase):

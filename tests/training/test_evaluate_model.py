@@ -1,0 +1,46 @@
+# SPDX-License-Identifier: Apache-2.0
+import types
+import unittest
+from unittest import mock
+
+import numpy as np
+
+import evaluate_model
+
+
+def recording(name, group, part, labels, used=None):
+    labels = np.array(labels, np.uint8)
+    return types.SimpleNamespace(name=name, group=group, part=part, path=name, labels=labels, used=np.ones(len(labels), bool) if used is None else used)
+
+
+class Sentences(unittest.TestCase):
+    def judge(self, judged, found):
+        with mock.patch.object(evaluate_model, "found_sentences", lambda program, model, path: found[path]):
+            return evaluate_model.judge_sentences("wvad", "a.bin", judged)
+
+    def test_speech_inside_and_the_speech_of_sentences_are_shares_of_two_things(self):
+        # Speech 100 to 200 and 300 to 400; sentences 150 to 250 and 500 to 650: 50 of 200 frames of speech inside, 50 of 250 frames of sentences speech.
+        labels = np.arange(1000) // 100 % 2 * (np.arange(1000) < 400)
+        row = self.judge([recording("a", "natural", "", labels)], {"a": [(150, 250), (500, 650)]})["natural"]
+        self.assertEqual((row["speech_inside"], row["speech_of_found"]), (0.25, 0.2))
+        self.assertEqual((row["utterances"], row["missed"], row["sentences"], row["empty"]), (2, 1, 2, 1))
+        self.assertEqual((row["hours"], row["empty_an_hour"]), (0.003, 360.0))
+
+    def test_a_part_has_a_row_beside_that_of_its_group(self):
+        judged = [recording("a", "languages", "game voices", [1] * 100), recording("b", "languages", "other voices", [1] * 100)]
+        rows = self.judge(judged, {"a": [], "b": [(0, 100)]})
+        self.assertEqual([rows[name]["speech_inside"] for name in ("languages", "game voices", "other voices")], [0.5, 0.0, 1.0])
+
+    def test_frames_without_weight_count_nowhere_and_noise_has_no_speech(self):
+        used = np.arange(400) >= 200
+        row = self.judge([recording("a", "noise", "", [0] * 400, used)], {"a": [(0, 100), (250, 300)]})["noise"]
+        self.assertEqual((row["sentences"], row["empty"], row["speech_inside"], row["speech_of_found"]), (2, 1, None, None))
+
+    def test_scatter_is_over_recordings(self):
+        judged = [recording(str(k), "noise", "", [0] * 36000) for k in range(6)]
+        row = self.judge(judged, {str(k): [(0, 100)] for k in range(6)})["noise"]
+        self.assertEqual((row["empty_an_hour"], row["scatter"]["empty_an_hour"]), (10.0, [10.0, 10.0]))
+
+
+if __name__ == "__main__":
+    unittest.main()
