@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """The pages keep up with the code: every parameter name is in docs/parameters.md and nothing else is, every code of the public header is in
-docs/api.md with its number, every test that docs/coverage.md names exists and every test program is on it, README.md shows
-examples/sentences.c, docs/stream.md examples/stream.c and the rows of the stream library's tables, and relative links lead somewhere. With the built program as its argument: what `--help` says of each command's options,
-choices and exit codes is what docs/cli.md and the manual page say."""
+docs/api.md with its number, every test that docs/coverage.md names exists and every test program is on it, docs/api.md shows
+examples/sentences.c, docs/stream.md examples/stream.c and the rows of the stream library's tables, README.md lines of examples/stream.c, and
+relative links lead somewhere. With the built program as its argument: what `--help` says of each command's options, choices and exit codes is what docs/cli.md and the manual page say."""
 import pathlib
 import re
 import subprocess
@@ -38,11 +38,14 @@ def interface_problems(text):
 
 def example_problems(text):
     example = text("examples/sentences.c")
-    if example[example.index("#include"):] not in text("README.md"):
-        yield "README.md: its C program is not examples/sentences.c"
+    if example[example.index("#include"):] not in text("docs/api.md"):
+        yield "docs/api.md: its C program is not examples/sentences.c"
     example = text("examples/stream.c")
     if example[example.index("#include"):] not in text("docs/stream.md"):
         yield "docs/stream.md: its C program is not examples/stream.c"
+    for lines in re.findall(r"^```c\n(.*?)^```", text("README.md"), re.M | re.S):
+        if lines not in example:
+            yield "README.md: its lines of C are not from examples/stream.c"
 
 
 def stream_problems(text):

@@ -11,7 +11,7 @@ AGREEING = {
     "docs/parameters.md": "| `wvad_param_a` | first |\n| `VAD_PARAM_B` | second |\n| `not_a_parameter` | |\n",
     "include/wvad.h": "enum {\n  WVAD_ERROR_A = 14001,\n};\n",
     "cmake/exports.txt": "# ordinal name\n1 wVadStart\n",
-    "docs/api.md": "| 14001 | `WVAD_ERROR_A` |\n| 1 | `wVadStart(inst)` |\n",
+    "docs/api.md": "| 14001 | `WVAD_ERROR_A` |\n| 1 | `wVadStart(inst)` |\n```c\n#include <wvad.h>\nint main(void);\n```\n",
     "tools/wvad/engine.cc": "WVAD_NAMED(WVAD_ERROR_A)\n",
     "tools/wvad/wvad.1": "\\-\\-output \\fIfile\\fR and \\-\\-form table or list\n0 well\n",
     "docs/cli.md": "## wvad find\n`--output` and `--form`, table or list\n## wvad model\n## end\n| 0 | well |\n",
@@ -32,7 +32,7 @@ AGREEING = {
     "docs/stream.md": "```c\n#include <wvad_stream.h>\nint main(void);\n```\n`WVAD_E_A` `WVAD_EVENT_B`\n"
                       "| `gap` | s | 0, 0.05 to 10 | `wvad_param_a` | x |\n| `call` | | 0 to 1 | none | x |\n"
                       "| `one` | 0.7 | 0.2 | 1 | 2 | 3 | 4 | -5.5 | 6 | x |\n",
-    "README.md": "```c\n#include <wvad.h>\nint main(void);\n```\n[page](docs/api.md#part) and [elsewhere](https://a.b/c)\n",
+    "README.md": "```c\nint main(void);\n```\n[page](docs/api.md#part) and [elsewhere](https://a.b/c)\n",
 }
 
 
@@ -88,9 +88,13 @@ class CheckDocsTest(MadeUpTree):
         self.expect("docs/cli.md: there is no section on wvad model", "docs/cli.md: there is no section on wvad model",
                     "docs/cli.md: exit code 0 is not told as: well")
 
-    def test_example_that_the_readme_does_not_show(self):
+    def test_example_that_its_page_does_not_show(self):
         self.add("examples/sentences.c", "int more(void);\n")
-        self.expect("README.md: its C program is not examples/sentences.c")
+        self.expect("docs/api.md: its C program is not examples/sentences.c")
+
+    def test_lines_of_the_readme_that_its_example_does_not_hold(self):
+        self.add("README.md", "```c\nint other(void);\n```\n")
+        self.expect("README.md: its lines of C are not from examples/stream.c")
 
     def test_stream_page_without_its_example_names_and_rows(self):
         self.write("docs/stream.md", "| `gap` | s | 0.05 to 10 | `wvad_param_a` | x |\n| `call` | | 0 to 1 | `x` | x |\n| `one` | 0.7 | 0.3 |\n")
