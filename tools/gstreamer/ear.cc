@@ -40,6 +40,7 @@ void Ear::OpenModel(const std::string& name) {
   Check(wvad_model_get_info(model, &info), "model " + name);
   model_name_ = name;
   model_kind_ = info.kind;
+  model_rate_hz_ = info.rate_hz;
 }
 
 void Ear::Open(const GstAudioInfo& form, const Configuration& configuration, uint32_t want) {

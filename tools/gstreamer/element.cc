@@ -34,13 +34,13 @@ bool SameClock(const GstSegment& a, const GstSegment& b) {
 }
 
 bool SameHearing(const Configuration& a, const Configuration& b) {
-  return std::memcmp(&a.settings, &b.settings, sizeof a.settings) == 0 && a.channel == b.channel &&
+  return std::memcmp(&a.settings, &b.settings, sizeof a.settings) == 0 && a.channel == b.channel && a.mode == b.mode &&
          a.post_probabilities == b.post_probabilities;
 }
 
 }  // namespace
 
-Element::Element(GstElement* element, GstPad* sink, GstPad* src) : element_(element), sink_(sink), src_(src) {
+Element::Element(GstElement* element, GstPad* sink, GstPad* src) : element_(element), sink_(sink), src_(src), held_(src) {
   gst_segment_init(&segment_, GST_FORMAT_UNDEFINED);
 }
 
@@ -61,7 +61,9 @@ GstFlowReturn Element::Chain(GstBuffer* buffer) {
       return GST_FLOW_ERROR;
     }
   }
-  return gst_pad_push(src_, buffer);
+  if (backward_ || configuration_.mode == Mode::kPass) return gst_pad_push(src_, buffer);
+  held_.Add(buffer);
+  return held_.Release(verdicts_, timeline_);
 }
 
 void Element::Hear(GstBuffer* buffer) {
@@ -71,14 +73,7 @@ void Element::Hear(GstBuffer* buffer) {
   const GstClockTime time = GST_BUFFER_PTS(buffer);
   if (in_stretch_ && !timeline_.Continues(position_, time)) EndStretch();
   if (!ear_.open()) OpenEar();
-  if (!in_stretch_) {
-    const GstClockTime expected = GST_CLOCK_TIME_IS_VALID(next_time_)  ? next_time_
-                                  : segment_.format == GST_FORMAT_TIME ? segment_.start
-                                                                       : 0;
-    timeline_.Start(GST_AUDIO_INFO_RATE(&form_), GST_CLOCK_TIME_IS_VALID(time) ? time : expected);
-    in_stretch_ = true;
-    position_ = 0;
-  }
+  if (!in_stretch_) BeginStretch(time);
   timeline_.Follow(position_, time);
   if (tags_due_) PushTags();
   if (!ear_.Push(bytes.data(), bytes.size()) && !warned_) {
@@ -87,6 +82,17 @@ void Element::Hear(GstBuffer* buffer) {
   }
   position_ += static_cast<int64_t>(bytes.size()) / GST_AUDIO_INFO_BPF(&form_);
   TellEvents();
+}
+
+void Element::BeginStretch(GstClockTime time) {
+  const bool timed = segment_.format == GST_FORMAT_TIME;
+  const GstClockTime expected = GST_CLOCK_TIME_IS_VALID(next_time_) ? next_time_ : timed ? segment_.start : 0;
+  const int rate_hz = GST_AUDIO_INFO_RATE(&form_);
+  timeline_.Start(rate_hz, GST_CLOCK_TIME_IS_VALID(time) ? time : expected);
+  verdicts_ = Verdicts(configuration_.settings, rate_hz);
+  held_.Begin(form_, configuration_.mode == Mode::kMute, timed);
+  in_stretch_ = true;
+  position_ = 0;
 }
 
 // Other settings begin to hold where nothing is said, so that no sentence is cut by them.
@@ -106,8 +112,16 @@ void Element::TakeChanges() {
 }
 
 void Element::OpenEar() {
-  ear_.Open(form_, configuration_, configuration_.post_probabilities ? uint32_t{WVAD_WANT_PROBABILITY} : 0U);
+  const bool passes = configuration_.mode == Mode::kPass;
+  ear_.Open(form_, configuration_, !passes || configuration_.post_probabilities ? uint32_t{WVAD_WANT_PROBABILITY} : 0U);
   tags_due_ = true;
+  const double latency_s =
+      passes ? 0 : LatencyOf(configuration_.settings, ear_.model_kind(), ear_.model_rate_hz(), GST_AUDIO_INFO_RATE(&form_));
+  const auto latency = static_cast<uint64_t>(latency_s * GST_SECOND);
+  // A pipeline that has asked already goes by another.
+  const GstClockTime told = Latency();
+  latency_ = latency;
+  if (told != latency) gst_element_post_message(element_, gst_message_new_latency(GST_OBJECT(element_)));
 }
 
 void Element::EndStretch() {
@@ -118,6 +132,8 @@ void Element::EndStretch() {
   TellEvents();
   ear_.Close();
   reports_.NextStretch();
+  held_.Release(verdicts_, timeline_);
+  held_.Drop();
 }
 
 bool Element::TryEndStretch() {
@@ -134,6 +150,7 @@ void Element::DropStretch() {
   in_stretch_ = false;
   next_time_ = GST_CLOCK_TIME_NONE;
   ear_.Close();
+  held_.Drop();
   Post(reports_.Abandon());
   reports_.NextStretch();
 }
@@ -141,6 +158,8 @@ void Element::DropStretch() {
 void Element::TellEvents() {
   wvad_event event{};
   while (ear_.NextEvent(&event)) {
+    verdicts_.Note(event);
+    if (event.kind == WVAD_EVENT_PROBABILITY && !configuration_.post_probabilities) continue;
     Post(reports_.Message(event, timeline_, segment_));
     if (event.kind == WVAD_EVENT_SENTENCE_END) PushTags();
   }
@@ -207,7 +226,40 @@ bool Element::SinkEvent(GstEvent* event) {
     default:
       break;
   }
+  if (HoldsBack(event)) {
+    held_.Add(event);
+    return true;
+  }
   return gst_pad_event_default(sink_, GST_OBJECT(element_), event) != FALSE;
+}
+
+// Events in the stream must not overtake the audio before them. Those that end a stretch find nothing held.
+bool Element::HoldsBack(GstEvent* event) const {
+  return !held_.empty() && GST_EVENT_IS_SERIALIZED(event) && GST_EVENT_TYPE(event) != GST_EVENT_FLUSH_STOP;
+}
+
+bool Element::SourceQuery(GstQuery* query) {
+  if (GST_QUERY_TYPE(query) == GST_QUERY_LATENCY) return AnswerLatency(query);
+  return gst_pad_query_default(src_, GST_OBJECT(element_), query) != FALSE;
+}
+
+// Of the open ear, or as far as it can be told before there is one.
+GstClockTime Element::Latency() const {
+  const uint64_t known = latency_;
+  if (GST_CLOCK_TIME_IS_VALID(known)) return known;
+  const Configuration wanted = properties_.Copy();
+  return wanted.mode == Mode::kPass ? 0 : static_cast<GstClockTime>(LatencyOf(wanted.settings, "", 0, 16000) * GST_SECOND);
+}
+
+bool Element::AnswerLatency(GstQuery* query) {
+  if (!gst_pad_peer_query(sink_, query)) return false;
+  gboolean live = FALSE;
+  GstClockTime least = 0;
+  GstClockTime most = 0;
+  gst_query_parse_latency(query, &live, &least, &most);
+  const GstClockTime own = Latency();
+  gst_query_set_latency(query, live, least + own, GST_CLOCK_TIME_IS_VALID(most) ? most + own : GST_CLOCK_TIME_NONE);
+  return true;
 }
 
 bool Element::TakeCaps(GstCaps* caps) {
@@ -262,6 +314,7 @@ void Element::Stop() {
   has_form_ = false;
   backward_ = false;
   changes_seen_ = ~uint64_t{0};
+  latency_ = GST_CLOCK_TIME_NONE;
   gst_segment_init(&segment_, GST_FORMAT_UNDEFINED);
   gst_clear_tag_list(&upstream_tags_);
 }
@@ -269,6 +322,7 @@ void Element::Stop() {
 void Element::Fail(const Trouble& trouble) {
   in_stretch_ = false;
   ear_.Close();
+  held_.Drop();
   switch (trouble.status()) {
     case WVAD_E_MODEL_MISSING:
       GST_ELEMENT_ERROR(element_, RESOURCE, NOT_FOUND, ("%s", trouble.what()), (nullptr));

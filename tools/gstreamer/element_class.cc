@@ -27,6 +27,8 @@ TSEG::gst::Element& Inner(gpointer object) { return *reinterpret_cast<GstWvad*>(
 GstFlowReturn Chain(GstPad*, GstObject* parent, GstBuffer* buffer) { return Inner(parent).Chain(buffer); }
 gboolean SinkEvent(GstPad*, GstObject* parent, GstEvent* event) { return Inner(parent).SinkEvent(event) ? TRUE : FALSE; }
 
+gboolean SourceQuery(GstPad*, GstObject* parent, GstQuery* query) { return Inner(parent).SourceQuery(query) ? TRUE : FALSE; }
+
 void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
   if (!Inner(object).properties().Set(id, value)) G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
 }
@@ -62,7 +64,7 @@ static void gst_wvad_class_init(GstWvadClass* wvad_class) {
   gst_element_class_add_static_pad_template(element_class, &sink_template);
   gst_element_class_add_static_pad_template(element_class, &src_template);
   gst_element_class_set_static_metadata(element_class, "Voice activity detector", "Filter/Analyzer/Audio",
-                                        "Tells on the bus where sentences begin and end", "wvad");
+                                        "Tells on the bus where sentences begin and end, and lets all audio pass or only them", "wvad");
 }
 
 static void gst_wvad_init(GstWvad* wvad) {
@@ -71,6 +73,7 @@ static void gst_wvad_init(GstWvad* wvad) {
   GstPad* src = gst_pad_new_from_static_template(&src_template, "src");
   gst_pad_set_chain_function(sink, Chain);
   gst_pad_set_event_function(sink, SinkEvent);
+  gst_pad_set_query_function(src, SourceQuery);
   for (GstPad* pad : {sink, src}) {
     GST_PAD_SET_PROXY_CAPS(pad);
     gst_element_add_pad(element, pad);

@@ -7,7 +7,7 @@
 namespace TSEG::gst {
 namespace {
 
-enum PropertyId : guint { kNone, kModel, kProfile, kChannel, kPostMessages, kPostProbabilities, kFirstSetting };
+enum PropertyId : guint { kNone, kMode, kModel, kProfile, kChannel, kPostMessages, kPostProbabilities, kFirstSetting };
 
 constexpr int kMostChannels = 65535;
 
@@ -41,6 +41,15 @@ GType ProfileType() {
   return type;
 }
 
+GType ModeType() {
+  static const GEnumValue values[] = {{static_cast<int>(Mode::kPass), "All audio passes, at once", "pass"},
+                                      {static_cast<int>(Mode::kCut), "Only sentences pass, at their own times", "cut"},
+                                      {static_cast<int>(Mode::kMute), "What lies outside of sentences becomes silence", "mute"},
+                                      {0, nullptr, nullptr}};
+  static const GType type = g_enum_register_static("GstWvadMode", values);
+  return type;
+}
+
 GParamFlags Flags(GParamFlags more) { return static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | more); }
 GParamFlags Playing() { return Flags(static_cast<GParamFlags>(GST_PARAM_MUTABLE_PLAYING)); }
 GParamFlags Ready() { return Flags(static_cast<GParamFlags>(GST_PARAM_MUTABLE_READY)); }
@@ -62,6 +71,9 @@ void InstallSetting(GObjectClass* object_class, size_t index) {
 }  // namespace
 
 void Properties::Install(GObjectClass* object_class) {
+  g_object_class_install_property(object_class, kMode,
+                                  g_param_spec_enum("mode", "Mode", "What becomes of audio outside of sentences", ModeType(),
+                                                    static_cast<int>(Mode::kPass), Playing()));
   g_object_class_install_property(
       object_class, kModel,
       g_param_spec_string("model", "Model",
@@ -87,6 +99,9 @@ void Properties::Install(GObjectClass* object_class) {
 bool Properties::Set(guint id, const GValue* value) {
   const std::lock_guard<std::mutex> guard(lock_);
   switch (id) {
+    case kMode:
+      given_.mode = static_cast<Mode>(g_value_get_enum(value));
+      break;
     case kModel: {
       const char* text = g_value_get_string(value);
       given_.model = text != nullptr ? text : "";
@@ -119,6 +134,9 @@ bool Properties::Set(guint id, const GValue* value) {
 bool Properties::Get(guint id, GValue* value) const {
   const Configuration now = Copy();
   switch (id) {
+    case kMode:
+      g_value_set_enum(value, static_cast<int>(now.mode));
+      return true;
     case kModel:
       g_value_set_string(value, now.model.empty() ? nullptr : now.model.c_str());
       return true;

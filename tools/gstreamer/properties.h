@@ -20,7 +20,11 @@ namespace TSEG::gst {
 
 inline constexpr size_t kSettingCount = 9;
 
+// What becomes of audio outside of sentences.
+enum class Mode { kPass, kCut, kMute };
+
 struct Configuration {
+  Mode mode = Mode::kPass;
   wvad_settings settings{};
   int channel = 0;    // that is listened to, from 1; 0 for the mean of all
   std::string model;  // a bundled one's name, a path, or empty for the one that suits profile and rate
