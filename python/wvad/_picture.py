@@ -8,6 +8,8 @@ from typing import Iterator, List, Tuple
 
 import numpy as np
 
+from ._types import Array
+
 from ._track import Outline
 from .events import Sentence
 
@@ -94,7 +96,7 @@ def _sentence(sentence: Sentence, top: int, seconds: float) -> str:
             f'height="{_WAVE + _GAP + _CURVE}" fill="{_SPEECH}" fill-opacity="0.22" stroke="{_SPEECH}" stroke-width="0.6"/>{label}</g>')
 
 
-def _wave(at: np.ndarray, low: np.ndarray, high: np.ndarray, top: int, seconds: float) -> str:
+def _wave(at: Array, low: Array, high: Array, top: int, seconds: float) -> str:
     """Down one side of the outline and back along the other, with the loudest sample at the border."""
     loudest = max(float(np.max(np.abs(low))), float(np.max(np.abs(high))), 1e-4)
     step = -(-len(low) // (2 * _WIDTH))  # two columns for each unit of the width: more would not be seen
@@ -106,7 +108,7 @@ def _wave(at: np.ndarray, low: np.ndarray, high: np.ndarray, top: int, seconds: 
     return "M" + "L".join(points) + "Z"
 
 
-def _curve(at: np.ndarray, probability: np.ndarray, top: int, seconds: float) -> str:
+def _curve(at: Array, probability: Array, top: int, seconds: float) -> str:
     """The mean of each pixel; gaps where nothing was told."""
     step = max(1, -(-len(at) // _WIDTH))
     path: List[str] = []

@@ -12,12 +12,13 @@ from typing import Any, Optional
 import numpy as np
 
 from . import errors
+from ._types import Array
 
 #: Form of the library (WVAD_SAMPLE_...) for each type that is handed over.
 FORMS = {"int16": 1, "int32": 3, "float32": 4}
 
 
-def as_array(samples: Any, what: str = "samples") -> np.ndarray:
+def as_array(samples: Any, what: str = "samples") -> Array:
     """`samples` as a NumPy array, [frames] or [frames, channels], of a type that is taken; nothing is copied where that can be helped.
     Raises TypeError for a type that is not taken and ArgumentError for other dimensions."""
     if isinstance(samples, (str, dict, set)) or samples is None:
@@ -33,14 +34,21 @@ def as_array(samples: Any, what: str = "samples") -> np.ndarray:
     return array
 
 
-def target_type(dtype: np.dtype) -> Optional[str]:
+def target_type(dtype: "np.dtype[Any]") -> Optional[str]:
     """Name of the type that samples of `dtype` are handed over in; None for those that are not taken."""
     if dtype.kind == "i" and dtype.itemsize in (2, 4):
         return "int16" if dtype.itemsize == 2 else "int32"
     return "float32" if dtype.kind == "f" and dtype.itemsize in (4, 8) else None
 
 
-def channels_of(array: np.ndarray, what: str = "samples") -> int:
+def type_of(array: Array) -> str:
+    """target_type of an array that was taken."""
+    dtype = target_type(array.dtype)
+    assert dtype is not None
+    return dtype
+
+
+def channels_of(array: Array, what: str = "samples") -> int:
     """How many channels an array has that says so itself. Raises ArgumentError where frames and channels seem to be exchanged."""
     if array.ndim == 1:
         return 1
@@ -51,14 +59,14 @@ def channels_of(array: np.ndarray, what: str = "samples") -> int:
     return channels
 
 
-def packed(array: np.ndarray, dtype: str) -> np.ndarray:
+def packed(array: Array, dtype: str) -> Array:
     """`array` as the library takes it: of the type `dtype`, in the machine's order, one sample behind the other. Float64 is rounded to
     float32; where it lies beyond that it becomes infinite, which the library refuses."""
     with np.errstate(over="ignore"):
         return np.ascontiguousarray(array, dtype=np.dtype(dtype))
 
 
-def whole_frames(data: bytes, dtype: str, channels: int) -> np.ndarray:
+def whole_frames(data: bytes, dtype: str, channels: int) -> Array:
     """Bare samples as an array [frames, channels]. Raises ArgumentError where they end within a frame."""
     frame = np.dtype(dtype).itemsize * channels
     if len(data) % frame:

@@ -9,6 +9,7 @@ from typing import Any, Iterable, Iterator, Optional, Union
 import numpy as np
 
 from . import _samples, errors
+from ._types import Array
 from .audio import AudioFile
 from .stream import whole
 
@@ -23,9 +24,9 @@ class ArraySource:
         self.name = f"<{type(samples).__name__}>"
         self.rate = rate
         self.channels = _samples.channels_of(self._array)
-        self.dtype = _samples.target_type(self._array.dtype)
+        self.dtype = _samples.type_of(self._array)
 
-    def blocks(self) -> Iterator[np.ndarray]:
+    def blocks(self) -> Iterator[Array]:
         """Half a second at a time."""
         step = max(1, self.rate // 2)
         for begin in range(0, len(self._array), step):
@@ -47,10 +48,10 @@ class BlocksSource:
         first = list(itertools.islice(self._blocks, 1))
         array = _samples.as_array(first[0]) if first else np.empty(0, np.float32)
         self.channels = 1 if array.ndim == 1 else array.shape[1]
-        self.dtype = _samples.target_type(array.dtype)
+        self.dtype = _samples.type_of(array)
         self._first = [array]
 
-    def blocks(self) -> Iterator[np.ndarray]:
+    def blocks(self) -> Iterator[Array]:
         """Each as it comes."""
         return itertools.chain(self._first, (_samples.as_array(block) for block in self._blocks))
 

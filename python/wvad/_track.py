@@ -6,6 +6,8 @@ from typing import List, Tuple
 
 import numpy as np
 
+from ._types import Array
+
 _MOST_COLUMNS = 4096
 
 
@@ -27,7 +29,7 @@ class Outline:
         self._sums = np.zeros(_MOST_COLUMNS)
         self._counts = np.zeros(_MOST_COLUMNS)
 
-    def add_samples(self, samples: np.ndarray) -> None:
+    def add_samples(self, samples: Array) -> None:
         """The next frames: float32 [frames], full scale 1.0."""
         samples = np.concatenate((self._rest, samples))
         whole = len(samples) // self.column_frames * self.column_frames
@@ -59,7 +61,7 @@ class Outline:
             np.add.at(self._sums, columns, value)
             np.add.at(self._counts, columns, 1)
 
-    def columns(self) -> Tuple[np.ndarray, np.ndarray, np.ndarray]:
+    def columns(self) -> Tuple[Array, Array, Array]:
         """Least and greatest sample and mean probability (not-a-number where there is none) of each column, the last one begun included."""
         low, high = self._low, self._high
         if len(self._rest):
@@ -68,10 +70,12 @@ class Outline:
             return low, high, (self._sums / self._counts)[:len(low)]
 
 
-def mono(block: np.ndarray, channel: int) -> np.ndarray:
+def mono(block: Array, channel: int) -> Array:
     """One channel of a block of any type that is taken (0 for the mean of all) as float32 [frames], full scale 1.0."""
     picked = block if block.ndim == 1 else block[:, channel - 1] if channel else block
-    scaled = picked.astype(np.float32)
+    scaled: Array = picked.astype(np.float32)
     if block.dtype.kind == "i":
         scaled /= 2.0 ** (8 * block.dtype.itemsize - 1)
-    return scaled if scaled.ndim == 1 else scaled.mean(axis=1, dtype=np.float32)
+    if scaled.ndim == 2:
+        scaled = scaled.mean(axis=1, dtype=np.float32)
+    return scaled

@@ -19,6 +19,7 @@ from typing import Any, BinaryIO, Iterator, Optional, Tuple, Union
 import numpy as np
 
 from . import _library, errors
+from ._types import Array
 
 _READ_AT = ctypes.CFUNCTYPE(c_int64, c_void_p, c_uint64, c_void_p, c_size_t)
 _NOT_HERE = "there are no decoders in this installation ({}); decode the recording otherwise and give the samples: wvad.segment(array, rate)"
@@ -37,7 +38,7 @@ class _Info(ctypes.Structure):
 _PROTOTYPES = {
     "wvad_audio_version": (c_char_p, []),
     "wvad_audio_last_error": (c_char_p, []),
-    "wvad_audio_open": (c_int32, [c_char_p, POINTER(_Bytes), c_int32, POINTER(c_void_p)]),
+    "wvad_audio_open": (c_int32, [c_char_p, POINTER(_Bytes), c_int32, c_int32, POINTER(c_void_p)]),
     "wvad_audio_get_info": (None, [c_void_p, POINTER(_Info)]),
     "wvad_audio_read": (c_int64, [c_void_p, POINTER(c_float), c_size_t]),
     "wvad_audio_damage": (c_char_p, [c_void_p]),
@@ -119,12 +120,13 @@ class AudioFile:
         source: a path, the bytes of a whole recording, or an object with `read` that was opened for bytes; what is read from it and cannot
             be read again (a pipe, a connection) is kept only as far as its container asks for.
         track: of several sound tracks, from 1; 0 for the default one. Asks for FFmpeg's libraries from the second on.
+        rate: in Hz, to which it is resampled; None for its own.
 
     Attributes:
         name: for messages.
         rate: in Hz.
         channels: of the recording.
-        frames: length in samples of each channel; None where the recording does not say.
+        frames: length in samples of each channel; None where the recording does not say, and where it is resampled.
         damage: behind the end: what was wrong with it, in words; "" if it was whole.
         note: behind the end: what else should be known of it.
 
@@ -132,19 +134,19 @@ class AudioFile:
     served), UnavailableError (no decoders), and what a file object raises. One thread at a time.
     """
 
-    def __init__(self, source: AudioLike, track: int = 0) -> None:
+    def __init__(self, source: AudioLike, track: int = 0, rate: Optional[int] = None) -> None:
         self.damage = ""
         self.note = ""
         self._handle = c_void_p()
         self._decoders = _decoders()
         self._own: Optional[BinaryIO] = None
         self._file: Optional[_CallerFile] = None
+        self.name: str
         name = self._take(source)
         if b"\0" in name:
             raise errors.AudioFileError(f"{self.name!r}: holds a zero character, which no path does")
         try:
-            self._check(self._decoders.wvad_audio_open(name, ctypes.byref(self._file.record) if self._file else None, int(track),
-                                                       ctypes.byref(self._handle)))
+            self._check(self._decoders.wvad_audio_open(name, self._record(), int(track), 0 if rate is None else int(rate) or -1, ctypes.byref(self._handle)))
         except BaseException:
             self._close_own()
             raise
@@ -160,7 +162,7 @@ class AudioFile:
         if isinstance(source, (bytes, bytearray, memoryview)):
             self.name = "<bytes>"
             self._file = _CallerFile(io.BytesIO(source), self.name)
-        elif callable(getattr(source, "read", None)):
+        elif not isinstance(source, (str, os.PathLike)) and callable(getattr(source, "read", None)):
             named = getattr(source, "name", None)
             self.name = named if isinstance(named, str) and named != "-" else f"<{type(source).__name__}>"
             self._file = _CallerFile(source, self.name)
@@ -175,6 +177,9 @@ class AudioFile:
         else:
             raise TypeError(f"expected a path, bytes or a file that was opened for bytes, got {type(source).__name__}")
         return self.name.encode("utf-8", "backslashreplace")
+
+    def _record(self) -> Any:
+        return None if self._file is None else ctypes.byref(self._file.record)
 
     def _open_special(self, path: bytes) -> None:
         """A pipe or a device is read from here, where an interrupt ends the waiting."""
@@ -201,7 +206,7 @@ class AudioFile:
             raise _OF_CODE.get(-code, errors.Error)(_library.text(self._decoders.wvad_audio_last_error()))
         return code
 
-    def read(self, frames: int) -> np.ndarray:
+    def read(self, frames: int) -> Array:
         """The next `frames` frames as float32 [frames, channels], full scale 1.0; fewer only at the end, none behind it. Samples that are no
         numbers are 0, and `note` tells of them."""
         if not self._handle:
@@ -213,7 +218,7 @@ class AudioFile:
             self.note = _library.text(self._decoders.wvad_audio_note(self._handle))
         return block[:got]
 
-    def blocks(self, seconds: float = 0.5) -> Iterator[np.ndarray]:
+    def blocks(self, seconds: float = 0.5) -> Iterator[Array]:
         """The rest of the recording, so many seconds at a time."""
         frames = max(1, int(self.rate * seconds))
         while True:
@@ -242,8 +247,9 @@ class AudioFile:
         self.close()
 
 
-def read(source: AudioLike, track: int = 0) -> Tuple[np.ndarray, int]:
-    """A whole recording: float32 [frames, channels], full scale 1.0, and its rate in Hz. Raises as AudioFile."""
-    with AudioFile(source, track) as file:
+def read(source: AudioLike, track: int = 0, rate: Optional[int] = None) -> Tuple[Array, int]:
+    """A whole recording, resampled to `rate` where that is given: float32 [frames, channels], full scale 1.0, and its rate in Hz. Raises as
+    AudioFile."""
+    with AudioFile(source, track, rate) as file:
         blocks = list(file.blocks())
         return (np.concatenate(blocks) if blocks else np.empty((0, file.channels), np.float32)), file.rate

@@ -6,7 +6,7 @@ A value of a wrong Python type is a plain `TypeError`, as everywhere.
 """
 from __future__ import annotations
 
-from typing import Dict, Type
+from typing import Any, Dict, Type
 
 
 class Error(Exception):
@@ -20,7 +20,7 @@ class Error(Exception):
         super().__init__(message)
         self.status = status
 
-    def __reduce__(self):
+    def __reduce__(self) -> Any:
         return type(self), (*self.args, self.status)
 
 

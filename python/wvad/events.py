@@ -9,6 +9,8 @@ from typing import Any, Dict, Optional
 
 import numpy as np
 
+from ._types import Array
+
 FEATURES = 115  # values of each 10 ms
 
 
@@ -55,8 +57,8 @@ class Sentence:
     ended_in_speech: bool
     known_at: float
     channel: int = 0
-    audio: Optional[np.ndarray] = field(default=None, repr=False, compare=False)
-    features: Optional[np.ndarray] = field(default=None, repr=False, compare=False)
+    audio: Optional[Array] = field(default=None, repr=False, compare=False)
+    features: Optional[Array] = field(default=None, repr=False, compare=False)
 
     @property
     def duration(self) -> float:

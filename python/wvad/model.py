@@ -7,7 +7,7 @@ import os
 import threading
 import weakref
 from pathlib import Path
-from typing import Dict, List, Union
+from typing import Any, Dict, List, Union
 
 from . import _library, errors, settings
 
@@ -70,7 +70,7 @@ class Model:
     def __repr__(self) -> str:
         return f"<wvad.Model {self.name}: {self.kind}, {self.rate} Hz>"
 
-    def __reduce__(self):
+    def __reduce__(self) -> Any:
         return Model, (self._source,)
 
 

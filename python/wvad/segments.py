@@ -9,9 +9,10 @@ import numpy as np
 
 from . import _picture, _sources, errors
 from ._track import Outline, mono
-from .events import Sentence
+from ._types import Array, Channel
+from .events import Event, Sentence
 from .model import Model, ModelLike, choose
-from .stream import Channel, Stream
+from .stream import Stream
 
 _SETTINGS = Dict[str, Any]
 
@@ -37,7 +38,7 @@ class Segmentation(Sequence[Sentence]):
     def __init__(self, source: Any, rate: Optional[int], channel: Channel, track: int, model: ModelLike, options: _SETTINGS) -> None:
         opened = _sources.open_source(source, rate, track)
         try:
-            channels = list(range(1, opened.channels + 1)) if channel == "all" else [channel]
+            channels: List[Channel] = list(range(1, opened.channels + 1)) if channel == "all" else [channel]
             self.model: Model = choose(model, options["profile"], opened.rate)
             streams = [Stream(opened.rate, opened.channels, dtype=opened.dtype, channel=one, model=self.model, probability=True, **options)
                        for one in channels]
@@ -80,8 +81,8 @@ class Segmentation(Sequence[Sentence]):
             if words:
                 warnings.warn(f"{self.name}: {words}", errors.AudioWarning, stacklevel=4)
 
-    def _keep(self, stream: Stream, outline: Outline, events: list) -> None:
-        outline.add_probabilities(stream._probabilities)
+    def _keep(self, stream: Stream, outline: Outline, events: List[Event]) -> None:
+        outline.add_probabilities(stream._probabilities or [])
         stream._probabilities = []
         self.found += [event.sentence for event in events if event.sentence is not None]
 
@@ -201,7 +202,7 @@ def segment(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix"
 
 
 def scores(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix", profile: str = "default", model: ModelLike = None,
-           track: int = 0, **settings: float) -> np.ndarray:
+           track: int = 0, **settings: Any) -> Array:
     """The probability of speech for each 10 ms, from the start of the audio on: float32 [whole 10 ms of it].
 
     Takes and raises what `segment` does; `channel` is one or "mix".
@@ -211,7 +212,7 @@ def scores(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix",
         with Stream(opened.rate, opened.channels, dtype=opened.dtype, channel=channel, profile=profile, model=model, probability=True,
                     **settings) as stream:
             stream._probabilities = []
-            parts: List[np.ndarray] = []
+            parts: List[Array] = []
             heard = 0
             for block in opened.blocks():
                 stream.push(block)
@@ -227,23 +228,24 @@ def scores(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix",
     return _each_10_ms(np.concatenate(parts), opened.rate, heard)
 
 
-def _taken(stream: Stream) -> np.ndarray:
+def _taken(stream: Stream) -> Array:
     """The probabilities since the last call, [count, 2]: their frame, their value."""
     values: List[Tuple[int, float]] = stream._probabilities or []
     stream._probabilities = []
     return np.array(values, np.float64).reshape(-1, 2)
 
 
-def _each_10_ms(told: np.ndarray, rate: int, heard: int) -> np.ndarray:
+def _each_10_ms(told: Array, rate: int, heard: int) -> Array:
     """One value for each whole 10 ms. What was not told (the last 50 ms, and a few frames where the session inside is renewed) is as what
     stands before it."""
     count = heard * 100 // rate
     places = np.rint(told[:, 0] * 100 / rate).astype(np.int64)
     inside = places < count
-    values = np.full(count, np.nan, np.float32)
+    values: Array = np.full(count, np.nan, np.float32)
     values[places[inside]] = told[inside, 1]
     known = np.flatnonzero(~np.isnan(values))
     if len(known) == 0:
         return np.zeros(count, np.float32)
     last_known = np.maximum(np.searchsorted(known, np.arange(count), side="right") - 1, 0)
-    return values[known[last_known]]
+    values = values[known[last_known]]
+    return values

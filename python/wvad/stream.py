@@ -7,18 +7,17 @@ import operator
 import threading
 import weakref
 from dataclasses import dataclass
-from typing import Any, Iterator, List, Optional, Tuple, Union
+from typing import Any, Callable, Dict, Iterator, List, NoReturn, Optional, Tuple
 
 import numpy as np
 
 from . import _library, _samples, errors, settings
+from ._types import Array, Channel
 from .events import Event, EventKind, event_of
 from .model import Model, ModelLike, choose
 
 _PIECE_S = 1  # an interrupt waits no longer than such a piece of audio takes
 _MOST_EVENTS = 2**32 - 1
-
-Channel = Union[int, str]
 
 
 @dataclass(frozen=True)
@@ -102,7 +101,7 @@ class Stream:
         self._probabilities: Optional[List[Tuple[int, float]]] = None  # a list takes them (frame, value) in place of events: a third of the time
         self._record = _library.EventRecord()
         self._handle = ctypes.c_void_p()
-        self._finalizer = lambda: None
+        self._finalizer: Callable[[], Any] = lambda: None
         self.channel = channel_number(channel, self.channels) if self.channels > 0 else 0
         self._options.channel = self.channel
         self._open(dtype or "int16")
@@ -156,7 +155,7 @@ class Stream:
                           bool(found.cancels), found.mix_loss_db)
 
     @property
-    def settings(self) -> dict:
+    def settings(self) -> Dict[str, float]:
         """The values in use by name."""
         return settings.values_of(self._settings)
 
@@ -178,13 +177,13 @@ class Stream:
     def __exit__(self, *exception: Any) -> None:
         self.close()
 
-    def __reduce__(self):
+    def __reduce__(self) -> NoReturn:
         raise TypeError("a stream cannot be pickled: what it has heard lives in the library; pickle its results or its model")
 
     def _in_use(self) -> "_Use":
         return _Use(self)
 
-    def _pieces(self, samples: Any) -> Iterator[np.ndarray]:
+    def _pieces(self, samples: Any) -> Iterator[Array]:
         """`samples` as the library takes them, a second at a time. All of them are looked at before the first is handed over, so that a
         refusal takes nothing."""
         if isinstance(samples, (bytes, bytearray, memoryview)):
@@ -194,7 +193,7 @@ class Stream:
         if given != self.channels:
             raise errors.ArgumentError(f"samples: an array of shape {array.shape} has {given} channels, the stream {self.channels}",
                                        "WVAD_E_FORMAT")
-        dtype = _samples.target_type(array.dtype)
+        dtype = _samples.type_of(array)
         if self.dtype is None:
             if dtype != "int16":
                 self._open(dtype)
@@ -205,9 +204,9 @@ class Stream:
         if len(array) > step:
             self._check_finite(array)
         for begin in range(0, len(array), step):
-            yield _samples.packed(array[begin:begin + step], self.dtype)
+            yield _samples.packed(array[begin:begin + step], dtype)
 
-    def _check_finite(self, array: np.ndarray) -> None:
+    def _check_finite(self, array: Array) -> None:
         if array.dtype.kind != "f":
             return
         heard = array if array.ndim == 1 or self.channel == 0 else array[:, self.channel - 1]

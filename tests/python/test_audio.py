@@ -39,6 +39,20 @@ class Reading(InFolder):
                 self.assertEqual(len(wvad.segment(path)), 4)
                 self.assertEqual(len(wvad.segment(path.read_bytes())), 4)
 
+    def test_a_recording_is_brought_to_a_rate(self):
+        tone = np.round(8000 * np.sin(np.arange(44100) * 2 * np.pi * 300 / 44100)).astype(np.int16)
+        path = self.wave("tone.wav", np.stack([tone, -tone], axis=1), 44100)
+        samples, rate = wvad.audio.read(path, rate=8000)
+        self.assertEqual((rate, samples.shape), (8000, (8000, 2)))
+        wanted = 8000 / 32768 * np.sin(np.arange(8000) * 2 * np.pi * 300 / 8000)
+        self.assertLess(np.abs(samples - np.stack([wanted, -wanted], axis=1))[200:-200].max(), 1e-3)
+        np.testing.assert_array_equal(wvad.audio.read(path, rate=44100)[0], wvad.audio.read(path)[0])
+        with wvad.AudioFile(path, rate=8000) as file:
+            self.assertEqual((file.rate, file.frames, sum(len(block) for block in file.blocks(0.07))), (8000, None, 8000))
+        for rate in (0, -1, 999, 1000000):
+            with self.assertRaisesRegex(wvad.ArgumentError, "unsupported sample rate"):
+                wvad.audio.read(path, rate=rate)
+
     def test_a_track_that_is_not_there(self):
         with self.assertRaisesRegex(wvad.ArgumentError, "track 3"):
             wvad.segment(JFK, track=3)

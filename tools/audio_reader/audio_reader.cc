@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "audio_reader/resampled_source.h"
 #include "wvad/audio_source.h"
 #include "wvad/byte_source.h"
 #include "wvad/failure.h"
@@ -92,14 +93,19 @@ const char* wvad_audio_version(void) { return WVAD_VERSION; }
 
 const char* wvad_audio_last_error(void) { return LastError().c_str(); }
 
-int32_t wvad_audio_open(const char* name, const wvad_audio_bytes* bytes, int32_t track, wvad_audio** audio) {
+int32_t wvad_audio_open(const char* name, const wvad_audio_bytes* bytes, int32_t track, int32_t rate_hz, wvad_audio** audio) {
   *audio = nullptr;
   return AtBorder([&] {
     SourceOptions options;
     options.track = track;
     std::unique_ptr<AudioSource> source =
         bytes != nullptr ? OpenAudio(name, BytesOf(name, *bytes), options) : OpenAudio(std::string(name), options);
-    *audio = new wvad_audio{std::make_unique<SampleAudit>(std::move(source), 0.0), ""};
+    source = std::make_unique<SampleAudit>(std::move(source), 0.0);
+    if (rate_hz != 0) {
+      CheckRate(name, rate_hz);
+      source = std::make_unique<ResampledSource>(std::move(source), rate_hz);
+    }
+    *audio = new wvad_audio{std::move(source), ""};
   });
 }
 

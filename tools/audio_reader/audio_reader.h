@@ -53,8 +53,9 @@ typedef struct wvad_audio_info {
 typedef struct wvad_audio wvad_audio;
 
 /* Opens a recording and stores its handle in `*audio`, which is null after a failure. `name`: of the file, or with `bytes` for messages
- * alone. `bytes` (copied; null for a file): where they come from. `track`: of several sound tracks, from 1; 0 for the default one. */
-WVAD_AUDIO_API int32_t wvad_audio_open(const char* name, const wvad_audio_bytes* bytes, int32_t track, wvad_audio** audio);
+ * alone. `bytes` (copied; null for a file): where they come from. `track`: of several sound tracks, from 1; 0 for the default one.
+ * `rate_hz`: to which it is resampled, each channel by itself; 0 for its own. */
+WVAD_AUDIO_API int32_t wvad_audio_open(const char* name, const wvad_audio_bytes* bytes, int32_t track, int32_t rate_hz, wvad_audio** audio);
 
 WVAD_AUDIO_API void wvad_audio_get_info(const wvad_audio* audio, wvad_audio_info* info);
 
