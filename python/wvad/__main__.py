@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""`python -m wvad`: the program wvad, where the wheel has it. This process becomes the program, so that exit codes, signals and pipes are its own."""
+"""`python -m wvad`: the program wvad, where the wheel has it, and `corpus`, which is of this package. This process becomes the program, so that
+exit codes, signals and pipes are its own."""
 from __future__ import annotations
 
 import os
@@ -9,7 +10,11 @@ from ._library import NATIVE
 
 
 def main() -> int:
-    """Runs the program with the arguments of this process. Comes back, with exit code 1, only where that fails."""
+    """Runs the program with the arguments of this process, and comes back, with exit code 1, only where that fails; or `corpus`."""
+    if sys.argv[1:2] == ["corpus"]:
+        from . import corpus
+
+        return corpus.main(sys.argv[2:])
     program = NATIVE / "bin" / "wvad"
     if not program.exists():
         print("wvad: this installation has the library alone, without the program; install wvad from its own build, or call wvad.segment()",

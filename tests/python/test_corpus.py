@@ -1,0 +1,175 @@
+# SPDX-License-Identifier: Apache-2.0
+"""wvad corpus: rows in the order of the input whatever is wrong with a recording, the same to the byte with any number of processes and after
+any end."""
+import json
+import os
+import signal
+import subprocess
+import sys
+import time
+import unittest
+from pathlib import Path
+from unittest import mock
+
+from support import MODEL, InFolder, bursts
+from wvad import corpus, corpus_input, errors
+
+
+class Corpus(InFolder):
+    def setUp(self):
+        super().setUp()
+        self.addCleanup(os.chdir, os.getcwd())
+        os.chdir(self.folder)
+
+    def talks(self, count):
+        Path("talks/deep").mkdir(parents=True)
+        for i in range(count):
+            self.wave(f"talks/{'deep/' if i % 2 else ''}{i:02}.wav", bursts(4, [(1, 2 + i / 100)]))
+
+    def command(self, *arguments, code=0, output="out.jsonl"):
+        command = [sys.executable, "-W", "error", "-m", "wvad", "corpus", "-j", "1", *map(str, arguments), "-o", output, "--model", MODEL]
+        said = subprocess.run(command, capture_output=True, text=True, check=False)
+        self.assertEqual((said.returncode, said.stdout), (code, ""), said.stderr)
+        return said.stderr
+
+    def rows(self, name="out.jsonl"):
+        return [json.loads(line) for line in Path(name).read_text(encoding="utf-8").splitlines()]
+
+    def test_a_folder_gives_a_row_for_each_recording_in_order(self):
+        self.talks(5)
+        Path("talks/notes.txt").write_text("none", encoding="utf-8")
+        Path("talks/.hidden.wav").write_text("none", encoding="utf-8")
+        self.assertRegex(self.command("talks", "-j", 2, "--set", "pad_after=0.1"), "out.jsonl: 5 recordings$")
+        header, *rows = self.rows()
+        self.assertEqual((header["profile"], header["settings"]), ("default", {"pad_after": 0.1}))
+        self.assertEqual([row["file"] for row in rows], [f"talks/{name}.wav" for name in ("00", "02", "04", "deep/01", "deep/03")])
+        self.assertEqual([row["sentences"][0]["end"] for row in rows], [2.1, 2.12, 2.14, 2.11, 2.13])
+        self.assertEqual({(row["rate"], row["channels"], row["duration"], row["damage"], len(row["sentences"])) for row in rows}, {(16000, 1, 4, "", 1)})
+        self.assertFalse(Path("out.jsonl.part").exists())
+
+    def test_what_is_wrong_with_a_recording_is_its_row(self):
+        self.talks(1)
+        Path("bad.wav").write_text("no sound", encoding="utf-8")
+        data = Path("talks/00.wav").read_bytes()
+        Path("cut.wav").write_bytes(data[:64000])
+        os.rename("talks/00.wav", b"caf\xe9.wav")
+        Path("list.txt").write_bytes(b"bad.wav\ngone.wav\n\ncaf\xe9.wav\ntalks\n")
+        self.assertRegex(self.command("list.txt", "cut.wav", code=1), "5 recordings, 3 of them with an error")
+        bad, gone, good, folder, cut = self.rows()[1:]
+        self.assertEqual((bad["kind"], gone["kind"], folder["kind"]), ("AudioError", "AudioFileError", "AudioFileError"))
+        self.assertRegex(gone["error"], "gone.wav: no such file")
+        self.assertEqual((good["file"], len(good["sentences"])), ("caf\\xe9.wav", 1))
+        self.assertRegex(cut["damage"], "cut short")
+
+    def test_a_manifest_keeps_what_it_says(self):
+        self.talks(1)
+        Path("set.jsonl").write_text('{"audio_filepath": "talks/00.wav", "text": "hello", "duration": 4}\n[1]\n{"text": "x"}\n\n'
+                                     '{"path": "talks/00.wav", "offset": 3}\n{"wav": "talks/00.wav"}\n', encoding="utf-8")
+        self.command("set.jsonl", code=1)
+        first, second, third, fourth, last = self.rows()[1:]
+        self.assertEqual((first["manifest"], len(first["sentences"])), ({"text": "hello", "duration": 4}, 1))
+        self.assertRegex(second["error"], "set.jsonl:2: is no JSON object")
+        self.assertRegex(third["error"], "set.jsonl:3: names no recording")
+        self.assertRegex(fourth["error"], "offset")
+        self.assertNotIn("manifest", last)
+
+    def test_a_run_that_was_killed_goes_on_and_the_result_is_the_same_to_the_byte(self):
+        self.talks(12)
+        self.command("talks", output="whole.jsonl")
+        whole = Path("whole.jsonl").read_bytes()
+        child = subprocess.Popen([sys.executable, "-m", "wvad", "corpus", "talks", "-o", "out.jsonl", "--model", MODEL, "-j", "1"])
+        until = time.monotonic() + 60
+        while time.monotonic() < until and (not Path("out.jsonl.part").exists() or Path("out.jsonl.part").read_bytes().count(b"\n") < 3):
+            time.sleep(0.002)
+        child.kill()
+        child.wait()
+        self.assertFalse(Path("out.jsonl").exists())
+        part = Path("out.jsonl.part").read_bytes()
+        self.assertTrue(whole.startswith(part) and len(part) < len(whole))
+        # Broken off anywhere, in the midst of a row too.
+        for length in (len(part) - 7, whole.index(b"\n") + 1, 20):
+            Path("out.jsonl.part").write_bytes(part[:length])
+            self.command("talks", "-j", 2)
+            self.assertEqual(Path("out.jsonl").read_bytes(), whole)
+            Path("out.jsonl").unlink()
+
+    def test_rows_that_are_there_are_not_made_again(self):
+        self.talks(2)
+        self.command("talks")
+        lines = Path("out.jsonl").read_bytes().splitlines(keepends=True)
+        mark = lines[1].replace(b'"note": ""', b'"note": "mine"')
+        os.remove("out.jsonl")
+        Path("out.jsonl.part").write_bytes(lines[0] + mark)
+        self.command("talks")
+        self.assertEqual(Path("out.jsonl").read_bytes(), lines[0] + mark + lines[2])
+
+    def test_an_interrupt_ends_it_and_it_goes_on(self):
+        self.talks(12)
+        child = subprocess.Popen([sys.executable, "-m", "wvad", "corpus", "talks", "-o", "out.jsonl", "--model", MODEL, "-j", "1"],
+                                 stderr=subprocess.PIPE, text=True)
+        until = time.monotonic() + 60
+        while time.monotonic() < until and (not Path("out.jsonl.part").exists() or Path("out.jsonl.part").read_bytes().count(b"\n") < 2):
+            time.sleep(0.002)
+        child.send_signal(signal.SIGINT)
+        words = child.communicate(timeout=30)[1]
+        self.assertEqual(child.returncode, 130, words)
+        self.assertRegex(words, "interrupted; the same command goes on")
+        self.command("talks")
+        self.assertEqual(len(self.rows()), 13)
+
+    def test_what_cannot_be_done_is_refused_and_replaces_nothing(self):
+        self.talks(1)
+        Path("out.jsonl").write_text("mine", encoding="utf-8")
+        self.assertRegex(self.command("talks", code=2), "out.jsonl: exists already; --force")
+        self.assertEqual(Path("out.jsonl").read_text(encoding="utf-8"), "mine")
+        self.command("talks", "--force")
+        os.remove("out.jsonl")
+        Path("out.jsonl.part").write_text("mine\n", encoding="utf-8")
+        self.assertRegex(self.command("talks", code=2), "out.jsonl.part: was made by another version")
+        self.assertEqual(Path("out.jsonl.part").read_text(encoding="utf-8"), "mine\n")
+        os.remove("out.jsonl.part")
+        Path("empty").mkdir()
+        for arguments, words in ((["gone"], "gone: no such file"), (["empty"], "no recording"), (["talks", "-j", "0"], "--jobs 0"),
+                                 (["talks", "--set", "min_silense=1"], "no such setting")):
+            self.assertRegex(self.command(*arguments, code=2), words)
+        self.assertRegex(self.command("talks", code=2, output="gone/out.jsonl"), "No such file")
+        self.assertEqual(sorted(os.listdir()), ["empty", "talks"])
+
+    def test_another_list_does_not_go_on_with_the_rows_of_one(self):
+        self.talks(3)
+        self.command("talks/00.wav", "talks/02.wav")
+        os.rename("out.jsonl", "out.jsonl.part")
+        self.assertRegex(self.command("talks/02.wav", "talks/00.wav", code=2), r"other recordings \(talks/00.wav\)")
+        self.assertRegex(self.command("talks/00.wav", code=2), r"other recordings \(talks/02.wav\)")
+
+    def test_a_recording_that_takes_its_process_down_is_a_row(self):
+        entries = [corpus_input.Entry(name, name) for name in ("a", "kills", "b", "c")]
+        with mock.patch.object(corpus, "row_of", may_kill):
+            rows = [json.loads(line) for line in corpus._lines_at_once(entries, {}, 2)]
+        self.assertEqual([row["file"] for row in rows], ["a", "kills", "b", "c"])
+        self.assertEqual(["error" in row for row in rows], [False, True, False, False])
+        self.assertRegex(rows[1]["error"], "process.*was ended")
+
+    def test_two_runs_do_not_write_one_output(self):
+        import fcntl
+
+        self.talks(1)
+        with open("out.jsonl.part", "wb") as held:
+            fcntl.flock(held, fcntl.LOCK_EX)
+            self.assertRegex(self.command("talks", code=2), "another run is writing it")
+
+    def test_folders_that_cannot_be_read_are_told(self):
+        with mock.patch.object(os, "scandir", side_effect=PermissionError(13, "Permission denied")):
+            with self.assertRaisesRegex(errors.AudioFileError, "talks: Permission denied"):
+                self.talks(1)
+                corpus_input.entries(["talks"])
+
+
+def may_kill(entry, options):
+    if entry.name == "kills":
+        os.kill(os.getpid(), signal.SIGKILL)
+    return {"file": entry.name}
+
+
+if __name__ == "__main__":
+    unittest.main()
