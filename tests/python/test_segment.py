@@ -133,7 +133,8 @@ class AsTheyAreAsked(InFolder):
             finally:
                 closed.append(True)
 
-        with wvad.segment(blocks(), 16000, model=MODEL) as found:
+        source = blocks()  # held, so that nothing but the close ends it
+        with wvad.segment(source, 16000, model=MODEL) as found:
             found[0]
         self.assertEqual(closed, [True])
         self.assertGreater(len(found.found), 0)
