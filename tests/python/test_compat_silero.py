@@ -74,6 +74,11 @@ class Rules(unittest.TestCase):
         self.assertEqual(stretches(runs, use_max_poss_sil_at_max_speech=False, **options), [(0, 2150), (2270, 3270)])
         self.assertEqual(stretches(runs, min_silence_at_max_speech=160, **options), [(0, 2500), (2500, 3270)])
 
+    def test_a_pause_behind_the_cut_serves_the_next_one(self):
+        # The longest of the two pauses in the first 3 s is the earlier one; what is left of it then has the later one.
+        runs = [(100, 1), (15, 0), (100, 1), (12, 0), (250, 1)]
+        self.assertEqual(stretches(runs, min_silence_duration_ms=300, max_speech_duration_s=3), [(0, 1000), (1150, 2150), (2270, 4770)])
+
     def test_no_stretch_is_longer_than_allowed_with_its_margins(self):
         found = stretches([(1000, 1)], max_speech_duration_s=2, speech_pad_ms=30)
         self.assertEqual(found[0][0], 0)
@@ -126,6 +131,10 @@ class Audio(InFolder):
         self.assertEqual(os.listdir(self.folder), ["out.wav"])
         with self.assertRaisesRegex(ValueError, "out.mp3: only WAV"):
             silero.save_audio(str(self.folder / "out.mp3"), samples)
+        os.mkdir(self.folder / "folder.wav")
+        with self.assertRaises(OSError):
+            silero.save_audio(str(self.folder / "folder.wav"), samples)
+        self.assertEqual(sorted(os.listdir(self.folder)), ["folder.wav", "out.wav"])
         silero.save_audio(path, np.zeros((2, 3), np.int16))
         with wave.open(path) as file:
             self.assertEqual((file.getnchannels(), file.getnframes()), (2, 3))

@@ -46,6 +46,13 @@ class Vad(unittest.TestCase):
             with self.assertRaises(webrtcvad.Error):
                 webrtcvad.Vad().is_speech(bytes(2 * length), rate)
 
+    def test_another_rate_begins_anew(self):
+        samples = (wvad.audio.read(JFK)[0][:, 0] * 32767).astype("<i2")
+        vad = webrtcvad.Vad(2)
+        self.assertTrue([vad.is_speech(samples[i:i + 320].tobytes(), 16000) for i in range(0, 24000, 320)][-1])
+        self.assertFalse(vad.is_speech(bytes(320), 8000))
+        self.assertFalse(vad.is_speech(samples[24000:24320].tobytes(), 16000))
+
     def test_length_says_how_much_of_the_frame_is_meant(self):
         vad = webrtcvad.Vad()
         self.assertIs(vad.is_speech(bytes(1000), 16000, length=160), False)
