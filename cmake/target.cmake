@@ -2,7 +2,7 @@
 # What of the tree is built for which target, each a folder or a file of that name; docs/porting.md tells what a further one supplies.
 #
 # WVAD_SYSTEM         src/platform/<system>, from CMAKE_SYSTEM_NAME
-# WVAD_PROCESSOR      src/nn/cpu_features_<processor>.cc and, where it exists, src/platform/<processor>: x86, or other
+# WVAD_PROCESSOR      src/nn/cpu_features_<processor>.cc and, where it exists, src/platform/<processor>: x86, arm64, or other
 # WVAD_KERNEL_FAMILY  src/nn/kernels/<family>, from the processor or the option WVAD_KERNELS
 #
 # Also runs as a script, which prints the three: cmake -DCMAKE_SYSTEM_NAME=... -DCMAKE_SYSTEM_PROCESSOR=... -P target.cmake
@@ -16,17 +16,21 @@ endif()
 
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64|x86|i[3-6]86)$")
   set(WVAD_PROCESSOR x86)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64|ARM64)$")
+  set(WVAD_PROCESSOR arm64)
 else()
   set(WVAD_PROCESSOR other)
 endif()
 
-set(WVAD_KERNELS auto CACHE STRING "Instruction levels to build in: auto (those of the processor), ref (none), or a family: x86")
-set_property(CACHE WVAD_KERNELS PROPERTY STRINGS auto ref x86)
+set(WVAD_KERNELS auto CACHE STRING "Instruction levels to build in: auto (those of the processor), ref (none), or a family: arm64, x86")
+set_property(CACHE WVAD_KERNELS PROPERTY STRINGS auto ref arm64 x86)
 if(NOT WVAD_KERNELS STREQUAL "auto")
   set(WVAD_KERNEL_FAMILY ${WVAD_KERNELS})
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
   # A 32-bit processor of that family has no registers of 64 bits, which these levels use.
   set(WVAD_KERNEL_FAMILY x86)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64|ARM64)$")
+  set(WVAD_KERNEL_FAMILY arm64)
 else()
   set(WVAD_KERNEL_FAMILY ref)
 endif()

@@ -32,6 +32,7 @@ struct CpuFeatures {
   uint32_t nHighestExtendedLeaf = 0;
   std::string brand;
   ProcessorFamily family = ProcessorFamily::kX86;  // all words above stay zero on another one
+  bool bNeon = false;                              // the vectors of 64-bit ARM, all of whose processors have them
 
   bool sse() const { return (leaf1Edx >> 25) & 1u; }
   bool sse2() const { return (leaf1Edx >> 26) & 1u; }

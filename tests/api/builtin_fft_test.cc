@@ -42,8 +42,10 @@ class GoldenSessions : public EngineTest {
     EngineTest::TearDown();
     SetCpuForTest(nullptr);
   }
-  // An x86 processor with SSE2 at least; `int8` as far as a 40-value model takes its int8 form.
+  // This processor, whose words say that a 40-value model takes its int8 form or the float form with four lanes.
   void SetProcessor(bool int8) {
+    cpu_ = DetectedCpu();
+    cpu_.family = ProcessorFamily::kX86;
     cpu_.leaf1Edx = (1u << 25) | (1u << 26);
     cpu_.leaf1Ecx = int8 ? (1u << 9) | (1u << 19) : 0;
     SetCpuForTest(&cpu_);

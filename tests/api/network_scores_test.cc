@@ -132,6 +132,7 @@ class NetworkScores : public testing::TestWithParam<Form> {};
 TEST_P(NetworkScores, PairsAgreeWithTheReference) {
   const Form& form = GetParam();
   CpuFeatures cpu = DetectedCpu();
+  cpu.family = ProcessorFamily::kX86;  // whose words choose the form
   cpu.leaf1Edx = form.edx;
   cpu.leaf1Ecx = form.ecx | (cpu.leaf1Ecx & (1U << 27));
   const CpuScope scope(cpu);

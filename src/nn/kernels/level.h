@@ -50,13 +50,14 @@ struct LstmKernels {
   decltype(&ref::CutToInt16) cut_to_int16 = nullptr;
 };
 
-// Bits that must be set in the words of that name of the processor record (cpu_features.h).
+// Bits that must be set in the words of that name of the processor record, and flags that must be (cpu_features.h).
 struct CpuNeeds {
   uint32_t leaf1Ecx = 0;
   uint32_t leaf1Edx = 0;
   uint32_t leaf7Ebx = 0;
   uint32_t leaf7Ecx = 0;
   bool bOsSavesYmm = false;
+  bool bNeon = false;
 };
 
 struct KernelLevel {

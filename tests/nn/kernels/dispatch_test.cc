@@ -45,6 +45,13 @@ bool HasEveryKernel(const Table& table) {
   return true;
 }
 
+TEST(KernelLevels, OneRunsOnThisProcessor) {
+  const KernelLevel& level = LevelOf(DetectedCpu());
+  std::printf("level %s\n", level.name);  // scripts/platform_row.py looks for this line
+  EXPECT_TRUE(RunsOn(level, DetectedCpu()));
+  EXPECT_EQ(&level, &ChooseLevel(KernelLevels(), DetectedCpu()));
+}
+
 TEST(KernelLevels, BeginAsTheirBaseAndKeepTheirOwnKernels) {
   const KernelLevel low = CompleteLevel(kLow);
   EXPECT_EQ(low.lstm.add, &OtherAdd);
@@ -68,10 +75,10 @@ TEST(KernelLevels, NeedWhatTheirBasesNeed) {
 }
 
 TEST(KernelLevels, NeedEachBitOfEachWord) {
-  const KernelLevel level = {.needs = {.leaf1Ecx = 3, .leaf1Edx = 3, .leaf7Ebx = 3, .leaf7Ecx = 3, .bOsSavesYmm = true}};
+  const KernelLevel level = {.needs = {.leaf1Ecx = 3, .leaf1Edx = 3, .leaf7Ebx = 3, .leaf7Ecx = 3, .bOsSavesYmm = true, .bNeon = true}};
   CpuFeatures all;
   all.leaf1Ecx = all.leaf1Edx = all.leaf7Ebx = all.leaf7Ecx = 7;
-  all.bOsSavesYmm = true;
+  all.bOsSavesYmm = all.bNeon = true;
   EXPECT_TRUE(RunsOn(level, all));
   for (uint32_t CpuFeatures::*word : {&CpuFeatures::leaf1Ecx, &CpuFeatures::leaf1Edx, &CpuFeatures::leaf7Ebx, &CpuFeatures::leaf7Ecx}) {
     for (const uint32_t rest : {0u, 1u, 2u, 4u, 5u, 6u}) {
@@ -80,8 +87,11 @@ TEST(KernelLevels, NeedEachBitOfEachWord) {
       EXPECT_FALSE(RunsOn(level, cpu)) << rest;
     }
   }
-  all.bOsSavesYmm = false;
-  EXPECT_FALSE(RunsOn(level, all));
+  for (bool CpuFeatures::*flag : {&CpuFeatures::bOsSavesYmm, &CpuFeatures::bNeon}) {
+    CpuFeatures cpu = all;
+    cpu.*flag = false;
+    EXPECT_FALSE(RunsOn(level, cpu));
+  }
 }
 
 TEST(KernelLevels, AreASetOfWhichTheLastThatRunsIsChosen) {
