@@ -7,12 +7,15 @@ Backgrounds have about unit power over a session; levels are set by the mixer.
 import numpy as np
 
 from audio_corpus import SAMPLE_RATE
-from made_sounds import calling, coloured_noise, disturbance, striking
+from made_sounds import calling, coloured_noise, disturbance, household, striking, surging
 from signal_tools import db, log_uniform, rms, stretched
+from varied_sound import layered, varied
 
 # Never offered as non-speech: they hold words or many voices. Voices without words may still stand behind speech.
 SUNG = "song with sung words"
 VOICES = ("crowd", "distant voices", "people walking", "children", "market")
+# Played slower or in grains these are shouts and words more than they are what they were.
+THROATS = ("baby", "human", "cries", "crying")
 
 
 class Backgrounds:
@@ -20,6 +23,7 @@ class Backgrounds:
         self.corpus = corpus
         self.behind = corpus.select("noise", split, lambda r: r.seconds >= 2.0)
         self.alone = [r for r in self.behind if not any(word in r.subcategory for word in VOICES)]
+        self.voiceless = [r for r in self.alone if not any(word in r.subcategory for word in THROATS)]
         self.music = corpus.select("music", split, lambda r: r.subcategory != SUNG)
         # A group of sounds is drawn first, so that an hour of one does not drown ten seconds of another.
         self.groups = {}
@@ -110,6 +114,29 @@ class Backgrounds:
             return _unit(sound(rng, n) + db(float(rng.uniform(-45.0, -10.0))) * coloured_noise(rng, n))
         noise, about["noise"] = self.recorded(rng, self.alone, n)
         return noise
+
+    def varied_noise(self, rng, n, about):
+        """Non-speech for a session of its own, further from what was recorded or made than alone_noise goes; unit power."""
+        made = [("household", 0.22), ("surging", 0.13), ("called", 0.10), ("struck", 0.10), ("", 0.45)]
+        about["made"] = str(rng.choice([name for name, _ in made], p=[share for _, share in made]))
+        about["noise"] = []
+
+        def draw(rng, n):
+            music = self.music and rng.random() < 0.22
+            piece, used = self.recorded(rng, self.music if music else self.voiceless, n)
+            about["noise"] += used
+            return piece
+
+        if not about["made"]:
+            x = layered(rng, n, draw)
+        else:
+            sound = {"household": household, "surging": surging, "called": calling, "struck": striking}[about["made"]]
+            x = _unit(sound(rng, n))
+            if rng.random() < 0.4:
+                x = varied(rng, x)
+            if rng.random() < 0.5:  # something else, or a radio without words, further away
+                x += db(float(rng.uniform(-25.0, -3.0))) * layered(rng, n, draw)
+        return _unit(x + db(float(rng.uniform(-45.0, -6.0))) * coloured_noise(rng, n))
 
 
 def _unit(x):

@@ -2,7 +2,8 @@
 """Sounds that are not speech, made by formula: what microphones pick up from hands, breath and wind, and what calls, rings and howls.
 
 Each function takes a generator and a number of samples and gives floats with silence between events, scaled so that events stand at about unit
-power. `disturbance` is low and unpitched or falsely pitched, as from a table or a breath; `calling` is tonal; `striking` is what hands and machines do.
+power. `disturbance` is low and unpitched or falsely pitched, as from a table or a breath; `calling` is tonal; `striking` is what hands and machines do,
+`household` the same closer by, `surging` noise that comes and goes.
 """
 
 import numpy as np
@@ -204,6 +205,77 @@ def _working(rng):
         noise = noise / max(rms(noise), 1e-9) * 0.5 + sum(np.sin(2 * np.pi * k * phase) / k ** rng.uniform(0.3, 1.5) for k in range(1, 15))
     swell = 0.5 + 0.5 * np.sin(2 * np.pi * (log_uniform(rng, 0.8, 12.0) * t + 0.3 * smooth_curve(rng, n, 0.3, 1.0)))
     return noise * swell ** rng.uniform(0.5, 4.0) * _envelope(n, 0.05, 0.1)
+
+
+def _cutlery(rng):
+    """Metal or china: close high modes, many of them, that ring long or are damped by a hand."""
+    n = int(log_uniform(rng, 0.04, 0.8) * SAMPLE_RATE)
+    t = np.arange(n) / SAMPLE_RATE
+    lowest, decay = log_uniform(rng, 600.0, 4500.0), log_uniform(rng, 0.008, 0.3)
+    modes = [hertz for hertz in lowest * rng.uniform(1.0, 5.0, int(rng.integers(3, 12))) if hertz < 7800.0]
+    ring = sum((rng.uniform(0.1, 1.0) * np.sin(2 * np.pi * (hertz * t + rng.random())) * np.exp(-t / (decay * rng.uniform(0.3, 1.3))) for hertz in modes),
+               np.zeros(n))
+    return ring + rng.uniform(0.1, 2.0) * rng.standard_normal(n) * np.exp(-t / rng.uniform(0.001, 0.008))
+
+
+def _rummage(rng):
+    """A drawer or a sink: strikes that come close upon each other and then rest."""
+    out = np.zeros(int(log_uniform(rng, 0.2, 2.5) * SAMPLE_RATE))
+    at = 0
+    while at < len(out):
+        piece = (_cutlery if rng.random() < 0.7 else _knock)(rng)[:len(out) - at] * rng.uniform(0.05, 1.0)
+        out[at:at + len(piece)] += piece
+        at += int(log_uniform(rng, 0.01, 0.3) * SAMPLE_RATE)
+    return out
+
+
+def _chopping(rng):
+    """A knife on a board: one dull knock over and over, four or so a second."""
+    knock, period = _knock(rng), 1.0 / log_uniform(rng, 1.5, 8.0)
+    out = np.zeros(int(log_uniform(rng, 0.8, 6.0) * SAMPLE_RATE))
+    at = 0.0
+    while int(at) < len(out):
+        piece = knock[:len(out) - int(at)] * rng.uniform(0.4, 1.0)
+        out[int(at):int(at) + len(piece)] += piece
+        at += period * SAMPLE_RATE * rng.uniform(0.85, 1.15)
+    return out
+
+
+def _sizzle(rng):
+    """A pan or a tap: hiss with a band of its own that swells, crackling or gurgling."""
+    n = int(log_uniform(rng, 0.8, 8.0) * SAMPLE_RATE)
+    hiss = shape_spectrum(rng.standard_normal(n), band_curve(log_uniform(rng, 150.0, 3000.0), log_uniform(rng, 3500.0, 7900.0)))
+    hiss *= 10.0 ** (smooth_curve(rng, n, log_uniform(rng, 0.01, 0.4), rng.uniform(1.0, 7.0)) / 20.0)
+    return hiss * _envelope(n, log_uniform(rng, 0.01, 0.6), log_uniform(rng, 0.03, 1.0))
+
+
+def _squeak(rng):
+    """A hinge, a cork or a wet plate: a rough tone that slides."""
+    n = int(log_uniform(rng, 0.06, 0.7) * SAMPLE_RATE)
+    phase = _glide(rng, n, 300.0, 3000.0, 1.0) + 0.1 * smooth_curve(rng, n, 0.01, 1.0)
+    tone = sum(np.sin(2 * np.pi * k * phase) / k ** rng.uniform(0.2, 1.2) for k in range(1, 6))
+    return (tone + rng.uniform(0.0, 0.6) * rng.standard_normal(n)) * _envelope(n, 0.01, 0.03)
+
+
+def household(rng, n):
+    """Kitchens and tables: two to four of cutlery, dishes, a knife, a pan, a tap, hinges, and what they stand on."""
+    kinds = [_cutlery, _rummage, _chopping, _sizzle, _squeak, _strike, _knock, _rustle]
+    out = np.zeros(n)
+    for k in rng.choice(len(kinds), int(rng.integers(2, 5)), replace=False):
+        out += 10.0 ** (rng.uniform(-18.0, 0.0) / 20.0) * _events(rng, n, log_uniform(rng, 0.2, 4.0), kinds[int(k)])
+    return out
+
+
+def surging(rng, n):
+    """Wind at a microphone, traffic, a washing machine: some bands of noise, each with a level that walks by itself."""
+    out = np.zeros(n)
+    top = log_uniform(rng, 300.0, 7000.0)
+    for _ in range(int(rng.integers(2, 6))):
+        low = log_uniform(rng, 30.0, top)
+        band = shape_spectrum(rng.standard_normal(n), band_curve(low, min(7900.0, low * log_uniform(rng, 1.5, 6.0))))
+        walk = smooth_curve(rng, n, log_uniform(rng, 0.08, 1.5), rng.uniform(2.0, 9.0)).clip(-25.0, 15.0)
+        out += band / max(rms(band), 1e-9) * 10.0 ** ((walk - 6.0 * np.log2(low / 30.0) * rng.uniform(0.0, 1.0)) / 20.0)
+    return out
 
 
 def striking(rng, n):

@@ -22,12 +22,14 @@ from audio_corpus import CERTAIN, EXCLUDED_LICENCES, HOP, SAMPLE_RATE, Corpus
 from background_sound import Backgrounds
 from channel_effects import through_channel
 from made_sounds import coloured_noise, disturbance
-from signal_tools import convolve, db, log_uniform, rms, shape_spectrum, smooth_curve, tilt_curve
+from signal_tools import convolve, db, log_uniform, rms, shape_spectrum, smooth_curve, stretched, tilt_curve
 from simulated_rooms import LEAD, impulse_response, random_room, random_source
 from speech_track import ClipSource, speech_track
+from varied_sound import resonances
 
 # Shares of the kinds of session.
-KINDS = [("speech", 0.48), ("table", 0.18), ("recorded", 0.06), ("noise", 0.16), ("music", 0.07), ("silence", 0.03), ("gap", 0.02)]
+KINDS = [("speech", 0.48), ("table", 0.18), ("recorded", 0.06), ("noise", 0.16), ("music", 0.07), ("silence", 0.03), ("gap", 0.02),
+         ("varied", 0.0), ("disguised", 0.0)]  # only where they are asked for
 UNHEARD_DB = -22.0  # speech so far below its background is neither speech nor silence
 FAINT_DB = -12.0
 # A voice of a few steps of a 16-bit sample is crosstalk or a voice next door, in nobody's words speech; of full scale.
@@ -146,6 +148,20 @@ class Mixer:
             background += self.disturbances(rng, n, level_db, about)
         return weighed(track, voice, background, t60)
 
+    def disguised_session(self, rng, n, about):
+        """Speech played 0.65 to 1.5 times as fast, pitch and all, under resonances: children, giants, shouts, loudspeakers. Labels keep pace."""
+        factor = about["factor"] = round(log_uniform(rng, 0.65, 1.5), 3)
+        x, hard, weight, log_odds = self.speech_session(rng, int(n * factor) // HOP * HOP, about)
+        x = stretched(x, factor)
+        hops = len(x) // HOP
+        at = np.minimum(((np.arange(hops) + 0.5) * factor).astype(int), len(hard) - 1)
+        x = x[:hops * HOP]
+        level = rms(x)
+        if rng.random() < 0.6:
+            x = shape_spectrum(x, resonances(rng))
+            x *= level / max(rms(x), 1e-9)
+        return x, hard[at], weight[at], log_odds[at]
+
     def at_level(self, rng, voice, track, level_db, about):
         """The voices at an active level, coloured and turned away now and then."""
         about["speech"], about["level_db"] = sorted(set(track.used)), round(level_db, 1)
@@ -200,6 +216,8 @@ class Mixer:
         x = np.zeros(n)
         if kind == "noise":
             x = self.backgrounds.alone_noise(rng, n, about)
+        elif kind == "varied":
+            x = self.backgrounds.varied_noise(rng, n, about)
         elif kind == "music":
             x, about["noise"] = self.backgrounds.recorded(rng, self.backgrounds.music, n)
         if kind != "silence":
@@ -221,7 +239,8 @@ class Mixer:
         kind = self.only or kind
         if (kind == "music" and not self.backgrounds.music) or (kind == "recorded" and not self.recorded):
             kind = "noise"
-        spoken = {"speech": self.speech_session, "table": self.table_session, "recorded": self.recorded_session}
+        spoken = {"speech": self.speech_session, "table": self.table_session, "recorded": self.recorded_session,
+                  "disguised": self.disguised_session}
         n = int((rng.uniform(15.0, 60.0) if kind in spoken else rng.uniform(10.0, 40.0)) * SAMPLE_RATE) // HOP * HOP
         about = {"index": index, "kind": kind}
         if kind in spoken:

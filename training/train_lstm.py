@@ -32,11 +32,12 @@ from recurrent_net import DELAY, PAIRS, RecurrentNet, loudest_blocks
 from session_blocks import load_split, rate_of
 from session_streams import SessionStreams
 from soft_targets import SQUARED_SHARE, TEMPERATURE, soft_loss
+from teacher import listen
 from watched_sets import look
 
 LOUDEST = 8192  # blocks that the input weights of "lstm_fb75" are held against
 AVERAGED = 0.998  # share of the averaged weights that stays at each step
-UNITS = 32  # rectified units come in this many
+UNITS = 32  # rectified units come in this many: the engine reads rows of the output layer as if no padding stood between them
 WARM_UP = 150  # steps over which the rate rises
 
 
@@ -47,6 +48,8 @@ def parse_arguments():
     parser.add_argument("--out", required=True)
     parser.add_argument("--init", help="a model file (.bin) or network.npz to begin with; it may be smaller")
     parser.add_argument("--init-data", help="where --init is for another sample rate: the first folder of sessions at that rate")
+    parser.add_argument("--teacher-share", type=float, default=0.0, help="how much the beginning counts beside the labels where somebody speaks")
+    parser.add_argument("--silence-weight", type=float, default=1.0, help="of sessions in which nobody speaks; 2.5 at most")
     parser.add_argument("--cells", type=int, default=192)
     parser.add_argument("--hidden", type=int, default=96, help=f"rectified units, a multiple of {UNITS}")
     parser.add_argument("--steps", type=int, default=3000, help="batches to train on")
@@ -73,6 +76,13 @@ def arrays_of(path):
     net = read_network(path)
     names = ("mean", "inv_std", "wx", "wr", "wp", "bias", "peepholes", "fc", "fc_bias", "out", "out_bias")
     return {name: np.asarray(getattr(net, name), np.float32) for name in names}
+
+
+def weigh_silence(sessions, weight):
+    """Makes sessions without speech count more, or less; weights are kept in percent, in a byte."""
+    for session in sessions:
+        if not session.labels.any():
+            session.weights = np.minimum(255, np.round(weight * session.weights.astype(np.float32))).astype(np.uint8)
 
 
 def scaling(kind, sessions, rng):
@@ -189,6 +199,9 @@ def main():
     print(f"{args.kind}: train {frames / 360000:.2f} h, speech {speech:.3f}", flush=True)
     priming = PRIMING_BLOCKS if args.kind == "lstm_fb40" else 0
     model = make_model(args, sessions, rng)
+    weigh_silence(sessions, args.silence_weight)
+    if args.teacher_share:
+        listen(model, sessions, priming, args.teacher_share)
     loudest = None
     if args.kind == "lstm_fb75":
         some = np.concatenate([s.blocks for s in sessions[::2]])

@@ -23,7 +23,8 @@ class Sounds(unittest.TestCase):
             self.assertLess(share_below(made_sounds._bird(np.random.default_rng(seed)), 800), 0.05)
 
     def test_all_are_finite_of_the_length_asked_for_and_repeatable(self):
-        for make in (made_sounds.disturbance, made_sounds.calling, made_sounds.striking, made_sounds.wind, made_sounds.coloured_noise):
+        for make in (made_sounds.disturbance, made_sounds.calling, made_sounds.striking, made_sounds.household,
+                     made_sounds.surging, made_sounds.wind, made_sounds.coloured_noise):
             for seed in range(8):
                 x = make(np.random.default_rng(seed), 32000)
                 self.assertEqual(x.shape, (32000,))

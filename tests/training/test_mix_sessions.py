@@ -85,6 +85,37 @@ class Sessions(unittest.TestCase):
         self.assertIn("speech", kinds)
         self.assertIn("noise", kinds)
 
+    def test_kinds_that_are_asked_for_alone_leave_the_others_as_they_are(self):
+        about = {Mixer(self.corpus, "train", 1, only).make(3)[2]["kind"] for only in ("varied", "disguised")}
+        self.assertEqual(about, {"varied", "disguised"})
+        self.assertEqual([share for name, share in KINDS if name in about], [0.0, 0.0])
+
+    def test_varied_noise_is_no_speech(self):
+        samples, labels, about = Mixer(self.corpus, "train", 1, "varied").make(1)
+        self.assertTrue(samples.any() and (labels == [0, 100, -80]).all(), about)
+
+    def test_labels_of_disguised_speech_keep_pace_with_it(self):
+        factors = []
+        for index in range(4):
+            samples, labels, about = Mixer(self.corpus, "train", 1, "disguised").make(index)
+            factors.append(about["factor"])
+            self.assertEqual(labels.shape, (len(samples) // 160, 3))
+        self.assertTrue(min(factors) < 1.0 < max(factors), factors)
+
+    def test_disguised_speech_stands_where_its_labels_say(self):
+        mixer = Mixer(self.corpus, "train", 1)
+        pulse = np.zeros(1000 * 160)
+        pulse[400 * 160:600 * 160] = 1000.0 * np.sin(0.3 * np.arange(200 * 160))
+        hard = (np.arange(1000) // 200 == 2).astype(np.uint8)
+        mixer.speech_session = lambda rng, n, about: (pulse, hard, np.ones(1000), np.where(hard == 1, 8.0, -8.0))
+        for seed in range(6):
+            about = {}
+            x, labels, _, log_odds = mixer.disguised_session(np.random.default_rng(seed), 160000, about)
+            sounding = np.square(x.reshape(-1, 160)).mean(axis=1) > 100.0
+            np.testing.assert_array_equal(labels == 1, log_odds > 0)
+            self.assertLessEqual((sounding != (labels == 1)).sum(), 8, about)  # resonances ring a little beyond both edges
+            self.assertAlmostEqual(labels.sum(), 200 / about["factor"], delta=1.5)
+
     def test_licences_can_be_left_out(self):
         self.assertEqual([r.path for r in self.corpus.excluded], ["m.wav"])
         self.assertEqual(self.mixer.backgrounds.music, [])
