@@ -40,6 +40,7 @@ class FrontEndChannel {
   int32_t nCursor = 0;                      // next frame of the session's pop, from the session's start
   AlignedBuffer<float> block;               // 825 floats: what the pops hand out
   bool bStatic40 = false;                   // the session's frames are those of 40 values, without pitch; otherwise those of 75
+  bool bPopsEarly = false;                  // the recurrent pops hold back no more frames than they need; holds for all sessions
   // State of a push that stopped short.
   bool bMore = false;      // frames of the last push are still to come: call FrontEndContinue
   bool bPushLast = false;  // that push was the last of the session

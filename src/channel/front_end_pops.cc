@@ -3,8 +3,9 @@
 // The three pops of a channel: runs of finished frames, stacked side by side into the blocks that the networks read.
 //
 // The last five frames stay held back until the session's last push, as the stacking wants them for right context. That holds for all three
-// pops, though only the one of eleven frames looks ahead. A missing frame of the last block is the frame before it with 75 values and
-// zeros with 40; training cuts its blocks through the same pops.
+// pops, though only the one of eleven frames looks ahead; with bPopsEarly the other two give the same blocks as soon as they can: one frame
+// must be left for the last push to find the end by, and the next second differences look at two. A missing frame of the last block is the
+// frame before it with 75 values and zeros with 40; training cuts its blocks through the same pops.
 #include <cstring>
 
 #include "channel/front_end_channel.h"
@@ -26,7 +27,13 @@ void Copy75(const DynamicFeatureFB& frame, float* out) {
   out[74] = frame.fPitchAux;
 }
 
+constexpr int32_t kNeeded75 = 2, kNeeded40 = 1;  // frames that the recurrent pops cannot do without
+
 int32_t Limit(int32_t total, bool last) { return last ? total : total - kContext; }
+
+int32_t RecurrentLimit(const FrontEndChannel& channel, int32_t total, bool last, int32_t needed) {
+  return last || !channel.bPopsEarly ? Limit(total, last) : total - needed;
+}
 
 }  // namespace
 
@@ -50,7 +57,7 @@ const float* PopDnnBlock(FrontEndChannel* channel, bool bLast, uint8_t* bEof) {
 
 const float* PopLstmBlock75(FrontEndChannel* channel, bool bLast, uint8_t* bEof, int32_t* nPadded) {
   const int32_t total = channel->nDeltaDone;
-  const int32_t limit = Limit(total, bLast);
+  const int32_t limit = RecurrentLimit(*channel, total, bLast, kNeeded75);
   int32_t& cursor = channel->nCursor;
   float* block = channel->block.data();
   if (limit - cursor >= kStep) {
@@ -81,7 +88,7 @@ const float* PopLstmBlock75(FrontEndChannel* channel, bool bLast, uint8_t* bEof,
 
 const float* PopLstmBlock40(FrontEndChannel* channel, bool bLast, uint8_t* bEof, int32_t* nPadded) {
   const int32_t total = channel->nFramesIn;
-  const int32_t limit = Limit(total, bLast);
+  const int32_t limit = RecurrentLimit(*channel, total, bLast, kNeeded40);
   int32_t& cursor = channel->nCursor;
   float* block = channel->block.data();
   if (limit - cursor >= kStep) {

@@ -23,8 +23,10 @@ EngineInstance::EngineInstance(Engine& engine, DecisionObserver* observer, int32
   Expect(engine_.CreateInst(&handle_), "an instance");
   handle_->decision.pObserver = observer;
   handle_->nReadyMeans = ready_means;
-  // A frame of 10 ms at a time: nothing is heard differently, only sooner.
+  // A frame of 10 ms at a time, and blocks as soon as their frames are there: nothing is heard differently, only sooner.
   handle_->intake.nChunkBytes = static_cast<uint32_t>(handle_->nSampleRate / 100) * sizeof(int16_t);
+  handle_->sideA.pFrontEnd->bPopsEarly = true;
+  if (handle_->sideB) handle_->sideB->pFrontEnd->bPopsEarly = true;
 }
 
 EngineInstance::~EngineInstance() { engine_.DestroyInst(handle_); }

@@ -202,5 +202,50 @@ TEST(PopLstmBlock40, FiveFramesStayHeldBackThoughNoneIsNeeded) {
   EXPECT_EQ(eof, 1);
 }
 
+// Numbers of the frames of each block of a session of `n` frames that come one by one, with those held back by then; the last push brings
+// the last frame.
+struct SessionBlocks {
+  std::vector<std::vector<int>> blocks;
+  std::vector<int> held_back;
+  std::vector<int> ends;
+  int32_t padded = 0;
+};
+
+SessionBlocks Blocks(int n, bool wide, bool early) {
+  FrontEndChannel channel;
+  channel.bPopsEarly = early;
+  SessionBlocks session;
+  const size_t width = wide ? 75 : 40;
+  for (int frame = 0; frame < n; ++frame) {
+    wide ? PutDynamic(&channel, 1) : PutStatic(&channel, 1);
+    const bool last = frame == n - 1;
+    uint8_t eof = 0;
+    while (const float* block =
+               wide ? PopLstmBlock75(&channel, last, &eof, &session.padded) : PopLstmBlock40(&channel, last, &eof, &session.padded)) {
+      session.blocks.push_back(Numbers(block, 4, width));
+      session.held_back.push_back(frame + 1 - channel.nCursor);
+      session.ends.push_back(eof);
+      if (eof != 0) break;
+    }
+  }
+  return session;
+}
+
+TEST(PopsEarly, GiveTheSameBlocksSoonerWhateverTheLength) {
+  for (const bool wide : {true, false}) {
+    for (int n = 1; n <= 30; ++n) {
+      const SessionBlocks usual = Blocks(n, wide, false);
+      const SessionBlocks early = Blocks(n, wide, true);
+      EXPECT_EQ(early.blocks, usual.blocks) << n;
+      EXPECT_EQ(early.ends, usual.ends) << n;
+      EXPECT_EQ(early.padded, usual.padded) << n;
+      EXPECT_EQ(early.ends.back(), 1) << n;  // the end is found, whole blocks or not
+    }
+    // The first block of a long session leaves behind it what the other differences, or the end, want.
+    EXPECT_EQ(Blocks(30, wide, false).held_back[0], 5);
+    EXPECT_EQ(Blocks(30, wide, true).held_back[0], wide ? 2 : 1);
+  }
+}
+
 }  // namespace
 }  // namespace TSEG
