@@ -34,6 +34,24 @@ class Explain : public Program {
 
 using ::testing::ElementsAre;
 
+TEST_F(Explain, WhatIsWrongWithARecordingIsToldAsInSegment) {
+  std::vector<int16_t> opposite;
+  for (const int16_t sample : Bursts(5, kTwoBursts)) opposite.insert(opposite.end(), {sample, static_cast<int16_t>(-sample)});
+  const std::string path = folder_.file("opposite.wav");
+  WriteAudio(path, opposite, 16000, 2);
+  const std::string note = Segment({path}).err;
+  EXPECT_THAT(note, HasSubstr("opposite phase"));
+  const Outcome run = Run("explain", {"--json", "--at", "0.5", path});
+  EXPECT_EQ(run.err, note);
+  EXPECT_THAT(json::parse(run.out)["files"][0]["note"].get<std::string>(), HasSubstr("opposite phase"));
+  EXPECT_EQ(Run("explain", {"-q", "--json", "--at", "0.5", path}).err, "");
+  const std::string whole = folder_.read("opposite.wav");
+  folder_.write("cut.wav", whole.substr(0, whole.size() / 2));
+  const Outcome cut = Run("explain", {"-q", "--json", "--at", "0.5-2", folder_.file("cut.wav")});
+  EXPECT_EQ(cut.code, 4);
+  EXPECT_THAT(json::parse(cut.out)["files"][0]["damage"].get<std::string>(), HasSubstr("cut short"));
+}
+
 TEST_F(Explain, SilenceBelowTheFloorIsToldWithItsParameter) {
   const json told = Stretches({Wav("a.wav", 5, kTwoBursts), "--at", "0.5"})[0];
   EXPECT_EQ(told["verdict"], "silence");

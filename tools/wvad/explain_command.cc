@@ -14,6 +14,7 @@
 #include "wvad/model_choice.h"
 #include "wvad/output.h"
 #include "wvad/progress.h"
+#include "wvad/recording_note.h"
 #include "wvad/report_json.h"
 #include "wvad/shown.h"
 #include "wvad/system.h"
@@ -143,13 +144,17 @@ class ExplainRun {
       }
     }
     if (!options_.json) output_.Write(text);
+    const std::string note = NoteOf(*input);
+    const std::string damage = hearing.whole() ? input->damage() : "";
     files_.push_back({{"file", name}, {"model", engine->model()}, {"stretches", stretches}});
+    if (!note.empty()) files_.back()["note"] = note;
+    if (!damage.empty()) files_.back()["damage"] = damage;
+    if (!note.empty() && !options_.quiet) SayNote(name + ": note: " + note);
     if (behind) {
       throw Failure(ExitCode::kUsage,
                     name + ": --at " + *behind + " lies behind its end (" + Fixed(static_cast<double>(hearing.frames()) / 100, 2) + " s)");
     }
-    if (const std::string damage = hearing.whole() ? input->damage() : ""; !damage.empty())
-      throw Failure(ExitCode::kNotAudio, name + ": " + damage);
+    if (!damage.empty()) throw Failure(ExitCode::kNotAudio, name + ": " + damage);
   }
 
   const ExplainOptions& options_;

@@ -12,6 +12,7 @@
 #include "wvad/output.h"
 #include "wvad/page_document.h"
 #include "wvad/progress.h"
+#include "wvad/recording_note.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -100,7 +101,7 @@ class PageRun {
     }
     CheckInterrupt();
     recording_.damage = input.damage();
-    if (input.phase().cancels()) recording_.note = PhaseNote(input.phase());
+    recording_.note = NoteOf(input);
     powers_ = FramePowers(recording_.samples, recording_.rate_hz);
     if (options_.link_audio) recording_.sound_link = LinkTo(name_, options_.output);
   }

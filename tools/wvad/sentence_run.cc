@@ -19,6 +19,7 @@
 #include "wvad/provenance.h"
 #include "wvad/recorded_report.h"
 #include "wvad/recording.h"
+#include "wvad/recording_note.h"
 #include "wvad/report_json.h"
 #include "wvad/sentence_engine.h"
 #include "wvad/system.h"
@@ -132,8 +133,7 @@ class SentenceRun {
     };
     FileEnd end = options_.endpoint ? ToEndpoint(input, engine, sink, heard) : ToTheEnd(input, engine, all_channels, sink, heard);
     if (report.on_terminal()) progress_.Hide();
-    end.note = input.note();
-    if (input.phase().cancels()) end.note += (end.note.empty() ? "" : "; ") + PhaseNote(input.phase());
+    end.note = NoteOf(input);
     if (end.note.empty()) end.note = floor_note.Text(GainAdvice(name));
     end.recording = Facts(input, name, end);
     end.made_by = listener.with.made_by;
