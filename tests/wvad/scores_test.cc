@@ -218,6 +218,67 @@ TEST_F(Scores, TooShortForAScoreIsSaid) {
   EXPECT_EQ(Run("scores", {"-q", path}).err, "");
 }
 
+TEST_F(Scores, AStoppedRunIsGoneOnWith) {
+  for (const char* name : {"a.wav", "b.wav", "c.wav"}) Wav(name, 3, {{1.0, 2.0}});
+  current_ = folder_.path();
+  const std::vector<std::string> arguments = {"-q", "-f", "csv", "-o", "out.csv", "a.wav", "b.wav", "c.wav", "--resume"};
+  EXPECT_EQ(Run("scores", arguments).code, 0);  // nothing to go on with
+  const std::string whole = folder_.read("out.csv");
+  EXPECT_EQ(Lines(whole), 1 + 3 * 300);
+  for (const size_t length : {size_t{0}, size_t{22}, whole.size() / 2, whole.size() - 3, whole.size()}) {
+    for (const char* jobs : {"1", "2"}) {
+      SCOPED_TRACE(length);
+      folder_.write("out.csv", whole.substr(0, length));
+      std::vector<std::string> again = arguments;
+      again.insert(again.end(), {"-j", jobs});
+      EXPECT_EQ(Run("scores", again).code, 0);
+      EXPECT_EQ(folder_.read("out.csv"), whole);
+    }
+  }
+  folder_.write("out.csv", "my notes\n");
+  ExpectFailure(Run("scores", arguments), 8, "out.csv: is not what a run with these recordings has begun");
+}
+
+TEST_F(Scores, AFolderIsCompleted) {
+  for (const char* name : {"a.wav", "b.wav", "c.wav"}) Wav(name, 3, {{1.0, 2.0}});
+  current_ = folder_.path();
+  const std::vector<std::string> arguments = {"-q", "-f", "npy", "-d", "out", "a.wav", "b.wav", "c.wav"};
+  EXPECT_EQ(Run("scores", arguments).code, 0);
+  const std::string b = folder_.read("out/b-scores.npy");
+  folder_.write("out/a-scores.npy", "as it was");
+  std::filesystem::remove(folder_.file("out/b-scores.npy"));
+  EXPECT_EQ(Run("scores", arguments).code, 8);
+  std::vector<std::string> again = arguments;
+  again.emplace_back("--resume");
+  EXPECT_EQ(Run("scores", again).code, 0);
+  EXPECT_EQ(folder_.read("out/a-scores.npy"), "as it was");
+  EXPECT_EQ(folder_.read("out/b-scores.npy"), b);
+  EXPECT_EQ(Run("scores", again).code, 0);
+}
+
+TEST_F(Scores, SeveralJobsTellOfEachRecordingInItsTurn) {
+  Wav("long.wav", 20, {{1.0, 2.0}});
+  Wav("short.wav", 0.04, {});
+  folder_.write("none.wav", "no sound");
+  current_ = folder_.path();
+  const std::vector<std::string> arguments = {"-f", "csv", "long.wav", "missing.wav", "short.wav", "none.wav"};
+  const Outcome one = Run("scores", arguments);
+  EXPECT_EQ(one.code, 3);
+  EXPECT_EQ(Lines(one.err), 3) << one.err;
+  std::vector<std::string> several = arguments;
+  several.insert(several.end(), {"-j", "3"});
+  const Outcome run = Run("scores", several);
+  EXPECT_EQ(run.code, one.code);
+  EXPECT_EQ(run.out, one.out);
+  EXPECT_EQ(run.err, one.err);
+}
+
+TEST_F(Scores, WhatCannotBeGoneOnWithIsSaid) {
+  const std::string wav = Wav("a.wav", 1, {});
+  ExpectFailure(Run("scores", {"--resume", wav}), 2, "--resume: goes with --directory DIR, or with --format csv and --output FILE");
+  ExpectFailure(Run("scores", {"--resume", "-f", "text", "-o", folder_.file("o"), wav}), 2, "--resume");
+}
+
 TEST_F(Scores, CommandLinesThatMakeNoSense) {
   const std::string path = Wav("a.wav", 1, {});
   const std::string out = folder_.file("out");

@@ -198,6 +198,7 @@ void AddScores(CLI::App& app, CommandLine& line) {
   AddOutput(command, options.output)->description(kFormOfOutput);
   AddFolder(command, options.folder);
   AddInput(command, options.input, options.engine, options.quiet, "No notes");
+  AddManyFiles(command, options.input, options.resume);
   command->final_callback([command, &line] {
     TakeFormOfOutput(*command, ScoreFormatOfEnding(line.scores.output), line.scores.format);
     line.chosen = Listening(line.scores, RunScores);

@@ -27,7 +27,7 @@ void AddPlain(CLI::App* command, PlainSettings& plain) {
   const auto something = [](const std::string& text) { return text.empty() ? std::string("a value is needed") : std::string(); };
   std::string names;
   for (const stream::Profile& profile : stream::kProfiles) names += (names.empty() ? "" : "|") + std::string(profile.name);
-  command->add_option("--profile", plain.profile, "Settings for an occasion; the options below and --set win")
+  command->add_option("--profile", plain.profile, "Settings for an occasion; what other options say wins")
       ->check(something)
       ->type_name(names);
   for (const stream::SettingRow& row : stream::kSettings) {
@@ -49,11 +49,15 @@ void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, boo
   AddQuiet(command, quiet, quiet_words);
 }
 
+void AddManyFiles(CLI::App* command, InputOptions& input, bool& resume) {
+  AddWhole(command, "-j,--jobs", input.jobs, "Recordings to work on at once; the result is the same", 1, 256);
+  command->add_flag("--resume", resume, "Go on with what a run that was stopped has left: keep what is whole, do the rest");
+}
+
 void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words) {
   AddInput(command, options.input, options.engine, options.quiet, quiet_words);
   AddPlain(command, options.engine.plain);
-  AddWhole(command, "-j,--jobs", options.input.jobs, "Recordings to work on at once; the result is the same", 1, 256);
-  command->add_flag("--resume", options.resume, "Go on with what a run that was stopped has left: keep what is whole, do the rest");
+  AddManyFiles(command, options.input, options.resume);
   command->add_flag("--endpoint", options.endpoint,
                     "Stop where a live client would: after the tail silence (wvad_param_nSpeechTailMS), or without speech in time "
                     "(wvad_param_nResponseTimeOut); say why");

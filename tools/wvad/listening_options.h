@@ -26,6 +26,8 @@ void AddPlain(CLI::App* command, PlainSettings& plain);
 void AddQuiet(CLI::App* command, bool& quiet, const std::string& words);
 // What every command that listens to recordings takes.
 void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, bool& quiet, const std::string& quiet_words);
+// How a run over many recordings is worked through.
+void AddManyFiles(CLI::App* command, InputOptions& input, bool& resume);
 // The same for those that look for sentences in any number of them.
 void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words);
 

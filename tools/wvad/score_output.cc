@@ -89,6 +89,17 @@ const ScoreFormat* ScoreFormatOfEnding(const std::string& path) {
   return RowOfEnding(ScoreFormats(), path, [](const ScoreFormat& row) { return std::string(".") + row.ending; });
 }
 
+void KeptScores::Begin(const std::string& name, bool several) {
+  name_ = name;
+  several_ = several;
+}
+
+void KeptScores::Replay(ScoreWriter& writer) const {
+  writer.Begin(name_, several_);
+  for (const ScoreTrack::Row& row : rows_) writer.Add(row);
+  writer.Flush();
+}
+
 ArrayWriter::ArrayWriter(NewFile& file) : file_(file) { file_.Write(blocks::NpyHeader(0, kArrayColumns, false)); }
 
 void ArrayWriter::Begin(const std::string&, bool) {}

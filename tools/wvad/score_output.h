@@ -13,6 +13,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "wvad/new_file.h"
 #include "wvad/score_track.h"
@@ -44,6 +45,21 @@ std::span<const ScoreFormat> ScoreFormats();
 
 // The one that the file `path` asks for by its ending, null for any other ending.
 const ScoreFormat* ScoreFormatOfEnding(const std::string& path);
+
+// Rows that wait for their turn.
+class KeptScores : public ScoreWriter {
+ public:
+  void Begin(const std::string& name, bool several) override;
+  void Add(const ScoreTrack::Row& row) override { rows_.push_back(row); }
+  void Flush() override {}
+  // Tells everything to `writer`, which passes it on.
+  void Replay(ScoreWriter& writer) const;
+
+ private:
+  std::string name_;
+  bool several_ = false;
+  std::vector<ScoreTrack::Row> rows_;
+};
 
 // An array in `file`, which it finishes and publishes with Publish().
 class ArrayWriter : public ScoreWriter {

@@ -23,6 +23,7 @@ struct ScoresOptions {
   std::string output;  // one file for all; empty: standard output, or a file for each recording
   FolderOptions folder{"", "", false};
   bool quiet = false;
+  bool resume = false;  // what an earlier run was through with is kept
 };
 
 // Works through all files; a file that fails gives its line on standard error and the others are still worked on. The result is the code of
