@@ -3,7 +3,7 @@
 
 build_packages="g++ cmake ninja-build pkg-config libfftw3-dev libboost-dev libboost-thread-dev libboost-system-dev libsndfile1-dev
   libflac-dev libmpg123-dev libogg-dev libsoxr-dev nettle-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libavformat-dev libavcodec-dev
-  libavutil-dev libswresample-dev libpugixml-dev
+  libavutil-dev libswresample-dev libpugixml-dev portaudio19-dev
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev"
 test_packages="libgtest-dev libgmock-dev libbenchmark-dev ccache python3 binutils file man-db universal-ctags ffmpeg chromium nodejs abigail-tools
   libxml2-utils praat sctk zsh fish python3-numpy python3-pip python3-setuptools python3-venv python3-wheel patchelf mypy

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -18,11 +19,13 @@
 #include "wvad/forms/printf.h"
 #include "wvad/help_text.h"
 #include "wvad/listening_options.h"
+#include "wvad/live/listen_command.h"
 #include "wvad/model_command.h"
 #include "wvad/model_finder.h"
 #include "wvad/named_rows.h"
 #include "wvad/option_values.h"
 #include "wvad/output.h"
+#include "wvad/output_options.h"
 #include "wvad/page_command.h"
 #include "wvad/quality_command.h"
 #include "wvad/retouch_command.h"
@@ -32,26 +35,6 @@
 
 namespace TSEG::tool {
 namespace {
-
-void AddForce(CLI::App* command, bool& force) { command->add_flag("--force", force, "Replace files that are there"); }
-
-constexpr const char* kFormOfOutput = "Write to this file instead of standard output; without --format its ending chooses the form";
-
-// What `ending` makes of the output's name is the form, unless the command line names one.
-template <typename Row>
-void TakeFormOfOutput(const CLI::App& command, const Row* of_ending, const Row*& format) {
-  if (of_ending != nullptr && command.count("--format") == 0) format = of_ending;
-}
-
-CLI::Option* AddOutput(CLI::App* command, std::string& output) {
-  return command->add_option("-o,--output", output, "Write to this file instead of standard output");
-}
-
-void AddFolder(CLI::App* command, FolderOptions& folder) {
-  command->add_option("-d,--directory", folder.folder, "Folder for the files, made if it is missing")->capture_default_str();
-  command->add_option("--prefix", folder.prefix, "Begin of the files' names, instead of the recording's name");
-  AddForce(command, folder.force);
-}
 
 CLI::App* AddCommand(CLI::App& app, const std::string& name, const std::string& words, const char* help) {
   CLI::App* command = app.add_subcommand(name, words);
@@ -79,6 +62,8 @@ void AddSaved(CLI::App* command, SaveOptions& options) {
 // What a command line may say, and where it is kept.
 struct CommandLine {
   SegmentOptions segment;
+  ListenOptions listen;
+  DevicesOptions devices;
   SplitOptions split;
   FeaturesOptions features;
   RetouchOptions trim;
@@ -179,6 +164,44 @@ void AddTrim(CLI::App& app, CommandLine& line) {
 void AddMute(CLI::App& app, CommandLine& line) {
   CLI::App* command = AddRetouch(app, "mute", "Write a recording with silence for all that is no speech", kMuteHelp, line.mute);
   command->final_callback([&line] { line.chosen = Listening(line.mute, RunMute); });
+}
+
+void AddListen(CLI::App& app, CommandLine& line) {
+  ListenOptions& options = line.listen;
+  CLI::App* command = AddCommand(app, "listen", "Tell the sentences that a microphone hears, as they are spoken", kListenHelp);
+  command->add_option("--device", options.device, "The microphone: its number in wvad devices, its name, or a part of it")
+      ->type_name("NUMBER|NAME");
+  AddWhole(command, "--rate", options.rate_hz, "Sample rate in Hz to ask it for, instead of its usual one", 4000, 192000);
+  command
+      ->add_option_function<std::string>(
+          "--channel",
+          [&options](const std::string& text) {
+            const std::optional<int> number = ParseInt(text);
+            if (text != "mix" && (!number || *number < 1)) throw CLI::ValidationError("--channel", "expected a number from 1, or mix");
+            options.channel = number.value_or(0);
+          },
+          "Channel to listen to, counted from 1; mix for the mean of the first two")
+      ->default_str("mix")
+      ->type_name("N|mix");
+  AddWhole(command, "--for", options.seconds, "Stop after so many seconds", 1, 10000000);
+  AddChoice(command, "-f,--format", options.format, "", LiveFormats());
+  AddOutput(command, options.output)->description(kFormOfOutput);
+  AddForce(command, options.force);
+  options.engine.model = kDefaultModel;
+  command->add_option("-m,--model", options.engine.model, kModelWords)->capture_default_str();
+  command->add_option("--models-dir", options.engine.models_dir, "Folder of models, instead of the installed one");
+  AddPlain(command, options.engine.plain);
+  command->add_flag("-q,--quiet", options.quiet, "No line at the foot, no sums, no notes");
+  command->final_callback([command, &line] {
+    TakeFormOfOutput(*command, LiveFormatOfEnding(line.listen.output), line.listen.format);
+    line.chosen = [&line] { return RunListen(line.listen, TheCaptureModule()); };
+  });
+}
+
+void AddDevices(CLI::App& app, CommandLine& line) {
+  CLI::App* command = AddCommand(app, "devices", "List the microphones that listen knows", "");
+  command->add_flag("--json", line.devices.json, "As JSON");
+  command->final_callback([&line] { line.chosen = [&line] { return RunDevices(line.devices, TheCaptureModule()); }; });
 }
 
 void AddQuality(CLI::App& app, CommandLine& line) {
@@ -334,6 +357,8 @@ ExitCode RunCommandLine(int argc, char** argv) {
   app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   CommandLine line;
   AddSegment(app, line);
+  AddListen(app, line);
+  AddDevices(app, line);
   AddSplit(app, line);
   AddTrim(app, line);
   AddMute(app, line);

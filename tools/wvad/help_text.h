@@ -38,6 +38,18 @@ Examples:
 
 )";
 
+constexpr const char* kListenHelp =
+    R"(A sentence is told when it has ended; --profile and --min-silence say how soon that is. Times are seconds since listening
+began, the level is in dB of full scale, SNR in dB over the noise of the last seconds. Ctrl-C ends it, with the sentence
+that goes on.
+
+Examples:
+  wvad listen
+  wvad listen --device headset --profile dictation
+  wvad listen -f jsonl | ./react                      every event as it is known
+
+)";
+
 constexpr const char* kSplitHelp =
     R"(For talk.mp3 this writes talk-0001.wav, talk-0002.wav ... and talk-split.json, an index with the place of each
 sentence in the recording. The files hold what the engine hands out: 16 bit, one channel, at the engine's rate

@@ -23,6 +23,11 @@ void Take(const std::string& option, const std::string& name, const std::string&
   }
 }
 
+bool IsSaid(const PlainSettings& plain, const stream::SettingRow& row) {
+  const auto said = plain.values.find(row.name);
+  return said != plain.values.end() && !said->second.empty();
+}
+
 }  // namespace
 
 std::string OptionOf(const stream::SettingRow& row) {
@@ -36,16 +41,20 @@ std::string OptionOf(const stream::SettingRow& row) {
 
 bool IsOption(const stream::SettingRow& row) { return row.engine_unit != stream::EngineUnit::kNone; }
 
-std::vector<std::string> EngineSettings(const PlainSettings& plain, int rate_hz) {
+wvad_settings StreamSettings(const PlainSettings& plain) {
   wvad_settings settings = stream::SettingsOf(stream::kProfiles[0]);
   if (!plain.profile.empty()) Take("--profile", "profile", plain.profile, &settings);
+  for (const stream::SettingRow& row : stream::kSettings) {
+    if (IsOption(row) && IsSaid(plain, row)) Take(OptionOf(row), row.name, plain.values.at(row.name), &settings);
+  }
+  return settings;
+}
+
+std::vector<std::string> EngineSettings(const PlainSettings& plain, int rate_hz) {
+  const wvad_settings settings = StreamSettings(plain);
   std::vector<std::string> list;
   for (const stream::SettingRow& row : stream::kSettings) {
-    if (!IsOption(row)) continue;
-    const auto said = plain.values.find(row.name);
-    const bool is_said = said != plain.values.end() && !said->second.empty();
-    if (is_said) Take(OptionOf(row), row.name, said->second, &settings);
-    if (!is_said && plain.profile.empty()) continue;
+    if (!IsOption(row) || (!IsSaid(plain, row) && plain.profile.empty())) continue;
     const auto [name, value] = stream::EngineParameter(row.name, settings.*row.field, rate_hz);
     list.push_back(name + "=" + value);
   }

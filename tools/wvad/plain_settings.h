@@ -23,6 +23,8 @@ std::string OptionOf(const stream::SettingRow& row);
 // Whether the program has it: the engine knows the others not.
 bool IsOption(const stream::SettingRow& row);
 
+// What the user has said as the stream library's settings. Throws Failure(kBadParameter).
+wvad_settings StreamSettings(const PlainSettings& plain);
 // NAME=VALUE for each of the engine's parameters that the user has settled by a plain name or a profile; a plain name wins over the
 // profile. `rate_hz` is the model's. Throws Failure(kBadParameter).
 std::vector<std::string> EngineSettings(const PlainSettings& plain, int rate_hz);

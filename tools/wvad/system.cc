@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "wvad/failure.h"
+#include "wvad/quiet_errors.h"
 
 namespace TSEG::tool {
 namespace {
@@ -162,6 +163,21 @@ OutputToError::~OutputToError() {
   std::fflush(stdout);
   if (saved_ < 0) return;
   dup2(saved_, STDOUT_FILENO);
+  close(saved_);
+}
+
+ErrorToNowhere::ErrorToNowhere() {
+  std::fflush(stderr);
+  saved_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (saved_ >= 0 && nowhere >= 0) dup2(nowhere, STDERR_FILENO);
+  if (nowhere >= 0) close(nowhere);
+}
+
+ErrorToNowhere::~ErrorToNowhere() {
+  std::fflush(stderr);
+  if (saved_ < 0) return;
+  dup2(saved_, STDERR_FILENO);
   close(saved_);
 }
 

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The options of every command that writes: where to, what may be replaced, and the form that the output's ending asks for.
+#ifndef WVAD_WVAD_OUTPUT_OPTIONS_H_
+#define WVAD_WVAD_OUTPUT_OPTIONS_H_
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "wvad/output_folder.h"
+
+namespace TSEG::tool {
+
+// What --output is told to be where its ending chooses the form.
+constexpr const char* kFormOfOutput = "Write to this file instead of standard output; without --format its ending chooses the form";
+
+// All that these fill in has to outlive the parsing.
+CLI::Option* AddOutput(CLI::App* command, std::string& output);
+void AddForce(CLI::App* command, bool& force);
+void AddFolder(CLI::App* command, FolderOptions& folder);
+
+// What `of_ending` makes of the output's name (null: nothing) is the form, unless the command line names one.
+template <typename Row>
+void TakeFormOfOutput(const CLI::App& command, const Row* of_ending, const Row*& format) {
+  if (of_ending != nullptr && command.count("--format") == 0) format = of_ending;
+}
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_OUTPUT_OPTIONS_H_
