@@ -19,12 +19,13 @@ const SoundFileKind& Kind(const std::string& name) { return *SoundFileKindOfEndi
 class SoundFileTest : public ::testing::Test {
  protected:
   // Writes `samples` in steps of different lengths, and gives the path.
-  std::string Written(const std::string& kind, SampleDepth depth, int rate_hz, int channels, const std::vector<float>& samples) {
+  std::string Written(const std::string& kind, SampleDepth depth, int rate_hz, int channels, const std::vector<float>& samples,
+                      int64_t most_frames = 0) {
     const std::string path = folder_.file("out." + kind);
     const OutputRules rules(true, {});
     NewFile file(path, rules);
-    SoundFile sound(file, Kind(kind), depth, rate_hz, channels);
     const size_t frames = samples.size() / static_cast<size_t>(channels);
+    SoundFile sound(file, Kind(kind), depth, rate_hz, channels, most_frames > 0 ? most_frames : static_cast<int64_t>(frames));
     for (size_t at = 0, step = 1; at < frames; at += step, step = 2 * step + 1) {
       sound.Write(samples.data() + at * static_cast<size_t>(channels), std::min(step, frames - at));
     }
@@ -105,6 +106,18 @@ TEST_F(SoundFileTest, IntegersTakeTheNearestValueInRange) {
 
 TEST_F(SoundFileTest, AShortWavIsAPlainOne) {
   const std::string path = Written("wav", SampleDepth::k16, 8000, 1, std::vector<float>(1000, 0.5F));
+  // "RIFF", its length, "WAVE", and at once a format of 16 bytes, of kind 1: what the simplest reader knows.
+  EXPECT_EQ(folder_.read("out.wav").substr(0, 22), std::string("RIFF\xf4\x07\0\0WAVEfmt \x10\0\0\0\1\0", 22));
+}
+
+TEST_F(SoundFileTest, AWavThatMayGrowBeyondFourGigabytesHasTheFormForIt) {
+  // In 32 bits and two channels a frame has 8 bytes.
+  const std::vector<float> samples(2000, 0.5F);
+  Written("wav", SampleDepth::k32, 8000, 2, samples, int64_t{1} << 29);
+  EXPECT_EQ(folder_.read("out.wav").substr(0, 4), "RF64");
+  SF_INFO info{};
+  EXPECT_EQ(Words(folder_.file("out.wav"), &info).size(), 2000U);
+  Written("wav", SampleDepth::k32, 8000, 2, samples, int64_t{1} << 28);
   EXPECT_EQ(folder_.read("out.wav").substr(0, 4), "RIFF");
 }
 

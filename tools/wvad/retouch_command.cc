@@ -116,7 +116,7 @@ class Retouch {
   void Write(std::unique_ptr<AudioSource> source, NewFile& file) {
     constexpr size_t kBlock = 16384;
     const size_t channels = static_cast<size_t>(source->channels());
-    SoundFile sound(file, kind_, source->depth(), rate_hz_, source->channels());
+    SoundFile sound(file, kind_, source->depth(), rate_hz_, source->channels(), frames_);
     Progress progress(!options_.quiet && HasLivingTerminal(), {name_});
     std::vector<float> block(kBlock * channels);
     int64_t at = 0;

@@ -17,7 +17,7 @@ constexpr SoundFileKind kKinds[] = {
     {"wav",
      "not compressed",
      ".wav",
-     SF_FORMAT_RF64,
+     SF_FORMAT_WAV,
      {SF_FORMAT_PCM_U8, SF_FORMAT_PCM_16, SF_FORMAT_PCM_24, SF_FORMAT_PCM_32, SF_FORMAT_FLOAT}},
     {"flac",
      "compressed without loss",
@@ -49,11 +49,15 @@ const Limits& LimitsOf(const SoundFileKind& kind) {
   return *std::find_if(std::begin(kLimits), std::end(kLimits), [&](const Limits& row) { return row.kind == kind.name; });
 }
 
-SF_INFO InfoOf(const SoundFileKind& kind, SampleDepth depth, int rate_hz, int channels) {
+SF_INFO InfoOf(const SoundFileKind& kind, SampleDepth depth, int rate_hz, int channels, int64_t most_frames) {
   SF_INFO info{};
   info.samplerate = rate_hz;
   info.channels = channels;
   info.format = kind.container | kind.coding[static_cast<size_t>(depth)];
+  // The sizes in a WAV file have 32 bits. Its form for longer sound is not known to every reader.
+  constexpr int64_t kMostOfWav = (int64_t{1} << 32) - (1 << 20);
+  constexpr int64_t kWidest = 4;
+  if (kind.container == SF_FORMAT_WAV && most_frames > kMostOfWav / kWidest / channels) info.format ^= SF_FORMAT_WAV ^ SF_FORMAT_RF64;
   return info;
 }
 
@@ -141,9 +145,9 @@ void CheckSoundFile(const std::string& who, const SoundFileKind& kind, int rate_
   }
 }
 
-SoundFile::SoundFile(NewFile& file, const SoundFileKind& kind, SampleDepth depth, int rate_hz, int channels)
+SoundFile::SoundFile(NewFile& file, const SoundFileKind& kind, SampleDepth depth, int rate_hz, int channels, int64_t most_frames)
     : impl_(std::make_unique<Impl>(file)) {
-  SF_INFO info = InfoOf(kind, depth, rate_hz, channels);
+  SF_INFO info = InfoOf(kind, depth, rate_hz, channels, most_frames);
   impl_->kind = &kind;
   impl_->channels = static_cast<size_t>(channels);
   switch (info.format & SF_FORMAT_SUBMASK) {
@@ -166,8 +170,7 @@ SoundFile::SoundFile(NewFile& file, const SoundFileKind& kind, SampleDepth depth
   SF_VIRTUAL_IO io = {Impl::Length, Impl::Seek, Impl::Read, Impl::Put, Impl::Tell};
   impl_->sound.reset(sf_open_virtual(&io, SFM_WRITE, &info, impl_.get()));
   impl_->Check(impl_->sound != nullptr);
-  // A plain WAV file up to 4 GB; and no chunk with the time of day.
-  if (kind.container == SF_FORMAT_RF64) sf_command(impl_->sound.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+  // No chunk with the time of day.
   sf_command(impl_->sound.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
 }
 

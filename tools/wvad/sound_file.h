@@ -35,8 +35,9 @@ void CheckSoundFile(const std::string& who, const SoundFileKind& kind, int rate_
 
 class SoundFile {
  public:
-  // `file` is new and outlives this. Throws Failure(kOutput).
-  SoundFile(NewFile& file, const SoundFileKind& kind, SampleDepth depth, int rate_hz, int channels);
+  // `file` is new and outlives this. No more than `most_frames` will be written: WAV takes its form for long sound (RF64) where these would
+  // not fit into 4 GB. Throws Failure(kOutput).
+  SoundFile(NewFile& file, const SoundFileKind& kind, SampleDepth depth, int rate_hz, int channels, int64_t most_frames);
   ~SoundFile();
   SoundFile(const SoundFile&) = delete;
   SoundFile& operator=(const SoundFile&) = delete;
