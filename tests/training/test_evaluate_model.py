@@ -36,6 +36,11 @@ class Sentences(unittest.TestCase):
         row = self.judge([recording("a", "noise", "", [0] * 400, used)], {"a": [(0, 100), (250, 300)]})["noise"]
         self.assertEqual((row["sentences"], row["empty"], row["speech_inside"], row["speech_of_found"]), (2, 1, None, None))
 
+    def test_what_lies_in_a_sentence_without_weight_is_no_part_of_it(self):
+        # A sentence of 200 frames: the first 100 speech, 50 of the others without weight.
+        labels, used = np.arange(200) < 100, np.arange(200) < 150
+        self.assertEqual(self.judge([recording("a", "call", "", labels, used)], {"a": [(0, 200)]})["call"]["speech_of_found"], 0.6667)
+
     def test_scatter_is_over_recordings(self):
         judged = [recording(str(k), "noise", "", [0] * 36000) for k in range(6)]
         row = self.judge(judged, {str(k): [(0, 100)] for k in range(6)})["noise"]
