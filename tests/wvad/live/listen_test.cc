@@ -100,9 +100,10 @@ TEST_F(Listen, SentencesStandInTheTableUntilTheInterrupt) {
   options_.quiet = false;
   const Outcome run = Run();
   EXPECT_EQ(run.code, 0);
-  // The bursts have 20 log10(8000 / 32768) = -12.25 dB.
-  EXPECT_THAT(run.out, StartsWith("     begin       end  duration   level     SNR\n      0.70      2.20      1.50   -12.2"));
-  EXPECT_THAT(run.out, HasSubstr("\n      2.70      3.70      1.00   -12.2"));
+  // The bursts have 20 log10(8000 / 32768) = -12.25 dB; two frames before each, whose windows reach into it, count as its speech, and hold
+  // nothing: 1.00 of 1.02 s and 0.50 of 0.52 s are 0.09 and 0.17 dB less.
+  EXPECT_THAT(run.out, StartsWith("     begin       end  duration   level     SNR\n      0.70      2.20      1.50   -12.3"));
+  EXPECT_THAT(run.out, HasSubstr("\n      2.70      3.70      1.00   -12.4"));
   EXPECT_THAT(run.out, HasSubstr("\n2 sentences, 2.50 s of speech in 5.00 s\n"));
   EXPECT_EQ(run.err, "wvad: listening to Fake, 16000 Hz; Ctrl-C ends it\n");
 }
@@ -118,7 +119,8 @@ TEST_F(Listen, AnInterruptEndsTheOpenSentence) {
   EXPECT_EQ(sentence["event"], "sentence");
   EXPECT_EQ(sentence["sentence"], 1);
   EXPECT_EQ(sentence["begin"], 0.7);
-  EXPECT_EQ(sentence["end"], 1.5);
+  // Of 24000 samples (24000 - 800) / 160 + 1 = 146 frames are whole.
+  EXPECT_EQ(sentence["end"], 1.46);
   EXPECT_EQ(sentence["cut_off"], true);
   EXPECT_EQ(events.back()["event"], "end");
   EXPECT_EQ(events.back()["time"], 1.5);
@@ -141,7 +143,7 @@ TEST_F(Listen, CsvHasARowASentence) {
   g_scene = {Bursts(5, kTwoBursts)};
   options_.format = Format("csv");
   const std::string rows = Run().out;
-  EXPECT_THAT(rows, StartsWith("begin,end,duration,level_db,snr_db,clipped\n0.70,2.20,1.50,-12.2,"));
+  EXPECT_THAT(rows, StartsWith("begin,end,duration,level_db,snr_db,clipped\n0.70,2.20,1.50,-12.3,"));
   EXPECT_EQ(Lines(rows), 3);
 }
 
@@ -160,7 +162,7 @@ TEST_F(Listen, WhatWasHeardOfADeviceThatGoesIsTold) {
   const Outcome run = Run();
   EXPECT_EQ(run.code, 3);
   EXPECT_EQ(run.err, "Fake: cannot be listened to: gone\n");
-  EXPECT_THAT(run.out, HasSubstr("\n0.70,1.50,0.80,"));
+  EXPECT_THAT(run.out, HasSubstr("\n0.70,1.46,0.76,"));
 }
 
 TEST_F(Listen, OneOfTwoChannelsIsListenedTo) {

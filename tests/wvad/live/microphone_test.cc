@@ -50,8 +50,8 @@ TEST_F(Microphone, ItsSentencesAreThoseOfTheRecording) {
   const Outcome run = Run("listen", {"--rate", "16000", "--for", "6", "--channel", "1", "-f", "csv"});
   ASSERT_EQ(run.code, 0) << run.err;
   EXPECT_EQ(run.err, "wvad: listening to default, 16000 Hz; Ctrl-C ends it\n");
-  EXPECT_THAT(run.out, HasSubstr("\n0.70,2.20,1.50,-12.2,"));
-  EXPECT_THAT(run.out, HasSubstr("\n2.70,3.70,1.00,-12.2,"));
+  EXPECT_THAT(run.out, HasSubstr("\n0.70,2.20,1.50,-12.3,"));
+  EXPECT_THAT(run.out, HasSubstr("\n2.70,3.70,1.00,-12.4,"));
   EXPECT_EQ(Lines(run.out), 3);
 }
 
