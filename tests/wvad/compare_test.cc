@@ -86,6 +86,7 @@ TEST_F(Compare, StandardInputAndNamedForms) {
   ExpectFailure(Call({"compare", "-", "-"}), 2, "only one of both");
   ExpectFailure(Call({"compare", "--ref-format", "xml", truth, "-"}), 2, "there is no xml; choose rttm");
   ExpectFailure(Call({"compare", "--collar", "-1", truth, "-"}), 2, "--collar");
+  ExpectFailure(Call({"compare", "--collar", "nan", truth, "-"}), 2, "\"nan\" is not a number");
 }
 
 TEST_F(Compare, OutputKeepsToTheRules) {

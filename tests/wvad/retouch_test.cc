@@ -222,6 +222,14 @@ TEST_F(Retouched, WhatCannotBeIsRefusedBeforeAnyWork) {
   ExpectFailure(Run("trim", {"a.wav", "--audio", "wav", "-o", "-"}), 2, "a pipe or a device");
   ExpectFailure(Run("trim", {"a.wav", "-o", "o.wav", "--map", "o.txt"}), 2, "names no form");
   ExpectFailure(Run("trim", {"a.wav", "-o", "o.wav", "--map", "there.wav"}), 2, "names no form");
+  for (const char* keep : {"nan", "-nan", "inf", "-1", "1e9"})
+    ExpectFailure(Run("trim", {"a.wav", "-o", "o.wav", "--keep", keep}), 2, "--keep");
+  // Other names of the map's file, which is not there yet.
+  std::filesystem::create_directory(folder_.file("sub"));
+  std::filesystem::create_symlink("o.csv", folder_.file("link.wav"));
+  for (const char* output : {"link.wav", "./o.csv", "sub/../o.csv"}) {
+    ExpectFailure(Run("trim", {"--force", "a.wav", "--audio", "wav", "-o", output, "--map", "o.csv"}), 2, "name one file");
+  }
   ExpectFailure(Run("trim", {"--force", "a.wav", "-o", "a.wav"}), 8, "is read");
   ExpectFailure(Run("mute", {"a.wav", "-o", "there.wav"}), 8, "exists already");
   ExpectFailure(Run("mute", {"missing.wav", "-o", "o.wav"}), 3, "missing.wav");

@@ -154,6 +154,15 @@ void NewFile::Publish() {
 
 void NewFile::Fail(int error) const { throw Failure(ExitCode::kOutput, path_ + ": cannot be written: " + std::strerror(error)); }
 
+bool AreOneFile(const std::string& one, const std::string& other) {
+  const auto place = [](const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::absolute(FollowLinks(path), error);
+    return std::filesystem::weakly_canonical(target.parent_path(), error) / target.filename();
+  };
+  return place(one) == place(other);
+}
+
 void WriteNewFile(const std::string& path, const OutputRules& rules, std::string_view bytes) {
   NewFile file(path, rules);
   file.Write(bytes);

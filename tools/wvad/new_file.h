@@ -50,6 +50,9 @@ class NewFile {
   int descriptor_ = -1;
 };
 
+// Whether two outputs would come to lie in one file, however they are spelt, links followed, whether something is there or not.
+bool AreOneFile(const std::string& one, const std::string& other);
+
 // Writes a whole file.
 void WriteNewFile(const std::string& path, const OutputRules& rules, std::string_view bytes);
 

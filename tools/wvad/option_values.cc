@@ -2,6 +2,7 @@
 #include "wvad/option_values.h"
 
 #include <charconv>
+#include <cmath>
 #include <string_view>
 #include <system_error>
 
@@ -36,7 +37,7 @@ CLI::Validator PlainNumber() {
   const auto check = [](std::string& text) {
     double number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = error == std::errc() && end == text.data() + text.size();
+    const bool whole = error == std::errc() && end == text.data() + text.size() && std::isfinite(number);
     return whole ? std::string() : "\"" + text + "\" is not a number";
   };
   return CLI::Validator(check, "");

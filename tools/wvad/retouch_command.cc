@@ -8,6 +8,7 @@
 #include "wvad/cut_plan.h"
 #include "wvad/messages.h"
 #include "wvad/named_rows.h"
+#include "wvad/new_file.h"
 #include "wvad/output.h"
 #include "wvad/progress.h"
 #include "wvad/report_json.h"
@@ -91,7 +92,7 @@ class Retouch {
     if (MapFormOfEnding(options_.map) == nullptr)
       throw Failure(ExitCode::kUsage, "--map " + options_.map + ": its ending names no form; .json or .csv");
     CheckOutput(options_.map, rules_);
-    if (options_.map == options_.output) throw Failure(ExitCode::kUsage, "--map and --output name one file");
+    if (AreOneFile(options_.map, options_.output)) throw Failure(ExitCode::kUsage, "--map and --output name one file");
   }
 
   ExitCode Listen() {
