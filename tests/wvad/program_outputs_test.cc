@@ -41,6 +41,23 @@ TEST_F(Program, StandardOutputNeverFallsOnARecording) {
   EXPECT_EQ(folder_.read("a.wav"), bytes);
 }
 
+TEST_F(Program, NoFileComesToLieUnderAStandardDescriptorThatIsClosed) {
+  Wav("a.wav", 5, kTwoBursts);
+  folder_.write("cut.wav", folder_.read("a.wav").substr(0, 44 + 2 * 40000));  // brings a message
+  current_ = folder_.path();
+  const auto run = [&](const std::string& call) {
+    const std::string there = "cd " + folder_.path() + " && " + WVAD_PROGRAM + " segment -m " + WVAD_TEST_MODEL + " " + call;
+    return WEXITSTATUS(std::system(there.c_str()));
+  };
+  // The model's file would be heard, the messages written into the result, the result into another file.
+  EXPECT_EQ(run("-q - <&- >out 2>err"), 3);
+  EXPECT_EQ(folder_.read("err"), "wvad: -: standard input cannot be read: Bad file descriptor\n");
+  EXPECT_EQ(run("-f jsonl -o with.jsonl cut.wav 2>/dev/null"), 4);
+  EXPECT_EQ(run("-f jsonl -o without.jsonl cut.wav 2>&-"), 4);
+  EXPECT_EQ(folder_.read("without.jsonl"), folder_.read("with.jsonl"));
+  EXPECT_EQ(run("a.wav >&- 2>err"), 8);
+}
+
 TEST_F(Program, FileBesideAnOutputNeverFallsOnARecording) {
   // What is written lies under this name until it is whole.
   const std::string path = Wav("a.wvad-part", 3, {{1.0, 2.0}});

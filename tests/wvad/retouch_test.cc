@@ -239,6 +239,24 @@ TEST_F(Retouched, WhatCannotBeIsRefusedBeforeAnyWork) {
   EXPECT_FALSE(std::filesystem::exists(folder_.file("o.wav.wvad-part")));
 }
 
+TEST_F(Retouched, ANeighbourThatCannotBeWrittenCostsNoWorkAndLeavesNothing) {
+  Wav("a.wav", 5, kTwoBursts);
+  ExpectFailure(Run("trim", {"a.wav", "-o", "o.wav", "--map", "no/o.csv"}), 8, "no/o.csv: cannot be written: No such file or directory");
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("o.wav")));
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("o.wav.wvad-part")));
+}
+
+TEST_F(Retouched, OfNothingComesNoFileThatNobodyReads) {
+  Wav("a.wav", 5, {});
+  for (const char* output : {"o.flac", "o.mp3", "o.opus"}) {
+    ExpectFailure(Run("trim", {"a.wav", "-o", output, "--map", "o.csv"}), 8, "nothing of a.wav stays");
+    EXPECT_FALSE(std::filesystem::exists(folder_.file(output))) << output;
+    EXPECT_FALSE(std::filesystem::exists(folder_.file("o.csv"))) << output;
+  }
+  EXPECT_EQ(Run("trim", {"-q", "a.wav", "-o", "o.ogg"}).code, 0);
+  EXPECT_EQ(Read("o.ogg").info.frames, 0);
+}
+
 TEST_F(Retouched, AFullDiskLeavesNothing) {
   Wav("a.wav", 5, kTwoBursts);
   const Outcome run = WithFileSizeLimit(30000, [&] { return Run("mute", {"a.wav", "-o", "o.wav"}); });

@@ -13,6 +13,7 @@
 
 int main(int argc, char** argv) {
   using TSEG::tool::ExitCode;
+  TSEG::tool::HoldStandardDescriptors();
   TSEG::tool::IgnoreSignalsOfWriting();
   ExitCode code = ExitCode::kInternal;
   try {

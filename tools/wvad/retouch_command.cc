@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <optional>
 
 #include "wvad/cut_plan.h"
@@ -50,6 +51,10 @@ class Retouch {
   }
 
   ExitCode Run() {
+    // Both are there before the work: a folder that is missing costs nothing then, and neither stays without the other.
+    NewFile file(options_.output, rules_);
+    std::optional<Output> map;
+    if (!options_.map.empty()) map.emplace(options_.map, rules_);
     const ExitCode code = Listen();
     if (!heard_.end || heard_.end->reason == kInterruptedReason) return code;
     std::unique_ptr<AudioSource> source = spool_ ? spool_->Again() : OpenAudio(name_, options_.input.source);
@@ -57,10 +62,16 @@ class Retouch {
     rate_hz_ = source->rate_hz();
     spans_ = SpeechOf(heard_.sentences, heard_.end->rate_hz, rate_hz_, frames_);
     if (between_ == Between::kLeftOut) spans_ = WithSilences(spans_, std::llround(options_.keep_s * rate_hz_), frames_);
-    NewFile file(options_.output, rules_);
+    kept_ =
+        std::accumulate(spans_.begin(), spans_.end(), int64_t{0}, [](int64_t sum, const FrameSpan& span) { return sum + span.length(); });
+    if ((between_ == Between::kLeftOut ? kept_ : frames_) == 0 && !CanBeEmpty(kind_)) {
+      throw Failure(ExitCode::kOutput,
+                    options_.output + ": nothing of " + name_ + " stays, and " + kind_.name + " holds no empty sound; wav does");
+    }
     Write(std::make_unique<SampleAudit>(std::move(source), 0), file);
+    if (map) map->Write(MapFormOfEnding(options_.map)->text({name_, options_.output, rate_hz_, frames_, spans_, heard_.end->made_by}));
     file.Publish();
-    WriteMap();
+    if (map) map->Close();
     Tell();
     return code;
   }
@@ -153,18 +164,9 @@ class Retouch {
 
   static void Silence(float* begin, float* end) { std::fill(begin, end, 0.0F); }
 
-  void WriteMap() const {
-    if (options_.map.empty()) return;
-    Output map(options_.map, rules_);
-    map.Write(MapFormOfEnding(options_.map)->text({name_, options_.output, rate_hz_, frames_, spans_, heard_.end->made_by}));
-    map.Close();
-  }
-
   void Tell() const {
     if (options_.quiet) return;
-    int64_t kept = 0;
-    for (const FrameSpan& span : spans_) kept += span.length();
-    const std::string share = Fixed(Seconds(kept, rate_hz_), 2) + " of " + Fixed(Seconds(frames_, rate_hz_), 2) + " s";
+    const std::string share = Fixed(Seconds(kept_, rate_hz_), 2) + " of " + Fixed(Seconds(frames_, rate_hz_), 2) + " s";
     SayNote(options_.output + ": " + share + (between_ == Between::kLeftOut ? " kept" : " left as they were") +
             (heard_.sentences.empty() ? "; no sentences found" : ""));
   }
@@ -179,6 +181,7 @@ class Retouch {
   int rate_hz_ = 0;
   int64_t frames_ = 0;
   std::vector<FrameSpan> spans_;  // that stay
+  int64_t kept_ = 0;              // frames of them
   size_t span_ = 0;               // the first that does not lie wholly behind
 };
 

@@ -41,9 +41,13 @@ struct Limits {
   std::span<const int> rates;  // empty: up to `highest_hz`
   int highest_hz;
   int channels;
+  bool empty;  // a file without any sound is one that can be read
 };
-constexpr Limits kLimits[] = {
-    {"wav", {}, 768000, 1024}, {"flac", {}, 655350, 8}, {"ogg", {}, 200000, 255}, {"opus", kOpusRates, 0, 255}, {"mp3", kMp3Rates, 0, 2}};
+constexpr Limits kLimits[] = {{"wav", {}, 768000, 1024, true},
+                              {"flac", {}, 655350, 8, false},
+                              {"ogg", {}, 200000, 255, true},
+                              {"opus", kOpusRates, 0, 255, false},
+                              {"mp3", kMp3Rates, 0, 2, false}};
 
 const Limits& LimitsOf(const SoundFileKind& kind) {
   return *std::find_if(std::begin(kLimits), std::end(kLimits), [&](const Limits& row) { return row.kind == kind.name; });
@@ -127,6 +131,8 @@ std::span<const SoundFileKind> SoundFileKinds() { return kKinds; }
 const SoundFileKind* SoundFileKindOfEnding(const std::string& path) {
   return RowOfEnding(SoundFileKinds(), path, [](const SoundFileKind& kind) { return kind.ending; });
 }
+
+bool CanBeEmpty(const SoundFileKind& kind) { return LimitsOf(kind).empty; }
 
 void CheckSoundFile(const std::string& who, const SoundFileKind& kind, int rate_hz, int channels) {
   const Limits& limits = LimitsOf(kind);

@@ -30,6 +30,9 @@ struct SoundFileKind {
 std::span<const SoundFileKind> SoundFileKinds();
 const SoundFileKind* SoundFileKindOfEnding(const std::string& path);
 
+// Whether a file of this kind may hold no sound at all, and still be read by others.
+bool CanBeEmpty(const SoundFileKind& kind);
+
 // Throws Failure(kBadRate), naming `who`, where the kind cannot hold sound of this rate and so many channels.
 void CheckSoundFile(const std::string& who, const SoundFileKind& kind, int rate_hz, int channels);
 

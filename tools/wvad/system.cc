@@ -63,6 +63,14 @@ std::string ProgramFolder() {
   return error ? std::string() : program.parent_path().string();
 }
 
+void HoldStandardDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) >= 0) continue;
+    // The lowest free number is taken, and the wrong direction on purpose.
+    if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) != descriptor) return;
+  }
+}
+
 void IgnoreSignalsOfWriting() {
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);

@@ -18,6 +18,9 @@ bool IsTerminal(int descriptor);
 int TerminalWidth();
 // The folder of the running program, without a trailing separator; empty if the system does not tell.
 std::string ProgramFolder();
+// Puts something under each of the three standard descriptors that was closed, so that no file of the program's comes to lie there: reading
+// or writing there goes on failing.
+void HoldStandardDescriptors();
 // A broken pipe on output, or a file that may not grow further, shall be an error code of the write, not the end of the process.
 void IgnoreSignalsOfWriting();
 // From here on the first interrupt (Ctrl-C), request to end or loss of the terminal does not end the process but is remembered, so that the
