@@ -78,7 +78,8 @@ class _CallerFile:
         length = -1
         if seekable is not None and seekable():
             self._base = file.tell()
-            length = file.seek(0, io.SEEK_END) - self._base
+            file.seek(0, io.SEEK_END)
+            length = file.tell() - self._base
             file.seek(self._base)
         self._seekable = length >= 0
         self._callback = _READ_AT(self._read_at)  # held as long as the decoder may call
@@ -89,6 +90,8 @@ class _CallerFile:
             if self.failure is not None:
                 return -1
             data = self._read(offset, count)
+            if len(data) > count:
+                raise errors.AudioFileError(f"{self._name}: its read({count}) gave {len(data)} bytes")
             ctypes.memmove(out, data, len(data))
             return len(data)
         except BaseException as failure:  # an interrupt too
@@ -104,9 +107,14 @@ class _CallerFile:
             raise TypeError(f"{self._name}: a file that was opened as text; open it with \"rb\"")
         if data is None:
             raise BlockingIOError(f"{self._name}: does not wait for its data; make it blocking")
-        if len(data) > count:
-            raise errors.AudioFileError(f"{self._name}: its read({count}) gave {len(data)} bytes")
-        return bytes(data)
+        try:
+            view = memoryview(data)
+        except TypeError:
+            view = memoryview(np.empty(0, np.int16))
+        if view.ndim != 1 or view.itemsize != 1:
+            raise TypeError(f"{self._name}: its read() gives {type(data).__name__}, not bytes; where these are samples, give them with their rate: "
+                            f"wvad.segment(file.read(dtype=\"int16\"), file.samplerate)")
+        return view.tobytes()
 
 
 def _close(decoders: ctypes.CDLL, handle: c_void_p, _held: Any) -> None:

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Recordings: what cannot be heard is refused in words, what is damaged is heard as far as it goes, and interrupts end the waiting."""
+import array
 import io
 import os
 import signal
@@ -116,6 +117,43 @@ class Refusals(InFolder):
         with open(path, "rb") as file:
             pass
         self.refused(ValueError, "closed file", file)
+
+    def test_file_objects_that_give_samples_are_refused_with_the_cure(self):
+        class Samples:
+            samplerate = 16000
+
+            def __init__(self, make):
+                self.read = make
+
+        class OneByteMore(bytes):
+            def __len__(self):
+                return 1
+
+        # As many items as bytes were asked for, each wider than a byte: what was copied by their count would end the process.
+        for make in (lambda count=-1: np.zeros(max(count, 0)), lambda count=-1: np.zeros((max(count, 0), 2), np.uint8),
+                     lambda count=-1: np.zeros(max(count, 0) // 2, np.int16), lambda count=-1: array.array("h", bytes(2 * max(count, 0))),
+                     lambda count=-1: memoryview(bytes(2 * max(count, 0))).cast("h"), lambda count=-1: [0] * max(count, 0),
+                     lambda count=-1: np.zeros(0)):
+            self.refused(TypeError, r"not bytes; .*wvad\.segment\(file\.read\(dtype=", Samples(make))
+        self.refused(wvad.AudioFileError, "gave", Samples(lambda count=-1: OneByteMore(bytes(count + 100000))))
+        self.refused(wvad.AudioFileError, "gave", Samples(lambda count=-1: np.zeros(count + 1, np.uint8)))
+
+    def test_bytes_of_every_kind_are_taken(self):
+        data = self.wave("talk.wav", SIGNAL).read_bytes()
+
+        class Parts(io.BytesIO):
+            def __init__(self, make):
+                super().__init__(data)
+                self.make = make
+
+            def read(self, count=-1):
+                return self.make(super().read(count))
+
+            def seek(self, *where):  # as file objects that tell nothing
+                super().seek(*where)
+
+        for make in (bytes, bytearray, memoryview, lambda part: np.frombuffer(part, np.uint8), lambda part: array.array("B", part)):
+            self.assertEqual(times(wvad.segment(Parts(make), model=MODEL)), [(0.7, 2.2), (3.7, 5.2)])
 
     def test_sources_that_are_none(self):
         for kind, words, source, rate in (
