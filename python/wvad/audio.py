@@ -6,6 +6,7 @@ sound of films.
 """
 from __future__ import annotations
 
+import contextlib
 import ctypes
 import io
 import os
@@ -139,13 +140,15 @@ class AudioFile:
         note: behind the end: what else should be known of it.
 
     Raises AudioFileError (missing, a folder, no right to read), AudioError (no audio), ArgumentError (no such track, a rate that cannot be
-    served), UnavailableError (no decoders), and what a file object raises. One thread at a time.
+    served), UnavailableError (no decoders), and what a file object raises. One thread at a time may use it; another one's call is refused with
+    StateError.
     """
 
     def __init__(self, source: AudioLike, track: int = 0, rate: Optional[int] = None) -> None:
         self.damage = ""
         self.note = ""
         self._handle = c_void_p()
+        self._lock = threading.Lock()
         self._decoders = _decoders()
         self._own: Optional[BinaryIO] = None
         self._file: Optional[_CallerFile] = None
@@ -217,14 +220,25 @@ class AudioFile:
     def read(self, frames: int) -> Array:
         """The next `frames` frames as float32 [frames, channels], full scale 1.0; fewer only at the end, none behind it. Samples that are no
         numbers are 0, and `note` tells of them."""
-        if not self._handle:
-            raise errors.StateError(f"{self.name}: is closed")
-        block = np.empty((frames, self.channels), np.float32)
-        got = self._check(self._decoders.wvad_audio_read(self._handle, block.ctypes.data_as(POINTER(c_float)), frames))
-        if got < frames:
-            self.damage = _library.text(self._decoders.wvad_audio_damage(self._handle))
-            self.note = _library.text(self._decoders.wvad_audio_note(self._handle))
-        return block[:got]
+        with self._in_use():
+            if not self._handle:
+                raise errors.StateError(f"{self.name}: is closed")
+            block = np.empty((frames, self.channels), np.float32)
+            got = self._check(self._decoders.wvad_audio_read(self._handle, block.ctypes.data_as(POINTER(c_float)), frames))
+            if got < frames:
+                self.damage = _library.text(self._decoders.wvad_audio_damage(self._handle))
+                self.note = _library.text(self._decoders.wvad_audio_note(self._handle))
+            return block[:got]
+
+    @contextlib.contextmanager
+    def _in_use(self) -> Iterator[None]:
+        """Refuses the call where another thread, or the file object that is read from, is in one."""
+        if not self._lock.acquire(blocking=False):
+            raise errors.StateError(f"{self.name}: is in a call already, on another thread", "WVAD_E_BUSY")
+        try:
+            yield
+        finally:
+            self._lock.release()
 
     def blocks(self, seconds: float = 0.5) -> Iterator[Array]:
         """The rest of the recording, so many seconds at a time."""
@@ -238,10 +252,11 @@ class AudioFile:
 
     def close(self) -> None:
         """Frees the decoder. A file object that was given stays open. A second call does nothing."""
-        if self._handle:
-            self._finalizer()
-            self._handle = c_void_p()
-        self._close_own()
+        with self._in_use():
+            if self._handle:
+                self._finalizer()
+                self._handle = c_void_p()
+            self._close_own()
 
     def _close_own(self) -> None:
         if self._own is not None:

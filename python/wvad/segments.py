@@ -2,6 +2,7 @@
 """The sentences of a recording or of samples."""
 from __future__ import annotations
 
+import threading
 import warnings
 from typing import Any, Dict, Iterator, List, Optional, Sequence, Tuple, Union, overload
 
@@ -21,7 +22,8 @@ class Segmentation(Sequence[Sentence]):
     """The sentences of one source, found as they are asked for.
 
     A loop over it listens as far as the next sentence; what was found is kept, so that further loops do not listen again. `len()`, an index
-    from behind, a picture and pickling listen to the end. Samples are not kept. In a notebook it shows itself as a picture.
+    from behind, a picture and pickling listen to the end. Samples are not kept. In a notebook it shows itself as a picture. Several threads may
+    use it, and each gets all sentences: one listens, the others wait for what it finds.
 
     Attributes:
         name: of the source.
@@ -55,6 +57,9 @@ class Segmentation(Sequence[Sentence]):
         self._settings = streams[0].settings
         self._outlines = [(stream.channel, Outline(self.rate)) for stream in streams]
         self._trouble = ""
+        self._turn = threading.RLock()  # of the thread that listens
+        self._listens = False
+        self._closing = False
         self._run: Optional[Iterator[None]] = self._listen(opened, streams)
 
     def _listen(self, source: _sources.Source, streams: List[Stream]) -> Iterator[None]:
@@ -86,22 +91,39 @@ class Segmentation(Sequence[Sentence]):
         stream._probabilities = []
         self.found += [event.sentence for event in events if event.sentence is not None]
 
-    def _step(self) -> bool:
-        """Listens to a block, or ends the sentences behind the last one; false behind that."""
-        if self._run is None:
-            if self._trouble:
-                raise errors.StateError(f"{self.name}: was not heard to its end ({self._trouble})")
-            return False
+    def _step(self, known: Optional[int] = None) -> bool:
+        """Listens to a block, or ends the sentences behind the last one; false behind that. Does nothing where more than `known` sentences
+        were found meanwhile."""
+        with self._turn:
+            if known is not None and len(self.found) > known:
+                return True
+            if self._listens:  # only the thread that has the turn comes here
+                raise errors.StateError(f"{self.name}: is asked for sentences by its own source")
+            if self._closing:
+                self._give_back()
+            if self._run is None:
+                if self._trouble:
+                    raise errors.StateError(f"{self.name}: was not heard to its end ({self._trouble})")
+                return False
+            self._listens = True
+            try:
+                next(self._run)
+                return True
+            except StopIteration:
+                self._run = None
+                return False
+            except BaseException as trouble:
+                self._run = None
+                self._trouble = str(trouble) or type(trouble).__name__
+                raise
+            finally:
+                self._listens = False
+
+    def _give_back(self) -> None:
         run, self._run = self._run, None
-        try:
-            next(run)
-        except StopIteration:
-            return False
-        except BaseException as trouble:
-            self._trouble = str(trouble) or type(trouble).__name__
-            raise
-        self._run = run
-        return True
+        if run is not None:
+            self._trouble = "it was closed"
+            run.close()  # type: ignore[attr-defined]
 
     def finish(self) -> "Segmentation":
         """Listens to the end."""
@@ -110,11 +132,11 @@ class Segmentation(Sequence[Sentence]):
         return self
 
     def close(self) -> None:
-        """Gives decoder and streams back before the end; what was found stays."""
-        run, self._run = self._run, None
-        if run is not None:
-            self._trouble = "it was closed"
-            run.close()  # type: ignore[attr-defined]
+        """Gives decoder and streams back before the end, behind the block that another thread listens to; what was found stays."""
+        self._closing = True
+        with self._turn:
+            if not self._listens:  # else its own source or a signal handler closes it: the next step does
+                self._give_back()
 
     def __enter__(self) -> "Segmentation":
         return self
@@ -138,7 +160,7 @@ class Segmentation(Sequence[Sentence]):
 
     def __iter__(self) -> Iterator[Sentence]:
         place = 0
-        while place < len(self.found) or self._step():
+        while place < len(self.found) or self._step(place):
             if place < len(self.found):
                 yield self.found[place]
                 place += 1
@@ -157,7 +179,7 @@ class Segmentation(Sequence[Sentence]):
 
     def __getitem__(self, index: Union[int, slice]) -> Union[Sentence, List[Sentence]]:
         needed = index if isinstance(index, int) and index >= 0 else None
-        while (needed is None or needed >= len(self.found)) and self._step():
+        while (needed is None or needed >= len(self.found)) and self._step(needed):
             pass
         return self.found[index]
 
@@ -173,10 +195,10 @@ class Segmentation(Sequence[Sentence]):
 
     def __getstate__(self) -> Dict[str, Any]:
         self.finish()
-        return {name: value for name, value in self.__dict__.items() if name != "_run"}
+        return {name: value for name, value in self.__dict__.items() if name not in ("_run", "_turn")}
 
     def __setstate__(self, state: Dict[str, Any]) -> None:
-        self.__dict__.update(state, _run=None)
+        self.__dict__.update(state, _run=None, _turn=threading.RLock())
 
 
 def segment(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix", profile: str = "default", model: ModelLike = None,

@@ -154,6 +154,75 @@ class AsTheyAreAsked(InFolder):
             list(found)
 
 
+class OnThreads(InFolder):
+    def gathered(self, work, count=4):
+        """What `work` gives on each of several threads that begin together."""
+        start = threading.Barrier(count)
+        results = [None] * count
+
+        def one(i):
+            start.wait()
+            try:
+                results[i] = work()
+            except Exception as trouble:  # the test looks at it
+                results[i] = trouble
+
+        threads = [threading.Thread(target=one, args=(i,)) for i in range(count)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        return results
+
+    def test_every_thread_gets_all_sentences(self):
+        signal = bursts(60, [(at, at + 1) for at in range(2, 58, 3)])
+        wanted = [(at - 0.3, at + 1.2) for at in range(2, 58, 3)]
+        for work in (list, lambda found: found[:], lambda found: [found[i] for i in range(19)], lambda found: list(found.finish().found)):
+            found = wvad.segment(signal, 16000, model=MODEL)
+            for got in self.gathered(lambda: work(found)):
+                self.assertEqual(times(got), [(round(begin, 3), round(end, 3)) for begin, end in wanted])
+
+    def test_closing_waits_for_the_block_that_another_thread_listens_to(self):
+        listening, go_on, closed = threading.Event(), threading.Event(), threading.Event()
+
+        def blocks():
+            yield SIGNAL
+            listening.set()
+            go_on.wait(20)
+            while True:
+                yield SIGNAL
+
+        found = wvad.segment(blocks(), 16000, model=MODEL)
+        listener = threading.Thread(target=lambda: self.assertRaises(wvad.StateError, list, found))
+        listener.start()
+        self.assertTrue(listening.wait(20))
+        self.assertIn("so far", repr(found))
+        closer = threading.Thread(target=lambda: (found.close(), closed.set()))
+        closer.start()
+        self.assertFalse(closed.wait(0.05))
+        go_on.set()
+        closer.join()
+        listener.join()
+        self.assertGreaterEqual(len(found.found), 2)
+
+    def test_a_source_cannot_ask_for_its_own_sentences(self):
+        def blocks():
+            yield SIGNAL
+            list(found)
+
+        found = wvad.segment(blocks(), 16000, model=MODEL)
+        with self.assertRaisesRegex(wvad.StateError, "its own source"):
+            list(found)
+
+    def test_one_thread_at_a_time_reads_a_recording(self):
+        with wvad.AudioFile(self.wave("talk.wav", SIGNAL)) as file:
+            with file._lock:  # as another thread's call holds it
+                for call in (lambda: file.read(10), file.close):
+                    with self.assertRaisesRegex(wvad.StateError, "on another thread"):
+                        call()
+            self.assertEqual(len(file.read(10)), 10)
+
+
 class Results(InFolder):
     def test_rows_are_plain_and_complete(self):
         import json
