@@ -109,10 +109,10 @@ class _CallerFile:
         if data is None:
             raise BlockingIOError(f"{self._name}: does not wait for its data; make it blocking")
         try:
-            view = memoryview(data)
+            view: Optional[memoryview] = memoryview(data)
         except TypeError:
-            view = memoryview(np.empty(0, np.int16))
-        if view.ndim != 1 or view.itemsize != 1:
+            view = None
+        if view is None or view.ndim != 1 or view.itemsize != 1:
             raise TypeError(f"{self._name}: its read() gives {type(data).__name__}, not bytes; where these are samples, give them with their rate: "
                             f"wvad.segment(file.read(dtype=\"int16\"), file.samplerate)")
         return view.tobytes()
