@@ -9,6 +9,7 @@ from typing import Any, Iterable, Iterator, Optional, Union
 import numpy as np
 
 from . import _samples, errors
+from ._audit import Audit
 from ._types import Array
 from .audio import AudioFile
 from .stream import whole
@@ -17,9 +18,10 @@ from .stream import whole
 class ArraySource:
     """An array that is there as a whole."""
 
-    damage = note = ""
+    damage = ""
 
     def __init__(self, samples: Any, rate: int) -> None:
+        self._audit = Audit()
         self._array = _samples.as_array(samples)
         self.name = f"<{type(samples).__name__}>"
         self.rate = rate
@@ -30,7 +32,14 @@ class ArraySource:
         """Half a second at a time."""
         step = max(1, self.rate // 2)
         for begin in range(0, len(self._array), step):
-            yield self._array[begin:begin + step]
+            block = self._array[begin:begin + step]
+            self._audit.hear(block)
+            yield block
+
+    @property
+    def note(self) -> str:
+        """What should be known of the samples, behind their end."""
+        return self._audit.note()
 
     def close(self) -> None:
         """Nothing is held."""
@@ -39,9 +48,10 @@ class ArraySource:
 class BlocksSource:
     """Arrays of one form that come one after the other, of any lengths."""
 
-    damage = note = ""
+    damage = ""
 
     def __init__(self, blocks: Iterable[Any], rate: int) -> None:
+        self._audit = Audit()
         self.name = f"<{type(blocks).__name__}>"
         self.rate = rate
         self._blocks = iter(blocks)
@@ -53,7 +63,14 @@ class BlocksSource:
 
     def blocks(self) -> Iterator[Array]:
         """Each as it comes."""
-        return itertools.chain(self._first, (_samples.as_array(block) for block in self._blocks))
+        for block in itertools.chain(self._first, (_samples.as_array(block) for block in self._blocks)):
+            self._audit.hear(block)
+            yield block
+
+    @property
+    def note(self) -> str:
+        """What should be known of the samples, behind their end."""
+        return self._audit.note()
 
     def close(self) -> None:
         """Lets a generator clean up."""

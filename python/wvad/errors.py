@@ -53,7 +53,7 @@ class LibraryMemoryError(Error, MemoryError):
 
 
 class AudioWarning(UserWarning):
-    """A recording that was heard, but was not whole, or of which something should be known."""
+    """A recording that was heard, but was not whole, or of which something should be known; samples whose scale seems wrong."""
 
 
 _OF_STATUS: Dict[str, Type[Error]] = {

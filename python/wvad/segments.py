@@ -30,8 +30,8 @@ class Segmentation(Sequence[Sentence]):
         rate, channels: of the source.
         model: that listens.
         heard: frames of the source that were heard so far.
-        damage, note: behind the end: what was wrong with a recording, and what else should be known of it; they are warned of
-            (AudioWarning) too.
+        damage, note: behind the end: what was wrong with a recording, and what else should be known of it or of samples, such as a wrong scale;
+            they are warned of (AudioWarning) too.
 
     Raises while listening: as AudioFile and Stream. Behind such an exception, and behind an interrupt, it stays broken: what was found
     until then is in `found`, and asking for more raises StateError.
@@ -67,6 +67,7 @@ class Segmentation(Sequence[Sentence]):
         try:
             for stream in streams:
                 stream._probabilities = []
+                stream._scale_told = True  # the source says it
             for block in source.blocks():
                 for stream, (channel, outline) in zip(streams, self._outlines):
                     events = stream.push(block)
@@ -234,6 +235,7 @@ def scores(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix",
         with Stream(opened.rate, opened.channels, dtype=opened.dtype, channel=channel, profile=profile, model=model, probability=True,
                     **settings) as stream:
             stream._probabilities = []
+            stream._scale_told = True
             parts: List[Array] = []
             heard = 0
             for block in opened.blocks():

@@ -5,13 +5,14 @@ from __future__ import annotations
 import ctypes
 import operator
 import threading
+import warnings
 import weakref
 from dataclasses import dataclass
 from typing import Any, Callable, Dict, Iterator, List, NoReturn, Optional, Tuple
 
 import numpy as np
 
-from . import _library, _samples, errors, settings
+from . import _audit, _library, _samples, errors, settings
 from ._types import Array, Channel
 from .events import Event, EventKind, event_of
 from .model import Model, ModelLike, choose
@@ -99,6 +100,7 @@ class Stream:
         self._lock = threading.Lock()
         self._waiting: List[Event] = []
         self._probabilities: Optional[List[Tuple[int, float]]] = None  # a list takes them (frame, value) in place of events: a third of the time
+        self._scale_told = False
         self._record = _library.EventRecord()
         self._handle = ctypes.c_void_p()
         self._finalizer: Callable[[], Any] = lambda: None
@@ -123,7 +125,8 @@ class Stream:
             samples: array [frames] or [frames, channels], or bytes of bare samples (of `dtype`, int16 if that was left open).
 
         Raises ArgumentError for another number of channels, a broken frame or a sample that is not a number, TypeError for another type:
-        nothing of the piece is taken then, and the stream goes on. Raises StateError behind the end. An interrupt (Ctrl-C) may leave a
+        nothing of the piece is taken then, and the stream goes on. Floats that go beyond 1000, so that they can only be integers that were not
+        divided by their full scale, are warned of (AudioWarning), once. Raises StateError behind the end. An interrupt (Ctrl-C) may leave a
         long piece taken in part; what was found in that part comes with the next call.
         """
         with self._in_use():
@@ -200,6 +203,11 @@ class Stream:
             self.dtype = dtype
         elif dtype != self.dtype:
             raise TypeError(f"samples: of type {array.dtype}, but this stream takes {self.dtype}")
+        if not self._scale_told:
+            words = _audit.wrong_scale(array)
+            if words:
+                self._scale_told = True
+                warnings.warn(words, errors.AudioWarning, stacklevel=3)
         step = self.rate * _PIECE_S
         if len(array) > step:
             self._check_finite(array)

@@ -97,6 +97,41 @@ class Sources(InFolder):
             self.assertEqual(wvad.segment(np.zeros(800, np.int16), rate, profile=profile).model.name, name)
 
 
+class Scale(InFolder):
+    WORDS = r"of the samples lie more than 6 dB beyond full scale and were clipped \(full scale is 1\.0; .* have to be divided by that"
+
+    def test_floats_that_were_not_divided_are_told_of_as_the_program_does(self):
+        for source in (SIGNAL.astype(np.float32), SIGNAL.astype(np.float64), iter(np.split(SIGNAL.astype(np.float32), 8)), SIGNAL.astype(">f4")):
+            found = wvad.segment(source, 16000, model=MODEL)
+            with self.assertWarnsRegex(wvad.AudioWarning, self.WORDS) as caught:
+                list(found)
+            self.assertRegex(found.note, "^33.3 % " + self.WORDS)  # 2 s of 6
+            self.assertEqual((len(caught.warnings), found.damage), (1, ""))
+        with self.assertWarnsRegex(wvad.AudioWarning, self.WORDS):
+            wvad.scores(SIGNAL.astype(np.float32), 16000)
+
+    def test_a_few_loud_samples_are_no_wrong_scale(self):
+        loud = SIGNAL / np.float32(32768)
+        loud[:95] = 2.5
+        self.assertEqual(wvad.segment(loud, 16000, model=MODEL).finish().note, "")  # 95 of 96000: less than one in a thousand
+        loud[:96] = -2.5
+        with self.assertWarnsRegex(wvad.AudioWarning, "^<ndarray>: 0.1 % of the samples lie more than 6 dB beyond full scale and were clipped$"):
+            wvad.segment(loud, 16000, model=MODEL).finish()
+
+    def test_16_bits_in_int32_are_told_of(self):
+        with self.assertWarnsRegex(wvad.AudioWarning, "int32 samples go up to 8000, .* give them as int16"):
+            self.assertEqual(list(wvad.segment(SIGNAL.astype(np.int32), 16000, model=MODEL)), [])
+        for quiet in (np.zeros(16000, np.int32), np.full(16000, 256, np.int32), np.full(16000, 32769, np.int32), SIGNAL):
+            self.assertEqual(wvad.segment(quiet, 16000, model=MODEL).finish().note, "")
+
+    def test_a_stream_warns_once(self):
+        with wvad.Stream(model=MODEL) as stream:
+            with self.assertWarnsRegex(wvad.AudioWarning, "^samples go up to 8000; full scale is 1.0") as caught:
+                stream.push(SIGNAL.astype(np.float32))
+            self.assertEqual(caught.filename, __file__)
+            stream.push(SIGNAL.astype(np.float32))  # a second warning would be an error here
+
+
 class AsTheyAreAsked(InFolder):
     def test_a_sentence_comes_before_the_source_is_read_on(self):
         read = []
