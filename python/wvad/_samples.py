@@ -16,6 +16,12 @@ from ._types import Array
 
 #: Form of the library (WVAD_SAMPLE_...) for each type that is handed over.
 FORMS = {"int16": 1, "int32": 3, "float32": 4}
+#: What to do about types whose full scale only the caller knows.
+_CURES = {
+    "int64": " (samples of 16 bits: numpy.asarray(samples, \"int16\"))",
+    "uint8": " (samples of 8 bits, silence being 128: (samples.astype(\"int16\") - 128) * 256)",
+    "float16": " (samples.astype(\"float32\"))",
+}
 
 
 def as_array(samples: Any, what: str = "samples") -> Array:
@@ -23,15 +29,41 @@ def as_array(samples: Any, what: str = "samples") -> Array:
     Raises TypeError for a type that is not taken and ArgumentError for other dimensions."""
     if isinstance(samples, (str, dict, set)) or samples is None:
         raise TypeError(f"{what}: expected an array of samples, got {type(samples).__name__}")
+    if is_bytes(samples):
+        raise TypeError(f"{what}: bytes do not say of which type their samples are; give numpy.frombuffer(data, \"int16\")")
     try:
         array = np.asarray(samples)
     except (TypeError, ValueError, RuntimeError) as reason:
         raise TypeError(f"{what}: {type(samples).__name__} is no array of samples ({reason})") from None
     if target_type(array.dtype) is None:
-        raise TypeError(f"{what}: samples of type {array.dtype}; expected int16, int32, float32 or float64")
+        raise TypeError(f"{what}: samples of type {array.dtype}; expected int16, int32, float32 or float64{_CURES.get(array.dtype.name, '')}")
     if array.ndim not in (1, 2):
         raise errors.ArgumentError(f"{what}: an array of shape {array.shape}; expected [frames] or [frames, channels]")
     return array
+
+
+def is_bytes(source: Any) -> bool:
+    """Whether it is bytes that say nothing of samples; a buffer of wider items is an array."""
+    return isinstance(source, (bytes, bytearray)) or isinstance(source, memoryview) and source.itemsize == 1
+
+
+def is_typed_buffer(source: Any) -> bool:
+    """Whether it is a buffer of wider items than bytes, such as array.array("h")."""
+    try:
+        return memoryview(source).itemsize > 1
+    except TypeError:
+        return False
+
+
+def form_name(dtype: Any) -> str:
+    """The name of a type that streams take, given by name or as NumPy's. Raises ArgumentError for another."""
+    try:
+        found = np.dtype(dtype)
+        if found.name in FORMS and found.isnative:
+            return found.name
+    except TypeError:
+        pass
+    raise errors.ArgumentError(f"dtype: {dtype!r} is none of {', '.join(FORMS)}", "WVAD_E_FORMAT")
 
 
 def target_type(dtype: "np.dtype[Any]") -> Optional[str]:

@@ -10,9 +10,9 @@ import numpy as np
 
 from . import _samples, errors
 from ._audit import Audit
+from ._numbers import hertz
 from ._types import Array
 from .audio import AudioFile
-from .stream import whole
 
 
 class ArraySource:
@@ -90,18 +90,19 @@ Source = Union[ArraySource, BlocksSource, FileSource]
 
 def open_source(source: Any, rate: Optional[int], track: int = 0) -> Source:
     """The source of whatever was given; `rate` is needed with arrays alone. Raises TypeError, and as AudioFile and arrays do."""
-    if isinstance(source, (str, os.PathLike, bytes, bytearray, memoryview)) or callable(getattr(source, "read", None)):
+    if isinstance(source, (str, os.PathLike)) or _samples.is_bytes(source) or callable(getattr(source, "read", None)):
         if rate is not None:
             raise errors.ArgumentError("rate: a recording says itself what rate it has; bare samples are given as an array"
                                        " (numpy.frombuffer(data, \"int16\"))")
         return FileSource(source, track)
-    is_array = hasattr(source, "__array__") or (isinstance(source, (list, tuple)) and not any(hasattr(item, "__array__") for item in source[:1]))
+    is_array = (hasattr(source, "__array__") or _samples.is_typed_buffer(source)
+                or isinstance(source, (list, tuple)) and not any(hasattr(item, "__array__") for item in source[:1]))
     if not is_array and not hasattr(source, "__iter__"):
         raise TypeError(f"expected a path, a file opened for bytes, bytes, an array with its rate or arrays one after the other, got "
-                        f"{type(source).__name__}")
+                        f"{type(source).__name__}" + ("; wvad.aio.events takes blocks that come by and by" if hasattr(source, "__aiter__") else ""))
     if rate is None:
         raise errors.ArgumentError("rate: is needed with samples: wvad.segment(samples, rate)")
-    number = whole("rate", rate)
+    number = hertz("rate", rate)
     if not 4000 <= number <= 192000:
         raise errors.ArgumentError(f"rate: {number} Hz cannot be served; 4000 to 192000", "WVAD_E_FORMAT")
     return ArraySource(source, number) if is_array else BlocksSource(source, number)

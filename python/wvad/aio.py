@@ -66,6 +66,9 @@ class Stream:
         async with self._turn:
             self._stream.close()
 
+    def __repr__(self) -> str:
+        return repr(self._stream).replace("wvad.Stream", "wvad.aio.Stream", 1)
+
     async def __aenter__(self) -> "Stream":
         return self
 
@@ -75,6 +78,8 @@ class Stream:
 
 async def events(blocks: AsyncIterable[Any], rate: int = 16000, channels: int = 1, **options: Any) -> AsyncIterator[Event]:
     """The events of blocks of samples that come by and by, up to STREAM_END behind the last one. Arguments as of wvad.Stream."""
+    if not hasattr(blocks, "__aiter__"):
+        raise TypeError(f"expected blocks that come by `async for`, got {type(blocks).__name__}; wvad.aio.segment takes arrays and generators")
     async with Stream(rate, channels, **options) as listening:
         async for block in blocks:
             for event in await listening.push(block):

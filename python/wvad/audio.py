@@ -15,11 +15,12 @@ import stat
 import threading
 import weakref
 from ctypes import POINTER, c_char_p, c_float, c_int32, c_int64, c_size_t, c_uint64, c_void_p
-from typing import Any, BinaryIO, Iterator, Optional, Tuple, Union
+from typing import Any, BinaryIO, Iterator, NoReturn, Optional, Tuple, Union
 
 import numpy as np
 
 from . import _library, errors
+from ._numbers import hertz, whole
 from ._types import Array
 
 _READ_AT = ctypes.CFUNCTYPE(c_int64, c_void_p, c_uint64, c_void_p, c_size_t)
@@ -145,6 +146,10 @@ class AudioFile:
     """
 
     def __init__(self, source: AudioLike, track: int = 0, rate: Optional[int] = None) -> None:
+        number = whole("track", track)
+        if number < 0:
+            raise errors.ArgumentError(f"track: there is no sound track {number}; they count from 1, and 0 is the default one", "WVAD_E_FORMAT")
+        hz = 0 if rate is None else hertz("rate", rate) or -1
         self.damage = ""
         self.note = ""
         self._handle = c_void_p()
@@ -157,7 +162,7 @@ class AudioFile:
         if b"\0" in name:
             raise errors.AudioFileError(f"{self.name!r}: holds a zero character, which no path does")
         try:
-            self._check(self._decoders.wvad_audio_open(name, self._record(), int(track), 0 if rate is None else int(rate) or -1, ctypes.byref(self._handle)))
+            self._check(self._decoders.wvad_audio_open(name, self._record(), number, hz, ctypes.byref(self._handle)))
         except BaseException:
             self._close_own()
             raise
@@ -262,6 +267,14 @@ class AudioFile:
         if self._own is not None:
             self._own.close()
             self._own = None
+
+    def __repr__(self) -> str:
+        length = "" if self.frames is None else f", {self.frames / self.rate:.2f} s"
+        return (f"<wvad.AudioFile {self.name}: {self.rate} Hz, {self.channels} channel{'' if self.channels == 1 else 's'}{length}"
+                f"{'' if self._handle else ', closed'}>")
+
+    def __reduce__(self) -> NoReturn:
+        raise TypeError("an AudioFile cannot be pickled: its decoder lives in this process; open the recording again, or pickle its samples")
 
     def __enter__(self) -> "AudioFile":
         return self

@@ -13,7 +13,7 @@ from ._track import Outline, mono
 from ._types import Array, Channel
 from .events import Event, Sentence
 from .model import Model, ModelLike, choose
-from .stream import Stream
+from .stream import Stream, channel_number
 
 _SETTINGS = Dict[str, Any]
 
@@ -40,6 +40,8 @@ class Segmentation(Sequence[Sentence]):
     def __init__(self, source: Any, rate: Optional[int], channel: Channel, track: int, model: ModelLike, options: _SETTINGS) -> None:
         opened = _sources.open_source(source, rate, track)
         try:
+            if channel != "all":
+                channel_number(channel, opened.channels, '"mix", "all"')
             channels: List[Channel] = list(range(1, opened.channels + 1)) if channel == "all" else [channel]
             self.model: Model = choose(model, options["profile"], opened.rate)
             streams = [Stream(opened.rate, opened.channels, dtype=opened.dtype, channel=one, model=self.model, probability=True, **options)
@@ -60,6 +62,7 @@ class Segmentation(Sequence[Sentence]):
         self._turn = threading.RLock()  # of the thread that listens
         self._listens = False
         self._closing = False
+        self._untold: Optional[TypeError] = None
         self._run: Optional[Iterator[None]] = self._listen(opened, streams)
 
     def _listen(self, source: _sources.Source, streams: List[Stream]) -> Iterator[None]:
@@ -103,6 +106,9 @@ class Segmentation(Sequence[Sentence]):
             if self._closing:
                 self._give_back()
             if self._run is None:
+                untold, self._untold = self._untold, None
+                if untold is not None:
+                    raise untold
                 if self._trouble:
                     raise errors.StateError(f"{self.name}: was not heard to its end ({self._trouble})")
                 return False
@@ -167,7 +173,11 @@ class Segmentation(Sequence[Sentence]):
                 place += 1
 
     def __len__(self) -> int:
-        return len(self.finish().found)
+        try:
+            return len(self.finish().found)
+        except TypeError as trouble:  # list() asks for the length first, and passes over this kind
+            self._untold = trouble
+            raise
 
     def __bool__(self) -> bool:
         return any(True for _ in self)

@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import ctypes
-import operator
 import threading
 import warnings
 import weakref
@@ -14,6 +13,7 @@ import numpy as np
 
 from . import _audit, _library, _samples, errors, settings
 from ._types import Array, Channel
+from ._numbers import hertz, whole
 from .events import Event, EventKind, event_of
 from .model import Model, ModelLike, choose
 
@@ -37,7 +37,7 @@ class StreamInfo:
     mix_loss_db: float
 
 
-def channel_number(channel: Channel, channels: int) -> int:
+def channel_number(channel: Channel, channels: int, words: str = '"mix"') -> int:
     """0 for "mix", or a number from 1. Raises ArgumentError for a channel that the audio does not have."""
     if channel == "mix":
         return 0
@@ -45,18 +45,7 @@ def channel_number(channel: Channel, channels: int) -> int:
         number = whole("channel", channel)
         if 1 <= number <= channels:
             return number
-    raise errors.ArgumentError(f"channel: {channel!r} is neither \"mix\" nor a number from 1 to {channels}", "WVAD_E_FORMAT")
-
-
-def whole(what: str, value: Any) -> int:
-    """A whole number; raises TypeError for anything else, and ArgumentError beyond 31 bits."""
-    try:
-        number = operator.index(value)
-    except TypeError:
-        raise TypeError(f"{what}: expected a whole number, got {value!r}") from None
-    if abs(number) >= 2**31:
-        raise errors.ArgumentError(f"{what}: {number} is out of range", "WVAD_E_FORMAT")
-    return number
+    raise errors.ArgumentError(f"channel: {channel!r} is neither {words} nor a number from 1 to {channels}", "WVAD_E_FORMAT")
 
 
 def _close(handle: ctypes.c_void_p) -> None:
@@ -69,7 +58,7 @@ class Stream:
     Args:
         rate: of the audio in Hz, 4000 to 192000.
         channels: of the audio, 1 to 65535.
-        dtype: type of the samples, "int16", "int32" or "float32"; None for that of the first piece (float64 becomes float32).
+        dtype: type of the samples, "int16", "int32" or "float32" (or NumPy's of that name); None for that of the first piece (float64 becomes float32).
         channel: that is listened to, from 1, or "mix" for the mean of all.
         profile: "default", "fast", "dictation", "meeting" or "telephone".
         model: a Model, a name, a path or bytes; None for the bundled one that suits profile and rate.
@@ -81,14 +70,12 @@ class Stream:
     A `with` block closes the stream; the last sentence comes with `finish()`.
     """
 
-    def __init__(self, rate: int = 16000, channels: int = 1, *, dtype: Optional[str] = None, channel: Channel = "mix",
+    def __init__(self, rate: int = 16000, channels: int = 1, *, dtype: Any = None, channel: Channel = "mix",
                  profile: str = "default", model: ModelLike = None, probability: bool = False, audio: bool = False,
                  features: bool = False, **settings_by_name: float) -> None:
-        self.rate = whole("rate", rate)
+        self.rate = hertz("rate", rate)
         self.channels = whole("channels", channels)
-        if dtype is not None and dtype not in _samples.FORMS:
-            raise errors.ArgumentError(f"dtype: {dtype!r} is none of {', '.join(_samples.FORMS)}", "WVAD_E_FORMAT")
-        self.dtype = dtype
+        self.dtype = None if dtype is None else _samples.form_name(dtype)
         self._settings = settings.make(profile, settings_by_name)
         self.model: Model = choose(model, profile, self.rate)
         self._options = _library.StreamOptions()
@@ -106,7 +93,7 @@ class Stream:
         self._finalizer: Callable[[], Any] = lambda: None
         self.channel = channel_number(channel, self.channels) if self.channels > 0 else 0
         self._options.channel = self.channel
-        self._open(dtype or "int16")
+        self._open(self.dtype or "int16")
 
     def _open(self, dtype: str) -> None:
         """Opens the library's stream for samples of this type, in place of one that has heard nothing yet."""
@@ -174,6 +161,10 @@ class Stream:
                 self._finalizer()
                 self._handle = ctypes.c_void_p()
 
+    def __repr__(self) -> str:
+        form = f"{self.rate} Hz, {self.channels} channel{'' if self.channels == 1 else 's'}{f', {self.dtype}' if self.dtype else ''}"
+        return f"<wvad.Stream of {form}: {self.model.name}{', closed' if self.closed else ''}>"
+
     def __enter__(self) -> "Stream":
         return self
 
@@ -189,7 +180,7 @@ class Stream:
     def _pieces(self, samples: Any) -> Iterator[Array]:
         """`samples` as the library takes them, a second at a time. All of them are looked at before the first is handed over, so that a
         refusal takes nothing."""
-        if isinstance(samples, (bytes, bytearray, memoryview)):
+        if _samples.is_bytes(samples):
             samples = _samples.whole_frames(bytes(samples), self.dtype or "int16", self.channels)
         array = _samples.as_array(samples)
         given = 1 if array.ndim == 1 else array.shape[1]

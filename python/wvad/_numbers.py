@@ -1,0 +1,25 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Whole numbers as callers give them."""
+from __future__ import annotations
+
+import operator
+from typing import Any
+
+from . import errors
+
+
+def whole(what: str, value: Any) -> int:
+    """A whole number; raises TypeError for anything else, and ArgumentError beyond 31 bits."""
+    try:
+        number = operator.index(value)
+    except TypeError:
+        raise TypeError(f"{what}: expected a whole number, got {value!r}") from None
+    if abs(number) >= 2**31:
+        raise errors.ArgumentError(f"{what}: {number} is out of range", "WVAD_E_FORMAT")
+    return number
+
+
+def hertz(what: str, value: Any) -> int:
+    """A rate, which other packages hand out as a float: 44100.0 is taken, 44100.5 is no whole number."""
+    is_integer = getattr(value, "is_integer", None)  # of float and NumPy's
+    return whole(what, int(value) if callable(is_integer) and is_integer() else value)
