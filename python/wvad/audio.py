@@ -8,6 +8,7 @@ from __future__ import annotations
 
 import contextlib
 import ctypes
+import errno
 import io
 import os
 import re
@@ -47,7 +48,8 @@ _PROTOTYPES = {
     "wvad_audio_note": (c_char_p, [c_void_p]),
     "wvad_audio_close": (None, [POINTER(c_void_p)]),
 }
-_OF_CODE = {3: errors.AudioFileError, 4: errors.AudioError, 5: errors.ArgumentError, 8: errors.AudioFileError}
+_NO_FILE = 3
+_OF_CODE = {4: errors.AudioError, 5: errors.ArgumentError, 8: errors.AudioFileError}
 
 _loading = threading.Lock()
 _loaded: Optional[ctypes.CDLL] = None
@@ -119,6 +121,17 @@ class _CallerFile:
         return view.tobytes()
 
 
+def _refusal(path: Optional[str]) -> int:
+    """Why the system does not give a file out (errno); 0 where it does, or where there is none."""
+    if path is None:
+        return 0
+    try:
+        os.close(os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC))
+        return errno.EISDIR if os.path.isdir(path) else 0
+    except OSError as reason:
+        return reason.errno or 0
+
+
 def _close(decoders: ctypes.CDLL, handle: c_void_p, _held: Any) -> None:
     decoders.wvad_audio_close(ctypes.byref(handle))
 
@@ -157,6 +170,7 @@ class AudioFile:
         self._decoders = _decoders()
         self._own: Optional[BinaryIO] = None
         self._file: Optional[_CallerFile] = None
+        self._path: Optional[str] = None
         self.name: str
         name = self._take(source)
         if b"\0" in name:
@@ -187,6 +201,7 @@ class AudioFile:
             self.name = path.decode("utf-8", "backslashreplace")
             if re.match(rb"[A-Za-z0-9+.-]+://", path) and not os.path.exists(path):
                 raise errors.AudioFileError(f"{self.name}: is an address; give what urllib.request.urlopen opens, or a file")
+            self._path = os.fsdecode(path)
             self._open_special(path)
             # To the decoders "-" is standard input, and what holds "://" an address.
             return path if os.path.isabs(path) else b"./" + path if path == b"-" or b"://" in path else path
@@ -208,7 +223,7 @@ class AudioFile:
         try:
             self._own = open(path, "rb", buffering=0)
         except OSError as reason:
-            raise errors.AudioFileError(f"{self.name}: cannot be opened: {reason.strerror}") from None
+            raise errors.of_file(f"{self.name}: cannot be opened: {reason.strerror}", reason.errno or 0, os.fsdecode(path)) from None
         self._file = _CallerFile(self._own, self.name)
 
     def _check(self, code: int) -> int:
@@ -216,10 +231,11 @@ class AudioFile:
         if self._file is not None and self._file.failure is not None:
             failure, self._file.failure = self._file.failure, OSError(f"{self.name}: broke off before")
             raise failure
-        if code > 0 and not self._handle:
-            raise _OF_CODE.get(code, errors.Error)(_library.text(self._decoders.wvad_audio_last_error()))
-        if code < 0:
-            raise _OF_CODE.get(-code, errors.Error)(_library.text(self._decoders.wvad_audio_last_error()))
+        if code < 0 or code > 0 and not self._handle:
+            words = _library.text(self._decoders.wvad_audio_last_error())
+            if abs(code) == _NO_FILE:
+                raise errors.of_file(words, _refusal(self._path), self._path)
+            raise _OF_CODE.get(abs(code), errors.Error)(words)
         return code
 
     def read(self, frames: int) -> Array:

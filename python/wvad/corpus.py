@@ -46,7 +46,8 @@ def row_of(entry: corpus_input.Entry, options: Dict[str, Any]) -> Dict[str, Any]
             warnings.simplefilter("ignore", errors.AudioWarning)  # the row says it
             found = segments.segment(entry.path, **options).finish()
     except (errors.Error, OSError, ValueError) as trouble:
-        return {**row, "error": str(trouble), "kind": type(trouble).__name__}
+        kind = errors.AudioFileError if isinstance(trouble, errors.AudioFileError) else type(trouble)
+        return {**row, "error": str(trouble), "kind": kind.__name__}
     sentences = [{name: rounded(value) for name, value in one.to_dict().items() if name in _SENTENCE} for one in found]
     return {**row, "rate": found.rate, "channels": found.channels, "duration": rounded(found.duration), "damage": found.damage,
             "note": found.note, "sentences": sentences}

@@ -6,6 +6,8 @@ A value of a wrong Python type is a plain `TypeError`, as everywhere.
 """
 from __future__ import annotations
 
+import errno
+import os
 from typing import Any, Dict, Type
 
 
@@ -33,7 +35,26 @@ class AudioError(Error, ValueError):
 
 
 class AudioFileError(Error, OSError):
-    """A recording that is missing, a folder, or cannot be read."""
+    """A recording that is missing, a folder, or cannot be read. `errno` and `filename` are those of the system's refusal, None where there was
+    none."""
+
+    def __str__(self) -> str:
+        return str(self.args[0])
+
+    def __reduce__(self) -> Any:
+        return (*super().__reduce__(), {"errno": self.errno, "strerror": self.strerror, "filename": self.filename})
+
+
+class AudioFileNotFoundError(AudioFileError, FileNotFoundError):
+    """A recording that is missing."""
+
+
+class AudioFileIsFolderError(AudioFileError, IsADirectoryError):
+    """A recording that is a folder."""
+
+
+class AudioFilePermissionError(AudioFileError, PermissionError):
+    """A recording that must not be read."""
 
 
 class ModelError(Error, ValueError):
@@ -54,6 +75,22 @@ class LibraryMemoryError(Error, MemoryError):
 
 class AudioWarning(UserWarning):
     """A recording that was heard, but was not whole, or of which something should be known; samples whose scale seems wrong."""
+
+
+_OF_ERRNO: Dict[int, Type[AudioFileError]] = {
+    errno.ENOENT: AudioFileNotFoundError,
+    errno.EISDIR: AudioFileIsFolderError,
+    errno.EACCES: AudioFilePermissionError,
+    errno.EPERM: AudioFilePermissionError,
+}
+
+
+def of_file(message: str, number: int, filename: Any) -> AudioFileError:
+    """The exception for a file that the system refuses with `number` (errno; 0 where it does not)."""
+    error = _OF_ERRNO.get(number, AudioFileError)(message)
+    if number:
+        error.errno, error.strerror, error.filename = number, os.strerror(number), filename
+    return error
 
 
 _OF_STATUS: Dict[str, Type[Error]] = {

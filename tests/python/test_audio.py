@@ -3,6 +3,7 @@
 import array
 import io
 import os
+import pickle
 import signal
 import subprocess
 import sys
@@ -91,6 +92,30 @@ class Refusals(InFolder):
         self.refused(wvad.AudioFileError, "zero character", "a\0b.wav")
         self.refused(wvad.AudioFileError, r"caf\\xe9.wav: no such file", os.fsdecode(b"caf\xe9.wav"))
         self.refused(wvad.AudioFileError, "is an address.*urlopen", "https://example.org/talk.mp3")
+
+    def test_what_cannot_be_opened_is_of_the_kind_that_open_raises(self):
+        locked = self.wave("locked.wav", SIGNAL)
+        locked.chmod(0)
+        cases = [(FileNotFoundError, self.folder / "gone.wav"), (FileNotFoundError, ""), (IsADirectoryError, self.folder)]
+        if not os.access(locked, os.R_OK):  # not as root
+            cases.append((PermissionError, locked))
+        for kind, path in cases:
+            with self.subTest(kind):
+                with self.assertRaises(kind) as as_open:
+                    open(path, "rb")
+                with self.assertRaises(kind) as caught:
+                    wvad.segment(path)
+                error = caught.exception
+                self.assertIsInstance(error, wvad.AudioFileError)
+                self.assertEqual((error.errno, error.filename), (as_open.exception.errno, os.fspath(path)))
+                again = pickle.loads(pickle.dumps(error))
+                self.assertEqual((type(again), str(again), again.errno, again.filename), (type(error), str(error), error.errno, error.filename))
+                self.assertNotIn("Errno", str(error))
+        for errno, kind in ((1, PermissionError), (13, PermissionError), (5, OSError)):
+            error = wvad.errors.of_file("words", errno, "a.wav")
+            self.assertIsInstance(error, kind)
+            self.assertEqual((str(error), error.errno, error.filename, error.status), ("words", errno, "a.wav", ""))
+        self.assertEqual((str(wvad.AudioFileError("words")), wvad.AudioFileError("words").errno), ("words", None))
 
     def test_file_objects_that_are_none(self):
         class Failing(io.RawIOBase):
