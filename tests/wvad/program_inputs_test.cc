@@ -206,6 +206,20 @@ TEST_F(Inputs, OneWrongBitIsSaidWhereTheFormatHasAChecksum) {
   }
 }
 
+TEST_F(Inputs, LengthInTheNoteOfAnMp3HoldsWhateverItsChecksumIsReckonedOver) {
+  for (const Kind& kind : kKinds) {
+    if (std::strcmp(kind.ending, "mp3") == 0) Recording(kind);
+  }
+  std::string bytes = folder_.read("a.mp3");
+  const size_t note = std::min(bytes.find("Info"), bytes.find("Xing"));
+  ASSERT_LT(note, 200U);
+  bytes[note + 154] = static_cast<char>(~bytes[note + 154]);  // the note's own checksum
+  EXPECT_EQ(Segment({"-f", "json", folder_.write("b.mp3", bytes)}).code, 0);
+  const nlohmann::json file =
+      ExpectDamage(Segment({"-f", "json", folder_.write("c.mp3", bytes.substr(0, bytes.size() / 2))}), "cut short: ");
+  EXPECT_THAT(file["damage"].get<std::string>(), HasSubstr(" of about "));
+}
+
 TEST_F(Inputs, WaveThatWasNeverClosedIsHeardWhole) {
   Wav("a.wav", 5, kTwoBursts);
   std::string bytes = folder_.read("a.wav");

@@ -90,7 +90,7 @@ bool StartsWithMp3Frames(ByteSource& bytes) {
 
 std::optional<Mp3Note> FindMp3Note(ByteSource& bytes) {
   constexpr size_t kTagOffsets[] = {13, 21, 36};  // behind the side information, which has three sizes
-  constexpr size_t kToLength = 148, kToCrc = 152, kToCheck = 154, kToEnd = 156;
+  constexpr size_t kToBytes = 12, kToLength = 148, kToCrc = 152, kToCheck = 154, kToEnd = 156;
   std::array<unsigned char, 36 + kToEnd> frame{};
   const uint64_t begin = BehindId3(bytes);
   if (bytes.ReadAt(begin, frame.data(), frame.size()) < frame.size()) return std::nullopt;
@@ -99,16 +99,19 @@ std::optional<Mp3Note> FindMp3Note(ByteSource& bytes) {
   for (const size_t offset : kTagOffsets) {
     const unsigned char* tag = frame.data() + offset;
     if (std::memcmp(tag, "Xing", 4) != 0 && std::memcmp(tag, "Info", 4) != 0) continue;
-    constexpr uint64_t kAllFields = 15;  // the note stands where it does only behind all four
+    constexpr uint64_t kAllFields = 15;  // the note stands where it does only behind all four: frames, bytes, ...
     if ((Big(tag + 4, 4) & kAllFields) != kAllFields) return std::nullopt;
     // The tag has a checksum of its own, over everything of the frame before it.
-    if (UpdateCrc(0, frame.data(), offset + kToCheck) != Big(tag + kToCheck, 2)) return std::nullopt;
-    return Mp3Note{begin + header->bytes, begin + Big(tag + kToLength, 4), static_cast<uint16_t>(Big(tag + kToCrc, 2))};
+    if (UpdateCrc(0, frame.data(), offset + kToCheck) == Big(tag + kToCheck, 2)) {
+      return Mp3Note{begin + header->bytes, begin + Big(tag + kToLength, 4), static_cast<uint16_t>(Big(tag + kToCrc, 2))};
+    }
+    return Mp3Note{begin + header->bytes, begin + Big(tag + kToBytes, 4), std::nullopt};
   }
   return std::nullopt;
 }
 
 bool NoteHolds(ByteSource& bytes, const Mp3Note& note) {
+  if (!note.crc) return true;
   std::vector<unsigned char> piece(1 << 16);
   uint16_t crc = 0;
   for (uint64_t at = note.begin; at < note.end;) {
@@ -117,7 +120,7 @@ bool NoteHolds(ByteSource& bytes, const Mp3Note& note) {
     crc = UpdateCrc(crc, piece.data(), wanted);
     at += wanted;
   }
-  return crc == note.crc;
+  return crc == *note.crc;
 }
 
 }  // namespace TSEG::tool

@@ -29,16 +29,17 @@ uint64_t BehindId3(ByteSource& bytes);
 // Three frames of one kind one after another: chance does not bring that about in raw samples.
 bool StartsWithMp3Frames(ByteSource& bytes);
 
-// The encoder's note ("LAME tag"): where the sound begins, how long it is in bytes, and the CRC-16 of it.
+// The encoder's note ("Xing" or "Info", and what LAME put behind it): where the sound begins and ends in bytes, and the CRC-16 of it where
+// the note's own checksum holds. Some encoders reckon that over other bytes; what they say of the length is good all the same.
 struct Mp3Note {
   uint64_t begin = 0;
   uint64_t end = 0;
-  uint16_t crc = 0;
+  std::optional<uint16_t> crc;
 };
 
 // None without a note, or with one that does not say.
 std::optional<Mp3Note> FindMp3Note(ByteSource& bytes);
-// Whether the bytes are those that the note was made of; false also where they are not all there.
+// Whether the bytes are those that the note was made of, as far as it says; false also where they are not all there.
 bool NoteHolds(ByteSource& bytes, const Mp3Note& note);
 
 }  // namespace TSEG::tool
