@@ -16,7 +16,7 @@ import stat
 import threading
 import weakref
 from ctypes import POINTER, c_char_p, c_float, c_int32, c_int64, c_size_t, c_uint64, c_void_p
-from typing import Any, BinaryIO, Iterator, NoReturn, Optional, Tuple, Union
+from typing import Any, BinaryIO, Generator, Iterator, NoReturn, Optional, Tuple, Union
 
 import numpy as np
 
@@ -24,10 +24,16 @@ from . import _library, errors
 from ._numbers import hertz, whole
 from ._types import Array
 
-_READ_AT = ctypes.CFUNCTYPE(c_int64, c_void_p, c_uint64, c_void_p, c_size_t)
 _NOT_HERE = "there are no decoders in this installation ({}); decode the recording otherwise and give the samples: wvad.segment(array, rate)"
 
 AudioLike = Union[str, "os.PathLike[str]", bytes, bytearray, memoryview, BinaryIO]
+
+
+class _Request(ctypes.Structure):
+    _fields_ = [("user", c_void_p), ("offset", c_uint64), ("out", c_void_p), ("count", c_size_t), ("got", c_int64)]
+
+
+_READ_AT = ctypes.CFUNCTYPE(None, POINTER(_Request))
 
 
 class _Bytes(ctypes.Structure):
@@ -86,21 +92,31 @@ class _CallerFile:
             length = file.tell() - self._base
             file.seek(self._base)
         self._seekable = length >= 0
-        self._callback = _READ_AT(self._read_at)  # held as long as the decoder may call
+        serving = self._serve()
+        next(serving)
+        self._callback = _READ_AT(serving.send)  # held as long as the decoder may call
         self.record = _Bytes(self._callback, None, max(length, -1))
 
-    def _read_at(self, _user: Any, offset: int, out: int, count: int) -> int:
-        try:
-            if self.failure is not None:
-                return -1
-            data = self._read(offset, count)
-            if len(data) > count:
-                raise errors.AudioFileError(f"{self._name}: its read({count}) gave {len(data)} bytes")
-            ctypes.memmove(out, data, len(data))
-            return len(data)
-        except BaseException as failure:  # an interrupt too
-            self.failure = failure
-            return -1
+    def _serve(self) -> Generator[None, Any, None]:
+        """Answers one request after the other. A generator is within its `try` from the moment on that it is called: what a signal's handler
+        raises there would be lost at the entry of a function."""
+        while True:
+            try:
+                while True:
+                    self._answer((yield).contents)
+            except GeneratorExit:
+                raise
+            except BaseException as failure:  # an interrupt too
+                self.failure = failure
+
+    def _answer(self, request: _Request) -> None:
+        if self.failure is not None:
+            return
+        data = self._read(request.offset, request.count)
+        if len(data) > request.count:
+            raise errors.AudioFileError(f"{self._name}: its read({request.count}) gave {len(data)} bytes")
+        ctypes.memmove(request.out, data, len(data))
+        request.got = len(data)
 
     def _read(self, offset: int, count: int) -> bytes:
         if self._seekable:
@@ -249,6 +265,7 @@ class AudioFile:
             if got < frames:
                 self.damage = _library.text(self._decoders.wvad_audio_damage(self._handle))
                 self.note = _library.text(self._decoders.wvad_audio_note(self._handle))
+                self._check(0)
             return block[:got]
 
     @contextlib.contextmanager

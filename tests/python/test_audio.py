@@ -244,6 +244,27 @@ except wvad.UnavailableError as refusal:
 
 
 class Interrupts(InFolder):
+    def test_an_interrupt_while_the_decoder_asks_for_bytes_is_not_lost(self):
+        script = """
+import os, signal, threading, wvad
+class Endless:
+    def read(self, count):
+        return b"\\1\\2"
+class OfHandler(Exception):
+    pass
+def handler(*_):
+    raise OfHandler
+for number in (signal.SIGINT, signal.SIGUSR1, signal.SIGUSR1):
+    signal.signal(signal.SIGUSR1, handler)
+    threading.Timer(0.1, os.kill, (os.getpid(), number)).start()
+    try:
+        wvad.segment(Endless())
+    except BaseException as end:
+        print(type(end).__name__)
+"""
+        said = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, timeout=100, check=False)
+        self.assertEqual((said.stdout.split(), said.stderr), (["KeyboardInterrupt", "OfHandler", "OfHandler"], ""))
+
     def test_an_interrupt_ends_the_waiting_for_a_pipe(self):
         os.mkfifo(self.folder / "pipe")
         script = """

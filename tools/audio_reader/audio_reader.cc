@@ -31,6 +31,13 @@ std::string& LastError() {
   return text;
 }
 
+// How many bytes the caller stored in `out`, at most `count`; -1 for a failure, and for more than were asked for.
+int64_t Ask(const wvad_audio_bytes& bytes, uint64_t offset, void* out, size_t count) {
+  wvad_audio_request request = {bytes.user, offset, out, count, -1};
+  bytes.read_at(&request);
+  return request.got <= static_cast<int64_t>(count) ? request.got : -1;
+}
+
 // Bytes of the caller that can be read again from anywhere.
 class CallerBytes : public ByteSource {
  public:
@@ -42,7 +49,7 @@ class CallerBytes : public ByteSource {
     count = static_cast<size_t>(std::min<uint64_t>(count, length - offset));
     size_t got = 0;
     while (got < count) {
-      const int64_t more = bytes_.read_at(bytes_.user, offset + got, static_cast<char*>(out) + got, count - got);
+      const int64_t more = Ask(bytes_, offset + got, static_cast<char*>(out) + got, count - got);
       if (more < 0) throw Failure(ExitCode::kNoFile, name_ + ": cannot be read");
       if (more == 0) break;
       got += static_cast<size_t>(more);
@@ -59,7 +66,7 @@ class CallerBytes : public ByteSource {
 std::unique_ptr<ByteSource> BytesOf(const std::string& name, const wvad_audio_bytes& bytes) {
   if (bytes.length >= 0) return std::make_unique<CallerBytes>(name, bytes);
   return StreamOf(name, [bytes, offset = uint64_t{0}](void* out, size_t count) mutable {
-    const int64_t got = bytes.read_at(bytes.user, offset, out, count);
+    const int64_t got = Ask(bytes, offset, out, count);
     if (got < 0) errno = EIO;
     offset += static_cast<uint64_t>(std::max<int64_t>(got, 0));
     return static_cast<long>(got);

@@ -35,11 +35,21 @@ WVAD_AUDIO_API const char* wvad_audio_version(void);
 /* Why the last call on this thread failed: one line, in the encoding of the name that was given. Valid until the next failure. */
 WVAD_AUDIO_API const char* wvad_audio_last_error(void);
 
-/* Bytes that the caller brings. `read_at` stores up to `count` of them, from `offset` on, in `out` and returns how many: fewer only where
- * no more are there yet, 0 at the end, -1 where it failed. It is called within wvad_audio_open, _read and _damage, on their thread.
+/* What is asked for of bytes that the caller brings: up to `count` of them, from `offset` on, into `out`. `got`: how many were stored
+ * there, fewer than `count` only where no more are there yet, 0 at the end. It is -1, a failure, until the caller sets it: a callback that
+ * an exception ends on its way hands nothing back. */
+typedef struct wvad_audio_request {
+  void* user;
+  uint64_t offset;
+  void* out;
+  size_t count;
+  int64_t got;
+} wvad_audio_request;
+
+/* Bytes that the caller brings. `read_at` is called within wvad_audio_open, _read and _damage, on their thread; `user` is handed to it.
  * `length` in bytes, -1 for a stream, whose offsets only go forward. */
 typedef struct wvad_audio_bytes {
-  int64_t (*read_at)(void* user, uint64_t offset, void* out, size_t count);
+  void (*read_at)(wvad_audio_request* request);
   void* user;
   int64_t length;
 } wvad_audio_bytes;
