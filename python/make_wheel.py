@@ -60,12 +60,14 @@ def lay_out_papers(stage, carried):
         shutil.copy(paper, papers / f"copyright.{owner.split()[0]}")
     licence = "Apache-2.0 (the Python and C++ sources); libraries in the wheel under the LGPL and BSD licences of their authors"
     whole = "Its own code is under the Apache License 2.0."
+    exempt = "\nNone of the libraries puts the wheel as a whole under the GPL; libgomp does not by the GCC Runtime Library Exception."
     if any(library.name.startswith("libfftw3") for library in carried):
         licence = "GPL-3.0-or-later as a whole, since it carries FFTW; its own sources Apache-2.0"
+        exempt = ""
         whole += ("\nIt carries FFTW, so the GPL holds for the wheel as a whole (version 3): whoever hands it on also offers the complete source"
                   "\ncode. A build with another transform (see NOTICE) carries no such library, and this paragraph is not there.")
     (papers / "README.txt").write_text("What this wheel carries beside its own code, each with its copyright file here:\n\n" + "\n".join(lines) +
-                                       "\n\n" + whole + "\n", encoding="utf-8")
+                                       "\n\n" + whole + exempt + "\n", encoding="utf-8")
     return licence
 
 

@@ -51,9 +51,16 @@ class Wheel(unittest.TestCase):
             plain = re.sub(r"-[0-9a-f]{8}", "", path.name)
             self.assertIn(plain, (PACKAGE / "licences/README.txt").read_text(encoding="utf-8"))
         self.assertTrue(any(name.endswith("dist-info/NOTICE") for name in names))
-        carries_fftw = any("libfftw3" in name for name in names)
+
+    def test_a_wheel_with_fftw_is_under_the_gpl_and_says_so_and_one_without_is_not(self):
+        carries_fftw = any("libfftw3" in name for name in self.wheel.namelist())
+        self.assertEqual(carries_fftw, os.environ["WVAD_FFT"] == "fftw")
         licence = importlib.metadata.metadata("wvad")["License"]
         self.assertEqual("GPL" in licence.replace("LGPL", ""), carries_fftw)
+        papers = (PACKAGE / "licences/README.txt").read_text(encoding="utf-8")
+        self.assertEqual("so the GPL holds for the wheel as a whole" in papers, carries_fftw)
+        self.assertEqual("None of the libraries puts the wheel as a whole under the GPL" in papers, not carries_fftw)
+        self.assertEqual(bool(list((PACKAGE / "licences").glob("copyright.libfftw3*"))), carries_fftw)
 
     def test_metadata(self):
         metadata = importlib.metadata.metadata("wvad")
