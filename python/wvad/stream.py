@@ -58,7 +58,7 @@ class Stream:
     Args:
         rate: of the audio in Hz, 4000 to 192000.
         channels: of the audio, 1 to 65535.
-        dtype: type of the samples, "int16", "int32" or "float32" (or NumPy's of that name); None for that of the first piece (float64 becomes float32).
+        dtype: type of the samples, "int16", "int32" or "float32" (or NumPy's of that name); None for that of the first piece that is taken (float64 becomes float32).
         channel: that is listened to, from 1, or "mix" for the mean of all.
         profile: "default", "fast", "dictation", "meeting" or "telephone".
         model: a Model, a name, a path or bytes; None for the bundled one that suits profile and rate.
@@ -119,6 +119,7 @@ class Stream:
         with self._in_use():
             for piece in self._pieces(samples):
                 _library.check(_library.lib.wvad_stream_push(self._handle, piece.ctypes.data, piece.nbytes))
+                self.dtype = piece.dtype.name
                 self._collect()
             return self._take()
 
@@ -189,9 +190,8 @@ class Stream:
                                        "WVAD_E_FORMAT")
         dtype = _samples.type_of(array)
         if self.dtype is None:
-            if dtype != "int16":
+            if self._options.sample_form != _samples.FORMS[dtype]:
                 self._open(dtype)
-            self.dtype = dtype
         elif dtype != self.dtype:
             raise TypeError(f"samples: of type {array.dtype}, but this stream takes {self.dtype}")
         if not self._scale_told:

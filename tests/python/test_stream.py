@@ -153,6 +153,15 @@ class Refusals(unittest.TestCase):
         burst = np.stack([SIGNAL, SIGNAL], axis=1) / np.float32(32768)
         self.assertEqual(self.stream.push(burst) + self.stream.finish(), run(SIGNAL))
 
+    def test_a_first_piece_that_is_refused_does_not_say_which_type_the_samples_have(self):
+        for refused in (np.full(10, np.nan, np.float32), np.full(40000, np.nan, np.float64)):
+            with wvad.Stream(16000, model=MODEL) as stream:
+                self.refused(wvad.ArgumentError, "not a finite number", stream.push, refused)
+                self.assertEqual(stream.push(np.empty(0)), [])
+                self.assertIsNone(stream.dtype)
+                self.assertEqual(stream.push(SIGNAL) + stream.finish(), run(SIGNAL))
+                self.assertEqual(stream.dtype, "int16")
+
     def test_a_channel_that_is_not_listened_to_may_hold_anything(self):
         samples = np.full((32000, 2), np.nan, np.float32)
         samples[:, 0] = 0
