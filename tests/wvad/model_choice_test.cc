@@ -45,7 +45,7 @@ TEST_F(ModelChoiceTest, ARateThatIsNotKnownCountsAsAHighOne) { EXPECT_EQ(For(0),
 
 TEST_F(ModelChoiceTest, BothFormsMayBeRead) {
   EXPECT_EQ(ModelChoice(engine_).models(), (std::vector<std::string>{"both", "both_8k"}));
-  EXPECT_EQ(FilesOfEngine(engine_), (std::vector<std::string>{models_.file("both.bin"), models_.file("both_8k.bin")}));
+  EXPECT_EQ(FilesBesideRecordings(engine_, ""), (std::vector<std::string>{models_.file("both.bin"), models_.file("both_8k.bin")}));
 }
 
 TEST_F(ModelChoiceTest, TheRateAheadIsThatOfTheFile) {

@@ -33,6 +33,15 @@ TEST_F(Program, OutputNeverFallsOnARecordingWhateverItsSpelling) {
   EXPECT_EQ(folder_.read("hard.wav"), bytes);
 }
 
+TEST_F(Program, OutputNeverFallsOnTheListOfRecordings) {
+  const std::string list = folder_.write("list.csv", Wav("a.wav", 3, {{1.0, 2.0}}) + "\n");
+  const std::string names = folder_.read("list.csv");
+  for (const char* command : kWriters) {
+    ExpectFailure(Run(command, {"--force", "-o", list, "--files-from", list}), 8, "is read in the same run; choose another output");
+  }
+  EXPECT_EQ(folder_.read("list.csv"), names);
+}
+
 TEST_F(Program, StandardOutputNeverFallsOnARecording) {
   const std::string path = Wav("a.wav", 3, {{1.0, 2.0}});
   const std::string bytes = folder_.read("a.wav");

@@ -41,8 +41,9 @@ std::vector<std::string> AllSettings(const EngineOptions& options, const std::st
   return settings;
 }
 
-std::vector<std::string> FilesOfEngine(const EngineOptions& options) {
+std::vector<std::string> FilesBesideRecordings(const EngineOptions& options, const std::string& list) {
   std::vector<std::string> files;
+  if (!list.empty()) files.push_back(list);
   if (!options.config.empty()) files.push_back(options.config);
   try {
     for (const std::string& model : ModelChoice(options).models()) files.push_back(FindModel(model, options.models_dir));

@@ -23,8 +23,9 @@ struct EngineOptions {
 // What the engine is to be set to: by plain names, then by --set, which wins. `model` is the model's file. Throws Failure(kBadParameter).
 std::vector<std::string> AllSettings(const EngineOptions& options, const std::string& model);
 
-// What a run with these options may read beside recordings: the model in its forms, if there is one, and the configuration.
-std::vector<std::string> FilesOfEngine(const EngineOptions& options);
+// What a run with these options may read beside recordings: the model in its forms, if there is one, the configuration, and the list of
+// names, if there is one.
+std::vector<std::string> FilesBesideRecordings(const EngineOptions& options, const std::string& list);
 
 // The text that follows our own lines in the engine's configuration: the settings of the audio-quality component, the user's
 // configuration, and, where both are silent, the component's sample rate, which has to be that of the sessions, and the energy floor.

@@ -173,7 +173,7 @@ ExitCode RunExplain(const ExplainOptions& options) {
   RememberInterrupts();
   ParsePlaces(options.at);  // before any work
   if (options.input.channel == "all") throw Failure(ExitCode::kUsage, "--channel all: decisions are of one channel at a time");
-  std::vector<std::string> read = FilesOfEngine(options.engine);
+  std::vector<std::string> read = FilesBesideRecordings(options.engine, options.input.list.list);
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());
   const OutputRules rules(options.force, read);
   CheckOutput(options.output, rules);

@@ -151,7 +151,7 @@ ExitCode RunPage(const PageOptions& options) {
   const std::vector<EngineOptions> tracks = TracksOf(options);
   std::vector<std::string> read = options.input.files;
   for (const EngineOptions& track : tracks) {
-    const std::vector<std::string> files = FilesOfEngine(track);
+    const std::vector<std::string> files = FilesBesideRecordings(track, options.input.list.list);
     read.insert(read.end(), files.begin(), files.end());
   }
   const OutputRules rules(options.force, read);

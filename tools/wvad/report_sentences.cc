@@ -18,7 +18,7 @@ ReportShape ShapeOf(const ReportOptions& options, const HeardWith& first) {
 }
 
 ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
-  std::vector<std::string> read = FilesOfEngine(options.engine);
+  std::vector<std::string> read = FilesBesideRecordings(options.engine, options.input.list.list);
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());
   OutputRules rules(options.force || options.resume, read);
   task.keep_away = [&](const std::string& path) {

@@ -78,7 +78,7 @@ class Retouch {
 
  private:
   std::vector<std::string> FilesRead() const {
-    std::vector<std::string> read = FilesOfEngine(options_.engine);
+    std::vector<std::string> read = FilesBesideRecordings(options_.engine, options_.input.list.list);
     read.push_back(options_.input.files.at(0));
     return read;
   }

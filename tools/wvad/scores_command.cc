@@ -202,7 +202,7 @@ std::vector<std::string> FilesLeft(const OutputFolder& folder, const std::vector
 ExitCode RunScores(const ScoresOptions& options) {
   RememberInterrupts();
   CheckUsage(options);
-  std::vector<std::string> read = FilesOfEngine(options.engine);
+  std::vector<std::string> read = FilesBesideRecordings(options.engine, options.input.list.list);
   std::optional<OutputFolder> folder;
   const OutputSuffixes suffixes = {std::string("scores.") + options.format->ending, ""};
   FolderOptions folder_options = options.folder;

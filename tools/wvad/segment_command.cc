@@ -44,7 +44,8 @@ class Forwarded : public Report {
 };
 
 ExitCode ReportIntoFolder(const SegmentOptions& options) {
-  OutputFolder folder({options.output, "", options.force}, options.input.files, SuffixesOf(options.formats), FilesOfEngine(options.engine));
+  OutputFolder folder({options.output, "", options.force}, options.input.files, SuffixesOf(options.formats),
+                      FilesBesideRecordings(options.engine, options.input.list.list));
   std::optional<FolderReport> report;
   if (options.checksum) CheckChecksums(options.input.files);
   SentenceTask task;

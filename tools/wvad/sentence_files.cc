@@ -200,7 +200,8 @@ ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffix
     left.input.files = FilesLeft(options.folder, options.input.files, suffixes, ProvenancesOfRun(options), &kept_code);
     if (left.input.files.empty()) return kept_code;
   }
-  OutputFolder folder(left.folder, options.input.files, std::move(suffixes), FilesOfEngine(options.engine));
+  OutputFolder folder(left.folder, options.input.files, std::move(suffixes),
+                      FilesBesideRecordings(options.engine, options.input.list.list));
   Output output("", folder.rules());
   SentenceTask task;
   task.handout = handout;

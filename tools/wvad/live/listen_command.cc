@@ -190,7 +190,7 @@ std::unique_ptr<Capture> Opened(const CaptureModule& capture, const CaptureDevic
 ExitCode RunListen(const ListenOptions& options, const CaptureModule& capture) {
   RememberInterrupts();
   StreamSettings(options.engine.plain);  // before any device is opened
-  const OutputRules rules(options.force, FilesOfEngine(options.engine));
+  const OutputRules rules(options.force, FilesBesideRecordings(options.engine, ""));
   CheckOutput(options.output, rules);
   const std::vector<CaptureDevice> devices = DevicesOf(capture);
   const CaptureDevice& device = ChooseDevice(devices, options.device);
