@@ -10,6 +10,7 @@ from dataclasses import dataclass
 from typing import Any, Callable, Dict, Iterator, List, NoReturn, Optional, Tuple
 
 import numpy as np
+from numpy.typing import DTypeLike
 
 from . import _audit, _library, _samples, errors, settings
 from ._types import Array, Channel
@@ -70,7 +71,7 @@ class Stream:
     A `with` block closes the stream; the last sentence comes with `finish()`.
     """
 
-    def __init__(self, rate: int = 16000, channels: int = 1, *, dtype: Any = None, channel: Channel = "mix",
+    def __init__(self, rate: int = 16000, channels: int = 1, *, dtype: DTypeLike = None, channel: Channel = "mix",
                  profile: str = "default", model: ModelLike = None, probability: bool = False, audio: bool = False,
                  features: bool = False, **settings_by_name: float) -> None:
         self.rate = hertz("rate", rate)
