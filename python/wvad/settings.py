@@ -77,3 +77,5 @@ def _number(name: str, value: Any) -> float:
         return float(value)
     except (TypeError, ValueError):
         raise TypeError(f"{name}: expected a number, got {value!r}") from None
+    except OverflowError:  # of a whole number that no float holds
+        raise errors.ArgumentError(f"{name}: the number is out of range", "WVAD_E_RANGE") from None

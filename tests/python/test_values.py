@@ -58,6 +58,7 @@ class Words(InFolder):
                 (TypeError, r"wvad\.aio\.events takes", lambda: wvad.segment(coming(), 16000)),
                 (wvad.ArgumentError, "channel: 'each' is neither \"mix\", \"all\" nor a number from 1 to 1",
                  lambda: wvad.segment(SIGNAL, 16000, channel="each")),
+                (wvad.ArgumentError, "min_silence: the number is out of range", lambda: wvad.Stream(min_silence=10**400)),
                 (wvad.ArgumentError, "no sound track -1", lambda: wvad.segment(JFK, track=-1)),
                 (wvad.ArgumentError, "track: 4294967297 is out of range", lambda: wvad.segment(JFK, track=2**32 + 1)),
                 (TypeError, "track: expected a whole number, got 'a'", lambda: wvad.segment(JFK, track="a"))):
