@@ -47,6 +47,8 @@ class Engine {
   // Start-up and shut-down of the process's engine.
   int Initialize(void* reserved);
   int Uninitialize();
+  // What a start that failed has left behind goes. The next start does it too; for an engine that will see none. Otherwise nothing happens.
+  void ReleaseFailedStart();
   // Opens an engine of inner code on `source`. 0, 14001 for an engine that is up, or the code of the model's refusal. Its instances have to
   // be destroyed before it is closed.
   int Open(EngineSource source);
@@ -80,7 +82,6 @@ class Engine {
  private:
   int AddModel(const std::string& model_file);
   int TakeModelParameters();
-  void ReleaseManagerOfFailedStart();
   int CheckWrite(WVADInst inst, const WVadAudioSample* audio) const;
   void MeasureQuality(TsegInst* inst, const WVadAudioSample& audio);
   int CloseKelSession(TsegInst* inst);

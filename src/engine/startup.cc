@@ -48,7 +48,7 @@ int Engine::Initialize(void* reserved) {
   defaults_.init();
   const std::string library_folder = platform::ModuleFolder();
 
-  if (manager_ != nullptr) ReleaseManagerOfFailedStart();
+  ReleaseFailedStart();
   if (!table_.BindResources()) return -1;
   manager_ = table_.createResMgr();
   if (manager_ == nullptr) return WVAD_FAIL(-1, "-1", "WVADInitialize | createResMgr err, no memory");
@@ -74,8 +74,9 @@ int Engine::Initialize(void* reserved) {
   return 0;
 }
 
-// A start that failed leaves its manager behind; the next attempt begins with a new one, and gives back what the old one holds.
-void Engine::ReleaseManagerOfFailedStart() {
+// A start that failed leaves its manager behind; the next attempt begins with a new one.
+void Engine::ReleaseFailedStart() {
+  if (up() || manager_ == nullptr) return;
   if (model_added_) manager_->Res_delete(&kModelKey);
   table_.destroyResMgr(manager_);
   manager_ = nullptr;

@@ -111,6 +111,7 @@ Engine::Engine(const std::string& model, const ParameterList& configuration, con
     const OutputToError quiet;
     code = core_.Initialize(nullptr);
   }
+  if (code != WVAD_SUCCESS) core_.ReleaseFailedStart();
   // It was there a moment ago: the engine, which opens more than one file at once, could not open it.
   constexpr int kOpenAtOnce = 4;
   if (code == RES_MGR_ERROR_RESOURCE_NOT_EXIST && !CanOpen(kOpenAtOnce)) {
