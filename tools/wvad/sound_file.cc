@@ -113,7 +113,7 @@ struct SoundFile::Impl {
   }
 
   struct Close {
-    void operator()(SNDFILE* sound) const { sf_close(sound); }
+    void operator()(SNDFILE* open) const { sf_close(open); }
   };
   NewFile& file;
   const SoundFileKind* kind = nullptr;
