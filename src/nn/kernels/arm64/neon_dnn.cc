@@ -7,39 +7,10 @@
 #include <arm_neon.h>
 
 #include "nn/kernels/arm64/levels.h"
+#include "nn/kernels/arm64/neon_lanes.h"
 
 namespace TSEG::neon {
 namespace {
-
-template <typename V>
-V Load(const void* p) {
-  V v;
-  __builtin_memcpy(&v, p, sizeof v);
-  return v;
-}
-template <typename V>
-void Store(void* p, V v) {
-  __builtin_memcpy(p, &v, sizeof v);
-}
-
-int32x4_t AddProducts(int32x4_t sum, int16x8_t a, int16x8_t b) {
-  return vmlal_high_s16(vmlal_s16(sum, vget_low_s16(a), vget_low_s16(b)), a, b);
-}
-
-// The even and odd bytes of a vector, widened.
-struct Split {
-  int16x8_t even, odd;
-};
-Split SplitSigned(int8x16_t v) {
-  const int16x8_t wide = vreinterpretq_s16_s8(v);
-  return {vshrq_n_s16(vshlq_n_s16(wide, 8), 8), vshrq_n_s16(wide, 8)};
-}
-Split SplitUnsigned(uint8x16_t v) {
-  const uint16x8_t wide = vreinterpretq_u16_u8(v);
-  return {vreinterpretq_s16_u16(vandq_u16(wide, vdupq_n_u16(255))), vreinterpretq_s16_u16(vshrq_n_u16(wide, 8))};
-}
-// A product of bytes fits 16 bits; a pair of them saturates there.
-int16x8_t Pairs(Split x, Split w) { return vqaddq_s16(vmulq_s16(x.even, w.even), vmulq_s16(x.odd, w.odd)); }
 
 // Cut toward zero. What does not fit gives a value whose low 32 bits are zero, as those of the lowest 64-bit value are: the conversion
 // itself does so for what is too low and for not-a-number.

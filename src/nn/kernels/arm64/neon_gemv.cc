@@ -7,6 +7,7 @@
 #include <arm_neon.h>
 
 #include "nn/kernels/arm64/levels.h"
+#include "nn/kernels/arm64/neon_lanes.h"
 
 namespace TSEG::neon {
 namespace {
@@ -16,28 +17,10 @@ int32x4_t Sums32(int32x4_t a, int32x4_t b, int32x4_t c, int32x4_t d) { return vp
 
 // Products of eight, those of elements 0-3 and 4-7 added, wrapping.
 int32x4_t Products(int16x8_t a, int16x8_t b) { return vmlal_high_s16(vmull_s16(vget_low_s16(a), vget_low_s16(b)), a, b); }
-int32x4_t AddProducts(int32x4_t sum, int16x8_t a, int16x8_t b) {
-  return vmlal_high_s16(vmlal_s16(sum, vget_low_s16(a), vget_low_s16(b)), a, b);
-}
 
-// The even and odd bytes of a vector, widened.
-struct Split {
-  int16x8_t even, odd;
-};
-Split SplitSigned(int8x16_t v) {
-  const int16x8_t wide = vreinterpretq_s16_s8(v);
-  return {vshrq_n_s16(vshlq_n_s16(wide, 8), 8), vshrq_n_s16(wide, 8)};
-}
-Split SplitUnsigned(uint8x16_t v) {
-  const uint16x8_t wide = vreinterpretq_u16_u8(v);
-  return {vreinterpretq_s16_u16(vandq_u16(wide, vdupq_n_u16(255))), vreinterpretq_s16_u16(vshrq_n_u16(wide, 8))};
-}
-
-// `sum` and the products of 16 columns: pairs saturate to 16 bits, and pairs of these too. A product of bytes fits 16 bits.
+// `sum` and the products of 16 columns: pairs saturate to 16 bits, and pairs of these too.
 int32x4_t AddBytes(int32x4_t sum, Split x, const int8_t* weights) {
-  const Split w = SplitSigned(vld1q_s8(weights));
-  const int16x8_t pairs = vqaddq_s16(vmulq_s16(x.even, w.even), vmulq_s16(x.odd, w.odd));
-  return vaddw_s16(sum, vqmovn_s32(vpaddlq_s16(pairs)));
+  return vaddw_s16(sum, vqmovn_s32(vpaddlq_s16(Pairs(x, SplitSigned(vld1q_s8(weights))))));
 }
 
 float SumOfLanes(float32x4_t v) {

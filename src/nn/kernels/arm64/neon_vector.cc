@@ -7,20 +7,10 @@
 #include <arm_neon.h>
 
 #include "nn/kernels/arm64/levels.h"
+#include "nn/kernels/arm64/neon_lanes.h"
 
 namespace TSEG::neon {
 namespace {
-
-template <typename V>
-V Load(const void* p) {
-  V v;
-  __builtin_memcpy(&v, p, sizeof v);
-  return v;
-}
-template <typename V>
-void Store(void* p, V v) {
-  __builtin_memcpy(p, &v, sizeof v);
-}
 
 // x * s rounded half away from zero, saturated to 32 bits; not-a-number gives the lowest value.
 int32x4_t Quantise(const float* x, float32x4_t s) {
