@@ -12,9 +12,9 @@ from ._library import NATIVE
 def main() -> int:
     """Runs the program with the arguments of this process, and comes back, with exit code 1, only where that fails; or `corpus`."""
     if sys.argv[1:2] == ["corpus"]:
-        from . import corpus
+        from .corpus import command
 
-        return corpus.main(sys.argv[2:])
+        return command.main(sys.argv[2:])
     program = NATIVE / "bin" / "wvad"
     if not program.exists():
         print("wvad: this installation has the library alone, without the program; install wvad from its own build, or call wvad.segment()",

@@ -1,40 +1,18 @@
 # SPDX-License-Identifier: Apache-2.0
-"""wvad corpus: rows in the order of the input whatever is wrong with a recording, the same to the byte with any number of processes and after
-any end."""
+"""wvad corpus: rows in the order of the input, whatever is wrong with a recording; what cannot be done is refused."""
 import json
 import os
 import signal
-import subprocess
-import sys
-import time
 import unittest
 from pathlib import Path
 from unittest import mock
 
-from support import MODEL, InFolder, bursts
-from wvad import corpus, corpus_input, errors
+from corpus_support import CorpusTest
+from wvad import errors
+from wvad.corpus import entry, inputs, pool
 
 
-class Corpus(InFolder):
-    def setUp(self):
-        super().setUp()
-        self.addCleanup(os.chdir, os.getcwd())
-        os.chdir(self.folder)
-
-    def talks(self, count):
-        Path("talks/deep").mkdir(parents=True)
-        for i in range(count):
-            self.wave(f"talks/{'deep/' if i % 2 else ''}{i:02}.wav", bursts(4, [(1, 2 + i / 100)]))
-
-    def command(self, *arguments, code=0, output="out.jsonl"):
-        command = [sys.executable, "-W", "error", "-m", "wvad", "corpus", "-j", "1", *map(str, arguments), "-o", output, "--model", MODEL]
-        said = subprocess.run(command, capture_output=True, text=True, check=False)
-        self.assertEqual((said.returncode, said.stdout), (code, ""), said.stderr)
-        return said.stderr
-
-    def rows(self, name="out.jsonl"):
-        return [json.loads(line) for line in Path(name).read_text(encoding="utf-8").splitlines()]
-
+class Corpus(CorpusTest):
     def test_a_folder_gives_a_row_for_each_recording_in_order(self):
         self.talks(5)
         Path("talks/notes.txt").write_text("none", encoding="utf-8")
@@ -67,31 +45,11 @@ class Corpus(InFolder):
                                      '{"path": "talks/00.wav", "offset": 3}\n{"wav": "talks/00.wav"}\n', encoding="utf-8")
         self.command("set.jsonl", code=1)
         first, second, third, fourth, last = self.rows()[1:]
-        self.assertEqual((first["manifest"], len(first["sentences"])), ({"text": "hello", "duration": 4}, 1))
+        self.assertEqual((first["manifest"], first["duration"], len(first["sentences"])), ({"text": "hello", "duration": 4}, 4, 1))
         self.assertRegex(second["error"], "set.jsonl:2: is no JSON object")
         self.assertRegex(third["error"], "set.jsonl:3: names no recording")
-        self.assertRegex(fourth["error"], "offset")
+        self.assertEqual((fourth["offset"], fourth["duration"], fourth["sentences"]), (3, 1, []))
         self.assertNotIn("manifest", last)
-
-    def test_a_run_that_was_killed_goes_on_and_the_result_is_the_same_to_the_byte(self):
-        self.talks(12)
-        self.command("talks", output="whole.jsonl")
-        whole = Path("whole.jsonl").read_bytes()
-        child = subprocess.Popen([sys.executable, "-m", "wvad", "corpus", "talks", "-o", "out.jsonl", "--model", MODEL, "-j", "1"])
-        until = time.monotonic() + 60
-        while time.monotonic() < until and (not Path("out.jsonl.part").exists() or Path("out.jsonl.part").read_bytes().count(b"\n") < 3):
-            time.sleep(0.002)
-        child.kill()
-        child.wait()
-        self.assertFalse(Path("out.jsonl").exists())
-        part = Path("out.jsonl.part").read_bytes()
-        self.assertTrue(whole.startswith(part) and len(part) < len(whole))
-        # Broken off anywhere, in the midst of a row too.
-        for length in (len(part) - 7, whole.index(b"\n") + 1, 20):
-            Path("out.jsonl.part").write_bytes(part[:length])
-            self.command("talks", "-j", 2)
-            self.assertEqual(Path("out.jsonl").read_bytes(), whole)
-            Path("out.jsonl").unlink()
 
     def test_rows_that_are_there_are_not_made_again(self):
         self.talks(2)
@@ -102,20 +60,6 @@ class Corpus(InFolder):
         Path("out.jsonl.part").write_bytes(lines[0] + mark)
         self.command("talks")
         self.assertEqual(Path("out.jsonl").read_bytes(), lines[0] + mark + lines[2])
-
-    def test_an_interrupt_ends_it_and_it_goes_on(self):
-        self.talks(12)
-        child = subprocess.Popen([sys.executable, "-m", "wvad", "corpus", "talks", "-o", "out.jsonl", "--model", MODEL, "-j", "1"],
-                                 stderr=subprocess.PIPE, text=True)
-        until = time.monotonic() + 60
-        while time.monotonic() < until and (not Path("out.jsonl.part").exists() or Path("out.jsonl.part").read_bytes().count(b"\n") < 2):
-            time.sleep(0.002)
-        child.send_signal(signal.SIGINT)
-        words = child.communicate(timeout=30)[1]
-        self.assertEqual(child.returncode, 130, words)
-        self.assertRegex(words, "interrupted; the same command goes on")
-        self.command("talks")
-        self.assertEqual(len(self.rows()), 13)
 
     def test_what_cannot_be_done_is_refused_and_replaces_nothing(self):
         self.talks(1)
@@ -130,9 +74,17 @@ class Corpus(InFolder):
         os.remove("out.jsonl.part")
         Path("empty").mkdir()
         for arguments, words in ((["gone"], "gone: no such file"), (["empty"], "no recording"), (["talks", "-j", "0"], "--jobs 0"),
-                                 (["talks", "--set", "min_silense=1"], "no such setting")):
+                                 (["talks", "--set", "min_silense=1"], "no such setting"),
+                                 (["talks", "--channel", "left"], "--channel left"), (["talks", "--channel", "0"], "--channel 0"),
+                                 (["talks", "--recordings", "gone.jsonl"], "gone.jsonl")):
             self.assertRegex(self.command(*arguments, code=2), words)
+        self.assertRegex(self.command("talks", "--model", "gone.bin", code=2), "gone.bin")
         self.assertRegex(self.command("talks", code=2, output="gone/out.jsonl"), "No such file")
+        for foreign in ("mine", "0123456789" * 50):  # without the end of a line, too
+            Path("out.jsonl.part").write_text(foreign, encoding="utf-8")
+            self.assertRegex(self.command("talks", code=2), "out.jsonl.part: was made by another version")
+            self.assertEqual(Path("out.jsonl.part").read_text(encoding="utf-8"), foreign)
+        os.remove("out.jsonl.part")
         self.assertEqual(sorted(os.listdir()), ["empty", "talks"])
 
     def test_another_list_does_not_go_on_with_the_rows_of_one(self):
@@ -143,12 +95,16 @@ class Corpus(InFolder):
         self.assertRegex(self.command("talks/00.wav", code=2), r"other recordings \(talks/02.wav\)")
 
     def test_a_recording_that_takes_its_process_down_is_a_row(self):
-        entries = [corpus_input.Entry(name, name) for name in ("a", "kills", "b", "c")]
-        with mock.patch.object(corpus, "row_of", may_kill):
-            rows = [json.loads(line) for line in corpus._lines_at_once(entries, {}, 2)]
-        self.assertEqual([row["file"] for row in rows], ["a", "kills", "b", "c"])
-        self.assertEqual(["error" in row for row in rows], [False, True, False, False])
+        names = ["a", "kills", *"bcdefgh", "kills", "i"]
+        rows = [json.loads(line) for line in pool.lines_at_once([entry.Entry(name, name) for name in names], {}, 2, may_kill)]
+        self.assertEqual([row["file"] for row in rows], names)
+        self.assertEqual([row["file"] for row in rows if "error" in row], ["kills", "kills"])
         self.assertRegex(rows[1]["error"], "process.*was ended")
+
+    def test_processes_that_cannot_be_started_are_no_fault_of_a_recording(self):
+        with mock.patch.object(pool, "_begin_worker", ends_at_once):
+            with self.assertRaisesRegex(errors.StateError, "cannot be started"):
+                list(pool.lines_at_once([entry.Entry("a", "a")], {}, 2, may_kill))
 
     def test_two_runs_do_not_write_one_output(self):
         import fcntl
@@ -162,7 +118,11 @@ class Corpus(InFolder):
         with mock.patch.object(os, "scandir", side_effect=PermissionError(13, "Permission denied")):
             with self.assertRaisesRegex(errors.AudioFileError, "talks: Permission denied"):
                 self.talks(1)
-                corpus_input.entries(["talks"])
+                list(inputs.entries(["talks"], {}))
+
+
+def ends_at_once(parent):
+    os.kill(os.getpid(), signal.SIGKILL)
 
 
 def may_kill(entry, options):

@@ -1,0 +1,51 @@
+# SPDX-License-Identifier: Apache-2.0
+"""How far a run is, in one line of a terminal that is written again and again; nothing at all where there is no terminal."""
+from __future__ import annotations
+
+import sys
+import time
+
+_WIDTH = 30
+_EACH_S = 0.1  # more often nobody sees it, and millions of lines cost
+
+
+class Bar:
+    """Counts recordings: `done` of `total` are there when it begins, `bad` of these with an error."""
+
+    def __init__(self, total: int, done: int, bad: int, quiet: bool) -> None:
+        self._total, self._done, self._at_first, self._bad = total, done, done, bad
+        self._shown = not quiet and sys.stderr.isatty()
+        self._began = self._told = time.monotonic()
+        self._tell()
+
+    def step(self, bad: bool, count: int = 1) -> None:
+        """`count` more are done; `bad`: with an error."""
+        self.reach(self._done + count, self._bad + bad)
+
+    def reach(self, done: int, bad: int) -> None:
+        """So many are done."""
+        self._done, self._bad = done, bad
+        now = time.monotonic()
+        if done >= self._total or now - self._told >= _EACH_S:
+            self._told = now
+            self._tell()
+
+    def _tell(self) -> None:
+        if not self._shown:
+            return
+        full = _WIDTH * self._done // max(self._total, 1)
+        words = f"[{'#' * full}{'-' * (_WIDTH - full)}] {self._done}/{self._total}"
+        if self._done > self._at_first:
+            words += f", {_clock((self._told - self._began) / (self._done - self._at_first) * (self._total - self._done))} left"
+        print(f"\r\x1b[K{words}{f', {self._bad} with errors' if self._bad else ''}", end="", file=sys.stderr, flush=True)
+
+    def clear(self) -> None:
+        """Leaves the line empty."""
+        if self._shown:
+            print("\r\x1b[K", end="", file=sys.stderr, flush=True)
+
+
+def _clock(seconds: float) -> str:
+    """Minutes and seconds, and hours where there are some."""
+    whole = round(seconds)
+    return f"{whole // 3600}:{whole // 60 % 60:02}:{whole % 60:02}" if whole >= 3600 else f"{whole // 60}:{whole % 60:02}"

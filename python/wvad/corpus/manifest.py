@@ -1,0 +1,175 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Manifests of speech toolkits: a row of JSON for each recording, or for each piece of one.
+
+| A row with | is |
+|---|---|
+| `audio_filepath` (or `audio`, `path`, `file`, `wav`), perhaps `offset` and `duration` | a recording, or a piece of it; a list of files: their channels |
+| `sources`, a list of `type`, `channels`, `source` | a recording whose channels, counted from 0, lie in one or several files |
+| `recording`, itself such a row, with `start`, `duration`, `channel` | a piece of it |
+| `recording_id`, with `start`, `duration`, `channel` | a piece of the recording of that `id` in a manifest of recordings |
+
+What cannot be served is an entry with its trouble: commands, addresses, changes of the sound that somebody else would have to apply.
+"""
+from __future__ import annotations
+
+import gzip
+import json
+import math
+import os
+import zlib
+from pathlib import Path
+from typing import Any, Dict, Iterator, List, Mapping, Optional, Tuple
+
+from .. import errors
+from .entry import Entry, Piece
+from .names import shown
+
+#: Where a row of a manifest names its recording; the first that it has.
+NAMED_BY = ("audio_filepath", "audio", "path", "file", "wav")
+ENDINGS = (".jsonl", ".jsonl.gz")
+Recordings = Mapping[str, Tuple[Dict[str, Any], Path]]
+
+
+class _Refused(Exception):
+    """Why a row cannot be served."""
+
+
+def _lines(path: Path) -> Iterator[Tuple[int, str]]:
+    """Lines that hold something, with their numbers from 1. Raises OSError; AudioFileError for what is no text."""
+    try:
+        with (gzip.open if path.suffix.lower() == ".gz" else open)(path, "rt", encoding="utf-8") as file:  # type: ignore[operator]
+            for number, line in enumerate(file, 1):
+                if line.strip():
+                    yield number, line
+    except (UnicodeDecodeError, EOFError, gzip.BadGzipFile, zlib.error) as trouble:
+        raise errors.AudioFileError(f"{shown(str(path))}: {trouble}") from None
+
+
+def recordings_of(path: Path) -> Dict[str, Tuple[Dict[str, Any], Path]]:
+    """The rows of a manifest of recordings by their `id`, each with the folder of the manifest. Raises as entries_of, and ArgumentError for a row
+    that is none."""
+    found = {}
+    for number, line in _lines(path):
+        try:
+            row = json.loads(line)
+            found[row["id"]] = (row, path.parent)
+        except (ValueError, TypeError, KeyError, RecursionError):
+            raise errors.ArgumentError(f"{shown(str(path))}:{number}: is no row of a recording: it has no id") from None
+    return found
+
+
+def entries_of(path: Path, recordings: Recordings) -> Iterator[Entry]:
+    """An entry for each row, in their order; what else a row says goes on into the output. Raises OSError and AudioFileError."""
+    for number, line in _lines(path):
+        where = f"{shown(str(path))}:{number}"
+        name = where
+        more: Optional[Dict[str, Any]] = None
+        try:
+            row = json.loads(line)
+            if not isinstance(row, dict):
+                raise ValueError
+            key = next((one for one in NAMED_BY if row.get(one) and isinstance(row[one], (str, list))), None)
+            if key is not None:
+                said = {other: value for other, value in row.items() if other != key}
+                more = {"manifest": said} if said else None
+                name = shown(_first_of(row[key]))
+                yield _flat(row, key, path.parent, name, more)
+            else:
+                more = {"manifest": row}
+                yield _nested(row, path.parent, recordings, more)
+        except (ValueError, RecursionError):
+            yield Entry(where, "", trouble=f"{where}: is no JSON object")
+        except _Refused as trouble:
+            yield Entry(name, "", more, f"{where}: {trouble}")
+
+
+def _first_of(named: Any) -> str:
+    first = named if isinstance(named, str) else named[0]
+    if not isinstance(first, str):
+        raise _Refused("names its recording by something other than text")
+    return first
+
+
+def _flat(row: Dict[str, Any], key: str, folder: Path, name: str, more: Optional[Dict[str, Any]]) -> Entry:
+    """A row that names its file at the first level. Relative names start at the manifest's folder."""
+    begin = _seconds(row, "offset", 0.0)
+    duration = _seconds(row, "duration", None, least=0.0)
+    files = [row[key]] if isinstance(row[key], str) else row[key]
+    paths = [str(folder / _first_of([one])) for one in files]
+    parts: Tuple[Tuple[str, Tuple[int, ...]], ...] = ()
+    if len(paths) > 1:
+        parts = tuple((one, (number,)) for number, one in enumerate(paths, 1))
+    whole = not begin and duration is None and not parts
+    return Entry(name, paths[0], more, "", None if whole else Piece(begin or 0.0, duration, (), parts))
+
+
+def _nested(row: Dict[str, Any], folder: Path, recordings: Recordings, more: Optional[Dict[str, Any]]) -> Entry:
+    """A row of a recording with its sources, or of a piece of such a recording."""
+    if "sources" in row:
+        return _of_sources(row, folder, Piece(), more)
+    if isinstance(row.get("tracks"), list):
+        raise _Refused("a mixture of several recordings (tracks) cannot be heard before it is mixed")
+    recording = row.get("recording")
+    if recording is None and isinstance(row.get("recording_id"), str):
+        if row["recording_id"] not in recordings:
+            raise _Refused(f"there is no recording {row['recording_id']!r}; --recordings names the manifest that has it")
+        recording, folder = recordings[row["recording_id"]]
+    if not isinstance(recording, dict) or "sources" not in recording:
+        raise _Refused(f"names no recording ({', '.join(NAMED_BY)}, sources, recording, recording_id)")
+    _refuse_changes(row)
+    channels = sorted(set(_counted_from_0(row.get("channel", ()), "channel")))
+    piece = Piece(_seconds(row, "start", 0.0) or 0.0, _seconds(row, "duration", None, least=0.0), tuple(channels))
+    return _of_sources(recording, folder, piece, more)
+
+
+def _refuse_changes(row: Dict[str, Any]) -> None:
+    if row.get("transforms"):
+        names = [one.get("name", "?") if isinstance(one, dict) else "?" for one in row["transforms"]] if isinstance(row["transforms"], list) else ["?"]
+        raise _Refused(f"its sound is to be changed first (transforms: {', '.join(map(str, names))}), which is not done here")
+
+
+def _of_sources(recording: Dict[str, Any], folder: Path, piece: Piece, more: Optional[Dict[str, Any]]) -> Entry:
+    sources = recording["sources"]
+    if not isinstance(sources, list) or not sources or not all(isinstance(one, dict) for one in sources):
+        raise _Refused("sources: expected a list of type, channels and source")
+    _refuse_changes(recording)
+    parts: List[Tuple[str, Tuple[int, ...]]] = []
+    for source in sources:
+        if source.get("type", "file") != "file":
+            raise _Refused(f"a source of type {source.get('type')!r} is not read: files alone are; no command of a manifest is run, and no address opened")
+        if not isinstance(source.get("source"), str) or not source["source"]:
+            raise _Refused("sources: one names no file")
+        parts.append((_found(source["source"], folder), _counted_from_0(source.get("channels", ()), "channels")))
+    numbers = [number for _, held in parts for number in held]
+    if len(parts) > 1 and (len(set(numbers)) < len(numbers) or not all(held for _, held in parts)):
+        raise _Refused("sources: several files need channels of their own")
+    if len(parts) == 1 and numbers == list(range(1, len(numbers) + 1)):
+        parts = [(parts[0][0], ())]  # all channels of one file
+    plain = len(parts) == 1 and not parts[0][1]
+    piece = piece._replace(parts=() if plain else tuple(parts))
+    name = shown(sources[0]["source"])
+    return Entry(name, parts[0][0], more, "", None if piece == Piece() else piece)
+
+
+def _found(name: str, folder: Path) -> str:
+    """Toolkits write such names from where they run; a manifest that was moved with its recordings has them beside it."""
+    beside = str(folder / name)
+    return name if os.path.isabs(name) or not os.path.exists(beside) and os.path.exists(name) else beside
+
+
+def _counted_from_0(given: Any, what: str) -> Tuple[int, ...]:
+    """Channels as toolkits count them, a number or a list of such, from 1 on."""
+    numbers = given if isinstance(given, (list, tuple)) else [given]
+    if not all(isinstance(one, int) and not isinstance(one, bool) and 0 <= one < 65535 for one in numbers):
+        raise _Refused(f"{what}: expected channels from 0 on, got {given!r}")
+    return tuple(one + 1 for one in numbers)
+
+
+def _seconds(row: Dict[str, Any], name: str, missing: Optional[float], least: float = -math.inf) -> Optional[float]:
+    """A time of a row; `missing` where it says none. Refuses what is no number, below 0, or not above `least`."""
+    value = row.get(name)
+    if value is None:
+        return missing
+    if isinstance(value, bool) or not isinstance(value, (int, float)) or not 0 <= value <= 1e9 or value <= least:
+        raise _Refused(f"{name}: expected seconds{' above 0' if least == 0 else ', 0 or more'}, got {value!r}")
+    return float(value)
