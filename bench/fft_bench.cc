@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "base/aligned_buffer.h"
 #include "bench_support.h"
+#include "buffers/aligned_buffer.h"
 #include "frontend/transform/transform.h"
 
 namespace TSEG::bench {

@@ -22,8 +22,8 @@
 #include <utility>
 #include <vector>
 
-#include "base/aligned_buffer.h"
 #include "bench_support.h"
+#include "buffers/aligned_buffer.h"
 #include "channel/front_end_channel.h"
 #include "decision/frame_decision.h"
 #include "decision/sentence_table.h"

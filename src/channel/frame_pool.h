@@ -13,6 +13,8 @@
 #include <memory>
 #include <vector>
 
+#include "buffers/aligned_buffer.h"
+
 namespace TSEG {
 
 // Hands out pieces of `stride` elements of `element_bytes` bytes and takes them back. Pieces are cut from blocks of `capacity` elements,
@@ -32,7 +34,7 @@ class FramePool {
     for (;;) {
       Block& block = blocks_[current_];
       if (block.given < block.capacity) {
-        void* piece = block.memory.get() + static_cast<size_t>(block.given) * element_bytes_;
+        void* piece = block.memory.data() + static_cast<size_t>(block.given) * element_bytes_;
         block.given += stride_;
         return piece;
       }
@@ -87,7 +89,7 @@ class FramePool {
   struct Block {
     int32_t capacity = 0;  // elements, a multiple of the stride
     int32_t given = 0;     // elements handed out
-    std::unique_ptr<std::byte[]> memory;
+    AlignedBuffer<std::byte> memory;
   };
 
   int32_t CutCapacity() const { return capacity_ < stride_ ? stride_ : capacity_ - capacity_ % stride_; }
@@ -98,7 +100,7 @@ class FramePool {
     Block block;
     block.capacity = CutCapacity();
     const size_t elements = static_cast<size_t>(capacity_ < stride_ ? stride_ : capacity_);
-    block.memory = std::unique_ptr<std::byte[]>(new std::byte[elements * element_bytes_]);
+    block.memory = AlignedBuffer<std::byte>::Uncleared(elements * element_bytes_);
     free_.reserve((blocks_.size() + 1) * static_cast<size_t>(block.capacity / stride_));
     blocks_.push_back(std::move(block));
     current_ = blocks_.size() - 1;

@@ -11,7 +11,7 @@
 
 #include <cstdint>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "channel/frame_pool.h"
 #include "frontend/feature_records.h"
 #include "frontend/fix_size_vec.h"

@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "wvad.h"
 
 namespace TSEG {

@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "frontend/fft.h"
 
 namespace TSEG {

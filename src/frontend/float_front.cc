@@ -6,12 +6,11 @@
 // Frames are computed as soon as their window is in the ring; a record leaves when the schedule says that the mean has seen enough frames.
 #include "frontend/float_front.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
-#include "base/aligned_buffer.h"
 #include "base/wrap.h"
+#include "buffers/aligned_buffer.h"
 #include "frontend/pitch_tracker.h"
 #include "frontend/signal_process.h"
 #include "log/log.h"
@@ -76,13 +75,9 @@ class FloatFront final : public CSignalProcess {
   void SetMean(int32_t seen, float* mean) const;
   bool SetRate(int rate);
 
-  struct FreeDeleter {
-    void operator()(int16_t* p) const { std::free(p); }
-  };
-
   CPitchTracker tracker;
-  // Zeroed by the system page by page: the part of the ring that no audio has reached yet costs no memory.
-  std::unique_ptr<int16_t, FreeDeleter> pPcm{static_cast<int16_t*>(std::calloc(kPcmRing, sizeof(int16_t)))};
+  // The part of the ring that no audio has reached yet costs no memory.
+  AlignedBuffer<int16_t> pPcm{kPcmRing};
   int64_t nReadPos = 0, nWritePos = 0;
   int64_t nBaseFrames = 0;  // frames of earlier resets without a new session
   int32_t nRate = 16000;    // as set, even if refused
@@ -103,10 +98,7 @@ class FloatFront final : public CSignalProcess {
   int32_t nReadyFrames = 0;  // above 0: frames leave at once, and afPrior counts as so many
 };
 
-FloatFront::FloatFront() {
-  if (pPcm == nullptr) throw std::bad_alloc();
-  std::memcpy(afPrior, kPrior, sizeof afPrior);
-}
+FloatFront::FloatFront() { std::memcpy(afPrior, kPrior, sizeof afPrior); }
 
 void FloatFront::Reset(bool new_session) {
   if (new_session) {
@@ -188,12 +180,12 @@ int FloatFront::AppendData(const int16_t* samples, int count) {
   int64_t left = count;
   if (nWritePos + left > kPcmRing) {
     const int64_t to_end = kPcmRing - nWritePos;
-    std::memcpy(pPcm.get() + nWritePos, samples, static_cast<size_t>(to_end) * sizeof(int16_t));
+    std::memcpy(pPcm.data() + nWritePos, samples, static_cast<size_t>(to_end) * sizeof(int16_t));
     samples += to_end;
     left -= to_end;
     nWritePos = 0;
   }
-  std::memcpy(pPcm.get() + nWritePos, samples, static_cast<size_t>(left) * sizeof(int16_t));
+  std::memcpy(pPcm.data() + nWritePos, samples, static_cast<size_t>(left) * sizeof(int16_t));
   nWritePos += left;
   return kFrontOk;
 }
@@ -204,8 +196,8 @@ bool FloatFront::TakeFrame() {
   if (Fill() < needed) return false;
   const int64_t to_end = kPcmRing - nReadPos;
   const int64_t first = to_end < needed ? to_end : needed;
-  std::memcpy(pFrameSamples.data(), pPcm.get() + nReadPos, static_cast<size_t>(first) * sizeof(int16_t));
-  std::memcpy(pFrameSamples.data() + first, pPcm.get(), static_cast<size_t>(needed - first) * sizeof(int16_t));
+  std::memcpy(pFrameSamples.data(), pPcm.data() + nReadPos, static_cast<size_t>(first) * sizeof(int16_t));
+  std::memcpy(pFrameSamples.data() + first, pPcm.data(), static_cast<size_t>(needed - first) * sizeof(int16_t));
   nReadPos += nHop;
   if (nReadPos > kPcmRing) nReadPos -= kPcmRing;
   return true;

@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "frontend/fft.h"
 
 namespace TSEG {

@@ -10,7 +10,7 @@
 #include <complex>
 #include <cstdint>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "frontend/feature_records.h"
 #include "frontend/fft.h"
 #include "frontend/mel_bank.h"

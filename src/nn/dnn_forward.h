@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "nn/network_models.h"
 
 namespace TSEG {

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "nn/network_models.h"
 
 namespace TSEG {

@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 
 namespace TSEG {
 

@@ -111,6 +111,14 @@ class FileMapping {
   std::unique_ptr<Impl> impl_;
 };
 
+// ---- Memory
+
+// `bytes` of memory, at least 1, all zero, in pages that nothing else lies in; null if there is none. Begins at a multiple of 4096. A page
+// takes memory once it is touched.
+void* TakePages(size_t bytes);
+// Gives back to the system, at once and whole, what TakePages gave for these `bytes`.
+void GiveBackPages(void* pages, size_t bytes);
+
 // ---- Time
 
 // Milliseconds of a clock that never goes back and goes on while the machine sleeps; its beginning is anywhere. 32 bits, wrapping.

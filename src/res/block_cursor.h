@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 
 namespace TSEG {
 

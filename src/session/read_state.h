@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "channel/read_cmn.h"
 #include "params/cfg_vad.h"
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "channel/frame_containers.h"
 #include "channel/frame_history.h"
 #include "channel/front_end_channel.h"

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "decision/decision_observer.h"
 #include "frontend/fft.h"
 #include "frontend/float_front_fixture.h"

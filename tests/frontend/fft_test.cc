@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 
 namespace TSEG {
 namespace {

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A stream that does not end: what it finds is what its pieces give one by one, its clock does not drift, and its memory stays flat.
+// A stream that does not end: what it finds is what its pieces give one by one, its clock does not drift, and its memory stays flat. So
+// does that of a process in which many streams come and go.
 //
 // WVAD_ENDLESS_HOURS sets the length, 2 by default; docs/stream.md names it.
 #include <cstdlib>
 #include <fstream>
+#include <memory>
 #include <random>
 #include <string>
 #include <utility>
@@ -79,6 +81,24 @@ TEST(EndlessStream, HoursInFlatMemoryFindWhatThePiecesGiveOneByOne) {
   EXPECT_EQ(info.samples, static_cast<int64_t>(kBlockS * 16000) * blocks);
   EXPECT_GT(info.renewals, blocks / 60);
   // One session of two hours holds some megabytes when it is renewed; what leaks with every session or sentence would be far above.
+  EXPECT_LT(ResidentKb() - begun_kb, kMostGrowthKb);
+}
+
+TEST(ManyStreams, LeaveTheirMemoryToTheSystemRoundForRound) {
+  const Model model;
+  const auto second = Bursts(1, {{0.2, 0.8}});
+  int64_t begun_kb = 0;
+  for (int round = 0; round < 6; ++round) {
+    std::vector<std::unique_ptr<Stream>> streams;
+    for (int i = 0; i < 50; ++i) {
+      streams.push_back(std::make_unique<Stream>(model, Options(), Settings()));
+      streams.back()->Push(second, 16000);
+    }
+    streams.clear();
+    if (round == 0) begun_kb = ResidentKb();
+  }
+  // A stream takes about 7 MB of addresses, of which a second of audio touches 1 MB. Were the rest cleared by hand in used memory, the
+  // fifty would grow by 300 MB in the end.
   EXPECT_LT(ResidentKb() - begun_kb, kMostGrowthKb);
 }
 

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <numbers>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #include "frontend/fft.h"
 
 namespace TSEG::tool {

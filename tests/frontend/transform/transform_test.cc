@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 #ifdef WVAD_TEST_AVX2
 #include "platform/x86/cpuid.h"
 #endif

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // AlignedBuffer: zeroed, aligned, movable.
-#include "base/aligned_buffer.h"
+#include "buffers/aligned_buffer.h"
 
 #include <gtest/gtest.h>
 

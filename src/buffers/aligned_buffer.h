@@ -3,17 +3,19 @@
 // AlignedBuffer<T>: a fixed-size array of trivial elements on a stated alignment, zeroed when made unless asked otherwise.
 //
 // Owns its memory; movable, not copyable. Allocation happens in the constructor alone; failure leaves as std::bad_alloc. A large buffer
-// comes zeroed from the system page by page: what nobody touches of it takes neither time nor memory.
-#ifndef WVAD_BASE_ALIGNED_BUFFER_H_
-#define WVAD_BASE_ALIGNED_BUFFER_H_
+// lies in pages of its own, which come zeroed from the system: what nobody touches of it takes neither time nor memory, and with its end
+// all of it is the system's again, however many such buffers come and go.
+#ifndef WVAD_BUFFERS_ALIGNED_BUFFER_H_
+#define WVAD_BUFFERS_ALIGNED_BUFFER_H_
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <type_traits>
+
+#include "platform/platform.h"
 
 namespace TSEG {
 
@@ -24,12 +26,12 @@ class AlignedBuffer {
  public:
   AlignedBuffer() = default;
   // `n` elements, all bytes zero, on `alignment` bytes (a power of two, at least alignof(T)).
-  explicit AlignedBuffer(size_t n, size_t alignment = 64) : size_(n), data_(Make(n, alignment)) {}
+  explicit AlignedBuffer(size_t n, size_t alignment = 64) : size_(n), data_(Take(n, alignment, true)) {}
   // The same with whatever bytes the memory holds, for a buffer of which nothing is read that has not been written.
   static AlignedBuffer Uncleared(size_t n, size_t alignment = 64) {
     AlignedBuffer buffer;
     buffer.size_ = n;
-    buffer.data_ = Take(n, alignment);
+    buffer.data_ = Take(n, alignment, false);
     return buffer;
   }
 
@@ -43,15 +45,18 @@ class AlignedBuffer {
   void clear_to_zero() { std::memset(static_cast<void*>(data_.get()), 0, size_ * sizeof(T)); }
 
  private:
-  // From here on the system's own zeroed pages are cheaper than clearing used memory.
+  // From here on pages of its own are cheaper than clearing used memory.
   static constexpr size_t kLargeBytes = 65536;
+  // The multiple at which pages begin.
+  static constexpr size_t kPage = 4096;
 
   struct Deleter {
-    void* large = nullptr;  // the start of a large buffer's memory, which lies somewhat before its first element
+    void* pages = nullptr;  // those of a large buffer, of which the first element may be a little behind the beginning
+    size_t bytes = 0;       // of the pages
     size_t alignment = 64;
     void operator()(T* p) const {
-      if (large != nullptr) {
-        std::free(large);
+      if (pages != nullptr) {
+        platform::GiveBackPages(pages, bytes);
       } else {
         ::operator delete(static_cast<void*>(p), std::align_val_t(alignment));
       }
@@ -59,24 +64,21 @@ class AlignedBuffer {
   };
   using Memory = std::unique_ptr<T, Deleter>;
 
-  static Memory Take(size_t n, size_t alignment) {
-    if (n > static_cast<size_t>(PTRDIFF_MAX) / sizeof(T)) throw std::bad_alloc();
-    void* p = ::operator new((n == 0 ? 1 : n) * sizeof(T), std::align_val_t(alignment));
-    return Memory(static_cast<T*>(p), Deleter{nullptr, alignment});
-  }
-  static Memory Make(size_t n, size_t alignment) {
+  static Memory Take(size_t n, size_t alignment, bool cleared) {
     if (n > (static_cast<size_t>(PTRDIFF_MAX) - alignment) / sizeof(T)) throw std::bad_alloc();
     const size_t bytes = n * sizeof(T);
-    if (bytes < kLargeBytes) {
-      Memory memory = Take(n, alignment);
-      std::memset(static_cast<void*>(memory.get()), 0, bytes);
-      return memory;
-    }
-    void* large = std::calloc(bytes + alignment, 1);
-    if (large == nullptr) throw std::bad_alloc();
-    const uintptr_t past = reinterpret_cast<uintptr_t>(large) % alignment;
-    void* first = static_cast<std::byte*>(large) + (past == 0 ? 0 : alignment - past);
-    return Memory(static_cast<T*>(first), Deleter{large, alignment});
+    if (bytes >= kLargeBytes) return TakeLarge(bytes, alignment);
+    void* p = ::operator new(bytes == 0 ? 1 : bytes, std::align_val_t(alignment));
+    if (cleared) std::memset(p, 0, bytes);
+    return Memory(static_cast<T*>(p), Deleter{nullptr, 0, alignment});
+  }
+  static Memory TakeLarge(size_t bytes, size_t alignment) {
+    if (alignment > kPage) bytes += alignment;
+    void* pages = platform::TakePages(bytes);
+    if (pages == nullptr) throw std::bad_alloc();
+    const uintptr_t past = reinterpret_cast<uintptr_t>(pages) % alignment;
+    void* first = static_cast<std::byte*>(pages) + (past == 0 ? 0 : alignment - past);
+    return Memory(static_cast<T*>(first), Deleter{pages, bytes, alignment});
   }
 
   size_t size_ = 0;
@@ -85,4 +87,4 @@ class AlignedBuffer {
 
 }  // namespace TSEG
 
-#endif  // WVAD_BASE_ALIGNED_BUFFER_H_
+#endif  // WVAD_BUFFERS_ALIGNED_BUFFER_H_
