@@ -26,6 +26,17 @@ TEST(GstreamerBreaks, JumpOfTheTimestampsEndsASentenceAndTheNextHasNewTimes) {
   EXPECT_EQ(told.back().count("sentence"), 1);
 }
 
+TEST(GstreamerBreaks, JumpIsWhatASinkWouldNotBearMoreThan40Ms) {
+  for (const bool breaks : {false, true}) {
+    Rig rig;
+    rig.SetCaps();
+    rig.Push(Bursts(3, {{1, 3}}), 0);
+    rig.Push(Bursts(4, {{0, 2}}), Seconds(breaks ? 3.05 : 3.03));
+    rig.End();
+    EXPECT_EQ(SentencesOf(rig.TakeTold()).size(), breaks ? 2u : 1u);
+  }
+}
+
 TEST(GstreamerBreaks, TimestampsMayWander) {
   Rig rig;
   rig.SetCaps();
