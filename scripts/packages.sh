@@ -7,6 +7,7 @@ build_packages="g++ cmake ninja-build pkg-config libfftw3-dev libboost-dev libbo
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev"
 test_packages="libgtest-dev libgmock-dev libbenchmark-dev ccache python3 binutils file man-db universal-ctags ffmpeg chromium nodejs abigail-tools
   libxml2-utils praat sctk zsh fish python3-numpy python3-pip python3-setuptools python3-venv python3-wheel patchelf mypy
+  python3-distributed
   gstreamer1.0-plugins-base gstreamer1.0-tools"
 
 install_quietly() {

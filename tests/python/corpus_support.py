@@ -42,9 +42,80 @@ def corpus(*arguments):
     return [sys.executable, "-W", "error", "-m", "wvad", "corpus", "--model", str(MODEL), *map(str, arguments)]
 
 
+def files_in(folder):
+    """{name: bytes} of the files right in a folder."""
+    return {path.name: path.read_bytes() for path in Path(folder).iterdir() if path.is_file()}
+
+
 def wait_until(reached, child=None):
     """Waits for `reached()`, as long as the test may run; fails where `child` ends before that."""
     while not reached():
         if child is not None and child.poll() is not None:
             raise AssertionError(f"the run ended with {child.returncode} before it came so far")
         time.sleep(0.002)
+
+
+def children(pid):
+    """Processes that `pid` has begun, on any of its threads."""
+    found = []
+    try:
+        for thread in os.listdir(f"/proc/{pid}/task"):
+            found += Path(f"/proc/{pid}/task/{thread}/children").read_text(encoding="ascii").split()
+    except OSError:
+        pass
+    return found
+
+
+def descendants(pid):
+    """Its processes and theirs."""
+    return [each for child in children(pid) for each in (child, *descendants(child))]
+
+
+def runs(pid):
+    """Whether a process is there and not dead already."""
+    try:
+        return Path(f"/proc/{pid}/stat").read_text(encoding="utf-8").rpartition(")")[2].split()[0] not in "ZX"
+    except OSError:
+        return False
+
+
+class Fifo:
+    """A recording that is a pipe for a while: whoever listens to it waits until serve(). In the end it is the file that it was."""
+
+    def __init__(self, path):
+        self._path = Path(path)
+        self._handle = -1
+
+    def __enter__(self):
+        self._data = self._path.read_bytes()
+        self._path.unlink()
+        os.mkfifo(self._path)
+        return self
+
+    def __exit__(self, *_):
+        self.drop_reader()
+        self._path.unlink()
+        self._path.write_bytes(self._data)
+
+    def wait_for_reader(self):
+        wait_until(self._is_read)
+
+    def _is_read(self):
+        try:
+            self._handle = os.open(self._path, os.O_WRONLY | os.O_NONBLOCK)
+        except OSError:  # nobody has opened it
+            return False
+        return True
+
+    def drop_reader(self):
+        """What read it is gone."""
+        if self._handle >= 0:
+            os.close(self._handle)
+        self._handle = -1
+
+    def serve(self):
+        """Gives the recording to whoever waits for it."""
+        handle, self._handle = self._handle, -1
+        os.set_blocking(handle, True)
+        with open(handle, "wb") as file:
+            file.write(self._data)

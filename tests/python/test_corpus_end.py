@@ -2,6 +2,7 @@
 """Any end of a run of `wvad corpus`, at any moment: the same command does what is missing, and the result is the same to the byte."""
 import json
 import os
+import shutil
 import signal
 import subprocess
 import sys
@@ -9,17 +10,18 @@ import unittest
 from pathlib import Path
 from unittest import mock
 
-from corpus_support import CorpusTest, corpus, wait_until
-from wvad.corpus import command, part, row
+from corpus_support import CorpusTest, corpus, descendants, runs, wait_until
+from wvad.corpus import columns, command, local, part, plan, row
 
-WATCHED = {module.__file__ for module in (command, part)}
+MADE = {"rows": 0}
+WATCHED = {module.__file__ for module in (columns, command, local, part, plan)}
 
 
 def rows_here(entries, options, jobs):
     """In place of the processes: rows that tell which recording they are of."""
     for one in entries:
-        rows_here.made += 1
-        yield row.as_line({"file": one.name, "n": len(one.name), **({"error": "bad"} if "03" in one.name else {})})
+        MADE["rows"] += 1
+        yield row.as_line({"file": one.name, "duration": 0.1, "sentences": [], **({"error": "bad"} if "03" in one.name else {})})
 
 
 def killed_at(line, arguments):
@@ -43,53 +45,94 @@ def killed_at(line, arguments):
     return os.WIFSIGNALED(os.waitpid(child, 0)[1])
 
 
-class InOneProcess(CorpusTest):
+class IntoAFile(CorpusTest):
     """Where the run stands is what its files are: a fork that is killed leaves them as a run does."""
 
-    arguments = ["list.txt", "-o", "out.jsonl", "-q"]
+    arguments = ["list.txt", "-o", "out", "-q"]
+    step = 1  # of the lines at which it is killed
 
     def setUp(self):
         super().setUp()
         Path("list.txt").write_text("".join(f"{i:02}.wav\n" for i in range(5)), encoding="utf-8")
-        patched = mock.patch.object(command, "lines_at_once", rows_here)
-        patched.start()
-        self.addCleanup(patched.stop)
-        rows_here.made = 0
+        for patched in (mock.patch.object(local, "lines_at_once", rows_here), mock.patch("os.fsync")):  # a kill leaves what was written, synced or not
+            patched.start()
+            self.addCleanup(patched.stop)
         self.assertEqual(command.main(self.arguments), 1)
-        self.whole = Path("out.jsonl").read_bytes()
-        self.assertEqual(self.whole.count(b"\n"), 6)
-        Path("out.jsonl").unlink()
+        self.whole = self.result()
+        self.clear()
+
+    def result(self):
+        """The bytes that a run leaves, or None where it is not whole."""
+        return Path("out").read_bytes() if Path("out").exists() else None
+
+    def clear(self):
+        Path("out").unlink()
+
+    def rows_there(self):
+        return Path("out.part").read_bytes().count(b"\n") - 1 if Path("out.part").exists() else 0
 
     def goes_on(self):
         """Runs it to its end, and expects that it makes the missing rows alone."""
-        there = Path("out.jsonl.part").read_bytes().count(b"\n") - 1 if Path("out.jsonl.part").exists() else 0
-        rows_here.made = 0
+        there = max(self.rows_there(), 0)
+        MADE["rows"] = 0
         self.assertEqual(command.main(self.arguments), 1)
-        self.assertEqual((Path("out.jsonl").read_bytes(), rows_here.made), (self.whole, 5 - max(there, 0)))
-        self.assertEqual(sorted(os.listdir()), ["list.txt", "out.jsonl"])
-        Path("out.jsonl").unlink()
+        self.assertEqual((self.result(), MADE["rows"]), (self.whole, 5 - there))
+        self.assertEqual(sorted(os.listdir()), ["list.txt", "out"])
+        self.clear()
 
-    def test_a_kill_at_every_line_loses_nothing(self):
+    def test_a_kill_at_any_line_loses_nothing(self):
         line = 1
         while killed_at(line, self.arguments):
-            if Path("out.jsonl").exists():
-                self.assertEqual(Path("out.jsonl").read_bytes(), self.whole)
-                Path("out.jsonl").unlink()
-            else:
+            if self.result() is None:
                 self.goes_on()
-            line += 1
-        self.assertGreater(line, 100)
+            else:
+                self.assertEqual(self.result(), self.whole)
+                self.clear()
+            line += self.step
+        self.assertGreater(line, 50)
 
     def test_one_kill_after_the_other_still_comes_to_the_end(self):
         line = 1
-        while killed_at(line, self.arguments) and not Path("out.jsonl").exists():
+        while killed_at(line, self.arguments) and self.result() is None:
             line += 1
-        self.assertEqual(Path("out.jsonl").read_bytes(), self.whole)
+        self.assertEqual(self.result(), self.whole)
+
+
+class BrokenOff(IntoAFile):
+    test_a_kill_at_any_line_loses_nothing = test_one_kill_after_the_other_still_comes_to_the_end = None
 
     def test_a_file_broken_off_at_any_byte_goes_on(self):
         for length in range(len(self.whole) + 1):
-            Path("out.jsonl.part").write_bytes(self.whole[:length])
+            Path("out.part").write_bytes(self.whole[:length])
             self.goes_on()
+
+
+class IntoShards(IntoAFile):
+    arguments = ["list.txt", "--shards", "out", "--shard-size", "2", "-q"]
+    step = 3
+
+    def result(self):
+        if not Path("out/manifest.json").exists():
+            return None
+        return {path.name: path.read_bytes() for path in Path("out").iterdir() if path.name != "work"}
+
+    def clear(self):
+        shutil.rmtree("out")
+
+    def rows_there(self):
+        count = 0
+        for number, rows in enumerate((2, 2, 1)):
+            part_file, facts = Path(f"out/work/{number:05}.part"), Path(f"out/work/{number:05}.json")
+            if facts.exists() and list(Path("out").glob(f"shard-{number:05}.*")):
+                count += rows
+            elif part_file.exists():
+                count += part_file.read_bytes().count(b"\n")
+        return count
+
+
+class IntoColumns(IntoShards):
+    arguments = [*IntoShards.arguments, "--columns"]
+    step = 7
 
 
 class Processes(CorpusTest):
@@ -114,8 +157,8 @@ class Processes(CorpusTest):
             child = self.begin(2)
             wait_until(lambda: self.lines() >= wanted, child)
             if wanted > 0:
-                wait_until(lambda: children(child.pid), child)
-            others = children(child.pid)
+                wait_until(lambda: descendants(child.pid), child)
+            others = descendants(child.pid)
             child.kill()
             child.wait()
             wait_until(lambda: not any(map(runs, others)))
@@ -129,7 +172,7 @@ class Processes(CorpusTest):
     def test_an_interrupt_ends_it_and_it_goes_on(self):
         child = self.begin(2)
         wait_until(lambda: self.lines() >= 3, child)
-        others = children(child.pid)
+        others = descendants(child.pid)
         child.send_signal(signal.SIGINT)
         words = child.communicate()[1]
         self.assertEqual(child.returncode, 130, words)
@@ -145,22 +188,6 @@ class Processes(CorpusTest):
         self.command("talks")
         self.assertEqual(Path("out.jsonl").read_bytes(), b"".join(lines))
         self.assertEqual(json.loads(lines[1])["note"], "mine")
-
-
-def children(pid):
-    """Processes that `pid` has begun."""
-    try:
-        return Path(f"/proc/{pid}/task/{pid}/children").read_text(encoding="ascii").split()
-    except OSError:
-        return []
-
-
-def runs(pid):
-    """Whether a process is there and not dead already."""
-    try:
-        return Path(f"/proc/{pid}/stat").read_text(encoding="utf-8").rpartition(")")[2].split()[0] not in "ZX"
-    except OSError:
-        return False
 
 
 if __name__ == "__main__":

@@ -12,6 +12,9 @@ The output has a header row, which says what made it, and a row for each recordi
 It appears under its name when it is whole; until then it is NAME.part. After an interrupt, a kill or a loss of power the same command goes on
 where the last whole row ends, and the result is the same to the byte as without. Rows do not depend on the number of processes.
 
+With `--shards` the rows lie in many files (`plan`), which this machine makes or the workers of an engine do.
+
 From the input to the output: `inputs` and `manifest` say which recordings there are, `row` and `piece` listen to one, `pool` to many at once,
-`part` keeps what is there, `command` is what a user calls.
+`part` keeps what is there, `plan` cuts a run into shards and `columns` gives them another form, `local` and `on_dask` have them made, `task` makes one
+on the machine of an engine, `command` is what a user calls.
 """

@@ -18,8 +18,8 @@ class Bar:
         self._began = self._told = time.monotonic()
         self._tell()
 
-    def step(self, bad: bool, count: int = 1) -> None:
-        """`count` more are done; `bad`: with an error."""
+    def step(self, count: int, bad: int) -> None:
+        """`count` more are done, `bad` of them with an error."""
         self.reach(self._done + count, self._bad + bad)
 
     def reach(self, done: int, bad: int) -> None:

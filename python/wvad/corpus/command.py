@@ -6,32 +6,14 @@ import argparse
 import os
 import sys
 from pathlib import Path
-from typing import Any, Dict, List, Optional, Tuple
+from typing import Any, Dict, Iterator, List, Optional, Tuple
 
 from .. import __version__, errors, settings
 from ..model import Model
-from . import inputs, manifest
+from . import inputs, local, manifest, on_dask, plan
 from .bar import Bar
 from .entry import Entry
-from .part import Part
-from .pool import lines_at_once
 from .row import as_line
-
-
-def run(entries: List[Entry], out: Path, header: bytes, options: Dict[str, Any], jobs: int, quiet: bool) -> int:
-    """Writes `out`; gives the number of recordings that have an error. Raises OSError where it cannot be written."""
-    with Part(out, header, entries) as part:
-        bar = Bar(len(entries), part.done, part.bad, quiet)
-        try:
-            before = part.bad
-            for line in lines_at_once(entries[part.done:], options, jobs):
-                part.write(line)
-                bar.step(part.bad > before)
-                before = part.bad
-        finally:
-            bar.clear()
-        part.finish()
-        return part.bad
 
 
 def _setting(text: str) -> Tuple[str, float]:
@@ -44,16 +26,22 @@ def _setting(text: str) -> Tuple[str, float]:
 
 def _parse(arguments: Optional[List[str]]) -> argparse.Namespace:
     parser = argparse.ArgumentParser(prog="wvad corpus", description="The sentences of many recordings as JSON lines, on all cores.",
-                                     epilog="Exit codes: 0 all done, 1 done, with recordings that have an error, 2 nothing could be done, "
+                                     epilog="Exit codes: 0 all done, 1 done, with recordings that have an error, 2 not done, and why, "
                                             "130 interrupted; the same command goes on.")
     parser.add_argument("input", nargs="+", help="a recording, a folder (walked), a list of names (.txt) or a manifest (.jsonl, .jsonl.gz)")
-    parser.add_argument("-o", "--output", required=True, type=Path, help="file of JSON lines, which must not exist yet")
+    outputs = parser.add_mutually_exclusive_group(required=True)
+    outputs.add_argument("-o", "--output", type=Path, help="file of JSON lines, which must not exist yet")
+    outputs.add_argument("--shards", type=Path, metavar="FOLDER", help="folder of many such files, with their sums and a manifest")
+    parser.add_argument("--shard-size", type=int, metavar="COUNT", help="recordings in a shard (default: 1000)")
+    parser.add_argument("--columns", action="store_true", help="shards are columns (.npz) for tables, not JSON lines")
     parser.add_argument("--recordings", type=Path, metavar="MANIFEST", help="recordings that rows of the input name by their recording_id")
-    parser.add_argument("-j", "--jobs", type=int, default=len(os.sched_getaffinity(0)), help="processes (default: as many as cores)")
+    parser.add_argument("-j", "--jobs", type=int, help="processes (default: as many as cores)")
     parser.add_argument("--profile", choices=settings.PROFILES, default="default")
     parser.add_argument("--model", help="name or path (default: what suits profile and rate)")
     parser.add_argument("--channel", default="mix", help="a number from 1, mix (default) or all")
     parser.add_argument("--set", type=_setting, action="append", default=[], metavar="NAME=NUMBER", help="a setting, such as min_silence=0.3")
+    engines = parser.add_mutually_exclusive_group()
+    engines.add_argument("--dask", metavar="ADDRESS", help="make the shards on the workers of this Dask scheduler (tcp://HOST:8786, or its file)")
     parser.add_argument("--force", action="store_true", help="replace the output")
     parser.add_argument("-q", "--quiet", action="store_true", help="no bar and no notes")
     return parser.parse_args(arguments)
@@ -66,23 +54,70 @@ def _checked(given: argparse.Namespace) -> Dict[str, Any]:
     channel = int(given.channel) if given.channel.isdecimal() else given.channel
     if channel not in ("mix", "all") and not (isinstance(channel, int) and channel > 0):
         raise errors.ArgumentError(f"--channel {given.channel}: expected a number from 1, mix or all")
-    if given.jobs < 1:
+    if given.jobs is not None and given.jobs < 1:
         raise errors.ArgumentError(f"--jobs {given.jobs}: expected 1 or more")
     if given.model is not None:
         Model(given.model)
     return {"profile": given.profile, "model": given.model, "channel": channel, **values}
 
 
+def _check_output(given: argparse.Namespace) -> None:
+    """Raises ArgumentError for options that do not go together."""
+    for name in ("dask", "shard_size", "columns"):
+        if getattr(given, name) and given.shards is None:
+            raise errors.ArgumentError(f"--{name.replace('_', '-')} is for shards: give --shards FOLDER in place of -o")
+    if given.shard_size is not None and given.shard_size < 1:
+        raise errors.ArgumentError(f"--shard-size {given.shard_size}: expected 1 or more")
+    if given.dask and given.jobs is not None:
+        raise errors.ArgumentError("--jobs: with --dask the workers say how many tasks they take at once")
+
+
 def _work(given: argparse.Namespace) -> int:
+    _check_output(given)
     options = _checked(given)
-    header = as_line({"wvad": __version__, "profile": given.profile, "model": given.model, "channel": options["channel"], "settings": dict(given.set)})
+    header = {"wvad": __version__, "profile": given.profile, "model": given.model, "channel": options["channel"], "settings": dict(given.set)}
+    recordings = manifest.recordings_of(given.recordings) if given.recordings else {}
+    entries = inputs.entries(given.input, recordings)
+    if given.shards is not None:
+        return _into_shards(given, header, options, entries)
     if given.output.exists() and not given.force:
         raise errors.ArgumentError(f"{given.output}: exists already; --force replaces it")
-    recordings = manifest.recordings_of(given.recordings) if given.recordings else {}
-    entries = list(inputs.entries(given.input, recordings))
-    bad = run(entries, given.output, header, options, given.jobs, given.quiet)
+    listed = list(entries)
+    bad = local.into_file(listed, given.output, as_line(header), options, _jobs(given), given.quiet)
+    return _say(given, given.output, len(listed), bad)
+
+
+def _jobs(given: argparse.Namespace) -> int:
+    return given.jobs or len(os.sched_getaffinity(0))
+
+
+def _into_shards(given: argparse.Namespace, header: Dict[str, Any], options: Dict[str, Any], entries: Iterator[Entry]) -> int:
+    folder = given.shards.absolute()
+    with plan.held(folder):
+        if (folder / "manifest.json").exists():
+            if not given.force:
+                raise errors.ArgumentError(f"{given.shards}: is done already; --force replaces it")
+            plan.clear(folder)
+        named = [os.path.abspath(name) for name in [*given.input, *([given.recordings] if given.recordings else [])]]
+        wanted = plan.Given(header, options, "columns" if given.columns else "jsonl", given.shard_size or 1000, named)
+        begun = plan.begin(folder, wanted, entries)
+        os.chdir(begun.cwd)  # names of the input start there
+        bar = Bar(*begun.done(), given.quiet)
+        try:
+            if given.dask:
+                on_dask.run(begun, bar, given.dask)
+            else:
+                local.into_shards(begun, bar, _jobs(given))
+        finally:
+            bar.clear()
+        whole = begun.finish()
+    return _say(given, given.shards, whole["recordings"], whole["errors"])
+
+
+def _say(given: argparse.Namespace, out: Path, count: int, bad: int) -> int:
+    """The last line; gives the exit code."""
     if not given.quiet:
-        print(f"{given.output}: {len(entries)} recordings{f', {bad} of them with an error' if bad else ''}", file=sys.stderr)
+        print(f"{out}: {count} recordings{f', {bad} of them with an error' if bad else ''}", file=sys.stderr)
     return 1 if bad else 0
 
 

@@ -1,0 +1,224 @@
+# SPDX-License-Identifier: Apache-2.0
+"""A run in shards: which recordings are in which shard, where its results lie, and how far it is.
+
+    FOLDER/shard-00000.jsonl ...   results, each whole when it appears
+    FOLDER/SHA256SUMS              of all of them, as sha256sum -c takes it
+    FOLDER/manifest.json           what made them, and what is in each; the last that appears
+    FOLDER/work/                   until then: plan.json, 00000.list (recordings), 00000.part (rows so far), 00000.json (what manifest.json says of
+                                   the shard), lock; of Slurm its scripts and logs
+
+The recordings are listed once, when the run begins. Everything in work/ is read and written by whichever process makes a shard, on whichever machine,
+and holds nothing of time or place that could get into the results.
+"""
+from __future__ import annotations
+
+import fcntl
+import hashlib
+import json
+import os
+import shutil
+from contextlib import contextmanager
+from pathlib import Path
+from typing import Any, Dict, Iterable, Iterator, List, NamedTuple, Tuple
+
+from .. import errors
+from . import columns
+from .entry import Entry, of_line, to_line
+from .names import shown
+from .part import Part
+
+FORMS = {"jsonl": ".jsonl", "columns": ".npz"}
+Facts = Dict[str, Any]
+
+
+def write_whole(path: Path, data: bytes, scratch_folder: Path) -> None:
+    """Writes a file that is there as a whole or not at all; what it is until then lies in `scratch_folder`."""
+    scratch = scratch_folder / f"{path.name}.{os.uname().nodename}.{os.getpid()}.new"
+    with open(scratch, "wb") as file:
+        file.write(data)
+        file.flush()
+        os.fsync(file.fileno())
+    os.replace(scratch, path)
+
+
+class Given(NamedTuple):
+    """What a run is asked for; two with the same give the same results."""
+
+    header: Dict[str, Any]
+    options: Dict[str, Any]
+    form: str
+    size: int
+    inputs: List[str]
+
+
+class Plan:
+    """A run that has begun. Raises StateError where `folder` holds none."""
+
+    def __init__(self, folder: Path) -> None:
+        self.folder = folder
+        self.work = folder / "work"
+        try:
+            kept = json.loads((self.work / "plan.json").read_bytes())
+        except FileNotFoundError:
+            raise errors.StateError(f"{shown(str(folder))}: there is no run to go on with") from None
+        self.given = Given(*kept["given"])
+        self.counts: List[int] = kept["counts"]
+        self.cwd: str = kept["cwd"]
+
+    def shards(self) -> List["Shard"]:
+        """All of them, in their order."""
+        first, found = 0, []
+        for number, count in enumerate(self.counts):
+            found.append(Shard(self, number, first, count))
+            first += count
+        return found
+
+    def missing(self) -> List["Shard"]:
+        """Those that are still to be made."""
+        there = set(os.listdir(self.folder))
+        return [shard for shard in self.shards() if shard.out.name not in there or not shard.is_done()]
+
+    def done(self) -> Tuple[int, int, int]:
+        """Recordings, those of them that are in whole shards, and those of these that have an error."""
+        missing = {shard.number for shard in self.missing()}
+        whole = [shard.facts() for shard in self.shards() if shard.number not in missing]
+        return sum(self.counts), sum(one["recordings"] for one in whole), sum(one["errors"] for one in whole)
+
+    def finish(self) -> Facts:
+        """Writes sums and manifest over all shards, which have to be there. Gives the manifest."""
+        shards = [shard.facts() for shard in self.shards()]
+        totals = {name: sum(one[name] for one in shards) for name in ("recordings", "errors", "sentences", "bytes")}
+        totals["duration"] = round(sum(one["duration"] for one in shards), 6)
+        whole = {**self.given.header, "form": self.given.form, **totals, "shards": shards}
+        write_whole(self.folder / "SHA256SUMS", "".join(f"{one['sha256']}  {one['name']}\n" for one in shards).encode("ascii"), self.work)
+        write_whole(self.folder / "manifest.json", json.dumps(whole, indent=1, ensure_ascii=False).encode("utf-8", "backslashreplace") + b"\n",
+                    self.work)
+        return whole
+
+
+class Shard:
+    """One shard of a plan: recordings `first` to `first` + `count` of the input."""
+
+    def __init__(self, plan: Plan, number: int, first: int, count: int) -> None:
+        self.plan, self.number, self.first, self.count = plan, number, first, count
+        self._base = plan.work / f"{number:05}"
+        self._facts = Path(f"{self._base}.json")
+        self.out = plan.folder / f"shard-{number:05}{FORMS[plan.given.form]}"
+
+    def entries(self) -> List[Entry]:
+        """Its recordings."""
+        with open(f"{self._base}.list", "rb") as file:
+            return [of_line(line) for line in file]
+
+    def is_done(self) -> bool:
+        """Whether it is whole."""
+        return self.out.exists() and self._facts.exists()
+
+    def facts(self) -> Facts:
+        """What is known of one that is whole: name, recordings, errors, sentences, duration (in seconds), bytes, sha256."""
+        found: Facts = json.loads(self._facts.read_bytes())
+        return found
+
+    def open(self, entries: List[Entry], wait: bool = False) -> Part:
+        """Its rows so far; raises as Part."""
+        return Part(self._base, b"", entries, wait)
+
+    def finish(self, part: Part) -> Facts:
+        """Gives it its name, when all its rows are in `part`."""
+        part.sync()
+        made = part.path
+        if self.plan.given.form == "columns":
+            made = Path(f"{self._base}.npz.new")
+            columns.write(part.path, made, self.first)
+        facts = {"name": self.out.name, "recordings": self.count, "errors": part.bad, **_heard(part.path), "bytes": made.stat().st_size,
+                 "sha256": _sha256(made)}
+        write_whole(self._facts, json.dumps(facts).encode("ascii"), self.plan.work)
+        os.replace(made, self.out)
+        return facts
+
+
+def _heard(rows: Path) -> Facts:
+    sentences, duration = 0, 0.0
+    with open(rows, "rb") as file:
+        for line in file:
+            row = json.loads(line)
+            sentences += len(row.get("sentences", ()))
+            duration += row.get("duration", 0)
+    return {"sentences": sentences, "duration": round(duration, 6)}
+
+
+def _sha256(path: Path) -> str:
+    found = hashlib.sha256()
+    with open(path, "rb") as file:
+        for block in iter(lambda: file.read(1 << 20), b""):
+            found.update(block)
+    return found.hexdigest()
+
+
+@contextmanager
+def held(folder: Path) -> Iterator[None]:
+    """Keeps other runs out of `folder`, which is made where it is not there. Raises StateError where one is in it; ArgumentError for a folder that
+    holds something else."""
+    work = folder / "work"
+    if folder.is_dir() and not work.is_dir() and not (folder / "manifest.json").exists() and os.listdir(folder):
+        raise errors.ArgumentError(f"{shown(str(folder))}: is not empty, and holds no run to go on with")
+    new = not folder.exists()
+    work.mkdir(parents=True, exist_ok=True)
+    with open(work / "lock", "ab") as file:
+        try:
+            fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except OSError:
+            raise errors.StateError(f"{shown(str(folder))}: another run is writing it") from None
+        try:
+            yield
+        finally:
+            if (folder / "manifest.json").exists() or not (work / "plan.json").exists():  # all is done, or nothing has begun
+                shutil.rmtree(work, ignore_errors=True)
+                if new and not os.listdir(folder):
+                    folder.rmdir()
+
+
+def clear(folder: Path) -> None:
+    """Removes the results of a run that was whole, and nothing else. Raises ArgumentError for a manifest that is none."""
+    path = folder / "manifest.json"
+    (folder / "work" / "plan.json").unlink(missing_ok=True)
+    try:
+        names = [str(one["name"]) for one in json.loads(path.read_bytes())["shards"]]
+    except (ValueError, TypeError, KeyError):
+        raise errors.ArgumentError(f"{shown(str(path))}: is no manifest of shards; it stays as it is") from None
+    for name in names:
+        if os.path.basename(name) == name:
+            (folder / name).unlink(missing_ok=True)
+    path.unlink()
+
+
+def begin(folder: Path, given: Given, entries: Iterable[Entry]) -> Plan:
+    """The run in `folder`: the one that has begun there, or a new one over `entries`. Raises ArgumentError where it was begun with something else."""
+    work = folder / "work"
+    if (work / "plan.json").exists():
+        plan = Plan(folder)
+        if json.dumps(plan.given) != json.dumps(given):
+            raise errors.ArgumentError(f"{shown(str(folder))}: was begun by another version, with other settings or with other recordings; delete it, or "
+                                       "give another name")
+        return plan
+    counts = [_write_list(work / f"{number:05}.list", some) for number, some in _cut(entries, given.size)]
+    write_whole(work / "plan.json", json.dumps({"given": given, "counts": counts, "cwd": os.getcwd()}).encode("ascii"), work)
+    return Plan(folder)
+
+
+def _cut(entries: Iterable[Entry], size: int) -> Iterator[Tuple[int, List[Entry]]]:
+    some: List[Entry] = []
+    number = 0
+    for entry in entries:
+        some.append(entry)
+        if len(some) == size:
+            yield number, some
+            number, some = number + 1, []
+    if some:
+        yield number, some
+
+
+def _write_list(path: Path, entries: List[Entry]) -> int:
+    with open(path, "wb") as file:
+        file.writelines(map(to_line, entries))
+    return len(entries)

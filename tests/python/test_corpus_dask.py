@@ -1,0 +1,134 @@
+# SPDX-License-Identifier: Apache-2.0
+"""wvad corpus --dask, on a scheduler and two workers of this machine: the bytes of one process; a worker that is killed loses nothing; an interrupt
+leaves nothing behind. Where Dask is missing the error says so, and nothing else asks for it."""
+import importlib.util
+import json
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+from unittest import mock
+
+from corpus_support import CorpusTest, Fifo, children, corpus, descendants, files_in, runs, wait_until
+from wvad import errors
+from wvad.corpus import on_dask
+
+MISSING = "" if importlib.util.find_spec("distributed") else "Dask's package distributed is missing (Debian: python3-distributed)"
+
+
+class WithoutDask(CorpusTest):
+    def test_its_absence_is_told(self):
+        with mock.patch.dict(sys.modules, {"distributed": None}):
+            with self.assertRaisesRegex(errors.UnavailableError, "--dask needs the package distributed .Debian: python3-distributed"):
+                on_dask.run(None, None, "tcp://localhost:8786")
+
+    def test_it_is_loaded_only_where_it_is_asked_for(self):
+        self.talks(1)
+        script = ("import sys\nfrom wvad.corpus import command\ncode = command.main(sys.argv[1:])\n"
+                  "print(code, [name for name in sys.modules if 'dask' in name and not name.startswith('wvad.') or name == 'distributed'])")
+        words = corpus("talks", "--shards", "out", "-q")
+        said = subprocess.run([sys.executable, "-c", script, *words[words.index("corpus") + 1:]], capture_output=True, text=True, check=False)
+        self.assertEqual((said.stdout, said.stderr), ("0 []\n", ""))
+
+
+@unittest.skipIf(MISSING, MISSING)
+class OnACluster(CorpusTest):
+    def setUp(self):
+        super().setUp()
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.cluster = Path(scratch.name)
+        self.begin("scheduler", "--scheduler-file", self.cluster / "scheduler.json", "--host", "127.0.0.1", "--port", "0")
+        wait_until(lambda: (self.cluster / "scheduler.json").exists())
+        wait_until(lambda: "address" in read_json(self.cluster / "scheduler.json"))
+        self.address = read_json(self.cluster / "scheduler.json")["address"]
+        self.workers = [self.begin("worker", self.address, "--no-nanny", "--nthreads", "1", "--local-directory", self.cluster) for _ in range(2)]
+        self.talks(7)
+        subprocess.run(corpus("-j", 1, "talks", "--shards", "wanted", "--shard-size", 2, "-q"), check=True)
+        self.wanted = files_in("wanted")
+
+    def begin(self, what, *arguments):
+        log = open(self.cluster / f"{what}.log", "ab")
+        self.addCleanup(log.close)
+        child = subprocess.Popen([sys.executable, "-m", f"distributed.cli.dask_{what}", "--no-dashboard", *map(str, arguments)], stdout=log,
+                                 stderr=subprocess.STDOUT, cwd="/")
+        self.addCleanup(child.wait)
+        self.addCleanup(child.kill)
+        return child
+
+    def start(self, *arguments):
+        """The command in the background; its warnings are no errors, since Dask has some of its own."""
+        words = [word for word in corpus("talks", "--shards", "out", "--shard-size", 2, "--dask", self.address, *arguments) if word not in ("-W", "error")]
+        child = subprocess.Popen(words, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(child.stderr.close)
+        self.addCleanup(child.wait)
+        self.addCleanup(child.kill)
+        return child
+
+    def test_the_results_are_those_of_one_process(self):
+        child = self.start()
+        words = child.communicate()[1]
+        self.assertEqual((child.returncode, words), (0, "out: 7 recordings\n"))
+        self.assertEqual(files_in("out"), self.wanted)
+        self.assertFalse(Path("out/work").exists())
+
+    def test_a_worker_that_is_killed_loses_nothing(self):
+        with Fifo("talks/deep/03.wav") as pipe:
+            child = self.start()
+            pipe.wait_for_reader()
+            wait_until(lambda: sum(bool(children(one.pid)) for one in self.workers) == 1, child)
+            at_work = next(one for one in self.workers if children(one.pid))
+            task = descendants(at_work.pid)
+            at_work.kill()
+            at_work.wait()
+            wait_until(lambda: not any(map(runs, task)))
+            pipe.drop_reader()
+            pipe.wait_for_reader()  # the other worker's
+            pipe.serve()
+            words = child.communicate()[1]
+        self.assertEqual((child.returncode, words), (0, "out: 7 recordings\n"))
+        self.assertEqual(files_in("out"), self.wanted)
+
+    def test_an_interrupt_ends_the_tasks_and_leaves_the_workers(self):
+        with Fifo("talks/deep/03.wav") as pipe:
+            child = self.start()
+            pipe.wait_for_reader()
+            tasks = [one for worker in self.workers for one in descendants(worker.pid)]
+            self.assertNotEqual(tasks, [])
+            child.send_signal(signal.SIGINT)
+            words = child.communicate()[1]
+            self.assertEqual((child.returncode, words), (130, "\nwvad corpus: interrupted; the same command goes on from here\n"))
+            wait_until(lambda: not any(map(runs, tasks)))
+        self.assertEqual([one.poll() for one in self.workers], [None, None])
+        child = self.start()
+        self.assertEqual((child.wait(), files_in("out")), (0, self.wanted))
+
+    def test_a_shard_that_cannot_be_made_is_told_and_the_others_are_made(self):
+        with Fifo("talks/deep/03.wav") as pipe:
+            child = self.start()
+            pipe.wait_for_reader()
+            child.send_signal(signal.SIGINT)
+            child.wait()
+        shutil.move("out/work/00002.list", "list")
+        child = self.start()
+        words = child.communicate()[1]
+        self.assertEqual(child.returncode, 2)
+        self.assertRegex(words, "1 of . shards could not be made; the same command tries again. Shard 2: .*00002.list")
+        shutil.move("list", "out/work/00002.list")
+        child = self.start()
+        self.assertEqual((child.wait(), files_in("out")), (0, self.wanted))
+
+
+def read_json(path):
+    try:
+        return json.loads(path.read_bytes())
+    except ValueError:  # not whole yet
+        return {}
+
+
+if __name__ == "__main__":
+    unittest.main()
