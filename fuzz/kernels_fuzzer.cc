@@ -8,6 +8,7 @@
 
 #include "fuzz_support.h"
 #include "nn/kernels/dispatch.h"
+#include "nn/weight_proofs.h"
 
 namespace TSEG::fuzz {
 namespace {
@@ -127,6 +128,11 @@ void DnnProducts(uint32_t kernel, Input& in) {
     case 1: {
       const auto x = in.Take<uint8_t>(4 * width);
       const auto w = in.Take<int8_t>(cells);
+      if (DnnGemmInt8CannotClip(w.data(), rows, cols, 255)) {
+        Compare<DnnKernels, int16_t>(
+            DnnRun<int16_t>([&](const DnnKernels& k, int16_t* y) { k.gemm_int8_unclipped(x.data(), rows, cols, w.data(), y); }),
+            Buffer<int16_t>(out), out);
+      }
       return Compare<DnnKernels, int16_t>(
           DnnRun<int16_t>([&](const DnnKernels& k, int16_t* y) { k.gemm_int8(x.data(), rows, cols, w.data(), y); }), Buffer<int16_t>(out),
           out);
@@ -206,6 +212,11 @@ void LstmProducts(uint32_t kernel, Input& in) {
     case 2: {
       const auto x = in.Take<int8_t>(width), w = in.Take<int8_t>(cells);
       const float s = Range(in);
+      if (GemvInt8CannotClip(w.data(), rows, cols)) {
+        Compare<LstmKernels, float>(
+            LstmRun<float>([&](const LstmKernels& k, float* y) { k.gemv_int8_unclipped(x.data(), rows, cols, w.data(), y, s); }),
+            Buffer<float>(out), out);
+      }
       return Compare<LstmKernels, float>(
           LstmRun<float>([&](const LstmKernels& k, float* y) { k.gemv_int8(x.data(), rows, cols, w.data(), y, s); }), Buffer<float>(out),
           out);

@@ -22,13 +22,14 @@ enum class ProcessorFamily { kX86, kOther };
 struct CpuFeatures {
   uint32_t nHighestLeaf = 0;
   std::string vendor;
-  uint32_t leaf1Ecx = 0;  // bit 9 SSSE3, bit 19 SSE4.1, bit 27 OSXSAVE
-  uint32_t leaf1Edx = 0;  // bit 25 SSE, bit 26 SSE2
-  uint32_t leaf7Ebx = 0;  // bit 5 AVX2
-  uint32_t leaf7Ecx = 0;
+  uint32_t leaf1Ecx = 0;     // bit 9 SSSE3, bit 19 SSE4.1, bit 27 OSXSAVE
+  uint32_t leaf1Edx = 0;     // bit 25 SSE, bit 26 SSE2
+  uint32_t leaf7Ebx = 0;     // bit 5 AVX2; of AVX-512 bit 16 F, bit 17 DQ, bit 30 BW, bit 31 VL
+  uint32_t leaf7Ecx = 0;     // bit 11 AVX512_VNNI
   bool bIsIntel = false;     // "GenuineIntel"
   bool bIsAmd = false;       // "AuthenticAMD"
   bool bOsSavesYmm = false;  // the system keeps the 256-bit registers
+  bool bOsSavesZmm = false;  // and the 512-bit ones, with their masks
   uint32_t nHighestExtendedLeaf = 0;
   std::string brand;
   ProcessorFamily family = ProcessorFamily::kX86;  // all words above stay zero on another one

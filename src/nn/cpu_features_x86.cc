@@ -41,6 +41,7 @@ CpuFeatures EnumerateCpu() {
     features.leaf7Ecx = leaf7.ecx;
   }
   features.bOsSavesYmm = platform::OsSavesYmm();
+  features.bOsSavesZmm = platform::OsSavesZmm();
   features.nHighestExtendedLeaf = platform::Cpuid(kFirstExtendedLeaf, 0).eax;
   if (features.nHighestExtendedLeaf >= kLastBrandLeaf) {
     for (uint32_t leaf = kFirstBrandLeaf; leaf <= kLastBrandLeaf; ++leaf) {

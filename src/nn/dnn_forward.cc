@@ -55,7 +55,8 @@ void ForwardPass(DnnForward* forward, int32_t n, const DnnKernels& kernels) {
     const auto at = static_cast<size_t>(i);
     const int32_t cols = model.anLayerDim[at - 1];
     width = i == last ? model.nOutputDim : model.anLayerDim[at];
-    kernels.gemm_int8(bytes, width, cols, static_cast<const int8_t*>(table.apWeights[at]), narrow);
+    const auto gemm = table.abUnclipped[at] ? kernels.gemm_int8_unclipped : kernels.gemm_int8;
+    gemm(bytes, width, cols, static_cast<const int8_t*>(table.apWeights[at]), narrow);
     kernels.bias16(narrow, n, width, table.apBias[at], table.aBiasShift[at][0], table.aBiasShift[at][1]);
     if (i < last) kernels.sigmoid8_of16(narrow, n * width, table.aActShift[at][0], table.aActShift[at][1], bytes);
   }

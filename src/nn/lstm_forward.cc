@@ -56,12 +56,12 @@ void ClearVectors(LstmForward* forward) {
 }  // namespace
 
 LstmForward::LstmForward()
-    : pIn(kBufferFloats, 32),
-      pOut(kBufferFloats, 32),
-      pRing(kRingLength, 32),
-      pStatePool(kPoolElements, 32),
-      pRing16(kRingLength, 32),
-      pStatePool16(kPoolElements, 32) {}
+    : pIn(kBufferFloats, 64),
+      pOut(kBufferFloats, 64),
+      pRing(kRingLength, 64),
+      pStatePool(kPoolElements, 64),
+      pRing16(kRingLength, 64),
+      pStatePool16(kPoolElements, 64) {}
 
 void LstmForwardBind(LstmForward* forward, const LstmModel* model) {
   forward->pModel = model;

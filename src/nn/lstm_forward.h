@@ -21,7 +21,7 @@ class LstmForward {
   uint8_t abValid[4] = {};  // 1 for each block added since the last read
   int32_t nPending = 0;     // blocks added since the last read
   const LstmModel* pModel = nullptr;
-  AlignedBuffer<float> pIn, pOut;       // 4 rows of 320 floats, 32-byte aligned; row 0 is the input; both ping-pong between layers
+  AlignedBuffer<float> pIn, pOut;       // 4 rows of 320 floats, 64-byte aligned; row 0 is the input; both ping-pong between layers
   int32_t nRows = 0;                    // rows of pIn in use in this call
   int32_t bHaveResult = 0;              // a step has produced output
   int32_t nSteps = 0;                   // network steps since the last full clear

@@ -12,6 +12,9 @@ const float* Floats(const void* p) { return static_cast<const float*>(p); }
 const int8_t* Bytes(const void* p) { return static_cast<const int8_t*>(p); }
 const int16_t* Shorts(const void* p) { return static_cast<const int16_t*>(p); }
 
+// The 8-bit product for weights that have been proved never to saturate, or not.
+auto Gemv8(const LstmKernels& kernels, bool unclipped) { return unclipped ? kernels.gemv_int8_unclipped : kernels.gemv_int8; }
+
 // Adds the correction of a product. There is none where the model was not loaded for this form.
 void AddCompensation(float* v, const float* compensation, int32_t n, const LstmKernels& kernels) {
   if (compensation != nullptr) kernels.add(v, compensation, n);
@@ -29,8 +32,9 @@ void LayerStep(const LayerState<float>& state, const LstmLayer& layer, float* x,
 
   kernels.quant_int8(state.r, layer.nProjRows, layer.afActScale[1]);
   const float recurrent_scale = layer.afActScale[1] * layer.afWeightScale[1];
+  const auto gemv_recurrent = Gemv8(kernels, layer.bRecurrentUnclipped);
   for (size_t g = 0; g < 4; ++g) {
-    kernels.gemv_int8(Bytes(state.r), layer.nCellRows, layer.nProjCols, Bytes(layer.apWr[g]), state.H[g], recurrent_scale);
+    gemv_recurrent(Bytes(state.r), layer.nCellRows, layer.nProjCols, Bytes(layer.apWr[g]), state.H[g], recurrent_scale);
     const float* part = layer.pRecCompensation == nullptr ? nullptr : layer.pRecCompensation + g * static_cast<size_t>(layer.nCellRows);
     AddCompensation(state.H[g], part, layer.nCellRows, kernels);
   }
@@ -39,7 +43,7 @@ void LayerStep(const LayerState<float>& state, const LstmLayer& layer, float* x,
 
   kernels.quant_int8(state.m, layer.nCellRows, layer.afActScale[2]);
   const float projection_scale = layer.afWeightScale[2] * layer.afActScale[2];
-  kernels.gemv_int8(Bytes(state.m), layer.nProjRows, layer.nProjInCols, Bytes(layer.pWp), y, projection_scale);
+  Gemv8(kernels, layer.bProjectionUnclipped)(Bytes(state.m), layer.nProjRows, layer.nProjInCols, Bytes(layer.pWp), y, projection_scale);
   AddCompensation(y, layer.pProjCompensation, layer.nProjRows, kernels);
   std::memcpy(state.r, y, static_cast<size_t>(layer.nProjRows) * sizeof(float));
 }
@@ -70,7 +74,7 @@ void StepInt8(LstmForward* forward, const LstmKernels& kernels) {
   forward->bHaveResult = 1;
   kernels.quant_int8(row, model.fc.nCols, model.fc.fActScale);
   const float scale = model.fc.fWeightScale * model.fc.fActScale;
-  kernels.gemv_int8(Bytes(row), model.fc.nRows, model.fc.nCols, Bytes(model.fc.pW), forward->pOut.data(), scale);
+  Gemv8(kernels, model.fc.bUnclipped)(Bytes(row), model.fc.nRows, model.fc.nCols, Bytes(model.fc.pW), forward->pOut.data(), scale);
   FinishOutput(forward, kernels, true);
 }
 

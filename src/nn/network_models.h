@@ -4,7 +4,7 @@
 //
 // Read-only after loading and shared between instances without locks. All pointers look into blocks that the record owns. Matrices are
 // row-major: one output a row, its input weights contiguous. Row and column counts above 1 are padded to a multiple of 32 with zeros, so
-// that kernels may assume whole blocks; blocks are aligned to 32 bytes.
+// that kernels may assume whole blocks; blocks are aligned to 64 bytes, a line of the cache and the widest vector.
 #ifndef WVAD_NN_NETWORK_MODELS_H_
 #define WVAD_NN_NETWORK_MODELS_H_
 
@@ -62,6 +62,8 @@ struct LstmLayer {
   float afWeightScale[3] = {};        // int8 form: range of apWx, apWr, pWp
   float afActScale[3] = {};           // int8 form: range of the layer's input, of the recurrent vector, of what enters the projection
   float* pRecCompensation = nullptr;  // int8 form: 4 x nCellRows values in gate order, added after the recurrent product
+  // int8 form: what has been proved of the weights (weight_proofs.h), of all gates together.
+  bool bRecurrentUnclipped = false, bProjectionUnclipped = false;
 };
 
 struct LstmOutputLayer {
@@ -71,6 +73,7 @@ struct LstmOutputLayer {
   int16_t nQBias = 0;  // fixed form: 10 for fc, 11 for softmax
   int32_t nRows = 0, nCols = 0;
   float fWeightScale = 0, fActScale = 0;  // int8 form of fc; copied for softmax too
+  bool bUnclipped = false;                // int8 form of fc: proved of its weights
 };
 
 constexpr int kLstmMaxLayers = 5;
@@ -106,6 +109,7 @@ struct DnnQuantTable {
   void* apWeights[kDnnMaxLayers] = {};        // int16_t* for layer 0 (all layers in pQuantFirst), int8_t* beyond it
   uint8_t aActShift[kDnnMaxLayers][2] = {};   // fraction bits of the pre-activation (a) and of the 8-bit output (b)
   uint8_t aBiasShift[kDnnMaxLayers][2] = {};  // p and q: fraction bits of the product, and of the bias
+  bool abUnclipped[kDnnMaxLayers] = {};       // proved of the 8-bit weights and of what enters them (weight_proofs.h)
   AlignedBuffer<uint8_t> block;
 };
 

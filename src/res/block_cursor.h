@@ -3,7 +3,7 @@
 // BlockCursor: hands out the one block of a model record piece by piece.
 //
 // A model's block has a stated size, worked out from the header. The cursor keeps account against that size, so that what does not fit
-// is noticed, and places each piece on 32 bytes, for which the block itself is a little larger.
+// is noticed, and places each piece on 64 bytes, for which the block itself is a little larger.
 #ifndef WVAD_RES_BLOCK_CURSOR_H_
 #define WVAD_RES_BLOCK_CURSOR_H_
 
@@ -16,7 +16,7 @@ namespace TSEG {
 
 class BlockCursor {
  public:
-  // Replaces `block` by one of `stated_bytes` and the slack for up to 256 pieces; all zero, aligned to 32 bytes.
+  // Replaces `block` by one of `stated_bytes` and the slack for up to 256 pieces; all zero, aligned to 64 bytes.
   BlockCursor(AlignedBuffer<uint8_t>* block, size_t stated_bytes) : left_(stated_bytes) {
     *block = AlignedBuffer<uint8_t>(stated_bytes + 256 * kAlignment, kAlignment);
     next_ = block->data();
@@ -36,7 +36,7 @@ class BlockCursor {
   size_t left() const { return left_; }
 
  private:
-  static constexpr size_t kAlignment = 32;
+  static constexpr size_t kAlignment = 64;
   size_t left_;
   uint8_t* next_ = nullptr;
   uint8_t* end_ = nullptr;

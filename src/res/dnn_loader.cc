@@ -10,6 +10,7 @@
 
 #include "log/log.h"
 #include "nn/model_limits.h"
+#include "nn/weight_proofs.h"
 #include "res/header_check.h"
 #include "res/header_parser.h"
 #include "res/state_map.h"
@@ -172,6 +173,7 @@ int ResParsing(const MlpResFileHeaderV3& header, DnnModel* model, HMMResourceLin
   }
   if (!reader.ok()) return RefuseModel(reader.flaw());
   if (!DnnModelFits(*model)) return RefuseModel("the network does not fit the buffers of the forward pass");
+  MarkProvenWeights(model);
   return 0;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "nn/model_limits.h"
+#include "nn/weight_proofs.h"
 #include "res/header_check.h"
 #include "res/lstm_walk.h"
 
@@ -28,6 +29,7 @@ int LoadLstm(const MlpResFileHeader<Image>& header, LstmForm form, HMMResourceLi
   if (form == LstmForm::kInt8 && steps < kLeastSteps) {
     return RefuseModel("the rows of fc2_weight_ hold " + std::to_string(steps) + " steps, and answers would come before their frames");
   }
+  MarkProvenWeights(model.get());
   link->pLstm = std::move(model);
   return 0;
 }

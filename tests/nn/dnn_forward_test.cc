@@ -12,6 +12,7 @@
 
 #include "nn/model_limits.h"
 #include "nn/processors.h"
+#include "nn/weight_proofs.h"
 
 namespace TSEG {
 namespace {
@@ -222,52 +223,68 @@ TEST(DnnForward, SaturatedHiddenUnitGivesTheTopByte) {
   EXPECT_NEAR(out[0], SpeechOf(0.125f, 0.0f), 1e-7);
 }
 
-TEST(DnnForward, EveryLevelGivesTheSameBits) {
-  TestDnn dnn({256, 256, 96});
+// Random weights; those of 8 bits within +-`size`, the outputs of the hidden layers with `output_bits` fraction bits.
+void FillRandom(TestDnn* dnn, int32_t size, uint8_t output_bits) {
   std::mt19937 random(3);
   for (size_t i = 0; i < 4; ++i) {
-    const int32_t n = dnn.model.anLayerDim[i] * dnn.model.anLayerCols[i];
+    const int32_t n = dnn->model.anLayerDim[i] * dnn->model.anLayerCols[i];
     for (int32_t k = 0; k < n; ++k) {
       if (i == 0) {
-        dnn.w0()[k] = static_cast<int16_t>(static_cast<int>(random() % 2001) - 1000);
+        dnn->w0()[k] = static_cast<int16_t>(static_cast<int>(random() % 2001) - 1000);
       } else {
-        dnn.w(i)[k] = static_cast<int8_t>(static_cast<int>(random() % 31) - 15);
+        dnn->w(i)[k] = static_cast<int8_t>(static_cast<int>(random() % static_cast<uint32_t>(2 * size + 1)) - size);
       }
     }
-    for (int32_t k = 0; k < dnn.model.anLayerDim[i]; ++k) {
-      (i == 0 ? dnn.model.pQuantFirst : dnn.model.pQuant).apBias[i][k] = static_cast<int32_t>(random() % 2001) - 1000;
+    for (int32_t k = 0; k < dnn->model.anLayerDim[i]; ++k) {
+      (i == 0 ? dnn->model.pQuantFirst : dnn->model.pQuant).apBias[i][k] = static_cast<int32_t>(random() % 2001) - 1000;
     }
+    dnn->model.pQuant.aActShift[i][1] = output_bits;
   }
-  dnn.model.pQuantFirst.aBiasShift[0][0] = 20;
-  dnn.model.pQuantFirst.aBiasShift[0][1] = 10;
-  ASSERT_TRUE(DnnModelFits(dnn.model));
+  dnn->model.pQuantFirst.aBiasShift[0][0] = 20;
+  dnn->model.pQuantFirst.aBiasShift[0][1] = 10;
+}
 
-  std::vector<CpuFeatures> processors = test::EverySubsetOfLevels();
-  processors.push_back(CpuFeatures());
-  std::vector<std::vector<float>> results;
-  for (const CpuFeatures& cpu : processors) {
-    SetCpuForTest(&cpu);
-    std::mt19937 input(11);
-    std::normal_distribution<float> normal(0.0f, 3.0f);
-    DnnForward forward;
-    DnnForwardBind(&forward, &dnn.model);
-    std::vector<float> scores;
-    for (int f = 0; f < 29; ++f) {
-      std::vector<float> block(825);
-      for (float& v : block) v = normal(input);
-      if (DnnForwardAddBlock(&forward, block.data(), 825, f == 28)) {
-        float out[16];
-        int32_t stride = 0;
-        const int32_t frames = DnnForwardRead(&forward, out, &stride);
-        scores.insert(scores.end(), out, out + 2 * frames);
-      }
+// The scores of 29 random frames on a made-up processor.
+std::vector<float> Scores(const DnnModel& model, const CpuFeatures& cpu) {
+  SetCpuForTest(&cpu);
+  std::mt19937 input(11);
+  std::normal_distribution<float> normal(0.0f, 3.0f);
+  DnnForward forward;
+  DnnForwardBind(&forward, &model);
+  std::vector<float> scores;
+  for (int f = 0; f < 29; ++f) {
+    std::vector<float> block(825);
+    for (float& v : block) v = normal(input);
+    if (DnnForwardAddBlock(&forward, block.data(), 825, f == 28)) {
+      float out[16];
+      int32_t stride = 0;
+      const int32_t frames = DnnForwardRead(&forward, out, &stride);
+      scores.insert(scores.end(), out, out + 2 * frames);
     }
-    ASSERT_EQ(scores.size(), 58u);
-    results.push_back(scores);
   }
   SetCpuForTest(nullptr);
-  for (const std::vector<float>& scores : results) EXPECT_EQ(scores, results[0]);
-  EXPECT_NE(results[0][0], results[0][4]);
+  return scores;
+}
+
+TEST(DnnForward, EveryLevelGivesTheSameBitsWithPairsThatSaturateOrNot) {
+  struct Case {
+    int32_t size;
+    uint8_t output_bits;
+    bool proved;
+  };
+  // Bytes of one and more by weights of up to 127: 255 * 254 does not fit 16 bits, 128 * 254 does.
+  for (const Case& c : {Case{15, 7, true}, Case{127, 7, true}, Case{127, 8, false}}) {
+    TestDnn dnn({256, 256, 96});
+    FillRandom(&dnn, c.size, c.output_bits);
+    ASSERT_TRUE(DnnModelFits(dnn.model));
+    const std::vector<float> want = Scores(dnn.model, CpuFeatures());
+    ASSERT_EQ(want.size(), 58u);
+    EXPECT_NE(want[0], want[4]);
+    for (const CpuFeatures& cpu : test::EverySubsetOfLevels()) EXPECT_EQ(Scores(dnn.model, cpu), want) << LevelOf(cpu).name;
+    MarkProvenWeights(&dnn.model);
+    for (size_t i = 1; i < 4; ++i) EXPECT_EQ(dnn.model.pQuant.abUnclipped[i], c.proved);
+    for (const CpuFeatures& cpu : test::EverySubsetOfLevels()) EXPECT_EQ(Scores(dnn.model, cpu), want) << LevelOf(cpu).name;
+  }
 }
 
 TEST(DnnModelFits, RefusesWhatTheBuffersCannotHold) {

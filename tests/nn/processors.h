@@ -17,6 +17,7 @@ inline CpuFeatures Without(CpuFeatures cpu, const KernelLevel& level) {
   cpu.leaf7Ebx &= ~level.needs.leaf7Ebx;
   cpu.leaf7Ecx &= ~level.needs.leaf7Ecx;
   if (level.needs.bOsSavesYmm) cpu.bOsSavesYmm = false;
+  if (level.needs.bOsSavesZmm) cpu.bOsSavesZmm = false;
   if (level.needs.bNeon) cpu.bNeon = false;
   return cpu;
 }

@@ -30,6 +30,7 @@ CpuNeeds Both(const CpuNeeds& a, const CpuNeeds& b) {
           .leaf7Ebx = a.leaf7Ebx | b.leaf7Ebx,
           .leaf7Ecx = a.leaf7Ecx | b.leaf7Ecx,
           .bOsSavesYmm = a.bOsSavesYmm || b.bOsSavesYmm,
+          .bOsSavesZmm = a.bOsSavesZmm || b.bOsSavesZmm,
           .bNeon = a.bNeon || b.bNeon};
 }
 
@@ -70,7 +71,8 @@ std::span<const KernelLevel> KernelLevels() {
 bool RunsOn(const KernelLevel& level, const CpuFeatures& cpu) {
   const CpuNeeds& needs = level.needs;
   return (needs.leaf1Ecx & ~cpu.leaf1Ecx) == 0 && (needs.leaf1Edx & ~cpu.leaf1Edx) == 0 && (needs.leaf7Ebx & ~cpu.leaf7Ebx) == 0 &&
-         (needs.leaf7Ecx & ~cpu.leaf7Ecx) == 0 && (cpu.bOsSavesYmm || !needs.bOsSavesYmm) && (cpu.bNeon || !needs.bNeon);
+         (needs.leaf7Ecx & ~cpu.leaf7Ecx) == 0 && (cpu.bOsSavesYmm || !needs.bOsSavesYmm) && (cpu.bOsSavesZmm || !needs.bOsSavesZmm) &&
+         (cpu.bNeon || !needs.bNeon);
 }
 
 const KernelLevel& ChooseLevel(std::span<const KernelLevel> levels, const CpuFeatures& cpu) {

@@ -16,9 +16,14 @@
 namespace TSEG {
 
 // A null pointer stands for the kernel of the base.
+//
+// An 8-bit product of whose weights the loader has proved that none of its steps can saturate is the plain sum, and has an entry of its
+// own, `unclipped`, for levels that form plain sums faster (weight_proofs.h). On other weights such a kernel gives other bits. A level with
+// 8-bit products names both; where the proof gains nothing, they are one function.
 struct DnnKernels {
   decltype(&ref::DnnGemmInt16) gemm_int16 = nullptr;
   decltype(&ref::DnnGemmInt8) gemm_int8 = nullptr;
+  decltype(&ref::DnnGemmInt8) gemm_int8_unclipped = nullptr;
   decltype(&ref::DnnBias32) bias32 = nullptr;
   decltype(&ref::DnnBias16) bias16 = nullptr;
   decltype(&ref::SigmoidTable8Of32) sigmoid8_of32 = nullptr;
@@ -34,6 +39,7 @@ struct LstmKernels {
   decltype(&ref::GemvFloatX87) gemv_float_x87 = nullptr;
   decltype(&ref::GemvInt16ToFloat) gemv_int16 = nullptr;
   decltype(&ref::GemvInt8ToFloat) gemv_int8 = nullptr;
+  decltype(&ref::GemvInt8ToFloat) gemv_int8_unclipped = nullptr;
   decltype(&ref::GemvFixed) gemv_fixed = nullptr;
   decltype(&ref::GemvFixedClamped) gemv_fixed_clamped = nullptr;
   decltype(&ref::VecAdd) add = nullptr;
@@ -57,6 +63,7 @@ struct CpuNeeds {
   uint32_t leaf7Ebx = 0;
   uint32_t leaf7Ecx = 0;
   bool bOsSavesYmm = false;
+  bool bOsSavesZmm = false;
   bool bNeon = false;
 };
 

@@ -6,6 +6,22 @@
 #include <cpuid.h>
 
 namespace TSEG::platform {
+namespace {
+
+// Bits of the register that says which states the system saves.
+constexpr uint32_t kXmmAndYmm = 0x06;
+constexpr uint32_t kMasksAndZmm = 0xE0;
+
+bool SavesAll(uint32_t states) {
+  constexpr uint32_t kOsUsesXsave = 1u << 27;
+  if ((Cpuid(1, 0).ecx & kOsUsesXsave) == 0) return false;
+  uint32_t low = 0;
+  uint32_t high = 0;
+  __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+  return (low & states) == states;
+}
+
+}  // namespace
 
 CpuidWords Cpuid(uint32_t leaf, uint32_t subleaf) {
   CpuidWords words;
@@ -13,14 +29,8 @@ CpuidWords Cpuid(uint32_t leaf, uint32_t subleaf) {
   return words;
 }
 
-bool OsSavesYmm() {
-  constexpr uint32_t kOsUsesXsave = 1u << 27;
-  constexpr uint32_t kXmmAndYmm = 6;
-  if ((Cpuid(1, 0).ecx & kOsUsesXsave) == 0) return false;
-  uint32_t low = 0;
-  uint32_t high = 0;
-  __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
-  return (low & kXmmAndYmm) == kXmmAndYmm;
-}
+bool OsSavesYmm() { return SavesAll(kXmmAndYmm); }
+
+bool OsSavesZmm() { return SavesAll(kXmmAndYmm | kMasksAndZmm); }
 
 }  // namespace TSEG::platform

@@ -18,6 +18,8 @@ struct CpuidWords {
 CpuidWords Cpuid(uint32_t leaf, uint32_t subleaf);
 // Whether the system saves the 256-bit registers (needed beside the AVX2 bit before AVX2 code may run).
 bool OsSavesYmm();
+// Whether it saves the 512-bit registers too, the upper sixteen of them and the mask registers (before AVX-512 code may run).
+bool OsSavesZmm();
 
 }  // namespace TSEG::platform
 

@@ -75,10 +75,11 @@ TEST(KernelLevels, NeedWhatTheirBasesNeed) {
 }
 
 TEST(KernelLevels, NeedEachBitOfEachWord) {
-  const KernelLevel level = {.needs = {.leaf1Ecx = 3, .leaf1Edx = 3, .leaf7Ebx = 3, .leaf7Ecx = 3, .bOsSavesYmm = true, .bNeon = true}};
+  const KernelLevel level = {
+      .needs = {.leaf1Ecx = 3, .leaf1Edx = 3, .leaf7Ebx = 3, .leaf7Ecx = 3, .bOsSavesYmm = true, .bOsSavesZmm = true, .bNeon = true}};
   CpuFeatures all;
   all.leaf1Ecx = all.leaf1Edx = all.leaf7Ebx = all.leaf7Ecx = 7;
-  all.bOsSavesYmm = all.bNeon = true;
+  all.bOsSavesYmm = all.bOsSavesZmm = all.bNeon = true;
   EXPECT_TRUE(RunsOn(level, all));
   for (uint32_t CpuFeatures::*word : {&CpuFeatures::leaf1Ecx, &CpuFeatures::leaf1Edx, &CpuFeatures::leaf7Ebx, &CpuFeatures::leaf7Ecx}) {
     for (const uint32_t rest : {0u, 1u, 2u, 4u, 5u, 6u}) {
@@ -87,11 +88,18 @@ TEST(KernelLevels, NeedEachBitOfEachWord) {
       EXPECT_FALSE(RunsOn(level, cpu)) << rest;
     }
   }
-  for (bool CpuFeatures::*flag : {&CpuFeatures::bOsSavesYmm, &CpuFeatures::bNeon}) {
+  for (bool CpuFeatures::*flag : {&CpuFeatures::bOsSavesYmm, &CpuFeatures::bOsSavesZmm, &CpuFeatures::bNeon}) {
     CpuFeatures cpu = all;
     cpu.*flag = false;
     EXPECT_FALSE(RunsOn(level, cpu));
   }
+}
+
+TEST(KernelLevels, NeedOfTheBaseStaysForTheSystemToo) {
+  const KernelLevel wide = {.base = &kLow, .needs = {.bOsSavesYmm = true}};
+  const KernelLevel wider = CompleteLevel({.base = &wide, .needs = {.bOsSavesZmm = true}});
+  EXPECT_TRUE(wider.needs.bOsSavesYmm && wider.needs.bOsSavesZmm);
+  EXPECT_FALSE(CompleteLevel(wide).needs.bOsSavesZmm);
 }
 
 TEST(KernelLevels, AreASetOfWhichTheLastThatRunsIsChosen) {

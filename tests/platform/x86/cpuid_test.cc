@@ -18,6 +18,9 @@ TEST(Cpuid, AgreesWithTheCompilersOwnQuestions) {
   // The compiler's answer for AVX2 takes both the processor and the system into account.
   const bool avx2 = ((platform::Cpuid(7, 0).ebx >> 5) & 1u) != 0 && platform::OsSavesYmm();
   EXPECT_EQ(avx2, __builtin_cpu_supports("avx2") != 0);
+  const bool avx512 = ((platform::Cpuid(7, 0).ebx >> 16) & 1u) != 0 && platform::OsSavesZmm();
+  EXPECT_EQ(avx512, __builtin_cpu_supports("avx512f") != 0);
+  EXPECT_TRUE(platform::OsSavesYmm() || !platform::OsSavesZmm());
 }
 
 TEST(Cpuid, LeafZeroNamesTheMakerAndTheHighestLeaf) {
