@@ -43,6 +43,23 @@ TEST_F(CommandLineHelp, HelpIsACommandToo) {
   ExpectFailure(Call({"help", "segmnet"}), 2, "no such command: segmnet (did you mean segment?)");
 }
 
+TEST_F(CommandLineHelp, CommandsForOneRecordingOfferNoMoreThanTheyTake) {
+  for (const char* command : {"trim", "mute", "report"}) {
+    const std::string help = Call({command, "--help"}).out;
+    EXPECT_THAT(help, HasSubstr("[FILE]\n")) << command;
+    for (const char* refused : {"FILE ...", "--recursive", "--files-from", "N|mix|all"})
+      EXPECT_THAT(help, ::testing::Not(HasSubstr(refused))) << command;
+    ExpectFailure(Call({command, "-o", "o.wav", "a.wav", "b.wav"}), 2,
+                  "b.wav: several recordings; call " + std::string(command) + " once for each");
+  }
+  for (const char* command : {"scores", "explain"}) {
+    const std::string help = Call({command, "--help"}).out;
+    EXPECT_THAT(help, HasSubstr("[FILE...]\n")) << command;
+    EXPECT_THAT(help, ::testing::Not(HasSubstr("N|mix|all"))) << command;
+  }
+  EXPECT_THAT(Call({"segment", "--help"}).out, HasSubstr("N|mix|all"));
+}
+
 TEST_F(CommandLineHelp, MistypedNamesAreGuessed) {
   ExpectFailure(Call({"segmnet", "a.wav"}), 2, "no such command: segmnet (did you mean segment?) (see --help)");
   ExpectFailure(Call({"model", "inspct", "a"}), 2, "no such command: inspct (did you mean inspect?)");

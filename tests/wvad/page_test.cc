@@ -244,7 +244,7 @@ TEST_F(PageFile, NothingIsReplacedUnaskedAndNothingReadIsEver) {
 TEST_F(PageFile, WhatCannotBeShownIsRefused) {
   const std::string path = Wav("a.wav", 3, {{1.0, 2.0}});
   ExpectFailure(Run("report", {path}), 2, "--output is required");
-  ExpectFailure(Run("report", {path, path, "-o", page()}), 2, "a page shows one recording");
+  ExpectFailure(Run("report", {path, path, "-o", page()}), 2, "several recordings; call report once for each");
   ExpectFailure(Run("report", {path, "-o", page(), "--channel", "all"}), 2, "a page shows one channel");
   ExpectFailure(Run("report", {path, "-o", page(), "--compare", "VAD_PARAM_SAMPLERATE=8000"}), 2, "one page cannot show engines of");
   EXPECT_FALSE(std::filesystem::exists(page()));

@@ -35,6 +35,14 @@ TEST_F(OddInputs, NothingFromAPipeIsToldLikeAnEmptyFile) {
   waitpid(writer, nullptr, 0);
 }
 
+TEST_F(OddInputs, PipeInThePlaceOfAModelIsRefusedAndNotWaitedFor) {
+  const std::string path = Wav("a.wav", 1, {});
+  ASSERT_EQ(mkfifo(folder_.file("fifo.bin").c_str(), 0600), 0);
+  const std::string words = "fifo.bin: this is not a model file of this engine, but a pipe or a device";
+  ExpectFailure(Call({"segment", "-m", folder_.file("fifo.bin"), path}), 7, words);
+  ExpectFailure(Call({"segment", "--models-dir", folder_.path(), "-m", "fifo", path}), 7, words);
+}
+
 TEST_F(OddInputs, PipeThatNobodyWritesToIsInterruptedInOrder) {
   ASSERT_EQ(mkfifo(folder_.file("fifo").c_str(), 0600), 0);
   const std::string path = Wav("a.wav", 3, {{1.0, 2.0}});

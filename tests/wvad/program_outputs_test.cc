@@ -244,6 +244,8 @@ TEST_F(Program, SplitLeavesRecordingsAloneThatLieAmongItsFiles) {
 TEST_F(Program, UnknownFormatsAreToldTheKnownOnes) {
   const std::string path = Wav("a.wav", 3, {{1.0, 2.0}});
   ExpectFailure(Segment({"-f", "xml", path}), 2, "--format: there is no xml; choose table, json, jsonl, csv, tsv, rttm, ctm");
+  for (const std::string names : {"", "csv,", ",csv"})
+    ExpectFailure(Segment({"-f", names, path}), 2, "--format " + names + ": a name is missing");
   ExpectFailure(Run("split", {"-f", "rttm", path}), 2, "choose table, json, jsonl, csv or tsv");
   ExpectFailure(Run("features", {"-f", "", path}), 2, "choose table, json, jsonl, csv or tsv");
   ExpectFailure(Run("quality", {"-f", "csv", path}), 2, "there is no csv; choose table, json or jsonl");

@@ -217,7 +217,7 @@ TEST_F(Retouched, WhatCannotBeIsRefusedBeforeAnyWork) {
   folder_.write("there.wav", "mine");
   ExpectFailure(Run("trim", {"cd.wav", "-o", "o.opus"}), 5, "opus holds no sound of 44100 Hz");
   ExpectFailure(Run("trim", {"a.wav", "-o", "o.xyz"}), 2, "its ending names no kind of sound file");
-  ExpectFailure(Run("trim", {"a.wav", "cd.wav", "-o", "o.wav"}), 2, "several recordings");
+  ExpectFailure(Run("trim", {"a.wav", "cd.wav", "-o", "o.wav"}), 2, "cd.wav: several recordings; call trim once for each");
   ExpectFailure(Run("trim", {"a.wav", "--channel", "all", "-o", "o.wav"}), 2, "--channel all");
   ExpectFailure(Run("trim", {"a.wav", "--audio", "wav", "-o", "-"}), 2, "a pipe or a device");
   ExpectFailure(Run("trim", {"a.wav", "-o", "o.wav", "--map", "o.txt"}), 2, "names no form");

@@ -23,16 +23,23 @@ void AddFileList(CLI::App* command, FileListOptions& list) {
 
 }  // namespace
 
-void AddAudio(CLI::App* command, InputOptions& input) {
+void AddAudio(CLI::App* command, InputOptions& input, const AudioScope& scope) {
+  const std::string kinds = "(WAV, FLAC, Ogg, MP3, M4A, WebM, ...)";
+  const std::string standard_input = "; - is standard input, raw 16-bit samples where no container is recognised";
+  const std::string words = scope.several ? "Audio files " + kinds + " and films" + standard_input + "; the files of a folder"
+                                          : "An audio file " + kinds + " or a film" + standard_input;
+  CLI::Option* files = command->add_option("FILE", input.list.names, words)->type_name("");
+  if (scope.several) {
+    AddFileList(command, input.list);
+  } else {
+    files->expected(0, 1);
+  }
   command
-      ->add_option("FILE", input.list.names,
-                   "Audio files (WAV, FLAC, Ogg, MP3, M4A, WebM, ...) and films; - is standard input, raw 16-bit samples where no "
-                   "container is recognised; the files of a folder")
-      ->type_name("");
-  AddFileList(command, input.list);
-  command->add_option("--channel", input.channel, "Channel to listen to, counted from 1; mix for the mean of all; all for each by itself")
+      ->add_option("--channel", input.channel,
+                   std::string("Channel to listen to, counted from 1; mix for the mean of all") +
+                       (scope.channels_apart ? "; all for each by itself" : ""))
       ->capture_default_str()
-      ->type_name("N|mix|all");
+      ->type_name(scope.channels_apart ? "N|mix|all" : "N|mix");
   AddWhole(command, "--track", input.source.track, "Sound track to listen to, counted from 1, instead of the file's default", 1, 1000);
   command->add_flag("--allow-network", input.source.allow_network, "Open addresses, given as FILE or found in a playlist");
   command

@@ -11,7 +11,13 @@
 namespace TSEG::tool {
 
 // `input` has to outlive the parsing.
-void AddAudio(CLI::App* command, InputOptions& input);
+// What a command can do with the audio that it is given.
+struct AudioScope {
+  bool several;         // recordings in one run
+  bool channels_apart;  // each channel by itself, "--channel all"
+};
+
+void AddAudio(CLI::App* command, InputOptions& input, const AudioScope& scope);
 
 }  // namespace TSEG::tool
 

@@ -145,7 +145,7 @@ CLI::App* AddRetouch(CLI::App& app, const std::string& name, const std::string& 
   AddChoice(command, "-a,--audio", options.kind, "Kind of the sound file, instead of what its ending says. ", SoundFileKinds());
   AddForce(command, options.force);
   AddWhole(command, "--fade", options.fade_ms, "Milliseconds over which the sound goes and comes at each joint", 0, 1000)->type_name("MS");
-  AddInput(command, options.input, options.engine, options.quiet, "No notes");
+  AddInput(command, options.input, {.several = false, .channels_apart = false}, options.engine, options.quiet, "No notes");
   AddPlain(command, options.engine.plain);
   return command;
 }
@@ -220,7 +220,7 @@ void AddScores(CLI::App& app, CommandLine& line) {
   AddChoice(command, "-f,--format", options.format, "", ScoreFormats());
   AddOutput(command, options.output)->description(kFormOfOutput);
   AddFolder(command, options.folder);
-  AddInput(command, options.input, options.engine, options.quiet, "No notes");
+  AddInput(command, options.input, {.several = true, .channels_apart = false}, options.engine, options.quiet, "No notes");
   AddManyFiles(command, options.input, options.resume);
   command->final_callback([command, &line] {
     TakeFormOfOutput(*command, ScoreFormatOfEnding(line.scores.output), line.scores.format);
@@ -238,7 +238,7 @@ void AddExplain(CLI::App& app, CommandLine& line) {
   command->add_flag("--json", options.json, "As JSON");
   AddOutput(command, options.output);
   AddForce(command, options.force);
-  AddInput(command, options.input, options.engine, options.quiet, "No notes");
+  AddInput(command, options.input, {.several = true, .channels_apart = false}, options.engine, options.quiet, "No notes");
   AddPlain(command, options.engine.plain);
   command->final_callback([&line] { line.chosen = Listening(line.explain, RunExplain); });
 }
@@ -249,7 +249,7 @@ void AddPage(CLI::App& app, CommandLine& line) {
   AddOutput(command, options.output)->description("The page to write, one file that needs no other")->required();
   AddForce(command, options.force);
   command->add_flag("--link-audio", options.link_audio, "Link the sound to the recording's file instead of putting it into the page");
-  AddAudio(command, options.input);
+  AddAudio(command, options.input, {.several = false, .channels_apart = false});
   options.models = {kDefaultModel};
   command->add_option("-m,--model", options.models, std::string(kModelWords) + "; may be repeated, for a track each")
       ->capture_default_str()

@@ -13,6 +13,7 @@
 #include <typeinfo>
 
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 #include "wvad/path_from_anywhere.h"
 #include "wvad/system.h"
 
@@ -64,6 +65,9 @@ const char* ModelTrouble(int code) {
 void CheckMagic(const std::string& model) {
   constexpr std::streamoff kMagicOffset = 44;
   constexpr std::array<char, 8> kMagic = {'o', 'r', 'v', 'a', 'l', 'i', 'n', '\0'};
+  // Opening a pipe would wait for its other end, and what comes out of it could be read only once.
+  if (LookAt(model).kind == FileKind::kSpecial)
+    throw Failure(ExitCode::kBadModel, model + ": this is not a model file of this engine, but a pipe or a device");
   std::ifstream in(model, std::ios::binary);
   if (!in) throw Failure(ExitCode::kBadModel, model + ": the model cannot be opened: " + std::strerror(errno));
   std::array<char, 8> found{};

@@ -40,7 +40,7 @@ inline constexpr ExitCodeRow kExitCodes[] = {
     {ExitCode::kBadModel, "the model is missing or unusable"},
     {ExitCode::kOutput, "the output cannot be written, or would replace something (--force)"},
     {ExitCode::kEngine, "the engine refused to go on"},
-    {ExitCode::kInterrupted, "interrupted; what was found until then has been printed or saved"},
+    {ExitCode::kInterrupted, "interrupted; what was found until then has been printed or saved, but for files that only appear whole"},
 };
 
 // A code is the number of its row.

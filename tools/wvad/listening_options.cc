@@ -5,7 +5,6 @@
 #include <cstdio>
 
 #include "stream/profiles.h"
-#include "wvad/audio_options.h"
 #include "wvad/model_finder.h"
 #include "wvad/option_values.h"
 
@@ -41,8 +40,9 @@ void AddPlain(CLI::App* command, PlainSettings& plain) {
   }
 }
 
-void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, bool& quiet, const std::string& quiet_words) {
-  AddAudio(command, input);
+void AddInput(CLI::App* command, InputOptions& input, const AudioScope& scope, EngineOptions& engine, bool& quiet,
+              const std::string& quiet_words) {
+  AddAudio(command, input, scope);
   engine.model = kDefaultModel;
   command->add_option("-m,--model", engine.model, kModelWords)->capture_default_str();
   AddSettings(command, engine);
@@ -55,7 +55,7 @@ void AddManyFiles(CLI::App* command, InputOptions& input, bool& resume) {
 }
 
 void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words) {
-  AddInput(command, options.input, options.engine, options.quiet, quiet_words);
+  AddInput(command, options.input, {.several = true, .channels_apart = true}, options.engine, options.quiet, quiet_words);
   AddPlain(command, options.engine.plain);
   AddManyFiles(command, options.input, options.resume);
   command->add_flag("--endpoint", options.endpoint,

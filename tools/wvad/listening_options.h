@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
+#include "wvad/audio_options.h"
 #include "wvad/engine_options.h"
 #include "wvad/sentence_run.h"
 
@@ -25,7 +26,8 @@ void AddPlain(CLI::App* command, PlainSettings& plain);
 // `words`: what --quiet leaves out beside the progress bar.
 void AddQuiet(CLI::App* command, bool& quiet, const std::string& words);
 // What every command that listens to recordings takes.
-void AddInput(CLI::App* command, InputOptions& input, EngineOptions& engine, bool& quiet, const std::string& quiet_words);
+void AddInput(CLI::App* command, InputOptions& input, const AudioScope& scope, EngineOptions& engine, bool& quiet,
+              const std::string& quiet_words);
 // How a run over many recordings is worked through.
 void AddManyFiles(CLI::App* command, InputOptions& input, bool& resume);
 // The same for those that look for sentences in any number of them.

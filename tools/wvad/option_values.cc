@@ -54,6 +54,9 @@ void CheckArguments(int argc, const char* const* argv) {
 void CheckValues(const CLI::App& command) {
   for (const CLI::Option* option : command.get_options()) {
     if (option->get_items_expected_max() != 1) continue;
+    if (option->results().size() > 1 && option->get_positional()) {
+      throw Failure(ExitCode::kUsage, option->results()[1] + ": several recordings; call " + command.get_name() + " once for each");
+    }
     if (option->results().size() > 1) {
       throw Failure(ExitCode::kUsage, NameOf(*option) + ": given twice, with \"" + option->results()[0] + "\" and \"" +
                                           option->results()[1] + "\"; it holds one value");

@@ -110,6 +110,8 @@ std::vector<const ReportFormat*> FormatsOf(const std::string& names) {
       for (const ReportFormat* member : FormatsOf(group->members)) add(member);
     } else if (const ReportFormat* format = FindRow(ReportFormats(), name)) {
       add(format);
+    } else if (name.empty()) {
+      throw Failure(ExitCode::kUsage, "--format " + names + ": a name is missing");
     } else {
       throw Failure(ExitCode::kUsage, "--format: there is no " + name + "; choose " + NamesOf(ReportFormats(), ", ", ", ") + ", " +
                                           NamesOf(FormatGroups(), ", ", " or "));
