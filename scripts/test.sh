@@ -7,18 +7,21 @@
 #   scripts/test.sh           all of it
 #   scripts/test.sh --quick   the plain build alone
 #   scripts/test.sh --clang   all of it, and a build of library and program with clang
+#   scripts/test.sh --all     that, and the tests on a cluster of Slurm, whose daemons are installed for them
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
 quick=no
 clang=no
+slurm=no
 for argument in "$@"; do
   case "$argument" in
     --quick) quick=yes ;;
     --clang) clang=yes ;;
+    --all) clang=yes slurm=yes ;;
     *)
-      echo "usage: $0 [--quick] [--clang]" >&2
+      echo "usage: $0 [--quick] [--clang] [--all]" >&2
       exit 2
       ;;
   esac
@@ -26,6 +29,7 @@ done
 
 ensure_packages $build_packages $test_packages
 if [ "$clang" = yes ]; then ensure_packages clang; fi
+if [ "$slurm" = yes ]; then ensure_packages slurm-wlm munge; fi
 jobs=$(build_jobs)
 logs=build-logs
 mkdir -p "$logs"

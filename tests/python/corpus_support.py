@@ -47,6 +47,11 @@ def files_in(folder):
     return {path.name: path.read_bytes() for path in Path(folder).iterdir() if path.is_file()}
 
 
+def ending_with_us(command):
+    """A command whose process is killed where this one is, so that none is left of a test that was."""
+    return ["setpriv", "--pdeathsig", "KILL", "--", *map(str, command)]
+
+
 def wait_until(reached, child=None):
     """Waits for `reached()`, as long as the test may run; fails where `child` ends before that."""
     while not reached():

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """wvad corpus --dask, on a scheduler and two workers of this machine: the bytes of one process; a worker that is killed loses nothing; an interrupt
-leaves nothing behind. Where Dask is missing the error says so, and nothing else asks for it."""
+leaves nothing behind."""
 import importlib.util
 import json
 import os
@@ -11,28 +11,10 @@ import sys
 import tempfile
 import unittest
 from pathlib import Path
-from unittest import mock
 
-from corpus_support import CorpusTest, Fifo, children, corpus, descendants, files_in, runs, wait_until
-from wvad import errors
-from wvad.corpus import on_dask
+from corpus_support import CorpusTest, Fifo, children, corpus, descendants, ending_with_us, files_in, runs, wait_until
 
 MISSING = "" if importlib.util.find_spec("distributed") else "Dask's package distributed is missing (Debian: python3-distributed)"
-
-
-class WithoutDask(CorpusTest):
-    def test_its_absence_is_told(self):
-        with mock.patch.dict(sys.modules, {"distributed": None}):
-            with self.assertRaisesRegex(errors.UnavailableError, "--dask needs the package distributed .Debian: python3-distributed"):
-                on_dask.run(None, None, "tcp://localhost:8786")
-
-    def test_it_is_loaded_only_where_it_is_asked_for(self):
-        self.talks(1)
-        script = ("import sys\nfrom wvad.corpus import command\ncode = command.main(sys.argv[1:])\n"
-                  "print(code, [name for name in sys.modules if 'dask' in name and not name.startswith('wvad.') or name == 'distributed'])")
-        words = corpus("talks", "--shards", "out", "-q")
-        said = subprocess.run([sys.executable, "-c", script, *words[words.index("corpus") + 1:]], capture_output=True, text=True, check=False)
-        self.assertEqual((said.stdout, said.stderr), ("0 []\n", ""))
 
 
 @unittest.skipIf(MISSING, MISSING)
@@ -54,7 +36,7 @@ class OnACluster(CorpusTest):
     def begin(self, what, *arguments):
         log = open(self.cluster / f"{what}.log", "ab")
         self.addCleanup(log.close)
-        child = subprocess.Popen([sys.executable, "-m", f"distributed.cli.dask_{what}", "--no-dashboard", *map(str, arguments)], stdout=log,
+        child = subprocess.Popen(ending_with_us([sys.executable, "-m", f"distributed.cli.dask_{what}", "--no-dashboard", *arguments]), stdout=log,
                                  stderr=subprocess.STDOUT, cwd="/")
         self.addCleanup(child.wait)
         self.addCleanup(child.kill)
@@ -106,6 +88,19 @@ class OnACluster(CorpusTest):
         self.assertEqual([one.poll() for one in self.workers], [None, None])
         child = self.start()
         self.assertEqual((child.wait(), files_in("out")), (0, self.wanted))
+
+    def test_a_command_that_is_killed_leaves_shards_that_the_next_one_takes(self):
+        with Fifo("talks/deep/03.wav") as pipe:
+            child = self.start()
+            pipe.wait_for_reader()
+            child.kill()
+            child.wait()
+            child = self.start()
+            wait_until(lambda: all(Path(f"out/shard-0000{i}.jsonl").exists() for i in (0, 1, 3)), child)
+            pipe.serve()  # to the task of the first command; that of the second waits for what comes of it
+            words = child.communicate()[1]
+        self.assertEqual((child.returncode, words), (0, "out: 7 recordings\n"))
+        self.assertEqual(files_in("out"), self.wanted)
 
     def test_a_shard_that_cannot_be_made_is_told_and_the_others_are_made(self):
         with Fifo("talks/deep/03.wav") as pipe:

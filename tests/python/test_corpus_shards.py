@@ -14,7 +14,8 @@ from unittest import mock
 import numpy as np
 from corpus_support import CorpusTest, corpus, files_in
 from support import bursts
-from wvad.corpus import plan, pool, task
+from wvad import errors
+from wvad.corpus import on_dask, plan, task
 
 
 class Shards(CorpusTest):
@@ -121,11 +122,13 @@ class Shards(CorpusTest):
         Path("mine").mkdir()
         Path("mine/file").write_text("mine", encoding="utf-8")
         for arguments, words in ((["talks", "--shard-size", "0"], "--shard-size 0"), (["gone"], "gone: no such file"),
-                                 (["talks", "--shards", "mine"], "mine: is not empty, and holds no run"), (["talks", "--dask", "x", "-j", "2"], "--jobs: with --dask")):
+                                 (["talks", "--shards", "mine"], "mine: is not empty, and holds no run"),
+                                 (["talks", "--dask", "x", "-j", "2"], "--jobs: with --dask"),
+                                 (["talks", "--sbatch=--partition=x"], "--sbatch: is for --slurm")):
             said = subprocess.run(corpus("--shards", "out", *arguments), capture_output=True, text=True, check=False)
             self.assertEqual(said.returncode, 2)
             self.assertRegex(said.stderr, words)
-        for option in (["--columns"], ["--shard-size", "3"], ["--dask", "tcp://localhost:1"]):
+        for option in (["--columns"], ["--shard-size", "3"], ["--dask", "tcp://localhost:1"], ["--slurm"]):
             self.assertRegex(self.command("talks", *option, code=2), "is for shards: give --shards FOLDER")
         self.assertEqual((sorted(os.listdir()), os.listdir("mine")), (["mine", "talks"], ["file"]))
 
@@ -182,10 +185,31 @@ class Shards(CorpusTest):
         self.assertEqual(os.listdir("out"), ["work"])
 
 
+class WithoutEngines(CorpusTest):
+    def test_dask_is_told_where_it_is_missing(self):
+        with mock.patch.dict(sys.modules, {"distributed": None}):
+            with self.assertRaisesRegex(errors.UnavailableError, "--dask needs the package distributed .Debian: python3-distributed"):
+                on_dask.run(None, None, "tcp://localhost:8786")
+
+    def test_dask_is_loaded_only_where_it_is_asked_for(self):
+        self.talks(1)
+        script = ("import sys\nfrom wvad.corpus import command\ncode = command.main(sys.argv[1:])\n"
+                  "print(code, [name for name in sys.modules if 'dask' in name and not name.startswith('wvad.') or name == 'distributed'])")
+        words = corpus("talks", "--shards", "out", "-q")
+        said = subprocess.run([sys.executable, "-c", script, *words[words.index("corpus") + 1:]], capture_output=True, text=True, check=False)
+        self.assertEqual((said.stdout, said.stderr), ("0 []\n", ""))
+
+    def test_slurm_is_told_where_it_is_missing(self):
+        self.talks(1)
+        with mock.patch.dict(os.environ, {"PATH": "/nowhere"}):
+            said = subprocess.run(corpus("talks", "--shards", "out", "--slurm"), capture_output=True, text=True, check=False)
+        self.assertEqual(said.returncode, 2)
+        self.assertRegex(said.stderr, "--slurm needs Slurm's commands, and there is no sbatch on this machine")
+
+
 class Pool(unittest.TestCase):
     def test_a_process_whose_parent_is_gone_ends_itself(self):
         script = "from wvad.corpus import pool\npool.end_with(1 << 22)\nprint('still here')"
-        self.assertTrue(callable(pool.end_with))
         said = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, check=False)
         self.assertEqual((said.returncode, said.stdout), (-9, ""))
 

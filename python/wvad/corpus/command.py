@@ -10,7 +10,7 @@ from typing import Any, Dict, Iterator, List, Optional, Tuple
 
 from .. import __version__, errors, settings
 from ..model import Model
-from . import inputs, local, manifest, on_dask, plan
+from . import inputs, local, manifest, on_dask, on_slurm, plan
 from .bar import Bar
 from .entry import Entry
 from .row import as_line
@@ -35,13 +35,15 @@ def _parse(arguments: Optional[List[str]]) -> argparse.Namespace:
     parser.add_argument("--shard-size", type=int, metavar="COUNT", help="recordings in a shard (default: 1000)")
     parser.add_argument("--columns", action="store_true", help="shards are columns (.npz) for tables, not JSON lines")
     parser.add_argument("--recordings", type=Path, metavar="MANIFEST", help="recordings that rows of the input name by their recording_id")
-    parser.add_argument("-j", "--jobs", type=int, help="processes (default: as many as cores)")
+    parser.add_argument("-j", "--jobs", type=int, help="processes (default: as many as cores); with --slurm, tasks at once")
     parser.add_argument("--profile", choices=settings.PROFILES, default="default")
     parser.add_argument("--model", help="name or path (default: what suits profile and rate)")
     parser.add_argument("--channel", default="mix", help="a number from 1, mix (default) or all")
     parser.add_argument("--set", type=_setting, action="append", default=[], metavar="NAME=NUMBER", help="a setting, such as min_silence=0.3")
     engines = parser.add_mutually_exclusive_group()
     engines.add_argument("--dask", metavar="ADDRESS", help="make the shards on the workers of this Dask scheduler (tcp://HOST:8786, or its file)")
+    engines.add_argument("--slurm", action="store_true", help="make the shards by an array job of Slurm, and watch it")
+    parser.add_argument("--sbatch", action="append", default=[], metavar="OPTION", help="an option for sbatch, as --sbatch=--partition=long")
     parser.add_argument("--force", action="store_true", help="replace the output")
     parser.add_argument("-q", "--quiet", action="store_true", help="no bar and no notes")
     return parser.parse_args(arguments)
@@ -63,11 +65,13 @@ def _checked(given: argparse.Namespace) -> Dict[str, Any]:
 
 def _check_output(given: argparse.Namespace) -> None:
     """Raises ArgumentError for options that do not go together."""
-    for name in ("dask", "shard_size", "columns"):
+    for name in ("dask", "slurm", "shard_size", "columns"):
         if getattr(given, name) and given.shards is None:
             raise errors.ArgumentError(f"--{name.replace('_', '-')} is for shards: give --shards FOLDER in place of -o")
     if given.shard_size is not None and given.shard_size < 1:
         raise errors.ArgumentError(f"--shard-size {given.shard_size}: expected 1 or more")
+    if given.sbatch and not given.slurm:
+        raise errors.ArgumentError("--sbatch: is for --slurm")
     if given.dask and given.jobs is not None:
         raise errors.ArgumentError("--jobs: with --dask the workers say how many tasks they take at once")
 
@@ -106,6 +110,8 @@ def _into_shards(given: argparse.Namespace, header: Dict[str, Any], options: Dic
         try:
             if given.dask:
                 on_dask.run(begun, bar, given.dask)
+            elif given.slurm:
+                on_slurm.run(begun, bar, given.jobs, given.sbatch)
             else:
                 local.into_shards(begun, bar, _jobs(given))
         finally:
@@ -129,6 +135,6 @@ def main(arguments: Optional[List[str]] = None) -> int:
     except (errors.Error, OSError) as trouble:
         print(f"wvad corpus: {trouble}", file=sys.stderr)
         return 2
-    except KeyboardInterrupt:
-        print("\nwvad corpus: interrupted; the same command goes on from here", file=sys.stderr)
+    except KeyboardInterrupt as end:
+        print(f"\nwvad corpus: interrupted; {str(end) or 'the same command goes on from here'}", file=sys.stderr)
         return 130

@@ -7,6 +7,7 @@ rows that its shard had by then stay. Where the run here is ended its tasks are 
 from __future__ import annotations
 
 import importlib
+import logging
 import os
 import signal
 import subprocess
@@ -30,6 +31,8 @@ def run(plan: Plan, bar: Bar, address: str) -> None:
     """Makes the shards that are missing, by the scheduler at `address` (or of the file of that name). Raises UnavailableError without Dask, StateError
     where the cluster cannot be reached or shards could not be made."""
     distributed = _distributed()
+    for name in ("asyncio", "distributed", "tornado"):  # what they tell of a connection that closes is in the way of what is said here
+        logging.getLogger(name).setLevel(logging.CRITICAL)
     where = {"scheduler_file": address} if os.path.isfile(address) else {"address": address}
     try:
         client = distributed.Client(**where, set_as_default=False, name="wvad")
