@@ -80,6 +80,9 @@ class Engine {
   const LogSink* log_sink() const { return has_own_log_ ? &log_ : nullptr; }
 
  private:
+  // Of the model, in the manager of the process's engine.
+  static constexpr WREC_RES_SET kModelKey = {10000, "MLP"};
+
   int AddModel(const std::string& model_file);
   int TakeModelParameters();
   int CheckWrite(WVADInst inst, const WVadAudioSample* audio) const;
