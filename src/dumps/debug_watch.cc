@@ -49,7 +49,9 @@ uint32_t ReadHtk(const std::string& path, std::vector<uint8_t>* data) {
   const size_t bytes =
       htk_file.pData == nullptr ? 0 : static_cast<size_t>(htk_file.nElements) * static_cast<size_t>(htk::ElementBytes(htk_file.nType));
   const uint64_t in_file = platform::FileSize(path).value_or(0);
-  const size_t held = in_file > static_cast<uint64_t>(kDataAt) ? std::min<size_t>(bytes, in_file - static_cast<uint64_t>(kDataAt)) : 0;
+  const size_t held = in_file > static_cast<uint64_t>(kDataAt)
+                          ? static_cast<size_t>(std::min<uint64_t>(bytes, in_file - static_cast<uint64_t>(kDataAt)))
+                          : 0;
   data->assign(static_cast<size_t>(kDataAt) + held, 0);
   if (held != 0) std::memcpy(data->data() + kDataAt, htk_file.pData, held);
   return static_cast<uint32_t>(static_cast<size_t>(kDataAt) + bytes);

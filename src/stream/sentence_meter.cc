@@ -37,7 +37,7 @@ double SentenceMeter::NoiseDb() const {
   const int64_t count = static_cast<int64_t>(quiet.size());
   if (count < kLeastNoiseFrames) return std::numeric_limits<double>::quiet_NaN();
   const int64_t tenth = count / 10;
-  std::nth_element(quiet.begin(), quiet.begin() + tenth, quiet.end());
+  std::nth_element(quiet.begin(), quiet.begin() + static_cast<std::ptrdiff_t>(tenth), quiet.end());
   double sum = 0;
   for (int64_t i = 0; i < tenth; ++i) sum += quiet[static_cast<size_t>(i)];
   return Decibels(sum / static_cast<double>(tenth));

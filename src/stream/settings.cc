@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "stream/settings.h"
 
-#include <charconv>
 #include <cmath>
 #include <iterator>
 #include <optional>
 
+#include "base/number_text.h"
 #include "stream/refusal.h"
 #include "stream/settings_table.h"
 
@@ -17,18 +17,6 @@ static_assert(std::size(kSettings) == std::size(Profile{}.values));
 constexpr const char* kForever = "2147483647";
 constexpr std::string_view kBetweenEntries = " ,\t\n\r";
 
-std::string NumberText(double value) {
-  char text[64];
-  return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
-}
-
-std::optional<double> Number(std::string_view text) {
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
-
 // Whole numbers, away from zero at the half.
 std::string WholeText(double value) { return std::to_string(std::llround(value)); }
 
@@ -37,8 +25,8 @@ void CheckValue(const SettingRow& row, double value) {
   // Written so that what is no number fails too.
   if (value >= row.low && value <= row.high) return;
   const std::string unit = *row.unit == '\0' ? "" : std::string(" ") + row.unit;
-  throw Refusal(WVAD_E_RANGE, std::string(row.name) + ": " + NumberText(value) + unit + " is outside of its range, " +
-                                  (row.zero_is_off ? "0 or " : "") + NumberText(row.low) + " to " + NumberText(row.high) + unit);
+  throw Refusal(WVAD_E_RANGE, std::string(row.name) + ": " + ShortestText(value) + unit + " is outside of its range, " +
+                                  (row.zero_is_off ? "0 or " : "") + ShortestText(row.low) + " to " + ShortestText(row.high) + unit);
 }
 
 void TakeEntry(std::string_view entry, wvad_settings* settings) {
@@ -51,7 +39,7 @@ void TakeEntry(std::string_view entry, wvad_settings* settings) {
   if (name == "profile") return;  // taken before all others
   const SettingRow* row = FindSetting(name);
   if (row == nullptr) throw Refusal(WVAD_E_PARAMETER, "\"" + std::string(name) + "\": there is no such setting");
-  const std::optional<double> number = Number(value);
+  const std::optional<double> number = ReadNumber(value);
   if (!number) throw Refusal(WVAD_E_RANGE, std::string(name) + ": \"" + std::string(value) + "\" is not a number");
   CheckValue(*row, *number);
   settings->*row->field = *number;
@@ -120,7 +108,7 @@ std::pair<std::string, std::string> EngineParameter(const char* name, double val
     case EngineUnit::kNone:
       break;
     case EngineUnit::kAsItIs:
-      return {row.engine_name, NumberText(value)};
+      return {row.engine_name, ShortestText(value)};
     case EngineUnit::kFrames:
       return {row.engine_name, WholeText(value * 100)};
     case EngineUnit::kMilliseconds:

@@ -31,19 +31,21 @@ class TrailingHistory {
   std::vector<T> Copy(int64_t from, int64_t to) const {
     from = std::clamp(from, begin(), end());
     to = std::clamp(to, from, end());
-    return std::vector<T>(values_.begin() + (from - first_), values_.begin() + (to - first_));
+    return std::vector<T>(Place(from), Place(to));
   }
   // What lies before `number` is not wanted any more.
   void ForgetBefore(int64_t number) {
     wanted_from_ = std::clamp(number, wanted_from_, end());
     const int64_t dead = wanted_from_ - first_;
     if (dead < kSlack || dead * 2 < static_cast<int64_t>(values_.size())) return;
-    values_.erase(values_.begin(), values_.begin() + dead);
+    values_.erase(values_.begin(), Place(wanted_from_));
     first_ = wanted_from_;
   }
 
  private:
   static constexpr int64_t kSlack = 1024;
+
+  auto Place(int64_t number) const { return values_.begin() + static_cast<std::ptrdiff_t>(number - first_); }
 
   std::vector<T> values_;
   int64_t first_ = 0;  // the number of values_[0]

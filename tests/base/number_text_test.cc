@@ -5,6 +5,7 @@
 
 #include <clocale>
 #include <limits>
+#include <utility>
 
 namespace TSEG {
 namespace {
@@ -26,6 +27,36 @@ TEST(NumberText, ClientsLocaleDoesNotMoveThePoint) {
   for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE"}) std::setlocale(LC_ALL, name);
   EXPECT_STREQ(FixedText(4.5f, 1).c_str(), "4.5");
   std::setlocale(LC_ALL, "C");
+}
+
+TEST(NumberText, ShortestTextHasNoDigitTooMany) {
+  for (const auto& [value, text] : {std::pair{0.1, "0.1"}, {-64.2, "-64.2"}, {3600.0, "3600"}, {1.0 / 3, "0.3333333333333333"}}) {
+    EXPECT_EQ(ShortestText(value), text);
+    EXPECT_EQ(c_library::ShortestText(value), text);
+  }
+}
+
+// What stands in for the standard library's conversions takes the same texts and refuses the same.
+TEST(NumberText, ReadsDecimalNumbersAlone) {
+  const std::pair<std::string_view, double> good[] = {{"0.25", 0.25}, {"-3", -3}, {"1e-3", 0.001}, {".5", 0.5}, {"7.", 7}};
+  for (const auto& [text, value] : good) {
+    EXPECT_EQ(ReadNumber(text), value) << text;
+    EXPECT_EQ(c_library::ReadNumber(text), value) << text;
+  }
+  for (const std::string_view text : {"", " 1", "1 ", "+1", "0x10", "1,5", "1e999", "one", "--1", "1.5.", "-"}) {
+    EXPECT_EQ(ReadNumber(text), std::nullopt) << text;
+    EXPECT_EQ(c_library::ReadNumber(text), std::nullopt) << text;
+  }
+  EXPECT_EQ(ReadNumber(std::string_view("1\0", 2)), std::nullopt);
+  EXPECT_EQ(c_library::ReadNumber(std::string_view("1\0", 2)), std::nullopt);
+}
+
+TEST(NumberText, FixedTextIsThatOfTheCLibrary) {
+  for (const float value : {33.04f, -140.0f, 210.25f, 0.0f, -0.0001f, 3.4e38f}) {
+    char text[64];
+    c_library::WriteFixed(text, sizeof text, static_cast<double>(value), 2);
+    EXPECT_STREQ(FixedText(value, 2).c_str(), text);
+  }
 }
 
 }  // namespace

@@ -4,9 +4,9 @@
 #include "nn/kernels/dispatch.h"
 
 #include <array>
-#include <bit>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 namespace TSEG {
 namespace {
@@ -16,12 +16,17 @@ template <typename Table>
 Table Filled(const Table& own, const Table& base) {
   using Pointer = void (*)();
   using Pointers = std::array<Pointer, sizeof(Table) / sizeof(Pointer)>;
-  auto pointers = std::bit_cast<Pointers>(own);
-  const auto below = std::bit_cast<Pointers>(base);
+  static_assert(std::is_trivially_copyable_v<Table> && sizeof(Pointers) == sizeof(Table));
+  Pointers pointers;
+  Pointers below;
+  std::memcpy(&pointers, &own, sizeof own);
+  std::memcpy(&below, &base, sizeof base);
   for (size_t i = 0; i < pointers.size(); ++i) {
     if (pointers[i] == nullptr) pointers[i] = below[i];
   }
-  return std::bit_cast<Table>(pointers);
+  Table filled;
+  std::memcpy(static_cast<void*>(&filled), &pointers, sizeof filled);
+  return filled;
 }
 
 CpuNeeds Both(const CpuNeeds& a, const CpuNeeds& b) {
