@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """check_sizes.py ROOT FOLDER...: no source file below these folders has more than 400 lines, and no function in one more than 60.
 
-Functions of C and C++ are found by Universal Ctags, those of Python by its own parser; of JavaScript and CSS the file alone counts. Prints one line for each that is too long. Exit code 1
+Functions of C and C++ are found by Universal Ctags, those of Python by its own parser; of JavaScript, TypeScript and CSS the file alone counts. Prints one line for each that is too long. Exit code 1
 if there is one, 77 (a skipped test) where there is no ctags."""
 import ast
 import pathlib
@@ -15,7 +15,7 @@ LONGEST_FILE = 400
 LONGEST_FUNCTION = 60
 SKIPPED = 77
 C_SUFFIXES = (".h", ".cc", ".c")
-PAGE_SUFFIXES = (".js", ".css")
+PAGE_SUFFIXES = (".js", ".css", ".ts", ".mjs")
 
 
 def c_functions(path):

@@ -7,19 +7,23 @@
 #   scripts/test.sh           all of it
 #   scripts/test.sh --quick   the plain build alone
 #   scripts/test.sh --clang   all of it, and a build of library and program with clang
-#   scripts/test.sh --all     that, and the tests on a cluster of Slurm, whose daemons are installed for them
+#   scripts/test.sh --all     that, and what asks for large packages of its own: the tests on a cluster of Slurm, and the package for JavaScript
+#                             (emscripten, 1 GB)
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
 quick=no
 clang=no
-slurm=no
+all=no
 for argument in "$@"; do
   case "$argument" in
     --quick) quick=yes ;;
     --clang) clang=yes ;;
-    --all) clang=yes slurm=yes ;;
+    --all)
+      clang=yes
+      all=yes
+      ;;
     *)
       echo "usage: $0 [--quick] [--clang] [--all]" >&2
       exit 2
@@ -29,7 +33,7 @@ done
 
 ensure_packages $build_packages $test_packages
 if [ "$clang" = yes ]; then ensure_packages clang; fi
-if [ "$slurm" = yes ]; then ensure_packages slurm-wlm munge; fi
+if [ "$all" = yes ]; then ensure_packages slurm-wlm munge; fi
 jobs=$(build_jobs)
 logs=build-logs
 mkdir -p "$logs"
@@ -81,3 +85,4 @@ build builtin-fft wvad_frontend_test wvad_network_scores_test wvad_api_test wvad
 step test-builtin-fft ctest --preset builtin-fft -R '^(frontend|network_scores|api|builtin_fft)\.|^fft_linkage|^python\.installation' -j "$jobs" --no-tests=error
 
 if [ "$clang" = yes ]; then build clang wvad_program wvad_example_sentences; fi
+if [ "$all" = yes ]; then step js scripts/test_js.sh; fi

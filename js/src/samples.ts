@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+/** Samples in the forms that programs have them, on their way into the module's memory. */
+import { WvadError } from './errors.js';
+import { Native } from './host.js';
+
+/** Interleaved samples; floats have full scale 1.0. */
+export type Interleaved = Float32Array | Int16Array | Int32Array;
+/**
+ * What is listened to: interleaved samples, an array with the samples of each channel (as an AudioWorklet has them), or an AudioBuffer.
+ */
+export type Samples = Interleaved | readonly Float32Array[] | AudioBufferLike;
+/** What is used of an AudioBuffer. */
+export interface AudioBufferLike {
+  readonly numberOfChannels: number;
+  readonly length: number;
+  readonly sampleRate: number;
+  getChannelData(channel: number): Float32Array;
+}
+
+/** WVAD_SAMPLE_... */
+export type SampleForm = 1 | 3 | 4;
+
+export function formOf(samples: Samples): SampleForm {
+  if (samples instanceof Int16Array) return 1;
+  if (samples instanceof Int32Array) return 3;
+  return 4;
+}
+
+function planesOf(samples: Samples): readonly Float32Array[] | undefined {
+  if (ArrayBuffer.isView(samples)) {
+    if (samples instanceof Float32Array || samples instanceof Int16Array || samples instanceof Int32Array) return undefined;
+    throw new TypeError('samples are Float32Array, Int16Array, Int32Array, an array of Float32Array, or an AudioBuffer');
+  }
+  const planes = 'getChannelData' in samples
+      ? Array.from({ length: samples.numberOfChannels }, (_, channel) => samples.getChannelData(channel)) : samples;
+  if (!Array.isArray(planes) || !planes.every((plane) => plane instanceof Float32Array)) {
+    throw new TypeError('samples are Float32Array, Int16Array, Int32Array, an array of Float32Array, or an AudioBuffer');
+  }
+  return planes;
+}
+
+/** The number of channels that `samples` shows by itself; nothing for interleaved ones. */
+export function channelsOf(samples: Samples): number | undefined {
+  return planesOf(samples)?.length;
+}
+
+/** Sample frames of `samples`. */
+export function framesOf(samples: Samples, channels: number): number {
+  const planes = planesOf(samples);
+  return planes === undefined ? Math.ceil((samples as Interleaved).length / channels) : planes[0]?.length ?? 0;
+}
+
+/** The frames from `first` to `last` - 1, without a copy. */
+export function sliceOf(samples: Samples, channels: number, first: number, last: number): Samples {
+  const planes = planesOf(samples);
+  if (planes === undefined) return (samples as Interleaved).subarray(first * channels, last * channels);
+  return planes.map((plane) => plane.subarray(first, last));
+}
+
+/** A piece for a stream of `channels` channels and samples of `form`, which has been found to be one. */
+export class Piece {
+  readonly bytes: number;
+  private readonly planes: readonly Float32Array[] | undefined;
+
+  constructor(private readonly samples: Samples, private readonly channels: number, private readonly form: SampleForm) {
+    if (formOf(samples) !== form) throw new TypeError('the pieces of a stream have one type');
+    this.planes = planesOf(samples);
+    if (this.planes === undefined) {
+      this.bytes = (samples as Interleaved).byteLength;
+      return;
+    }
+    if (this.planes.length !== channels) {
+      throw new WvadError(`${this.planes.length} channels were given to a stream of ${channels}`, 'WVAD_E_FORMAT');
+    }
+    const frames = this.planes[0]?.length ?? 0;
+    if (this.planes.some((plane) => plane.length !== frames)) throw new WvadError('the channels differ in length', 'WVAD_E_LENGTH');
+    this.bytes = 4 * frames * channels;
+  }
+
+  /** Writes it, interleaved, to `address`. */
+  write(native: Native, address: number): void {
+    const { buffer } = native.memory;
+    if (this.planes !== undefined) {
+      const target = new Float32Array(buffer, address, this.bytes / 4);
+      this.planes.forEach((plane, channel) => {
+        for (let i = 0, at = channel; i < plane.length; ++i, at += this.channels) target[at] = plane[i] as number;
+      });
+    } else if (this.form === 1) {
+      new Int16Array(buffer, address, this.bytes / 2).set(this.samples as Int16Array);
+    } else if (this.form === 3) {
+      new Int32Array(buffer, address, this.bytes / 4).set(this.samples as Int32Array);
+    } else {
+      new Float32Array(buffer, address, this.bytes / 4).set(this.samples as Float32Array);
+    }
+  }
+}

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+/** Settings by their names in JavaScript, and as the text that the library reads. */
+import { checked, WvadError } from './errors.js';
+import { Native, textAt, withRoom } from './host.js';
+
+export type Profile = 'default' | 'fast' | 'dictation' | 'meeting' | 'telephone';
+
+/** How a stream decides; what is left out is as in the profile. Times in seconds, rounded to whole 10 ms. docs/stream.md has the values. */
+export interface Settings {
+  profile?: Profile;
+  /** Probability of speech from which 10 ms are speech. */
+  threshold?: number;
+  /** Speech that makes a sentence. */
+  minSpeech?: number;
+  /** Silence that ends it. */
+  minSilence?: number;
+  /** Put before the first speech. */
+  padBefore?: number;
+  /** Put behind the last speech. */
+  padAfter?: number;
+  /** The longest sentence. */
+  maxSentence?: number;
+  /** dB of full scale under which nothing is speech. */
+  energyFloorDb?: number;
+  /** Silence behind a sentence after which the turn is over; 0 for never. */
+  turnSilence?: number;
+  /** Between two reports of silence; 0 for none. */
+  stillEvery?: number;
+}
+
+/** A row of the table of settings. */
+export interface SettingInfo {
+  name: string;
+  unit: string;
+  low: number;
+  high: number;
+  /** 0 is taken too, and switches it off. */
+  zeroIsOff: boolean;
+  /** In the profile "default". */
+  initial: number;
+  meaning: string;
+}
+
+const toNative = (name: string) => name.replace(/[A-Z]/g, (letter) => '_' + letter.toLowerCase());
+const fromNative = (name: string) => name.replace(/_(.)/g, (_, letter: string) => letter.toUpperCase());
+
+export const PROFILES: readonly Profile[] = ['default', 'fast', 'dictation', 'meeting', 'telephone'];
+
+const NAMES = ['threshold', 'minSpeech', 'minSilence', 'padBefore', 'padAfter', 'maxSentence', 'energyFloorDb', 'turnSilence', 'stillEvery'] as const;
+
+/** The settings among `options`, as the library reads them. */
+export function settingsText(options: Settings): string {
+  const entries = [`profile=${options.profile ?? 'default'}`];
+  if (/[\s,]/.test(entries[0] as string)) throw new WvadError(`profile: "${options.profile}" is none`, 'WVAD_E_PARAMETER');
+  for (const name of NAMES) {
+    const value = options[name];
+    if (value === undefined) continue;
+    if (typeof value !== 'number') throw new TypeError(`${name} is a number, not ${String(value)}`);
+    entries.push(`${toNative(name)}=${value}`);
+  }
+  return entries.join(' ');
+}
+
+/** The names of all settings. */
+export const SETTINGS: readonly string[] = ['profile', ...NAMES];
+
+/** Throws a TypeError for a name in `options` that is none of `known`: a misspelt one would else have no effect. */
+export function checkNames(options: object, known: readonly string[]): void {
+  for (const name of Object.keys(options)) {
+    if (!known.includes(name)) throw new TypeError(`there is no option "${name}"`);
+  }
+}
+
+/** The table of settings. */
+export function describe(native: Native): SettingInfo[] {
+  return withRoom(native, 48, (row) => {
+    const rows: SettingInfo[] = [];
+    while (checked(native, native.wvad_js_describe(rows.length, row, row + 32)) === 1) {
+      const [low, high, initial, off] = new Float64Array(native.memory.buffer, row, 4) as unknown as [number, number, number, number];
+      const [name, unit, meaning] = [...new Uint32Array(native.memory.buffer, row + 32, 3)].map((address) => textAt(native, address)) as
+          [string, string, string];
+      rows.push({ name: fromNative(name), unit, low, high, zeroIsOff: off === 1, initial, meaning });
+    }
+    return rows;
+  });
+}

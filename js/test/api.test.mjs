@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the functions promise in Node.js: kinds of samples, options, refusals, streams. The numbers of the detector are those of the native
+// library (equal.test.mjs); here it counts that each way to it leads to the same ones.
+import assert from 'node:assert/strict';
+import { readFile } from 'node:fs/promises';
+import { createRequire } from 'node:module';
+import { test } from 'node:test';
+import { describe, hasVectors, Library, load, openStream, scores, segment, Stream, WvadError } from 'wvad';
+import { atRate, recording, toFloat } from './audio.mjs';
+
+const jfk = recording('jfk');
+const times = (sentences) => sentences.map(({ begin, end }) => [begin, end]);
+const expected = [[0.05, 2.35], [2.99, 4.55], [5.11, 7.76], [7.89, 10.76]]; // those of the program (README.md)
+
+test('the sentences of a recording are those of the program', async () => {
+  const sentences = await segment(jfk, 16000);
+  assert.deepEqual(times(sentences), expected);
+  const [first] = sentences;
+  assert.equal(first.number, 0);
+  assert.equal(first.beginFrame, 800);
+  assert.equal(first.endFrame, 37600);
+  assert.ok(Math.abs(first.duration - 2.3) < 1e-12);
+  assert.equal(first.audio, undefined);
+});
+
+test('every kind of samples gives the same sentences', async () => {
+  const float = toFloat(jfk);
+  const buffer = { numberOfChannels: 1, length: float.length, sampleRate: 16000, getChannelData: () => float };
+  const int32 = Int32Array.from(jfk, (sample) => sample * 65536);
+  for (const samples of [float, int32, [float], [float, float], buffer]) assert.deepEqual(times(await segment(samples, 16000)), expected);
+  const silentLeft = Int16Array.from({ length: 2 * jfk.length }, (_, i) => (i % 2 ? jfk[i >> 1] : 0));
+  assert.deepEqual(times(await segment(silentLeft, 16000, { channels: 2, channel: 2 })), expected);
+  assert.deepEqual(await segment(silentLeft, 16000, { channels: 2, channel: 1 }), []);
+});
+
+test('a sentence comes with its samples and features where they are asked for', async () => {
+  const [first] = await segment(jfk, 16000, { audio: true, features: true });
+  assert.deepEqual(first.audio, toFloat(jfk.subarray(first.beginFrame, first.endFrame)));
+  assert.equal(first.features.length, 115 * 230);
+});
+
+test('probabilities: one for each whole 10 ms, without a gap', async () => {
+  const values = await scores(jfk.subarray(0, 16000 + 159), 16000);
+  assert.equal(values.length, 100);
+  assert.ok(values.every((value) => value >= 0 && value <= 1));
+  assert.deepEqual(await scores(new Int16Array(0), 16000), new Float32Array(0));
+  assert.deepEqual(await scores(new Int16Array(320), 16000), new Float32Array(2), 'nothing was told of so little: 0');
+});
+
+test('a stream tells each event once, whatever the pieces', async () => {
+  const stream = await openStream(16000);
+  const whole = [...stream.push(jfk), ...stream.finish()];
+  stream.reset();
+  const pieces = [];
+  for (let first = 0; first < jfk.length; first += 333) pieces.push(...stream.push(jfk.subarray(first, first + 333)));
+  pieces.push(...stream.finish());
+  assert.deepEqual(pieces, whole);
+  assert.deepEqual(whole.map(({ kind }) => kind),
+                   [...Array(4)].flatMap(() => ['onset', 'sentenceBegin', 'sentenceEnd']).concat('streamEnd'));
+  assert.equal(whole.at(-1).time, 11);
+  assert.deepEqual(stream.info, { samples: 176000, heard: 176000, sentences: 4, renewals: 0, inSentence: false, finished: true,
+                                  cancels: false, mixLoss: 0 });
+  stream.close();
+  stream.close();
+  assert.throws(() => stream.push(jfk), { name: 'WvadError', status: 'WVAD_E_STATE' });
+});
+
+test('turns, silence, profiles', async () => {
+  const stream = await openStream(16000, { profile: 'fast', turnSilence: 0.5, stillEvery: 1 });
+  const events = [...stream.push(jfk), ...stream.push(new Int16Array(5 * 16000)), ...stream.finish()];
+  stream.close();
+  const turn = events.find(({ kind }) => kind === 'turnEnd');
+  assert.ok(turn.knownAt - turn.time >= 0.5);
+  const silences = events.filter(({ kind }) => kind === 'silence');
+  assert.ok(silences.length >= 4);
+  assert.ok(silences.every(({ begin, time }) => time > begin));
+});
+
+test('a refused piece is not taken', async () => {
+  const stream = await openStream(16000, { channels: 2 });
+  const bad = new Float32Array(20);
+  bad[13] = NaN;
+  assert.throws(() => stream.push(bad), (error) => error instanceof WvadError && error.status === 'WVAD_E_SAMPLES' && /frame 6/.test(error.message));
+  assert.throws(() => stream.push(new Float32Array(3)), { status: 'WVAD_E_LENGTH' });
+  assert.throws(() => stream.push([new Float32Array(3)]), { status: 'WVAD_E_FORMAT' });
+  assert.throws(() => stream.push([new Float32Array(3), new Float32Array(4)]), { status: 'WVAD_E_LENGTH' });
+  assert.throws(() => stream.push(new Uint8Array(4)), TypeError);
+  assert.throws(() => stream.push([1, 2]), TypeError);
+  assert.equal(stream.info.samples, 0);
+  stream.push(new Float32Array(20));
+  assert.throws(() => stream.push(new Int16Array(20)), TypeError, 'the first piece says the type');
+  assert.equal(stream.info.samples, 10);
+  stream.finish();
+  assert.throws(() => stream.push(new Float32Array(2)), { status: 'WVAD_E_STATE' });
+  stream.close();
+});
+
+test('options that are none are refused in words', async () => {
+  await assert.rejects(segment(jfk, 16000, { threshold: 2 }), { status: 'WVAD_E_RANGE', message: /^threshold: 2 is outside of its range, 0\.01 to 0\.99$/ });
+  await assert.rejects(segment(jfk, 16000, { minSilense: 1 }), /there is no option "minSilense"/);
+  await assert.rejects(segment(jfk, 16000, { minSilence: '1' }), TypeError);
+  await assert.rejects(segment(jfk, 16000, { minSilence: NaN }), { status: 'WVAD_E_RANGE' });
+  await assert.rejects(segment(jfk, 16000, { profile: 'slow' }), { status: 'WVAD_E_PARAMETER' });
+  await assert.rejects(segment(jfk, 1600), { status: 'WVAD_E_FORMAT' });
+  await assert.rejects(segment(jfk, 16000.5), TypeError);
+  await assert.rejects(segment(jfk, 16000, { channel: 2 }), { status: 'WVAD_E_FORMAT' });
+  await assert.rejects(segment(jfk, 16000, { channel: 0 }), { status: 'WVAD_E_FORMAT' });
+  await assert.rejects(load({ threshold: 0.5 }), /there is no option "threshold"/);
+});
+
+test('models: by name, as a file, as an address, as bytes, by profile and rate', async () => {
+  const file = new URL('../dist/models/lstm_fb40.bin', import.meta.url);
+  const bytes = await readFile(file);
+  const ways = ['lstm_fb40', file, file.href, file.pathname, bytes, bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.length), new Blob([bytes])];
+  for (const model of ways) assert.equal((await load({ model })).modelKind, 'lstm_fb40');
+  assert.equal(await load({ model: 'lstm_fb40' }), await load({ model: 'lstm_fb40' }), 'what has a name is loaded once');
+  assert.equal((await load({ rate: 8000 })).modelRate, 8000);
+  assert.equal((await load({ profile: 'fast' })).modelKind, 'lstm_fb40');
+  assert.equal((await load()).modelKind, 'lstm_fb75');
+});
+
+test('what is no model is refused', async () => {
+  await assert.rejects(load({ model: 'nowhere/model.bin' }), { code: 'ENOENT' });
+  await assert.rejects(load({ model: new Uint8Array(100) }), { name: 'WvadError', status: /WVAD_E_MODEL/ });
+  const bytes = await readFile(new URL('../dist/models/lstm_fb40.bin', import.meta.url));
+  await assert.rejects(load({ model: bytes.subarray(0, 1000) }), { status: 'WVAD_E_MODEL_DAMAGED' });
+});
+
+test('the table of settings', async () => {
+  const rows = await describe();
+  assert.deepEqual(rows.map(({ name }) => name),
+                   ['threshold', 'minSpeech', 'minSilence', 'padBefore', 'padAfter', 'maxSentence', 'energyFloorDb', 'turnSilence', 'stillEvery']);
+  assert.deepEqual({ ...rows[2], meaning: '' }, { name: 'minSilence', unit: 's', low: 0.05, high: 10, zeroIsOff: false, initial: 0.4, meaning: '' });
+});
+
+test('the parts: a library of bytes, vectors or not', async () => {
+  assert.ok(hasVectors(), 'this engine has vectors');
+  for (const name of ['wvad.wasm', 'wvad-plain.wasm']) {
+    const wasm = await readFile(new URL(`../dist/${name}`, import.meta.url));
+    const library = await Library.of(await WebAssembly.compile(wasm));
+    assert.equal(library.version, '0.1.0');
+    assert.equal(library.suitableModel('telephone', 8000), 'lstm_fb75_8k');
+    assert.throws(() => library.suitableModel('none', 8000), { status: 'WVAD_E_PARAMETER' });
+  }
+});
+
+test('memory is given back: a thousand streams need no more than ten', async () => {
+  const detector = await load({ model: 'lstm_fb40' });
+  const open = (count) => {
+    for (let i = 0; i < count; ++i) {
+      const stream = detector.stream(48000, { audio: true });
+      stream.push(new Float32Array(4800));
+      stream.close();
+    }
+  };
+  open(10);
+  const before = detector.memoryBytes;
+  open(1000);
+  assert.equal(detector.memoryBytes, before);
+});
+
+test('CommonJS has the same names', async () => {
+  const required = createRequire(import.meta.url)('wvad');
+  assert.deepEqual(Object.keys(required).sort(), ['Detector', 'Library', 'Stream', 'WvadError', 'describe', 'hasVectors', 'load', 'openStream', 'scores', 'segment']);
+  assert.deepEqual(times(await required.segment(jfk, 16000)), expected);
+  assert.equal(typeof Stream, 'function');
+});
+
+test('a recording of another rate', async () => {
+  const sentences = await segment(toFloat(atRate(jfk, 16000, 48000)), 48000);
+  times(sentences).forEach(([begin, end], i) => {
+    assert.ok(Math.abs(begin - expected[i][0]) <= 0.05 && Math.abs(end - expected[i][1]) <= 0.05, `${begin} to ${end}`);
+  });
+});
