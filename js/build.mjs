@@ -26,6 +26,7 @@ const addressInCommonJs = ['--define:import.meta.url=wvadAddress', '--banner:js=
 rmSync(dist, { recursive: true, force: true });
 mkdirSync(join(dist, 'models'), { recursive: true });
 bundle('browser.ts', 'browser.js', '--format=esm', ...inPage);
+bundle('worklet.ts', 'worklet.js', '--format=esm', ...inPage);
 bundle('index.ts', 'node.js', '--format=esm', ...inNode);
 bundle('index.ts', 'node.cjs', '--format=cjs', ...inNode, ...addressInCommonJs);
 execFileSync('tsc', ['-p', here], { stdio: 'inherit' });

@@ -29,7 +29,7 @@ done
 node js/build.mjs
 [ "$only_build" = yes ] && exit 0
 
-ensure_packages flac
+ensure_packages flac chromium
 cmake --preset builtin-fft >&2
 cmake --build --preset builtin-fft -j "$jobs" --target wvad-stream >&2
 cc -O1 -Wall -Wextra -Werror -Iinclude js/test/tell.c -o build-wasm/tell -Lbuild-builtin-fft/lib -lwvad-stream \

@@ -24,3 +24,21 @@ export function atRate(samples, from, to) {
 }
 
 export const toFloat = (samples) => Float32Array.from(samples, (sample) => sample / 32768);
+
+/** A WAV file of mono samples. */
+export function wav(samples, rate) {
+  const header = Buffer.alloc(44);
+  header.write('RIFF');
+  header.writeUInt32LE(36 + samples.byteLength, 4);
+  header.write('WAVEfmt ', 8);
+  header.writeUInt32LE(16, 16);
+  header.writeUInt16LE(1, 20);
+  header.writeUInt16LE(1, 22);
+  header.writeUInt32LE(rate, 24);
+  header.writeUInt32LE(2 * rate, 28);
+  header.writeUInt16LE(2, 32);
+  header.writeUInt16LE(16, 34);
+  header.write('data', 36);
+  header.writeUInt32LE(samples.byteLength, 40);
+  return Buffer.concat([header, Buffer.from(samples.buffer, samples.byteOffset, samples.byteLength)]);
+}

@@ -9,8 +9,8 @@ import { root } from './audio.mjs';
 
 const folder = `${root}/js`;
 const models = ['lstm_fb40', 'lstm_fb40_8k', 'lstm_fb75', 'lstm_fb75_8k'];
-const scripts = ['browser.js', 'node.cjs', 'node.js'];
-const types = ['assets', 'browser', 'detector', 'errors', 'events', 'fetch', 'fetch.node', 'host', 'index', 'library', 'samples', 'settings', 'stream'];
+const scripts = ['browser.js', 'node.cjs', 'node.js', 'worklet.js'];
+const types = ['assets', 'browser', 'detector', 'errors', 'events', 'fetch', 'fetch.node', 'host', 'index', 'library', 'microphone', 'samples', 'settings', 'stream', 'worklet'];
 const expected = [
   'README.md', 'package.json',
   ...['LICENSE', 'README.txt', 'libsoxr.LICENCE', 'libsoxr.COPYING.LGPL', 'emscripten.copyright', 'boost.copyright'].map((name) => `dist/licences/${name}`),
@@ -39,8 +39,8 @@ test('no dependencies', () => {
   assert.equal(peerDependencies, undefined);
 });
 
-test('module and script of a page are below 400 kB, compressed', () => {
-  const bytes = ['wvad.wasm', 'browser.js'].map((name) => readFileSync(`${folder}/dist/${name}`));
+test('module and scripts of a page are below 400 kB, compressed', () => {
+  const bytes = ['wvad.wasm', 'browser.js', 'worklet.js'].map((name) => readFileSync(`${folder}/dist/${name}`));
   const sum = (compress) => bytes.reduce((total, each) => total + compress(each).length, 0);
   assert.ok(sum(gzipSync) < 400000, `gzip: ${sum(gzipSync)}`);
   assert.ok(sum(brotliCompressSync) < sum(gzipSync));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Compiled by types.test.mjs, never run. A line behind "@ts-expect-error" that compiles is an error.
-import { Detector, load, openStream, scores, segment, Sentence, WvadError } from 'wvad';
+import { Detector, load, Microphone, openStream, scores, segment, Sentence, WvadError } from 'wvad';
 
 async function program(samples: Float32Array, buffer: AudioBuffer): Promise<void> {
   const sentences: Sentence[] = await segment(samples, 16000, { profile: 'fast', minSilence: 0.3, audio: true });
@@ -28,6 +28,18 @@ async function program(samples: Float32Array, buffer: AudioBuffer): Promise<void
     values[3] = event.probability;
   }
   (await openStream(16000)).close();
+
+  const microphone = await Microphone.open({
+    profile: 'dictation',
+    onSpeechEnd: (audio, { level }) => (values[4] = (audio[0] ?? 0) + level),
+    onFrame: (probability, time) => (values[5] = probability + time),
+    constraints: { echoCancellation: true },
+  });
+  await microphone.start();
+  await microphone.pause();
+  await microphone.destroy();
+  // @ts-expect-error: a callback that there is not
+  await Microphone.open({ onSpeechStop: () => undefined });
 
   // @ts-expect-error: a misspelt option
   await segment(samples, 16000, { minSilense: 1 });

@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: Apache-2.0
+/** Live audio of a page: from the microphone or any MediaStream, heard in an AudioWorklet, told through callbacks. */
+import { bytesOf, LoadOptions, modelSource, wasmSource, workletSource } from './assets.js';
+import { WvadError } from './errors.js';
+import { Event, Sentence } from './events.js';
+import { checkNames, Settings, SETTINGS } from './settings.js';
+import { StreamOptions } from './stream.js';
+import { FromWorklet, ToWorklet } from './worklet.js';
+
+export interface MicrophoneOptions extends Settings, Omit<LoadOptions, 'rate' | 'profile'> {
+  /** Speech has begun, as it seems; told at once. */
+  onSpeechStart?: (event: Event) => void;
+  /** A sentence has ended; `audio` are its samples, at `microphone.audioRate`. */
+  onSpeechEnd?: (audio: Float32Array, sentence: Sentence) => void;
+  /** What was told as onSpeechStart was none. */
+  onMisfire?: () => void;
+  /** For turnSilence nothing has followed a sentence. */
+  onTurnEnd?: (event: Event) => void;
+  /** The probability of speech for 10 ms; `time` is in seconds from the last start. */
+  onFrame?: (probability: number, time: number) => void;
+  /** Every event, as a stream tells it. */
+  onEvent?: (event: Event) => void;
+  /** Listening broke off: the module, the model or the microphone failed. */
+  onError?: (error: Error) => void;
+  /** What is listened to instead of the microphone. It is not stopped by `destroy`. */
+  stream?: MediaStream;
+  /** For getUserMedia, where `stream` is left out. */
+  constraints?: MediaTrackConstraints;
+  /** Of the page's own, instead of one that is made and closed with the microphone. */
+  context?: AudioContext;
+}
+
+const CALLBACKS = ['onSpeechStart', 'onSpeechEnd', 'onMisfire', 'onTurnEnd', 'onFrame', 'onEvent', 'onError'];
+const KNOWN = [...SETTINGS, ...CALLBACKS, 'model', 'wasm', 'assets', 'vectors', 'stream', 'constraints', 'context'];
+
+/** Bytes that may be handed over to another thread. */
+async function ownBytes(source: Parameters<typeof bytesOf>[0]): Promise<ArrayBuffer> {
+  const bytes = await bytesOf(source);
+  return ArrayBuffer.isView(bytes) ? bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.byteLength) as ArrayBuffer : bytes.slice(0);
+}
+
+/** Sends `message` and gives the answer of the kind `type`. */
+function asked<T extends FromWorklet['type']>(node: AudioWorkletNode, message: ToWorklet, transfer: Transferable[], type: T):
+    Promise<Extract<FromWorklet, { type: T }>> {
+  return new Promise((resolve, reject) => {
+    node.port.onmessage = ({ data }: MessageEvent<FromWorklet>) => {
+      if (data.type === type) resolve(data as Extract<FromWorklet, { type: T }>);
+      if (data.type === 'error') reject(new WvadError(data.message, data.status));
+    };
+    node.port.postMessage(message, transfer);
+  });
+}
+
+export class Microphone {
+  /** Rate of the samples that onSpeechEnd gets: that of the model. */
+  readonly audioRate: number;
+  private state: 'paused' | 'listening' | 'destroyed' = 'paused';
+  private pausing: (() => void) | undefined;
+
+  private constructor(private readonly options: MicrophoneOptions, private readonly context: AudioContext, private readonly node: AudioWorkletNode,
+                      private readonly source: MediaStreamAudioSourceNode, audioRate: number) {
+    this.audioRate = audioRate;
+    node.port.onmessage = ({ data }: MessageEvent<FromWorklet>) => this.take(data);
+    node.onprocessorerror = () => this.fail(new Error('the AudioWorklet failed'));
+    for (const track of source.mediaStream.getAudioTracks()) {
+      track.addEventListener('ended', () => this.state === 'listening' && this.fail(new Error('the microphone is gone')));
+    }
+  }
+
+  /**
+   * Asks for the microphone, loads module and model and makes ready. Listens from `start` on. Call it, or `start`, from a click: browsers let no
+   * page hear before.
+   */
+  static async open(options: MicrophoneOptions = {}): Promise<Microphone> {
+    checkNames(options, KNOWN);
+    const media = options.stream ?? await navigator.mediaDevices.getUserMedia({ audio: { channelCount: 1, ...options.constraints } });
+    const context = options.context ?? new AudioContext();
+    try {
+      return await Microphone.on(media, context, options);
+    } catch (error) {
+      if (options.stream === undefined) media.getTracks().forEach((track) => track.stop());
+      if (options.context === undefined) await context.close();
+      throw error;
+    }
+  }
+
+  private static async on(media: MediaStream, context: AudioContext, options: MicrophoneOptions): Promise<Microphone> {
+    const [wasm] = await Promise.all([ownBytes(wasmSource(options)), context.audioWorklet.addModule(workletSource(options))]);
+    const node = new AudioWorkletNode(context, 'wvad', { numberOfOutputs: 0, channelCount: 1, channelCountMode: 'explicit' });
+    const suits = await asked(node, { type: 'module', wasm, profile: options.profile ?? 'default' }, [wasm], 'suits');
+    const model = await ownBytes(modelSource(options.model ?? suits.model, options));
+    const stream: StreamOptions = { audio: true, probability: options.onFrame !== undefined || options.onEvent !== undefined };
+    for (const name of SETTINGS) if (name in options) (stream as Record<string, unknown>)[name] = options[name as keyof MicrophoneOptions];
+    const ready = await asked(node, { type: 'model', model, options: stream }, [model], 'ready');
+    return new Microphone(options, context, node, context.createMediaStreamSource(media), ready.rate);
+  }
+
+  /** Whether it listens. */
+  get listening(): boolean {
+    return this.state === 'listening';
+  }
+
+  /** Listens, from now on. Times begin anew. */
+  async start(): Promise<void> {
+    if (this.state === 'destroyed') throw new WvadError('the microphone is destroyed', 'WVAD_E_STATE');
+    if (this.state === 'listening') return;
+    this.state = 'listening';
+    this.send({ type: 'resume' });
+    this.source.connect(this.node);
+    await this.context.resume();
+  }
+
+  /** Does not listen until the next start. A sentence that is open ends here; its callback comes before this returns. */
+  async pause(): Promise<void> {
+    if (this.state !== 'listening') return;
+    this.state = 'paused';
+    this.source.disconnect();
+    const paused = new Promise<void>((resolve) => (this.pausing = resolve));
+    this.send({ type: 'pause' });
+    await paused;
+  }
+
+  /** Gives microphone, module and context back. No callback comes behind it. */
+  async destroy(): Promise<void> {
+    if (this.state === 'destroyed') return;
+    this.state = 'destroyed';
+    this.source.disconnect();
+    this.send({ type: 'close' });
+    this.node.port.onmessage = null;
+    this.pausing?.();
+    if (this.options.stream === undefined) this.source.mediaStream.getTracks().forEach((track) => track.stop());
+    if (this.options.context === undefined) await this.context.close();
+  }
+
+  private send(message: ToWorklet): void {
+    this.node.port.postMessage(message);
+  }
+
+  private take(message: FromWorklet): void {
+    if (message.type === 'error') return this.fail(new WvadError(message.message, message.status));
+    if (message.type !== 'events' && message.type !== 'paused') return;
+    for (const event of message.events) {
+      try {
+        this.tell(event);
+      } catch (error) {
+        // A callback's own: the page sees it, and the events behind it come all the same.
+        setTimeout(() => {
+          throw error;
+        });
+      }
+    }
+    if (message.type === 'paused') this.pausing?.();
+  }
+
+  private tell(event: Event): void {
+    const { options } = this;
+    options.onEvent?.(event);
+    switch (event.kind) {
+      case 'onset':
+        return options.onSpeechStart?.(event);
+      case 'onsetDropped':
+        return options.onMisfire?.();
+      case 'sentenceEnd':
+        return options.onSpeechEnd?.(event.sentence.audio as Float32Array, event.sentence);
+      case 'turnEnd':
+        return options.onTurnEnd?.(event);
+      case 'probability':
+        return options.onFrame?.(event.probability, event.time);
+    }
+  }
+
+  private fail(error: Error): void {
+    this.pausing?.();
+    if (this.state !== 'destroyed') this.state = 'paused';
+    this.options.onError?.(error);
+  }
+}

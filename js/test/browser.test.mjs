@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: Apache-2.0
+// The package in Chromium: the functions on a page, the AudioWorklet sample by sample, the microphone.
+import assert from 'node:assert/strict';
+import { existsSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { after, before, test } from 'node:test';
+import { load } from 'wvad';
+import { recording, root, toFloat, wav } from './audio.mjs';
+import { Chromium, serve } from './chromium.mjs';
+
+const skip = !existsSync(Chromium.program) && `there is no ${Chromium.program}`;
+const jfk = recording('jfk');
+const folder = mkdtempSync(join(tmpdir(), 'wvad-audio-'));
+let server;
+let browser;
+
+before(async () => {
+  if (skip) return;
+  writeFileSync(join(folder, 'jfk.wav'), wav(jfk, 16000));
+  const page = '<!doctype html><meta charset="utf-8"><link rel="icon" href="data:,"><script type="module">globalThis.wvad = await import("/dist/browser.js");</script>';
+  server = await serve(`${root}/js`, { '/test.html': page, '/jfk.raw': Buffer.from(toFloat(jfk).buffer) });
+  browser = await Chromium.start({ microphone: join(folder, 'jfk.wav') });
+  await browser.open(`${server.address}/test.html`);
+  await browser.run(async () => {
+    while (!globalThis.wvad) await new Promise((resolve) => setTimeout(resolve, 1));
+    globalThis.samples = new Float32Array(await (await fetch('/jfk.raw')).arrayBuffer());
+  });
+});
+
+after(async () => {
+  await browser?.close();
+  server?.close();
+  rmSync(folder, { recursive: true });
+});
+
+/** What the stream of Node.js tells, as JSON has it. */
+async function told(options) {
+  const stream = (await load({ model: 'lstm_fb40' })).stream(16000, options);
+  const events = [...stream.push(jfk), ...stream.finish()];
+  stream.close();
+  return JSON.parse(JSON.stringify(events));
+}
+
+test('segment and scores on a page give what they give in Node.js', { skip }, async () => {
+  for (const vectors of [true, false]) {
+    const [sentences, scores] = await browser.run(async (vectors) => {
+      const options = { model: 'lstm_fb40', vectors };
+      return [await wvad.segment(samples, 16000, options), [...await wvad.scores(samples, 16000, options)]];
+    }, vectors);
+    const detector = await load({ model: 'lstm_fb40', vectors });
+    assert.deepEqual(sentences, JSON.parse(JSON.stringify(detector.segment(jfk, 16000))));
+    assert.deepEqual(scores, [...detector.scores(jfk, 16000)]);
+  }
+});
+
+test('the AudioWorklet hears every sample: its events are those of a stream', { skip }, async () => {
+  const events = await browser.run(async () => {
+    const bytes = async (path) => (await fetch(path)).arrayBuffer();
+    const context = new OfflineAudioContext(1, samples.length, 16000);
+    await context.audioWorklet.addModule('/dist/worklet.js');
+    const node = new AudioWorkletNode(context, 'wvad', { numberOfOutputs: 0 });
+    const found = [];
+    const answers = new Map();
+    node.port.onmessage = ({ data }) => {
+      if (data.type === 'events' || data.type === 'paused') found.push(...data.events);
+      answers.get(data.type)?.(data);
+    };
+    const ask = (message, type) => new Promise((resolve) => {
+      answers.set(type, resolve);
+      node.port.postMessage(message);
+    });
+    const { model } = await ask({ type: 'module', wasm: await bytes('/dist/wvad.wasm'), profile: 'fast' }, 'suits');
+    await ask({ type: 'model', model: await bytes(`/dist/models/${model}.bin`), options: { probability: true } }, 'ready');
+    const buffer = context.createBuffer(1, samples.length, 16000);
+    buffer.copyToChannel(samples, 0);
+    const source = new AudioBufferSourceNode(context, { buffer });
+    source.connect(node);
+    source.start();
+    await context.startRendering();
+    await ask({ type: 'pause' }, 'paused');
+    return found;
+  });
+  assert.deepEqual(events, await told({ probability: true }));
+});
+
+test('the microphone: sentences with their samples, frames, a pause, a second start, the end', { skip }, async () => {
+  const heard = await browser.run(async () => {
+    const told = { starts: 0, ends: [], frames: 0, misfires: 0, times: [] };
+    let next;
+    const sentence = () => new Promise((resolve) => (next = resolve));
+    const microphone = await wvad.Microphone.open({
+      profile: 'fast',
+      onSpeechStart: () => ++told.starts,
+      onSpeechEnd: (audio, { begin, end }) => {
+        told.ends.push({ begin, end, samples: audio.length, peak: audio.reduce((most, sample) => Math.max(most, Math.abs(sample)), 0) });
+        next?.();
+      },
+      onMisfire: () => ++told.misfires,
+      onFrame: (probability, time) => {
+        told.times.push(time);
+        if (!(probability >= 0 && probability <= 1)) throw new Error(`probability ${probability}`);
+        ++told.frames;
+      },
+    });
+    told.rate = microphone.audioRate;
+    const first = sentence();
+    await microphone.start();
+    told.listening = microphone.listening;
+    await first;
+    await microphone.pause();
+    told.paused = !microphone.listening;
+    told.times = [];
+    const second = sentence();
+    await microphone.start();
+    await second;
+    await microphone.destroy();
+    told.refused = await microphone.start().catch((error) => error.status);
+    return told;
+  });
+  assert.equal(heard.rate, 16000);
+  assert.ok(heard.listening && heard.paused);
+  assert.equal(heard.times[0], 0, 'nothing comes of the pause, and a start begins anew');
+  assert.ok(heard.times.every((time, i) => i === 0 || Math.abs(time - heard.times[i - 1] - 0.01) < 1e-9), 'a frame each 10 ms');
+  assert.ok(heard.ends.length >= 2);
+  assert.ok(heard.starts >= 2);
+  assert.ok(heard.frames > 50);
+  for (const { begin, end, samples, peak } of heard.ends) {
+    assert.equal(samples, Math.round((end - begin) * 16000));
+    assert.ok(peak > 0.05, 'there is something in it');
+  }
+  assert.equal(heard.refused, 'WVAD_E_STATE');
+  assert.deepEqual(browser.errors, []);
+});
+
+test('the microphone: what cannot be is refused', { skip }, async () => {
+  const refusals = await browser.run(async () => {
+    const attempts = [{ onSpeechStop() {} }, { threshold: 2 }, { model: '/nowhere.bin' }, { model: new Uint8Array(10) }, { profile: 'slow' }];
+    return Promise.all(attempts.map((options) => wvad.Microphone.open(options).then(() => 'opened', (error) => `${error.name} ${error.status ?? ''} ${error.message}`)));
+  });
+  assert.match(refusals[0], /^TypeError  there is no option "onSpeechStop"/);
+  assert.match(refusals[1], /^WvadError WVAD_E_RANGE threshold: 2 is outside/);
+  assert.match(refusals[2], /^Error  .*nowhere\.bin: 404/);
+  assert.match(refusals[3], /^WvadError WVAD_E_MODEL/);
+  assert.match(refusals[4], /^WvadError WVAD_E_PARAMETER/);
+});
+
+test('a callback that throws does not take the others along', { skip }, async () => {
+  const events = await browser.run(async () => {
+    const kinds = [];
+    let done;
+    const ended = new Promise((resolve) => (done = resolve));
+    const microphone = await wvad.Microphone.open({
+      profile: 'fast',
+      onSpeechStart: () => {
+        throw new Error('on purpose');
+      },
+      onSpeechEnd: () => done(),
+      onEvent: ({ kind }) => kind !== 'probability' && kinds.push(kind),
+    });
+    await microphone.start();
+    await ended;
+    await microphone.destroy();
+    return kinds;
+  });
+  assert.deepEqual([...new Set(events)].slice(0, 3).sort(), ['onset', 'sentenceBegin', 'sentenceEnd']);
+  assert.ok(browser.errors.length > 0 && browser.errors.every((error) => /on purpose/.test(error)));
+});
