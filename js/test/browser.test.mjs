@@ -7,7 +7,8 @@ import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { load } from 'wvad';
 import { recording, root, toFloat, wav } from './audio.mjs';
-import { Chromium, serve } from './chromium.mjs';
+import { serve } from '../demo/serve.mjs';
+import { Chromium } from './chromium.mjs';
 
 const skip = !existsSync(Chromium.program) && `there is no ${Chromium.program}`;
 const jfk = recording('jfk');
@@ -19,7 +20,7 @@ before(async () => {
   if (skip) return;
   writeFileSync(join(folder, 'jfk.wav'), wav(jfk, 16000));
   const page = '<!doctype html><meta charset="utf-8"><link rel="icon" href="data:,"><script type="module">globalThis.wvad = await import("/dist/browser.js");</script>';
-  server = await serve(`${root}/js`, { '/test.html': page, '/jfk.raw': Buffer.from(toFloat(jfk).buffer) });
+  server = await serve(`${root}/js`, { extra: { '/test.html': page, '/jfk.raw': Buffer.from(toFloat(jfk).buffer) } });
   browser = await Chromium.start({ microphone: join(folder, 'jfk.wav') });
   await browser.open(`${server.address}/test.html`);
   await browser.run(async () => {

@@ -1,28 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Chromium without a window, driven through its debugging pipe, and a server for its pages. No package is needed for either.
+// Chromium without a window, driven through its debugging pipe: no package is needed for it.
 import { spawn } from 'node:child_process';
 import { mkdtempSync, rmSync } from 'node:fs';
-import { readFile } from 'node:fs/promises';
-import { createServer } from 'node:http';
 import { tmpdir } from 'node:os';
-import { extname, join, normalize } from 'node:path';
-
-const kinds = { '.html': 'text/html', '.js': 'text/javascript', '.mjs': 'text/javascript', '.css': 'text/css', '.wasm': 'application/wasm', '.wav': 'audio/wav' };
-
-/** Serves the files below `folder`, and `extra`, contents by path. Gives {address, close}. */
-export async function serve(folder, extra = {}) {
-  const server = createServer(async (request, response) => {
-    const path = normalize(decodeURIComponent(new URL(request.url, 'http://localhost').pathname));
-    try {
-      const content = extra[path] ?? await readFile(join(folder, path));
-      response.writeHead(200, { 'content-type': kinds[extname(path)] ?? 'application/octet-stream' }).end(content);
-    } catch {
-      response.writeHead(404).end();
-    }
-  });
-  await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
-  return { address: `http://127.0.0.1:${server.address().port}`, close: () => server.close() };
-}
+import { join } from 'node:path';
 
 /** A browser with one page. */
 export class Chromium {
@@ -89,6 +70,23 @@ export class Chromium {
     const { result, exceptionDetails } = await this.#send('Runtime.evaluate', { expression, awaitPromise: true, returnByValue: true, userGesture: true });
     if (exceptionDetails) throw new Error(exceptionDetails.exception?.description ?? exceptionDetails.text);
     return result.value;
+  }
+
+  /** Chooses files for the input that `selector` names, as a user would. */
+  async choose(selector, ...files) {
+    const { root } = await this.#send('DOM.getDocument');
+    const { nodeId } = await this.#send('DOM.querySelector', { nodeId: root.nodeId, selector });
+    await this.#send('DOM.setFileInputFiles', { nodeId, files });
+  }
+
+  /** Whether the page is shown dark, for those who prefer it. */
+  async shade(dark) {
+    await this.#send('Emulation.setEmulatedMedia', { features: [{ name: 'prefers-color-scheme', value: dark ? 'dark' : 'light' }] });
+  }
+
+  /** Where downloads go. */
+  async downloadTo(folder) {
+    await this.#send('Browser.setDownloadBehavior', { behavior: 'allow', downloadPath: folder, eventsEnabled: true }, false);
   }
 
   /** What the page looks like, a PNG. */
