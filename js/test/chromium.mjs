@@ -72,6 +72,13 @@ export class Chromium {
     return result.value;
   }
 
+  /** Processor time that the page's thread has used, in seconds. */
+  async processorTime() {
+    await this.#send('Performance.enable', { timeDomain: 'threadTicks' });
+    const { metrics } = await this.#send('Performance.getMetrics');
+    return metrics.find(({ name }) => name === 'ThreadTime').value;
+  }
+
   /** Chooses files for the input that `selector` names, as a user would. */
   async choose(selector, ...files) {
     const { root } = await this.#send('DOM.getDocument');
