@@ -29,7 +29,13 @@ done
 node js/build.mjs
 [ "$only_build" = yes ] && exit 0
 
-ensure_packages flac chromium
+ensure_packages ffmpeg chromium googletest node-acorn
+# The tool chain's own script for Node.js looks for this package, which only Debian's Node.js finds by itself.
+export NODE_PATH=/usr/share/nodejs
+for preset in wasm wasm-plain; do
+  cmake --build --preset "$preset" -j "$jobs" --target wvad_kernels_test >&2
+  node "build-$preset/lib/wvad_kernels_test.js"
+done
 cmake --preset builtin-fft >&2
 cmake --build --preset builtin-fft -j "$jobs" --target wvad-stream >&2
 cc -O1 -Wall -Wextra -Werror -Iinclude js/test/tell.c -o build-wasm/tell -Lbuild-builtin-fft/lib -lwvad-stream \

@@ -14,8 +14,7 @@ export interface ScoresOptions extends Omit<StreamOptions, 'probability' | 'audi
 export function eachTenMs(told: readonly { timeFrame: number; probability: number }[], rate: number, count: number): Float32Array {
   const values = new Float32Array(count).fill(NaN);
   for (const { timeFrame, probability } of told) {
-    const place = Math.round(timeFrame * 100 / rate);
-    if (place < count) values[place] = probability;
+    values[Math.round(timeFrame * 100 / rate)] = probability; // what lies behind the last goes nowhere
   }
   const first = values.findIndex((value) => !Number.isNaN(value));
   let last = first < 0 ? 0 : values[first] as number;

@@ -157,6 +157,10 @@ test('memory is given back: a thousand streams need no more than ten', async () 
   const before = detector.memoryBytes;
   open(1000);
   assert.equal(detector.memoryBytes, before);
+  const stream = detector.stream(48000);
+  for (let frames = 10000; frames <= 1000000; frames += 10000) stream.push(new Float32Array(frames));
+  stream.close();
+  assert.ok(detector.memoryBytes < before + 16e6, `room for 4 MB of samples takes ${detector.memoryBytes - before}`);
 });
 
 test('CommonJS has the same names', async () => {

@@ -7,9 +7,8 @@ export const root = fileURLToPath(new URL('../..', import.meta.url));
 
 /** int16 samples of a bundled recording, which is mono of 16000 Hz. */
 export function recording(name) {
-  const wav = execFileSync('flac', ['-s', '-d', '-c', '--force-raw-format', '--endian=little', '--sign=signed', `${root}/examples/audio/${name}.flac`],
-                           { maxBuffer: 1 << 28 });
-  return new Int16Array(wav.buffer.slice(wav.byteOffset, wav.byteOffset + wav.length));
+  const raw = execFileSync('ffmpeg', ['-loglevel', 'error', '-i', `${root}/examples/audio/${name}.flac`, '-f', 's16le', '-'], { maxBuffer: 1 << 28 });
+  return new Int16Array(raw.buffer.slice(raw.byteOffset, raw.byteOffset + raw.length));
 }
 
 /** The samples at another rate, by straight lines between them: no good sound, but the same bits everywhere. */

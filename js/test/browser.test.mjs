@@ -43,7 +43,7 @@ async function told(options) {
   return JSON.parse(JSON.stringify(events));
 }
 
-test('segment and scores on a page give what they give in Node.js', { skip }, async () => {
+test('segment and scores on a page give what they give in Node.js', { skip, timeout: 60000 }, async () => {
   for (const vectors of [true, false]) {
     const [sentences, scores] = await browser.run(async (vectors) => {
       const options = { model: 'lstm_fb40', vectors };
@@ -55,7 +55,7 @@ test('segment and scores on a page give what they give in Node.js', { skip }, as
   }
 });
 
-test('the AudioWorklet hears every sample: its events are those of a stream', { skip }, async () => {
+test('the AudioWorklet hears every sample: its events are those of a stream', { skip, timeout: 60000 }, async () => {
   const events = await browser.run(async () => {
     const bytes = async (path) => (await fetch(path)).arrayBuffer();
     const context = new OfflineAudioContext(1, samples.length, 16000);
@@ -85,7 +85,7 @@ test('the AudioWorklet hears every sample: its events are those of a stream', { 
   assert.deepEqual(events, await told({ probability: true }));
 });
 
-test('the microphone: sentences with their samples, frames, a pause, a second start, the end', { skip }, async () => {
+test('the microphone: sentences with their samples, frames, a pause, a second start, the end', { skip, timeout: 60000 }, async () => {
   const heard = await browser.run(async () => {
     const told = { starts: 0, ends: [], frames: 0, misfires: 0, times: [] };
     let next;
@@ -134,7 +134,7 @@ test('the microphone: sentences with their samples, frames, a pause, a second st
   assert.deepEqual(browser.errors, []);
 });
 
-test('the microphone: what cannot be is refused', { skip }, async () => {
+test('the microphone: what cannot be is refused', { skip, timeout: 60000 }, async () => {
   const refusals = await browser.run(async () => {
     const attempts = [{ onSpeechStop() {} }, { threshold: 2 }, { model: '/nowhere.bin' }, { model: new Uint8Array(10) }, { profile: 'slow' }];
     return Promise.all(attempts.map((options) => wvad.Microphone.open(options).then(() => 'opened', (error) => `${error.name} ${error.status ?? ''} ${error.message}`)));
@@ -146,24 +146,49 @@ test('the microphone: what cannot be is refused', { skip }, async () => {
   assert.match(refusals[4], /^WvadError WVAD_E_PARAMETER/);
 });
 
-test('a callback that throws does not take the others along', { skip }, async () => {
-  const events = await browser.run(async () => {
-    const kinds = [];
+test('what was no sentence is told as a misfire', { skip, timeout: 60000 }, async () => {
+  const told = await browser.run(async () => {
+    const calls = [];
+    let done;
+    const misfired = new Promise((resolve) => (done = resolve));
+    const microphone = await wvad.Microphone.open({
+      minSpeech: 2, // longer than half of what is said
+      onSpeechStart: () => calls.push('start'),
+      onSpeechEnd: () => calls.push('end'),
+      onMisfire: () => {
+        calls.push('misfire');
+        done();
+      },
+    });
+    await microphone.start();
+    await misfired;
+    await microphone.destroy();
+    return calls;
+  });
+  assert.equal(told.at(-2), 'start');
+  assert.equal(told.at(-1), 'misfire');
+});
+
+test('a callback that throws does not take the others along', { skip, timeout: 60000 }, async () => {
+  const times = await browser.run(async () => {
+    const times = [];
     let done;
     const ended = new Promise((resolve) => (done = resolve));
+    const fail = () => {
+      throw new Error('on purpose');
+    };
     const microphone = await wvad.Microphone.open({
       profile: 'fast',
-      onSpeechStart: () => {
-        throw new Error('on purpose');
-      },
+      onSpeechStart: fail,
+      onFrame: fail,
       onSpeechEnd: () => done(),
-      onEvent: ({ kind }) => kind !== 'probability' && kinds.push(kind),
+      onEvent: ({ kind, time }) => kind === 'probability' && times.push(time),
     });
     await microphone.start();
     await ended;
     await microphone.destroy();
-    return kinds;
+    return times;
   });
-  assert.deepEqual([...new Set(events)].slice(0, 3).sort(), ['onset', 'sentenceBegin', 'sentenceEnd']);
+  times.forEach((time, i) => assert.ok(Math.abs(time - i / 100) < 1e-9, `${time} is told as the frame ${i}`));
   assert.ok(browser.errors.length > 0 && browser.errors.every((error) => /on purpose/.test(error)));
 });

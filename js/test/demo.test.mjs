@@ -38,7 +38,7 @@ after(async () => {
   rmSync(folder, { recursive: true });
 });
 
-test('a recording: its sentences, as the program finds them', { skip }, async () => {
+test('a recording: its sentences, as the program finds them', { skip, timeout: 60000 }, async () => {
   await browser.choose('#file', join(folder, 'jfk.wav'));
   await until(() => document.getElementById('speed').textContent !== '');
   assert.deepEqual(await rows(), [[0.05, 2.35], [2.99, 4.55], [5.11, 7.76], [7.89, 10.76]]);
@@ -49,7 +49,7 @@ test('a recording: its sentences, as the program finds them', { skip }, async ()
   await browser.shade(false);
 });
 
-test('labels of them, as files', { skip }, async () => {
+test('labels of them, as files', { skip, timeout: 60000 }, async () => {
   const written = await browser.run(async () => {
     const { FORMS } = await import('/demo/labels.js');
     const sentences = [{ number: 0, begin: 0.05, end: 2.35, level: -12.71, snr: NaN }, { number: 1, begin: 3599.9996, end: 3661.5, level: -20, snr: 30.06, audio: [] }];
@@ -74,14 +74,14 @@ test('labels of them, as files', { skip }, async () => {
   assert.equal(text, '0.050\t2.350\t1\n2.990\t4.550\t2\n5.110\t7.760\t3\n7.890\t10.760\t4\n');
 });
 
-test('what is no recording is said, and the page goes on', { skip }, async () => {
+test('what is no recording is said, and the page goes on', { skip, timeout: 60000 }, async () => {
   await browser.choose('#file', join(folder, 'noise.txt'));
   await until(() => document.getElementById('state').dataset.kind === 'error');
   assert.equal(await browser.run(() => document.getElementById('state').textContent), 'not a recording that this browser can play');
   assert.equal((await rows()).length, 4);
 });
 
-test('the microphone: sentences as they come, another profile, the end', { skip }, async () => {
+test('the microphone: sentences as they come, another profile, the end', { skip, timeout: 60000 }, async () => {
   await browser.run(() => document.getElementById('microphone').click());
   await until(() => document.querySelectorAll('#sentences tr').length >= 2 && document.getElementById('microphone').textContent === 'Stop');
   await picture('microphone');
