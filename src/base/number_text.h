@@ -24,12 +24,18 @@ namespace c_library {
 inline void WriteFixed(char* text, size_t size, double value, int decimals) { std::snprintf(text, size, "%.*f", decimals, value); }
 
 inline std::string ShortestText(double value) {
-  char text[64];
-  for (int digits = 1; digits <= 17; ++digits) {
-    std::snprintf(text, sizeof text, "%.*g", digits, value);
-    if (std::strtod(text, nullptr) == value) break;
+  char plain[64];
+  char scientific[64];
+  for (int decimals = 0; decimals <= 17; ++decimals) {
+    std::snprintf(plain, sizeof plain, "%.*f", decimals, value);
+    if (std::strtod(plain, nullptr) == value) break;
   }
-  return text;
+  for (int digits = 0; digits <= 16; ++digits) {
+    std::snprintf(scientific, sizeof scientific, "%.*e", digits, value);
+    if (std::strtod(scientific, nullptr) == value) break;
+  }
+  const bool is_plain = std::strtod(plain, nullptr) == value && std::string_view(plain).size() <= std::string_view(scientific).size();
+  return is_plain ? plain : scientific;
 }
 
 inline std::optional<double> ReadNumber(std::string_view text) {

@@ -30,7 +30,8 @@ TEST(NumberText, ClientsLocaleDoesNotMoveThePoint) {
 }
 
 TEST(NumberText, ShortestTextHasNoDigitTooMany) {
-  for (const auto& [value, text] : {std::pair{0.1, "0.1"}, {-64.2, "-64.2"}, {3600.0, "3600"}, {1.0 / 3, "0.3333333333333333"}}) {
+  for (const auto& [value, text] :
+       {std::pair{0.1, "0.1"}, {-64.2, "-64.2"}, {3600.0, "3600"}, {1.0 / 3, "0.3333333333333333"}, {1e300, "1e+300"}, {0.0, "0"}}) {
     EXPECT_EQ(ShortestText(value), text);
     EXPECT_EQ(c_library::ShortestText(value), text);
   }
