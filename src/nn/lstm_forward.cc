@@ -65,8 +65,6 @@ LstmForward::LstmForward()
 
 void LstmForwardBind(LstmForward* forward, const LstmModel* model) {
   forward->pModel = model;
-  // The tables of the fixed form are made here, so that no step pays for them.
-  if (model->form == LstmForm::kFixed) PrepareFixedActivations();
   LstmForwardClearAll(forward);
 }
 

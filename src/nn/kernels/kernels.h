@@ -105,8 +105,7 @@ void TanhFixed(int16_t* v, int32_t n, int32_t q_in, int32_t q_out);
 }  // namespace ref
 
 // The three 16-bit activations of the fixed form by table, equal to ref::SigmoidFixed(10, 14), ref::TanhFixed(10, 9) and ref::TanhFixed(9,
-// 14). The tables are made at the first call; PrepareFixedActivations makes them ahead of time.
-void PrepareFixedActivations();
+// 14).
 void SigmoidFixed10To14(int16_t* v, int32_t n);
 void TanhFixed10To9(int16_t* v, int32_t n);
 void TanhFixed9To14(int16_t* v, int32_t n);

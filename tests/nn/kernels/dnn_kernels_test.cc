@@ -22,6 +22,17 @@ TEST(SigmoidQ30, HoldsSinglePrecisionEntries) {
   for (int i = 1; i < kSigmoidQ30Entries; ++i) ASSERT_GE(SigmoidQ30()[i], SigmoidQ30()[i - 1]) << i;
 }
 
+TEST(SigmoidQ30, EqualsItsDefinitionInEveryEntry) {
+  // The exponential of the C library, rounded to single at once; the table has one of its own.
+  for (int i = 0; i < kSigmoidQ30Entries; ++i) {
+    const float x = static_cast<float>(i - 4096) / 256.0f;
+    const float e = static_cast<float>(std::exp(-static_cast<double>(x)));
+    const float y = static_cast<float>(1.0 / (static_cast<double>(e) + 1.0));
+    ASSERT_EQ(SigmoidQ30()[i], static_cast<int32_t>(static_cast<double>(y) * 1073741824.0)) << i;
+  }
+  EXPECT_EQ(SigmoidQ30()[kSigmoidQ30Entries], 0);
+}
+
 TEST(SigmoidTable8, EntryZeroIsNeverUsed) {
   // a = 8: the index is v + 4096. Index 0 gives 0 although its entry is 120, which would round to 1 at b = 23.
   for (const KernelLevel& level : AllLevels()) {

@@ -2,10 +2,11 @@
 //
 // The definition of the activations, and the tables of the 16-bit ones. Exponentials are taken in double and rounded to single where that
 // is said.
+#include <algorithm>
 #include <cmath>
 
-#include "base/wrap.h"
 #include "nn/kernels/kernels.h"
+#include "nn/kernels/ref/made_tables.h"
 
 namespace TSEG {
 namespace {
@@ -20,30 +21,27 @@ int16_t ToFixed(float y, int32_t q) {
   return static_cast<int16_t>(z);
 }
 
-// One activation of every 16-bit value; the entry of v stands at its unsigned reading.
+// An activation of 16-bit values. It stays the same below `kLowest` and behind the `n` entries from there on.
+template <int32_t kLowest, int32_t n>
 struct FixedTable {
-  int16_t entries[65536];
-  FixedTable(void (*activation)(int16_t*, int32_t, int32_t, int32_t), int32_t q_in, int32_t q_out) {
-    for (int32_t v = 0; v < 65536; ++v) entries[v] = Low16(v);
-    activation(entries, 65536, q_in, q_out);
+  int16_t entries[static_cast<size_t>(n)] = {};
+
+  // `activation` of v / 2^q_in, with q_out fraction bits: half a unit added as a single, cut toward zero.
+  constexpr FixedTable(float (*activation)(float), int32_t q_in, int32_t q_out) {
+    for (int32_t i = 0; i < n; ++i) {
+      const float y = activation(static_cast<float>((kLowest + i) * PowerOfTwo(-q_in)));
+      entries[i] = static_cast<int16_t>(static_cast<float>(static_cast<double>(y) * PowerOfTwo(q_out) + 0.5));
+    }
   }
-  void Apply(int16_t* v, int32_t n) const {
-    for (int32_t k = 0; k < n; ++k) v[k] = entries[static_cast<uint16_t>(v[k])];
+  void Apply(int16_t* v, int32_t count) const {
+    for (int32_t k = 0; k < count; ++k) v[k] = entries[static_cast<size_t>(std::clamp(v[k] - kLowest, 0, n - 1))];
   }
 };
 
-const FixedTable& SigmoidTable10To14() {
-  static const FixedTable table(ref::SigmoidFixed, 10, 14);
-  return table;
-}
-const FixedTable& TanhTable10To9() {
-  static const FixedTable table(ref::TanhFixed, 10, 9);
-  return table;
-}
-const FixedTable& TanhTable9To14() {
-  static const FixedTable table(ref::TanhFixed, 9, 14);
-  return table;
-}
+// Each from its last value below all others (0, -511 / 512, -16383 / 16384) to the first one.
+constinit const FixedTable<-10647, 21294> kSigmoid10To14(ref::MadeSigmoid, 10, 14);
+constinit const FixedTable<-3904, 7809> kTanh10To9(ref::MadeTanh, 10, 9);
+constinit const FixedTable<-2839, 5679> kTanh9To14(ref::MadeTanh, 9, 14);
 
 }  // namespace
 
@@ -84,15 +82,9 @@ void TanhFixed(int16_t* v, int32_t n, int32_t q_in, int32_t q_out) {
 
 }  // namespace ref
 
-void PrepareFixedActivations() {
-  SigmoidTable10To14();
-  TanhTable10To9();
-  TanhTable9To14();
-}
-
-void SigmoidFixed10To14(int16_t* v, int32_t n) { SigmoidTable10To14().Apply(v, n); }
-void TanhFixed10To9(int16_t* v, int32_t n) { TanhTable10To9().Apply(v, n); }
-void TanhFixed9To14(int16_t* v, int32_t n) { TanhTable9To14().Apply(v, n); }
+void SigmoidFixed10To14(int16_t* v, int32_t n) { kSigmoid10To14.Apply(v, n); }
+void TanhFixed10To9(int16_t* v, int32_t n) { kTanh10To9.Apply(v, n); }
+void TanhFixed9To14(int16_t* v, int32_t n) { kTanh9To14.Apply(v, n); }
 
 void Softmax(int32_t n, const float* x, float* y) {
   float largest = -1e10f;

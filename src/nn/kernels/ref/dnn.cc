@@ -6,22 +6,20 @@
 
 #include "base/wrap.h"
 #include "nn/kernels/kernels.h"
+#include "nn/kernels/ref/made_tables.h"
 
 namespace TSEG {
 namespace {
 
 struct SigmoidTable {
-  int32_t entries[kSigmoidQ30Entries + 1];
-  SigmoidTable() {
+  int32_t entries[kSigmoidQ30Entries + 1] = {};
+  constexpr SigmoidTable() {
     for (int32_t i = 0; i < kSigmoidQ30Entries; ++i) {
-      const float x = static_cast<float>(i - 4096) / 256.0f;
-      const float e = static_cast<float>(std::exp(-static_cast<double>(x)));
-      const float y = static_cast<float>(1.0 / (static_cast<double>(e) + 1.0));
-      entries[i] = CutLow32(static_cast<double>(y) * 1073741824.0);
+      entries[i] = static_cast<int32_t>(static_cast<double>(ref::MadeSigmoid(static_cast<float>(i - 4096) / 256.0f)) * 1073741824.0);
     }
-    entries[kSigmoidQ30Entries] = 0;
   }
 };
+constinit const SigmoidTable kSigmoidQ30;
 
 uint8_t SigmoidOf(const int32_t* table, int32_t v, int32_t a, int32_t b) {
   const int32_t i = WrapAdd32(v, static_cast<int32_t>(1u << (a + 4))) >> (a - 8);
@@ -32,10 +30,7 @@ uint8_t SigmoidOf(const int32_t* table, int32_t v, int32_t a, int32_t b) {
 
 }  // namespace
 
-const int32_t* SigmoidQ30() {
-  static const SigmoidTable table;
-  return table.entries;
-}
+const int32_t* SigmoidQ30() { return kSigmoidQ30.entries; }
 
 double DnnBiasFactor(int32_t p, int32_t q) {
   const int32_t d = q - p;
