@@ -106,7 +106,7 @@ constexpr int kDnnMaxLayers = 32;
 // The integer tables of a feed-forward network.
 struct DnnQuantTable {
   int32_t* apBias[kDnnMaxLayers] = {};
-  void* apWeights[kDnnMaxLayers] = {};        // int16_t* for layer 0 (all layers in pQuantFirst), int8_t* beyond it
+  void* apWeights[kDnnMaxLayers] = {};        // int16_t* for layer 0, int8_t* beyond it; none in pQuantFirst
   uint8_t aActShift[kDnnMaxLayers][2] = {};   // fraction bits of the pre-activation (a) and of the 8-bit output (b)
   uint8_t aBiasShift[kDnnMaxLayers][2] = {};  // p and q: fraction bits of the product, and of the bias
   bool abUnclipped[kDnnMaxLayers] = {};       // proved of the 8-bit weights and of what enters them (weight_proofs.h)
@@ -128,10 +128,8 @@ struct DnnModel {
   float* pMean = nullptr;
   float* pInvStd = nullptr;
   float* pPrior = nullptr;
-  float* apFloatWeights[kDnnMaxLayers] = {};
-  float* apFloatBias[kDnnMaxLayers] = {};
   DnnQuantTable pQuant;       // all but the bias of layer 0 and its two bytes
-  DnnQuantTable pQuantFirst;  // bias and (p, q) of layer 0
+  DnnQuantTable pQuantFirst;  // bias of layer 0, and the bytes of all layers, of which (p, q) of layer 0 count
   AlignedBuffer<uint8_t> pBlock;
 };
 

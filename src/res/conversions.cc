@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "base/power_of_two.h"
 #include "base/wrap.h"
 
 namespace TSEG {
@@ -19,7 +20,7 @@ int32_t ClipAndCut(double y, double lowest, double highest) {
 }
 
 double ScaledAndRounded(float x, int shift) {
-  const double y = std::ldexp(static_cast<double>(x), shift);
+  const double y = static_cast<double>(x) * PowerOfTwo(shift);
   return x >= 0.0F ? y + 0.5 : y - 0.5;
 }
 
@@ -47,7 +48,7 @@ int32_t Fixed32(float x, int shift) { return ClipAndCut(ScaledAndRounded(x, shif
 int16_t Fixed16(float x, int shift) { return static_cast<int16_t>(ClipAndCut(ScaledAndRounded(x, shift), -32768.0, 32767.0)); }
 int8_t Fixed8(float x, int shift) { return static_cast<int8_t>(ClipAndCut(ScaledAndRounded(x, shift), -128.0, 127.0)); }
 
-int16_t QFixed(float x, int q) { return CutLow16(std::ldexp(static_cast<double>(x), q) + 0.5); }
+int16_t QFixed(float x, int q) { return CutLow16(static_cast<double>(x) * PowerOfTwo(q) + 0.5); }
 
 int16_t QRange16(float x, float range) { return static_cast<int16_t>(ClipAndCut(RangeRounded(x, 32768.0F, range), -32768.0, 32767.0)); }
 int8_t QRange8(float x, float range) { return static_cast<int8_t>(ClipAndCut(RangeRounded(x, 128.0F, range), -128.0, 127.0)); }

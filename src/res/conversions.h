@@ -13,12 +13,12 @@
 
 namespace TSEG {
 
-// x times 2 to the `shift`, half away from zero, clipped, cut toward zero.
+// x times 2 to the `shift` (0 to 255), half away from zero, clipped, cut toward zero.
 int32_t Fixed32(float x, int shift);
 int16_t Fixed16(float x, int shift);
 int8_t Fixed8(float x, int shift);
 
-// x times 2 to the `q`, plus 0.5 whatever the sign, cut toward zero, low 16 bits.
+// x times 2 to the `q` (0 to 255), plus 0.5 whatever the sign, cut toward zero, low 16 bits.
 int16_t QFixed(float x, int q);
 
 // x on a scale where `range` is 32768 (or 128), half away from zero, clipped.

@@ -84,8 +84,8 @@ void ReadFloats(const MlpResFileHeaderV3& header, Reader* reader, DnnModel* mode
   model->pInvStd = reader->Copy("var", &cursor);
   model->pPrior = reader->Copy("pri", &cursor);
   for (int i = 0; i < model->nLayers; ++i) {
-    model->apFloatWeights[i] = reader->Copy(WeightsName(i + 1), &cursor);
-    model->apFloatBias[i] = reader->Copy(BiasName(i + 1), &cursor);
+    reader->Check(WeightsName(i + 1), &cursor);
+    reader->Check(BiasName(i + 1), &cursor);
   }
   if (reader->ok()) ReadStateMap(header, &cursor, link);
 }
@@ -112,26 +112,35 @@ void CollectShifts(const MlpResFileHeaderV3& header, const DnnModel& model, Shif
   }
 }
 
-// Bias and weights of all layers as integers. `first` makes the form with 16-bit weights in every layer.
-void BuildTable(const MlpResFileHeaderV3& header, const DnnModel& model, ShiftTable table, Reader* reader, DnnQuantTable* quant) {
+// The 8-bit form of the network: bias and weights of all layers as integers, the weights of the first with 16 bits.
+void BuildTable(const MlpResFileHeaderV3& header, const DnnModel& model, Reader* reader, DnnQuantTable* quant) {
   uint64_t bytes = 0;
   for (int i = 0; i < model.nLayers; ++i) {
     const auto rows = static_cast<uint64_t>(model.anLayerDim[i]);
-    const uint64_t width = i == 0 || table == ShiftTable::k16 ? 2 : 1;
-    bytes += rows * 4 + rows * static_cast<uint64_t>(model.anLayerCols[i]) * width;
+    bytes += rows * 4 + rows * static_cast<uint64_t>(model.anLayerCols[i]) * (i == 0 ? 2 : 1);
   }
   BlockCursor cursor(&quant->block, static_cast<size_t>(bytes));
   for (int i = 0; i < model.nLayers; ++i) {
     const std::string bias = BiasName(i + 1);
     const std::string weights = WeightsName(i + 1);
-    const int width = i == 0 || table == ShiftTable::k16 ? 2 : 1;
     void* at_bias = nullptr;
-    Parser::register_value_fixed(header, &at_bias, bias.c_str(), &cursor, 4, Shift(header, bias, table), table);
-    Parser::register_value_fixed(header, &quant->apWeights[i], weights.c_str(), &cursor, width, Shift(header, weights, table), table);
+    Parser::register_value_fixed(header, &at_bias, bias.c_str(), &cursor, 4, Shift(header, bias, ShiftTable::k8), ShiftTable::k8);
+    Parser::register_value_fixed(header, &quant->apWeights[i], weights.c_str(), &cursor, i == 0 ? 2 : 1,
+                                 Shift(header, weights, ShiftTable::k8), ShiftTable::k8);
     quant->apBias[i] = static_cast<int32_t*>(at_bias);
     if (at_bias == nullptr || quant->apWeights[i] == nullptr)
       reader->Refuse("the tables of layer " + std::to_string(i + 1) + " do not fit");
   }
+}
+
+// What the first layer takes of the 16-bit form: its bias.
+void BuildFirstBias(const MlpResFileHeaderV3& header, const DnnModel& model, Reader* reader, DnnQuantTable* quant) {
+  BlockCursor cursor(&quant->block, static_cast<size_t>(model.anLayerDim[0]) * 4);
+  const std::string bias = BiasName(1);
+  void* at_bias = nullptr;
+  Parser::register_value_fixed(header, &at_bias, bias.c_str(), &cursor, 4, Shift(header, bias, ShiftTable::k16), ShiftTable::k16);
+  quant->apBias[0] = static_cast<int32_t*>(at_bias);
+  if (at_bias == nullptr) reader->Refuse("the tables of layer 1 do not fit");
 }
 
 // The bytes that the forward pass will read, against what its shifts can be.
@@ -167,8 +176,8 @@ int ResParsing(const MlpResFileHeaderV3& header, DnnModel* model, HMMResourceLin
   if (reader.ok()) {
     CollectShifts(header, *model, ShiftTable::k8, &model->pQuant);
     CollectShifts(header, *model, ShiftTable::k16, &model->pQuantFirst);
-    BuildTable(header, *model, ShiftTable::k8, &reader, &model->pQuant);
-    BuildTable(header, *model, ShiftTable::k16, &reader, &model->pQuantFirst);
+    BuildTable(header, *model, &reader, &model->pQuant);
+    BuildFirstBias(header, *model, &reader, &model->pQuantFirst);
     CheckShifts(*model, &reader);
   }
   if (!reader.ok()) return RefuseModel(reader.flaw());

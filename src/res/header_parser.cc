@@ -32,18 +32,25 @@ void CopyRows(const uint8_t* from, int64_t outer, int64_t inner, int64_t padded_
   }
 }
 
-// The copy that all register operations share. Null when the data or the block is too short.
-template <typename From, typename To, class Header, typename Rule>
-To* CopyPadded(const Header& header, int index, uint64_t offset, BlockCursor* cursor, Rule rule) {
+// The place of a padded copy. Null when the data or the block is too short.
+template <typename From, typename To, class Header>
+To* TakePadded(const Header& header, int index, uint64_t offset, BlockCursor* cursor) {
   const int64_t inner = header.nInner[index];
   const int64_t outer = header.nOuter[index];
   if (inner < 0 || outer < 0) return nullptr;
   const uint64_t elements = static_cast<uint64_t>(inner) * static_cast<uint64_t>(outer);
   if (elements > header.data.size() || !header.data.holds(offset, elements * sizeof(From))) return nullptr;
   const uint64_t padded = static_cast<uint64_t>(PaddedDim(inner)) * static_cast<uint64_t>(PaddedDim(outer));
-  To* to = static_cast<To*>(cursor->Take(padded * sizeof(To)));
+  return static_cast<To*>(cursor->Take(padded * sizeof(To)));
+}
+
+// The copy that all register operations share. Null likewise.
+template <typename From, typename To, class Header, typename Rule>
+To* CopyPadded(const Header& header, int index, uint64_t offset, BlockCursor* cursor, Rule rule) {
+  To* to = TakePadded<From, To>(header, index, offset, cursor);
   if (to == nullptr) return nullptr;
-  CopyRows<From>(header.data.data() + offset, outer, inner, PaddedDim(inner), to, rule);
+  const int64_t inner = header.nInner[index];
+  CopyRows<From>(header.data.data() + offset, header.nOuter[index], inner, PaddedDim(inner), to, rule);
   return to;
 }
 
@@ -186,6 +193,13 @@ float* MlpResHeaderParser<Image>::register_value_typed(const Header& header, flo
   if (to == nullptr) return nullptr;
   *destination = to;
   return to + padded_elements(header, index);
+}
+
+template <class Image>
+bool MlpResHeaderParser<Image>::has_room_for_value(const Header& header, const char* name, BlockCursor* cursor) {
+  const int index = find_var(header, name);
+  if (index < 0 || get_var_datatype(header, name) != kTypeFloat) return false;
+  return TakePadded<float, float>(header, index, var_offset(header, index), cursor) != nullptr;
 }
 
 template <class Image>

@@ -24,6 +24,24 @@ constexpr uint32_t kPagesPerReport = 32768;
 // `key`'s type, which need not be terminated when it fills its field.
 std::string TypeText(const WREC_RES_SET& key) { return std::string(key.szResType, strnlen(key.szResType, sizeof key.szResType)); }
 
+std::string TypeAndNumber(const WREC_RES_SET& key) { return "NULL" + TypeText(key) + std::to_string(key.nResID); }
+
+// A file at one moment.
+struct FileState {
+  std::string path;
+  std::optional<uint64_t> size;
+  int64_t changed = 0;
+  explicit FileState(const char* file) : path(file), size(platform::FileSize(path)), changed(platform::ModificationTime(path)) {}
+};
+
+// The MD5 of the file, or `otherwise` if it is no longer the one of then.
+std::string Md5OfFile(const FileState& then, const std::string& otherwise) {
+  const FileState now(then.path.c_str());
+  if (now.size != then.size || now.changed != then.changed) return otherwise;
+  const std::optional<std::string> bytes = platform::ReadWholeFile(now.path);
+  return bytes && bytes->size() == then.size ? Md5Hex(bytes->data(), bytes->size()) : otherwise;
+}
+
 }  // namespace
 
 PreloadResult PreloadPages(const void* data, uint64_t size, const char* path) {
@@ -44,7 +62,8 @@ PreloadResult PreloadPages(const void* data, uint64_t size, const char* path) {
 int ResLoader::load(IRes* res, const char* path, const WREC_RES_SET& key, IRes* const* deps, int nDeps) {
   if (!platform::IsReadable(path)) return kResUnreadable;
   // Files of 4 GiB and more are not supported: only the low word of the size counts.
-  const auto size = static_cast<uint32_t>(platform::FileSize(path).value_or(0));
+  const FileState file(path);
+  const auto size = static_cast<uint32_t>(file.size.value_or(0));
   if (size == 0) return kResUnreadable;
   try {
     auto mapping = std::make_unique<platform::FileMapping>(path);
@@ -55,10 +74,16 @@ int ResLoader::load(IRes* res, const char* path, const WREC_RES_SET& key, IRes* 
     const PreloadResult preload = PreloadPages(mapping->data(), mapped, path);
     WVAD_LOG_INFO("load res cost time : %d ms", static_cast<int>(platform::TickCount() - begin));
     WVAD_LOG_INFO("successed to map file -> %d : checkSum = %d", key.nResID, preload.checkSum);
-    const int ret = LoadLabelled(res, mapping->data(), mapped, key, deps, nDeps);
-    if (ret == 0 && KeepMapping()) {
-      if (auto* holder = dynamic_cast<Res*>(res)) holder->KeepMapping(std::move(mapping));
+    auto* holder = dynamic_cast<Res*>(res);
+    int ret = 0;
+    if (holder != nullptr && LabelsByMd5() && file.size == mapped) {
+      device_ = &CPUSingleton::instance();
+      holder->LabelWhenAsked([file, otherwise = TypeAndNumber(key)] { return Md5OfFile(file, otherwise); });
+      ret = load(res, mapping->data(), mapped, key, deps, nDeps);
+    } else {
+      ret = LoadLabelled(res, mapping->data(), mapped, key, deps, nDeps);
     }
+    if (ret == 0 && KeepMapping() && holder != nullptr) holder->KeepMapping(std::move(mapping));
     return ret;
   } catch (const boost::interprocess::interprocess_exception& failure) {
     std::printf("ResLoader::interprocess lock err :%s :%s\n", path, failure.what());
@@ -69,8 +94,7 @@ int ResLoader::load(IRes* res, const char* path, const WREC_RES_SET& key, IRes* 
 int ResLoader::LoadLabelled(IRes* res, const void* data, uint64_t length, const WREC_RES_SET& key, IRes* const* deps, int nDeps) {
   device_ = &CPUSingleton::instance();
   char label[64] = {};
-  std::snprintf(label, sizeof label, "NULL%s%d", TypeText(key).c_str(), key.nResID);
-  if (cfg_ == nullptr || cfg_->is_calc_md5) std::snprintf(label, sizeof label, "%s", Md5Hex(data, length).c_str());
+  std::snprintf(label, sizeof label, "%s", (LabelsByMd5() ? Md5Hex(data, length) : TypeAndNumber(key)).c_str());
   res->SetResKey(label);
   return load(res, data, length, key, deps, nDeps);
 }

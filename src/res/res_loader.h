@@ -45,11 +45,14 @@ class ResLoader {
   // Whether a resource keeps the file mapped after a successful load.
   virtual bool KeepMapping() { return false; }
 
-  // Labels the resource and loads it from memory.
+  // Labels the resource and loads it from memory. A label is type and number, or with the manager's leave the MD5 of the bytes. That of a
+  // file takes longer than all else in a load, and next to nobody asks: it is made of the file when it is asked for, and if the file has
+  // changed by then the label is type and number.
   int LoadLabelled(IRes* res, const void* data, uint64_t length, const WREC_RES_SET& key, IRes* const* deps, int nDeps);
   void SetConfiguration(const CFG_RESMGR* cfg) { cfg_ = cfg; }
 
  protected:
+  bool LabelsByMd5() const { return cfg_ == nullptr || cfg_->is_calc_md5; }
   const CFG_RESMGR* cfg_ = nullptr;       // the manager's values
   const CPUSingleton* device_ = nullptr;  // the device of the process, once the manager's way has asked for it; it chooses log lines
   IRes_mgr* const manager_;

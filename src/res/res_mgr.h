@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -63,6 +64,8 @@ class Res : public IRes {
   int32_t IncRefCount() override;
   int32_t DecRefCount() override;
   int32_t GetRefCount() override;
+  // Leaves the label to `make`, which is called when the label is first asked for.
+  void LabelWhenAsked(std::function<std::string()> make);
   // Keeps the file mapped for the life of the resource; for loaders that do not copy.
   void KeepMapping(std::unique_ptr<platform::FileMapping> mapping) { mapping_ = std::move(mapping); }
 
@@ -70,6 +73,7 @@ class Res : public IRes {
   WREC_RES_SET set_;
   char path_[1024];
   char label_[32];
+  std::function<std::string()> make_label_;  // until the label has been asked for
   std::mutex lock_;
   int32_t ref_count_ = 0;
   std::unique_ptr<platform::FileMapping> mapping_;  // null where the loader copied what it needed

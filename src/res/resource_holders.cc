@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Holders. A resource's own lock guards its count alone; key and path do not change.
+// Holders. A resource's own lock guards its count and the making of its label; key and path do not change.
 #include <algorithm>
 #include <cstring>
 
@@ -16,8 +16,20 @@ Res::~Res() = default;
 
 const char* Res::GetResURI() { return path_; }
 WREC_RES_SET* Res::GetResSet() { return &set_; }
-char* Res::GetResKey() { return label_; }
+
+char* Res::GetResKey() {
+  const std::lock_guard<std::mutex> hold(lock_);
+  if (make_label_) {
+    const std::string label = make_label_();
+    std::memset(label_, 0, sizeof label_);
+    std::memcpy(label_, label.data(), std::min(label.size(), sizeof label_));
+    make_label_ = nullptr;
+  }
+  return label_;
+}
+
 void Res::SetResKey(const char* key) { std::memcpy(label_, key, sizeof label_); }
+void Res::LabelWhenAsked(std::function<std::string()> make) { make_label_ = std::move(make); }
 
 int32_t Res::IncRefCount() {
   const std::lock_guard<std::mutex> hold(lock_);

@@ -35,6 +35,10 @@ class VariableReader {
     if (to == nullptr) Fail(name);
     return to;
   }
+  // Refuses what Copy would refuse, without a copy: for what is needed in another form alone.
+  void Check(const std::string& name, BlockCursor* cursor) {
+    if (ok() && !Parser::has_room_for_value(header_, name.c_str(), cursor)) Fail(name);
+  }
   void Refuse(const std::string& flaw) {
     if (ok()) flaw_ = flaw;
   }

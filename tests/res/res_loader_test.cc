@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include "res/md5.h"
@@ -287,6 +290,25 @@ TEST(FileLoad, LogsThePreloadAndTheTimeAndLabelsByMd5) {
   EXPECT_EQ(log.CountLines("preload res to memory..." + path + " : " + std::to_string(bytes.size())), 1) << log.Text();
   EXPECT_EQ(log.Count("load res cost time : "), 1) << log.Text();
   EXPECT_EQ(log.CountLines("successed to map file -> 9 : checkSum = " + std::to_string(sum)), 1) << log.Text();
+}
+
+TEST(FileLoad, AFileThatHasChangedSinceIsLabelledByTypeAndNumber) {
+  const std::string unlabelled = std::string("NULLMLP9") + std::string(24, '\0');
+  const TempFolder folder;
+  const Bytes bytes = WriteModel(SmallDnn());
+  const std::string path = Write(folder, bytes);
+  FromFile longer(path), later(path), gone(path), asked(path);
+  EXPECT_EQ(asked.Label(), Md5Hex(bytes.data(), bytes.size()));
+
+  const auto written = std::filesystem::last_write_time(path);
+  std::filesystem::last_write_time(path, written - std::chrono::hours(1));
+  EXPECT_EQ(later.Label(), unlabelled);
+  std::ofstream(path, std::ios::app) << "more";
+  std::filesystem::last_write_time(path, written);
+  EXPECT_EQ(longer.Label(), unlabelled);
+  std::filesystem::remove(path);
+  EXPECT_EQ(gone.Label(), unlabelled);
+  EXPECT_EQ(asked.Label(), Md5Hex(bytes.data(), bytes.size()));  // what was told once stays
 }
 
 TEST(FileLoad, WithoutMd5TheLabelIsTypeAndNumber) {
