@@ -5,8 +5,10 @@
 #include "log/process_logger.h"
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <mutex>
+#include <new>
 
 #include "log/log.h"
 #include "log/log_process_mutex.h"
@@ -15,7 +17,6 @@ namespace TSEG {
 namespace {
 
 struct ProcessLogger {
-  std::mutex threads;
   std::atomic<Logger*> logger{nullptr};
   int count = 0;
   bool owned = false;
@@ -27,9 +28,16 @@ ProcessLogger& TheProcessLogger() {
   return process;
 }
 
+// Never destroyed either. Where the run-time constructs mutexes it would destroy this one at the end, so it gets its place and no more.
+std::mutex& ThreadsOfProcess() {
+  alignas(std::mutex) static std::byte place[sizeof(std::mutex)];
+  static std::mutex& threads = *new (place) std::mutex;
+  return threads;
+}
+
 class ProcessLoggerLock {
  public:
-  explicit ProcessLoggerLock(ProcessLogger& process) : threads_(process.threads) {
+  ProcessLoggerLock() : threads_(ThreadsOfProcess()) {
     processes_.open("Orva_Log_Singleton_Mutex");
     processes_.acquire(Log_Mutex::kInfinite);
   }
@@ -53,7 +61,7 @@ bool srlog_exists() { return CurrentLogger() != nullptr; }
 
 int srlog_open_with(Log_Cfg_T cfg, const LogParts* extra) {
   ProcessLogger& process = TheProcessLogger();
-  const ProcessLoggerLock lock(process);
+  const ProcessLoggerLock lock;
   if (process.logger.load() != nullptr) return -1;
   cfg.szFile = AbsoluteLogPath(cfg.file());
   auto logger = std::make_unique<Logger>();
@@ -73,7 +81,7 @@ int srlog_open(const char* cfg_file, const char* section, const LogDefaults& def
 
 void srlog_close() {
   ProcessLogger& process = TheProcessLogger();
-  const ProcessLoggerLock lock(process);
+  const ProcessLoggerLock lock;
   Logger* logger = process.logger.load();
   if (logger == nullptr) return;
   if (process.count == 1) logger->close();
