@@ -3,6 +3,8 @@
 // Reading a log configuration key by key.
 #include "log/log_cfg_heap_reg.h"
 
+#include <optional>
+
 #include "platform/platform.h"
 
 namespace TSEG {
@@ -75,16 +77,23 @@ std::string AbsoluteLogPath(const char* path) {
 }
 
 int Log_Cfg_Heap_Reg::open(const char* path, const char* section) {
+  path_ = path != nullptr ? path : "";
+  name_ = section != nullptr ? section : "";
   section_ = ConfigSection();
-  if (path == nullptr || path[0] == '\0') return -1;
-  const std::optional<std::string> text = platform::ReadWholeFile(path);
-  if (text.has_value()) section_ = ConfigSection::Parse(*text, section != nullptr ? section : "");
+  if (path_.empty()) return platform::RegistryValue(name_, "").has_value() ? 0 : -1;
+  const std::optional<std::string> text = platform::ReadWholeFile(path_);
+  if (text.has_value()) section_ = ConfigSection::Parse(*text, name_);
   return 0;
 }
 
 std::string Log_Cfg_Heap_Reg::read(const char* key) const {
-  const std::string* value = section_.find(key);
-  return value != nullptr ? value->substr(0, kValueLimit - 1) : std::string();
+  if (path_.empty()) return platform::RegistryValue(name_, key).value_or(std::string());
+  std::optional<std::string> value = platform::ProfileValue(path_, name_, key);
+  if (!value.has_value()) {
+    const std::string* found = section_.find(key);
+    value = found != nullptr ? *found : std::string();
+  }
+  return value->substr(0, kValueLimit - 1);
 }
 
 int Log_Cfg_Heap_Reg::load(Log_Cfg_T& cfg, const char* section, const char* path) {

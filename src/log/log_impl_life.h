@@ -79,8 +79,7 @@ int Log_Impl_T<IO, LOCK, CFG>::open(const Log_Cfg_T& cfg, const char* cfgSource,
 
   pDevice = extra != nullptr ? extra->device : nullptr;
   if ((cfg_.output() & kLogToFile) != 0) open_device();
-  // The console is standard output, which is there already: there is nothing to make, so nothing is owned.
-  bOwnsConsole = false;
+  bOwnsConsole = (cfg_.output() & kLogToConsole) != 0 && platform::OpenConsole();
   return 0;
 }
 
@@ -119,6 +118,7 @@ void Log_Impl_T<IO, LOCK, CFG>::close() {
   }
   pLock = nullptr;
   bOwnsLock = false;
+  if (bOwnsConsole) platform::CloseConsole();
   bOwnsConsole = false;
 }
 
@@ -171,6 +171,9 @@ void Log_Impl_T<IO, LOCK, CFG>::write_head(int reopened) {
   const std::string time = platform::FormatLocalTime(moment().seconds, "%Y-%m-%d %H:%M:%S");
   const std::string application = platform::ExecutableFileName();
   const std::string module = platform::ModuleFileName();
+  // Where files state no versions, that of this library stands for both.
+  const std::string application_version = platform::ExecutableFileVersion().value_or(WVAD_VERSION);
+  const std::string module_version = platform::ModuleFileVersion().value_or(WVAD_VERSION);
   const uint32_t pid = platform::ProcessId();
   const std::string text = FormatText(
       "=============================================================\n"
@@ -181,8 +184,8 @@ void Log_Impl_T<IO, LOCK, CFG>::write_head(int reopened) {
       "\tModule:      %s %s\n"
       "\tPID: %d (0x%04x) Version: %s\n"
       "=============================================================\n",
-      cfg_.title(), reopened != 0 ? "Created" : "Continued", time.c_str(), application.c_str(), WVAD_VERSION, module.c_str(), WVAD_VERSION,
-      static_cast<int>(pid), pid, WVAD_VERSION);
+      cfg_.title(), reopened != 0 ? "Created" : "Continued", time.c_str(), application.c_str(), application_version.c_str(), module.c_str(),
+      module_version.c_str(), static_cast<int>(pid), pid, WVAD_VERSION);
   pDevice->write_s(text.c_str());
 }
 

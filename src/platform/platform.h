@@ -6,11 +6,11 @@
 // Unless a function says otherwise:
 //
 // - Paths are bytes in UTF-8. A system whose paths are bytes takes them as they are, whatever their encoding; one whose paths are something
-//   else converts, and a path that does not convert names nothing. No path holds a zero byte. An empty one names nothing. Relative paths
-//   start at the current folder of the moment.
+//   else converts, bytes that are not UTF-8 from the encoding of the process where it has one, and a path that does not convert names
+//   nothing. No path holds a zero byte. An empty one names nothing. Relative paths start at the current folder of the moment.
 // - An error number is one of <cerrno>; 0 is success. A system with other numbers translates them.
 // - Free functions may be called from every thread at any time. An object is used by one thread at a time.
-// - Nothing waits for another process or a device, and nothing raises a signal or ends the process.
+// - Nothing but ShowMessage waits for another process, a device or the user, and nothing raises a signal or ends the process.
 // - No file operation is atomic towards other processes: between two calls, and within one, a file may change.
 // - Nothing is thrown but std::bad_alloc. A function without a stated failure cannot fail.
 #ifndef WVAD_PLATFORM_PLATFORM_H_
@@ -63,6 +63,9 @@ std::string ModuleFolder();
 // File name (not path) of that file, and of the running executable; empty if it cannot be told.
 std::string ModuleFileName();
 std::string ExecutableFileName();
+// The version that each of the two files states in itself, empty if it states none; nothing on a system whose files do not state any.
+std::optional<std::string> ModuleFileVersion();
+std::optional<std::string> ExecutableFileVersion();
 
 // A file that is written at its end. Each Write goes to the system at once, so that nothing stays behind in this process and others see a
 // line as soon as it was written. A full disk, a size limit, or a reader that went away or does not read gives an error.
@@ -119,6 +122,15 @@ void* TakePages(size_t bytes);
 // Gives back to the system, at once and whole, what TakePages gave for these `bytes`.
 void GiveBackPages(void* pages, size_t bytes);
 
+// ---- Settings that the system reads itself
+
+// The value of `key` in `section` of the text file `path`, which is absolute, up to 1023 characters; empty if there is none. Nothing on a
+// system without a reader for such files.
+std::optional<std::string> ProfileValue(const std::string& path, const std::string& section, const std::string& key);
+// The value `name` of the registry's key `key` for the whole machine: a text, or a 32-bit number in decimal; empty if there is none or it
+// is of another type. Nothing if the key cannot be opened, or on a system without a registry.
+std::optional<std::string> RegistryValue(const std::string& key, const std::string& name);
+
 // ---- Time
 
 // Milliseconds of a clock that never goes back and goes on while the machine sleeps; its beginning is anywhere. 32 bits, wrapping.
@@ -161,7 +173,7 @@ class NamedMutex {
   void Close();
   // Waits until it is held, at most about two seconds; whether it is. True at once where nothing is open. Not recursive.
   bool Acquire();
-  // Lets go; nothing happens where it is not held.
+  // Lets go, on the thread that acquired it; nothing happens where it is not held.
   void Release();
 
  private:
@@ -173,8 +185,12 @@ class NamedMutex {
 
 // One line to where a debugger shows such, standard error on a system without one. What would have to wait is dropped.
 void WriteDebugger(const std::string& line);
-// A notice to the user, on standard error where a library should not open windows; as little as the above does it wait.
+// A notice to the user: a window where the system shows such to the user of this process, who closes it; elsewhere as above.
 void ShowMessage(const std::string& caption, const std::string& line, bool is_error);
+// Gives a process whose standard output leads nowhere a console, and standard output into it. Whether there is a new one, which
+// CloseConsole takes away again; false where output leads somewhere already.
+bool OpenConsole();
+void CloseConsole();
 
 // ---- The end
 

@@ -33,4 +33,9 @@ void ShowMessage(const std::string& caption, const std::string& line, bool is_er
   WriteWithoutWaiting(caption + (is_error ? " [error]: " : " [information]: ") + line);
 }
 
+// Every process has a standard output here, and whoever started it has decided where it leads.
+bool OpenConsole() { return false; }
+
+void CloseConsole() {}
+
 }  // namespace TSEG::platform
