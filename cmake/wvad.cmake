@@ -58,7 +58,7 @@ function(wvad_test name)
   add_executable(wvad_${name}_test ${ARG_SOURCES})
   target_include_directories(wvad_${name}_test PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include
                                                    ${PROJECT_SOURCE_DIR}/tools)
-  target_compile_definitions(wvad_${name}_test PRIVATE WVAD_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data")
+  target_compile_definitions(wvad_${name}_test PRIVATE WVAD_TEST_DATA_DIR="${WVAD_TEST_ROOT}${PROJECT_SOURCE_DIR}/tests/data")
   target_link_libraries(wvad_${name}_test PRIVATE wvad_flags ${ARG_LIBS} GTest::gmock GTest::gtest GTest::gtest_main)
   gtest_discover_tests(wvad_${name}_test TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
                        PROPERTIES TIMEOUT 300 LABELS "${ARG_LABELS}")

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numbers>
 #include <thread>
 #include <vector>
 
@@ -25,7 +26,7 @@ TEST(RealFft, DelayedImpulseTurnsThroughTheCircle) {
     in[1] = 1.0f;
     fft.Execute(in.data(), out.data());
     for (int k = 0; k <= n / 2; ++k) {
-      const double angle = -2 * M_PI * k / n;
+      const double angle = -2 * std::numbers::pi * k / n;
       EXPECT_NEAR(out[static_cast<size_t>(k)].real(), std::cos(angle), 1e-6) << n << " bin " << k;
       EXPECT_NEAR(out[static_cast<size_t>(k)].imag(), std::sin(angle), 1e-6) << n << " bin " << k;
     }
@@ -37,7 +38,7 @@ TEST(RealFft, CosineFallsIntoOneBinWithHalfTheSize) {
     const RealFft fft(n);
     AlignedBuffer<float> in(static_cast<size_t>(n));
     AlignedBuffer<std::complex<float>> out(static_cast<size_t>(n));
-    for (int i = 0; i < n; ++i) in[static_cast<size_t>(i)] = static_cast<float>(std::cos(2 * M_PI * 5 * i / n));
+    for (int i = 0; i < n; ++i) in[static_cast<size_t>(i)] = static_cast<float>(std::cos(2 * std::numbers::pi * 5 * i / n));
     fft.Execute(in.data(), out.data());
     for (int k = 0; k <= n / 2; ++k) EXPECT_NEAR(std::abs(out[static_cast<size_t>(k)]), k == 5 ? n / 2 : 0, 1e-3) << n << " bin " << k;
   }
@@ -54,7 +55,8 @@ TEST(RealFft, ErrorAgainstADirectSumInDoubleIsBelowOneInAMillion) {
     double power = 0;
     for (int k = 0; k <= n / 2; ++k) {
       std::complex<double> sum = 0;
-      for (int i = 0; i < n; ++i) sum += static_cast<double>(in[static_cast<size_t>(i)]) * std::polar(1.0, -2 * M_PI * (i * k % n) / n);
+      for (int i = 0; i < n; ++i)
+        sum += static_cast<double>(in[static_cast<size_t>(i)]) * std::polar(1.0, -2 * std::numbers::pi * (i * k % n) / n);
       error += std::norm(sum - std::complex<double>(out[static_cast<size_t>(k)]));
       power += std::norm(sum);
     }

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <numbers>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -30,7 +31,7 @@ inline std::vector<int16_t> Tone(size_t samples, double hz, int rate, double amp
   std::vector<int16_t> pcm(samples);
   for (size_t i = 0; i < samples; ++i) {
     double v = 0;
-    for (int h = 1; h <= harmonics; ++h) v += amplitude * std::cos(2 * M_PI * h * hz * static_cast<double>(i) / rate);
+    for (int h = 1; h <= harmonics; ++h) v += amplitude * std::cos(2 * std::numbers::pi * h * hz * static_cast<double>(i) / rate);
     pcm[i] = static_cast<int16_t>(std::lround(v));
   }
   return pcm;
@@ -42,7 +43,7 @@ inline std::vector<int16_t> Mixture(size_t samples, int rate, uint32_t seed = 1)
   double phase = 0;
   for (size_t i = 0; i < samples; ++i) {
     const double t = static_cast<double>(i) / rate;
-    phase += 2 * M_PI * (150 + 60 * std::sin(2.1 * t)) / rate;
+    phase += 2 * std::numbers::pi * (150 + 60 * std::sin(2.1 * t)) / rate;
     const double level = 4000 * std::fmax(0.0, std::sin(4.7 * t));
     pcm[i] = static_cast<int16_t>(pcm[i] + level * (std::sin(phase) + 0.6 * std::sin(2 * phase) + 0.4 * std::sin(5 * phase)));
   }

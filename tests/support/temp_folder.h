@@ -18,7 +18,7 @@ class TempFolder {
  public:
   TempFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "wvad-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    if (!Make(&name)) throw std::runtime_error("no temporary folder");
     path_ = name;
   }
   ~TempFolder() {
@@ -47,6 +47,15 @@ class TempFolder {
   }
 
  private:
+  // Puts other letters for the six last and makes the folder, which is new.
+  static bool Make(std::string* name) {
+#if defined(_WIN32)
+    return _mktemp_s(name->data(), name->size() + 1) == 0 && std::filesystem::create_directory(*name);
+#else
+    return mkdtemp(name->data()) != nullptr;
+#endif
+  }
+
   std::string path_;
 };
 

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "nn/processors.h"
+#include "support/environment.h"
 
 namespace TSEG {
 namespace {
@@ -132,9 +133,9 @@ TEST(KernelLevels, OneThatRunsIsChosenForEverySubsetOfTheProcessor) {
 TEST(KernelLevelsDeathTest, VariableThatNamesTheReferenceIsReadOnce) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process, which has not read it yet
   const auto name_with = [](const char* name) {
-    setenv("WVAD_FORCE_KERNELS", name, 1);
+    testing_support::SetVariable("WVAD_FORCE_KERNELS", name);
     const std::string first = LevelToRun(DetectedCpu()).name;
-    setenv("WVAD_FORCE_KERNELS", "another", 1);
+    testing_support::SetVariable("WVAD_FORCE_KERNELS", "another");
     std::fprintf(stderr, "%s then %s", first.c_str(), LevelToRun(DetectedCpu()).name);
     std::exit(0);
   };

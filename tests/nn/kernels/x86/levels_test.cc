@@ -10,6 +10,7 @@
 #include <string>
 
 #include "nn/kernels/dispatch.h"
+#include "support/environment.h"
 
 namespace TSEG {
 namespace {
@@ -106,7 +107,7 @@ TEST(X86Levels, ProofsAboutWeightsChangeTheKernelWhereSumsOf32BitsAreAnInstructi
 TEST(X86LevelsDeathTest, VariableLowersTheLevelAndNeverRaisesIt) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process, which has not read it yet
   const auto names_with = [](const char* forced) {
-    setenv("WVAD_FORCE_KERNELS", forced, 1);
+    testing_support::SetVariable("WVAD_FORCE_KERNELS", forced);
     const std::string names = std::string("on all ") + LevelToRun(WithAvx512()).name + ", without AVX-512 " +
                               LevelToRun(Made(true, true, true, true, true, true)).name + ", without AVX2 " +
                               LevelToRun(Made(true, true, true, true, false, true)).name + ", with SSE alone " +
