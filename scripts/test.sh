@@ -7,8 +7,8 @@
 #   scripts/test.sh           all of it
 #   scripts/test.sh --quick   the plain build alone
 #   scripts/test.sh --clang   all of it, and a build of library and program with clang
-#   scripts/test.sh --all     that, and what asks for large packages of its own: the tests on a cluster of Slurm, and the package for JavaScript
-#                             (emscripten, 1 GB)
+#   scripts/test.sh --all     that, and what asks for large packages of its own: the other platforms by emulators (ARM64, Windows), the package
+#                             for JavaScript (emscripten, 1 GB), the tests on a cluster of Slurm
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -85,4 +85,8 @@ build builtin-fft wvad_frontend_test wvad_network_scores_test wvad_api_test wvad
 step test-builtin-fft ctest --preset builtin-fft -R '^(frontend|network_scores|api|builtin_fft)\.|^fft_linkage|^python\.installation' -j "$jobs" --no-tests=error
 
 if [ "$clang" = yes ]; then build clang wvad_program wvad_example_sentences; fi
-if [ "$all" = yes ]; then step js scripts/test_js.sh; fi
+if [ "$all" = yes ]; then
+  step arm64 scripts/test_arm64.sh
+  step windows scripts/test_windows.sh
+  step js scripts/test_js.sh
+fi

@@ -114,7 +114,7 @@ printf '#define hidden\n#define weak_alias(name, other)\n' >"$folder/build/math/
 for part in exp exp_data log log_data logf logf_data log10 pow pow_data cos __cos __sin __rem_pio2 __rem_pio2_large __math_divzero __math_divzerof \
   __math_invalid __math_invalidf __math_oflow __math_uflow __math_xflow; do
   # shellcheck disable=SC2086
-  "$triplet-gcc-posix" -std=c99 -O2 -ffp-contract=off -w $machine_flags -I"$folder/build/math/shim" -I"$sources/musl/src/internal" \
+  "$triplet-gcc-posix" -std=c99 -O2 -ffp-contract=off -w -Dhidden= $machine_flags -I"$folder/build/math/shim" -I"$sources/musl/src/internal" \
     -I"$sources/musl/arch/generic" -c "$sources/musl/src/math/$part.c" -o "$folder/build/math/$part.o"
 done
 "$triplet-ar" rcs "$folder/lib/libmath.a" "$folder"/build/math/*.o
