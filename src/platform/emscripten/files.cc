@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// WebAssembly in a page or in a program of JavaScript has no files: every path names nothing, whatever is asked of it, and models come as
-// bytes from whoever runs this code.
+// WebAssembly in a page or in a program of JavaScript has no files: every path names nothing, whatever is asked of it, no settings are kept
+// anywhere, and models come as bytes from whoever runs this code.
 #include <algorithm>
 #include <boost/interprocess/exceptions.hpp>
 #include <cerrno>
@@ -30,6 +30,10 @@ bool IsAbsolutePath(const std::string& path) { return !path.empty() && path.fron
 std::string ModuleFolder() { return "./"; }
 std::string ModuleFileName() { return {}; }
 std::string ExecutableFileName() { return {}; }
+std::optional<std::string> ModuleFileVersion() { return std::nullopt; }
+std::optional<std::string> ExecutableFileVersion() { return std::nullopt; }
+std::optional<std::string> ProfileValue(const std::string&, const std::string&, const std::string&) { return std::nullopt; }
+std::optional<std::string> RegistryValue(const std::string&, const std::string&) { return std::nullopt; }
 
 struct AppendFile::Impl {};
 

@@ -13,6 +13,10 @@ void ShowMessage(const std::string& caption, const std::string& line, bool is_er
   std::fprintf(stderr, "%s%s%s\n", caption.c_str(), is_error ? " [error]: " : " [information]: ", line.c_str());
 }
 
+bool OpenConsole() { return false; }
+
+void CloseConsole() {}
+
 // Address zero can be written here; a trap ends all that runs.
 void FaultAtZero() { __builtin_trap(); }
 
