@@ -5,13 +5,12 @@
 #ifndef WVAD_BASE_POWER_OF_TWO_H_
 #define WVAD_BASE_POWER_OF_TWO_H_
 
-#include <bit>
 #include <cstdint>
 
 namespace TSEG {
 
-// 2 to the `n`, -1022 to 1023.
-constexpr double PowerOfTwo(int32_t n) { return std::bit_cast<double>(static_cast<uint64_t>(1023 + n) << 52); }
+// 2 to the `n`, -1022 to 1023. By the built-in that std::bit_cast is made of: libc++ 13 has no std::bit_cast.
+constexpr double PowerOfTwo(int32_t n) { return __builtin_bit_cast(double, static_cast<uint64_t>(1023 + n) << 52); }
 
 }  // namespace TSEG
 
