@@ -11,6 +11,8 @@ install(FILES LICENSE NOTICE README.md CONTRIBUTING.md CHANGELOG.md DESTINATION 
 install(FILES include/wvad.h include/wvad_stream.h DESTINATION ${CMAKE_INSTALL_DOCDIR}/include)
 install(FILES tools/modelfile/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/tools/modelfile)
 install(FILES python/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/python)
+install(FILES js/README.md js/licences.txt DESTINATION ${CMAKE_INSTALL_DOCDIR}/js)
+install(DIRECTORY js/demo DESTINATION ${CMAKE_INSTALL_DOCDIR}/js)
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN CMakeLists.txt EXCLUDE)
 # Cards, licences and credits of the models go where the models go to people.
 file(GLOB _model_papers CONFIGURE_DEPENDS models/*.md models/LICENSE.* models/*.csv models/SHA256SUMS)
