@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /** A model, ready to listen: sentences and probabilities of samples that are there, and streams. All of it runs where it is called. */
+import { WvadError } from './errors.js';
 import { Sentence } from './events.js';
 import { textAt } from './host.js';
 import { channelsOf, framesOf, Samples, sliceOf } from './samples.js';
@@ -30,11 +31,23 @@ export class Detector {
   readonly modelRate: number;
   /** "dnn_fb75", "lstm_fb75" or "lstm_fb40". */
   readonly modelKind: string;
+  private closed = false;
 
   /** Made by Library.open. */
-  constructor(private readonly on: Listening) {
-    this.modelRate = on.native.wvad_js_model_rate(on.model);
-    this.modelKind = textAt(on.native, on.native.wvad_js_model_kind(on.model));
+  constructor(private readonly on: Listening, private readonly whenClosed: () => void = () => undefined) {
+    this.modelRate = on.native.wvad_js_model_rate(on.model.handle);
+    this.modelKind = textAt(on.native, on.native.wvad_js_model_kind(on.model.handle));
+  }
+
+  /**
+   * Gives the model's memory back; a closed detector opens nothing more. Its streams go on, and keep the model until they are closed too. Twice is
+   * fine.
+   */
+  close(): void {
+    if (this.closed) return;
+    this.closed = true;
+    this.on.model.letGo();
+    this.whenClosed();
   }
 
   /** The memory of the module, shared by its detectors. It grows where it has to and is given back with the module. */
@@ -45,6 +58,7 @@ export class Detector {
   /** A stream for samples of `rate` Hz. Close it when it is not needed any more. */
   stream(rate: number, options: StreamOptions = {}): Stream {
     checkNames(options, STREAM_OPTIONS);
+    if (this.closed) throw new WvadError('the detector is closed', 'WVAD_E_STATE');
     return new Stream(this.on, rate, options);
   }
 

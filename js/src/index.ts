@@ -43,14 +43,30 @@ function libraryOf(options: LoadOptions): Promise<Library> {
   return kept(libraries, keyOf(source), async () => Library.of(await bytesOf(source)));
 }
 
-/** A model, ready to listen. What was loaded from an address is kept: a second call costs nothing. */
-export async function load(options: LoadOptions = {}): Promise<Detector> {
+/** A detector, and whether it is nobody else's: what comes from no address is not kept. */
+async function detectorOf(options: LoadOptions): Promise<{ detector: Detector; own: boolean }> {
   checkNames(options, LOAD_OPTIONS);
   const library = await libraryOf(options);
   const model = modelSource(options.model ?? library.suitableModel(options.profile ?? 'default', options.rate ?? 16000), options);
   const [wasmKey, modelKey] = [keyOf(wasmSource(options)), keyOf(model)];
   const key = wasmKey === undefined || modelKey === undefined ? undefined : `${wasmKey} ${modelKey}`;
-  return kept(detectors, key, async () => library.open(await bytesOf(model)));
+  const forget = () => void (key !== undefined && detectors.delete(key));
+  return { detector: await kept(detectors, key, async () => library.open(await bytesOf(model), forget)), own: key === undefined };
+}
+
+/** A model, ready to listen. What was loaded from an address is kept, and shared, until it is closed: a second call costs nothing. */
+export async function load(options: LoadOptions = {}): Promise<Detector> {
+  return (await detectorOf(options)).detector;
+}
+
+/** What `step` gives for a detector, which is closed behind it where nobody else can have it. */
+async function withDetector<T>(options: LoadOptions, step: (detector: Detector) => T): Promise<T> {
+  const { detector, own } = await detectorOf(options);
+  try {
+    return step(detector);
+  } finally {
+    if (own) detector.close();
+  }
 }
 
 function split<T extends object>(rate: number, options: T & Omit<LoadOptions, 'rate'>): [LoadOptions, T] {
@@ -69,19 +85,19 @@ type Loading = Omit<LoadOptions, 'rate'>;
 /** The sentences of `samples`, of `rate` Hz. */
 export async function segment(samples: Samples, rate: number, options: SegmentOptions & Loading = {}): Promise<Sentence[]> {
   const [loading, rest] = split<SegmentOptions>(rate, options);
-  return (await load(loading)).segment(samples, rate, rest);
+  return withDetector(loading, (detector) => detector.segment(samples, rate, rest));
 }
 
 /** The probability of speech for each whole 10 ms of `samples`. */
 export async function scores(samples: Samples, rate: number, options: ScoresOptions & Loading = {}): Promise<Float32Array> {
   const [loading, rest] = split<ScoresOptions>(rate, options);
-  return (await load(loading)).scores(samples, rate, rest);
+  return withDetector(loading, (detector) => detector.scores(samples, rate, rest));
 }
 
 /** A stream for samples of `rate` Hz that come piece by piece. */
 export async function openStream(rate: number, options: StreamOptions & Loading = {}): Promise<Stream> {
   const [loading, rest] = split<StreamOptions>(rate, options);
-  return (await load(loading)).stream(rate, rest);
+  return withDetector(loading, (detector) => detector.stream(rate, rest));
 }
 
 /** The settings, with their ranges. */

@@ -4,7 +4,7 @@ import { Detector } from './detector.js';
 import { checked, WvadError } from './errors.js';
 import { instantiate, Native, textAt, withRoom } from './host.js';
 import { describe, Profile, PROFILES, SettingInfo } from './settings.js';
-import { Room } from './stream.js';
+import { Model, Room } from './stream.js';
 
 export class Library {
   private readonly room: Room;
@@ -34,14 +34,15 @@ export class Library {
     return textAt(this.native, name);
   }
 
-  /** Opens the bytes of a model file. */
-  open(model: BufferSource): Detector {
+  /** Opens the bytes of a model file. `whenClosed` is called when the detector is closed. */
+  open(model: BufferSource, whenClosed?: () => void): Detector {
     const { native, room } = this;
     const bytes = ArrayBuffer.isView(model) ? new Uint8Array(model.buffer, model.byteOffset, model.byteLength) : new Uint8Array(model);
     return withRoom(native, bytes.length, (data) => withRoom(native, 4, (out) => {
       new Uint8Array(native.memory.buffer, data, bytes.length).set(bytes);
       checked(native, native.wvad_model_open_memory(data, bytes.length, out));
-      return new Detector({ native, room, model: new Uint32Array(native.memory.buffer, out, 1)[0] as number });
+      const handle = new Uint32Array(native.memory.buffer, out, 1)[0] as number;
+      return new Detector({ native, room, model: new Model(native, handle) }, whenClosed);
     }));
   }
 }

@@ -56,10 +56,29 @@ export class Room {
   }
 }
 
+/** A model in the module's memory. The detector and each of its streams hold it; the last that lets go closes it. */
+export class Model {
+  private holders = 1;
+
+  constructor(private readonly native: Native, readonly handle: number) {}
+
+  hold(): void {
+    ++this.holders;
+  }
+
+  letGo(): void {
+    if (--this.holders > 0) return;
+    withRoom(this.native, 4, (address) => {
+      new Uint32Array(this.native.memory.buffer, address, 1)[0] = this.handle;
+      checked(this.native, this.native.wvad_model_close(address));
+    });
+  }
+}
+
 /** What a stream listens with. */
 export interface Listening {
   native: Native;
-  model: number;
+  model: Model;
   room: Room;
 }
 
@@ -75,6 +94,7 @@ export class Stream {
     this.channels = options.channels ?? 1;
     // Refused at once, not with the first piece. The type of the samples shows only then.
     this.open(4);
+    on.model.hold();
   }
 
   private open(form: SampleForm): void {
@@ -86,7 +106,7 @@ export class Stream {
     }
     if (channel === 0) throw new WvadError('channel: the first is 1', 'WVAD_E_FORMAT');
     withText(native, settingsText(this.options), (settings) => withRoom(native, 4, (out) => {
-      checked(native, native.wvad_js_stream_open(model, this.rate, this.channels, form, channel === 'mix' ? 0 : channel, want, settings, out));
+      checked(native, native.wvad_js_stream_open(model.handle, this.rate, this.channels, form, channel === 'mix' ? 0 : channel, want, settings, out));
       this.handle = new Uint32Array(native.memory.buffer, out, 1)[0] as number;
     }));
   }
@@ -103,7 +123,7 @@ export class Stream {
     if (this.form === undefined) {
       this.form = formOf(samples);
       if (this.form !== 4) {
-        this.close();
+        this.closeHandle();
         this.open(this.form);
         return this.push(samples);
       }
@@ -139,6 +159,11 @@ export class Stream {
   /** Gives its memory back; a closed stream takes nothing more. Twice is fine. */
   close(): void {
     if (this.handle === 0) return;
+    this.closeHandle();
+    this.on.model.letGo();
+  }
+
+  private closeHandle(): void {
     const { native } = this.on;
     withRoom(native, 4, (address) => {
       new Uint32Array(native.memory.buffer, address, 1)[0] = this.handle;

@@ -75,6 +75,7 @@ class Listener extends AudioWorkletProcessor {
         this.open = false;
         this.stream?.close();
         this.stream = undefined;
+        this.library = undefined;
     }
   }
 

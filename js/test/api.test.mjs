@@ -164,6 +164,50 @@ test('memory is given back: a thousand streams need no more than ten', async () 
   assert.ok(detector.memoryBytes < before + 64e6, `a stream and room for 4 MB of samples take ${detector.memoryBytes - before}`);
 });
 
+test('memory of models is given back', async () => {
+  const bytes = await readFile(new URL('../dist/models/lstm_fb40.bin', import.meta.url));
+  const wasm = new URL('../dist/wvad.wasm', import.meta.url);
+  const detector = await load({ wasm, model: 'lstm_fb40' });
+  const each = async () => {
+    (await load({ wasm, model: bytes })).close();
+    await segment(new Int16Array(16000), 16000, { wasm, model: new Blob([bytes]) });
+    await scores(new Int16Array(16000), 16000, { wasm, model: bytes });
+    const stream = await openStream(16000, { wasm, model: bytes });
+    stream.push(new Int16Array(160));
+    stream.close();
+    await assert.rejects(segment(jfk, 16000, { wasm, model: bytes, threshold: 2 }), { status: 'WVAD_E_RANGE' });
+  };
+  await each();
+  const before = detector.memoryBytes;
+  for (let i = 0; i < 10; ++i) await each(); // 50 models of 1.2 MB
+  assert.equal(detector.memoryBytes, before);
+});
+
+test('a closed detector is refused, and its streams go on', async () => {
+  const bytes = await readFile(new URL('../dist/models/lstm_fb75.bin', import.meta.url));
+  const detector = await load({ model: bytes });
+  const stream = detector.stream(16000);
+  detector.close();
+  detector.close();
+  for (const use of [() => detector.stream(16000), () => detector.segment(jfk, 16000), () => detector.scores(jfk, 16000)]) {
+    assert.throws(use, { name: 'WvadError', status: 'WVAD_E_STATE', message: 'the detector is closed' });
+  }
+  // The first piece shows the type of the samples: the stream is opened anew inside, with the same model.
+  const events = [...stream.push(jfk), ...stream.finish()];
+  assert.equal(events.filter(({ kind }) => kind === 'sentenceEnd').length, 4);
+  stream.close();
+});
+
+test('a detector that is kept is loaded anew once it has been closed', async () => {
+  const first = await load({ model: 'lstm_fb40_8k' });
+  first.close();
+  const second = await load({ model: 'lstm_fb40_8k' });
+  assert.notEqual(first, second);
+  first.close();
+  assert.equal(await load({ model: 'lstm_fb40_8k' }), second, 'closing twice forgets nothing of others');
+  second.stream(8000).close();
+});
+
 test('CommonJS has the same names', async () => {
   const required = createRequire(import.meta.url)('wvad');
   assert.deepEqual(Object.keys(required).sort(), ['Detector', 'Library', 'Stream', 'WvadError', 'describe', 'hasVectors', 'load', 'openStream', 'scores', 'segment']);
