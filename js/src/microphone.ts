@@ -45,17 +45,28 @@ function asked<T extends FromWorklet['type']>(node: AudioWorkletNode, message: T
   return new Promise((resolve, reject) => {
     node.port.onmessage = ({ data }: MessageEvent<FromWorklet>) => {
       if (data.type === type) resolve(data as Extract<FromWorklet, { type: T }>);
-      if (data.type === 'error') reject(new WvadError(data.message, data.status));
+      if (data.type === 'error') reject(errorOf(data));
     };
     node.port.postMessage(message, transfer);
   });
 }
 
+/** The error that the worklet told of, as it was there. */
+function errorOf({ name, message, status }: Extract<FromWorklet, { type: 'error' }>): Error {
+  return status !== '' ? new WvadError(message, status) : name === 'TypeError' ? new TypeError(message) : new Error(message);
+}
+
+const hasEnded = (media: MediaStream) => media.getAudioTracks().some((track) => track.readyState === 'ended');
+
 export class Microphone {
   /** Rate of the samples that onSpeechEnd gets: that of the model. */
   readonly audioRate: number;
   private state: 'paused' | 'listening' | 'destroyed' = 'paused';
-  private pausing: (() => void) | undefined;
+  /** Pauses that the worklet has not answered, in their order, and the last of them. */
+  private pausing: (() => void)[] = [];
+  private paused = Promise.resolve();
+  /** What listening broke off with. */
+  private broken: Error | undefined;
 
   private constructor(private readonly options: MicrophoneOptions, private readonly context: AudioContext, private readonly node: AudioWorkletNode,
                       private readonly source: MediaStreamAudioSourceNode, audioRate: number) {
@@ -63,8 +74,13 @@ export class Microphone {
     node.port.onmessage = ({ data }: MessageEvent<FromWorklet>) => this.take(data);
     node.onprocessorerror = () => this.fail(new Error('the AudioWorklet failed'));
     for (const track of source.mediaStream.getAudioTracks()) {
-      track.addEventListener('ended', () => this.state === 'listening' && this.fail(new Error('the microphone is gone')));
+      track.addEventListener('ended', () => this.lose(new Error('the microphone is gone')));
     }
+    context.addEventListener('statechange', () => {
+      if (context.state !== 'closed') return;
+      this.settle();
+      if (this.state === 'listening') this.fail(new WvadError('the AudioContext is closed', 'WVAD_E_STATE'));
+    });
   }
 
   /**
@@ -73,6 +89,7 @@ export class Microphone {
    */
   static async open(options: MicrophoneOptions = {}): Promise<Microphone> {
     checkNames(options, KNOWN);
+    if (options.stream !== undefined && hasEnded(options.stream)) throw new WvadError('stream: its sound has ended', 'WVAD_E_STATE');
     const media = options.stream ?? await navigator.mediaDevices.getUserMedia({ audio: { channelCount: 1, ...options.constraints } });
     const context = options.context ?? new AudioContext();
     try {
@@ -100,9 +117,12 @@ export class Microphone {
     return this.state === 'listening';
   }
 
-  /** Listens, from now on. Times begin anew. */
+  /** Listens, from now on. Times begin anew. Rejects where listening has broken off, and where microphone or context are gone. */
   async start(): Promise<void> {
     if (this.state === 'destroyed') throw new WvadError('the microphone is destroyed', 'WVAD_E_STATE');
+    if (this.broken !== undefined) throw this.broken;
+    if (this.context.state === 'closed') throw new WvadError('the AudioContext is closed', 'WVAD_E_STATE');
+    if (hasEnded(this.source.mediaStream)) throw new Error('the microphone is gone');
     if (this.state === 'listening') return;
     this.state = 'listening';
     this.send({ type: 'resume' });
@@ -110,14 +130,15 @@ export class Microphone {
     await this.context.resume();
   }
 
-  /** Does not listen until the next start. A sentence that is open ends here; its callback comes before this returns. */
+  /** Does not listen until the next start. A sentence that is open ends here; its callback comes before this returns, which it always does. */
   async pause(): Promise<void> {
-    if (this.state !== 'listening') return;
-    this.state = 'paused';
-    this.source.disconnect();
-    const paused = new Promise<void>((resolve) => (this.pausing = resolve));
-    this.send({ type: 'pause' });
-    await paused;
+    if (this.state === 'listening') {
+      this.state = 'paused';
+      this.source.disconnect();
+      if (this.context.state !== 'closed') this.paused = new Promise((resolve) => this.pausing.push(resolve));
+      this.send({ type: 'pause' });
+    }
+    await this.paused;
   }
 
   /** Gives microphone, module and context back. No callback comes behind it. */
@@ -127,9 +148,14 @@ export class Microphone {
     this.source.disconnect();
     this.send({ type: 'close' });
     this.node.port.onmessage = null;
-    this.pausing?.();
+    this.settle();
     if (this.options.stream === undefined) this.source.mediaStream.getTracks().forEach((track) => track.stop());
-    if (this.options.context === undefined) await this.context.close();
+    if (this.options.context === undefined && this.context.state !== 'closed') await this.context.close();
+  }
+
+  /** Ends all waiting for an answer: there will be none. */
+  private settle(): void {
+    for (const settled of this.pausing.splice(0)) settled();
   }
 
   private send(message: ToWorklet): void {
@@ -137,9 +163,10 @@ export class Microphone {
   }
 
   private take(message: FromWorklet): void {
-    if (message.type === 'error') return this.fail(new WvadError(message.message, message.status));
+    if (message.type === 'error') return this.fail(errorOf(message));
     if (message.type !== 'events' && message.type !== 'paused') return;
     for (const event of message.events) {
+      if (this.state === 'destroyed') return; // by a callback
       try {
         this.tell(event);
       } catch (error) {
@@ -149,7 +176,7 @@ export class Microphone {
         });
       }
     }
-    if (message.type === 'paused') this.pausing?.();
+    if (message.type === 'paused') this.pausing.shift()?.();
   }
 
   private tell(event: Event): void {
@@ -169,9 +196,22 @@ export class Microphone {
     }
   }
 
+  /** The microphone is gone: what was said until then is told first. */
+  private async lose(error: Error): Promise<void> {
+    if (this.state !== 'listening') return;
+    await this.pause();
+    this.fail(error);
+  }
+
+  /** Listening has broken off: onError is the last callback. */
   private fail(error: Error): void {
-    this.pausing?.();
-    if (this.state !== 'destroyed') this.state = 'paused';
+    if (this.state === 'destroyed' || this.broken !== undefined) return;
+    this.broken = error;
+    this.state = 'paused';
+    this.source.disconnect();
+    this.send({ type: 'close' });
+    this.node.port.onmessage = null;
+    this.settle();
     this.options.onError?.(error);
   }
 }

@@ -4,7 +4,7 @@
  * events and nothing else to do.
  *
  * The page sends the bytes of the module, gets the name of the model that suits, sends the bytes of a model, and gets "ready". Audio that comes
- * before is not heard. A pause ends what is open; its events come with the answer.
+ * before is not heard. A pause ends what is open; its events come with the answer, and there is always one.
  */
 import { WvadError } from './errors.js';
 import { Event } from './events.js';
@@ -20,7 +20,7 @@ export type FromWorklet =
     { type: 'suits'; model: string } |
     { type: 'ready'; rate: number } |
     { type: 'events' | 'paused'; events: Event[] } |
-    { type: 'error'; message: string; status: string };
+    { type: 'error'; name: string; message: string; status: string };
 
 // What an AudioWorklet has and TypeScript's library does not declare.
 declare const sampleRate: number;
@@ -65,7 +65,7 @@ class Listener extends AudioWorkletProcessor {
       case 'pause':
         // What is said ends here, and does not go on behind the pause.
         this.listens = false;
-        if (this.stream !== undefined) this.tell('paused', this.stream.finish());
+        this.tell('paused', this.stream?.finish() ?? []);
         return;
       case 'resume':
         this.stream?.reset();
@@ -82,7 +82,7 @@ class Listener extends AudioWorkletProcessor {
   /** Samples of sentences are handed over, not copied. */
   private tell(type: 'events' | 'paused', events: Event[]): void {
     const samples = events.flatMap((event) => (event.kind === 'sentenceEnd' && event.sentence.audio ? [event.sentence.audio.buffer] : []));
-    if (events.length > 0) this.post({ type, events }, samples);
+    if (events.length > 0 || type === 'paused') this.post({ type, events }, samples);
   }
 
   private post(message: FromWorklet, transfer: Transferable[] = []): void {
@@ -99,7 +99,8 @@ class Listener extends AudioWorkletProcessor {
 
   private fail(error: unknown): void {
     this.stream = undefined;
-    this.post({ type: 'error', message: error instanceof Error ? error.message : String(error), status: error instanceof WvadError ? error.status : '' });
+    const [name, message] = error instanceof Error ? [error.name, error.message] : ['Error', String(error)];
+    this.post({ type: 'error', name, message, status: error instanceof WvadError ? error.status : '' });
   }
 }
 

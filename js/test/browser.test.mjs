@@ -146,6 +146,93 @@ test('the microphone: what cannot be is refused', { skip, timeout: 60000 }, asyn
   assert.match(refusals[4], /^WvadError WVAD_E_PARAMETER/);
 });
 
+test('pause settles, however often and on whatever context', { skip, timeout: 60000 }, async () => {
+  const told = await browser.run(async () => {
+    const context = new AudioContext();
+    const microphone = await wvad.Microphone.open({ context });
+    await microphone.start();
+    await Promise.all([microphone.pause(), microphone.start(), microphone.pause(), microphone.pause()]);
+    await Promise.all([microphone.start(), microphone.pause(), microphone.start()]);
+    const told = [microphone.listening];
+    const pausing = microphone.pause();
+    await context.close();
+    await pausing;
+    await microphone.pause();
+    told.push(await microphone.start().catch(({ name, status, message }) => [name, status, message]));
+    await microphone.destroy();
+    return told;
+  });
+  assert.deepEqual(told, [true, ['WvadError', 'WVAD_E_STATE', 'the AudioContext is closed']]);
+});
+
+test('a context that is closed while it listens is an error, told once', { skip, timeout: 60000 }, async () => {
+  const errors = await browser.run(async () => {
+    const errors = [];
+    const context = new AudioContext();
+    let done;
+    const failed = new Promise((resolve) => (done = resolve));
+    const microphone = await wvad.Microphone.open({ context, onError: ({ message }) => done(errors.push(message)) });
+    await microphone.start();
+    await context.close();
+    await failed;
+    await microphone.pause();
+    await microphone.destroy();
+    return errors;
+  });
+  assert.deepEqual(errors, ['the AudioContext is closed']);
+});
+
+test('a microphone that goes away: the open sentence, the error, and nothing behind it', { skip, timeout: 60000 }, async () => {
+  const { calls, listening, again, opened } = await browser.run(async () => {
+    const calls = [];
+    const context = new AudioContext();
+    const stream = await navigator.mediaDevices.getUserMedia({ audio: true });
+    const [track] = stream.getAudioTracks();
+    let begun;
+    let failed;
+    const speech = new Promise((resolve) => (begun = resolve));
+    const failure = new Promise((resolve) => (failed = resolve));
+    const microphone = await wvad.Microphone.open({
+      stream,
+      context,
+      onEvent: ({ kind }) => {
+        if (kind === 'probability' && calls.at(-1) === kind) return;
+        calls.push(kind);
+        if (kind === 'sentenceBegin') begun();
+      },
+      onError: ({ message }) => failed(calls.push(message)),
+    });
+    await microphone.start();
+    await speech;
+    track.stop();
+    track.dispatchEvent(new Event('ended')); // as where the device is unplugged
+    await failure;
+    const listening = microphone.listening;
+    const again = await microphone.start().catch(({ message }) => message);
+    const opened = await wvad.Microphone.open({ stream, context }).catch(({ status, message }) => [status, message]);
+    await microphone.pause();
+    await microphone.destroy();
+    await context.close();
+    return { calls, listening, again, opened };
+  });
+  assert.deepEqual(calls.slice(-3), ['sentenceEnd', 'streamEnd', 'the microphone is gone']);
+  assert.equal(listening, false);
+  assert.equal(again, 'the microphone is gone');
+  assert.deepEqual(opened, ['WVAD_E_STATE', 'stream: its sound has ended']);
+});
+
+test('a microphone that goes away in a pause is refused by the next start', { skip, timeout: 60000 }, async () => {
+  const refused = await browser.run(async () => {
+    const stream = await navigator.mediaDevices.getUserMedia({ audio: true });
+    const microphone = await wvad.Microphone.open({ stream });
+    stream.getTracks().forEach((track) => track.stop());
+    const refused = await microphone.start().catch(({ message }) => message);
+    await microphone.destroy();
+    return [refused, microphone.listening];
+  });
+  assert.deepEqual(refused, ['the microphone is gone', false]);
+});
+
 test('what was no sentence is told as a misfire', { skip, timeout: 60000 }, async () => {
   const told = await browser.run(async () => {
     const calls = [];
