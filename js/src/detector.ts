@@ -3,7 +3,7 @@
 import { WvadError } from './errors.js';
 import { Sentence } from './events.js';
 import { textAt } from './host.js';
-import { channelsOf, framesOf, Samples, sliceOf } from './samples.js';
+import { channelsOf, checkRate, framesOf, Samples, sliceOf } from './samples.js';
 import { checkNames } from './settings.js';
 import { Listening, Stream, StreamOptions, STREAM_OPTIONS } from './stream.js';
 
@@ -86,6 +86,7 @@ export class Detector {
 
   /** Hands `step` the samples second by second, and nothing behind the last; gives their number of frames. */
   private listen(samples: Samples, rate: number, options: StreamOptions, step: (stream: Stream, piece: Samples | undefined) => void): number {
+    checkRate(samples, rate);
     const channels = options.channels ?? channelsOf(samples) ?? 1;
     const stream = this.stream(rate, { ...options, channels });
     try {

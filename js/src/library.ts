@@ -3,7 +3,7 @@
 import { Detector } from './detector.js';
 import { checked, WvadError } from './errors.js';
 import { instantiate, Native, textAt, withRoom } from './host.js';
-import { describe, Profile, PROFILES, SettingInfo } from './settings.js';
+import { checkWhole, describe, Profile, PROFILES, SettingInfo } from './settings.js';
 import { Model, Room } from './stream.js';
 
 export class Library {
@@ -29,6 +29,7 @@ export class Library {
 
   /** The name of the bundled model that suits a profile best for audio of `rate` Hz. */
   suitableModel(profile: Profile, rate: number): string {
+    checkWhole('rate', rate);
     const name = this.native.wvad_profile_model(PROFILES.indexOf(profile), rate);
     if (name === 0) throw new WvadError(`profile: "${profile}" is none`, 'WVAD_E_PARAMETER');
     return textAt(this.native, name);

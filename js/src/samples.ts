@@ -2,6 +2,7 @@
 /** Samples in the forms that programs have them, on their way into the module's memory. */
 import { WvadError } from './errors.js';
 import { Native } from './host.js';
+import { wordFor } from './settings.js';
 
 /** Interleaved samples; floats have full scale 1.0. */
 export type Interleaved = Float32Array | Int16Array | Int32Array;
@@ -26,17 +27,27 @@ export function formOf(samples: Samples): SampleForm {
   return 4;
 }
 
+const isBuffer = (samples: unknown): samples is AudioBufferLike =>
+    typeof samples === 'object' && samples !== null && 'getChannelData' in samples;
+
 function planesOf(samples: Samples): readonly Float32Array[] | undefined {
-  if (ArrayBuffer.isView(samples)) {
-    if (samples instanceof Float32Array || samples instanceof Int16Array || samples instanceof Int32Array) return undefined;
-    throw new TypeError('samples are Float32Array, Int16Array, Int32Array, an array of Float32Array, or an AudioBuffer');
+  if (samples instanceof Float32Array || samples instanceof Int16Array || samples instanceof Int32Array) return undefined;
+  // A copy of an array has no holes, which every() would leave out.
+  const planes = isBuffer(samples) ? Array.from({ length: samples.numberOfChannels }, (_, channel) => samples.getChannelData(channel))
+                                   : Array.isArray(samples) ? [...samples] : [];
+  if (planes.length === 0 || !planes.every((plane) => plane instanceof Float32Array)) {
+    throw new TypeError(`samples are Float32Array, Int16Array, Int32Array, an array of Float32Array, or an AudioBuffer, not ${wordFor(samples)}`);
   }
-  const planes = 'getChannelData' in samples
-      ? Array.from({ length: samples.numberOfChannels }, (_, channel) => samples.getChannelData(channel)) : samples;
-  if (!Array.isArray(planes) || !planes.every((plane) => plane instanceof Float32Array)) {
-    throw new TypeError('samples are Float32Array, Int16Array, Int32Array, an array of Float32Array, or an AudioBuffer');
-  }
+  const frames = planes[0].length;
+  if (planes.some((plane) => plane.length !== frames)) throw new WvadError('the channels differ in length', 'WVAD_E_LENGTH');
   return planes;
+}
+
+/** Throws where an AudioBuffer has another rate than was said: its sentences would lie elsewhere. */
+export function checkRate(samples: Samples, rate: number): void {
+  if (isBuffer(samples) && samples.sampleRate !== rate) {
+    throw new WvadError(`rate: the AudioBuffer has ${samples.sampleRate} Hz, not ${rate}`, 'WVAD_E_FORMAT');
+  }
 }
 
 /** The number of channels that `samples` shows by itself; nothing for interleaved ones. */
@@ -62,7 +73,7 @@ export class Piece {
   readonly bytes: number;
   private readonly planes: readonly Float32Array[] | undefined;
 
-  constructor(private readonly samples: Samples, private readonly channels: number, private readonly form: SampleForm) {
+  constructor(private readonly samples: Samples, private readonly channels: number, readonly form: SampleForm) {
     if (formOf(samples) !== form) throw new TypeError('the pieces of a stream have one type');
     this.planes = planesOf(samples);
     if (this.planes === undefined) {
@@ -72,9 +83,7 @@ export class Piece {
     if (this.planes.length !== channels) {
       throw new WvadError(`${this.planes.length} channels were given to a stream of ${channels}`, 'WVAD_E_FORMAT');
     }
-    const frames = this.planes[0]?.length ?? 0;
-    if (this.planes.some((plane) => plane.length !== frames)) throw new WvadError('the channels differ in length', 'WVAD_E_LENGTH');
-    this.bytes = 4 * frames * channels;
+    this.bytes = 4 * (this.planes[0] as Float32Array).length * channels;
   }
 
   /** Writes it, interleaved, to `address`. */

@@ -71,6 +71,20 @@ export function checkNames(options: object, known: readonly string[]): void {
   }
 }
 
+/** A value in few words, for messages. */
+export function wordFor(value: unknown): string {
+  if (value === null || (typeof value !== 'object' && typeof value !== 'function')) return typeof value === 'string' ? `"${value}"` : String(value);
+  if (typeof value === 'function') return 'a function';
+  if (Array.isArray(value)) return 'an array';
+  return 'then' in value ? 'a promise: await it first' : `an object (${value.constructor?.name ?? 'without a class'})`;
+}
+
+/** Throws for what is no whole number, or none of the 32 bits that the module takes: it would arrive as another one. */
+export function checkWhole(name: string, value: unknown): void {
+  if (!Number.isInteger(value)) throw new TypeError(`${name} is a whole number, not ${wordFor(value)}`);
+  if (Math.abs(value as number) >= 2 ** 31) throw new WvadError(`${name}: ${value as number} is outside of its range`, 'WVAD_E_FORMAT');
+}
+
 /** The table of settings. */
 export function describe(native: Native): SettingInfo[] {
   return withRoom(native, 48, (row) => {

@@ -3,8 +3,8 @@
 import { checked, WvadError } from './errors.js';
 import { Event, eventOf, ROW_LENGTH } from './events.js';
 import { Native, withRoom, withText } from './host.js';
-import { formOf, Piece, SampleForm, Samples } from './samples.js';
-import { Settings, SETTINGS, settingsText } from './settings.js';
+import { checkRate, formOf, Piece, SampleForm, Samples } from './samples.js';
+import { checkWhole, Settings, SETTINGS, settingsText } from './settings.js';
 
 export interface StreamOptions extends Settings {
   /** Of the input, 1 where it is left out. */
@@ -86,27 +86,32 @@ export class Stream {
   readonly rate: number;
   readonly channels: number;
   private handle = 0;
-  private form: SampleForm | undefined;
+  /** What the library's stream takes, and whether pieces have shown that it is theirs. */
+  private form: SampleForm = 4;
+  private formIsKnown = false;
+  private finished = false;
+  private readonly options: StreamOptions;
 
   /** Made by Detector.stream. */
-  constructor(private readonly on: Listening, rate: number, private readonly options: StreamOptions) {
+  constructor(private readonly on: Listening, rate: number, options: StreamOptions) {
+    this.options = { ...options };
     this.rate = rate;
     this.channels = options.channels ?? 1;
     // Refused at once, not with the first piece. The type of the samples shows only then.
-    this.open(4);
+    this.open();
     on.model.hold();
   }
 
-  private open(form: SampleForm): void {
+  private open(): void {
     const { native, model } = this.on;
     const { channel = 'mix', probability, audio, features } = this.options;
     const want = (probability ? 1 : 0) + (audio ? 2 : 0) + (features ? 4 : 0);
-    for (const [name, value] of [['rate', this.rate], ['channels', this.channels], ['channel', channel === 'mix' ? 0 : channel]]) {
-      if (!Number.isInteger(value)) throw new TypeError(`${name} is a whole number, not ${String(value)}`);
-    }
+    checkWhole('rate', this.rate);
+    checkWhole('channels', this.channels);
+    if (channel !== 'mix') checkWhole('channel', channel);
     if (channel === 0) throw new WvadError('channel: the first is 1', 'WVAD_E_FORMAT');
     withText(native, settingsText(this.options), (settings) => withRoom(native, 4, (out) => {
-      checked(native, native.wvad_js_stream_open(model.handle, this.rate, this.channels, form, channel === 'mix' ? 0 : channel, want, settings, out));
+      checked(native, native.wvad_js_stream_open(model.handle, this.rate, this.channels, this.form, channel === 'mix' ? 0 : channel, want, settings, out));
       this.handle = new Uint32Array(native.memory.buffer, out, 1)[0] as number;
     }));
   }
@@ -118,32 +123,34 @@ export class Stream {
 
   /** Takes the next piece; gives what is known now. A refused piece is not taken, and the stream goes on. */
   push(samples: Samples): Event[] {
-    const handle = this.opened();
-    const piece = new Piece(samples, this.channels, this.form ?? formOf(samples));
-    if (this.form === undefined) {
-      this.form = formOf(samples);
-      if (this.form !== 4) {
-        this.closeHandle();
-        this.open(this.form);
-        return this.push(samples);
-      }
+    this.opened();
+    checkRate(samples, this.rate);
+    const piece = new Piece(samples, this.channels, this.formIsKnown ? this.form : formOf(samples));
+    if (piece.form !== this.form && piece.bytes > 0 && !this.finished) {
+      this.closeHandle();
+      this.form = piece.form;
+      this.open();
     }
     const { native, room } = this.on;
     const address = room.of(piece.bytes);
     piece.write(native, address);
-    checked(native, native.wvad_stream_push(handle, address, piece.bytes));
+    checked(native, native.wvad_stream_push(this.handle, address, piece.bytes));
+    if (piece.bytes > 0) this.formIsKnown = true;
     return this.events();
   }
 
   /** The audio is over: ends an open sentence; gives the last events, streamEnd behind them. */
   finish(): Event[] {
     checked(this.on.native, this.on.native.wvad_stream_finish(this.opened()));
+    this.finished = true;
     return this.events();
   }
 
-  /** Begins anew, finished or not. */
+  /** Begins anew, finished or not. The next piece may have another type. */
   reset(): void {
     checked(this.on.native, this.on.native.wvad_stream_reset(this.opened()));
+    this.formIsKnown = false;
+    this.finished = false;
   }
 
   get info(): StreamInfo {

@@ -95,6 +95,59 @@ test('a refused piece is not taken', async () => {
   stream.close();
 });
 
+test('channels that differ in length are refused, not cut', async () => {
+  const [long, short] = [new Float32Array(32000), new Float32Array(16000)];
+  for (const samples of [[short, long], [long, short]]) {
+    await assert.rejects(segment(samples, 16000), { status: 'WVAD_E_LENGTH', message: 'the channels differ in length' });
+    await assert.rejects(scores(samples, 16000), { status: 'WVAD_E_LENGTH' });
+  }
+});
+
+test('whole numbers are not taken modulo 2^32', async () => {
+  for (const wrap of [2 ** 32, -(2 ** 32)]) {
+    await assert.rejects(segment(jfk, 16000 + wrap), { status: 'WVAD_E_FORMAT', message: /^rate: -?[0-9]+ is outside of its range$/ });
+    await assert.rejects(openStream(16000, { channels: 1 + wrap }), { status: 'WVAD_E_FORMAT', message: /^channels: / });
+    await assert.rejects(openStream(16000, { channel: 1 + wrap }), { status: 'WVAD_E_FORMAT', message: /^channel: / });
+    await assert.rejects(load({ rate: 8000 + wrap }), { status: 'WVAD_E_FORMAT' });
+  }
+});
+
+test('an AudioBuffer has the rate that is said', async () => {
+  const buffer = { numberOfChannels: 1, length: 44100, sampleRate: 44100, getChannelData: () => new Float32Array(44100) };
+  const refusal = { status: 'WVAD_E_FORMAT', message: 'rate: the AudioBuffer has 44100 Hz, not 16000' };
+  await assert.rejects(segment(buffer, 16000), refusal);
+  await assert.rejects(scores(buffer, 16000), refusal);
+  const stream = await openStream(16000);
+  assert.throws(() => stream.push(buffer), refusal);
+  stream.close();
+  assert.deepEqual(await segment(buffer, 44100), []);
+});
+
+test('the type of the samples is that of the first ones taken', async () => {
+  const stream = await openStream(16000);
+  assert.throws(() => stream.push(new Float32Array([NaN])), { status: 'WVAD_E_SAMPLES' });
+  stream.push(new Float32Array(0));
+  stream.push(new Int32Array(0));
+  const whole = [...stream.push(jfk), ...stream.finish()];
+  assert.equal(whole.at(-1).timeFrame, 176000);
+  stream.reset();
+  const again = [...stream.push(toFloat(jfk)), ...stream.finish()];
+  assert.deepEqual(again, whole);
+  assert.throws(() => stream.push(jfk), TypeError);
+  stream.reset();
+  stream.finish();
+  assert.throws(() => stream.push(jfk), { status: 'WVAD_E_STATE' }, 'what is finished stays so, whatever the type');
+  stream.close();
+});
+
+test('options are those of the moment in which a stream is opened', async () => {
+  const options = { threshold: 0.5 };
+  const stream = await openStream(16000, options);
+  options.threshold = 0.99;
+  assert.equal([...stream.push(jfk), ...stream.finish()].filter(({ kind }) => kind === 'sentenceEnd').length, 4);
+  stream.close();
+});
+
 test('options that are none are refused in words', async () => {
   await assert.rejects(segment(jfk, 16000, { threshold: 2 }), { status: 'WVAD_E_RANGE', message: /^threshold: 2 is outside of its range, 0\.01 to 0\.99$/ });
   await assert.rejects(segment(jfk, 16000, { minSilense: 1 }), /there is no option "minSilense"/);
