@@ -11,10 +11,10 @@ from pathlib import Path
 from unittest import mock
 
 from corpus_support import CorpusTest, corpus, descendants, runs, wait_until
-from wvad.corpus import columns, command, local, part, plan, row
+from wvad.corpus import columns, command, folder, local, part, plan, row
 
 MADE = {"rows": 0}
-WATCHED = {module.__file__ for module in (columns, command, local, part, plan)}
+WATCHED = {module.__file__ for module in (columns, command, folder, local, part, plan)}
 
 
 def rows_here(entries, options, jobs):

@@ -162,6 +162,33 @@ class Shards(CorpusTest):
         self.assertRegex(self.sharded("talks/00.wav", "--force", code=2), "is no manifest of shards")
         self.assertEqual(Path("out/manifest.json").read_text(encoding="utf-8"), "{}")
 
+    def test_a_folder_of_somebody_else_is_left_as_it_is(self):
+        Path("mine").mkdir()
+        Path("mine/kept").write_text("mine", encoding="utf-8")
+        for name, folder in (("a/work/sub/", None), ("b/work/notes", "mine"), ("c/shard-00000.jsonl", "mine"), ("d/work/plan.json", '{"given": []}'),
+                             ("e/work/plan.json", '{"given": [{"wvad": 1}, {}, "jsonl", 1, []], "counts": [], "cwd": "/"}'), ("f/work", "mine"),
+                             ("g/manifest.json", '{"name": "extension"}')):
+            Path(name if folder is None else os.path.dirname(name)).mkdir(parents=True)
+            if folder is not None:
+                Path(name).write_text(folder, encoding="utf-8")
+            with self.subTest(name):
+                before = sorted((path, path.is_file() and path.read_bytes()) for path in Path(name[0]).rglob("*"))
+                for options in ([], ["--force"]):
+                    self.assertRegex(self.sharded("talks/00.wav", *options, folder=name[0], code=2), "holds no run|is no plan|is no folder|is no manifest")
+                self.assertEqual(sorted((path, path.is_file() and path.read_bytes()) for path in Path(name[0]).rglob("*")), before)
+        Path("h").mkdir()
+        os.symlink("../mine", "h/work")
+        self.assertRegex(self.sharded("talks/00.wav", folder="h", code=2), "h/work: is no folder of a run")
+        self.assertEqual((os.listdir("h"), os.listdir("mine")), (["work"], ["kept"]))
+
+    def test_what_somebody_else_has_put_into_the_work_of_a_run_stays(self):
+        self.begun("talks")
+        Path("out/work/sub").mkdir()
+        Path("out/work/notes").write_text("mine", encoding="utf-8")
+        self.sharded("talks")
+        self.assertEqual(sorted(os.listdir("out/work")), ["notes", "sub"])
+        self.assertTrue(Path("out/manifest.json").exists())
+
     def test_another_version_on_a_machine_is_told(self):
         self.begun("talks")
         kept = json.loads(Path("out/work/plan.json").read_bytes())

@@ -10,6 +10,7 @@ from typing import Any, Dict, Iterator, List, Optional, Tuple
 
 from .. import __version__, errors, settings
 from ..model import Model
+from . import folder as folders
 from . import inputs, local, manifest, on_dask, on_slurm, plan
 from .bar import Bar
 from .entry import Entry
@@ -97,11 +98,11 @@ def _jobs(given: argparse.Namespace) -> int:
 
 def _into_shards(given: argparse.Namespace, header: Dict[str, Any], options: Dict[str, Any], entries: Iterator[Entry]) -> int:
     folder = given.shards.absolute()
-    with plan.held(folder):
+    with folders.held(folder):
         if (folder / "manifest.json").exists():
             if not given.force:
                 raise errors.ArgumentError(f"{given.shards}: is done already; --force replaces it")
-            plan.clear(folder)
+            folders.clear(folder)
         named = [os.path.abspath(name) for name in [*given.input, *([given.recordings] if given.recordings else [])]]
         wanted = plan.Given(header, options, "columns" if given.columns else "jsonl", given.shard_size or 1000, named)
         begun = plan.begin(folder, wanted, entries)

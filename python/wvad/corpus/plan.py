@@ -12,12 +12,10 @@ and holds nothing of time or place that could get into the results.
 """
 from __future__ import annotations
 
-import fcntl
 import hashlib
 import json
+import operator
 import os
-import shutil
-from contextlib import contextmanager
 from pathlib import Path
 from typing import Any, Dict, Iterable, Iterator, List, NamedTuple, Tuple
 
@@ -52,18 +50,24 @@ class Given(NamedTuple):
 
 
 class Plan:
-    """A run that has begun. Raises StateError where `folder` holds none."""
+    """A run that has begun. Raises StateError where `folder` holds none, ArgumentError where what it holds is no plan of a run."""
 
     def __init__(self, folder: Path) -> None:
         self.folder = folder
         self.work = folder / "work"
+        path = self.work / "plan.json"
         try:
-            kept = json.loads((self.work / "plan.json").read_bytes())
+            kept = json.loads(path.read_bytes())
+            self.given = Given(*kept["given"])
+            self.counts: List[int] = list(map(operator.index, kept["counts"]))
+            self.cwd = os.fspath(kept["cwd"])
+            version = self.given.header["wvad"]
         except FileNotFoundError:
             raise errors.StateError(f"{shown(str(folder))}: there is no run to go on with") from None
-        self.given = Given(*kept["given"])
-        self.counts: List[int] = kept["counts"]
-        self.cwd: str = kept["cwd"]
+        except (ValueError, TypeError, KeyError):
+            version = None
+        if not isinstance(version, str) or self.given.form not in FORMS:
+            raise errors.ArgumentError(f"{shown(str(path))}: is no plan of a run; it stays as it is")
 
     def shards(self) -> List["Shard"]:
         """All of them, in their order."""
@@ -153,43 +157,6 @@ def _sha256(path: Path) -> str:
         for block in iter(lambda: file.read(1 << 20), b""):
             found.update(block)
     return found.hexdigest()
-
-
-@contextmanager
-def held(folder: Path) -> Iterator[None]:
-    """Keeps other runs out of `folder`, which is made where it is not there. Raises StateError where one is in it; ArgumentError for a folder that
-    holds something else."""
-    work = folder / "work"
-    if folder.is_dir() and not work.is_dir() and not (folder / "manifest.json").exists() and os.listdir(folder):
-        raise errors.ArgumentError(f"{shown(str(folder))}: is not empty, and holds no run to go on with")
-    new = not folder.exists()
-    work.mkdir(parents=True, exist_ok=True)
-    with open(work / "lock", "ab") as file:
-        try:
-            fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
-        except OSError:
-            raise errors.StateError(f"{shown(str(folder))}: another run is writing it") from None
-        try:
-            yield
-        finally:
-            if (folder / "manifest.json").exists() or not (work / "plan.json").exists():  # all is done, or nothing has begun
-                shutil.rmtree(work, ignore_errors=True)
-                if new and not os.listdir(folder):
-                    folder.rmdir()
-
-
-def clear(folder: Path) -> None:
-    """Removes the results of a run that was whole, and nothing else. Raises ArgumentError for a manifest that is none."""
-    path = folder / "manifest.json"
-    (folder / "work" / "plan.json").unlink(missing_ok=True)
-    try:
-        names = [str(one["name"]) for one in json.loads(path.read_bytes())["shards"]]
-    except (ValueError, TypeError, KeyError):
-        raise errors.ArgumentError(f"{shown(str(path))}: is no manifest of shards; it stays as it is") from None
-    for name in names:
-        if os.path.basename(name) == name:
-            (folder / name).unlink(missing_ok=True)
-    path.unlink()
 
 
 def begin(folder: Path, given: Given, entries: Iterable[Entry]) -> Plan:
