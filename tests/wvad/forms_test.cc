@@ -10,6 +10,7 @@
 
 #include "support/temp_folder.h"
 #include "wvad/failure.h"
+#include "wvad/forms/document_report.h"
 #include "wvad/named_rows.h"
 #include "wvad/output.h"
 #include "wvad/report_formats.h"
@@ -223,6 +224,17 @@ TEST(Forms, CommentsTellWhatMadeThemWhereTheFormHasComments) {
 TEST(Forms, FilesInAFolderHaveEndingsOfTheirOwn) {
   std::set<std::string> endings;
   for (const ReportFormat& format : ReportFormats()) EXPECT_TRUE(endings.insert(format.ending).second) << format.name;
+}
+
+TEST(HeardRecording, IsAsLongAsItWasHeardWhereTheUserBrokeItOff) {
+  HeardRecording recording;
+  recording.end.rate_hz = 16000;
+  recording.end.samples = 80000;
+  recording.end.recording.rate_hz = 48000;
+  recording.end.recording.frames = 4800000;
+  EXPECT_EQ(recording.length_s(), 100);
+  recording.end.reason = kInterruptedReason;
+  EXPECT_EQ(recording.length_s(), 5);
 }
 
 }  // namespace

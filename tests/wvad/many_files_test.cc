@@ -141,6 +141,23 @@ TEST_F(ManyFiles, InterruptEndsSeveralJobsInOrder) {
   EXPECT_THAT(text, ::testing::Not(HasSubstr("b.wav")));
 }
 
+TEST_F(ManyFiles, InterruptPutsNoPartInThePlaceOfWhatIsThere) {
+  const std::string whole = folder_.write("there", "a whole result");
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"segment", "-f", "jsonl"}, {"scores", "-f", "csv"}, {"quality"}}) {
+    std::vector<std::string> arguments = command;
+    for (const std::string& more :
+         {std::string("-m"), std::string(WVAD_TEST_MODEL), std::string("--force"), std::string("-o"), whole, std::string("-")})
+      arguments.push_back(more);
+    testing::LiveProgram program(arguments);
+    program.Write(Bytes(Bursts(5, kTwoBursts)));
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Wait(), 10) << command[0];
+    EXPECT_EQ(folder_.read("there"), "a whole result") << command[0];
+    EXPECT_FALSE(std::filesystem::exists(whole + ".wvad-part")) << command[0];
+  }
+}
+
 class Resume : public ManyFiles {
  protected:
   // As a killed run leaves a file that it had not finished.

@@ -67,7 +67,7 @@ void FolderReport::EndFile(const FileEnd& end) {
     unless_it_cannot([&] {
       part.report->EndFile(end);
       part.report->End();
-      part.output->Close();
+      end.reason == kInterruptedReason ? part.output->CloseInterrupted() : part.output->Close();
     });
   }
   for (const Part& part : of_run_) unless_it_cannot([&] { part.report->EndFile(end); });
@@ -88,8 +88,8 @@ void FolderReport::End() {
   for (const Part& part : of_run_) part.report->End();
 }
 
-void FolderReport::Close() {
-  for (const Part& part : of_run_) part.output->Close();
+void FolderReport::Close(bool interrupted) {
+  for (const Part& part : of_run_) interrupted ? part.output->CloseInterrupted() : part.output->Close();
 }
 
 }  // namespace TSEG::tool

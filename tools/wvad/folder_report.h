@@ -35,8 +35,8 @@ class FolderReport : public Report {
   void FailFile(const std::string& message) override;
   void RefuseFile(const std::string& name, const std::string& message) override;
   void End() override;
-  // The files of the run appear, if any recording could be opened.
-  void Close();
+  // The files of the run appear, if any recording could be opened; as Output does where the run was interrupted.
+  void Close(bool interrupted);
 
  private:
   struct Part {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "wvad/failure.h"
+#include "wvad/messages.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -51,6 +52,17 @@ void Output::Write(std::string_view text) {
 void Output::Close() {
   if (file_) file_->Publish();
   file_.reset();
+}
+
+void Output::CloseInterrupted() {
+  if (file_ && !StaysAsItWas(name_)) file_->Publish();
+  file_.reset();
+}
+
+bool StaysAsItWas(const std::string& path) {
+  if (LookAt(path).kind == FileKind::kNone) return false;
+  SayNote(path + ": stays as it was, since this run was interrupted");
+  return true;
 }
 
 bool IsForFile(const std::string& path) { return DescriptorOf(path) < 0 && LookAt(path).kind != FileKind::kSpecial; }

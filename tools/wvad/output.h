@@ -27,6 +27,8 @@ class Output {
   void Write(std::string_view text);
   // The file appears. Call once, at the end; without it no file does.
   void Close();
+  // The same for a run that was interrupted: a file of this name that is there already stays.
+  void CloseInterrupted();
   bool is_terminal() const;
 
  private:
@@ -36,6 +38,8 @@ class Output {
   bool own_ = false;               // the descriptor has to be closed
 };
 
+// Whether there is something at `path`, in the place of which an interrupted run puts no part of another; it says so.
+bool StaysAsItWas(const std::string& path);
 // Whether an Output of this path would be an ordinary file, which appears when it is whole.
 bool IsForFile(const std::string& path);
 // Throws what the constructor would throw by the rules, and opens nothing: for before any work.

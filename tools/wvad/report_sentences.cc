@@ -47,7 +47,8 @@ ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
   } else {
     task.make_report({})->End();
   }
-  if (result.heard_any || kept.files > 0) output->Close();
+  const bool broken_off = result.code == ExitCode::kInterrupted && !options.resume;
+  if (result.heard_any || kept.files > 0) broken_off ? output->CloseInterrupted() : output->Close();
   return kept.code != ExitCode::kSuccess ? kept.code : result.code;
 }
 

@@ -85,7 +85,8 @@ class ScoreFiles {
           });
     }
     writer->Flush();
-    if (heard_any) output.Close();
+    const bool broken_off = code == ExitCode::kInterrupted && !options_.resume;
+    if (heard_any) broken_off ? output.CloseInterrupted() : output.Close();
     return code;
   }
 
@@ -160,7 +161,7 @@ class ScoreFiles {
       writer->Flush();
     }
     const bool interrupted = failure && failure->code() == ExitCode::kInterrupted;
-    if (folder_ == nullptr || !interrupted) file.Publish();
+    if (!interrupted || (folder_ == nullptr && !StaysAsItWas(options_.output))) file.Publish();
     return failure;
   }
 

@@ -57,7 +57,7 @@ ExitCode ReportIntoFolder(const SegmentOptions& options) {
     return std::make_unique<Forwarded>(*report);
   };
   const RunResult result = RunSentences(options, task);
-  report->Close();
+  report->Close(result.code == ExitCode::kInterrupted);
   return result.code;
 }
 

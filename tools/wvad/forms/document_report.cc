@@ -12,7 +12,7 @@
 namespace TSEG::tool {
 
 double HeardRecording::length_s() const {
-  if (end.recording.frames >= 0 && end.recording.rate_hz > 0) {
+  if (end.reason != kInterruptedReason && end.recording.frames >= 0 && end.recording.rate_hz > 0) {
     return static_cast<double>(end.recording.frames) / end.recording.rate_hz;
   }
   return static_cast<double>(end.samples) / end.rate_hz;

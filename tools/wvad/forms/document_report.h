@@ -23,7 +23,8 @@ struct HeardRecording {
 
   double begin_s(const Sentence& sentence) const { return static_cast<double>(sentence.begin_sample) / end.rate_hz; }
   double end_s(const Sentence& sentence) const { return static_cast<double>(sentence.end_sample) / end.rate_hz; }
-  // The length of the recording in seconds: its own where that is known, else what was heard of it.
+  // The length of the recording in seconds: its own where that is known and it was not broken off by the user, else what was heard of it.
+  // Nothing is known of what nobody listened to.
   double length_s() const;
   // The channels that have sentences of their own, {0} where they are not told apart.
   std::vector<int> lanes() const;
