@@ -20,8 +20,11 @@
 namespace TSEG::platform {
 
 #if defined(WVAD_PAGES_FROM_MALLOC)
-// The sanitizer watches the ends of what its own allocator gives, and knows nothing of pages.
+// The sanitizer watches the ends of what its own allocator gives, and knows nothing of pages. What is more than it can give ends the
+// process instead of giving null.
 void* TakePages(size_t bytes) {
+  constexpr size_t kMostBytes = size_t{1} << 39;
+  if (bytes > kMostBytes) return nullptr;
   void* pages = nullptr;
   if (::posix_memalign(&pages, 4096, bytes) != 0) return nullptr;
   return std::memset(pages, 0, bytes);
