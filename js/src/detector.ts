@@ -4,7 +4,7 @@ import { WvadError } from './errors.js';
 import { Sentence } from './events.js';
 import { textAt } from './host.js';
 import { channelsOf, checkRate, framesOf, Samples, sliceOf } from './samples.js';
-import { checkNames } from './settings.js';
+import { checkOptions } from './settings.js';
 import { Listening, Stream, StreamOptions, STREAM_OPTIONS } from './stream.js';
 
 export interface SegmentOptions extends Omit<StreamOptions, 'probability'> {}
@@ -57,13 +57,14 @@ export class Detector {
 
   /** A stream for samples of `rate` Hz. Close it when it is not needed any more. */
   stream(rate: number, options: StreamOptions = {}): Stream {
-    checkNames(options, STREAM_OPTIONS);
+    checkOptions(options, STREAM_OPTIONS);
     if (this.closed) throw new WvadError('the detector is closed', 'WVAD_E_STATE');
     return new Stream(this.on, rate, options);
   }
 
   /** The sentences of `samples`. */
   segment(samples: Samples, rate: number, options: SegmentOptions = {}): Sentence[] {
+    checkOptions(options, STREAM_OPTIONS);
     const sentences: Sentence[] = [];
     this.listen(samples, rate, options, (stream, piece) => {
       for (const event of piece === undefined ? stream.finish() : stream.push(piece)) {
@@ -75,6 +76,7 @@ export class Detector {
 
   /** The probability of speech for each whole 10 ms of `samples`. */
   scores(samples: Samples, rate: number, options: ScoresOptions = {}): Float32Array {
+    checkOptions(options, STREAM_OPTIONS);
     const told: { timeFrame: number; probability: number }[] = [];
     const frames = this.listen(samples, rate, { ...options, probability: true }, (stream, piece) => {
       for (const event of piece === undefined ? stream.finish() : stream.push(piece)) {

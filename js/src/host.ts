@@ -58,14 +58,13 @@ function importsFor(memory: () => WebAssembly.Memory): WebAssembly.Imports {
   };
 }
 
-/** Instantiates the module, from its bytes or compiled. */
+/** Instantiates the module, from its bytes or compiled; `_initialize` is to be called first. */
 export async function instantiate(source: BufferSource | WebAssembly.Module): Promise<Native> {
   let native: Native | undefined;
   const imports = importsFor(() => (native as Native).memory);
   const made = source instanceof WebAssembly.Module ? await WebAssembly.instantiate(source, imports)
                                                     : (await WebAssembly.instantiate(source, imports)).instance;
   native = made.exports as unknown as Native;
-  native._initialize();
   return native;
 }
 

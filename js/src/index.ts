@@ -5,8 +5,8 @@ import { Detector, ScoresOptions, SegmentOptions } from './detector.js';
 import { Sentence } from './events.js';
 import { Library } from './library.js';
 import { Samples } from './samples.js';
-import { checkNames, SettingInfo } from './settings.js';
-import { Stream, StreamOptions } from './stream.js';
+import { checkOptions, SettingInfo } from './settings.js';
+import { Stream, StreamOptions, STREAM_OPTIONS } from './stream.js';
 
 export type { LoadOptions, Source } from './assets.js';
 export { Detector } from './detector.js';
@@ -45,9 +45,10 @@ function libraryOf(options: LoadOptions): Promise<Library> {
 
 /** A detector, and whether it is nobody else's: what comes from no address is not kept. */
 async function detectorOf(options: LoadOptions): Promise<{ detector: Detector; own: boolean }> {
-  checkNames(options, LOAD_OPTIONS);
+  checkOptions(options, LOAD_OPTIONS);
   const library = await libraryOf(options);
-  const model = modelSource(options.model ?? library.suitableModel(options.profile ?? 'default', options.rate ?? 16000), options);
+  const { model: wanted = library.suitableModel(options.profile ?? 'default', options.rate ?? 16000) } = options;
+  const model = modelSource(wanted, options);
   const [wasmKey, modelKey] = [keyOf(wasmSource(options)), keyOf(model)];
   const key = wasmKey === undefined || modelKey === undefined ? undefined : `${wasmKey} ${modelKey}`;
   const forget = () => void (key !== undefined && detectors.delete(key));
@@ -70,6 +71,7 @@ async function withDetector<T>(options: LoadOptions, step: (detector: Detector) 
 }
 
 function split<T extends object>(rate: number, options: T & Omit<LoadOptions, 'rate'>): [LoadOptions, T] {
+  checkOptions(options, [...LOAD_OPTIONS, ...STREAM_OPTIONS].filter((name) => name !== 'rate'));
   const { model, wasm, assets, vectors, ...rest } = options;
   const loading: LoadOptions = { rate };
   if (options.profile !== undefined) loading.profile = options.profile;
@@ -102,5 +104,6 @@ export async function openStream(rate: number, options: StreamOptions & Loading 
 
 /** The settings, with their ranges. */
 export async function describe(options: LoadOptions = {}): Promise<SettingInfo[]> {
+  checkOptions(options, LOAD_OPTIONS);
   return (await libraryOf(options)).settings();
 }

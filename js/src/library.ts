@@ -15,7 +15,10 @@ export class Library {
 
   /** From the module's bytes, or compiled. */
   static async of(wasm: BufferSource | WebAssembly.Module): Promise<Library> {
-    return new Library(await instantiate(wasm));
+    const native = await instantiate(wasm);
+    if (typeof native.wvad_js_stream_open !== 'function') throw new WvadError('wasm: this is not the module of wvad');
+    native._initialize();
+    return new Library(native);
   }
 
   get version(): string {

@@ -3,7 +3,7 @@
 import { bytesOf, LoadOptions, modelSource, wasmSource, workletSource } from './assets.js';
 import { WvadError } from './errors.js';
 import { Event, Sentence } from './events.js';
-import { checkNames, Settings, SETTINGS } from './settings.js';
+import { checkOptions, Settings, SETTINGS } from './settings.js';
 import { StreamOptions } from './stream.js';
 import { FromWorklet, ToWorklet } from './worklet.js';
 
@@ -88,7 +88,9 @@ export class Microphone {
    * page hear before.
    */
   static async open(options: MicrophoneOptions = {}): Promise<Microphone> {
-    checkNames(options, KNOWN);
+    checkOptions(options, KNOWN);
+    if (typeof AudioContext === 'undefined') throw new Error('the microphone needs a browser: a stream of openStream listens anywhere');
+    if (!globalThis.isSecureContext) throw new Error('the microphone needs a page of https or localhost');
     if (options.stream !== undefined && hasEnded(options.stream)) throw new WvadError('stream: its sound has ended', 'WVAD_E_STATE');
     const media = options.stream ?? await navigator.mediaDevices.getUserMedia({ audio: { channelCount: 1, ...options.constraints } });
     const context = options.context ?? new AudioContext();
@@ -105,7 +107,7 @@ export class Microphone {
     const [wasm] = await Promise.all([ownBytes(wasmSource(options)), context.audioWorklet.addModule(workletSource(options))]);
     const node = new AudioWorkletNode(context, 'wvad', { numberOfOutputs: 0, channelCount: 1, channelCountMode: 'explicit' });
     const suits = await asked(node, { type: 'module', wasm, profile: options.profile ?? 'default' }, [wasm], 'suits');
-    const model = await ownBytes(modelSource(options.model ?? suits.model, options));
+    const model = await ownBytes(modelSource(options.model === undefined ? suits.model : options.model, options));
     const stream: StreamOptions = { audio: true, probability: options.onFrame !== undefined || options.onEvent !== undefined };
     for (const name of SETTINGS) if (name in options) (stream as Record<string, unknown>)[name] = options[name as keyof MicrophoneOptions];
     const ready = await asked(node, { type: 'model', model, options: stream }, [model], 'ready');

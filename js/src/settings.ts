@@ -55,7 +55,6 @@ export function settingsText(options: Settings): string {
   for (const name of NAMES) {
     const value = options[name];
     if (value === undefined) continue;
-    if (typeof value !== 'number') throw new TypeError(`${name} is a number, not ${String(value)}`);
     entries.push(`${toNative(name)}=${value}`);
   }
   return entries.join(' ');
@@ -64,10 +63,34 @@ export function settingsText(options: Settings): string {
 /** The names of all settings. */
 export const SETTINGS: readonly string[] = ['profile', ...NAMES];
 
-/** Throws a TypeError for a name in `options` that is none of `known`: a misspelt one would else have no effect. */
-export function checkNames(options: object, known: readonly string[]): void {
-  for (const name of Object.keys(options)) {
+const KINDS = {
+  number: 'a number',
+  boolean: 'true or false',
+  string: 'a text',
+  function: 'a function',
+  object: 'an object',
+};
+
+/** What the options are that are of one kind wherever they are taken. The others are looked at where they are used. */
+const KIND_OF: Readonly<Record<string, keyof typeof KINDS>> = {
+  profile: 'string', threshold: 'number', minSpeech: 'number', minSilence: 'number', padBefore: 'number', padAfter: 'number',
+  maxSentence: 'number', energyFloorDb: 'number', turnSilence: 'number', stillEvery: 'number',
+  rate: 'number', channels: 'number', probability: 'boolean', audio: 'boolean', features: 'boolean', vectors: 'boolean',
+  onSpeechStart: 'function', onSpeechEnd: 'function', onMisfire: 'function', onTurnEnd: 'function', onFrame: 'function', onEvent: 'function',
+  onError: 'function', stream: 'object', constraints: 'object', context: 'object',
+};
+
+/**
+ * Throws a TypeError for a name in `options` that is none of `known`, which would else have no effect, and for a value of a wrong kind. What is
+ * undefined counts as left out.
+ */
+export function checkOptions(options: object, known: readonly string[]): void {
+  if (typeof options !== 'object' || options === null || Array.isArray(options)) throw new TypeError(`options are an object, not ${wordFor(options)}`);
+  for (const [name, value] of Object.entries(options)) {
     if (!known.includes(name)) throw new TypeError(`there is no option "${name}"`);
+    const kind = KIND_OF[name];
+    if (value === undefined || kind === undefined) continue;
+    if (typeof value !== kind || value === null) throw new TypeError(`${name} is ${KINDS[kind]}, not ${wordFor(value)}`);
   }
 }
 

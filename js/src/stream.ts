@@ -108,6 +108,7 @@ export class Stream {
     const want = (probability ? 1 : 0) + (audio ? 2 : 0) + (features ? 4 : 0);
     checkWhole('rate', this.rate);
     checkWhole('channels', this.channels);
+    if (typeof channel === 'string' && channel !== 'mix') throw new TypeError(`channel is "mix" or a number from 1, not "${channel as string}"`);
     if (channel !== 'mix') checkWhole('channel', channel);
     if (channel === 0) throw new WvadError('channel: the first is 1', 'WVAD_E_FORMAT');
     withText(native, settingsText(this.options), (settings) => withRoom(native, 4, (out) => {

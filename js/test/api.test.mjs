@@ -5,7 +5,7 @@ import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
 import { createRequire } from 'node:module';
 import { test } from 'node:test';
-import { describe, hasVectors, Library, load, openStream, scores, segment, Stream, WvadError } from 'wvad';
+import { describe, hasVectors, Library, load, Microphone, openStream, scores, segment, Stream, WvadError } from 'wvad';
 import { atRate, recording, toFloat } from './audio.mjs';
 
 const jfk = recording('jfk');
@@ -161,6 +161,51 @@ test('options that are none are refused in words', async () => {
   await assert.rejects(load({ threshold: 0.5 }), /there is no option "threshold"/);
 });
 
+test('values of a wrong kind are TypeErrors that say what came', async () => {
+  for (const samples of [undefined, null, 'samples', 3, Promise.resolve(jfk), [new Float32Array(2), , new Float32Array(2)]]) { // eslint-disable-line no-sparse-arrays
+    for (const use of [segment, scores]) await assert.rejects(use(samples, 16000), { name: 'TypeError', message: /^samples are Float32Array.*, not / });
+  }
+  await assert.rejects(segment(Promise.resolve(jfk), 16000), /not a promise: await it first$/);
+  const stream = await openStream(16000);
+  for (const samples of [undefined, null, 'samples']) assert.throws(() => stream.push(samples), { name: 'TypeError', message: /^samples are/ });
+  stream.close();
+  const detector = await load();
+  for (const options of [5, null, [], 'fast', () => 1]) {
+    const refusal = { name: 'TypeError', message: /^options are an object, not / };
+    for (const use of [segment, scores]) await assert.rejects(use(jfk, 16000, options), refusal);
+    await assert.rejects(openStream(16000, options), refusal);
+    await assert.rejects(load(options), refusal);
+    await assert.rejects(describe(options), refusal);
+    for (const name of ['segment', 'scores']) assert.throws(() => detector[name](jfk, 16000, options), refusal);
+    assert.throws(() => detector.stream(16000, options), refusal);
+  }
+  const wrong = [[{ audio: 'no' }, 'audio is true or false, not "no"'], [{ features: 1 }, 'features is true or false, not 1'],
+                 [{ vectors: 'yes' }, 'vectors is true or false, not "yes"'], [{ profile: null }, 'profile is a text, not null'],
+                 [{ threshold: '0.5' }, 'threshold is a number, not "0.5"'], [{ channel: 'left' }, 'channel is "mix" or a number from 1, not "left"'],
+                 [{ channels: null }, 'channels is a number, not null'], [{ channels: 1.5 }, 'channels is a whole number, not 1.5'],
+                 [{ model: Promise.resolve() }, 'model and wasm are an address, bytes, a Blob or a Response, not a promise: await it first'],
+                 [{ model: null }, 'model and wasm are an address, bytes, a Blob or a Response, not null'],
+                 [{ model: 5 }, 'model and wasm are an address, bytes, a Blob or a Response, not 5'], [{ assets: 5 }, 'assets is an address, not 5']];
+  for (const [options, message] of wrong) await assert.rejects(openStream(16000, options), { name: 'TypeError', message });
+  (await openStream(16000, { threshold: undefined, model: undefined, audio: undefined })).close();
+});
+
+test('a model that is not there is said with those that are', async () => {
+  await assert.rejects(load({ model: 'lstm_fb57' }),
+                       { name: 'WvadError', status: 'WVAD_E_PARAMETER', message: 'model: there is no "lstm_fb57"; bundled are lstm_fb75, lstm_fb40, lstm_fb75_8k, lstm_fb40_8k' });
+  await assert.rejects(load({ model: new Response('none', { status: 404 }) }), { message: 'the Response: 404' });
+  await assert.rejects(load({ wasm: new Uint8Array([0, 97, 115, 109, 1, 0, 0, 0]) }), { name: 'WvadError', message: 'wasm: this is not the module of wvad' });
+});
+
+test('the folder of the files, with a slash behind it and without', async () => {
+  const url = new URL('../dist', import.meta.url);
+  for (const assets of [url, new URL(`${url}/`), url.pathname, `${url.pathname}/`]) assert.equal((await load({ assets, model: 'lstm_fb40' })).modelKind, 'lstm_fb40');
+});
+
+test('in Node.js the microphone has a name, and says what it needs', async () => {
+  await assert.rejects(Microphone.open(), { message: 'the microphone needs a browser: a stream of openStream listens anywhere' });
+});
+
 test('models: by name, as a file, as an address, as bytes, by profile and rate', async () => {
   const file = new URL('../dist/models/lstm_fb40.bin', import.meta.url);
   const bytes = await readFile(file);
@@ -263,7 +308,7 @@ test('a detector that is kept is loaded anew once it has been closed', async () 
 
 test('CommonJS has the same names', async () => {
   const required = createRequire(import.meta.url)('wvad');
-  assert.deepEqual(Object.keys(required).sort(), ['Detector', 'Library', 'Stream', 'WvadError', 'describe', 'hasVectors', 'load', 'openStream', 'scores', 'segment']);
+  assert.deepEqual(Object.keys(required).sort(), ['Detector', 'Library', 'Microphone', 'Stream', 'WvadError', 'describe', 'hasVectors', 'load', 'openStream', 'scores', 'segment']);
   assert.deepEqual(times(await required.segment(jfk, 16000)), expected);
   assert.equal(typeof Stream, 'function');
 });

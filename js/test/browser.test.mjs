@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The package in Chromium: the functions on a page, the AudioWorklet sample by sample, the microphone.
 import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
 import { existsSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
@@ -136,7 +137,8 @@ test('the microphone: sentences with their samples, frames, a pause, a second st
 
 test('the microphone: what cannot be is refused', { skip, timeout: 60000 }, async () => {
   const refusals = await browser.run(async () => {
-    const attempts = [{ onSpeechStop() {} }, { threshold: 2 }, { model: '/nowhere.bin' }, { model: new Uint8Array(10) }, { profile: 'slow' }];
+    const attempts = [{ onSpeechStop() {} }, { threshold: 2 }, { model: '/nowhere.bin' }, { model: new Uint8Array(10) }, { profile: 'slow' },
+                      { threshold: 'x' }, { onSpeechEnd: 'x' }, { onFrame: null }, { stream: 5 }];
     return Promise.all(attempts.map((options) => wvad.Microphone.open(options).then(() => 'opened', (error) => `${error.name} ${error.status ?? ''} ${error.message}`)));
   });
   assert.match(refusals[0], /^TypeError  there is no option "onSpeechStop"/);
@@ -144,6 +146,29 @@ test('the microphone: what cannot be is refused', { skip, timeout: 60000 }, asyn
   assert.match(refusals[2], /^Error  .*nowhere\.bin: 404/);
   assert.match(refusals[3], /^WvadError WVAD_E_MODEL/);
   assert.match(refusals[4], /^WvadError WVAD_E_PARAMETER/);
+  assert.deepEqual(refusals.slice(5), ['TypeError  threshold is a number, not "x"', 'TypeError  onSpeechEnd is a function, not "x"',
+                                       'TypeError  onFrame is a function, not null', 'TypeError  stream is an object, not 5']);
+});
+
+test('the microphone on a page that is not secure', { skip, timeout: 60000 }, async () => {
+  const refused = await browser.run(async () => {
+    Object.defineProperty(globalThis, 'isSecureContext', { value: false, configurable: true });
+    const refused = await wvad.Microphone.open().catch(({ message }) => message);
+    Object.defineProperty(globalThis, 'isSecureContext', { value: true, configurable: true });
+    return refused;
+  });
+  assert.equal(refused, 'the microphone needs a page of https or localhost');
+});
+
+test('a script that is no module takes its files from the folder of assets', { skip, timeout: 60000 }, async () => {
+  const script = execFileSync('esbuild', [`${root}/js/dist/browser.js`, '--bundle', '--format=iife', '--global-name=whole', '--log-level=error'], { encoding: 'utf8' });
+  const [sentences, refused] = await browser.run(async (script) => {
+    const whole = new Function(`${script}; return whole;`)();
+    const found = await whole.segment(samples, 16000, { model: 'lstm_fb40', assets: '/dist' });
+    return [found.length, await whole.segment(samples, 16000).catch(({ message }) => message)];
+  }, script);
+  assert.ok(sentences > 0);
+  assert.equal(refused, 'wvad.wasm: a script that is no module does not know where it lies; name the folder in the option assets');
 });
 
 test('pause settles, however often and on whatever context', { skip, timeout: 60000 }, async () => {
