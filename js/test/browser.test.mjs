@@ -21,7 +21,13 @@ before(async () => {
   if (skip) return;
   writeFileSync(join(folder, 'jfk.wav'), wav(jfk, 16000));
   const page = '<!doctype html><meta charset="utf-8"><link rel="icon" href="data:,"><script type="module">globalThis.wvad = await import("/dist/browser.js");</script>';
-  server = await serve(`${root}/js`, { extra: { '/test.html': page, '/jfk.raw': Buffer.from(toFloat(jfk).buffer) } });
+  const mapped = `<!doctype html><script type="importmap">{ "imports": { "wvad": "/dist/browser.js" } }</script><script type="module">
+    import { segment } from 'wvad';
+    const bytes = await (await fetch('/jfk.wav')).arrayBuffer();
+    const buffer = await new OfflineAudioContext(1, 1, 16000).decodeAudioData(bytes);
+    parent.postMessage((await segment(buffer, buffer.sampleRate)).map(({ begin, end }) => [begin, end]));
+  </script>`;
+  server = await serve(`${root}/js`, { extra: { '/test.html': page, '/map.html': mapped, '/jfk.wav': wav(jfk, 16000), '/jfk.raw': Buffer.from(toFloat(jfk).buffer) } });
   browser = await Chromium.start({ microphone: join(folder, 'jfk.wav') });
   await browser.open(`${server.address}/test.html`);
   await browser.run(async () => {
@@ -158,6 +164,16 @@ test('the microphone on a page that is not secure', { skip, timeout: 60000 }, as
     return refused;
   });
   assert.equal(refused, 'the microphone needs a page of https or localhost');
+});
+
+test('a page without a bundler: an import map, and a file that the browser decodes', { skip, timeout: 60000 }, async () => {
+  const found = await browser.run(async () => {
+    const frame = Object.assign(document.createElement('iframe'), { src: '/map.html' });
+    const told = new Promise((resolve) => addEventListener('message', ({ data }) => resolve(data), { once: true }));
+    document.body.append(frame);
+    return told.finally(() => frame.remove());
+  });
+  assert.deepEqual(found, [[0.05, 2.35], [2.99, 4.55], [5.11, 7.76], [7.89, 10.76]]);
 });
 
 test('a script that is no module takes its files from the folder of assets', { skip, timeout: 60000 }, async () => {
