@@ -12,6 +12,9 @@ let audioRate = 16000;
 let name = 'microphone';
 let live; // while the microphone is listened to
 let worker;
+let turn = 0; // counts what the page was told to hear
+let again; // hears the same anew
+let newestFirst = false;
 
 function say(text, kind) {
   element('state').textContent = text;
@@ -37,7 +40,7 @@ function showCount() {
 function addSentence(sentence) {
   sentences.push(sentence);
   chart.addSentence(sentence);
-  const row = element('sentences').insertRow(live === undefined ? -1 : 0);
+  const row = element('sentences').insertRow(newestFirst ? 0 : -1);
   const button = Object.assign(document.createElement('button'), { type: 'button', textContent: '▶', title: `Hear sentence ${sentence.number + 1}` });
   button.addEventListener('click', () => play(sentence));
   row.insertCell().append(button);
@@ -83,62 +86,114 @@ function watch(source) {
   return () => clearInterval(timer);
 }
 
-async function listen() {
+/** Ends what is heard, if anything is. Gives what tells whether that which begins now is still what the page hears: another may follow at any time. */
+async function takeOver() {
+  const mine = ++turn;
   worker?.terminate();
+  await stop();
+  return () => mine === turn;
+}
+
+async function listen() {
+  const current = await takeOver();
+  if (!current()) return;
   say('getting ready', 'wait');
-  const stream = await navigator.mediaDevices.getUserMedia({ audio: true });
-  const context = new AudioContext();
-  clear();
-  name = 'microphone';
+  const session = { current };
+  try {
+    session.stream = await navigator.mediaDevices.getUserMedia({ audio: true });
+    session.context = new AudioContext();
+    if (current()) await begin(session);
+  } catch (error) {
+    if (current()) throw error;
+  } finally {
+    if (live !== session) await end(session);
+  }
+}
+
+/** Listens to the microphone of `session`. */
+async function begin(session) {
+  const { stream, context, current } = session;
+  const profile = element('profile').value;
   let speech = false;
-  const microphone = await Microphone.open({
-    profile: element('profile').value,
+  const microphone = session.microphone = await Microphone.open({
+    profile,
     stream,
     context,
-    onEvent: take,
+    onEvent: (event) => current() && take(event),
     onSpeechStart: () => (speech = true),
     onMisfire: () => (speech = false),
     onSpeechEnd: () => (speech = false),
-    onFrame: () => say(speech ? 'speech' : 'listening', speech ? 'speech' : 'silence'),
-    onError: (error) => stop().then(() => say(error.message, 'error')),
+    onFrame: () => current() && say(speech ? 'speech' : 'listening', speech ? 'speech' : 'silence'),
+    onError: (error) => stop().then(() => current() && say(error.message, 'error')),
   });
+  if (!current()) return;
+  clear();
+  newestFirst = true;
+  name = 'microphone';
   ({ audioRate } = microphone);
   await microphone.start();
-  const unwatch = watch(context.createMediaStreamSource(stream));
-  live = { microphone, stream, context, unwatch };
+  if (!current()) return;
+  session.unwatch = watch(context.createMediaStreamSource(stream));
+  live = session;
+  again = listen;
   element('microphone').textContent = 'Stop';
   say('listening', 'silence');
+  if (element('profile').value !== profile) await listen(); // chosen meanwhile
+}
+
+async function end({ microphone, stream, context, unwatch }) {
+  unwatch?.();
+  await microphone?.pause();
+  await microphone?.destroy();
+  stream?.getTracks().forEach((track) => track.stop());
+  if (context !== undefined && context.state !== 'closed') await context.close();
 }
 
 async function stop() {
-  const { microphone, stream, context, unwatch } = live;
-  unwatch();
-  await microphone.pause();
-  await microphone.destroy();
-  stream.getTracks().forEach((track) => track.stop());
-  await context.close();
-  live = undefined;
+  const session = live;
+  if (session === undefined) return;
+  live = again = undefined;
+  await end(session);
   element('microphone').textContent = 'Listen to the microphone';
-  say('');
+  if (session.current()) say('');
 }
 
 async function hear(file) {
-  if (live !== undefined) await stop();
-  worker?.terminate();
+  const current = await takeOver();
+  if (!current()) return;
   say('reading', 'wait');
-  // Decoded at the rate that the models hear.
-  const buffer = await new OfflineAudioContext(1, 1, 16000).decodeAudioData(await file.arrayBuffer());
+  try {
+    // Decoded at the rate that the models hear.
+    const buffer = await new OfflineAudioContext(1, 1, 16000).decodeAudioData(await file.arrayBuffer());
+    if (!current()) return;
+    again = async () => {
+      const stillCurrent = await takeOver();
+      if (stillCurrent()) hearDecoded(buffer, file.name, stillCurrent);
+    };
+    hearDecoded(buffer, file.name, current);
+  } catch (error) {
+    if (current()) throw error;
+  }
+}
+
+function hearDecoded(buffer, title, current) {
   const planes = Array.from({ length: buffer.numberOfChannels }, (_, channel) => buffer.getChannelData(channel).slice());
-  name = file.name.replace(/\.[^.]*$/, '');
+  name = title.replace(/\.[^.]*$/, '');
   audioRate = buffer.sampleRate;
   clear(buffer.duration);
+  newestFirst = false;
   planes[0].forEach((sample, i) => i % 8 === 0 && chart.addLoudness(i / buffer.sampleRate, Math.abs(sample)));
   worker = new Worker(new URL('worker.js', import.meta.url), { type: 'module' });
-  worker.onerror = ({ message }) => say(message, 'error');
+  worker.onerror = ({ message }) => current() && say(message, 'error');
   worker.onmessage = ({ data }) => {
+    if (!current()) return;
+    if (data.error !== undefined) {
+      say(data.error, 'error');
+      return;
+    }
     if (data.seconds !== undefined) {
       element('speed').textContent = `${buffer.duration.toFixed(1)} s heard in ${data.seconds.toFixed(2)} s`;
-      say(file.name);
+      say(title);
       return;
     }
     data.events.forEach(take);
@@ -167,11 +222,7 @@ element('file').addEventListener('change', guarded(async ({ target }) => {
   if (target.files.length > 0) await hear(target.files[0]);
   target.value = '';
 }));
-element('profile').addEventListener('change', guarded(async () => {
-  if (live === undefined) return;
-  await stop();
-  await listen();
-}));
+element('profile').addEventListener('change', guarded(async () => again?.()));
 element('downloads').addEventListener('click', ({ target }) => target.dataset.form && download(target.dataset.form, sentences, name));
 element('chart').addEventListener('click', ({ offsetX }) => {
   const found = chart.sentenceAt(offsetX);

@@ -19,11 +19,21 @@ export async function serve(folder, { port = 0, extra = {} } = {}) {
       response.writeHead(404).end();
     }
   });
-  await new Promise((resolve) => server.listen(port, '127.0.0.1', resolve));
+  await new Promise((resolve, reject) => server.once('error', reject).listen(port, '127.0.0.1', resolve));
   return { address: `http://localhost:${server.address().port}`, close: () => server.close() };
 }
 
 if (process.argv[1] === fileURLToPath(import.meta.url)) {
-  const { address } = await serve(fileURLToPath(new URL('..', import.meta.url)), { port: Number(process.argv[2] ?? 8080) });
-  console.log(`${address}/demo/`);
+  const [, , port = '8080', ...rest] = process.argv;
+  if (rest.length > 0 || !/^[0-9]{1,5}$/.test(port) || Number(port) > 65535) {
+    console.error('usage: node js/demo/serve.mjs [PORT]   PORT from 0 (any that is free) to 65535, 8080 where it is left out');
+    process.exit(2);
+  }
+  try {
+    const { address } = await serve(fileURLToPath(new URL('..', import.meta.url)), { port: Number(port) });
+    console.log(`${address}/demo/`);
+  } catch ({ code, message }) {
+    console.error(code === 'EADDRINUSE' ? `port ${port} is taken` : message);
+    process.exit(1);
+  }
 }

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Hears a recording off the page's own thread: {planes, rate, profile} in, {events, heard} after each ten seconds of it, {seconds} behind the last.
+// Hears a recording off the page's own thread: {planes, rate, profile} in, {events, heard} after each ten seconds of it, {seconds} behind the last;
+// {error} instead of them where it failed.
 import { openStream } from '../dist/browser.js';
 
-onmessage = async ({ data: { planes, rate, profile } }) => {
+async function hear({ planes, rate, profile }) {
   const stream = await openStream(rate, { profile, channels: planes.length, probability: true, audio: true });
   const begin = performance.now();
   const frames = planes[0].length;
@@ -13,4 +14,6 @@ onmessage = async ({ data: { planes, rate, profile } }) => {
   postMessage({ events: stream.finish(), heard: frames / rate });
   postMessage({ seconds: (performance.now() - begin) / 1000 });
   stream.close();
-};
+}
+
+onmessage = ({ data }) => hear(data).catch(({ message }) => postMessage({ error: message }));

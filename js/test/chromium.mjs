@@ -96,6 +96,11 @@ export class Chromium {
     await this.#send('Browser.setDownloadBehavior', { behavior: 'allow', downloadPath: folder, eventsEnabled: true }, false);
   }
 
+  /** Shows the page on a screen of `width` times `height` pixels, as a telephone's. */
+  async resize(width, height) {
+    await this.#send('Emulation.setDeviceMetricsOverride', { width, height, deviceScaleFactor: 1, mobile: width < 600 });
+  }
+
   /** What the page looks like, a PNG. */
   async picture() {
     const { data } = await this.#send('Page.captureScreenshot', { captureBeyondViewport: true });

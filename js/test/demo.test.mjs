@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The demonstration page: a recording, the microphone, labels. WVAD_PICTURES names a folder for pictures of it.
 import assert from 'node:assert/strict';
+import { spawnSync } from 'node:child_process';
 import { existsSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
+import { segment } from 'wvad';
 import { serve } from '../demo/serve.mjs';
 import { recording, root, wav } from './audio.mjs';
 import { Chromium } from './chromium.mjs';
@@ -27,7 +29,10 @@ before(async () => {
   if (skip) return;
   writeFileSync(join(folder, 'jfk.wav'), wav(recording('jfk'), 16000));
   writeFileSync(join(folder, 'noise.txt'), 'this is no recording');
-  server = await serve(`${root}/js`);
+  const jfk = recording('jfk');
+  const long = new Int16Array(10 * jfk.length);
+  for (let i = 0; i < 10; ++i) long.set(jfk, i * jfk.length);
+  server = await serve(`${root}/js`, { extra: { '/long.wav': wav(long, 16000), '/short.wav': wav(jfk.subarray(0, 2.8 * 16000), 16000) } });
   browser = await Chromium.start({ microphone: join(folder, 'jfk.wav'), size: [1120, 860] });
   await browser.open(`${server.address}/demo/`);
 });
@@ -47,6 +52,65 @@ test('a recording: its sentences, as the program finds them', { skip, timeout: 6
   await browser.shade(true);
   await picture('recording-dark');
   await browser.shade(false);
+});
+
+test('on a telephone nothing is to be scrolled sideways', { skip, timeout: 60000 }, async () => {
+  for (const width of [320, 360]) {
+    await browser.resize(width, 740);
+    assert.equal(await browser.run(() => document.documentElement.scrollWidth), width);
+  }
+  await picture('recording-narrow');
+  await browser.resize(1200, 860);
+  await picture('recording-wide');
+});
+
+test('another profile hears the recording anew', { skip, timeout: 60000 }, async () => {
+  const profile = (value) => browser.run((value) => {
+    document.getElementById('speed').textContent = '';
+    document.getElementById('profile').value = value;
+    document.getElementById('profile').dispatchEvent(new Event('change'));
+  }, value);
+  await profile('dictation');
+  await until(() => document.getElementById('speed').textContent !== '');
+  const found = (await segment(recording('jfk'), 16000, { profile: 'dictation' })).map(({ begin, end }) => [begin, end]);
+  assert.notEqual(found.length, 4);
+  assert.deepEqual(await rows(), found);
+  await profile('default');
+  await until(() => document.getElementById('speed').textContent !== '');
+  assert.equal((await rows()).length, 4);
+});
+
+test('of two recordings at once, and of a microphone and a recording, the last is heard alone', { skip, timeout: 60000 }, async () => {
+  const alone = async (first) => {
+    await browser.run(async (first) => {
+      const file = async (path, name) => new File([await (await fetch(path)).arrayBuffer()], name);
+      const drop = (one) => {
+        const data = new DataTransfer();
+        data.items.add(one);
+        document.dispatchEvent(new DragEvent('drop', { dataTransfer: data, cancelable: true }));
+      };
+      const [long, short] = [await file('/long.wav', 'long.wav'), await file('/short.wav', 'short.wav')];
+      document.getElementById('speed').textContent = '';
+      if (first === 'microphone') document.getElementById('microphone').click();
+      else drop(long);
+      drop(short);
+    }, first);
+    await until(() => document.getElementById('state').textContent === 'short.wav' && !document.getElementById('microphone').disabled);
+    assert.deepEqual(await rows(), [[0.05, 2.35]]);
+    assert.equal(await browser.run(() => document.getElementById('microphone').textContent), 'Listen to the microphone');
+  };
+  await alone('recording');
+  await alone('microphone');
+  await browser.choose('#file', join(folder, 'jfk.wav'));
+  await until(() => document.getElementById('state').textContent === 'jfk.wav');
+});
+
+test('the server refuses what is no port', () => {
+  for (const port of ['abc', '-1', '65536', '80.5', '']) {
+    const { status, stderr } = spawnSync(process.execPath, [`${root}/js/demo/serve.mjs`, port], { encoding: 'utf8', timeout: 20000 });
+    assert.equal(status, 2);
+    assert.match(stderr, /^usage: .*\n$/);
+  }
 });
 
 test('labels of them, as files', { skip, timeout: 60000 }, async () => {
