@@ -1,5 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """wvad corpus: rows in the order of the input, whatever is wrong with a recording; what cannot be done is refused."""
+import contextlib
+import io
 import json
 import os
 import signal
@@ -9,7 +11,7 @@ from unittest import mock
 
 from corpus_support import CorpusTest
 from wvad import errors
-from wvad.corpus import entry, inputs, pool
+from wvad.corpus import command, entry, inputs, pool
 
 
 class Corpus(CorpusTest):
@@ -86,6 +88,15 @@ class Corpus(CorpusTest):
             self.assertEqual(Path("out.jsonl.part").read_text(encoding="utf-8"), foreign)
         os.remove("out.jsonl.part")
         self.assertEqual(sorted(os.listdir()), ["empty", "talks"])
+
+    def test_what_nobody_expected_is_no_run_that_is_done(self):
+        for environment in ({}, {"WVAD_TRACEBACK": "1"}):
+            said = io.StringIO()
+            with mock.patch.object(inputs, "entries", side_effect=ZeroDivisionError("odd")), mock.patch.dict(os.environ, environment), \
+                    contextlib.redirect_stderr(said):
+                self.assertEqual(command.main(["talks", "-o", "out"]), 2)
+            self.assertRegex(said.getvalue(), "wvad corpus: ZeroDivisionError: odd")
+            self.assertEqual("Traceback" in said.getvalue(), bool(environment))
 
     def test_another_list_does_not_go_on_with_the_rows_of_one(self):
         self.talks(3)

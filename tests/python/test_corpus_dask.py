@@ -24,7 +24,7 @@ class OnACluster(CorpusTest):
         scratch = tempfile.TemporaryDirectory()
         self.addCleanup(scratch.cleanup)
         self.cluster = Path(scratch.name)
-        self.begin("scheduler", "--scheduler-file", self.cluster / "scheduler.json", "--host", "127.0.0.1", "--port", "0")
+        self.scheduler = self.begin("scheduler", "--scheduler-file", self.cluster / "scheduler.json", "--host", "127.0.0.1", "--port", "0")
         wait_until(lambda: (self.cluster / "scheduler.json").exists())
         wait_until(lambda: "address" in read_json(self.cluster / "scheduler.json"))
         self.address = read_json(self.cluster / "scheduler.json")["address"]
@@ -102,6 +102,20 @@ class OnACluster(CorpusTest):
         self.assertEqual((child.returncode, words), (0, "out: 7 recordings\n"))
         self.assertEqual(files_in("out"), self.wanted)
 
+    def test_a_scheduler_that_goes_is_told_and_the_same_command_goes_on(self):
+        with Fifo("talks/deep/03.wav") as pipe:
+            child = self.start()
+            pipe.wait_for_reader()
+            self.scheduler.kill()
+            words = child.communicate()[1]
+            self.assertEqual(child.returncode, 2, words)
+            self.assertRegex(words, r"\Awvad corpus: tcp://.*: the Dask scheduler was lost .*; the same command goes on with the shards that are missing\n\Z")
+        for worker in self.workers:
+            worker.kill()
+            worker.wait()
+        subprocess.run(corpus("-j", 1, "talks", "--shards", "out", "--shard-size", 2, "-q"), check=True)
+        self.assertEqual(files_in("out"), self.wanted)
+
     def test_a_shard_that_cannot_be_made_is_told_and_the_others_are_made(self):
         with Fifo("talks/deep/03.wav") as pipe:
             child = self.start()
@@ -116,6 +130,23 @@ class OnACluster(CorpusTest):
         shutil.move("list", "out/work/00002.list")
         child = self.start()
         self.assertEqual((child.wait(), files_in("out")), (0, self.wanted))
+
+
+@unittest.skipIf(MISSING, MISSING)
+class WithoutACluster(CorpusTest):
+    def test_what_is_no_scheduler_is_told_and_the_command_ends(self):
+        self.talks(1)
+        for name, text in (("empty.json", ""), ("none.json", "{}"), ("cut.json", '{"address": "tcp'), ("other.json", '{"address": 3}')):
+            Path(name).write_text(text, encoding="utf-8")
+        for address, words in (("gone.json", "--dask gone.json: is no address .tcp://HOST:PORT., and no scheduler's file: No such file"),
+                               ("nonsense", "--dask nonsense: is no address"), ("", "--dask: expected an address"),
+                               *((name, f"--dask {name}: is no whole scheduler's file") for name in ("empty.json", "none.json", "cut.json", "other.json")),
+                               ("tcp://127.0.0.1:1", "tcp://127.0.0.1:1: no Dask scheduler answers")):
+            with self.subTest(address):
+                said = subprocess.run([word for word in corpus("talks", "--shards", "out", "--dask", address) if word not in ("-W", "error")],
+                                      stderr=subprocess.PIPE, text=True, check=False, env={**os.environ, "DASK_DISTRIBUTED__COMM__TIMEOUTS__CONNECT": "1s"})
+                self.assertEqual((said.returncode, said.stderr.count("\n")), (2, 1), said.stderr)
+                self.assertRegex(said.stderr, words)
 
 
 def read_json(path):

@@ -5,6 +5,7 @@ from __future__ import annotations
 import argparse
 import os
 import sys
+import traceback
 from pathlib import Path
 from typing import Any, Dict, Iterator, List, Optional, Tuple
 
@@ -67,12 +68,14 @@ def _checked(given: argparse.Namespace) -> Dict[str, Any]:
 def _check_output(given: argparse.Namespace) -> None:
     """Raises ArgumentError for options that do not go together."""
     for name in ("dask", "slurm", "shard_size", "columns"):
-        if getattr(given, name) and given.shards is None:
+        if getattr(given, name) not in (None, False) and given.shards is None:
             raise errors.ArgumentError(f"--{name.replace('_', '-')} is for shards: give --shards FOLDER in place of -o")
     if given.shard_size is not None and given.shard_size < 1:
         raise errors.ArgumentError(f"--shard-size {given.shard_size}: expected 1 or more")
     if given.sbatch and not given.slurm:
         raise errors.ArgumentError("--sbatch: is for --slurm")
+    if given.dask == "":
+        raise errors.ArgumentError("--dask: expected an address (tcp://HOST:PORT) or a scheduler's file")
     if given.dask and given.jobs is not None:
         raise errors.ArgumentError("--jobs: with --dask the workers say how many tasks they take at once")
 
@@ -139,3 +142,8 @@ def main(arguments: Optional[List[str]] = None) -> int:
     except KeyboardInterrupt as end:
         print(f"\nwvad corpus: interrupted; {str(end) or 'the same command goes on from here'}", file=sys.stderr)
         return 130
+    except Exception as trouble:  # Python's own exit code for it is 1, which says that all is done
+        if os.environ.get("WVAD_TRACEBACK"):
+            traceback.print_exc()
+        print(f"wvad corpus: {type(trouble).__name__}: {trouble} (WVAD_TRACEBACK=1 in the environment tells where)", file=sys.stderr)
+        return 2

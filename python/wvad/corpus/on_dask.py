@@ -6,9 +6,12 @@ rows that its shard had by then stay. Where the run here is ended its tasks are 
 """
 from __future__ import annotations
 
+import asyncio
 import importlib
+import json
 import logging
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -20,28 +23,53 @@ from typing import Any, Dict, List, Set
 
 from .. import errors
 from .bar import Bar
+from .names import shown
 from .plan import Facts, Plan, Shard
 
+_ADDRESS = re.compile(r"([a-z]+://)?[^/\s]+:\d+")
+_CLOSE_S = 5  # for a farewell to a scheduler that may be gone
 _lock = threading.Lock()
 _working: Dict[str, Set["subprocess.Popen[str]"]] = {}  # on a worker: the processes of each run
 _ended: Set[str] = set()
 
 
 def run(plan: Plan, bar: Bar, address: str) -> None:
-    """Makes the shards that are missing, by the scheduler at `address` (or of the file of that name). Raises UnavailableError without Dask, StateError
-    where the cluster cannot be reached or shards could not be made."""
+    """Makes the shards that are missing, by the scheduler at `address` (or of the file of that name). Raises UnavailableError without Dask,
+    ArgumentError for what is neither address nor file, StateError where the cluster cannot be reached, is lost, or shards could not be made."""
     distributed = _distributed()
-    for name in ("asyncio", "distributed", "tornado"):  # what they tell of a connection that closes is in the way of what is said here
-        logging.getLogger(name).setLevel(logging.CRITICAL)
-    where = {"scheduler_file": address} if os.path.isfile(address) else {"address": address}
+    logging.disable(logging.CRITICAL)  # what Dask logs of a connection that closes is in the way of what is said here
+    where = scheduler_of(address)
     try:
-        client = distributed.Client(**where, set_as_default=False, name="wvad")
-    except (OSError, ValueError) as trouble:
-        raise errors.StateError(f"{address}: no Dask scheduler answers: {trouble}") from None
+        client = distributed.Client(where, set_as_default=False, name="wvad")
+    except Exception as trouble:
+        raise errors.StateError(f"{where}: no Dask scheduler answers: {trouble}") from None
     try:
         _make(distributed, client, plan.missing(), bar)
+    except (errors.Error, OSError):
+        raise
+    except (Exception, asyncio.CancelledError) as trouble:  # a client has many exceptions for a connection that is gone
+        raise errors.StateError(f"{where}: the Dask scheduler was lost ({type(trouble).__name__}); the same command goes on with the shards that are "
+                                "missing") from None
     finally:
-        client.close()
+        with suppress(Exception, asyncio.CancelledError):
+            client.close(_CLOSE_S)
+
+
+def scheduler_of(address: str) -> str:
+    """The address of a scheduler, which `address` is, or which the scheduler's file of that name holds. A client given anything else would wait for
+    it, some without an end. Raises ArgumentError."""
+    if _ADDRESS.fullmatch(address):
+        return address
+    try:
+        with open(address, encoding="utf-8") as file:
+            found = json.load(file)["address"]
+        if isinstance(found, str) and _ADDRESS.fullmatch(found):
+            return found
+    except OSError as trouble:
+        raise errors.ArgumentError(f"--dask {shown(address)}: is no address (tcp://HOST:PORT), and no scheduler's file: {trouble.strerror}") from None
+    except (ValueError, TypeError, KeyError, RecursionError):
+        pass
+    raise errors.ArgumentError(f"--dask {shown(address)}: is no whole scheduler's file: it has no address")
 
 
 def _distributed() -> Any:
@@ -65,6 +93,8 @@ def _make(distributed: Any, client: Any, shards: List[Shard], bar: Bar) -> None:
                 bar.step(facts["recordings"], facts["errors"])
             else:
                 failed[futures[future].number] = trouble
+    except (Exception, asyncio.CancelledError):
+        raise  # the scheduler is gone, and with it who could end the tasks
     except BaseException:
         before = signal.signal(signal.SIGINT, signal.SIG_IGN)  # impatience would leave them running
         try:
