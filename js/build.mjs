@@ -2,7 +2,7 @@
 // Makes the package in js/dist: node js/build.mjs [BUILD PLAIN]
 // BUILD and PLAIN are the folders of the presets wasm and wasm-plain, build-wasm and build-wasm-plain where they are left out.
 import { execFileSync } from 'node:child_process';
-import { copyFileSync, mkdirSync, rmSync } from 'node:fs';
+import { copyFileSync, mkdirSync, readdirSync, rmSync, writeFileSync } from 'node:fs';
 import { dirname, join, resolve } from 'node:path';
 import { fileURLToPath } from 'node:url';
 
@@ -30,6 +30,13 @@ bundle('worklet.ts', 'worklet.js', '--format=esm', ...inPage);
 bundle('browser.ts', 'node.js', '--format=esm', ...inNode);
 bundle('browser.ts', 'node.cjs', '--format=cjs', ...inNode, ...addressInCommonJs);
 execFileSync('tsc', ['-p', here], { stdio: 'inherit' });
+// The same declarations for require(): TypeScript takes those of a module for import alone.
+const types = join(dist, 'types');
+const commonjs = join(types, 'commonjs');
+const declarations = readdirSync(types);
+mkdirSync(commonjs);
+for (const name of declarations) copyFileSync(join(types, name), join(commonjs, name));
+writeFileSync(join(commonjs, 'package.json'), '{ "type": "commonjs" }\n');
 copyFileSync(join(build, 'lib/wvad.wasm'), join(dist, 'wvad.wasm'));
 copyFileSync(join(plain, 'lib/wvad.wasm'), join(dist, 'wvad-plain.wasm'));
 const licences = join(dist, 'licences');

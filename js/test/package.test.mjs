@@ -15,7 +15,7 @@ const expected = [
   'README.md', 'package.json',
   ...['LICENSE', 'README.txt', 'libsoxr.LICENCE', 'libsoxr.COPYING.LGPL', 'emscripten.copyright', 'boost.copyright'].map((name) => `dist/licences/${name}`),
   ...scripts.map((name) => `dist/${name}`), 'dist/wvad.wasm', 'dist/wvad-plain.wasm',
-  ...types.map((name) => `dist/types/${name}.d.ts`),
+  ...types.flatMap((name) => [`dist/types/${name}.d.ts`, `dist/types/commonjs/${name}.d.ts`]), 'dist/types/commonjs/package.json',
   ...models.flatMap((name) => [`dist/models/${name}.bin`, `dist/models/LICENSE.${name}`, `dist/models/${name}.md`]),
 ];
 
