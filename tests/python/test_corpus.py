@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """wvad corpus: rows in the order of the input, whatever is wrong with a recording; what cannot be done is refused."""
 import contextlib
+import hashlib
 import io
 import json
 import os
@@ -10,8 +11,9 @@ from pathlib import Path
 from unittest import mock
 
 from corpus_support import CorpusTest
+from support import MODEL
 from wvad import errors
-from wvad.corpus import command, entry, inputs, pool
+from wvad.corpus import command, entry, inputs, pool, task
 
 
 class Corpus(CorpusTest):
@@ -102,8 +104,35 @@ class Corpus(CorpusTest):
         self.talks(3)
         self.command("talks/00.wav", "talks/02.wav")
         os.rename("out.jsonl", "out.jsonl.part")
-        self.assertRegex(self.command("talks/02.wav", "talks/00.wav", code=2), r"other recordings \(talks/00.wav\)")
-        self.assertRegex(self.command("talks/00.wav", code=2), r"other recordings \(talks/02.wav\)")
+        for others in (["talks/02.wav", "talks/00.wav"], ["talks/00.wav"], ["talks/00.wav", "talks/02.wav", "talks/deep"]):
+            self.assertRegex(self.command(*others, code=2), "out.jsonl.part: was made of other recordings")
+        self.assertEqual(len(self.rows("out.jsonl.part")), 3)
+
+    def test_rows_of_a_manifest_that_was_changed_are_not_gone_on_with(self):
+        self.talks(1)
+        row = {"wav": "talks/00.wav", "offset": 0.5, "duration": 2, "text": "x"}
+        self.manifest("set.jsonl", row, row)
+        self.command("set.jsonl")
+        os.rename("out.jsonl", "out.jsonl.part")
+        for changed in ({"offset": 0}, {"duration": 3}, {"text": "y"}):
+            self.manifest("set.jsonl", row, {**row, **changed})
+            self.assertRegex(self.command("set.jsonl", code=2), "out.jsonl.part: was made of other recordings, or of other pieces")
+        self.manifest("set.jsonl", row, row)
+        self.command("set.jsonl")
+
+    def test_rows_of_another_model_of_the_same_name_are_not_gone_on_with(self):
+        self.talks(1)
+        data = MODEL.read_bytes()
+        Path("own.bin").write_bytes(data)
+        self.command("talks", "--model", "own.bin")
+        self.assertEqual(self.rows()[0]["model_sha256"], hashlib.sha256(data).hexdigest())
+        os.rename("out.jsonl", "out.jsonl.part")
+        with mock.patch.object(task.Path, "read_bytes", lambda _: b"another"):
+            said = io.StringIO()
+            with contextlib.redirect_stderr(said):
+                self.assertEqual(command.main(["talks", "-o", "out.jsonl", "--model", "own.bin"]), 2)
+        self.assertRegex(said.getvalue(), "out.jsonl.part: was made with another model of this name")
+        self.command("talks", "--model", "own.bin")
 
     def test_a_recording_that_takes_its_process_down_is_a_row(self):
         names = ["a", "kills", *"bcdefgh", "kills", "i"]

@@ -137,7 +137,7 @@ class Shards(CorpusTest):
         before = files_in("out/work")
         for arguments in (["talks"], ["talks/00.wav", "--shard-size", 2], ["talks", "--shard-size", 2, "--columns"],
                           ["talks", "--shard-size", 2, "--set", "pad_after=0.1"]):
-            self.assertRegex(self.sharded(*arguments, code=2), "was begun by another version, with other settings or with other recordings")
+            self.assertRegex(self.sharded(*arguments, code=2), "was begun by another version, with another model, with other settings or with other recordings")
         self.assertEqual(files_in("out/work"), before)
         with open("out/work/lock", "ab") as held:
             fcntl.flock(held, fcntl.LOCK_EX)
@@ -197,6 +197,16 @@ class Shards(CorpusTest):
         said = subprocess.run([sys.executable, "-m", "wvad.corpus.task", "out", "0"], capture_output=True, text=True, check=False)
         self.assertEqual(said.returncode, 2)
         self.assertRegex(said.stderr, "and the run was begun by 0.0.1")
+
+    def test_another_model_of_the_same_name_is_told(self):
+        self.begun("talks")
+        kept = json.loads(Path("out/work/plan.json").read_bytes())
+        kept["given"][0]["model_sha256"] = "0" * 64
+        Path("out/work/plan.json").write_text(json.dumps(kept), encoding="utf-8")
+        said = subprocess.run([sys.executable, "-m", "wvad.corpus.task", "out", "0"], capture_output=True, text=True, check=False)
+        self.assertEqual(said.returncode, 2)
+        self.assertRegex(said.stderr, "energy.bin on .* is not the model that the run was begun with")
+        self.assertRegex(self.sharded("talks", code=2), "with another model, with other settings")
 
     def test_a_task_without_the_folder_of_the_run_makes_no_rows(self):
         folder = self.folder / "gone"

@@ -5,7 +5,7 @@
 
 The output has a header row, which says what made it, and a row for each recording, in the order of the input:
 
-    {"wvad": "0.1.0", "profile": "default", "model": null, "channel": "mix", "settings": {"min_silence": 0.3}}
+    {"wvad": "0.1.0", "profile": "default", "model": null, "model_sha256": null, ..., "settings": {"min_silence": 0.3}, "recordings_sha256": "..."}
     {"file": "a.wav", "rate": 16000, "channels": 1, "duration": 11.0, "damage": "", "note": "", "sentences": [{"begin": 0.05, ...}, ...]}
     {"file": "b.txt", "error": "b.txt: not an audio file that can be read ...", "kind": "AudioError"}
 

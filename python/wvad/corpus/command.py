@@ -12,9 +12,9 @@ from typing import Any, Dict, Iterator, List, Optional, Tuple
 from .. import __version__, errors, settings
 from ..model import Model
 from . import folder as folders
-from . import inputs, local, manifest, on_dask, on_slurm, plan
+from . import inputs, local, manifest, on_dask, on_slurm, plan, task
 from .bar import Bar
-from .entry import Entry
+from .entry import Entry, digest
 from .row import as_line
 
 
@@ -83,7 +83,8 @@ def _check_output(given: argparse.Namespace) -> None:
 def _work(given: argparse.Namespace) -> int:
     _check_output(given)
     options = _checked(given)
-    header = {"wvad": __version__, "profile": given.profile, "model": given.model, "channel": options["channel"], "settings": dict(given.set)}
+    header = {"wvad": __version__, "profile": given.profile, "model": given.model, "model_sha256": task.sum_of_model(given.model),
+              "channel": options["channel"], "settings": dict(given.set)}
     recordings = manifest.recordings_of(given.recordings) if given.recordings else {}
     entries = inputs.entries(given.input, recordings)
     if given.shards is not None:
@@ -91,7 +92,7 @@ def _work(given: argparse.Namespace) -> int:
     if given.output.exists() and not given.force:
         raise errors.ArgumentError(f"{given.output}: exists already; --force replaces it")
     listed = list(entries)
-    bad = local.into_file(listed, given.output, as_line(header), options, _jobs(given), given.quiet)
+    bad = local.into_file(listed, given.output, as_line({**header, "recordings_sha256": digest(listed)}), options, _jobs(given), given.quiet)
     return _say(given, given.output, len(listed), bad)
 
 

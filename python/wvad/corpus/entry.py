@@ -2,8 +2,9 @@
 """What a corpus is made of: recordings, and pieces of such."""
 from __future__ import annotations
 
+import hashlib
 import json
-from typing import Any, Dict, NamedTuple, Optional, Tuple
+from typing import Any, Dict, Iterable, NamedTuple, Optional, Tuple
 
 
 class Piece(NamedTuple):
@@ -37,6 +38,14 @@ class Entry(NamedTuple):
 def to_line(entry: Entry) -> bytes:
     """An entry as a line of JSON, in ASCII: a path may be no UTF-8."""
     return json.dumps([entry.name, entry.path, entry.more, entry.trouble, entry.piece]).encode("ascii") + b"\n"
+
+
+def digest(entries: Iterable[Entry]) -> str:
+    """What two lists have in common only where every entry is the same: the SHA-256 of their lines."""
+    found = hashlib.sha256()
+    for entry in entries:
+        found.update(to_line(entry))
+    return found.hexdigest()
 
 
 def of_line(line: bytes) -> Entry:

@@ -57,7 +57,7 @@ class Part:
         self._file.seek(0)
         begun = self._file.read(len(header))
         if not header.startswith(begun):
-            raise self._refusal("was made by another version or with other settings")
+            raise self._refusal(_difference(begun, header))
         if begun != header:
             self._file.truncate(0)
             self._file.write(header)
@@ -112,3 +112,14 @@ class Part:
 
     def __exit__(self, *exception: Any) -> None:
         self.close()
+
+
+def _difference(begun: bytes, header: bytes) -> str:
+    """What says of a header that is another one why it is."""
+    try:
+        one, other = json.loads(begun.splitlines()[0]), json.loads(header)
+        differ = {name for name in {*one, *other} if one.get(name) != other.get(name)}
+    except (ValueError, TypeError, IndexError):
+        differ = set()
+    return {frozenset({"recordings_sha256"}): "was made of other recordings, or of other pieces of them",
+            frozenset({"model_sha256"}): "was made with another model of this name"}.get(frozenset(differ), "was made by another version or with other settings")

@@ -93,7 +93,7 @@ class Plan:
         shards = [shard.facts() for shard in self.shards()]
         totals = {name: sum(one[name] for one in shards) for name in ("recordings", "errors", "sentences", "bytes")}
         totals["duration"] = round(sum(one["duration"] for one in shards), 6)
-        whole = {**self.given.header, "form": self.given.form, **totals, "shards": shards}
+        whole = {**self.given.header, "recordings_sha256": _sha256(*(shard.listed for shard in self.shards())), "form": self.given.form, **totals, "shards": shards}
         write_whole(self.folder / "SHA256SUMS", "".join(f"{one['sha256']}  {one['name']}\n" for one in shards).encode("ascii"), self.work)
         write_whole(self.folder / "manifest.json", json.dumps(whole, indent=1, ensure_ascii=False).encode("utf-8", "backslashreplace") + b"\n",
                     self.work)
@@ -107,11 +107,12 @@ class Shard:
         self.plan, self.number, self.first, self.count = plan, number, first, count
         self._base = plan.work / f"{number:05}"
         self._facts = Path(f"{self._base}.json")
+        self.listed = Path(f"{self._base}.list")
         self.out = plan.folder / f"shard-{number:05}{FORMS[plan.given.form]}"
 
     def entries(self) -> List[Entry]:
         """Its recordings."""
-        with open(f"{self._base}.list", "rb") as file:
+        with open(self.listed, "rb") as file:
             return [of_line(line) for line in file]
 
     def is_done(self) -> bool:
@@ -151,11 +152,13 @@ def _heard(rows: Path) -> Facts:
     return {"sentences": sentences, "duration": round(duration, 6)}
 
 
-def _sha256(path: Path) -> str:
+def _sha256(*paths: Path) -> str:
+    """Of files one behind the other."""
     found = hashlib.sha256()
-    with open(path, "rb") as file:
-        for block in iter(lambda: file.read(1 << 20), b""):
-            found.update(block)
+    for path in paths:
+        with open(path, "rb") as file:
+            for block in iter(lambda: file.read(1 << 20), b""):
+                found.update(block)
     return found.hexdigest()
 
 
@@ -165,8 +168,8 @@ def begin(folder: Path, given: Given, entries: Iterable[Entry]) -> Plan:
     if (work / "plan.json").exists():
         plan = Plan(folder)
         if json.dumps(plan.given) != json.dumps(given):
-            raise errors.ArgumentError(f"{shown(str(folder))}: was begun by another version, with other settings or with other recordings; delete it, or "
-                                       "give another name")
+            raise errors.ArgumentError(f"{shown(str(folder))}: was begun by another version, with another model, with other settings or with other recordings; "
+                                       "delete it, or give another name")
         return plan
     counts = [_write_list(work / f"{number:05}.list", some) for number, some in _cut(entries, given.size)]
     write_whole(work / "plan.json", json.dumps({"given": given, "counts": counts, "cwd": os.getcwd()}).encode("ascii"), work)

@@ -9,10 +9,11 @@ It may be ended at any moment: the next one goes on behind its last whole row. E
 from __future__ import annotations
 
 import argparse
+import hashlib
 import os
 import sys
 from pathlib import Path
-from typing import List
+from typing import List, Optional
 
 from .. import __version__, errors
 from .plan import Facts, Plan
@@ -34,6 +35,13 @@ def make(plan: Plan, number: int) -> Facts:
     return shard.facts()
 
 
+def sum_of_model(model: Optional[str]) -> Optional[str]:
+    """The SHA-256 of a model that is a file; None for one that came with this version, which says what it is. Raises OSError."""
+    if model is None or os.sep not in model and not model.endswith(".bin"):
+        return None
+    return hashlib.sha256(Path(model).read_bytes()).hexdigest()
+
+
 def enter(folder: Path) -> Plan:
     """The run in `folder`, from its own working folder. Raises StateError where this installation or machine is not like the one that began it."""
     plan = Plan(folder)
@@ -43,6 +51,9 @@ def enter(folder: Path) -> Plan:
         os.chdir(plan.cwd)
     except OSError as trouble:
         raise errors.StateError(f"{plan.cwd}: the folder where the run was begun is not on {os.uname().nodename}: {trouble.strerror}") from None
+    header = plan.given.header
+    if sum_of_model(header["model"]) != header["model_sha256"]:
+        raise errors.StateError(f"{header['model']} on {os.uname().nodename} is not the model that the run was begun with")
     return plan
 
 
