@@ -91,6 +91,24 @@ class Corpus(CorpusTest):
         os.remove("out.jsonl.part")
         self.assertEqual(sorted(os.listdir()), ["empty", "talks"])
 
+    def test_an_output_that_is_an_input_is_refused_with_force_too(self):
+        self.talks(1)
+        Path("list.txt").write_text("talks/00.wav\n", encoding="utf-8")
+        os.link("talks/00.wav", "linked.wav")
+        before = [Path(name).read_bytes() for name in ("talks/00.wav", "list.txt")]
+        for inputs_, out in ((["talks"], "talks/00.wav"), (["talks"], "linked.wav"), (["list.txt"], "list.txt"), (["list.txt"], "talks/00.wav"),
+                             (["talks", "--recordings", "list.jsonl"], "list.jsonl")):
+            Path("list.jsonl").write_text('{"id": "a"}\n', encoding="utf-8")
+            self.assertRegex(self.command(*inputs_, "--force", code=2, output=out), f"{out}: is an input of this run")
+        self.assertEqual([Path(name).read_bytes() for name in ("talks/00.wav", "list.txt")], before)
+        self.assertEqual(sorted(os.listdir()), ["linked.wav", "list.jsonl", "list.txt", "talks"])
+
+    def test_an_output_that_can_be_none_is_refused_at_once(self):
+        self.talks(1)
+        for out, words in (("", "-o '': expected a name"), ("-", "-o '-': expected a name"), ("talks", "talks: is a folder; -o names a file")):
+            self.assertRegex(self.command("talks", "--force", code=2, output=out), words)
+        self.assertEqual(os.listdir(), ["talks"])
+
     def test_what_nobody_expected_is_no_run_that_is_done(self):
         for environment in ({}, {"WVAD_TRACEBACK": "1"}):
             said = io.StringIO()

@@ -80,6 +80,24 @@ class Shards(CorpusTest):
         self.assertEqual(Path("out/shard-00001.jsonl").read_bytes(), rows[0].replace(b'"kind"', b'"mine"') + rows[1])
         self.assertEqual(Path("out/shard-00000.jsonl").read_bytes(), wanted["shard-00000.jsonl"])
 
+    def test_a_shard_that_was_damaged_since_is_made_again(self):
+        self.sharded("talks", "--shard-size", 2, folder="wanted")
+        for damaged in (b"", b"#" * len(Path("wanted/shard-00000.jsonl").read_bytes())):  # one of another size, one of the same
+            self.begun("talks", "--shard-size", 2)
+            begun = plan.Plan(Path("out").absolute())
+            task.make(begun, 0)
+            task.make(begun, 2)
+            Path("out/shard-00000.jsonl").write_bytes(damaged)
+            self.sharded("talks", "--shard-size", 2)
+            self.assertEqual(files_in("out"), files_in("wanted"))
+            shutil.rmtree("out")
+
+    def test_a_result_that_is_an_input_is_not_replaced(self):
+        self.sharded("talks")
+        before = files_in("out")
+        self.assertRegex(self.sharded("out/shard-00000.jsonl", "--force", code=2), "shard-00000.jsonl: is an input of this run")
+        self.assertEqual(files_in("out"), before)
+
     def begun(self, *arguments):
         """A run that has its plan and nothing else. Gives what is kept of what was asked for."""
         script = ("import sys; from unittest import mock; from wvad.corpus import command, local\n"

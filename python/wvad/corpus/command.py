@@ -6,8 +6,9 @@ import argparse
 import os
 import sys
 import traceback
+from contextlib import suppress
 from pathlib import Path
-from typing import Any, Dict, Iterator, List, Optional, Tuple
+from typing import Any, Dict, Iterable, Iterator, List, Optional, Tuple
 
 from .. import __version__, errors, settings
 from ..model import Model
@@ -32,8 +33,8 @@ def _parse(arguments: Optional[List[str]]) -> argparse.Namespace:
                                             "130 interrupted; the same command goes on.")
     parser.add_argument("input", nargs="+", help="a recording, a folder (walked), a list of names (.txt) or a manifest (.jsonl, .jsonl.gz)")
     outputs = parser.add_mutually_exclusive_group(required=True)
-    outputs.add_argument("-o", "--output", type=Path, help="file of JSON lines, which must not exist yet")
-    outputs.add_argument("--shards", type=Path, metavar="FOLDER", help="folder of many such files, with their sums and a manifest")
+    outputs.add_argument("-o", "--output", help="file of JSON lines, which must not exist yet")
+    outputs.add_argument("--shards", metavar="FOLDER", help="folder of many such files, with their sums and a manifest")
     parser.add_argument("--shard-size", type=int, metavar="COUNT", help="recordings in a shard (default: 1000)")
     parser.add_argument("--columns", action="store_true", help="shards are columns (.npz) for tables, not JSON lines")
     parser.add_argument("--recordings", type=Path, metavar="MANIFEST", help="recordings that rows of the input name by their recording_id")
@@ -66,7 +67,12 @@ def _checked(given: argparse.Namespace) -> Dict[str, Any]:
 
 
 def _check_output(given: argparse.Namespace) -> None:
-    """Raises ArgumentError for options that do not go together."""
+    """Raises ArgumentError for outputs that can be none, and options that do not go together."""
+    for name, out in (("-o", given.output), ("--shards", given.shards)):
+        if out in ("", "-"):
+            raise errors.ArgumentError(f"{name} {out!r}: expected a name; rows are written to a file, so that a run can go on with them")
+    if given.output is not None and os.path.isdir(given.output):
+        raise errors.ArgumentError(f"{given.output}: is a folder; -o names a file, --shards a folder")
     for name in ("dask", "slurm", "shard_size", "columns"):
         if getattr(given, name) not in (None, False) and given.shards is None:
             raise errors.ArgumentError(f"--{name.replace('_', '-')} is for shards: give --shards FOLDER in place of -o")
@@ -85,32 +91,58 @@ def _work(given: argparse.Namespace) -> int:
     options = _checked(given)
     header = {"wvad": __version__, "profile": given.profile, "model": given.model, "model_sha256": task.sum_of_model(given.model),
               "channel": options["channel"], "settings": dict(given.set)}
+    out = Path(given.output if given.shards is None else given.shards)
     recordings = manifest.recordings_of(given.recordings) if given.recordings else {}
     entries = inputs.entries(given.input, recordings)
     if given.shards is not None:
-        return _into_shards(given, header, options, entries)
-    if given.output.exists() and not given.force:
-        raise errors.ArgumentError(f"{given.output}: exists already; --force replaces it")
+        return _into_shards(given, out, header, options, entries)
+    if out.exists() and not given.force:
+        raise errors.ArgumentError(f"{out}: exists already; --force replaces it")
     listed = list(entries)
-    bad = local.into_file(listed, given.output, as_line({**header, "recordings_sha256": digest(listed)}), options, _jobs(given), given.quiet)
-    return _say(given, given.output, len(listed), bad)
+    _spare(_files_named(given), [out])
+    _spare((path for one in listed for path in one.paths()), [out])
+    bad = local.into_file(listed, out, as_line({**header, "recordings_sha256": digest(listed)}), options, _jobs(given), given.quiet)
+    return _say(given, out, len(listed), bad)
 
 
 def _jobs(given: argparse.Namespace) -> int:
     return given.jobs or len(os.sched_getaffinity(0))
 
 
-def _into_shards(given: argparse.Namespace, header: Dict[str, Any], options: Dict[str, Any], entries: Iterator[Entry]) -> int:
-    folder = given.shards.absolute()
+def _files_named(given: argparse.Namespace) -> List[str]:
+    return [*given.input, *filter(None, (given.recordings, given.model))]
+
+
+def _spare(inputs: Iterable[Any], outputs: Iterable[Path]) -> None:
+    """Raises ArgumentError where an output would replace a file that is an input, under whatever name."""
+    there = {}
+    for out in outputs:
+        with suppress(OSError):
+            found = out.stat()
+            there[found.st_dev, found.st_ino] = out
+    for name in inputs if there else ():
+        with suppress(OSError, ValueError):
+            found = os.stat(name)
+            if (found.st_dev, found.st_ino) in there:
+                break
+    else:
+        return
+    raise errors.ArgumentError(f"{there[found.st_dev, found.st_ino]}: is an input of this run, which --force does not replace either")
+
+
+def _into_shards(given: argparse.Namespace, out: Path, header: Dict[str, Any], options: Dict[str, Any], entries: Iterator[Entry]) -> int:
+    folder = out.absolute()
     with folders.held(folder):
         if (folder / "manifest.json").exists():
             if not given.force:
                 raise errors.ArgumentError(f"{given.shards}: is done already; --force replaces it")
+            _spare(_files_named(given), [*folders.results(folder), folder / "manifest.json", folder / "SHA256SUMS"])
             folders.clear(folder)
         named = [os.path.abspath(name) for name in [*given.input, *([given.recordings] if given.recordings else [])]]
         wanted = plan.Given(header, options, "columns" if given.columns else "jsonl", given.shard_size or 1000, named)
         begun = plan.begin(folder, wanted, entries)
         os.chdir(begun.cwd)  # names of the input start there
+        begun.drop_damaged()
         bar = Bar(*begun.done(), given.quiet)
         try:
             if given.dask:
@@ -122,7 +154,7 @@ def _into_shards(given: argparse.Namespace, header: Dict[str, Any], options: Dic
         finally:
             bar.clear()
         whole = begun.finish()
-    return _say(given, given.shards, whole["recordings"], whole["errors"])
+    return _say(given, out, whole["recordings"], whole["errors"])
 
 
 def _say(given: argparse.Namespace, out: Path, count: int, bad: int) -> int:

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import hashlib
 import json
-from typing import Any, Dict, Iterable, NamedTuple, Optional, Tuple
+from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Tuple
 
 
 class Piece(NamedTuple):
@@ -29,6 +29,10 @@ class Entry(NamedTuple):
     more: Optional[Dict[str, Any]] = None
     trouble: str = ""
     piece: Optional[Piece] = None
+
+    def paths(self) -> List[str]:
+        """The files that are read for it."""
+        return [file for file, _ in self.piece.parts] if self.piece is not None and self.piece.parts else [self.path]
 
     def begin_row(self) -> Dict[str, Any]:
         """What its row has in any case."""

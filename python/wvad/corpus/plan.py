@@ -88,6 +88,13 @@ class Plan:
         whole = [shard.facts() for shard in self.shards() if shard.number not in missing]
         return sum(self.counts), sum(one["recordings"] for one in whole), sum(one["errors"] for one in whole)
 
+    def drop_damaged(self) -> None:
+        """Takes shards that are whole and not as they were made out of the run; they are missing then."""
+        missing = {shard.number for shard in self.missing()}
+        for shard in self.shards():
+            if shard.number not in missing:
+                shard.drop_damaged()
+
     def finish(self) -> Facts:
         """Writes sums and manifest over all shards, which have to be there. Gives the manifest."""
         shards = [shard.facts() for shard in self.shards()]
@@ -123,6 +130,17 @@ class Shard:
         """What is known of one that is whole: name, recordings, errors, sentences, duration (in seconds), bytes, sha256."""
         found: Facts = json.loads(self._facts.read_bytes())
         return found
+
+    def drop_damaged(self) -> None:
+        """Removes it where size or sum are not those of its facts. It has to be whole."""
+        try:
+            facts = self.facts()
+            same = self.out.stat().st_size == facts["bytes"] and _sha256(self.out) == facts["sha256"]
+        except (ValueError, TypeError, KeyError):
+            same = False
+        if not same:
+            self._facts.unlink()
+            self.out.unlink()
 
     def open(self, entries: List[Entry], wait: bool = False) -> Part:
         """Its rows so far; raises as Part."""
