@@ -94,7 +94,7 @@ class IntoAFile(CorpusTest):
     def test_one_kill_after_the_other_still_comes_to_the_end(self):
         line = 1
         while killed_at(line, self.arguments) and self.result() is None:
-            line += 1
+            line += self.step
         self.assertEqual(self.result(), self.whole)
 
 
