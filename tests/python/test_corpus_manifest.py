@@ -113,6 +113,27 @@ class Manifest(CorpusTest):
         self.assertRegex(rows[1]["error"], "there is no recording 'r2'; --recordings")
         self.assertRegex(self.heard(spoken, code=1)[0]["error"], "there is no recording 'r1'; --recordings")
 
+    def test_a_line_that_is_no_text_is_a_row_and_a_byte_order_mark_is_none(self):
+        Path("set.jsonl").write_bytes(b'\xef\xbb\xbf{"wav": "talk.wav"}\r\n{"wav": "caf\xe9.wav"}\n{"wav": "talk.wav"}\n')
+        self.command("set.jsonl", code=1)
+        first, second, third = self.rows()[1:]
+        self.assertEqual((len(first["sentences"]), second["error"], len(third["sentences"])), (3, "set.jsonl:2: is not UTF-8", 3))
+        Path("list.txt").write_bytes(b"\xef\xbb\xbftalk.wav\n")
+        self.command("list.txt", output="more.jsonl")
+
+    def test_what_is_no_number_is_null(self):
+        row = self.heard({"wav": "talk.wav", "score": float("nan"), "more": [float("-inf"), 1.5, {"x": float("inf")}]})[0]
+        self.assertEqual(row["manifest"], {"score": None, "more": [None, 1.5, {"x": None}]})
+
+    def test_ids_are_texts_or_numbers_and_each_is_there_once(self):
+        of = {"sources": [{"type": "file", "channels": [0], "source": "talk.wav"}]}
+        self.manifest("recordings.jsonl", {"id": 7, **of}, {"id": "b", **of})
+        rows = self.heard({"recording_id": 7, "duration": 3}, {"recording_id": "7"}, {"recording_id": True}, code=1, arguments=["--recordings", "recordings.jsonl"])
+        self.assertEqual([len(row.get("sentences", ())) for row in rows], [1, 3, 0])
+        for last, words in (({"id": "7", **of}, "3: an earlier row has the id '7' too"), ({"id": None, **of}, "3: is no row"), (of, "3: is no row")):
+            self.manifest("recordings.jsonl", {"id": 7, **of}, {"id": "b", **of}, last)
+            self.assertRegex(self.command("set.jsonl", "--recordings", "recordings.jsonl", code=2, output="more.jsonl"), f"recordings.jsonl:{words}")
+
     def test_names_of_sources_start_beside_the_manifest_or_at_the_working_folder(self):
         Path("deep").mkdir()
         self.wave("deep/talk.wav", bursts(4, [(1, 2)]))

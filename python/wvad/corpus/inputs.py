@@ -41,7 +41,7 @@ def _of(given: str, recordings: manifest.Recordings) -> Iterator[Entry]:
     elif path.name.lower().endswith(manifest.ENDINGS):
         yield from manifest.entries_of(path, recordings)
     elif path.suffix.lower() in _LISTS:
-        with open(path, encoding="utf-8", errors="surrogateescape") as lines:
+        with open(path, encoding="utf-8-sig", errors="surrogateescape") as lines:
             for line in lines:
                 name = line.rstrip("\n")
                 if name.strip():

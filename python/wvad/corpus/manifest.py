@@ -17,6 +17,7 @@ import json
 import math
 import os
 import zlib
+from codecs import BOM_UTF8
 from pathlib import Path
 from typing import Any, Dict, Iterator, List, Mapping, Optional, Tuple
 
@@ -34,27 +35,41 @@ class _Refused(Exception):
     """Why a row cannot be served."""
 
 
-def _lines(path: Path) -> Iterator[Tuple[int, str]]:
-    """Lines that hold something, with their numbers from 1. Raises OSError; AudioFileError for what is no text."""
+def _lines(path: Path) -> Iterator[Tuple[int, bytes]]:
+    """Lines that hold something, with their numbers from 1. Raises OSError; AudioFileError for what is not compressed as it says."""
     try:
-        with (gzip.open if path.suffix.lower() == ".gz" else open)(path, "rt", encoding="utf-8") as file:  # type: ignore[operator]
+        with (gzip.open if path.suffix.lower() == ".gz" else open)(path, "rb") as file:  # type: ignore[operator]
             for number, line in enumerate(file, 1):
+                line = line[len(BOM_UTF8):] if number == 1 and line.startswith(BOM_UTF8) else line
                 if line.strip():
                     yield number, line
-    except (UnicodeDecodeError, EOFError, gzip.BadGzipFile, zlib.error) as trouble:
+    except (EOFError, gzip.BadGzipFile, zlib.error) as trouble:
         raise errors.AudioFileError(f"{shown(str(path))}: {trouble}") from None
+
+
+def _id(given: Any) -> str:
+    """An id as it is looked for: text, or a whole number by its digits. Raises ValueError for others."""
+    if isinstance(given, bool) or not isinstance(given, (str, int)):
+        raise ValueError
+    return str(given)
 
 
 def recordings_of(path: Path) -> Dict[str, Tuple[Dict[str, Any], Path]]:
     """The rows of a manifest of recordings by their `id`, each with the folder of the manifest. Raises as entries_of, and ArgumentError for a row
-    that is none."""
-    found = {}
+    that is none and for an id that another row has."""
+    found: Dict[str, Tuple[Dict[str, Any], Path]] = {}
     for number, line in _lines(path):
+        where = f"{shown(str(path))}:{number}"
         try:
-            row = json.loads(line)
-            found[row["id"]] = (row, path.parent)
+            row = json.loads(line.decode("utf-8"))
+            name = _id(row["id"])
+        except UnicodeDecodeError:
+            raise errors.ArgumentError(f"{where}: is not UTF-8") from None
         except (ValueError, TypeError, KeyError, RecursionError):
-            raise errors.ArgumentError(f"{shown(str(path))}:{number}: is no row of a recording: it has no id") from None
+            raise errors.ArgumentError(f"{where}: is no row of a recording: it has no id") from None
+        if name in found:
+            raise errors.ArgumentError(f"{where}: an earlier row has the id {name!r} too")
+        found[name] = (row, path.parent)
     return found
 
 
@@ -65,7 +80,7 @@ def entries_of(path: Path, recordings: Recordings) -> Iterator[Entry]:
         name = where
         more: Optional[Dict[str, Any]] = None
         try:
-            row = json.loads(line)
+            row = json.loads(line.decode("utf-8"))
             if not isinstance(row, dict):
                 raise ValueError
             key = next((one for one in NAMED_BY if row.get(one) and isinstance(row[one], (str, list))), None)
@@ -77,6 +92,8 @@ def entries_of(path: Path, recordings: Recordings) -> Iterator[Entry]:
             else:
                 more = {"manifest": row}
                 yield _nested(row, path.parent, recordings, more)
+        except UnicodeDecodeError:
+            yield Entry(where, "", trouble=f"{where}: is not UTF-8")
         except (ValueError, RecursionError):
             yield Entry(where, "", trouble=f"{where}: is no JSON object")
         except _Refused as trouble:
@@ -110,10 +127,11 @@ def _nested(row: Dict[str, Any], folder: Path, recordings: Recordings, more: Opt
     if isinstance(row.get("tracks"), list):
         raise _Refused("a mixture of several recordings (tracks) cannot be heard before it is mixed")
     recording = row.get("recording")
-    if recording is None and isinstance(row.get("recording_id"), str):
-        if row["recording_id"] not in recordings:
-            raise _Refused(f"there is no recording {row['recording_id']!r}; --recordings names the manifest that has it")
-        recording, folder = recordings[row["recording_id"]]
+    name = row.get("recording_id")
+    if recording is None and isinstance(name, (str, int)) and not isinstance(name, bool):
+        if _id(name) not in recordings:
+            raise _Refused(f"there is no recording {name!r}; --recordings names the manifest that has it")
+        recording, folder = recordings[_id(name)]
     if not isinstance(recording, dict) or "sources" not in recording:
         raise _Refused(f"names no recording ({', '.join(NAMED_BY)}, sources, recording, recording_id)")
     _refuse_changes(row)

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import json
+import math
 import warnings
 from typing import Any, Dict
 
@@ -64,5 +65,18 @@ def rounded(value: Any) -> Any:
 
 
 def as_line(row: Row) -> bytes:
-    """A row as it is written: JSON in UTF-8."""
-    return json.dumps(row, ensure_ascii=False).encode("utf-8", "backslashreplace") + b"\n"
+    """A row as it is written: JSON in UTF-8. What is no number there (a manifest may say NaN or Infinity) is null."""
+    try:
+        text = json.dumps(row, ensure_ascii=False, allow_nan=False)
+    except ValueError:
+        text = json.dumps(_numbers(row), ensure_ascii=False)
+    return text.encode("utf-8", "backslashreplace") + b"\n"
+
+
+def _numbers(value: Any) -> Any:
+    """A value without floats that JSON cannot say."""
+    if isinstance(value, dict):
+        return {name: _numbers(one) for name, one in value.items()}
+    if isinstance(value, (list, tuple)):
+        return [_numbers(one) for one in value]
+    return None if isinstance(value, float) and not math.isfinite(value) else value
