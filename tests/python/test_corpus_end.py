@@ -49,7 +49,7 @@ class IntoAFile(CorpusTest):
     """Where the run stands is what its files are: a fork that is killed leaves them as a run does."""
 
     arguments = ["list.txt", "-o", "out", "-q"]
-    step = 25  # of the lines at which it is killed
+    step = 4  # of the lines at which it is killed
 
     def setUp(self):
         super().setUp()
@@ -111,7 +111,7 @@ class BrokenOff(IntoAFile):
 
 class IntoShards(IntoAFile):
     arguments = ["list.txt", "--shards", "out", "--shard-size", "2", "-q"]
-    step = 101
+    step = 17
 
     def result(self):
         if not Path("out/manifest.json").exists():
@@ -134,7 +134,7 @@ class IntoShards(IntoAFile):
 
 class IntoColumns(IntoShards):
     arguments = [*IntoShards.arguments, "--columns"]
-    step = 211
+    step = 37
 
 
 class Processes(CorpusTest):
