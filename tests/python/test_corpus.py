@@ -41,6 +41,7 @@ class Corpus(CorpusTest):
         self.assertEqual((bad["kind"], gone["kind"], folder["kind"]), ("AudioError", "AudioFileError", "AudioFileError"))
         self.assertRegex(gone["error"], "gone.wav: no such file")
         self.assertEqual((good["file"], len(good["sentences"])), ("caf\\xe9.wav", 1))
+        self.assertEqual((good["path_hex"], "path_hex" in bad), ("636166e92e776176", False))  # c a f 0xE9 . w a v
         self.assertRegex(cut["damage"], "cut short")
 
     def test_a_manifest_keeps_what_it_says(self):

@@ -1,10 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
 """What `wvad corpus` says while it works: a bar on a terminal, nothing but the last line elsewhere."""
 import contextlib
+import fcntl
 import io
 import os
 import pty
+import struct
 import subprocess
+import termios
 import unittest
 from pathlib import Path
 from unittest import mock
@@ -19,9 +22,10 @@ class Terminal(io.StringIO):
 
 
 class OnATerminal(CorpusTest):
-    def said(self, *arguments):
+    def said(self, *arguments, columns=80):
         """All that the command writes to a terminal as its standard error."""
         ours, its = pty.openpty()
+        fcntl.ioctl(its, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
         child = subprocess.Popen(corpus("-j", "1", *arguments, "-o", "out.jsonl"), stdout=subprocess.DEVNULL, stderr=its)
         os.close(its)
         parts = []
@@ -51,6 +55,12 @@ class OnATerminal(CorpusTest):
         Path("out.jsonl.part").write_bytes(b"".join(lines[:3]))
         self.assertIn(f"\r\x1b[K[{'#' * 15}{'-' * 15}] 2/4\r", self.said("talks"))
 
+    def test_on_a_narrow_terminal_the_bar_is_short_and_then_gone(self):
+        last = "4/4, 0:00 left, 1 with errors"  # 29 characters
+        for columns, shown in ((63, f"[{'#' * 30}] {last}"), (62, f"[{'#' * 29}] {last}"), (39, f"[{'#' * 6}] {last}"), (38, last), (30, last), (9, last[:8])):
+            self.assertEqual(self.said("talks", columns=columns).split("\r\x1b[K")[-2], shown, columns)
+            os.remove("out.jsonl")
+
     def test_quiet_is_quiet(self):
         self.assertEqual(self.said("talks", "-q"), "")
 
@@ -59,6 +69,14 @@ class OnATerminal(CorpusTest):
 
 
 class TheBar(unittest.TestCase):
+    def test_a_note_has_a_line_of_its_own(self):
+        for kind, shown in ((Terminal, f"\r\x1b[K[{'-' * 30}] 0/3\r\x1b[Kwvad corpus: waiting\n\r\x1b[K[{'-' * 30}] 0/3"), (io.StringIO, "wvad corpus: waiting\n")):
+            with mock.patch("sys.stderr", kind()) as written:
+                bar.Bar(3, 0, 0, False).say("waiting")
+                self.assertEqual(written.getvalue(), shown)
+                bar.Bar(3, 0, 0, True).say("waiting")
+                self.assertEqual(written.getvalue(), shown)
+
     def shown(self, *steps, total=7200):
         """What a bar over `total` recordings shows; steps are (seconds since its begin, recordings done, bad)."""
         terminal = Terminal()

@@ -116,6 +116,22 @@ class OnACluster(CorpusTest):
         subprocess.run(corpus("-j", 1, "talks", "--shards", "out", "--shard-size", 2, "-q"), check=True)
         self.assertEqual(files_in("out"), self.wanted)
 
+    def test_workers_that_are_all_gone_are_told_and_a_new_one_goes_on(self):
+        with Fifo("talks/deep/03.wav") as pipe:
+            child = self.start()
+            pipe.wait_for_reader()
+            for worker in self.workers:
+                worker.kill()
+                worker.wait()
+            self.assertEqual(child.stderr.readline(), "wvad corpus: there is no Dask worker; waiting for one\n")
+            pipe.drop_reader()
+            self.workers = [self.begin("worker", self.address, "--no-nanny", "--nthreads", "1", "--local-directory", self.cluster)]
+            pipe.wait_for_reader()
+            pipe.serve()
+            words = child.communicate()[1]
+        self.assertEqual((child.returncode, words), (0, "wvad corpus: there is a Dask worker; going on\nout: 7 recordings\n"))
+        self.assertEqual(files_in("out"), self.wanted)
+
     def test_a_shard_that_cannot_be_made_is_told_and_the_others_are_made(self):
         with Fifo("talks/deep/03.wav") as pipe:
             child = self.start()

@@ -2,10 +2,13 @@
 """How far a run is, in one line of a terminal that is written again and again; nothing at all where there is no terminal."""
 from __future__ import annotations
 
+import os
 import sys
+import threading
 import time
 
-_WIDTH = 30
+_WIDTH = 30  # of the bar itself; less, or none, on a narrow terminal
+_NARROWEST = 6
 _EACH_S = 0.1  # more often nobody sees it, and millions of lines cost
 
 
@@ -14,7 +17,9 @@ class Bar:
 
     def __init__(self, total: int, done: int, bad: int, quiet: bool) -> None:
         self._total, self._done, self._at_first, self._bad = total, done, done, bad
+        self._quiet = quiet
         self._shown = not quiet and sys.stderr.isatty()
+        self._line = threading.RLock()  # notes come from other threads
         self._began = self._told = time.monotonic()
         self._tell()
 
@@ -24,25 +29,47 @@ class Bar:
 
     def reach(self, done: int, bad: int) -> None:
         """So many are done."""
-        self._done, self._bad = done, bad
-        now = time.monotonic()
-        if done >= self._total or now - self._told >= _EACH_S:
-            self._told = now
+        with self._line:
+            self._done, self._bad = done, bad
+            now = time.monotonic()
+            if done >= self._total or now - self._told >= _EACH_S:
+                self._told = now
+                self._tell()
+
+    def say(self, words: str) -> None:
+        """Puts a line of its own above the bar, from any thread; on no terminal, too."""
+        if self._quiet:
+            return
+        with self._line:
+            self.clear()
+            print(f"wvad corpus: {words}", file=sys.stderr, flush=True)
             self._tell()
 
     def _tell(self) -> None:
         if not self._shown:
             return
-        full = _WIDTH * self._done // max(self._total, 1)
-        words = f"[{'#' * full}{'-' * (_WIDTH - full)}] {self._done}/{self._total}"
+        words = f"{self._done}/{self._total}"
         if self._done > self._at_first:
             words += f", {_clock((self._told - self._began) / (self._done - self._at_first) * (self._total - self._done))} left"
-        print(f"\r\x1b[K{words}{f', {self._bad} with errors' if self._bad else ''}", end="", file=sys.stderr, flush=True)
+        words += f", {self._bad} with errors" if self._bad else ""
+        room = _columns() - 1  # a line that fills the last column is two on some terminals, and stays
+        width = min(_WIDTH, room - len(words) - len("[] "))
+        full = width * self._done // max(self._total, 1)
+        picture = f"[{'#' * full}{'-' * (width - full)}] " if width >= _NARROWEST else ""
+        print(f"\r\x1b[K{f'{picture}{words}'[:max(room, 1)]}", end="", file=sys.stderr, flush=True)
 
     def clear(self) -> None:
         """Leaves the line empty."""
         if self._shown:
             print("\r\x1b[K", end="", file=sys.stderr, flush=True)
+
+
+def _columns() -> int:
+    """Of the terminal; 80 where it does not say."""
+    try:
+        return os.get_terminal_size(sys.stderr.fileno()).columns or 80
+    except (OSError, ValueError):
+        return 80
 
 
 def _clock(seconds: float) -> str:

@@ -12,8 +12,8 @@ from typing import Any, Dict, List
 
 import numpy as np
 
-_RECORDING = {"file": str, "error": str, "kind": str, "offset": np.float64, "rate": np.int32, "channels": np.int32, "duration": np.float64,
-              "damage": str, "note": str}
+_RECORDING = {"file": str, "path_hex": str, "error": str, "kind": str, "offset": np.float64, "rate": np.int32, "channels": np.int32,
+              "duration": np.float64, "damage": str, "note": str}
 _SENTENCE = {"channel": np.int32, "begin": np.float64, "end": np.float64, "level": np.float64, "snr": np.float64, "clipped": np.float64,
              "began_in_speech": np.bool_, "ended_in_speech": np.bool_}
 

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import hashlib
 import json
+import os
 from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Tuple
 
 
@@ -36,7 +37,13 @@ class Entry(NamedTuple):
 
     def begin_row(self) -> Dict[str, Any]:
         """What its row has in any case."""
-        return {"file": self.name, **(self.more or {})}
+        row = {"file": self.name, **(self.more or {})}
+        path = os.fsencode(self.path)
+        try:
+            path.decode("utf-8")
+        except UnicodeDecodeError:  # the name above writes such bytes as \xe9, which another file may have as four characters
+            row["path_hex"] = path.hex()
+        return row
 
 
 def to_line(entry: Entry) -> bytes:

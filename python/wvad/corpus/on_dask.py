@@ -17,9 +17,9 @@ import subprocess
 import sys
 import threading
 import uuid
-from contextlib import suppress
+from contextlib import contextmanager, suppress
 from pathlib import Path
-from typing import Any, Dict, List, Set
+from typing import Any, Dict, Iterator, List, Set
 
 from .. import errors
 from .bar import Bar
@@ -28,6 +28,7 @@ from .plan import Facts, Plan, Shard
 
 _ADDRESS = re.compile(r"([a-z]+://)?[^/\s]+:\d+")
 _CLOSE_S = 5  # for a farewell to a scheduler that may be gone
+_LOOK_S = 1.0  # whether there are workers
 _lock = threading.Lock()
 _working: Dict[str, Set["subprocess.Popen[str]"]] = {}  # on a worker: the processes of each run
 _ended: Set[str] = set()
@@ -86,13 +87,14 @@ def _make(distributed: Any, client: Any, shards: List[Shard], bar: Bar) -> None:
                for one in shards}
     failed: Dict[int, BaseException] = {}
     try:
-        for future in distributed.as_completed(list(futures), loop=client.loop):
-            trouble = future.exception()
-            if trouble is None:
-                facts = future.result()
-                bar.step(facts["recordings"], facts["errors"])
-            else:
-                failed[futures[future].number] = trouble
+        with _told_of_workers(client, bar):
+            for future in distributed.as_completed(list(futures), loop=client.loop):
+                trouble = future.exception()
+                if trouble is None:
+                    facts = future.result()
+                    bar.step(facts["recordings"], facts["errors"])
+                else:
+                    failed[futures[future].number] = trouble
     except (Exception, asyncio.CancelledError):
         raise  # the scheduler is gone, and with it who could end the tasks
     except BaseException:
@@ -107,6 +109,30 @@ def _make(distributed: Any, client: Any, shards: List[Shard], bar: Bar) -> None:
     if failed:
         first = min(failed)
         raise errors.StateError(f"{len(failed)} of {len(shards)} shards could not be made; the same command tries again. Shard {first}: {failed[first]}")
+
+
+@contextmanager
+def _told_of_workers(client: Any, bar: Bar) -> Iterator[None]:
+    """Meanwhile a line says when there is no worker, and when there is one again: the tasks wait for one without a word."""
+    over = threading.Event()
+
+    def look() -> None:
+        missed = False
+        while True:
+            with suppress(Exception, asyncio.CancelledError):  # a scheduler that is gone is told elsewhere
+                none = not client.scheduler_info()["workers"]
+                if none != missed:
+                    bar.say("there is no Dask worker; waiting for one" if none else "there is a Dask worker; going on")
+                    missed = none
+            if over.wait(_LOOK_S):
+                return
+
+    watcher = threading.Thread(target=look, daemon=True)
+    watcher.start()
+    try:
+        yield
+    finally:
+        over.set()
 
 
 def make(folder: str, number: int, run_id: str) -> Facts:
