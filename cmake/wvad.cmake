@@ -60,6 +60,10 @@ function(wvad_test name)
                                                    ${PROJECT_SOURCE_DIR}/tools)
   target_compile_definitions(wvad_${name}_test PRIVATE WVAD_TEST_DATA_DIR="${WVAD_TEST_ROOT}${PROJECT_SOURCE_DIR}/tests/data")
   target_link_libraries(wvad_${name}_test PRIVATE wvad_flags ${ARG_LIBS} GTest::gmock GTest::gtest GTest::gtest_main)
+  # What tests are made of takes compilers as long again when it is optimised with the sanitizers' checks in it; the code under test is.
+  if(WVAD_SANITIZE)
+    target_compile_options(wvad_${name}_test PRIVATE -O0)
+  endif()
   gtest_discover_tests(wvad_${name}_test TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
                        PROPERTIES TIMEOUT 300 LABELS "${ARG_LABELS}")
   # All that the thread sanitizer runs, as one target.
