@@ -6,6 +6,7 @@
 // Frames are computed as soon as their window is in the ring; a record leaves when the schedule says that the mean has seen enough frames.
 #include "frontend/float_front.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -20,6 +21,9 @@ namespace {
 
 constexpr int64_t kPcmRing = 409600;  // samples
 constexpr int32_t kFrameRing = 512;   // frames
+// Where a stream is read as it is written, the ring begins anew after this many samples, so that it stays in the caches. What is left
+// unread by then is moved, if it is no more than this.
+constexpr int64_t kRewindAt = 8192, kRewindMost = 2048;
 
 // Means of the training data, 24 values and then 40.
 constexpr float kPrior[kFbAll] = {
@@ -67,9 +71,11 @@ class FloatFront final : public CSignalProcess {
   int GetFeature(StaticFeatureFB* record, bool flush);
 
  private:
+  static constexpr int kMostAtOnce = 800 + (kFramesAtOnce - 1) * 160;
+
   int64_t Fill() const;
-  bool TakeFrame();
-  void ComputeNext();
+  void Rewind();
+  bool ComputeNext();
   bool Deliver(StaticFeatureFB* record, bool flush);
   int64_t Allowance(int32_t seen, bool flush) const;
   void SetMean(int32_t seen, float* mean) const;
@@ -89,7 +95,7 @@ class FloatFront final : public CSignalProcess {
   float afPrior[kFbAll];
   alignas(64) float afSum[kFbAll] = {};
   int32_t nFramesOut = 0, nFramesDone = 0;
-  AlignedBuffer<int16_t> pFrameSamples{800};
+  AlignedBuffer<int16_t> pFrameSamples{kMostAtOnce};  // a frame and those ahead of it, where the ring's end cuts them
   AlignedBuffer<float> pPitchRing{kFrameRing}, pAuxRing{kFrameRing};
   int32_t nCmnStart = kSchedules[0].nStart, nCmnMid = kSchedules[0].nMid, nCmnFull = kSchedules[0].nFull;
   int32_t nCmnRelease = kSchedules[0].nRelease;
@@ -110,6 +116,7 @@ void FloatFront::Reset(bool new_session) {
     nBaseFrames += nFramesDone;
   }
   nReadPos = nWritePos = 0;
+  ForgetFramesAhead();
   nFramesOut = nFramesDone = 0;
   tracker.Reset();
   BuildBanks();
@@ -145,6 +152,7 @@ int FloatFront::SetParameter(const char* param, const char* value) {
       break;
     case 5:
       if (number != 0) bK4Energy = 1;  // there is no way back: it is one for the life of the front end
+      ForgetFramesAhead();
       break;
     case 6:
       bPitch = number != 0;
@@ -172,7 +180,16 @@ int64_t FloatFront::Fill() const {
   return fill < 0 ? fill + kPcmRing : fill;
 }
 
+void FloatFront::Rewind() {
+  const int64_t left = nWritePos - nReadPos;
+  if (nReadPos < kRewindAt || left < 0 || left > kRewindMost) return;
+  std::memcpy(pPcm.data(), pPcm.data() + nReadPos, static_cast<size_t>(left) * sizeof(int16_t));
+  nReadPos = 0;
+  nWritePos = left;
+}
+
 int FloatFront::AppendData(const int16_t* samples, int count) {
+  Rewind();
   if (Fill() + count >= kPcmRing) {
     WVAD_LOG_ERROR("ORVAFloatFrontAppendData | PCMBUFFER is full!");
     return LogErrorLine("ORVAFE_ERRID_BUFFERFULL", ORVAFE_ERRID_BUFFERFULL);
@@ -190,36 +207,40 @@ int FloatFront::AppendData(const int16_t* samples, int count) {
   return kFrontOk;
 }
 
-bool FloatFront::TakeFrame() {
+bool FloatFront::ComputeNext() {
   // Energy and banks look at the first half of the window, the pitch tracker alone at all of it.
-  const int32_t needed = nReadyFrames > 0 && !bPitch ? nWindow / 2 : nWindow;
-  if (Fill() < needed) return false;
+  const int32_t half = nWindow / 2;
+  const int32_t needed = nReadyFrames > 0 && !bPitch ? half : nWindow;
+  const int64_t fill = Fill();
+  if (fill < needed) return false;
+  const int32_t ahead = static_cast<int32_t>(std::min<int64_t>(kFramesAtOnce - 1, (fill - half) / nHop));
+  const int64_t wanted = std::max(needed, half + ahead * nHop);
   const int64_t to_end = kPcmRing - nReadPos;
-  const int64_t first = to_end < needed ? to_end : needed;
-  std::memcpy(pFrameSamples.data(), pPcm.data() + nReadPos, static_cast<size_t>(first) * sizeof(int16_t));
-  std::memcpy(pFrameSamples.data() + first, pPcm.data(), static_cast<size_t>(needed - first) * sizeof(int16_t));
+  const int16_t* samples = pPcm.data() + nReadPos;
+  if (to_end < wanted) {
+    std::memcpy(pFrameSamples.data(), samples, static_cast<size_t>(to_end) * sizeof(int16_t));
+    std::memcpy(pFrameSamples.data() + to_end, pPcm.data(), static_cast<size_t>(wanted - to_end) * sizeof(int16_t));
+    samples = pFrameSamples.data();
+  }
   nReadPos += nHop;
   if (nReadPos > kPcmRing) nReadPos -= kPcmRing;
-  return true;
-}
 
-void FloatFront::ComputeNext() {
   const size_t slot = static_cast<size_t>(nFramesDone % kFrameRing);
   float* banks = pBanks.data() + slot * kFbAll;
-  pEnergy[slot] = ComputeFrame(pFrameSamples.data(), banks);
+  pEnergy[slot] = ComputeFrame(samples, ahead, banks);
   for (int i = 0; i < kFbAll; ++i) afSum[i] += banks[i];
   if (bPitch) {
-    tracker.Process(pFrameSamples.data());
+    tracker.Process(samples);
     pPitchRing[slot] = static_cast<float>(tracker.nF0) * 0.05f;
     pAuxRing[slot] = tracker.fCorr * 80.0f;
   }
   ++nFramesDone;
+  return true;
 }
 
 int FloatFront::GetFeature(StaticFeatureFB* record, bool flush) {
   if (Deliver(record, flush)) return kFrontOk;
-  while (TakeFrame()) {
-    ComputeNext();
+  while (ComputeNext()) {
     if (Deliver(record, flush)) return kFrontOk;
   }
   return nFramesDone == nFramesOut ? kFrontNone : kFrontPending;

@@ -28,6 +28,12 @@ class MelBank {
   // Of bin k: the number of filter centres at or below it, and the weight with which it enters the filter below.
   int bin(int k) const { return bin_[static_cast<size_t>(k)]; }
   float weight(int k) const { return weight_[static_cast<size_t>(k)]; }
+  // The weight with which bin k enters the filter above.
+  float rising_weight(int k) const { return rising_[static_cast<size_t>(k)]; }
+  int bins() const { return static_cast<int>(bin_.size()); }
+  // First bin of the stretch before centre j, for j from 0 to filters() + 1, where it is bins(). Filter f rises over stretch f and falls
+  // over the next.
+  int first_bin(int j) const { return first_[static_cast<size_t>(j)]; }
 
  private:
   int n_filters_ = 0;

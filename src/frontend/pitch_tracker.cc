@@ -14,6 +14,7 @@ namespace TSEG {
 namespace {
 
 constexpr int32_t kVector = 4;  // floats that the compiler handles at once
+constexpr int32_t kBlock = 8;   // candidates of loops::Places
 
 }  // namespace
 
@@ -26,10 +27,10 @@ CPitchTracker::CPitchTracker()
       hPlan16k(kMaxFftSize),
       hPlan8k(kMaxFftSize / 2),
       hPlan6k(kMaxFftSize / 2),
-      weighted_(kMaxHarmonics * kMaxUsedBin, RealFft::kAlignment) {
+      weighted_(kMaxHarmonics * kMaxUsedBin + kBlock, RealFft::kAlignment) {
   for (int32_t f0 = nMinF0; f0 < nMaxF0; f0 = static_cast<int32_t>(static_cast<float>(f0) * fF0Ratio)) pF0.push_back(f0);
   nCandidates = static_cast<int32_t>(pF0.size());
-  pScore.assign(pF0.size(), 0.0f);
+  pScore.assign((pF0.size() + kBlock - 1) / kBlock * kBlock, 0.0f);
   hPlan = &hPlan16k;
   BuildTables();
 }
@@ -78,8 +79,9 @@ void CPitchTracker::BuildTables() {
     const int32_t f0 = pF0[static_cast<size_t>(i)];
     while (harmonics * f0 > nMaxHarmonicHz) group_begin_[--harmonics] = i;
     for (int32_t h = 1; h <= harmonics; ++h) {
-      const int32_t bin = static_cast<int32_t>(static_cast<float>(h * f0) / fBinHz + 0.5f);
-      places_.push_back(static_cast<uint16_t>((h - 1) * kMaxUsedBin + bin));
+      const int32_t place = PlaceOf(h, f0);
+      const int32_t bin = place - (h - 1) * kMaxUsedBin;
+      places_.push_back(static_cast<uint16_t>(place));
       HarmonicRow& row = rows_[h - 1];
       row.first_bin = std::min(row.first_bin, bin / kVector * kVector);
       row.end_bin = std::max(row.end_bin, (bin / kVector + 1) * kVector);
@@ -90,6 +92,35 @@ void CPitchTracker::BuildTables() {
   for (const HarmonicRow& row : rows_) used_bins_ = std::max(used_bins_, row.end_bin);
   n_usable_ = 0;
   while (n_usable_ < nCandidates && pF0[static_cast<size_t>(n_usable_)] < pBinHz[nMaxBin]) ++n_usable_;
+  if (loops.sum_places != nullptr) BuildBlocks();
+}
+
+// Candidates are so close together that eight of them find one harmonic within eight bins, or in a few more places.
+void CPitchTracker::BuildBlocks() {
+  block_places_.clear();
+  block_counts_.clear();
+  for (int32_t block = 0; block < nCandidates; block += kBlock) {
+    const size_t before = block_places_.size();
+    const int32_t end = std::min(block + kBlock, nCandidates);
+    for (int32_t h = 1; h <= nHarmonics; ++h) {
+      for (int32_t i = block; i < end && h * pF0[static_cast<size_t>(i)] <= nMaxHarmonicHz;) {
+        const int32_t first = PlaceOf(h, pF0[static_cast<size_t>(i)]);
+        loops::Places places = {static_cast<uint16_t>(first), {-1, -1, -1, -1, -1, -1, -1, -1}};
+        for (; i < end && h * pF0[static_cast<size_t>(i)] <= nMaxHarmonicHz; ++i) {
+          const int32_t place = PlaceOf(h, pF0[static_cast<size_t>(i)]);
+          if (place - first >= kBlock) break;
+          places.lane[i - block] = static_cast<int8_t>(place - first);
+        }
+        block_places_.push_back(places);
+      }
+    }
+    block_counts_.push_back(static_cast<uint8_t>(block_places_.size() - before));
+  }
+}
+
+// Where the table of weighted magnitudes has harmonic h of a candidate.
+int32_t CPitchTracker::PlaceOf(int32_t h, int32_t f0) const {
+  return (h - 1) * kMaxUsedBin + static_cast<int32_t>(static_cast<float>(h * f0) / fBinHz + 0.5f);
 }
 
 void CPitchTracker::Reset() {
@@ -98,29 +129,12 @@ void CPitchTracker::Reset() {
 }
 
 void CPitchTracker::Process(const int16_t* samples) {
-  const int n = nWindow;
-  float* x = pRaw.data();
-  float* y = pFftIn.data();
-  const float* w = pHamming.data();
-  for (int i = 0; i < n; ++i) x[i] = static_cast<float>(samples[i]);
-  y[0] = x[0] * (1.0f - fPreEmphasis) * w[0];
-  for (int i = 1; i < n; ++i) y[i] = (x[i] - fPreEmphasis * x[i - 1]) * w[i];
-  hPlan->Execute(y, pSpectrum.data());
+  loops.take(samples, nWindow, 0.0f, pRaw.data());
+  loops.window(pRaw.data(), nWindow, fPreEmphasis, pHamming.data(), pFftIn.data());
+  hPlan->Execute(pFftIn.data(), pSpectrum.data());
 
   WeighMagnitudes();
-  const uint16_t* places = places_.data();
-  SumCandidates<12>(&places);
-  SumCandidates<11>(&places);
-  SumCandidates<10>(&places);
-  SumCandidates<9>(&places);
-  SumCandidates<8>(&places);
-  SumCandidates<7>(&places);
-  SumCandidates<6>(&places);
-  SumCandidates<5>(&places);
-  SumCandidates<4>(&places);
-  SumCandidates<3>(&places);
-  SumCandidates<2>(&places);
-  SumCandidates<1>(&places);
+  SumAllCandidates();
 
   // The buckets between the edges pBinHz[nMinBin] and pBinHz[nMaxBin] together hold the candidates from the first one up to n_usable_, and
   // the best of all buckets is the best of those, the lower one of equals. Scores are never negative.
@@ -147,9 +161,8 @@ void CPitchTracker::Process(const int16_t* samples) {
 }
 
 void CPitchTracker::WeighMagnitudes() {
-  const float* s = reinterpret_cast<const float*>(pSpectrum.data());
-  float* __restrict magnitude = pMagnitude.data();
-  for (int32_t k = 0; k < used_bins_; ++k) magnitude[k] = std::sqrt(s[2 * k] * s[2 * k] + s[2 * k + 1] * s[2 * k + 1]);
+  const float* magnitude = pMagnitude.data();
+  loops.magnitude(reinterpret_cast<const float*>(pSpectrum.data()), used_bins_, pMagnitude.data());
   float* __restrict out = weighted_.data();
   for (const HarmonicRow& row : rows_) {
     const float weight = row.weight;
@@ -158,6 +171,27 @@ void CPitchTracker::WeighMagnitudes() {
     }
     out += kMaxUsedBin;
   }
+}
+
+void CPitchTracker::SumAllCandidates() {
+  if (loops.sum_places != nullptr) {
+    loops.sum_places(weighted_.data(), block_places_.data(), block_counts_.data(), static_cast<int32_t>(block_counts_.size()),
+                     pScore.data());
+    return;
+  }
+  const uint16_t* places = places_.data();
+  SumCandidates<12>(&places);
+  SumCandidates<11>(&places);
+  SumCandidates<10>(&places);
+  SumCandidates<9>(&places);
+  SumCandidates<8>(&places);
+  SumCandidates<7>(&places);
+  SumCandidates<6>(&places);
+  SumCandidates<5>(&places);
+  SumCandidates<4>(&places);
+  SumCandidates<3>(&places);
+  SumCandidates<2>(&places);
+  SumCandidates<1>(&places);
 }
 
 // Sums of the candidates with exactly kHarmonics harmonics, each from its first harmonic up.

@@ -14,6 +14,7 @@
 
 #include "buffers/aligned_buffer.h"
 #include "frontend/fft.h"
+#include "frontend/loops/loops.h"
 
 namespace TSEG {
 
@@ -72,19 +73,23 @@ class CPitchTracker {
   int32_t nMinBin = 4, nMaxBin = 30;  // nMinF0 and nMaxF0 in bins, cut
 
   std::vector<int32_t> pF0;           // candidates in Hz, ascending
-  std::vector<float> pScore;          // their sums in the current frame
+  std::vector<float> pScore;          // their sums in the current frame, and room for whole vectors
   int32_t pBinHz[kBuckets + 1] = {};  // edges of the buckets
   AlignedBuffer<float> pRaw;          // the frame as floats
   AlignedBuffer<float> pFftIn;
   AlignedBuffer<std::complex<float>> pSpectrum;
   AlignedBuffer<float> pMagnitude;  // of the first kMaxUsedBin bins
   AlignedBuffer<float> pHamming;
+  const loops::Loops& loops = loops::LoopsOfThisProcessor();
   const RealFft* hPlan = nullptr;
   RealFft hPlan16k, hPlan8k, hPlan6k;
 
   // The summation reads a table of weighted magnitudes, one row a harmonic. Each candidate has a list of places in that table; candidates
   // with the same number of harmonics stand together, most harmonics first.
+  int32_t PlaceOf(int32_t h, int32_t f0) const;
+  void BuildBlocks();
   void WeighMagnitudes();
+  void SumAllCandidates();
   template <int kHarmonics>
   void SumCandidates(const uint16_t** places);
   struct HarmonicRow {
@@ -96,7 +101,10 @@ class CPitchTracker {
   AlignedBuffer<float> weighted_;
   std::vector<uint16_t> places_;
   int32_t group_begin_[kMaxHarmonics + 2] = {};  // [h]: first candidate with at most h harmonics
-  int32_t n_usable_ = 0;                         // candidates below the last bucket's end
+  // The same for loops that take eight candidates at once.
+  std::vector<loops::Places> block_places_;
+  std::vector<uint8_t> block_counts_;
+  int32_t n_usable_ = 0;  // candidates below the last bucket's end
 };
 
 }  // namespace TSEG

@@ -4,8 +4,39 @@
 #include "frontend/signal_process.h"
 
 #include <cmath>
+#include <cstddef>
 
 namespace TSEG {
+namespace {
+
+// Sums of the squares of `kFrames` frames of `n` values, which begin `stride` apart. A frame's sum runs in the order of its values.
+template <int kFrames, typename Value>
+void SumSquaresOf(const Value* frames, int stride, int n, float* sums) {
+  float sum[static_cast<size_t>(kFrames)] = {};
+  for (int i = 0; i < n; ++i) {
+    for (int f = 0; f < kFrames; ++f) {
+      const float v = static_cast<float>(frames[f * stride + i]);
+      sum[f] += v * v;
+    }
+  }
+  for (int f = 0; f < kFrames; ++f) sums[f] = sum[f];
+}
+
+template <typename Value>
+void SumSquares(const Value* frames, int count, int stride, int n, float* sums) {
+  switch (count) {
+    case 1:
+      return SumSquaresOf<1>(frames, stride, n, sums);
+    case 2:
+      return SumSquaresOf<2>(frames, stride, n, sums);
+    case 3:
+      return SumSquaresOf<3>(frames, stride, n, sums);
+    default:
+      return SumSquaresOf<4>(frames, stride, n, sums);
+  }
+}
+
+}  // namespace
 
 void BuildHamming(float* w, int n) {
   const float d = static_cast<float>(6.2831854820251465 / (n - 1));
@@ -17,7 +48,7 @@ void BuildHamming(float* w, int n) {
 
 CSignalProcess::CSignalProcess()
     : pHamming(kMaxFrameLen, RealFft::kAlignment),
-      pSamples(kMaxFftSize, RealFft::kAlignment),
+      pSamples(kFramesAtOnce * kMaxFrameLen, RealFft::kAlignment),
       pFftIn(kMaxFftSize, RealFft::kAlignment),
       pSpectrum(kMaxFftSize / 2 + 8, RealFft::kAlignment),
       pPower(kMaxFftSize / 2, RealFft::kAlignment),
@@ -52,19 +83,18 @@ void CSignalProcess::SetFrameRate(int rate) {
   fBinHz = static_cast<float>(nSampleRate) / static_cast<float>(nFftSize);
   pFftIn.clear_to_zero();
   BuildHamming(pHamming.data(), nFrameLen);
+  ForgetFramesAhead();
 }
 
 void CSignalProcess::BuildBanks() {
+  if (bank24.bins() == nFftSize / 2 && fBankHz == fBinHz) return;
+  fBankHz = fBinHz;
   bank24.Build(nFilters, nFftSize, fBinHz);
   bank40.Build(kFb40, nFftSize, fBinHz);
+  bothBanks.Build(bank24, bank40);
 }
 
-float CSignalProcess::K4Energy(const int16_t* samples, float sum) const {
-  float squares = 0.0f;
-  for (int i = 0; i < nFrameLen; ++i) {
-    const float v = static_cast<float>(samples[i]);
-    squares += v * v;
-  }
+float CSignalProcess::K4Energy(float squares, float sum) const {
   const float mean_square = sum * sum / static_cast<float>(nFrameLen);
   const float variance = squares - mean_square;
   const float raised = variance + 500000.0f;
@@ -72,44 +102,45 @@ float CSignalProcess::K4Energy(const int16_t* samples, float sum) const {
   return 10.0f * log;
 }
 
-float CSignalProcess::ComputeFrame(const int16_t* samples, float* banks) {
+void CSignalProcess::PrepareFrames(const int16_t* samples, int count) {
   const int n = nFrameLen;
-
-  // The sum of a frame stays within 400 * 2^15 < 2^24, where every whole number is a float: the integer sum is the single sum.
-  int32_t whole_sum = 0;
-  for (int i = 0; i < n; ++i) whole_sum += samples[i];
-  const float sum = static_cast<float>(whole_sum);
-
-  const float mean = bRemoveDc == 1 ? sum / static_cast<float>(n) : 0.0f;
-  float* x = pSamples.data();
-  for (int i = 0; i < n; ++i) x[i] = static_cast<float>(samples[i]) - mean;
-
-  float energy;
+  float sums[kFramesAtOnce];
+  for (int f = 0; f < count; ++f) {
+    // The sum of a frame stays within 400 * 2^15 < 2^24, where every whole number is a float: the integer sum is the single sum.
+    const int16_t* frame = samples + f * nFrameShift;
+    sums[f] = static_cast<float>(loops.sum(frame, n));
+    const float mean = bRemoveDc == 1 ? sums[f] / static_cast<float>(n) : 0.0f;
+    loops.take(frame, n, mean, pSamples.data() + f * kMaxFrameLen);
+  }
+  float squares[kFramesAtOnce];
   if (bK4Energy) {
-    energy = K4Energy(samples, sum);
+    SumSquares(samples, count, nFrameShift, n, squares);
   } else {
-    energy = 0.0f;
-    for (int i = 0; i < n; ++i) energy += x[i] * x[i];
-    if (energy != 0.0f) energy = std::log(energy);
-    fLogEnergy = energy;
+    SumSquares(pSamples.data(), count, kMaxFrameLen, n, squares);
   }
-
-  float* y = pFftIn.data();
-  const float* w = pHamming.data();
-  y[0] = x[0] * (1.0f - fPreEmphasis) * w[0];
-  for (int i = 1; i < n; ++i) y[i] = (x[i] - fPreEmphasis * x[i - 1]) * w[i];
-  hPlan->Execute(y, pSpectrum.data());
-
-  const float* s = reinterpret_cast<const float*>(pSpectrum.data());
-  float* p = pPower.data();
-  for (int k = 0; k < nFftSize / 2; ++k) p[k] = s[2 * k] * s[2 * k] + s[2 * k + 1] * s[2 * k + 1];
-
-  bank24.Apply(p, banks);
-  bank40.Apply(p, banks + kFb24);
-  for (int i = 0; i < kFbAll; ++i) {
-    const float floored = 1.0f > banks[i] ? 1.0f : banks[i];
-    banks[i] = std::log(floored);
+  for (int f = 0; f < count; ++f) {
+    if (bK4Energy) {
+      afEnergy[f] = K4Energy(squares[f], sums[f]);
+    } else {
+      afEnergy[f] = squares[f] != 0.0f ? std::log(squares[f]) : squares[f];
+    }
   }
+  nPrepared = count;
+  nUsed = 0;
+}
+
+float CSignalProcess::ComputeFrame(const int16_t* samples, int ahead, float* banks) {
+  if (nUsed == nPrepared) PrepareFrames(samples, ahead < kFramesAtOnce ? 1 + ahead : kFramesAtOnce);
+  const float* x = pSamples.data() + nUsed * kMaxFrameLen;
+  const float energy = afEnergy[nUsed];
+  ++nUsed;
+  if (!bK4Energy) fLogEnergy = energy;
+
+  loops.window(x, nFrameLen, fPreEmphasis, pHamming.data(), pFftIn.data());
+  hPlan->Execute(pFftIn.data(), pSpectrum.data());
+  loops.power(reinterpret_cast<const float*>(pSpectrum.data()), nFftSize / 2, pPower.data());
+  bothBanks.Apply(pPower.data(), banks);
+  loops.log(banks, kFbAll);
   return energy;
 }
 
