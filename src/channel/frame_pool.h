@@ -18,8 +18,9 @@
 namespace TSEG {
 
 // Hands out pieces of `stride` elements of `element_bytes` bytes and takes them back. Pieces are cut from blocks of `capacity` elements,
-// rounded down to a multiple of the stride (but never below one piece). A request is served from the current block while it lasts, then
-// from the released pieces, and last by a new block, which becomes the current one. Pieces are not cleared.
+// rounded down to a multiple of the stride (but never below one piece). A request is served from the released pieces, the last one first,
+// then from the current block while it lasts, and last by a new block, which becomes the current one: what frames come and go through stays
+// small and in the caches, and the rest of the block costs no memory. Pieces are not cleared.
 class FramePool {
  public:
   FramePool(int32_t capacity, int32_t stride, size_t element_bytes)
@@ -31,6 +32,11 @@ class FramePool {
   FramePool& operator=(const FramePool&) = delete;
 
   void* Take() {
+    if (!free_.empty()) {
+      void* piece = free_.back();
+      free_.pop_back();
+      return piece;
+    }
     for (;;) {
       Block& block = blocks_[current_];
       if (block.given < block.capacity) {
@@ -40,14 +46,9 @@ class FramePool {
       }
       if (current_ + 1 < blocks_.size()) {  // only after a re-cut of several blocks
         ++current_;
-        continue;
+      } else {
+        AddBlock();
       }
-      if (!free_.empty()) {
-        void* piece = free_.back();
-        free_.pop_back();
-        return piece;
-      }
-      AddBlock();
     }
   }
 
@@ -114,13 +115,13 @@ class FramePool {
   std::vector<void*> free_;
 };
 
-// Hands out records of type T, constructed 256 at a time, and takes them back. A record comes as its last user left it. The one given back
+// Hands out records of type T, constructed 32 at a time, and takes them back. A record comes as its last user left it. The one given back
 // last is handed out first, which keeps a short queue of frames within the processor's nearest memory. The first block is made by the
 // first request.
 template <typename T>
 class RecordPool {
  public:
-  static constexpr size_t kPerBlock = 256;
+  static constexpr size_t kPerBlock = 32;
 
   RecordPool() = default;
   RecordPool(const RecordPool&) = delete;

@@ -27,19 +27,26 @@ float PitchDifference(float f0, float f1, float f3, float f4) {
   return d + f4 * 0.75f;
 }
 
-// Reads the next frame of the front end into `pending`. Where the audio ends with this push, frames that wait for the mean are let go once
-// no other frame comes.
-bool ReadFrame(FrontEndChannel* channel) {
-  StaticFeatureFB* frame = channel->pFramePool.Take();
+// Reads the next frame of the front end. Where the audio ends with this push, frames that wait for the mean are let go once no other frame
+// comes.
+bool ReadInto(FrontEndChannel* channel, StaticFeatureFB* frame) {
   while (ORVAFloatFrontGetFeature(channel->hFront, frame, channel->bFlush ? 1 : 0) != kFrontOk) {
-    if (!channel->bPushLast || channel->bFlush) {
-      channel->pFramePool.Give(frame);
-      return false;
-    }
+    if (!channel->bPushLast || channel->bFlush) return false;
     channel->bFlush = true;
   }
-  channel->pending.push_back(frame);
   return true;
+}
+
+// The same into `pending`.
+bool ReadFrame(FrontEndChannel* channel) {
+  StaticFeatureFB* frame = channel->pFramePool.Take();
+  const bool read = ReadInto(channel, frame);
+  if (read) {
+    channel->pending.push_back(frame);
+  } else {
+    channel->pFramePool.Give(frame);
+  }
+  return read;
 }
 
 void AppendCopies(FrontEndChannel* channel, const StaticFeatureFB& frame, int copies) {
@@ -98,12 +105,9 @@ void SecondDifferences(FixSizeVec<DynamicFeatureFB>* frames, int32_t t) {
 bool Continue40(FrontEndChannel* channel) {
   for (;;) {
     if (channel->vecStatic.full()) return true;
-    if (!ReadFrame(channel)) return false;
+    if (!ReadInto(channel, &channel->vecStatic.spare())) return false;
+    channel->vecStatic.push_spare();
     ++channel->nFramesIn;
-    StaticFeatureFB* frame = channel->pending.front();
-    channel->vecStatic.push_back(*frame);
-    channel->pending.pop_front();
-    channel->pFramePool.Give(frame);
   }
 }
 

@@ -31,7 +31,7 @@ class FrontEndChannel {
 
   FrontHandle hFront = nullptr;
   PointerQueue<StaticFeatureFB> pending;    // frames that wait for their right context, oldest first
-  RecordPool<StaticFeatureFB> pFramePool;   // 256 records a block
+  RecordPool<StaticFeatureFB> pFramePool;   // 32 records a block
   FixSizeVec<DynamicFeatureFB> vecDynamic;  // finished 75-value frames, capacity 256
   FixSizeVec<StaticFeatureFB> vecStatic;    // finished 40-value frames, capacity 256
   int32_t nFramesIn = 0;                    // frames entered, edge copies included

@@ -12,13 +12,14 @@ void PowerTrack::Take(const uint8_t* chunk, uint32_t n_bytes, int32_t rate) {
   while (left > 0) {
     const uint32_t to_boundary = samples_per_frame - nEnergySamples % samples_per_frame;
     const uint32_t run = left < to_boundary ? left : to_boundary;
-    int64_t sum = 0;
-    for (uint32_t i = 0; i < run; ++i, at += 2) {
+    uint64_t sum = 0;
+    for (uint32_t i = 0; i < run; ++i) {
       int16_t x;
-      std::memcpy(&x, at, sizeof(x));
-      sum += static_cast<int32_t>(x) * static_cast<int32_t>(x);
+      std::memcpy(&x, at + 2 * i, sizeof(x));
+      sum += static_cast<uint32_t>(static_cast<int32_t>(x) * static_cast<int32_t>(x));
     }
-    fEnergyAcc += static_cast<double>(sum);
+    at += 2 * run;
+    fEnergyAcc += static_cast<double>(static_cast<int64_t>(sum));
     nEnergySamples += run;
     left -= run;
     if (nEnergySamples % samples_per_frame == 0) {

@@ -43,6 +43,19 @@ TEST(FixSizeVec, StreamIndexOutlivesTheWrap) {
   }
 }
 
+TEST(FixSizeVec, ElementsKeepTheirIndexWhenTheRingGrows) {
+  FixSizeVec<StaticFeatureFB> ring;
+  // From a head in the middle of the slots, so that the elements wrap at each size.
+  for (int i = 0; i < 11; ++i) ring.push_back(Static(static_cast<float>(i)));
+  for (int i = 0; i < 11; ++i) ring.pop_front();
+  for (int i = 11; i < 11 + 256; ++i) {
+    ring.push_back(Static(static_cast<float>(i)));
+    for (int k = 11; k <= i; ++k) ASSERT_EQ(ring.at(k).afFb40[0], static_cast<float>(k)) << "with " << i - 10 << " elements";
+  }
+  EXPECT_TRUE(ring.full());
+  EXPECT_EQ(ring.capacity(), 256u);
+}
+
 TEST(FixSizeVec, IndexIsClampedAtBothEnds) {
   FixSizeVec<DynamicFeatureFB> ring;
   for (int i = 0; i < 10; ++i) ring.push_back(Dynamic(static_cast<float>(i)));
@@ -77,6 +90,17 @@ TEST(FixSizeVec, FullRingTakes256) {
   EXPECT_EQ(ring.at(255).afFb40[0], 255.0f);
 }
 
+TEST(FixSizeVec, SpareSlotJoinsWhenItIsPushed) {
+  FixSizeVec<StaticFeatureFB> ring;
+  ring.push_back(Static(1));
+  ring.spare() = Static(2);
+  EXPECT_EQ(ring.size(), 1u);
+  EXPECT_EQ(ring.at(100).afFb40[0], 1.0f);
+  ring.push_spare();
+  EXPECT_EQ(ring.size(), 2u);
+  EXPECT_EQ(ring.at(1).afFb40[0], 2.0f);
+}
+
 TEST(FixSizeVecDeathTest, PushOnAFullRingStopsTheProcess) {
   FixSizeVec<StaticFeatureFB> ring;
   for (int i = 0; i < 256; ++i) ring.push_back(Static(0));
@@ -85,6 +109,8 @@ TEST(FixSizeVecDeathTest, PushOnAFullRingStopsTheProcess) {
   for (int i = 0; i < 256; ++i) other.push_back(Dynamic(0));
   EXPECT_DEATH(other.push_back(Dynamic(0)), "");
   EXPECT_DEATH(other.next_slot(), "");
+  EXPECT_DEATH(other.spare(), "");
+  EXPECT_DEATH(other.push_spare(), "");
 }
 
 TEST(FixSizeVecDeathTest, PopOnAnEmptyRingStopsTheProcess) {
