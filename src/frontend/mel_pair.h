@@ -2,9 +2,9 @@
 //
 // MelPair: both mel banks of a frame in one pass over its power spectrum, with the sums of MelBank::Apply to the bit.
 //
-// A bin feeds two neighbouring filters of each bank. Filters of one bank take two places in turn, so that the four sums a bin adds to are the
-// four lanes of a vector; a lane is stored and cleared where its filter ends. The filters are cut into four parts, which advance together: one
-// chain of additions waits while the others work.
+// A bin feeds two neighbouring filters of each bank. Filters of one bank take two places in turn, so that the four sums a bin adds to are
+// the four lanes of a vector; a lane is stored and cleared where its filter ends. The filters are cut into four parts, which advance
+// together: one chain of additions waits while the others work.
 //
 // Where a filter of a lane has no share in a bin its weight is zero, and adding the zero changes nothing: sums are never negative. Every
 // other addition falls as in MelBank::Apply, in the order of the bins.
@@ -59,7 +59,7 @@ class MelPair {
   int32_t begin_[kParts] = {};  // first bin of each part
   int32_t steps_ = 0;           // bins of a part
   std::vector<Weights> weights_;
-  std::vector<Stop> stops_;  // at most one a filter
+  std::vector<Stop> stops_;      // at most one a filter
   uint16_t place_[kFbAll] = {};  // where the sum of a filter stands among what the stops have stored
 };
 
