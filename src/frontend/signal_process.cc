@@ -140,7 +140,7 @@ float CSignalProcess::ComputeFrame(const int16_t* samples, int ahead, float* ban
   hPlan->Execute(pFftIn.data(), pSpectrum.data());
   loops.power(reinterpret_cast<const float*>(pSpectrum.data()), nFftSize / 2, pPower.data());
   bothBanks.Apply(pPower.data(), banks);
-  loops.log(banks, kFbAll);
+  for (int i = 0; i < kFbAll; ++i) banks[i] = std::log(1.0f > banks[i] ? 1.0f : banks[i]);
   return energy;
 }
 

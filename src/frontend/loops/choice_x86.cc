@@ -11,13 +11,12 @@ namespace TSEG::loops {
 namespace {
 
 const Loops& Chosen() {
-  constexpr uint32_t kLeaf1EcxFma = 1u << 12;
   constexpr uint32_t kLeaf7EbxAvx2 = 1u << 5;
   const char* forced = std::getenv("WVAD_FORCE_KERNELS");
   const std::string_view highest = forced != nullptr ? forced : "";
   const bool narrow = highest == "ref" || highest == "sse" || highest == "sse41";
-  const bool has_both = (platform::Cpuid(7, 0).ebx & kLeaf7EbxAvx2) != 0 && (platform::Cpuid(1, 0).ecx & kLeaf1EcxFma) != 0;
-  return has_both && platform::OsSavesYmm() && !narrow ? avx2::kLoops : base::kLoops;
+  const bool has_avx2 = (platform::Cpuid(7, 0).ebx & kLeaf7EbxAvx2) != 0 && platform::OsSavesYmm();
+  return has_avx2 && !narrow ? avx2::kLoops : base::kLoops;
 }
 
 }  // namespace

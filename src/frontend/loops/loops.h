@@ -28,9 +28,6 @@ struct Loops {
   void (*power)(const float* spectrum, int32_t n, float* squares);
   // The absolute values themselves.
   void (*magnitude)(const float* spectrum, int32_t n, float* values);
-  // Natural logarithms of `values` [n], in place, those below 1 counted as 1. `n` is a multiple of 4, the values are numbers below 2^52.
-  // The floats are those of the C library's logf on this processor.
-  void (*log)(float* values, int32_t n);
   // Sums by places: sums[8 * b + j] is what lane j takes by the count[b] places of block b, in their order. The places of the blocks follow
   // each other; no value of the table is below zero. Null at a level for which that is no gain.
   void (*sum_places)(const float* table, const Places* places, const uint8_t* counts, int32_t blocks, float* sums);
@@ -40,7 +37,7 @@ struct Loops {
 namespace base {
 extern const Loops kLoops;
 }
-// AVX2 and FMA. Built for 64-bit x86 alone.
+// AVX2. Built for 64-bit x86 alone.
 namespace avx2 {
 extern const Loops kLoops;
 }

@@ -33,8 +33,6 @@ void Magnitude(const float* s, int32_t n, float* __restrict values) {
   for (int32_t k = 0; k < n; ++k) values[k] = __builtin_sqrtf(s[2 * k] * s[2 * k] + s[2 * k + 1] * s[2 * k + 1]);
 }
 
-inline float LogOfAtLeastOne(float value) { return __builtin_logf(1.0f > value ? 1.0f : value); }
-
 }  // namespace
 }  // namespace TSEG::loops
 
