@@ -14,7 +14,10 @@ bool SumsFit16Bits(const int8_t* weights, int32_t rows, int32_t cols, int32_t wh
     for (int32_t begin = 0; begin < whole_cols; begin += group) {
       int32_t above = 0;
       int32_t below = 0;
-      for (int32_t j = begin; j < begin + group; ++j) (row[j] > 0 ? above : below) += row[j];
+      for (int32_t j = begin; j < begin + group; ++j) {
+        above += row[j] > 0 ? row[j] : 0;
+        below += row[j] < 0 ? row[j] : 0;
+      }
       if (above * highest > 32767 || below * highest < -32768) return false;
     }
   }

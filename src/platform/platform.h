@@ -108,6 +108,9 @@ class FileMapping {
   // The first byte, at an address that is a multiple of 4096.
   const void* data() const;
   uint64_t size() const;
+  // What has been read of the file by now leaves the memory of this process, and comes back as it is read again. A hint, which a system may
+  // ignore.
+  void ForgetPages() const;
 
  private:
   struct Impl;

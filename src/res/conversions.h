@@ -25,6 +25,14 @@ int16_t QFixed(float x, int q);
 int16_t QRange16(float x, float range);
 int8_t QRange8(float x, float range);
 
+// The same over the `n` floats at `floats`, on any address, to `to` [n].
+void Fixed32Row(const void* floats, size_t n, int shift, int32_t* to);
+void Fixed16Row(const void* floats, size_t n, int shift, int16_t* to);
+void Fixed8Row(const void* floats, size_t n, int shift, int8_t* to);
+void QFixedRow(const void* floats, size_t n, int q, int16_t* to);
+void QRange16Row(const void* floats, size_t n, float range, int16_t* to);
+void QRange8Row(const void* floats, size_t n, float range, int8_t* to);
+
 // The same over `n` floats in place: the narrow values fill the front of the floats' space, the old floats stay behind them.
 void QFixedInPlace(void* floats, size_t n, int q);
 void QRange16InPlace(void* floats, size_t n, float range);

@@ -11,6 +11,7 @@
 #include "log/log.h"
 #include "nn/model_limits.h"
 #include "nn/weight_proofs.h"
+#include "platform/platform.h"
 #include "res/header_check.h"
 #include "res/header_parser.h"
 #include "res/state_map.h"
@@ -84,8 +85,8 @@ void ReadFloats(const MlpResFileHeaderV3& header, Reader* reader, DnnModel* mode
   model->pInvStd = reader->Copy("var", &cursor);
   model->pPrior = reader->Copy("pri", &cursor);
   for (int i = 0; i < model->nLayers; ++i) {
-    reader->Check(WeightsName(i + 1), &cursor);
-    reader->Check(BiasName(i + 1), &cursor);
+    reader->Place(WeightsName(i + 1), &cursor);
+    reader->Place(BiasName(i + 1), &cursor);
   }
   if (reader->ok()) ReadStateMap(header, &cursor, link);
 }
@@ -130,6 +131,7 @@ void BuildTable(const MlpResFileHeaderV3& header, const DnnModel& model, Reader*
     quant->apBias[i] = static_cast<int32_t*>(at_bias);
     if (at_bias == nullptr || quant->apWeights[i] == nullptr)
       reader->Refuse("the tables of layer " + std::to_string(i + 1) + " do not fit");
+    if (header.mapping != nullptr) header.mapping->ForgetPages();
   }
 }
 

@@ -20,16 +20,18 @@ bool FieldEquals(const char* field, size_t bytes, const char* text) {
   return n == strnlen(text, bytes) && std::memcmp(field, text, n) == 0;
 }
 
-// Copies `outer` rows of `inner` elements to rows of the padded length, converting each. `to` is zero where nothing is written.
-template <typename From, typename To, typename Rule>
-void CopyRows(const uint8_t* from, int64_t outer, int64_t inner, int64_t padded_inner, To* to, Rule rule) {
+// `convert` turns each of `outer` rows of `inner` elements into one of the padded length. `to` is zero where nothing is written.
+template <typename From, typename To, typename Convert>
+void CopyRows(const uint8_t* from, int64_t outer, int64_t inner, int64_t padded_inner, To* to, Convert convert) {
   for (int64_t r = 0; r < outer; ++r) {
-    for (int64_t c = 0; c < inner; ++c) {
-      From x;
-      std::memcpy(&x, from + static_cast<size_t>(r * inner + c) * sizeof(From), sizeof x);
-      to[r * padded_inner + c] = rule(x);
-    }
+    convert(from + static_cast<size_t>(r * inner) * sizeof(From), static_cast<size_t>(inner), to + r * padded_inner);
   }
+}
+
+// A row as it is.
+template <typename T>
+void CopyRow(const uint8_t* from, size_t n, T* to) {
+  std::memcpy(to, from, n * sizeof(T));
 }
 
 // The place of a padded copy. Null when the data or the block is too short.
@@ -45,12 +47,12 @@ To* TakePadded(const Header& header, int index, uint64_t offset, BlockCursor* cu
 }
 
 // The copy that all register operations share. Null likewise.
-template <typename From, typename To, class Header, typename Rule>
-To* CopyPadded(const Header& header, int index, uint64_t offset, BlockCursor* cursor, Rule rule) {
+template <typename From, typename To, class Header, typename Convert>
+To* CopyPadded(const Header& header, int index, uint64_t offset, BlockCursor* cursor, Convert convert) {
   To* to = TakePadded<From, To>(header, index, offset, cursor);
   if (to == nullptr) return nullptr;
   const int64_t inner = header.nInner[index];
-  CopyRows<From>(header.data.data() + offset, header.nOuter[index], inner, PaddedDim(inner), to, rule);
+  CopyRows<From>(header.data.data() + offset, header.nOuter[index], inner, PaddedDim(inner), to, convert);
   return to;
 }
 
@@ -175,31 +177,32 @@ float* MlpResHeaderParser<Image>::register_value_float(const Header& header, flo
     WVAD_LOG_ERROR("register_value_float: can't find  %s in resource", name);
     return nullptr;
   }
-  float* to = CopyPadded<float, float>(header, index, var_offset(header, index), cursor, [](float x) { return x; });
+  float* to = CopyPadded<float, float>(header, index, var_offset(header, index), cursor, CopyRow<float>);
   if (to == nullptr) return nullptr;
   *destination = to;
   return to + padded_elements(header, index);
 }
 
 template <class Image>
-float* MlpResHeaderParser<Image>::register_value_typed(const Header& header, float** destination, const char* name, BlockCursor* cursor) {
+float* MlpResHeaderParser<Image>::place_for_value(const Header& header, const char* name, BlockCursor* cursor) {
   const int index = find_var(header, name);
   if (index < 0) {
     WVAD_FAIL(0, "NULL", "register_value_typed: can't find  %s in resource", name);
     return nullptr;
   }
   if (get_var_datatype(header, name) != kTypeFloat) return nullptr;
-  float* to = CopyPadded<float, float>(header, index, var_offset(header, index), cursor, [](float x) { return x; });
-  if (to == nullptr) return nullptr;
-  *destination = to;
-  return to + padded_elements(header, index);
+  return TakePadded<float, float>(header, index, var_offset(header, index), cursor);
 }
 
 template <class Image>
-bool MlpResHeaderParser<Image>::has_room_for_value(const Header& header, const char* name, BlockCursor* cursor) {
+float* MlpResHeaderParser<Image>::register_value_typed(const Header& header, float** destination, const char* name, BlockCursor* cursor) {
+  float* to = place_for_value(header, name, cursor);
+  if (to == nullptr) return nullptr;
   const int index = find_var(header, name);
-  if (index < 0 || get_var_datatype(header, name) != kTypeFloat) return false;
-  return TakePadded<float, float>(header, index, var_offset(header, index), cursor) != nullptr;
+  const int64_t inner = header.nInner[index];
+  CopyRows<float>(header.data.data() + var_offset(header, index), header.nOuter[index], inner, PaddedDim(inner), to, CopyRow<float>);
+  *destination = to;
+  return to + padded_elements(header, index);
 }
 
 template <class Image>
@@ -232,11 +235,11 @@ void* MlpResHeaderParser<Image>::register_value_fixed(const Header& header, void
   const uint64_t offset = var_offset(header, index);
   void* to = nullptr;
   if (width == 4) {
-    to = CopyPadded<float, int32_t>(header, index, offset, cursor, [s](float x) { return Fixed32(x, s); });
+    to = CopyPadded<float, int32_t>(header, index, offset, cursor, [s](const uint8_t* x, size_t n, int32_t* y) { Fixed32Row(x, n, s, y); });
   } else if (width == 2) {
-    to = CopyPadded<float, int16_t>(header, index, offset, cursor, [s](float x) { return Fixed16(x, s); });
+    to = CopyPadded<float, int16_t>(header, index, offset, cursor, [s](const uint8_t* x, size_t n, int16_t* y) { Fixed16Row(x, n, s, y); });
   } else {
-    to = CopyPadded<float, int8_t>(header, index, offset, cursor, [s](float x) { return Fixed8(x, s); });
+    to = CopyPadded<float, int8_t>(header, index, offset, cursor, [s](const uint8_t* x, size_t n, int8_t* y) { Fixed8Row(x, n, s, y); });
   }
   if (to == nullptr) return nullptr;
   *destination = to;
@@ -247,7 +250,7 @@ template <class Image>
 int16_t* MlpResHeaderParser<Image>::register_map(const Header& header, int16_t** destination, BlockCursor* cursor) {
   const int index = find_var(header, "map");
   if (index < 0 || get_var_datatype(header, "map") != kTypeShort) return nullptr;
-  int16_t* to = CopyPadded<int16_t, int16_t>(header, index, var_offset(header, index), cursor, [](int16_t x) { return x; });
+  int16_t* to = CopyPadded<int16_t, int16_t>(header, index, var_offset(header, index), cursor, CopyRow<int16_t>);
   if (to == nullptr) return nullptr;
   *destination = to;
   return to + padded_elements(header, index);

@@ -57,8 +57,8 @@ struct MlpResHeaderParser {
   static float* register_value_float(const Header& header, float** destination, const char* name, BlockCursor* cursor);
   // V2, V3. The same for a variable of type "float". A missing name is told to the log and gives null.
   static float* register_value_typed(const Header& header, float** destination, const char* name, BlockCursor* cursor);
-  // Whether that would succeed, with the same account on the cursor, and nothing copied.
-  static bool has_room_for_value(const Header& header, const char* name, BlockCursor* cursor);
+  // The place of such a copy on the cursor with nothing copied to it, or null where the copy would fail, with the same log line.
+  static float* place_for_value(const Header& header, const char* name, BlockCursor* cursor);
   // Copies a float variable as integers of `width` bytes (4, 2 or 1), scaled by 2 to the `shift`; kShiftFromHeader or more takes the
   // variable's own, of which only the low byte counts.
   static void* register_value_fixed(const Header& header, void** destination, const char* name, BlockCursor* cursor, int width, int shift,

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The walk in the order of the file. Conversions work in place: later steps, and the forward passes, see both the packed values and the
-// floats that stay behind them.
+// The walk in the order of the file. Conversions work in place where later steps, or the forward passes, see both the packed values and the
+// floats that stay behind them: in the output layers, and in layers with L matrices. All other matrices are narrowed on their way out of
+// the file.
 #include "res/lstm_walk.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <type_traits>
 
+#include "platform/platform.h"
 #include "res/conversions.h"
 
 namespace TSEG {
@@ -17,7 +20,6 @@ std::string LayerName(int k, const char* rest) { return "lstmp" + std::to_string
 
 // Gate views in the order input, forget, output, cell; the file has cell, input, forget, output.
 constexpr int kQuarterOfView[4] = {1, 2, 3, 0};
-constexpr int kViewsInFileOrder[4] = {3, 0, 1, 2};
 
 // Fraction bits of the fixed form.
 constexpr int16_t kQPeephole = 13;
@@ -90,15 +92,70 @@ typename LstmWalk<Image>::Tensor LstmWalk<Image>::Copy(const std::string& name) 
 }
 
 template <class Image>
+bool LstmWalk<Image>::HasLMatrices(int k) const {
+  return Parser::find_var(header_, LayerName(k, "_w_g_x_L_").c_str()) >= 0 ||
+         Parser::find_var(header_, LayerName(k, "_w_o_x_L_").c_str()) >= 0;
+}
+
+template <class Image>
+typename LstmWalk<Image>::Tensor LstmWalk<Image>::Weights(int k, const std::string& name) {
+  if (form_ == LstmForm::kFloat || HasLMatrices(k)) return Copy(name);
+  Tensor tensor;
+  tensor.data = reader_.Place(name, &*cursor_);
+  if (tensor.data == nullptr) return tensor;
+  const int index = Parser::find_var(header_, name.c_str());
+  tensor.rows = static_cast<int32_t>(Parser::padded_outer(header_, index));
+  tensor.cols = static_cast<int32_t>(Parser::padded_inner(header_, index));
+  tensor.in_file = header_.data.data() + Parser::var_offset(header_, index);
+  tensor.file_rows = header_.nOuter[index];
+  tensor.file_cols = header_.nInner[index];
+  return tensor;
+}
+
+// Narrows `rows` rows from `first` on to the front of their place. `row` takes one of the file; the padding is zero already, in every form.
+template <class Image>
+template <typename Narrow, typename InPlace, typename Row>
+void LstmWalk<Image>::NarrowRows(const Tensor& tensor, int32_t first, int32_t rows, InPlace in_place, Row row) {
+  void* place = tensor.data + Elements(first, tensor.cols);
+  if (tensor.in_file == nullptr) return in_place(place, Elements(rows, tensor.cols));
+  for (int32_t r = first; r < std::min(first + rows, tensor.file_rows); ++r) {
+    row(tensor.in_file + Elements(r, tensor.file_cols) * sizeof(float), static_cast<size_t>(tensor.file_cols),
+        static_cast<Narrow*>(place) + Elements(r - first, tensor.cols));
+  }
+  if (header_.mapping != nullptr) header_.mapping->ForgetPages();
+}
+
+template <class Image>
+void LstmWalk<Image>::ToFixed(const Tensor& tensor, int32_t first, int32_t rows, int q) {
+  NarrowRows<int16_t>(
+      tensor, first, rows, [q](void* floats, size_t n) { QFixedInPlace(floats, n, q); },
+      [q](const void* floats, size_t n, int16_t* to) { QFixedRow(floats, n, q, to); });
+}
+
+template <class Image>
+void LstmWalk<Image>::ToRange16(const Tensor& tensor, int32_t first, int32_t rows, float range) {
+  NarrowRows<int16_t>(
+      tensor, first, rows, [range](void* floats, size_t n) { QRange16InPlace(floats, n, range); },
+      [range](const void* floats, size_t n, int16_t* to) { QRange16Row(floats, n, range, to); });
+}
+
+template <class Image>
+void LstmWalk<Image>::ToRange8(const Tensor& tensor, int32_t first, int32_t rows, float range) {
+  NarrowRows<int8_t>(
+      tensor, first, rows, [range](void* floats, size_t n) { QRange8InPlace(floats, n, range); },
+      [range](const void* floats, size_t n, int8_t* to) { QRange8Row(floats, n, range, to); });
+}
+
+template <class Image>
 void LstmWalk<Image>::RunLayer(int k) {
   model_->anKind[k - 1] = 1;
   const Tensor bias = Copy(LayerName(k, "_bias_"));
-  const Tensor wr = Copy(LayerName(k, "_w_gifo_r_"));
-  const Tensor wx = Copy(LayerName(k, "_w_gifo_x_"));
+  const Tensor wr = Weights(k, LayerName(k, "_w_gifo_r_"));
+  const Tensor wx = Weights(k, LayerName(k, "_w_gifo_x_"));
   if (!ok()) return;
   if (k == 1) ReadStepShape(LayerName(k, "_w_gifo_x_"));
   if (!ok()) return;
-  const Tensor wp = Copy(LayerName(k, "_w_projection_"));
+  const Tensor wp = Weights(k, LayerName(k, "_w_projection_"));
   const Tensor peepholes[3] = {Copy(LayerName(k, "_peephole_i_c_")), Copy(LayerName(k, "_peephole_f_c_")),
                                Copy(LayerName(k, "_peephole_o_c_"))};
   if (!ok()) return;
@@ -109,8 +166,8 @@ void LstmWalk<Image>::RunLayer(int k) {
     }
   }
   if (!ok()) return;
-  if (form_ == LstmForm::kFixed) NarrowLayerToFixed(k);
-  if (form_ == LstmForm::kInt8) NarrowLayerToInt8(k);
+  if (form_ == LstmForm::kFixed) NarrowLayerToFixed(k, wr, wx, wp);
+  if (form_ == LstmForm::kInt8) NarrowLayerToInt8(k, wr, wx, wp);
   ApplyLMatrices(k);
 }
 
@@ -157,17 +214,17 @@ void LstmWalk<Image>::SetViews(int k, const Tensor& bias, const Tensor& wr, cons
 }
 
 template <class Image>
-void LstmWalk<Image>::NarrowLayerToFixed(int k) {
+void LstmWalk<Image>::NarrowLayerToFixed(int k, const Tensor& wr, const Tensor& wx, const Tensor& wp) {
   const LstmLayer& layer = model_->aLayer[k - 1];
   LstmLayer& fixed = model_->aLayerFixed[k - 1];
   fixed = layer;
   for (void* peephole : layer.apPeephole) QFixedInPlace(peephole, static_cast<size_t>(layer.nPeepholeLen), kQPeephole);
-  for (const int view : kViewsInFileOrder) {
-    QFixedInPlace(layer.apBias[view], static_cast<size_t>(layer.nPeepholeLen), kQBias);
-    QFixedInPlace(layer.apWr[view], Elements(layer.nCellRows, layer.nProjCols), kQRecurrent);
-    QFixedInPlace(layer.apWx[view], Elements(layer.nGateRows, layer.nInputCols), kQInput);
+  for (int quarter = 0; quarter < 4; ++quarter) {
+    ToFixed(wr, quarter * layer.nCellRows, layer.nCellRows, kQRecurrent);
+    ToFixed(wx, quarter * layer.nGateRows, layer.nGateRows, kQInput);
   }
-  QFixedInPlace(layer.pWp, Elements(layer.nProjRows, layer.nProjInCols), kQProjection);
+  for (void* bias : layer.apBias) QFixedInPlace(bias, static_cast<size_t>(layer.nPeepholeLen), kQBias);
+  ToFixed(wp, 0, wp.rows, kQProjection);
   fixed.nQx = kQInput;
   fixed.nQBias = kQBias;
   fixed.nQr = kQRecurrent;
@@ -182,18 +239,18 @@ float* LstmWalk<Image>::NewCompensation(size_t n) {
 }
 
 template <class Image>
-void LstmWalk<Image>::NarrowLayerToInt8(int k) {
+void LstmWalk<Image>::NarrowLayerToInt8(int k, const Tensor& wr, const Tensor& wx, const Tensor& wp) {
   LstmLayer& layer = model_->aLayer[k - 1];
-  const size_t recurrent = Elements(layer.nCellRows, layer.nProjCols);
-  const size_t input = Elements(layer.nGateRows, layer.nInputCols);
-  for (const int view : kViewsInFileOrder) QRange8InPlace(layer.apWr[view], recurrent, layer.afWeightScale[1]);
+  for (int quarter = 0; quarter < 4; ++quarter) {
+    ToRange8(wr, quarter * layer.nCellRows, layer.nCellRows, layer.afWeightScale[1]);
+    ToRange16(wx, quarter * layer.nGateRows, layer.nGateRows, layer.afWeightScale[0]);
+  }
   layer.pRecCompensation = NewCompensation(4 * static_cast<size_t>(layer.nCellRows));
   for (int view = 0; view < 4; ++view) {
     CorrectBias(static_cast<const int8_t*>(layer.apWr[view]), layer.nCellRows, layer.nProjCols,
                 layer.afWeightScale[1] * layer.afActScale[1], layer.pRecCompensation + static_cast<ptrdiff_t>(view) * layer.nCellRows);
   }
-  for (const int view : kViewsInFileOrder) QRange16InPlace(layer.apWx[view], input, layer.afWeightScale[0]);
-  QRange8InPlace(layer.pWp, Elements(layer.nProjRows, layer.nProjInCols), layer.afWeightScale[2]);
+  ToRange8(wp, 0, wp.rows, layer.afWeightScale[2]);
   layer.pProjCompensation = NewCompensation(static_cast<size_t>(layer.nProjRows));
   CorrectBias(static_cast<const int8_t*>(layer.pWp), layer.nProjRows, layer.nProjInCols, layer.afActScale[2] * layer.afWeightScale[2],
               layer.pProjCompensation);

@@ -26,20 +26,30 @@ class LstmWalk {
 
  private:
   using Parser = MlpResHeaderParser<Image>;
-  // A copied tensor with its padded shape.
+  // A tensor in the block with its padded shape. One that is going to be narrowed need not be copied as floats first, which would touch
+  // memory that nobody reads: its place is empty then, and its rows are still in the file.
   struct Tensor {
     float* data = nullptr;
-    int32_t rows = 0, cols = 0;  // padded nOuter and nInner
+    int32_t rows = 0, cols = 0;        // padded nOuter and nInner
+    const uint8_t* in_file = nullptr;  // file_rows x file_cols floats on any address, or null where `data` has them
+    int32_t file_rows = 0, file_cols = 0;
     size_t count() const { return static_cast<size_t>(rows) * static_cast<size_t>(cols); }
   };
 
   void ReadCounts();
   Tensor Copy(const std::string& name);
+  Tensor Weights(int k, const std::string& name);
+  bool HasLMatrices(int k) const;
+  template <typename Narrow, typename InPlace, typename Row>
+  void NarrowRows(const Tensor& tensor, int32_t first, int32_t rows, InPlace in_place, Row row);
+  void ToFixed(const Tensor& tensor, int32_t first, int32_t rows, int q);
+  void ToRange16(const Tensor& tensor, int32_t first, int32_t rows, float range);
+  void ToRange8(const Tensor& tensor, int32_t first, int32_t rows, float range);
   void RunLayer(int k);
   void ReadStepShape(const std::string& gifo_x);
   void SetViews(int k, const Tensor& bias, const Tensor& wr, const Tensor& wx, const Tensor& wp, const Tensor (&peepholes)[3]);
-  void NarrowLayerToFixed(int k);
-  void NarrowLayerToInt8(int k);
+  void NarrowLayerToFixed(int k, const Tensor& wr, const Tensor& wx, const Tensor& wp);
+  void NarrowLayerToInt8(int k, const Tensor& wr, const Tensor& wx, const Tensor& wp);
   void ApplyLMatrices(int k);
   float* ProductWithL(const LstmLayer& layer, const void* old, const Tensor& l);
   void RunOutputs();

@@ -21,6 +21,10 @@
 
 namespace TSEG {
 
+namespace platform {
+class FileMapping;
+}
+
 static_assert(std::endian::native == std::endian::little, "model headers are copied as they stand in the file");
 
 constexpr char kModelMagic[] = "orvalin";
@@ -104,6 +108,7 @@ static_assert(sizeof(MlpResImageV3) == 13400 && offsetof(MlpResImageV3, nShift16
 template <class Image>
 struct MlpResFileHeader : Image {
   ByteView data;
+  const platform::FileMapping* mapping = nullptr;  // that of the file with these data; null where they are the caller's memory
 };
 using MlpResFileHeaderV1 = MlpResFileHeader<MlpResImageV1>;
 using MlpResFileHeaderV2 = MlpResFileHeader<MlpResImageV2>;

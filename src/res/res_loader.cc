@@ -20,6 +20,7 @@ namespace {
 
 constexpr uint64_t kPageBytes = 4096;
 constexpr uint32_t kPagesPerReport = 32768;
+constexpr uint32_t kPagesAtOnce = 64;
 
 // `key`'s type, which need not be terminated when it fills its field.
 std::string TypeText(const WREC_RES_SET& key) { return std::string(key.szResType, strnlen(key.szResType, sizeof key.szResType)); }
@@ -44,13 +45,15 @@ std::string Md5OfFile(const FileState& then, const std::string& otherwise) {
 
 }  // namespace
 
-PreloadResult PreloadPages(const void* data, uint64_t size, const char* path) {
+PreloadResult PreloadPages(const void* data, uint64_t size, const char* path, const platform::FileMapping* mapping) {
   PreloadResult result;
   const auto* bytes = static_cast<const volatile signed char*>(data);  // volatile: the walk is wanted, not its result
   bool told = false;
   for (uint64_t offset = 0; offset < size; offset += kPageBytes) {
     result.checkSum += bytes[offset];
-    if (++result.nPages % kPagesPerReport == 0) {
+    ++result.nPages;
+    if (mapping != nullptr && result.nPages % kPagesAtOnce == 0) mapping->ForgetPages();
+    if (result.nPages % kPagesPerReport == 0) {
       std::printf("Reading: %s->%u MB\r", path, result.nPages >> 8);
       told = true;
     }
@@ -71,7 +74,8 @@ int ResLoader::load(IRes* res, const char* path, const WREC_RES_SET& key, IRes* 
     const uint64_t mapped = std::min<uint64_t>(size, mapping->size());
     const uint32_t begin = platform::TickCount();
     WVAD_LOG_INFO("preload res to memory...%s : %lld", res->GetResURI(), static_cast<long long>(size));
-    const PreloadResult preload = PreloadPages(mapping->data(), mapped, path);
+    const PreloadResult preload = PreloadPages(mapping->data(), mapped, path, mapping.get());
+    mapping_ = mapping.get();
     WVAD_LOG_INFO("load res cost time : %d ms", static_cast<int>(platform::TickCount() - begin));
     WVAD_LOG_INFO("successed to map file -> %d : checkSum = %d", key.nResID, preload.checkSum);
     auto* holder = dynamic_cast<Res*>(res);
@@ -83,6 +87,7 @@ int ResLoader::load(IRes* res, const char* path, const WREC_RES_SET& key, IRes* 
     } else {
       ret = LoadLabelled(res, mapping->data(), mapped, key, deps, nDeps);
     }
+    mapping_ = nullptr;
     if (ret == 0 && KeepMapping() && holder != nullptr) holder->KeepMapping(std::move(mapping));
     return ret;
   } catch (const boost::interprocess::interprocess_exception& failure) {

@@ -20,12 +20,13 @@ namespace TSEG {
 
 class CPUSingleton;
 
-// Touches one byte in every 4096 of `size` bytes and tells on standard output each 128 MiB, `path` with it. The sum of the bytes.
+// Touches one byte in every 4096 of `size` bytes and tells on standard output each 128 MiB, `path` with it. The sum of the bytes. With
+// `mapping`, which the bytes are of, they do not stay in the memory of this process, only in the system's cache.
 struct PreloadResult {
   int32_t checkSum = 0;
   uint32_t nPages = 0;
 };
-PreloadResult PreloadPages(const void* data, uint64_t size, const char* path);
+PreloadResult PreloadPages(const void* data, uint64_t size, const char* path, const platform::FileMapping* mapping = nullptr);
 
 class ResLoader {
  public:
@@ -53,7 +54,8 @@ class ResLoader {
 
  protected:
   bool LabelsByMd5() const { return cfg_ == nullptr || cfg_->is_calc_md5; }
-  const CFG_RESMGR* cfg_ = nullptr;       // the manager's values
+  const CFG_RESMGR* cfg_ = nullptr;                 // the manager's values
+  const platform::FileMapping* mapping_ = nullptr;  // that of the file being loaded, if it is one
   const CPUSingleton* device_ = nullptr;  // the device of the process, once the manager's way has asked for it; it chooses log lines
   IRes_mgr* const manager_;
 };

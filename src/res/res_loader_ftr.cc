@@ -145,6 +145,7 @@ int ResLoader_Ftr::LoadPlain(const ByteView& file, HMMResourceLink* link) {
   if (FieldIs(type, "MLP_RES_RNNCNNPAD28")) {
     MlpResFileHeaderV2 header;
     if (const int ret = TakeHeader(file, offset, &header)) return ret;
+    header.mapping = mapping_;
     TakeTables(header, link);
     return LoadPad28(header, link);
   }
@@ -153,6 +154,7 @@ int ResLoader_Ftr::LoadPlain(const ByteView& file, HMMResourceLink* link) {
   if (!is_dnn && !is_fixed_lstm) return RefuseType();
   MlpResFileHeaderV3 header;
   if (const int ret = TakeHeader(file, offset, &header)) return ret;
+  header.mapping = mapping_;
   TakeTables(header, link);
   if (!is_dnn) return LoadLstmFixed(header, link);
   const bool gpu_available = device_ != nullptr && device_->bGpuAvailable;

@@ -35,9 +35,13 @@ class VariableReader {
     if (to == nullptr) Fail(name);
     return to;
   }
-  // Refuses what Copy would refuse, without a copy: for what is needed in another form alone.
-  void Check(const std::string& name, BlockCursor* cursor) {
-    if (ok() && !Parser::has_room_for_value(header_, name.c_str(), cursor)) Fail(name);
+  // The place that Copy would fill, with nothing copied to it: for what is needed in another form alone. Null after a failure, which is
+  // that of Copy.
+  float* Place(const std::string& name, BlockCursor* cursor) {
+    if (!ok()) return nullptr;
+    float* to = Parser::place_for_value(header_, name.c_str(), cursor);
+    if (to == nullptr) Fail(name);
+    return to;
   }
   void Refuse(const std::string& flaw) {
     if (ok()) flaw_ = flaw;

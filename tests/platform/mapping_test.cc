@@ -6,6 +6,7 @@
 
 #include <boost/interprocess/exceptions.hpp>
 #include <cstring>
+#include <fstream>
 #include <string>
 
 #include "platform/platform.h"
@@ -25,6 +26,26 @@ TEST(FileMapping, ShowsTheWholeFile) {
   ASSERT_EQ(mapping.size(), bytes.size());
   EXPECT_EQ(std::memcmp(mapping.data(), bytes.data(), bytes.size()), 0);
 }
+
+#ifdef __linux__
+// Pages of files in the memory of this process.
+long FilePages() {
+  long all = 0, resident = 0, shared = 0;
+  std::ifstream("/proc/self/statm") >> all >> resident >> shared;
+  return shared;
+}
+
+TEST(FileMapping, ForgottenPagesLeaveTheProcessAndComeBack) {
+  const TempFolder folder;
+  const std::string bytes(1 << 20, 'x');  // 256 pages
+  const platform::FileMapping mapping(folder.write("model.bin", bytes));
+  ASSERT_EQ(std::memcmp(mapping.data(), bytes.data(), bytes.size()), 0);
+  const long read = FilePages();
+  mapping.ForgetPages();
+  EXPECT_LE(FilePages(), read - 200);
+  EXPECT_EQ(std::memcmp(mapping.data(), bytes.data(), bytes.size()), 0);
+}
+#endif
 
 TEST(FileMapping, ThrowsWhereThereIsNoFileToMap) {
   const TempFolder folder;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -92,6 +93,74 @@ TEST(Conversions, InPlaceFormsFillTheFrontAndLeaveTheOldFloatsBehind) {
   EXPECT_EQ(At<int16_t>(z.data(), 0), 16384);
   EXPECT_EQ(At<int16_t>(z.data(), 1), -32768);
   EXPECT_EQ(z[1], -2.0F);
+}
+
+// Values around every border of the narrow types, between them, and those that are no numbers.
+std::vector<float> AwkwardFloats() {
+  std::vector<float> x = {0.0F, -0.0F, kNan, kInf, -kInf, 1.0e30F, -1.0e30F};
+  for (const float edge : {0.5F, 1.0F, 127.0F, 127.5F, 128.0F, 32767.0F, 32767.5F, 32768.0F, 65536.0F, 2147483520.0F, 2147483648.0F}) {
+    for (const float scale : {1.0F, 1.0F / 128.0F, 1.0F / 8192.0F, 1.0F / 32768.0F}) {
+      for (const float near : {std::nextafter(edge, 0.0F), edge, std::nextafter(edge, kInf)}) {
+        x.push_back(near * scale);
+        x.push_back(-near * scale);
+      }
+    }
+  }
+  return x;
+}
+
+// All floats of `x` by `row` from an odd address, and by `in_place` where there is one, against `one` for each.
+template <typename Narrow, typename One, typename Row, typename InPlace>
+void ExpectAllEqual(const std::vector<float>& x, One one, Row row, InPlace in_place) {
+  std::vector<unsigned char> odd(x.size() * sizeof(float) + 1);
+  std::memcpy(odd.data() + 1, x.data(), x.size() * sizeof(float));
+  std::vector<Narrow> y(x.size());
+  row(odd.data() + 1, x.size(), y.data());
+  std::vector<float> z = x;
+  in_place(z.data(), z.size());
+  for (size_t i = 0; i < x.size(); ++i) {
+    EXPECT_EQ(y[i], one(x[i])) << x[i] << " at " << i;
+    EXPECT_EQ(At<Narrow>(z.data(), i), one(x[i])) << x[i] << " in place at " << i;
+  }
+}
+
+TEST(Conversions, RowsGiveTheValuesOfEachFloatByItself) {
+  const auto none = [](auto one) {
+    return [one](float* floats, size_t n) {
+      for (size_t i = 0; i < n; ++i) {
+        const auto y = one(floats[i]);
+        std::memcpy(static_cast<unsigned char*>(static_cast<void*>(floats)) + i * sizeof y, &y, sizeof y);
+      }
+    };
+  };
+  std::vector<float> x = AwkwardFloats();
+  for (int run = 0; run < 2; ++run) {
+    for (const int q : {0, 7, 13, 15}) {
+      const auto fixed32 = [q](float v) { return Fixed32(v, q); };
+      const auto fixed16 = [q](float v) { return Fixed16(v, q); };
+      const auto fixed8 = [q](float v) { return Fixed8(v, q); };
+      ExpectAllEqual<int32_t>(
+          x, fixed32, [q](const void* f, size_t n, int32_t* to) { Fixed32Row(f, n, q, to); }, none(fixed32));
+      ExpectAllEqual<int16_t>(
+          x, fixed16, [q](const void* f, size_t n, int16_t* to) { Fixed16Row(f, n, q, to); }, none(fixed16));
+      ExpectAllEqual<int8_t>(
+          x, fixed8, [q](const void* f, size_t n, int8_t* to) { Fixed8Row(f, n, q, to); }, none(fixed8));
+      ExpectAllEqual<int16_t>(
+          x, [q](float v) { return QFixed(v, q); }, [q](const void* f, size_t n, int16_t* to) { QFixedRow(f, n, q, to); },
+          [q](float* f, size_t n) { QFixedInPlace(f, n, q); });
+    }
+    for (const float range : {1.0F, 0.3F, 2.0F, 128.0F}) {
+      ExpectAllEqual<int16_t>(
+          x, [range](float v) { return QRange16(v, range); },
+          [range](const void* f, size_t n, int16_t* to) { QRange16Row(f, n, range, to); },
+          [range](float* f, size_t n) { QRange16InPlace(f, n, range); });
+      ExpectAllEqual<int8_t>(
+          x, [range](float v) { return QRange8(v, range); }, [range](const void* f, size_t n, int8_t* to) { QRange8Row(f, n, range, to); },
+          [range](float* f, size_t n) { QRange8InPlace(f, n, range); });
+    }
+    // The second time numbers alone: a block that holds a value beyond 31 bits goes another way.
+    std::erase_if(x, [](float v) { return !(std::fabs(v) < 1000.0F); });
+  }
 }
 
 TEST(Conversions, BiasCorrectionTakesOffWhatActivationsPlus128Add) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // FileMapping over the mapping library. Only a plain file is opened: opening a pipe would wait for its other end.
+#include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <boost/interprocess/exceptions.hpp>
@@ -31,5 +32,8 @@ FileMapping::~FileMapping() = default;
 const void* FileMapping::data() const { return impl_->region.get_address(); }
 
 uint64_t FileMapping::size() const { return impl_->region.get_size(); }
+
+// The mapping library asks for this in a form that the C library ignores.
+void FileMapping::ForgetPages() const { ::madvise(impl_->region.get_address(), impl_->region.get_size(), MADV_DONTNEED); }
 
 }  // namespace TSEG::platform
