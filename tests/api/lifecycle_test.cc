@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <filesystem>
+#include <system_error>
 
 #include "support/engine_fixture.h"
 
@@ -215,7 +216,13 @@ TEST_F(LifecycleTest, VanishedCurrentFolderLeavesTheEngineUsable) {
   const std::filesystem::path gone = folder_.file("gone");
   std::filesystem::create_directory(gone);
   std::filesystem::current_path(gone);
-  std::filesystem::remove(gone);
+  std::error_code refused;
+  std::filesystem::remove(gone, refused);
+  if (refused && std::filesystem::path::preferred_separator == '\\') {
+    std::filesystem::current_path(folder_.path());
+    GTEST_SKIP() << "Windows keeps a folder that is somebody's current one";
+  }
+  ASSERT_FALSE(refused) << refused.message();
   ASSERT_EQ(wVadStart(inst_), 0);
   EXPECT_EQ(WriteSilence(1600, WVAD_WRITE_LAST), 0);
   EXPECT_EQ(wVadStop(inst_), 0);

@@ -19,13 +19,13 @@ CpuFeatures Made(bool sse, bool sse2, bool ssse3, bool sse41) {
 
 TEST(CpuFeatures, DetectedRecordIsConsistent) {
   const CpuFeatures& cpu = DetectedCpu();
-#if defined(__x86_64__)
+#if defined(__x86_64__) || defined(__i386__)
   EXPECT_EQ(cpu.family, ProcessorFamily::kX86);
   EXPECT_GE(cpu.nHighestLeaf, 1u);
   EXPECT_EQ(cpu.vendor.size(), 12u);
   EXPECT_EQ(cpu.bIsIntel, cpu.vendor == "GenuineIntel");
   EXPECT_EQ(cpu.bIsAmd, cpu.vendor == "AuthenticAMD");
-  // This program was built for the 64-bit instruction set, of which both are part.
+  // Both are part of what this program was built for, in 64 bits and in 32.
   EXPECT_TRUE(cpu.sse() && cpu.sse2());
 #else
   EXPECT_EQ(cpu.family, ProcessorFamily::kOther);

@@ -133,7 +133,8 @@ TEST_F(Events, AudioOfASentenceIsThatOfTheStream) {
       continue;
     }
     ++found;
-    EXPECT_EQ(seen.audio, std::vector<int16_t>(signal.begin() + seen.record.begin, signal.begin() + seen.record.end));
+    const auto at = [&](int64_t sample) { return signal.begin() + static_cast<std::ptrdiff_t>(sample); };
+    EXPECT_EQ(seen.audio, std::vector<int16_t>(at(seen.record.begin), at(seen.record.end)));
   }
   EXPECT_EQ(found, 2);
 }
