@@ -4,4 +4,5 @@ set(CMAKE_SYSTEM_PROCESSOR i686)
 set(_triplet i686-w64-mingw32)
 # Float arithmetic rounds each operation to its type only in these registers. Callers built by others align the stack to 4 bytes.
 set(_machine_flags "-msse2 -mfpmath=sse -mstackrealign")
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine_run.sh)
 include(${CMAKE_CURRENT_LIST_DIR}/windows-mingw.cmake)

@@ -20,5 +20,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_LIBDIR} ${_sysroot}/lib/pkgconfig)
+# What the licences of those libraries ask to be handed on with them.
+set(WVAD_TARGET_LICENCES ${_sysroot}/licences)
 # By which name Wine knows the root folder of this system.
 set(WVAD_TEST_ROOT Z:)
