@@ -84,16 +84,16 @@ const std::string* ConfigSection::find_set(std::string_view key) const {
   return value != nullptr && !value->empty() ? value : nullptr;
 }
 
-int32_t ConfigInt(const std::string& value) { return Low32(std::strtol(value.c_str(), nullptr, 0)); }
+int32_t ConfigInt(const std::string& value) { return Low32(std::strtoll(value.c_str(), nullptr, 0)); }
 
-int32_t ConfigDecimal(const std::string& value) { return Low32(std::strtol(value.c_str(), nullptr, 10)); }
+int32_t ConfigDecimal(const std::string& value) { return Low32(std::strtoll(value.c_str(), nullptr, 10)); }
 
 float ConfigFloat(const std::string& value) { return static_cast<float>(std::strtod(value.c_str(), nullptr)); }
 
 bool ConfigBool(const std::string& value) {
   if (value == "true") return true;
   if (value == "false" || value == "0") return false;
-  return std::strtol(value.c_str(), nullptr, 0) != 0;
+  return std::strtoll(value.c_str(), nullptr, 0) != 0;
 }
 
 std::string ConfigString(const std::string& value) {

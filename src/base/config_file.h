@@ -40,10 +40,10 @@ class ConfigSection {
 };
 
 // Value conversions. A value that does not parse gives 0 with no message.
-int32_t ConfigInt(const std::string& value);         // strtol, base 0 ("0x10" is 16, "010" is 8), the low 32 bits
-int32_t ConfigDecimal(const std::string& value);     // strtol, base 10
+int32_t ConfigInt(const std::string& value);         // strtoll, base 0 ("0x10" is 16, "010" is 8), the low 32 bits
+int32_t ConfigDecimal(const std::string& value);     // strtoll, base 10
 float ConfigFloat(const std::string& value);         // strtod, rounded to single
-bool ConfigBool(const std::string& value);           // "true" true; "false", "0" false; else strtol (base 0) non-zero
+bool ConfigBool(const std::string& value);           // "true" true; "false", "0" false; else strtoll (base 0) non-zero
 std::string ConfigString(const std::string& value);  // double quotes, blanks and control characters removed at both ends
 
 // Whether two texts are equal with A to Z folded.

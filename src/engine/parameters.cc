@@ -25,7 +25,7 @@ constexpr size_t kMaxNameLength = 256;
 constexpr int kKelBufferLength = 16384;
 
 // The low 32 bits of the number at the start of `text`; text that is none is 0.
-uint32_t SpecialValue(const char* text) { return static_cast<uint32_t>(std::strtoul(text, nullptr, 0) & 0xFFFFFFFFu); }
+uint32_t SpecialValue(const char* text) { return static_cast<uint32_t>(std::strtoull(text, nullptr, 0) & 0xFFFFFFFFu); }
 
 int SetSampleRate(TsegInst* inst, int32_t rate) {
   if (rate != inst->nSampleRate) {

@@ -56,7 +56,7 @@ int FailNullHandle(const char* function, const char* what) {
   return ORVAFE_ERRID_ERROR;
 }
 
-int32_t Decimal(const char* text) { return Low32(std::strtol(text, nullptr, 10)); }
+int32_t Decimal(const char* text) { return Low32(std::strtoll(text, nullptr, 10)); }
 
 }  // namespace
 

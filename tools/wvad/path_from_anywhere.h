@@ -11,12 +11,12 @@
 
 namespace TSEG::tool {
 
-// `absolute` begins with a "/", or with one behind the name of a drive.
+// `absolute` begins with a separator, or with one behind the name of a drive.
 inline std::string PathFromAnywhere(const std::string& absolute) {
   constexpr int kLevels = 64;
   std::string path;
   for (int i = 0; i < kLevels; ++i) path += "../";
-  return path + absolute.substr(absolute.find('/') + 1);
+  return path + absolute.substr(absolute.find_first_of("/\\") + 1);
 }
 
 }  // namespace TSEG::tool

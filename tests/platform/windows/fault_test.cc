@@ -10,7 +10,7 @@ namespace TSEG {
 namespace {
 
 // What the system would do with an exception that nobody takes, without its box for the user.
-long EndByTheCode(EXCEPTION_POINTERS* exception) {
+long __stdcall EndByTheCode(EXCEPTION_POINTERS* exception) {
   ::TerminateProcess(::GetCurrentProcess(), exception->ExceptionRecord->ExceptionCode);
   return EXCEPTION_CONTINUE_SEARCH;
 }

@@ -17,7 +17,7 @@ constexpr unsigned long kDebuggerTextWide = 0x4001000A;  // DBG_PRINTEXCEPTION_W
 std::string* heard = nullptr;
 
 // What a debugger does: takes the exception by which the system tells it of a line.
-long Hear(EXCEPTION_POINTERS* exception) {
+long __stdcall Hear(EXCEPTION_POINTERS* exception) {
   const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
   if (record.ExceptionCode != kDebuggerText && record.ExceptionCode != kDebuggerTextWide) return EXCEPTION_CONTINUE_SEARCH;
   if (record.ExceptionCode == kDebuggerText) {
