@@ -1,15 +1,20 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""platform_row.py NAME BUILD RESULTS [--write PAGE]: the row of a platform in the table of docs/platforms.md, from what a run of its tests has left.
+"""Rows of the table of docs/platforms.md, whose cells come from two sides.
 
-NAME is that of the platform, BUILD its build folder, RESULTS what `ctest --output-junit` wrote. Prints the row, and puts it in the place of the row of
-that name in PAGE, or behind the last one."""
+    platform_row.py NAME BUILD RESULTS [--write PAGE]                   from what a run of a platform's tests has left
+    platform_row.py NAME --package FILE... --share SHARE [--write PAGE] from a package that was tried there
+
+NAME is that of the platform, BUILD its build folder, RESULTS what `ctest --output-junit` wrote; FILE a package that is needed, SHARE the processor time over
+the time of the audio. Prints the row; with --write puts its cells into the row of that name in PAGE, or into a new one behind the last, and
+leaves the other cells of that row as they are."""
+import argparse
 import pathlib
 import re
-import sys
 import xml.etree.ElementTree
 
 BEGIN, END = "<!-- platforms: begin (scripts/platform_row.py writes the rows) -->", "<!-- platforms: end -->"
+CELLS = ("level", "transform", "tests run", "passed", "sessions equal", "processor", "package")
 
 
 def cached(build, name):
@@ -28,21 +33,52 @@ def outcome_of(results):
     return levels[0] if levels else "?", len(passed), sum(passed.values()), bool(golden) and all(golden)
 
 
-def put(page, name, row):
-    before, rest = page.read_text(encoding="utf-8").split(BEGIN)
+def cells_of_tests(build, results):
+    level, run, passed, golden = outcome_of(results)
+    return {"level": level, "transform": cached(build, "WVAD_FFT"), "tests run": str(run), "passed": str(passed),
+            "sessions equal": "yes" if golden else "no"}
+
+
+def cells_of_packages(packages, share):
+    return {"processor": f"{share:.4f}", "package": f"{sum(package.stat().st_size for package in packages) / 1e6:.1f} MB"}
+
+
+def row_of(name, cells):
+    return "| " + " | ".join([name, *(cells.get(cell, "") for cell in CELLS)]) + " |"
+
+
+def put(text, name, cells):
+    """The text of a page with these cells in the row of that name: (text, row)."""
+    before, rest = text.split(BEGIN)
     table, after = rest.split(END)
-    rows = [line for line in table.strip("\n").split("\n") if not line.startswith(f"| {name} |")]
-    page.write_text(before + BEGIN + "\n" + "\n".join([*rows, row]) + "\n" + END + after, encoding="utf-8")
+    head, rule, *rows = table.strip("\n").split("\n")
+    at = next((place for place, row in enumerate(rows) if row.startswith(f"| {name} |")), len(rows))
+    old = [cell.strip() for cell in rows[at].split("|")[2:-1]] if at < len(rows) else []
+    row = row_of(name, {**dict(zip(CELLS, old)), **cells})
+    rows[at:at + 1] = [row]
+    return before + BEGIN + "\n" + "\n".join([head, rule, *rows]) + "\n" + END + after, row
 
 
 def main():
-    name, build, results, *write = sys.argv[1:]
-    build = pathlib.Path(build)
-    level, run, passed, golden = outcome_of(results)
-    row = f"| {name} | {level} | {cached(build, 'WVAD_FFT')} | {run} | {passed} | {'yes' if golden else 'no'} |"
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("name")
+    parser.add_argument("build", type=pathlib.Path, nargs="?")
+    parser.add_argument("results", type=pathlib.Path, nargs="?")
+    parser.add_argument("--package", type=pathlib.Path, nargs="+", metavar="FILE")
+    parser.add_argument("--share", type=float)
+    parser.add_argument("--write", type=pathlib.Path, metavar="PAGE")
+    wanted = parser.parse_args()
+    if wanted.results:
+        cells = cells_of_tests(wanted.build, wanted.results)
+    elif wanted.package and wanted.share is not None:
+        cells = cells_of_packages(wanted.package, wanted.share)
+    else:
+        parser.error("BUILD and RESULTS, or --package and --share, are missing")
+    row = row_of(wanted.name, cells)
+    if wanted.write:
+        text, row = put(wanted.write.read_text(encoding="utf-8"), wanted.name, cells)
+        wanted.write.write_text(text, encoding="utf-8")
     print(row)
-    if write:
-        put(pathlib.Path(write[1]), name, row)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,66 @@
+# SPDX-License-Identifier: Apache-2.0
+"""scripts/platform_row.py: what it reads off a run of tests and a package, and which cells of the table it leaves."""
+import pathlib
+import subprocess
+import sys
+import unittest
+
+from made_up_tree import MadeUpTree
+
+SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts/platform_row.py"
+HEAD = ("<!-- platforms: begin (scripts/platform_row.py writes the rows) -->\n"
+        "| platform | level | transform | tests run | passed | sessions equal | processor | package |\n|---|---|---|---|---|---|---|---|\n")
+END = "<!-- platforms: end -->\nbehind\n"
+RESULTS = """<testsuite>
+<testcase name="nn.KernelLevels.OneRunsOnThisProcessor" status="run"><system-out>level neon
+</system-out></testcase>
+<testcase name="builtin_fft.GoldenSessions/GoldenSessions.Equal/0" status="{golden}"/>
+<testcase name="nn.Left.Out" status="disabled"/>
+</testsuite>"""
+
+
+class PlatformRowTest(MadeUpTree):
+    def row(self, *arguments):
+        done = subprocess.run([sys.executable, SCRIPT, *arguments], cwd=self.root, capture_output=True, text=True)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        return done.stdout
+
+    def made_up_run(self, golden):
+        self.write("build/CMakeCache.txt", "WVAD_FFT:STRING=builtin\n")
+        self.write("results.xml", RESULTS.format(golden=golden))
+        return "build", "results.xml"
+
+    def package(self):
+        (self.root / "package.zip").write_bytes(b"x" * 1_260_000)
+        return "--package", "package.zip", "--share", "0.00104"
+
+    def test_tests_that_ran_are_counted_and_those_left_out_are_not(self):
+        self.assertEqual(self.row("Moon", *self.made_up_run("run")), "| Moon | neon | builtin | 2 | 2 | yes |  |  |\n")
+
+    def test_session_that_differs_is_told(self):
+        self.assertEqual(self.row("Moon", *self.made_up_run("fail")), "| Moon | neon | builtin | 2 | 1 | no |  |  |\n")
+
+    def test_package_gives_its_size_and_what_it_takes(self):
+        self.assertEqual(self.row("Moon", *self.package()), "| Moon |  |  |  |  |  | 0.0010 | 1.3 MB |\n")
+
+    def test_packages_that_belong_together_are_one_size(self):
+        (self.root / "models.zip").write_bytes(b"x" * 2_000_000)
+        package, first, *rest = self.package()
+        self.assertEqual(self.row("Moon", package, first, "models.zip", *rest), "| Moon |  |  |  |  |  | 0.0010 | 3.3 MB |\n")
+
+    def test_a_row_keeps_the_cells_of_the_other_kind_and_its_place(self):
+        self.write("page.md", HEAD + "| Moon | neon | builtin | 9 | 9 | yes |  |  |\n| Mars | none | fftw | 1 | 1 | yes |  |  |\n" + END)
+        self.row("Moon", *self.package(), "--write", "page.md")
+        self.row("Moon", *self.made_up_run("fail"), "--write", "page.md")
+        self.assertEqual((self.root / "page.md").read_text(), HEAD + "| Moon | neon | builtin | 2 | 1 | no | 0.0010 | 1.3 MB |\n"
+                         "| Mars | none | fftw | 1 | 1 | yes |  |  |\n" + END)
+
+    def test_a_platform_that_is_new_comes_last(self):
+        self.write("page.md", HEAD + "| Moon | neon | builtin | 9 | 9 | yes |  |  |\n" + END)
+        self.row("Mars", *self.package(), "--write", "page.md")
+        self.assertEqual((self.root / "page.md").read_text(), HEAD + "| Moon | neon | builtin | 9 | 9 | yes |  |  |\n"
+                         "| Mars |  |  |  |  |  | 0.0010 | 1.3 MB |\n" + END)
+
+
+if __name__ == "__main__":
+    unittest.main()
