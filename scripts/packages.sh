@@ -9,6 +9,7 @@ test_packages="libgtest-dev libgmock-dev libbenchmark-dev ccache python3 binutil
   libxml2-utils praat sctk zsh fish python3-numpy python3-pip python3-setuptools python3-venv python3-wheel patchelf mypy
   python3-distributed
   gstreamer1.0-plugins-base gstreamer1.0-tools"
+js_packages="emscripten nodejs esbuild node-typescript ccache"
 
 install_quietly() {
   $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$@" </dev/null >&2
@@ -39,8 +40,12 @@ ensure_packages() {
   fi
 }
 
-# What several compilers at once may need of memory: one for each core, but no more than one for each GiB.
+# What several compilers at once may need of memory: one for each core, but no more than one for each GiB. WVAD_JOBS says another number.
 build_jobs() {
+  if [ -n "${WVAD_JOBS:-}" ]; then
+    echo "$WVAD_JOBS"
+    return
+  fi
   cores=$(nproc)
   gib=$(sed -n 's/^MemAvailable: *\([0-9]*\) kB/\1/p' /proc/meminfo 2>/dev/null)
   gib=$((${gib:-2097152} / 1048576))

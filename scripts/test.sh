@@ -8,7 +8,7 @@
 #   scripts/test.sh --quick   the plain build alone
 #   scripts/test.sh --clang   all of it, and a build of library and program with clang
 #   scripts/test.sh --all     that, and what asks for large packages of its own: the other platforms by emulators (ARM64, Windows), the package
-#                             for JavaScript (emscripten, 1 GB), the tests on a cluster of Slurm
+#                             for JavaScript (emscripten, 1 GB), the tests on a cluster of Slurm, the packages made twice and tried (as root)
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -89,4 +89,6 @@ if [ "$all" = yes ]; then
   step arm64 scripts/test_arm64.sh
   step windows scripts/test_windows.sh
   step js scripts/test_js.sh
+  step make-packages scripts/make_packages.sh --twice
+  step test-packages scripts/test_packages.sh
 fi

@@ -18,7 +18,7 @@ case "${1:-}" in
     exit 2
     ;;
 esac
-ensure_packages $build_packages emscripten nodejs esbuild node-typescript ccache
+ensure_packages $build_packages $js_packages
 jobs=$(build_jobs)
 
 scripts/soxr_source.sh build-soxr-source

@@ -1,0 +1,191 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# Tries what scripts/make_packages.sh has put into dist, each where it would be used, as an ordinary user. A recording of four phrases has to
+# give four sentences, the same ones from every package; its licences have to be in it, and no folder of the machine that made it.
+#
+#   scripts/test_packages.sh [KIND...] [--write PAGE]
+#
+#   debian   a fresh Debian: installed, used as debian/tests says, removed without a trace
+#   npm      an empty folder, with this machine's Node.js
+#
+# All of them are tried where none is named. --write puts sizes and times into the table of PAGE (docs/platforms.md).
+# Needs root (a fresh system is a folder that it changes its root to) and the network, for the packages of that system.
+set -eu
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+root=$PWD
+version=$(sed -n 's/^#define WVAD_VERSION "\(.*\)"/\1/p' include/wvad.h)
+codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
+work=$root/build-packages/tried
+fresh=$work/system
+phrases=$work/jfk.raw
+reading=$work/moby.raw
+reading_seconds=36
+page=""
+
+say_failed() {
+  echo "$*" >&2
+  exit 1
+}
+
+# decode FLAC RAW: the samples of a recording, 16 bits, 16000 a second.
+decode() { flac --decode --silent --force --force-raw-format --endian=little --sign=signed -o "$2" "$1"; }
+
+# fresh_system VARIANT ARCHITECTURE PACKAGE...: the folder $fresh, from where this system's packages come from.
+fresh_system() {
+  variant=$1
+  architecture=$2
+  shift 2
+  rm -rf --one-file-system "$fresh"
+  apt-get indextargets --format 'deb $(SITE) $(RELEASE) $(COMPONENT) $(ORIGIN)' 'Created-By: Packages' | sed -n 's/ Debian$//p' | sort -u \
+    >"$work/sources.list"
+  mmdebstrap --quiet --variant="$variant" --architectures="$architecture" --include="$(echo "$*" | tr ' ' ',')" "$codename" "$fresh" \
+    "$work/sources.list"
+}
+
+# inside COMMAND...: as root in that system, which has its processes, devices and network, but nothing of this system's environment. The mount
+# is seen by the command alone, so that nothing stays in use behind it.
+inside() {
+  unshare --mount sh -c 'mount -t proc proc "$0/proc" && exec chroot "$0" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
+    DEBIAN_FRONTEND=noninteractive "$@"' "$fresh" "$@"
+}
+
+# as_user COMMAND...: whoever uses a package is not its installer.
+as_user() { inside setpriv --reuid=65534 --regid=65534 --clear-groups env HOME=/tmp "$@"; }
+
+# What lies in that system, but for what its own tools keep about packages.
+files_of_system() {
+  (cd "$fresh" && find . -xdev \( -path ./proc -o -path ./dev -o -path ./tmp -o -path ./packages -o -path ./var/lib/dpkg -o -path ./var/lib/apt \
+    -o -path ./var/cache -o -path ./var/log -o -path ./etc/ld.so.cache \) -prune -o -print | sort)
+}
+
+# names_no_folder FOLDER: what was unpacked there says nothing of where it was made.
+names_no_folder() {
+  found=$(grep -rlF -e "$root" "$1" || true)
+  [ -z "$found" ] || say_failed "the folder of the build is named in: $found"
+}
+
+# is_right KIND FILE: FILE holds the sentences of the recording of four phrases, and the same as those that the first package has found.
+is_right() {
+  [ "$(wc -l <"$2")" -eq 4 ] || say_failed "$1: not four sentences: $(cat "$2")"
+  [ -e "$work/sentences" ] || cp "$2" "$work/sentences"
+  cmp "$work/sentences" "$2" || say_failed "$1: other sentences than in the package before"
+}
+
+# share COMMAND...: sets $share to the processor time that COMMAND FILE ROUNDS takes over the time of the audio, without that of its start.
+# (In a shell of its own it would not see what its commands have taken.)
+share() {
+  heard=$1
+  shift
+  times >"$work/times.0"
+  "$@" "$heard" 1 >/dev/null
+  times >"$work/times.1"
+  "$@" "$heard" 41 >/dev/null
+  times >"$work/times.2"
+  share=$(cat "$work"/times.[012] | awk -F '[ms ]+' -v seconds="$((reading_seconds * 40))" '
+    NR % 2 == 0 { spent[NR / 2] = 60 * $1 + $2 + 60 * $3 + $4 }
+    END { printf "%.4f", (spent[3] - 2 * spent[2] + spent[1]) / seconds }')
+}
+
+# row PLATFORM FILE...: what $share and the size of the packages that are needed add to the table of platforms.
+row() {
+  platform=$1
+  shift
+  set -- "$platform" --package "$@" --share "$share"
+  if [ -n "$page" ]; then set -- "$@" --write "$page"; fi
+  scripts/platform_row.py "$@" >&3
+}
+
+test_debian() {
+  ensure_packages mmdebstrap
+  fresh_system apt "$(dpkg --print-architecture)" flac gcc gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools libc6-dev \
+    pkg-config python3-numpy
+  mkdir "$fresh/packages"
+  cp dist/*.deb tests/packages/heard.c "$phrases" "$reading" "$fresh/packages/"
+  ours=$(for package in dist/*.deb; do dpkg-deb -f "$package" Package; done)
+  for package in $ours; do
+    dpkg-deb -x "dist/${package}_"*.deb "$work/unpacked"
+    [ -s "$work/unpacked/usr/share/doc/$package/copyright" ] || say_failed "debian: $package has no copyright file"
+  done
+  names_no_folder "$work/unpacked"
+  # What ours need of others comes first, so that what ours leave behind can be told.
+  inside apt-get update -q
+  recommended=$(dpkg-deb -f dist/wvad_"$version"_*.deb Recommends | sed 's/([^)]*)//g; s/,/ /g')
+  others=$(inside sh -c "apt-get install -s --no-install-recommends /packages/*.deb $recommended" | sed -n 's/^Inst \([^ ]*\) .*/\1/p' | grep -vxF "$ours")
+  inside apt-get install -y -q --no-install-recommends $others
+  files_of_system >"$work/before"
+  inside sh -c 'apt-get install -y -q --no-install-recommends /packages/*.deb'
+  for test in debian/tests/*; do
+    [ -x "$test" ] || continue
+    cp "$test" "$fresh/packages/"
+    as_user "/packages/$(basename "$test")" || say_failed "$test"
+  done
+  as_user sh -c 'cc -std=c11 -o /tmp/heard /packages/heard.c $(pkg-config --cflags --libs wvad-stream)'
+  as_user /tmp/heard "/packages/jfk.raw" >"$work/debian.sentences"
+  is_right debian "$work/debian.sentences"
+  share /packages/moby.raw as_user /tmp/heard
+  row "Linux on $(uname -m | tr _ -)" dist/libwvad-stream1_"$version"_*.deb dist/wvad-models_"$version"_*.deb
+  inside apt-get purge -y -q $ours
+  files_of_system >"$work/after"
+  diff "$work/before" "$work/after" || say_failed "debian: not removed without a trace"
+}
+
+test_npm() {
+  ensure_packages $js_packages
+  command -v npm >/dev/null || ensure_packages npm
+  folder=$(mktemp -d)
+  cp tests/packages/heard.mjs "$folder"
+  (cd "$folder" && npm install --silent --offline --no-audit --no-fund "$root"/dist/wvad-*.tgz)
+  for paper in README.txt LICENSE libsoxr.COPYING.LGPL emscripten.copyright boost.copyright; do
+    [ -s "$folder/node_modules/wvad/dist/licences/$paper" ] || say_failed "npm: there is no $paper"
+  done
+  names_no_folder "$folder/node_modules/wvad"
+  node "$folder/heard.mjs" "$phrases" >"$work/npm.sentences"
+  is_right npm "$work/npm.sentences"
+  share "$reading" node "$folder/heard.mjs"
+  row "WebAssembly, Node.js" dist/wvad-*.tgz
+  rm -r "$folder"
+}
+
+kinds=""
+while [ $# -gt 0 ]; do
+  case "$1" in
+    debian | npm) kinds="$kinds $1" ;;
+    --write)
+      page=$2
+      shift
+      ;;
+    *)
+      echo "usage: $0 [debian] [npm] [--write PAGE]" >&2
+      exit 2
+      ;;
+  esac
+  shift
+done
+[ -n "$kinds" ] || kinds="debian npm"
+[ "$(id -u)" -eq 0 ] || say_failed "$0 has to be run as root"
+
+ensure_packages flac unzip python3
+rm -rf --one-file-system "$work"
+mkdir -p "$work"
+chmod 755 "$work"
+decode examples/audio/jfk.flac "$phrases"
+decode examples/audio/moby.flac "$reading"
+# Words of the tests go to a file, which is shown where one fails. A function in a condition would go on behind what fails in it; here the
+# shell ends.
+exec 3>&1 4>&2
+show_failure() {
+  [ $? -eq 0 ] && return
+  tail -n 60 "$work/$kind.log" >&4
+  echo "FAILED  $kind, see $work/$kind.log" >&4
+}
+trap show_failure EXIT
+for kind in $kinds; do
+  rm -rf "$work/unpacked"
+  mkdir "$work/unpacked"
+  started=$(date +%s)
+  exec >"$work/$kind.log" 2>&1
+  "test_$kind"
+  echo "ok      $kind ($(($(date +%s) - started)) s)" >&3
+done
+rm -rf --one-file-system "$fresh" "$work/unpacked"
