@@ -6,6 +6,7 @@
 
 #include "support/eventually.h"
 #include "wvad/live_program.h"
+#include "wvad/new_file.h"
 #include "wvad/program_fixture.h"
 
 namespace TSEG::tool {
@@ -135,6 +136,37 @@ TEST_F(Program, InputThatIsMissingEmptiesNoOutput) {
   // One recording that can be heard is enough for a report, which tells of the others too.
   EXPECT_EQ(Segment({"-f", "json", "--force", "-o", out, folder_.file("missing.wav"), Wav("a.wav", 3, {{1.0, 2.0}})}).code, 3);
   EXPECT_EQ(nlohmann::json::parse(folder_.read("out"))["files"].size(), 2U);
+}
+
+// Every command that makes one file, called with an input that is missing: what is wrong with the output is found before.
+std::vector<std::vector<std::string>> CallsWithOutput(const std::string& missing, const std::string& out) {
+  std::vector<std::vector<std::string>> calls = {{"segment"}, {"quality"},           {"scores"},           {"explain", "--at", "1"},
+                                                 {"report"},  {"trim", "-a", "wav"}, {"mute", "-a", "wav"}};
+  for (std::vector<std::string>& call : calls) call.insert(call.end(), {"-m", WVAD_TEST_MODEL, "-o", out, missing});
+  calls.push_back({"compare", "-o", out, missing, missing});
+  return calls;
+}
+
+TEST_F(Program, PlaceThatCannotBeWrittenIsFoundBeforeAnythingIsRead) {
+  const std::string out = folder_.file("no/out");
+  for (const std::vector<std::string>& call : CallsWithOutput(folder_.file("missing.wav"), out)) {
+    SCOPED_TRACE(call[0]);
+    ExpectFailure(Call(call), 8, "no/out: cannot be written: No such file or directory");
+  }
+  ExpectFailure(Call({"model", "inspect", folder_.write("no model", "x"), "-o", out}), 8, "no/out: cannot be written");
+  ExpectFailure(Call({"model", "pack", folder_.file("missing"), "-o", folder_.write("mine", "")}), 8, "mine: exists already");
+}
+
+TEST_F(Program, SecondRunOntoAnOutputIsRefusedBeforeItReadsAnything) {
+  const NewFile first(folder_.file("out"), OutputRules(false, {}));
+  const std::string missing = folder_.file("missing.wav");
+  for (const std::vector<std::string>& call : CallsWithOutput(missing, folder_.file("out"))) {
+    SCOPED_TRACE(call[0]);
+    ExpectFailure(Call(call), 8, "out: is being written by another run");
+  }
+  const NewFile map(folder_.file("map.csv"), OutputRules(false, {}));
+  ExpectFailure(Run("trim", {missing, "-o", folder_.file("b.wav"), "--map", folder_.file("map.csv")}), 8,
+                "map.csv: is being written by another run");
 }
 
 TEST_F(Program, StandardOutputHasItsNames) {

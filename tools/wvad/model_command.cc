@@ -25,6 +25,7 @@ std::string ModelToInspect(const std::string& model) { return LookAt(model).kind
 
 ExitCode RunModelPack(const ModelPackOptions& options) {
   RememberInterrupts();
+  CheckOutput(options.output, OutputRules(options.force, {}));  // what is read in the folder is known behind the work
   modelfile::Bytes bytes;
   std::vector<std::string> read;
   try {
@@ -41,8 +42,7 @@ ExitCode RunModelPack(const ModelPackOptions& options) {
 
 ExitCode RunModelInspect(const ModelInspectOptions& options) {
   const std::string file = ModelToInspect(options.model);
-  const OutputRules rules(options.force, {file});
-  CheckOutput(options.output, rules);
+  Output output(options.output, OutputRules(options.force, {file}));
   std::string text;
   try {
     const modelfile::ModelInfo info = modelfile::InspectFile(file);
@@ -51,7 +51,6 @@ ExitCode RunModelInspect(const ModelInspectOptions& options) {
   } catch (const std::exception& error) {
     throw Failure(ExitCode::kBadModel, error.what());
   }
-  Output output(options.output, rules);
   output.Write(text);
   output.Close();
   return ExitCode::kSuccess;

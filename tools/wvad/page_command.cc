@@ -155,10 +155,9 @@ ExitCode RunPage(const PageOptions& options) {
     read.insert(read.end(), files.begin(), files.end());
   }
   const OutputRules rules(options.force, read);
-  CheckOutput(options.output, rules);
+  Output output(options.output, rules);  // a place that cannot be written is found before the work
   PageRun run(options);
   run.Run(tracks);
-  Output output(options.output, rules);
   WritePage(run.recording(), run.tracks(), [&](std::string_view text) { output.Write(text); });
   output.Close();
   if (!run.recording().note.empty() && !options.quiet) {

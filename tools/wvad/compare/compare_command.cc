@@ -58,7 +58,7 @@ ExitCode RunCompare(const CompareOptions& options) {
   std::vector<std::string> read = {options.reference, options.found};
   if (!options.uem.empty()) read.push_back(options.uem);
   const OutputRules rules(options.force, read);
-  CheckOutput(options.output, rules);
+  Output output(options.output, rules);
   const Annotation reference = ReadAnnotation(options.reference, options.reference_form);
   Annotation found = ReadAnnotation(options.found, options.found_form);
   TakeAsSame(reference, found);
@@ -78,7 +78,6 @@ ExitCode RunCompare(const CompareOptions& options) {
     const Spans regions = uem ? Joined(Of(*uem, id).speech) : WholeOf(truth, told);
     compared.push_back({id, Compare(Joined(truth.speech), Joined(told.speech), regions, collar_us)});
   }
-  Output output(options.output, rules);
   output.Write(options.format->print(compared, options.collar_s));
   output.Close();
   return ExitCode::kSuccess;
