@@ -63,6 +63,20 @@ TEST_F(Program, AFormThatIsNamedGoesBeforeTheEnding) {
   EXPECT_THAT(folder_.read("s.npy"), StartsWith("0.00 "));
 }
 
+TEST_F(Program, TextGoesIntoNoFileThatIsCalledLikeSoundUnlessItsFormIsNamed) {
+  const std::string wav = Wav("a.wav", 5, kTwoBursts);
+  for (const char* command : {"segment", "quality", "scores"}) {
+    for (const char* name : {"b.wav", "B.FLAC", "b.mp3", "b.m4a"}) {
+      ExpectFailure(Run(command, {"-o", folder_.file(name), wav}), 2, "wvad trim writes a recording without its silences, wvad split each");
+      EXPECT_FALSE(std::filesystem::exists(folder_.file(name))) << name;
+    }
+    EXPECT_EQ(Run(command, {"-f", command == std::string("scores") ? "text" : "table", "-o", folder_.file("b.wav"), wav}).code, 0);
+    std::filesystem::remove(folder_.file("b.wav"));
+  }
+  EXPECT_EQ(Segment({"--printf", "{begin}", "-o", folder_.file("c.wav"), wav}).code, 0);
+  ExpectFailure(Call({"compare", wav, wav, "-o", folder_.file("b.ogg")}), 2, "the result is text");
+}
+
 TEST_F(Program, AComparisonIntoAJsonFileIsJson) {
   const std::string wav = Wav("a.wav", 5, kTwoBursts);
   const std::string csv = folder_.file("a.csv");

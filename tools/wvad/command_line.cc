@@ -119,7 +119,7 @@ void AddSegment(CLI::App& app, CommandLine& line) {
   AddReport(command, line.segment);
   command->final_callback([command, &line] {
     if (command->count("--printf") == 0) {
-      TakeFormOfOutput(*command, FormatOfEnding(ReportFormats(), line.segment.output), line.segment.formats[0]);
+      TakeFormOfOutput(*command, line.segment.output, FormatOfEnding(ReportFormats(), line.segment.output), line.segment.formats[0]);
     }
     line.chosen = Listening(line.segment, RunSegment);
   });
@@ -193,7 +193,7 @@ void AddListen(CLI::App& app, CommandLine& line) {
   AddPlain(command, options.engine.plain);
   command->add_flag("-q,--quiet", options.quiet, "No line at the foot, no sums, no notes");
   command->final_callback([command, &line] {
-    TakeFormOfOutput(*command, LiveFormatOfEnding(line.listen.output), line.listen.format);
+    TakeFormOfOutput(*command, line.listen.output, LiveFormatOfEnding(line.listen.output), line.listen.format);
     line.chosen = [&line] { return RunListen(line.listen, TheCaptureModule()); };
   });
 }
@@ -209,7 +209,7 @@ void AddQuality(CLI::App& app, CommandLine& line) {
   AddChoice(command, "-f,--format", line.quality.format, "", MeasuringFormats());
   AddReport(command, line.quality);
   command->final_callback([command, &line] {
-    TakeFormOfOutput(*command, FormatOfEnding(MeasuringFormats(), line.quality.output), line.quality.format);
+    TakeFormOfOutput(*command, line.quality.output, FormatOfEnding(MeasuringFormats(), line.quality.output), line.quality.format);
     line.chosen = Listening(line.quality, RunQuality);
   });
 }
@@ -223,7 +223,7 @@ void AddScores(CLI::App& app, CommandLine& line) {
   AddInput(command, options.input, {.several = true, .channels_apart = false}, options.engine, options.quiet, "No notes");
   AddManyFiles(command, options.input, options.resume);
   command->final_callback([command, &line] {
-    TakeFormOfOutput(*command, ScoreFormatOfEnding(line.scores.output), line.scores.format);
+    TakeFormOfOutput(*command, line.scores.output, ScoreFormatOfEnding(line.scores.output), line.scores.format);
     line.chosen = Listening(line.scores, RunScores);
   });
 }
@@ -287,7 +287,7 @@ void AddCompare(CLI::App& app, CommandLine& line) {
   AddForce(command, options.force);
   command->add_flag("-q,--quiet", options.quiet, "No notes");
   command->final_callback([command, &line] {
-    TakeFormOfOutput(*command, CompareFormatOfEnding(line.compare.output), line.compare.format);
+    TakeFormOfOutput(*command, line.compare.output, CompareFormatOfEnding(line.compare.output), line.compare.format);
     line.chosen = [&line] { return RunCompare(line.compare); };
   });
 }

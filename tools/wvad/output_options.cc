@@ -1,12 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/output_options.h"
 
+#include <algorithm>
+
+#include "wvad/failure.h"
+#include "wvad/form_of_ending.h"
+
 namespace TSEG::tool {
+namespace {
+
+constexpr const char* kSoundEndings[] = {".wav", ".flac", ".ogg", ".oga", ".opus", ".mp3", ".m4a", ".aac", ".aif", ".aiff",
+                                         ".au",  ".caf",  ".w64", ".wma", ".amr",  ".mp4", ".mov", ".mkv", ".webm"};
+
+}  // namespace
 
 void AddForce(CLI::App* command, bool& force) { command->add_flag("--force", force, "Replace files that are there"); }
 
 CLI::Option* AddOutput(CLI::App* command, std::string& output) {
   return command->add_option("-o,--output", output, "Write to this file instead of standard output");
+}
+
+void RefuseSoundName(const std::string& output) {
+  const bool sound =
+      std::any_of(std::begin(kSoundEndings), std::end(kSoundEndings), [&](const char* ending) { return HasEnding(output, ending); });
+  if (!sound) return;
+  throw Failure(ExitCode::kUsage, "--output " + output +
+                                      ": the result is text, and this name is one of sound; wvad trim writes a recording without its "
+                                      "silences, wvad split each sentence; with --format FORM it is written here all the same");
 }
 
 void AddFolder(CLI::App* command, FolderOptions& folder) {

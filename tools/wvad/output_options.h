@@ -19,10 +19,19 @@ CLI::Option* AddOutput(CLI::App* command, std::string& output);
 void AddForce(CLI::App* command, bool& force);
 void AddFolder(CLI::App* command, FolderOptions& folder);
 
-// What `of_ending` makes of the output's name (null: nothing) is the form, unless the command line names one.
+// Throws Failure(kUsage) for an output that is called like sound or a film: text there is hardly meant.
+void RefuseSoundName(const std::string& output);
+
+// What `of_ending` makes of the name `output` (null: nothing) is the form, unless the command line names one. Throws as RefuseSoundName
+// where neither says what is to be written.
 template <typename Row>
-void TakeFormOfOutput(const CLI::App& command, const Row* of_ending, const Row*& format) {
-  if (of_ending != nullptr && command.count("--format") == 0) format = of_ending;
+void TakeFormOfOutput(const CLI::App& command, const std::string& output, const Row* of_ending, const Row*& format) {
+  if (command.count("--format") > 0) return;
+  if (of_ending != nullptr) {
+    format = of_ending;
+  } else {
+    RefuseSoundName(output);
+  }
 }
 
 }  // namespace TSEG::tool
