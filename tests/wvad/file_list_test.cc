@@ -48,6 +48,46 @@ TEST_F(FileListTest, RecursiveWalksBelow) {
   EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/b.wav", "in/notes.txt", "in/old/e.wav", "in/sub/c.flac", "in/sub/deep/d.wav"));
 }
 
+TEST_F(FileListTest, FoldersBetweenAreKnown) {
+  FileListOptions options;
+  options.names = {folder_.file("in"), folder_.file("in/b.wav")};
+  options.recursive = true;
+  const FileList list = ListFiles(options);
+  EXPECT_EQ(list.walked.at(folder_.file("in/a.wav")), "");
+  EXPECT_EQ(list.walked.at(folder_.file("in/sub/deep/d.wav")), "sub/deep/");
+}
+
+TEST_F(FileListTest, HiddenFilesAndFoldersArePassedOverUnlessAPatternNamesThem) {
+  for (const char* name : {"in/._a.wav", "in/.trash/x.wav", "in/sub/.c.wav", ".own/y.wav"}) folder_.write(name, "x");
+  FileListOptions options;
+  options.names = {"in"};
+  options.recursive = true;
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/b.wav", "in/notes.txt", "in/old/e.wav", "in/sub/c.flac", "in/sub/deep/d.wav"));
+  options.include = {"*.wav"};
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/b.wav", "in/old/e.wav", "in/sub/deep/d.wav"));
+  options.include = {".*.wav"};
+  EXPECT_THAT(List(options), ElementsAre("in/._a.wav", "in/sub/.c.wav"));
+  // What was named is taken.
+  options.include = {};
+  options.names = {"in/._a.wav", ".own"};
+  EXPECT_THAT(List(options), ElementsAre("in/._a.wav", ".own/y.wav"));
+}
+
+TEST_F(FileListTest, WhatStandsThereAlreadyIsNotTakenTwice) {
+  std::filesystem::create_symlink("a.wav", folder_.file("in/link.wav"));
+  std::filesystem::create_directory_symlink("sub/deep", folder_.file("in/way"));
+  folder_.write("in/sub/b.wav", "another");
+  FileListOptions options;
+  options.names = {folder_.file("in/a.wav"), folder_.file("./in/sub/../a.wav"), folder_.file("in"), "-", "-", folder_.file("missing"),
+                   folder_.file("missing"),  folder_.file("in/way/../b.wav")};
+  const FileList list = ListFiles(options);
+  EXPECT_THAT(list.again, ElementsAre(folder_.file("./in/sub/../a.wav"), folder_.file("in/a.wav")));
+  // A link is a name of its own; behind one ".." leads elsewhere, in/way/../b.wav to the file in/sub/b.wav.
+  EXPECT_THAT(list.files,
+              ElementsAre(folder_.file("in/a.wav"), folder_.file("in/b.wav"), folder_.file("in/link.wav"), folder_.file("in/notes.txt"),
+                          "-", "-", folder_.file("missing"), folder_.file("missing"), folder_.file("in/way/../b.wav")));
+}
+
 TEST_F(FileListTest, PatternsChooseByNameAndByPath) {
   FileListOptions options;
   options.names = {"in"};

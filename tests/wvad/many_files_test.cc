@@ -60,6 +60,50 @@ TEST_F(ManyFiles, FolderIsWalkedAndWhatIsNoAudioIsCounted) {
   ExpectFailure(Segment({"-f", "csv"}), 2, "FILE is required");
 }
 
+TEST_F(ManyFiles, FilesLieAsFarBelowTheOutputsAsTheRecordingsBelowTheirFolder) {
+  Wav("in/a.wav", 5, kTwoBursts);
+  Wav("in/sub/a.wav", 3, {{1.0, 2.0}});
+  Wav("in/sub/deep.wav", 3, {});
+  current_ = folder_.path();
+  EXPECT_EQ(Segment({"-q", "--bare", "-r", "-f", "csv,rttm", "-o", "out", "in"}).code, 0);
+  EXPECT_EQ(Segment({"-q", "--bare", "-f", "csv", "-o", "one.csv", "in/sub/a.wav"}).code, 0);
+  std::vector<std::string> names;
+  for (const auto& [name, bytes] : Tree("out")) names.push_back(name);
+  EXPECT_THAT(names, ::testing::ElementsAre("a.csv", "a.rttm", "sub/a.csv", "sub/a.rttm", "sub/deep.csv", "sub/deep.rttm"));
+  EXPECT_EQ(Tree("out")["sub/a.csv"], folder_.read("one.csv"));
+  // The index of each names its files as they lie beside it.
+  EXPECT_EQ(Run("split", {"-q", "-r", "-j", "2", "-d", "saved", "in"}).code, 0);
+  const std::map<std::string, std::string> saved = Tree("saved");
+  EXPECT_EQ(saved.count("a-0002.wav") + saved.count("sub/a-0001.wav") + saved.count("sub/deep-split.json"), 3U);
+  EXPECT_EQ(nlohmann::json::parse(saved.at("sub/a-split.json"))["sentences"][0]["file"], "a-0001.wav");
+  EXPECT_EQ(Run("scores", {"-q", "-r", "-d", "scores", "in"}).code, 0);
+  EXPECT_EQ(Tree("scores").count("sub/a-scores.txt"), 1U);
+  // Taken up again, nothing is missing and nothing is heard again; with --force the same comes out.
+  std::filesystem::remove(folder_.file("saved/sub/a-0001.wav"));
+  EXPECT_EQ(Run("split", {"-q", "-r", "--resume", "-d", "saved", "in"}).code, 0);
+  EXPECT_EQ(Tree("saved"), saved);
+  EXPECT_EQ(Run("split", {"-q", "-r", "--force", "-d", "saved", "in"}).code, 0);
+  EXPECT_EQ(Tree("saved"), saved);
+  // Two folders with the same names in them would still meet.
+  std::filesystem::create_directories(folder_.file("too/sub"));
+  Wav("too/sub/a.wav", 3, {});
+  ExpectFailure(Segment({"-q", "-r", "-f", "csv", "-o", "both/", "in", "too"}), 2,
+                "too/sub/a.wav: its files would be called as those of in/sub");
+}
+
+TEST_F(ManyFiles, NamesThatComeToOneFileAreTold) {
+  Fill(2);
+  current_ = folder_.path();
+  std::filesystem::create_hard_link(folder_.file("in/a.wav"), folder_.file("in/c.wav"));
+  const Outcome run = Segment({"-f", "csv", "in/b.wav", "in", "./in/a.wav"});
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(Lines(run.out), 1 + 6) << run.out;
+  EXPECT_EQ(run.err,
+            "wvad: note: in/b.wav is named twice and heard once, and 1 more\n"
+            "wvad: note: in/c.wav is in/a.wav by another name, and heard as well\n");
+  EXPECT_EQ(Segment({"-q", "-f", "csv", "in/b.wav", "in", "./in/a.wav"}).err, "");
+}
+
 TEST_F(ManyFiles, NamesComeFromAList) {
   Fill(3);
   current_ = folder_.path();

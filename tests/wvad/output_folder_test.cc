@@ -26,7 +26,8 @@ TEST(OutputFolder, NamesFollowTheRecording) {
     EXPECT_EQ(out.File(row.input), std::string(row.name) + "-split.json");
     EXPECT_EQ(out.Numbered(row.input, 7), std::string(row.name) + "-0007.wav");
     EXPECT_EQ(out.Numbered(row.input, 12345), std::string(row.name) + "-12345.wav");
-    EXPECT_EQ(out.Path("x"), folder.file("x"));
+    EXPECT_EQ(out.Path(row.input, "x"), folder.file("x"));
+    EXPECT_EQ(out.PathOfRun("x"), folder.file("x"));
   }
   EXPECT_EQ(OutputFolder({folder.path(), "mine", false}, {"talk.mp3"}, kSuffixes).Numbered("talk.mp3", 1), "mine-0001.wav");
 }
@@ -69,12 +70,31 @@ TEST(OutputFolder, InputsAreNeverWrittenOver) {
   EXPECT_NO_THROW(OutputFolder({folder.file("out"), "", true}, {talk, second}, kSuffixes));
 }
 
+TEST(OutputFolder, FilesOfWhatLiesBelowAFolderLieAsFarBelow) {
+  const testing_support::TempFolder folder;
+  const FolderOptions options{folder.file("out"), "", false};
+  const std::vector<std::string> inputs = {"in/a.wav", "in/x/a.wav", "in/x/y/a.wav", "b.wav"};
+  const WalkedFiles walked = {{"in/a.wav", ""}, {"in/x/a.wav", "x/"}, {"in/x/y/a.wav", "x/y/"}};
+  const OutputFolder out(options, inputs, kSuffixes, {}, walked);
+  EXPECT_EQ(out.Path("in/a.wav", out.File("in/a.wav")), folder.file("out/a-split.json"));
+  EXPECT_EQ(out.Path("in/x/y/a.wav", out.Numbered("in/x/y/a.wav", 2)), folder.file("out/x/y/a-0002.wav"));
+  EXPECT_EQ(out.Path("b.wav", "x"), folder.file("out/x"));
+  out.Make("in/x/y/a.wav");
+  EXPECT_TRUE(std::filesystem::is_directory(folder.file("out/x/y")));
+  // Two folders that hold the same tree would meet; so would a file that is there, and one that is read.
+  EXPECT_THROW(OutputFolder(options, {"in/x/a.wav", "too/x/a.wav"}, kSuffixes, {}, {{"in/x/a.wav", "x/"}, {"too/x/a.wav", "x/"}}), Failure);
+  const std::string there = folder.write("out/x/a-0001.wav", "");
+  EXPECT_THROW(OutputFolder(options, inputs, kSuffixes, {}, walked), Failure);
+  EXPECT_NO_THROW(OutputFolder({folder.file("out"), "", true}, inputs, kSuffixes, {}, walked));
+  EXPECT_THROW(OutputFolder({folder.file("out"), "", true}, inputs, kSuffixes, {there}, walked), Failure);
+}
+
 TEST(OutputFolder, MakesFoldersOnTheWay) {
   const testing_support::TempFolder folder;
-  OutputFolder({folder.file("a/b/c"), "", false}, {"x.wav"}, kSuffixes).Make();
+  OutputFolder({folder.file("a/b/c"), "", false}, {"x.wav"}, kSuffixes).Make("x.wav");
   EXPECT_TRUE(std::filesystem::is_directory(folder.file("a/b/c")));
   folder.write("file", "");
-  EXPECT_THROW(OutputFolder({folder.file("file"), "", false}, {"x.wav"}, kSuffixes).Make(), Failure);
+  EXPECT_THROW(OutputFolder({folder.file("file"), "", false}, {"x.wav"}, kSuffixes).Make("x.wav"), Failure);
 }
 
 }  // namespace

@@ -283,7 +283,7 @@ TEST_F(Scores, CommandLinesThatMakeNoSense) {
   const std::string path = Wav("a.wav", 1, {});
   const std::string out = folder_.file("out");
   ExpectFailure(Run("scores", {"-f", "npy", path}), 2, "needs --output FILE");
-  ExpectFailure(Run("scores", {"-f", "npy", "-o", out, path, path}), 2, "need --directory DIR");
+  ExpectFailure(Run("scores", {"-f", "npy", "-o", out, path, Wav("b.wav", 1, {})}), 2, "need --directory DIR");
   ExpectFailure(Run("scores", {"-d", out, "-o", out, path}), 2, "exclude each other");
   ExpectFailure(Run("scores", {"--prefix", "x", path}), 2, "goes with --directory");
   ExpectFailure(Run("scores", {"-f", "xml", path}), 2, "xml");

@@ -147,11 +147,56 @@ TEST_F(Split, ForceRemovesWhatAnEarlierRunLeftAndNothingElse) {
   EXPECT_THAT(Names(out), ElementsAre("a-0001.wav", "a-0002.flac", "a-0002.wav", "a-split.json"));
 }
 
+TEST_F(Split, WhatAnInterruptedRunDidNotGetToIsRememberedAndRemovedByTheNext) {
+  const std::string out = folder_.file("out");
+  input_ = Bytes(Bursts(8, {{1.0, 2.0}, {3.0, 3.5}, {5.0, 6.0}}));
+  EXPECT_EQ(Run("split", {"-q", "-d", out, "-"}).code, 0);
+  folder_.write("out/stdin-0009.wav", "mine");
+  testing::LiveProgram program({"split", "--force", "--model", WVAD_TEST_MODEL, "-d", out, "-"});
+  program.Write(Bytes(Bursts(4, {{1.0, 2.0}})));
+  program.Signal(SIGINT);
+  EXPECT_EQ(program.Wait(), 10);
+  EXPECT_THAT(Names(out), ElementsAre("stdin-0001.wav", "stdin-0002.wav", "stdin-0003.wav", "stdin-0009.wav", "stdin-split.json"));
+  EXPECT_EQ(Index("out/stdin-split.json")["left_over"], nlohmann::json({"stdin-0002.wav", "stdin-0003.wav"}));
+  // The next one makes the second anew, and knows of the third although the index has no sentence of that name any more.
+  input_ = Bytes(Bursts(5, kTwoBursts));
+  EXPECT_EQ(Run("split", {"-q", "--force", "-d", out, "-"}).code, 0);
+  EXPECT_THAT(Names(out), ElementsAre("stdin-0001.wav", "stdin-0002.wav", "stdin-0009.wav", "stdin-split.json"));
+  EXPECT_FALSE(Index("out/stdin-split.json").contains("left_over"));
+  EXPECT_EQ(folder_.read("out/stdin-0009.wav"), "mine");
+}
+
+TEST_F(Split, FailedRunTellsWhatIsOfAnEarlierOne) {
+  const std::string out = folder_.file("out");
+  EXPECT_EQ(Run("split", {"-q", "-d", out, Ramp("a.wav", 8, {{1.0, 1.5}, {3.0, 4.0}, {5.0, 6.0}})}).code, 0);
+  // Room for the first sentence alone.
+  const Outcome run = WithFileSizeLimit(40000, [&] { return Run("split", {"--force", "-d", out, folder_.file("a.wav")}); });
+  EXPECT_EQ(run.code, 8);
+  EXPECT_THAT(run.err,
+              HasSubstr("a.wav: note: " + out + "/a-0002.wav and 1 more are of an earlier run; one with --force that comes to its"));
+  EXPECT_EQ(Index("out/a-split.json")["left_over"], nlohmann::json({"a-0002.wav", "a-0003.wav"}));
+}
+
+TEST_F(Split, FilesOfAKilledRunAreRemovedByTheNext) {
+  const std::string out = folder_.file("out");
+  EXPECT_EQ(Run("split", {"-q", "-d", out, Ramp("a.wav", 8, {{1.0, 2.0}, {3.0, 3.5}, {5.0, 6.0}})}).code, 0);
+  folder_.write("out/a-0004.wav", "mine");
+  // As SIGKILL leaves it: the index has begun rows, the last of them torn.
+  const std::string index = folder_.read("out/a-split.json");
+  folder_.write("out/a-split.json.wvad-part", index.substr(0, index.rfind("],")) + ",\n  {\"file\":\"a-0004.wav\",\"beg");
+  std::filesystem::permissions(out + "/a-split.json.wvad-part", std::filesystem::perms::sticky_bit, std::filesystem::perm_options::add);
+  std::filesystem::remove(out + "/a-split.json");
+  EXPECT_EQ(Run("split", {"-q", "--force", "-d", out, Ramp("a.wav", 3, {{1.0, 2.0}})}).code, 0);
+  EXPECT_THAT(Names(out), ElementsAre("a-0001.wav", "a-0004.wav", "a-split.json"));
+}
+
 TEST_F(Split, RecordingsThatWouldMeetAreRefusedBeforeAnyWork) {
   const std::string wav = Ramp("a.wav", 5, kTwoBursts);
   const std::string numbered = Ramp("a-0002.wav", 5, kTwoBursts);
   const std::string out = folder_.file("out");
-  ExpectFailure(Run("split", {"-d", out, wav, wav}), 2, "would be called as those of");
+  std::filesystem::create_directory(folder_.file("too"));
+  const std::string same_name = Ramp("too/a.wav", 5, kTwoBursts);
+  ExpectFailure(Run("split", {"-d", out, wav, same_name}), 2, "would be called as those of");
   ExpectFailure(Run("split", {"--force", "-d", folder_.path(), wav, numbered}), 8, "a-0002.wav: the files of " + wav);
   ExpectFailure(Run("split", {"--prefix", "x", "-d", out, wav, numbered}), 2, "--prefix is for a single recording");
   ExpectFailure(Run("split", {"--prefix", "x/y", "-d", out, wav}), 2, "without folders");

@@ -2,17 +2,18 @@
 #include "wvad/file_list.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "wvad/byte_source.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
+#include "wvad/new_file.h"
 
 namespace TSEG::tool {
 namespace {
-
-constexpr std::string_view kPart = ".wvad-part";  // new_file.h
 
 bool EndsWith(const std::string& text, std::string_view end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
@@ -27,7 +28,7 @@ bool MatchesOne(const std::vector<std::string>& patterns, const std::string& bel
 // A walk through one folder that was named.
 class Walk {
  public:
-  Walk(const FileListOptions& options, std::vector<std::string>* found) : options_(options), found_(found) {}
+  Walk(const FileListOptions& options, FileList* list) : options_(options), list_(list) {}
 
   // `folder` as it is named, ending with a slash; `below`: its path below the first one.
   void Into(const std::string& folder, const std::string& below) {
@@ -44,17 +45,21 @@ class Walk {
  private:
   void Entry(const std::string& path, const std::string& below, const std::string& name) {
     if (MatchesOne(options_.exclude, below, name)) return;
+    const bool hidden = name[0] == '.';
     const FileKind kind = LookAt(path).kind;
     if (kind == FileKind::kFolder) {
       std::error_code ignored;
-      if (options_.recursive && !std::filesystem::is_symlink(path, ignored)) Into(path + "/", below + "/");
-    } else if (kind == FileKind::kFile && !EndsWith(name, kPart)) {
-      if (options_.include.empty() || MatchesOne(options_.include, below, name)) found_->push_back(path);
+      if (options_.recursive && !hidden && !std::filesystem::is_symlink(path, ignored)) Into(path + "/", below + "/");
+    } else if (kind == FileKind::kFile && !EndsWith(name, kPartEnding)) {
+      // A pattern takes what is hidden only if it says so itself.
+      if (options_.include.empty() ? hidden : !MatchesOne(options_.include, below, name)) return;
+      list_->files.push_back(path);
+      list_->walked.emplace(path, below.substr(0, below.size() - name.size()));
     }
   }
 
   const FileListOptions& options_;
-  std::vector<std::string>* found_;
+  FileList* list_;
 };
 
 void Add(const FileListOptions& options, const std::string& name, FileList* list) {
@@ -62,11 +67,25 @@ void Add(const FileListOptions& options, const std::string& name, FileList* list
     list->files.push_back(name);
     return;
   }
-  std::vector<std::string> found;
-  Walk(options, &found).Into(EndsWith(name, "/") ? name : name + "/", "");
-  std::sort(found.begin(), found.end());
-  list->walked.insert(found.begin(), found.end());
-  list->files.insert(list->files.end(), found.begin(), found.end());
+  const auto before = static_cast<std::ptrdiff_t>(list->files.size());
+  Walk(options, list).Into(EndsWith(name, "/") ? name : name + "/", "");
+  std::sort(list->files.begin() + before, list->files.end());
+}
+
+// Takes out what stands in the list already, however it is spelt: the same name in the same folder. Other names of a file, by links, are
+// recordings of their own; pipes give something else each time.
+void TakeOutRepeated(FileList* list) {
+  std::unordered_map<std::string, FileLook> places;
+  std::vector<std::string> once;
+  for (std::string& name : list->files) {
+    const FileLook look = name == "-" ? FileLook() : LookAt(name);
+    std::error_code error;
+    const std::string place = std::filesystem::absolute(name, error).lexically_normal().string();
+    // ".." behind a link leads elsewhere than its spelling says.
+    const bool repeated = look.kind == FileKind::kFile && !places.emplace(place, look).second && places[place].Same(look);
+    (repeated ? list->again : once).push_back(std::move(name));
+  }
+  list->files = std::move(once);
 }
 
 std::vector<std::string> NamesOfList(const FileListOptions& options) {
@@ -83,21 +102,25 @@ std::vector<std::string> NamesOfList(const FileListOptions& options) {
   return names;
 }
 
-}  // namespace
-
-FileList ListFiles(const FileListOptions& options) {
-  if (options.names.empty() && options.list.empty()) throw Failure(ExitCode::kUsage, "FILE is required, or --files-from (see --help)");
-  FileList list;
-  for (const std::string& name : options.names) Add(options, name, &list);
-  if (options.list.empty()) return list;
+void AddList(const FileListOptions& options, FileList* list) {
   const bool taken = std::find(options.names.begin(), options.names.end(), "-") != options.names.end();
   if (taken && options.list == "-")
     throw Failure(ExitCode::kUsage, "standard input cannot be both a recording and the list of --files-from");
   for (const std::string& name : NamesOfList(options)) {
     if (name == "-" && options.list == "-")
       throw Failure(ExitCode::kUsage, "the list on standard input names standard input as a recording");
-    Add(options, name, &list);
+    Add(options, name, list);
   }
+}
+
+}  // namespace
+
+FileList ListFiles(const FileListOptions& options) {
+  if (options.names.empty() && options.list.empty()) throw Failure(ExitCode::kUsage, "FILE is required, or --files-from (see --help)");
+  FileList list;
+  for (const std::string& name : options.names) Add(options, name, &list);
+  if (!options.list.empty()) AddList(options, &list);
+  TakeOutRepeated(&list);
   return list;
 }
 

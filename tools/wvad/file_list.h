@@ -5,7 +5,7 @@
 #define WVAD_WVAD_FILE_LIST_H_
 
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 namespace TSEG::tool {
@@ -19,16 +19,20 @@ struct FileListOptions {
   std::vector<std::string> exclude;  // and no file, and no folder below, that matches one of these
 };
 
+// Files that were found in folders, each with the folders between the one that was named and the file, "" or "sub/deep/".
+using WalkedFiles = std::unordered_map<std::string, std::string>;
+
 struct FileList {
   std::vector<std::string> files;
-  // Those of them that were found in folders: what is no audio among them is nobody's mistake.
-  std::unordered_set<std::string> walked;
+  WalkedFiles walked;              // those of them that were: what is no audio among them is nobody's mistake
+  std::vector<std::string> again;  // names of files that stand in the list already, and are not in it twice
 };
 
 // The files in the order of the names given; those of a folder stand in its place, in the order of their names' bytes. What is neither file
-// nor folder, links to folders, and the parts of files that are just being written are passed over in folders. A pattern with a slash
-// is held against the path below the folder, any other against the name alone. Throws Failure: kUsage (no name at all), kNoFile (a list or
-// folder that cannot be read).
+// nor folder, links to folders, what is hidden (a dot at its begin), and the parts of files that are just being written are passed over in
+// folders. A pattern with a slash is held against the path below the folder, any other against the name alone; a pattern to include whose
+// own name begins with a dot takes hidden files too. Throws Failure: kUsage (no name at all), kNoFile (a list or folder that cannot be
+// read).
 FileList ListFiles(const FileListOptions& options);
 
 }  // namespace TSEG::tool

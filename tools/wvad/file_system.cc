@@ -44,7 +44,7 @@ uint64_t SizeOf(const std::string& path) {
 }
 
 bool MatchesPattern(const std::string& pattern, const std::string& text) {
-  return fnmatch(pattern.c_str(), text.c_str(), FNM_PATHNAME) == 0;
+  return fnmatch(pattern.c_str(), text.c_str(), FNM_PATHNAME | FNM_PERIOD) == 0;
 }
 
 std::optional<int> DescriptorNamed(const std::string& path) {

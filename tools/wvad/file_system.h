@@ -28,7 +28,7 @@ FileLook LookAtDescriptor(int descriptor);
 // 0 for what is no ordinary file.
 uint64_t SizeOf(const std::string& path);
 
-// Whether `text` matches the shell's `pattern` (*, ?, [a-z]); * does not match a slash.
+// Whether `text` matches the shell's `pattern` (*, ?, [a-z]); * does not match a slash, nor a dot at the begin of a name.
 bool MatchesPattern(const std::string& pattern, const std::string& text);
 
 // The descriptor of this process that a path such as /dev/stdout, /dev/fd/3 or /proc/self/fd/3 means; none for any other path.

@@ -31,14 +31,14 @@ FolderReport::Part FolderReport::MakePart(const ReportFormat& format, const std:
 void FolderReport::HearWith(const HeardWith& with) { shape_.details.provenance = with.made_by; }
 
 void FolderReport::BeginFile(const std::string& name) {
-  folder_.Make();
+  folder_.Make(name);
   const bool first = of_run_.empty();
   of_recording_.clear();
   for (const ReportFormat* format : formats_) {
     if (format->file_per == FilePer::kRecording) {
-      of_recording_.push_back(MakePart(*format, folder_.Path(folder_.WithEnding(name, format->ending))));
+      of_recording_.push_back(MakePart(*format, folder_.Path(name, folder_.WithEnding(name, format->ending))));
     } else if (first) {
-      of_run_.push_back(MakePart(*format, folder_.Path(format->ending)));
+      of_run_.push_back(MakePart(*format, folder_.PathOfRun(format->ending)));
     }
   }
   ForAll([&](Report& report) { report.BeginFile(name); });

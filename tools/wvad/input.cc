@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <map>
 #include <system_error>
 #include <utility>
 
@@ -60,6 +61,23 @@ std::string NoRecordingAmong(size_t passed_over) {
   return "there is no recording: " + Files(passed_over) + " in folders, none of them audio";
 }
 
+// ", and 2 more" behind the first.
+std::string AndMore(size_t count) { return count > 1 ? ", and " + std::to_string(count - 1) + " more" : ""; }
+
+void TellRepeated(const FileList& found) {
+  if (!found.again.empty()) SayNote("note: " + found.again[0] + " is named twice and heard once" + AndMore(found.again.size()));
+  std::map<std::pair<uint64_t, uint64_t>, const std::string*> names;
+  std::string first;
+  size_t others = 0;
+  for (const std::string& name : found.files) {
+    const FileLook look = name == "-" ? FileLook() : LookAt(name);
+    if (look.kind != FileKind::kFile) continue;
+    const auto [row, fresh] = names.emplace(std::pair(look.device, look.inode), &name);
+    if (!fresh && others++ == 0) first = name + " is " + *row->second + " by another name, and heard as well";
+  }
+  if (others > 0) SayNote("note: " + first + AndMore(others));
+}
+
 }  // namespace
 
 bool IsHeardOnce(const std::string& name) { return name == "-" || IsAddress(name) || LookAt(name).kind == FileKind::kSpecial; }
@@ -110,6 +128,7 @@ double InputReader::MeasureGain(const std::string& name, int engine_rate_hz) con
 
 void FindFiles(InputOptions& options) {
   FileList found = ListFiles(options.list);
+  if (options.hints) TellRepeated(found);
   options.walked = std::move(found.walked);
   for (std::string& name : found.files) {
     if (options.source.raw.form == nullptr && options.walked.count(name) > 0 && !LooksLikeAudio(name)) {

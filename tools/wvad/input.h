@@ -10,7 +10,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "wvad/audio_source.h"
@@ -21,15 +20,15 @@
 namespace TSEG::tool {
 
 struct InputOptions {
-  FileListOptions list;                    // what the user named
-  std::vector<std::string> files;          // what that comes to (FindFiles); "-" for standard input
-  std::unordered_set<std::string> walked;  // those of them that were found in folders
-  size_t passed_over = 0;                  // of what lies in folders: what is no audio by its first bytes
-  int jobs = 1;                            // recordings that are worked on at once
-  std::string channel = "mix";             // or "all", or a number from 1
-  std::string gain = "0";                  // decibels, or "auto"
+  FileListOptions list;            // what the user named
+  std::vector<std::string> files;  // what that comes to (FindFiles); "-" for standard input
+  WalkedFiles walked;              // those of them that were found in folders
+  size_t passed_over = 0;          // of what lies in folders: what is no audio by its first bytes
+  int jobs = 1;                    // recordings that are worked on at once
+  std::string channel = "mix";     // or "all", or a number from 1
+  std::string gain = "0";          // decibels, or "auto"
   int chunk_ms = 100;
-  bool hints = true;  // say what is waited for
+  bool hints = true;  // say what is waited for, and which names come to one file
   // Stands between a recording and its listener, if there is one; gets what was opened and gives what is heard.
   std::function<std::unique_ptr<AudioSource>(std::unique_ptr<AudioSource> source)> tap = {};
   SourceOptions source;
@@ -86,7 +85,8 @@ class InputReader {
   std::optional<double> gain_db_;  // none: measured
 };
 
-// Fills in `files`, `walked` and `passed_over`. Throws Failure as ListFiles, and kNoFile where there is no recording at all.
+// Fills in `files`, `walked` and `passed_over`, and says with `hints` what stood there twice. Throws Failure as ListFiles, and kNoFile
+// where there is no recording at all.
 void FindFiles(InputOptions& options);
 
 // Whether a recording can be opened only once: standard input, a pipe, an address.

@@ -63,7 +63,7 @@ int ToDisk(int descriptor) {
 }  // namespace
 
 NewFile::NewFile(const std::string& path, const OutputRules& rules)
-    : path_(path), target_(FollowLinks(path)), part_(target_ + ".wvad-part"), replace_(rules.replace()) {
+    : path_(path), target_(FollowLinks(path)), part_(NameOfPart(target_)), replace_(rules.replace()) {
   rules.Check(path);
   rules.CheckPart(part_);
   if (LookAt(path).kind == FileKind::kSpecial) throw Failure(ExitCode::kOutput, path + ": is not an ordinary file");

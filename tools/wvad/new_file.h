@@ -18,6 +18,10 @@
 
 namespace TSEG::tool {
 
+// What `path` is called until it is whole.
+constexpr std::string_view kPartEnding = ".wvad-part";
+inline std::string NameOfPart(const std::string& path) { return path + std::string(kPartEnding); }
+
 class NewFile {
  public:
   // Throws Failure(kOutput) if the rules forbid it, if `path` is a device or a pipe, if nothing can be made in the folder, or if another

@@ -27,8 +27,8 @@ std::vector<std::string> Joined(std::vector<std::string> first, const std::vecto
 }  // namespace
 
 OutputFolder::OutputFolder(const FolderOptions& options, const std::vector<std::string>& inputs, OutputSuffixes suffixes,
-                           const std::vector<std::string>& also_read)
-    : options_(options), suffixes_(std::move(suffixes)), rules_(options.force, Joined(inputs, also_read)) {
+                           const std::vector<std::string>& also_read, WalkedFiles walked)
+    : options_(options), suffixes_(std::move(suffixes)), rules_(options.force, Joined(inputs, also_read)), walked_(std::move(walked)) {
   if (options_.folder.empty()) options_.folder = ".";
   if (!options_.prefix.empty()) {
     if (inputs.size() > 1) throw Failure(ExitCode::kUsage, "--prefix is for a single recording");
@@ -49,27 +49,28 @@ std::vector<std::string> OutputFolder::FilesOf(const std::string& input) const {
   return names;
 }
 
-void OutputFolder::CheckFree(const std::string& name) const {
-  const FileKind kind = LookAt(Path(name)).kind;
-  if (kind == FileKind::kFolder || kind == FileKind::kSpecial) throw Failure(ExitCode::kOutput, Path(name) + ": is not an ordinary file");
-  if (kind != FileKind::kNone && !options_.force) throw Failure(ExitCode::kOutput, ExistsAlready(Path(name)));
+void OutputFolder::CheckFree(const std::string& path) const {
+  const FileKind kind = LookAt(path).kind;
+  if (kind == FileKind::kFolder || kind == FileKind::kSpecial) throw Failure(ExitCode::kOutput, path + ": is not an ordinary file");
+  if (kind != FileKind::kNone && !options_.force) throw Failure(ExitCode::kOutput, ExistsAlready(path));
 }
 
 void OutputFolder::CheckNames(const std::vector<std::string>& inputs) const {
   std::map<std::string, std::string> taken;  // by which recording
   for (const std::string& name : suffixes_.of_run) {
-    taken.emplace(name, "the whole run");
-    CheckFree(name);
+    taken.emplace(PathOfRun(name), "the whole run");
+    CheckFree(PathOfRun(name));
   }
   for (const std::string& input : inputs) {
     for (const std::string& name : FilesOf(input)) {
-      const auto [row, fresh] = taken.emplace(name, input);
+      const std::string path = Path(input, name);
+      const auto [row, fresh] = taken.emplace(path, input);
       if (!fresh) {
         throw Failure(ExitCode::kUsage, input + ": its files would be called as those of " + row->second +
                                             "; work on them one at a time, into different folders" +
                                             (suffixes_.name.empty() ? "" : " or with --prefix"));
       }
-      CheckFree(name);
+      CheckFree(path);
     }
   }
 }
@@ -77,23 +78,30 @@ void OutputFolder::CheckNames(const std::vector<std::string>& inputs) const {
 // With --force, a file that lies in the folder under a name that will be written would be lost, perhaps before it was read. It may be a
 // link to one that lies elsewhere.
 void OutputFolder::CheckInputs(const std::vector<std::string>& inputs) const {
+  std::map<std::string, std::vector<std::string>> of_folder = {{options_.folder, {}}};
+  for (const std::string& input : inputs) of_folder[FolderOf(input)].push_back(input);
   std::error_code ignored;
-  for (const fs::directory_entry& entry : fs::directory_iterator(options_.folder, ignored)) {
-    const std::optional<std::string> read = rules_.InputAt(LookAt(entry.path().string()));
-    if (!read) continue;
-    const std::string name = entry.path().filename().string();
-    if (std::find(suffixes_.of_run.begin(), suffixes_.of_run.end(), name) != suffixes_.of_run.end()) {
-      throw Failure(ExitCode::kOutput, Path(name) + ": the run writes a file of this name, and reads this one; choose another folder");
+  for (const auto& [folder, recordings] : of_folder) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored)) CheckInputAt(entry.path().string(), recordings);
+  }
+}
+
+void OutputFolder::CheckInputAt(const std::string& path, const std::vector<std::string>& of_folder) const {
+  if (!rules_.InputAt(LookAt(path))) return;
+  const std::string name = fs::path(path).filename().string();
+  for (const std::string& of_run : suffixes_.of_run) {
+    if (path == PathOfRun(of_run)) {
+      throw Failure(ExitCode::kOutput, path + ": the run writes a file of this name, and reads this one; choose another folder");
     }
-    for (const std::string& input : inputs) {
-      int64_t number = 0;
-      std::string ending;
-      const bool numbered = !suffixes_.numbered.empty() && IsNumbered(input, name, &number, &ending) && ending == suffixes_.numbered;
-      const std::vector<std::string> files = FilesOf(input);
-      if (std::find(files.begin(), files.end(), name) != files.end() || numbered) {
-        throw Failure(ExitCode::kOutput, Path(name) + ": the files of " + input +
-                                             " would be called like this one, which this run needs; choose another folder");
-      }
+  }
+  for (const std::string& input : of_folder) {
+    int64_t number = 0;
+    std::string ending;
+    const bool numbered = !suffixes_.numbered.empty() && IsNumbered(input, name, &number, &ending) && ending == suffixes_.numbered;
+    const std::vector<std::string> files = FilesOf(input);
+    if (std::find(files.begin(), files.end(), name) != files.end() || numbered) {
+      throw Failure(ExitCode::kOutput,
+                    path + ": the files of " + input + " would be called like this one, which this run needs; choose another folder");
     }
   }
 }
@@ -103,11 +111,12 @@ void OutputFolder::KeepForDebugText(const std::string& path, const std::vector<s
   CheckInputs(inputs);
 }
 
-void OutputFolder::Make() const {
+void OutputFolder::Make(const std::string& input) const {
+  const std::string folder = FolderOf(input);
   std::error_code error;
-  fs::create_directories(options_.folder, error);
-  if (!error && !fs::is_directory(options_.folder, error)) error = std::make_error_code(std::errc::not_a_directory);
-  if (error) throw Failure(ExitCode::kOutput, options_.folder + ": this folder cannot be made: " + error.message());
+  fs::create_directories(folder, error);
+  if (!error && !fs::is_directory(folder, error)) error = std::make_error_code(std::errc::not_a_directory);
+  if (error) throw Failure(ExitCode::kOutput, folder + ": this folder cannot be made: " + error.message());
 }
 
 std::string OutputFolder::Stem(const std::string& input) const { return options_.prefix.empty() ? RecordingId(input) : options_.prefix; }
@@ -121,7 +130,16 @@ std::string OutputFolder::Numbered(const std::string& input, int64_t number) con
   return Stem(input) + "-" + std::string(digits.size() < kDigits ? kDigits - digits.size() : 0, '0') + digits + suffixes_.numbered;
 }
 
-std::string OutputFolder::Path(const std::string& name) const { return (fs::path(options_.folder) / name).string(); }
+std::string OutputFolder::FolderOf(const std::string& input) const {
+  const auto walked = walked_.find(input);
+  return walked == walked_.end() || walked->second.empty() ? options_.folder : (fs::path(options_.folder) / walked->second).string();
+}
+
+std::string OutputFolder::Path(const std::string& input, const std::string& name) const {
+  return (fs::path(FolderOf(input)) / name).string();
+}
+
+std::string OutputFolder::PathOfRun(const std::string& name) const { return (fs::path(options_.folder) / name).string(); }
 
 bool OutputFolder::IsNumbered(const std::string& input, const std::string& name, int64_t* number, std::string* ending) const {
   const std::string start = Stem(input) + "-";

@@ -11,14 +11,13 @@
 
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
+#include "wvad/new_file.h"
 #include "wvad/report_json.h"
 
 namespace TSEG::tool {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr const char* kPart = ".wvad-part";  // new_file.h
 
 // The bytes of a file, none if it cannot be read.
 std::optional<std::string> BytesOf(const std::string& path) {
@@ -173,7 +172,7 @@ Kept KeepWhatIsThere(const std::string& output, const std::string& format, const
   if (read == nullptr) throw Failure(ExitCode::kUsage, "--resume: goes with --format jsonl or csv, which can be gone on with");
   if (output.empty() || output == "-") throw Failure(ExitCode::kUsage, "--resume: needs --output FILE, whose rows are gone on with");
   Kept best;
-  for (const std::string& path : {output, output + kPart}) {
+  for (const std::string& path : {output, NameOfPart(output)}) {
     const std::optional<std::string> text = BytesOf(path);
     if (!text) continue;
     const std::optional<Kept> kept = read(*text, files);

@@ -149,7 +149,8 @@ class ScoreFiles {
   std::optional<Failure> ToOwnFile(ScoreRun& run, size_t index, const Notes& notes) {
     const std::string& name = input_.files[index];
     const std::unique_ptr<Input> input = run.Open(name);
-    NewFile file(folder_ != nullptr ? folder_->Path(folder_->File(name)) : options_.output, rules_);
+    if (folder_ != nullptr) folder_->Make(name);
+    NewFile file(folder_ != nullptr ? folder_->Path(name, folder_->File(name)) : options_.output, rules_);
     std::optional<Failure> failure;
     if (IsArray(*options_.format)) {
       ArrayWriter writer(file);
@@ -193,7 +194,7 @@ void CheckUsage(const ScoresOptions& options) {
 std::vector<std::string> FilesLeft(const OutputFolder& folder, const std::vector<std::string>& files) {
   std::vector<std::string> left;
   for (const std::string& name : files) {
-    if (LookAt(folder.Path(folder.File(name))).kind != FileKind::kFile) left.push_back(name);
+    if (LookAt(folder.Path(name, folder.File(name))).kind != FileKind::kFile) left.push_back(name);
   }
   return left;
 }
@@ -208,7 +209,7 @@ ExitCode RunScores(const ScoresOptions& options) {
   const OutputSuffixes suffixes = {std::string("scores.") + options.format->ending, ""};
   FolderOptions folder_options = options.folder;
   folder_options.force |= options.resume;
-  if (!options.folder.folder.empty()) folder.emplace(folder_options, options.input.files, suffixes, read);
+  if (!options.folder.folder.empty()) folder.emplace(folder_options, options.input.files, suffixes, read, options.input.walked);
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());
   const OutputRules rules(folder_options.force, read);
   if (!folder) CheckOutput(options.output, rules);
@@ -226,7 +227,6 @@ ExitCode RunScores(const ScoresOptions& options) {
   ScoreFiles files(options, left, rules, folder ? &*folder : nullptr, scorers);
   if (!folder && !IsArray(*options.format)) return files.ToOneOutput(kept.rows, options.input.files.size() > 1);
   if (!folder && !IsForFile(options.output)) return files.ArrayToPipe();
-  if (folder) folder->Make();
   return files.ToOwnFiles();
 }
 

@@ -45,7 +45,7 @@ class Forwarded : public Report {
 
 ExitCode ReportIntoFolder(const SegmentOptions& options) {
   OutputFolder folder({options.output, "", options.force}, options.input.files, SuffixesOf(options.formats),
-                      FilesBesideRecordings(options.engine, options.input.list.list));
+                      FilesBesideRecordings(options.engine, options.input.list.list), options.input.walked);
   std::optional<FolderReport> report;
   if (options.checksum) CheckChecksums(options.input.files);
   SentenceTask task;

@@ -2,13 +2,13 @@
 #include "wvad/sentence_files.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <system_error>
 #include <utility>
 
+#include "wvad/earlier_files.h"
 #include "wvad/failure.h"
 #include "wvad/output.h"
 #include "wvad/provenance.h"
@@ -20,23 +20,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// The numbered files of this recording that the index `path` lists. An index that is none lists nothing.
-std::vector<std::string> ListedFiles(const OutputFolder& folder, const std::string& input, const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  const Json index = Json::parse(in, nullptr, false);
-  std::vector<std::string> names;
-  if (!index.is_object() || !index.contains("sentences") || !index["sentences"].is_array()) return names;
-  for (const Json& row : index["sentences"]) {
-    if (!row.is_object() || !row.contains("file") || !row["file"].is_string()) continue;
-    const std::string name = row["file"].get<std::string>();
-    int64_t number = 0;
-    std::string ending;
-    const bool ours = name.find('/') == std::string::npos && folder.IsNumbered(input, name, &number, &ending);
-    if (ours) names.push_back(name);
-  }
-  return names;
-}
-
 // The code of a recording that an earlier run was through with, by its index: all of it was heard and all that it lists is there. None for
 // any other.
 std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::string& input, const std::string& path,
@@ -45,9 +28,9 @@ std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::strin
   const Json index = Json::parse(in, nullptr, false);
   if (!index.is_object() || index.value("source", "") != Json::parse(JsonText(input)).get<std::string>()) return std::nullopt;
   if (!index.contains("heard") || index.value("stopped_by", "") == kInterruptedReason) return std::nullopt;
-  const std::vector<std::string> names = ListedFiles(folder, input, path);
-  const bool whole =
-      std::all_of(names.begin(), names.end(), [&](const std::string& name) { return LookAt(folder.Path(name)).kind == FileKind::kFile; });
+  const std::vector<std::string> names = SavedFiles(folder, input, index);
+  const bool whole = std::all_of(names.begin(), names.end(),
+                                 [&](const std::string& name) { return LookAt(folder.Path(input, name)).kind == FileKind::kFile; });
   if (!whole) return std::nullopt;
   if (index.contains("made_by")) CheckSameWay(path, JsonText(index["made_by"]), ways);
   return index.contains("damage") ? ExitCode::kNotAudio : ExitCode::kSuccess;
@@ -55,24 +38,24 @@ std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::strin
 
 }  // namespace
 
-std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vector<std::string>& inputs, const OutputSuffixes& suffixes,
-                                   const std::vector<std::string>& ways, ExitCode* kept_code) {
+std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vector<std::string>& inputs, const WalkedFiles& walked,
+                                   const OutputSuffixes& suffixes, const std::vector<std::string>& ways, ExitCode* kept_code) {
   FolderOptions looked_at = options;
   looked_at.force = true;
-  const OutputFolder folder(looked_at, inputs, suffixes);
+  const OutputFolder folder(looked_at, inputs, suffixes, {}, walked);
   std::vector<std::string> left;
   std::vector<std::string> fresh;
   for (const std::string& input : inputs) {
-    const std::string path = folder.Path(folder.File(input));
+    const std::string path = folder.Path(input, folder.File(input));
     if (const std::optional<ExitCode> code = CodeOfWhole(folder, input, path, ways)) {
       if (*kept_code == ExitCode::kSuccess) *kept_code = *code;
       continue;
     }
     left.push_back(input);
-    if (LookAt(path).kind == FileKind::kNone && LookAt(path + ".wvad-part").kind == FileKind::kNone) fresh.push_back(input);
+    if (LookAt(path).kind == FileKind::kNone && LookAt(NameOfPart(path)).kind == FileKind::kNone) fresh.push_back(input);
   }
   // Where no earlier run has begun, what is there is somebody else's.
-  const OutputFolder untouched(options, fresh, suffixes);
+  const OutputFolder untouched(options, fresh, suffixes, {}, walked);
   return left;
 }
 
@@ -87,8 +70,10 @@ void SentenceFiles::HearWith(const HeardWith& with) {
 void SentenceFiles::BeginFile(const std::string& name) {
   input_ = name;
   count_ = 0;
-  const std::string path = folder_.Path(folder_.File(name));
-  left_over_ = folder_.rules().replace() ? ListedFiles(folder_, name, path) : std::vector<std::string>();
+  folder_.Make(name);
+  const std::string path = folder_.Path(name, folder_.File(name));
+  left_over_.clear();
+  if (folder_.rules().replace()) left_over_ = FilesOfEarlierRuns(folder_, name, path);
   index_ = std::make_unique<NewFile>(path, folder_.rules());
   Json head;
   head["source"] = name;
@@ -106,7 +91,7 @@ void SentenceFiles::BeginFile(const std::string& name) {
 void SentenceFiles::Add(const Sentence& sentence, int rate_hz) {
   Sentence told = {sentence.begin_sample, sentence.end_sample, sentence.vol, sentence.trig, sentence.eg, {}, {}, sentence.channel};
   WithIndexOnFailure([&] {
-    told.saved_as = folder_.Path(Save(sentence, rate_hz));
+    told.saved_as = folder_.Path(input_, Save(sentence, rate_hz));
     if (next_ != nullptr) next_->Add(told, rate_hz);
   });
 }
@@ -127,7 +112,9 @@ void SentenceFiles::WithIndexOnFailure(const std::function<void()>& work) {
 
 std::string SentenceFiles::Save(const Sentence& sentence, int rate_hz) {
   const std::string name = folder_.Numbered(input_, count_ + 1);
-  WriteNewFile(folder_.Path(name), folder_.rules(), format_.encode(sentence, rate_hz));
+  WriteNewFile(folder_.Path(input_, name), folder_.rules(), format_.encode(sentence, rate_hz));
+  const auto made_anew = std::find(left_over_.begin(), left_over_.end(), name);
+  if (made_anew != left_over_.end()) left_over_.erase(made_anew);
   ++count_;
   Json row;
   row["file"] = name;
@@ -140,9 +127,11 @@ std::string SentenceFiles::Save(const Sentence& sentence, int rate_hz) {
 }
 
 void SentenceFiles::EndFile(const FileEnd& end) {
-  CloseIndex(ToJson(end));
-  if (end.reason != kInterruptedReason) RemoveLeftOvers();
+  const bool through = end.reason != kInterruptedReason;
+  CloseIndex(ToJson(end), through);
+  if (through) RemoveLeftOvers();
   if (next_ != nullptr) next_->EndFile(end);
+  TellLeftOvers();
   if (count_ == 0 && notes_) Say(input_ + ": note: no sentences found");
 }
 
@@ -153,8 +142,9 @@ void SentenceFiles::RefuseFile(const std::string& name, const std::string& messa
 }
 
 void SentenceFiles::Fail(const Failure& failure) {
-  CloseIndex(ToJson(failure));
+  CloseIndex(ToJson(failure), false);
   if (next_ != nullptr) next_->Fail(failure);
+  TellLeftOvers();
 }
 
 void SentenceFiles::Refuse(const std::string& name, const Failure& failure) {
@@ -173,22 +163,36 @@ void SentenceFiles::End() {
   if (next_ != nullptr) next_->End();
 }
 
-void SentenceFiles::CloseIndex(const Json& json) {
+void SentenceFiles::CloseIndex(Json json, bool through) {
+  if (!through) {
+    KeepThoseThatAreThere();
+    if (!left_over_.empty()) json["left_over"] = left_over_;
+  }
   index_->Write("],\n" + JsonText(json).substr(1) + "\n");
   index_->Publish();
   index_.reset();
 }
 
+void SentenceFiles::KeepThoseThatAreThere() {
+  const auto gone = [this](const std::string& name) {
+    const FileLook look = LookAt(folder_.Path(input_, name));
+    return look.kind != FileKind::kFile || folder_.rules().InputAt(look);
+  };
+  left_over_.erase(std::remove_if(left_over_.begin(), left_over_.end(), gone), left_over_.end());
+}
+
 void SentenceFiles::RemoveLeftOvers() {
-  for (const std::string& name : left_over_) {
-    int64_t number = 0;
-    std::string ending;
-    folder_.IsNumbered(input_, name, &number, &ending);
-    if (number <= count_ && name == folder_.Numbered(input_, number)) continue;
-    if (folder_.rules().InputAt(LookAt(folder_.Path(name)))) continue;
-    std::error_code ignored;
-    std::filesystem::remove(folder_.Path(name), ignored);
-  }
+  KeepThoseThatAreThere();
+  std::error_code ignored;
+  for (const std::string& name : left_over_) std::filesystem::remove(folder_.Path(input_, name), ignored);
+  left_over_.clear();
+}
+
+void SentenceFiles::TellLeftOvers() {
+  if (left_over_.empty() || !notes_) return;
+  const size_t more = left_over_.size() - 1;
+  const std::string files = folder_.Path(input_, left_over_[0]) + (more == 0 ? " is" : " and " + std::to_string(more) + " more are");
+  Say(input_ + ": note: " + files + " of an earlier run; one with --force that comes to its end removes them");
 }
 
 ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes, const SentenceFormat& format) {
@@ -197,18 +201,18 @@ ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffix
   SaveOptions left = options;
   if (options.resume) {
     left.folder.force = true;
-    left.input.files = FilesLeft(options.folder, options.input.files, suffixes, ProvenancesOfRun(options), &kept_code);
+    left.input.files =
+        FilesLeft(options.folder, options.input.files, options.input.walked, suffixes, ProvenancesOfRun(options), &kept_code);
     if (left.input.files.empty()) return kept_code;
   }
-  OutputFolder folder(left.folder, options.input.files, std::move(suffixes),
-                      FilesBesideRecordings(options.engine, options.input.list.list));
+  OutputFolder folder(left.folder, options.input.files, std::move(suffixes), FilesBesideRecordings(options.engine, options.input.list.list),
+                      options.input.walked);
   Output output("", folder.rules());
   SentenceTask task;
   task.handout = handout;
   task.keep_away = [&](const std::string& path) { folder.KeepForDebugText(path, options.input.files); };
   task.made_by = true;
   task.make_report = [&](const HeardWith&) -> std::unique_ptr<Report> {
-    folder.Make();
     if (options.quiet) return nullptr;
     return options.format->make(output, {several, true, true, options.input.channel == "all"});
   };

@@ -6,7 +6,8 @@
 //
 // The index is JSON: {"source":..., what the command adds, "sentences":[{"file":..., begin, end, duration, the count of samples or frames,
 // vol, trig, eg}, ...], "heard":..., "stopped_by":...}. It is written for every recording that could be opened, also one without sentences
-// or one that broke off. With --force it tells which files an earlier run has left over; those go when the new run is through.
+// or one that broke off. With --force the files of earlier runs that the new one does not make (earlier_files.h) go when it is through; one
+// that broke off leaves them, and its index lists them as "left_over", for the next run to remove.
 #ifndef WVAD_WVAD_SENTENCE_FILES_H_
 #define WVAD_WVAD_SENTENCE_FILES_H_
 
@@ -53,8 +54,11 @@ class SentenceFiles : public Report {
   // Does it; where it fails, the index is closed with the reason before the failure goes on.
   void WithIndexOnFailure(const std::function<void()>& work);
   std::string Save(const Sentence& sentence, int rate_hz);
-  void CloseIndex(const nlohmann::ordered_json& json);
+  // `through`: the recording's work has come to its end, and nothing of an earlier run will be left.
+  void CloseIndex(nlohmann::ordered_json json, bool through);
+  void KeepThoseThatAreThere();
   void RemoveLeftOvers();
+  void TellLeftOvers();
 
   const OutputFolder& folder_;
   SentenceFormat format_;
@@ -64,7 +68,7 @@ class SentenceFiles : public Report {
   std::string input_;
   int64_t count_ = 0;
   std::unique_ptr<NewFile> index_;
-  std::vector<std::string> left_over_;  // of an earlier run
+  std::vector<std::string> left_over_;  // of earlier runs, and not made anew until now
 };
 
 // What `split` and `features` have in common.
@@ -77,8 +81,8 @@ struct SaveOptions : SentenceOptions {
 // interrupt or an error, and those of whose files one is missing. `kept_code`: that of the first of the others that was damaged. `ways` as
 // in KeepWhatIsThere. Throws Failure(kOutput) where there are files and no index that they belong to, and where what is kept came about in
 // another way.
-std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vector<std::string>& inputs, const OutputSuffixes& suffixes,
-                                   const std::vector<std::string>& ways, ExitCode* kept_code);
+std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vector<std::string>& inputs, const WalkedFiles& walked,
+                                   const OutputSuffixes& suffixes, const std::vector<std::string>& ways, ExitCode* kept_code);
 
 // Works through all files and saves each sentence of them.
 ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffixes suffixes, const SentenceFormat& format);
