@@ -44,6 +44,11 @@ TEST(Annotation, EachFormIsUnderstood) {
       {"csv", "file,begin,end,vol\n\"far/talk.wav\",0.70,2.20,\"1,5\"\n\"far/talk.wav\",61.25,62,\n"},
       {"csv", "file,begin,end,error\ntalk.wav,0.7,2.2,\nno.wav,,,no such file\ntalk.wav,61.25,62,\n"},
       {"csv", "onset,duration\r\n0.7,1.5\r\n61.25,0.75\r\n"},
+      {"csv", "start_s,end_s\n0.7,2.2\n61.25,62\n"},
+      {"csv", "Filename,Start Time (s),End Time (s)\ntalk.wav,0.7,2.2\ntalk.wav,61.25,62\n"},
+      {"csv", "start_ms,duration_ms\n700,1500\n61250,750\n"},
+      {"csv", "audio_filepath,offset,duration\ntalk.wav,0.7,1.5\ntalk.wav,61.25,0.75\n"},
+      {"tsv", "filename\tonset\toffset\tevent_label\ntalk.wav\t0.7\t2.2\tx\ntalk.wav\t61.25\t62\tx\n"},
       {"tsv", "start\tend\tlabel\n0.7\t2.2\t\"a\tb\"\n61.25\t62\t\"line\nbreak\"\n"},
       {"json", R"({"files":[{"file":"a/talk.wav","sentences":[{"begin":0.7,"end":2.2},{"begin":61.25,"end":62}]}]})"},
       {"jsonl",
@@ -99,6 +104,8 @@ TEST(Annotation, WhatCannotBeUnderstoodIsNamed) {
       {"srt", "1 --> x\n"},
   };
   for (const auto& [form, text] : rows) EXPECT_THROW(Read(form, text), Failure) << form << ": " << text;
+  EXPECT_EQ(Refusal([&] { Read("csv", "file,from,to\na,1,2\n"); }),
+            "the heading has to name begin (or start), and end or duration; it names file, from, to");
   EXPECT_EQ(Refusal([&] { Read("rttm", rows[0].second); }), "line 2: \"x\" is no time in seconds");
 }
 
@@ -113,6 +120,21 @@ TEST(Annotation, FoldersAreTakenTogether) {
   EXPECT_EQ(ids, (std::vector<std::string>{"a", "b", "c"}));
   folder.write("other.ctm", "a 1 1 1 x\n");
   EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), nullptr); }), ::testing::HasSubstr("tells of a, and so does another file"));
+}
+
+TEST(Annotation, AFormChoosesAmongTheFilesOfAFolder) {
+  const testing_support::TempFolder folder;
+  folder.write("a.rttm", "SPEAKER a 1 1 1 x\n");
+  folder.write("a.csv", "begin,end\n3,4\n");
+  folder.write("._a.rttm", "no text");
+  const auto form = [](const char* name) { return FindRow(AnnotationForms(), name); };
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), nullptr); }), ::testing::HasSubstr("takes the files of one form"));
+  EXPECT_EQ(ReadAnnotation(folder.path(), form("rttm"))["a"].speech, (Spans{{1000000, 2000000}}));
+  EXPECT_EQ(ReadAnnotation(folder.path(), form("csv"))["a"].speech, (Spans{{3000000, 4000000}}));
+  // Where none has its ending, the form is that of all: labels called .srt.
+  const testing_support::TempFolder odd;
+  odd.write("a.srt", "1\t2\tx\n");
+  EXPECT_EQ(ReadAnnotation(odd.path(), form("labels"))["a"].speech, (Spans{{1000000, 2000000}}));
 }
 
 TEST(Annotation, FilesThatCannotBeReadAreRefused) {

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <filesystem>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -60,21 +61,33 @@ Annotation ReadFile(const std::string& path, const AnnotationForm* form) {
   }
 }
 
-Annotation ReadFolder(const std::string& path, const AnnotationForm* form) {
+// The files of a folder that are not hidden and whose endings are known; of a form that is named those with its ending, where there are
+// some.
+std::vector<std::string> FilesOf(const std::string& path, const AnnotationForm* form) {
   std::vector<std::string> files;
   std::error_code error;
   for (const fs::directory_entry& entry : fs::directory_iterator(path, error)) {
     const std::string file = entry.path().string();
-    if (LookAt(file).kind == FileKind::kFile && FormOfFile(file) != nullptr) files.push_back(file);
+    const bool hidden = entry.path().filename().string()[0] == '.';
+    if (!hidden && LookAt(file).kind == FileKind::kFile && FormOfFile(file) != nullptr) files.push_back(file);
   }
   if (error) throw Failure(ExitCode::kNoFile, path + ": cannot be read: " + error.message());
   std::sort(files.begin(), files.end());
+  std::vector<std::string> of_form;
+  std::copy_if(files.begin(), files.end(), std::back_inserter(of_form),
+               [form](const std::string& file) { return FormOfFile(file) == form; });
+  return of_form.empty() ? files : of_form;
+}
+
+Annotation ReadFolder(const std::string& path, const AnnotationForm* form) {
+  const std::vector<std::string> files = FilesOf(path, form);
   if (files.empty()) throw Failure(ExitCode::kNoFile, path + ": holds no file of a form that can be read");
   Annotation all;
   for (const std::string& file : files) {
     for (auto& [id, recording] : ReadFile(file, form)) {
       if (!all.emplace(id, std::move(recording)).second) {
-        throw Failure(ExitCode::kNotAudio, file + ": tells of " + id + ", and so does another file of this folder");
+        throw Failure(ExitCode::kNotAudio, file + ": tells of " + id + ", and so does another file of this folder" +
+                                               (form == nullptr ? "; --ref-format or --hyp-format takes the files of one form" : ""));
       }
     }
   }

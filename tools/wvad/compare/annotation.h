@@ -34,7 +34,8 @@ std::span<const AnnotationForm> AnnotationForms();
 // The form whose ending `path` has; null if there is none.
 const AnnotationForm* FormOfFile(const std::string& path);
 
-// Of a file ("-" for standard input), or of all files of a folder whose endings are known. `form` null: by the ending. Throws Failure:
+// Of a file ("-" for standard input), or of all files of a folder whose endings are known, but for hidden ones. `form` null: by the
+// ending; of a folder that holds files with the ending of `form` these alone are read. Throws Failure:
 // kUsage (no form is known for it), kNoFile, kNotAudio with the place of what cannot be understood, or where two files tell of one
 // recording.
 Annotation ReadAnnotation(const std::string& path, const AnnotationForm* form);
