@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The command line as somebody meets it who does not know it: help, guesses, completions, colours.
+#include <algorithm>
 #include <cstdlib>
 
 #include "wvad/program_fixture.h"
@@ -41,6 +42,31 @@ TEST_F(CommandLineHelp, HelpIsACommandToo) {
   }
   EXPECT_EQ(Call({"help", "model", "pack"}).out, Call({"model", "pack", "--help"}).out);
   ExpectFailure(Call({"help", "segmnet"}), 2, "no such command: segmnet (did you mean segment?)");
+}
+
+TEST_F(CommandLineHelp, HelpFitsTheTerminal) {
+  for (const size_t width : {50U, 60U, 80U, 120U}) {
+    setenv("COLUMNS", std::to_string(width).c_str(), 1);
+    for (const std::vector<std::string>& call : {std::vector<std::string>{"--help"},
+                                                 {"segment", "--help"},
+                                                 {"compare", "--help"},
+                                                 {"report", "--help"},
+                                                 {"model", "inspect", "--help"},
+                                                 {"--help-all"}}) {
+      const std::string help = Call(call).out;
+      size_t longest = 0;
+      for (size_t begin = 0; begin < help.size();) {
+        const size_t end = help.find('\n', begin);
+        longest = std::max(longest, end - begin);
+        begin = end + 1;
+      }
+      EXPECT_LE(longest, width) << call[0];
+      EXPECT_GT(longest, width * 3 / 4) << call[0];
+    }
+    unsetenv("COLUMNS");
+  }
+  // Words stand beside the options that they belong to.
+  EXPECT_THAT(Call({"segment", "--help"}).out, HasSubstr("\n  --track N" + std::string(12, ' ') + "Sound track to listen to"));
 }
 
 TEST_F(CommandLineHelp, CommandsForOneRecordingOfferNoMoreThanTheyTake) {

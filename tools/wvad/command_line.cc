@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -17,6 +18,7 @@
 #include "wvad/failure.h"
 #include "wvad/features_command.h"
 #include "wvad/forms/printf.h"
+#include "wvad/help_formatter.h"
 #include "wvad/help_text.h"
 #include "wvad/listening_options.h"
 #include "wvad/live/listen_command.h"
@@ -32,6 +34,7 @@
 #include "wvad/scores_command.h"
 #include "wvad/segment_command.h"
 #include "wvad/split_command.h"
+#include "wvad/system.h"
 
 namespace TSEG::tool {
 namespace {
@@ -354,6 +357,7 @@ ExitCode RunCommandLine(int argc, char** argv) {
   app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
   app.footer(ExitCodesHelp());
   // Flags may come any number of times, as people with aliases expect; what holds a value is looked at below.
+  app.formatter(std::make_shared<HelpFormatter>(static_cast<size_t>(TextWidth())));
   app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   CommandLine line;
   AddSegment(app, line);

@@ -139,7 +139,7 @@ class ExplainRun {
     for (size_t i = 0; i < ranges_.size(); ++i) {
       if (ranges_[i].first >= hearing.frames() && !behind) behind = options_.at[i];
       for (const ExplainedStretch& stretch : hearing.Of(i)) {
-        text += ToText(stretch, engine->facts());
+        text += ToText(stretch, engine->facts(), output_.width());
         stretches.push_back(ToJson(stretch, engine->facts()));
       }
     }

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "wvad/report_json.h"
+#include "wvad/wrapped.h"
 
 namespace TSEG::tool {
 namespace {
@@ -55,9 +56,11 @@ std::string SentenceWords(const ExplainedStretch& stretch) {
   return "number " + std::to_string(sentence.number) + ", " + Times(sentence.begin, sentence.end) + PartWords(stretch.part);
 }
 
-std::string Line(std::string_view topic, const std::string& words) {
-  constexpr size_t kColumn = 11;
-  return "  " + std::string(topic) + std::string(kColumn - std::min(kColumn - 1, topic.size()), ' ') + words + "\n";
+// A topic and what is told of it beside it, in lines of `width`.
+std::string Line(std::string_view topic, const std::string& words, size_t width) {
+  constexpr size_t kColumn = 13;
+  const std::string head = "  " + std::string(topic);
+  return Wrapped(head + std::string(kColumn - std::min(kColumn - 1, head.size()), ' ') + words, width, kColumn) + "\n";
 }
 
 // The digits that a number of single precision is worth.
@@ -87,15 +90,15 @@ std::vector<ExplainedStretch> Explain(const FrameRange& range, const std::vector
   return found;
 }
 
-std::string ToText(const ExplainedStretch& stretch, const RunFacts& facts) {
+std::string ToText(const ExplainedStretch& stretch, const RunFacts& facts, size_t width) {
   const TraceRow& row = stretch.values.first;
   std::string text = Times(stretch.first, stretch.last + 1) + ": " + Verdict(row) + "\n";
   for (const StatementRow& statement : StatementTable()) {
     if (row.says(statement.statement) && statement.topic != "verdict")
-      text += Line(statement.topic, Words(statement, facts, stretch.values));
+      text += Line(statement.topic, Words(statement, facts, stretch.values), width);
   }
-  if (row.statements == 0) text += Line("window", kNotDecided);
-  return text + Line("sentence", SentenceWords(stretch));
+  if (row.statements == 0) text += Line("window", kNotDecided, width);
+  return text + Line("sentence", SentenceWords(stretch), width);
 }
 
 nlohmann::ordered_json ToJson(const ExplainedStretch& stretch, const RunFacts& facts) {

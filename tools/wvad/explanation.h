@@ -37,7 +37,7 @@ struct ExplainedStretch {
 std::vector<ExplainedStretch> Explain(const FrameRange& range, const std::vector<TraceRow>& rows,
                                       const std::vector<NumberedSentence>& sentences);
 
-std::string ToText(const ExplainedStretch& stretch, const RunFacts& facts);
+std::string ToText(const ExplainedStretch& stretch, const RunFacts& facts, size_t width);
 nlohmann::ordered_json ToJson(const ExplainedStretch& stretch, const RunFacts& facts);
 
 }  // namespace TSEG::tool

@@ -7,6 +7,7 @@
 #include "wvad/failure.h"
 #include "wvad/messages.h"
 #include "wvad/system.h"
+#include "wvad/wrapped.h"
 
 namespace TSEG::tool {
 namespace {
@@ -76,5 +77,7 @@ void CheckOutput(const std::string& path, const OutputRules& rules) {
 }
 
 bool Output::is_terminal() const { return descriptor_ >= 0 && IsTerminal(descriptor_); }
+
+size_t Output::width() const { return is_terminal() ? static_cast<size_t>(TextWidth()) : kAnyWidth; }
 
 }  // namespace TSEG::tool

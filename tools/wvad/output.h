@@ -5,6 +5,7 @@
 #ifndef WVAD_WVAD_OUTPUT_H_
 #define WVAD_WVAD_OUTPUT_H_
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -30,6 +31,8 @@ class Output {
   // The same for a run that was interrupted: a file of this name that is there already stays.
   void CloseInterrupted();
   bool is_terminal() const;
+  // Columns of a terminal, kAnyWidth for anything else.
+  size_t width() const;
 
  private:
   std::string name_;

@@ -8,6 +8,7 @@
 
 #include "wvad/file_system.h"
 #include "wvad/system.h"
+#include "wvad/wrapped.h"
 
 namespace TSEG::tool {
 namespace {
@@ -18,21 +19,6 @@ std::string ClockText(double seconds) {
   std::snprintf(text, sizeof text, "%d:%02d:%02d", static_cast<int>(whole / 3600), static_cast<int>(whole / 60 % 60),
                 static_cast<int>(whole % 60));
   return text;
-}
-
-bool GoesOn(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
-
-size_t Columns(const std::string& text) {
-  return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) { return !GoesOn(c); }));
-}
-
-// The first `columns` characters.
-std::string Cut(const std::string& text, size_t columns) {
-  size_t end = 0;
-  for (size_t seen = 0; end < text.size(); ++end) {
-    if (!GoesOn(text[end]) && seen++ == columns) break;
-  }
-  return text.substr(0, end);
 }
 
 std::string Printable(std::string name) {
@@ -67,7 +53,7 @@ std::string ProgressLine(const ProgressState& state, size_t width) {
   const std::string left = state.seconds_left >= 0 ? ClockText(state.seconds_left) + " left  " : "";
   if (Columns(bar + share + place + left) > width) bar.clear();
   if (Columns(share + place + left) > width && !left.empty()) place.clear();
-  return Cut(bar + share + place + left + Printable(state.name), width);
+  return std::string(Cut(bar + share + place + left + Printable(state.name), width));
 }
 
 Progress::Progress(bool enabled, std::vector<std::string> files, std::function<Clock::time_point()> now)

@@ -57,6 +57,14 @@ int TerminalWidth() {
   return 80;
 }
 
+int TextWidth() {
+  const char* wanted = getenv("COLUMNS");
+  if (const int columns = wanted != nullptr ? atoi(wanted) : 0; columns > 0) return columns;
+  winsize size{};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+  return TerminalWidth();
+}
+
 std::string ProgramFolder() {
   std::error_code error;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);

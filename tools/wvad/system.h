@@ -16,6 +16,8 @@ constexpr int kStandardError = 2;
 bool IsTerminal(int descriptor);
 // Columns of the terminal on standard error, 80 if it does not say.
 int TerminalWidth();
+// Columns for text that people read: what COLUMNS says, else those of the terminal on standard output or error, else 80.
+int TextWidth();
 // The folder of the running program, without a trailing separator; empty if the system does not tell.
 std::string ProgramFolder();
 // Puts something under each of the three standard descriptors that was closed, so that no file of the program's comes to lie there: reading

@@ -78,7 +78,7 @@ ExitCode RunCompare(const CompareOptions& options) {
     const Spans regions = uem ? Joined(Of(*uem, id).speech) : WholeOf(truth, told);
     compared.push_back({id, Compare(Joined(truth.speech), Joined(told.speech), regions, collar_us)});
   }
-  output.Write(options.format->print(compared, options.collar_s));
+  output.Write(options.format->print(compared, options.collar_s, output.width()));
   output.Close();
   return ExitCode::kSuccess;
 }

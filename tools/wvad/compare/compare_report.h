@@ -17,11 +17,12 @@ struct ComparedRecording {
   Comparison comparison;
 };
 
+// `width`: columns of the place that is written to, kAnyWidth for none that counts.
 struct CompareFormat {
   const char* name;
   const char* words;
   const char* ending;  // of files
-  std::string (*print)(const std::vector<ComparedRecording>& recordings, double collar_s);
+  std::string (*print)(const std::vector<ComparedRecording>& recordings, double collar_s, size_t width);
 };
 // The first one is the default.
 std::span<const CompareFormat> CompareFormats();
