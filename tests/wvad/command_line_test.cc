@@ -112,8 +112,20 @@ TEST_F(CommandLineHelp, BashCompletes) {
   EXPECT_EQ(completed("wvad segment -f js", 3), "json jsonl\n");
   EXPECT_EQ(completed("wvad segment --channel ''", 3), "mix all\n");
   EXPECT_EQ(completed("wvad model pack --f", 3), "--force\n");
-  EXPECT_EQ(completed("wvad completions f", 2), "\n");  // left to the shell
-  EXPECT_EQ(completed("wvad segment ta", 2), "\n");     // files
+  EXPECT_EQ(completed("wvad completions f", 2), "fish\n");
+  EXPECT_EQ(completed("wvad help scor", 2), "scores\n");
+  EXPECT_EQ(completed("wvad help model ''", 3), "pack inspect\n");
+  EXPECT_EQ(completed("wvad help segment ''", 3), "\n");
+  EXPECT_EQ(completed("wvad segment --fps 2", 3), "24 25\n");
+  EXPECT_EQ(completed("wvad segment -f csv,js", 3), "csv,json csv,jsonl\n");
+  EXPECT_EQ(completed("wvad segment --format = js", 4), "json jsonl\n");
+  EXPECT_EQ(completed("wvad segment --raw =", 3), "s16 s24 s32 f32 u8 mulaw alaw\n");
+  EXPECT_EQ(completed("wvad segment -m lstm_fb40", 3), "lstm_fb40 lstm_fb40_8k\n");
+  EXPECT_EQ(completed("wvad segment -m ./m", 3), "\n");  // left to the shell, as a file
+  EXPECT_EQ(completed("wvad segment --set wvad_param_vad_thr", 3), "wvad_param_vad_threshold=\n");
+  EXPECT_EQ(completed("wvad report --compare dnn_fb75,wvad_param_vad_thr", 3), "dnn_fb75,wvad_param_vad_threshold=\n");
+  EXPECT_EQ(completed("wvad model inspect dnn", 3), "dnn_fb75\n");
+  EXPECT_EQ(completed("wvad segment ta", 2), "\n");  // files
   EXPECT_EQ(Says("bash", "source ./wvad\ncomplete -p wvad\n"), "complete -o bashdefault -o default -F _wvad wvad\n");
 }
 
@@ -121,14 +133,19 @@ TEST_F(CommandLineHelp, FishCompletes) {
   if (!Has("fish")) GTEST_SKIP() << "no fish";
   Write("fish", "wvad.fish");
   const auto completed = [&](const std::string& line) {
-    return Says("env HOME=" + folder_.path() + " fish --no-config",
-                "source ./wvad.fish\ncomplete -C '" + line + "' | string replace -r '\\t.*' ''\n");
+    return Says("env HOME=" + folder_.path() + " fish --no-config", "source ./wvad.fish\ncomplete -C '" + line + "' | cut -f 1\n");
   };
   EXPECT_EQ(completed("wvad seg"), "segment\n");
   EXPECT_EQ(completed("wvad model in"), "inspect\n");
   EXPECT_EQ(completed("wvad segment --form"), "--format\n");
   EXPECT_EQ(completed("wvad segment --format js"), "json\njsonl\n");
   EXPECT_EQ(completed("wvad model pack --fo"), "--force\n");
+  EXPECT_EQ(completed("wvad help scor"), "scores\n");
+  EXPECT_EQ(completed("wvad completions z"), "zsh\n");
+  EXPECT_EQ(completed("wvad segment -f csv,js"), "csv,json\ncsv,jsonl\n");
+  EXPECT_EQ(completed("wvad segment --fps 3"), "30\n");
+  EXPECT_EQ(completed("wvad segment --model dnn"), "dnn_fb75\n");
+  EXPECT_EQ(completed("wvad segment --set wvad_param_vad_thr"), "wvad_param_vad_threshold=\n");
 }
 
 TEST_F(CommandLineHelp, ZshCompletes) {
@@ -151,11 +168,23 @@ show() {
 show 'wvad segm'
 show 'wvad segment --recur'
 show 'wvad model insp'
+show 'wvad help scor'
+show 'wvad completions fi'
+show 'wvad segment -f csv,rt'
+show 'wvad segment --model dnn'
+show 'wvad segment --set wvad_param_vad_thr'
+show 'wvad report --compare dnn_fb75,wvad_param_vad_thr'
 )";
   const std::string said = Says("env HOME=" + folder_.path() + " TERM=xterm zsh -f", script);
   EXPECT_THAT(said, HasSubstr("line<wvad segment >"));
   EXPECT_THAT(said, HasSubstr("line<wvad segment --recursive >"));
   EXPECT_THAT(said, HasSubstr("line<wvad model inspect >"));
+  EXPECT_THAT(said, HasSubstr("line<wvad help scores >"));
+  EXPECT_THAT(said, HasSubstr("line<wvad completions fish >"));
+  EXPECT_THAT(said, HasSubstr("line<wvad segment -f csv,rttm"));
+  EXPECT_THAT(said, HasSubstr("line<wvad segment --model dnn_fb75 >"));
+  EXPECT_THAT(said, HasSubstr("line<wvad segment --set wvad_param_vad_threshold=>"));
+  EXPECT_THAT(said, HasSubstr("line<wvad report --compare dnn_fb75,wvad_param_vad_threshold=>"));
   EXPECT_EQ(Says("zsh -n", folder_.read("_wvad")), "");
 }
 

@@ -94,11 +94,11 @@ std::function<ExitCode()> Listening(Options& options, ExitCode (*run)(const Opti
 }
 
 void AddForms(CLI::App* command, SegmentOptions& options) {
-  const std::string names = NamesOf(ReportFormats(), "|", "|") + "|" + NamesOf(FormatGroups(), "|", "|");
+  const std::string names = NamesOf(ReportFormats(), "|", "|") + "|" + NamesOf(FormatGroups(), "|", "|") + kListForm;
   CLI::Option* format = command->add_option_function<std::string>(
       "-f,--format", [&options](const std::string& given) { options.formats = FormatsOf(given); },
       "Several with commas between them, and then -o names a folder. " + WordsOf(ReportFormats()) + "; " + WordsOf(FormatGroups()));
-  format->default_str(options.formats[0]->name)->type_name(names);
+  format->default_str(options.formats[0]->name)->type_name(names)->option_text("FORM[,...]=" + std::string(options.formats[0]->name));
   command
       ->add_option_function<std::string>(
           "--printf",
@@ -191,7 +191,7 @@ void AddListen(CLI::App& app, CommandLine& line) {
   AddOutput(command, options.output)->description(kFormOfOutput);
   AddForce(command, options.force);
   options.engine.model = kDefaultModel;
-  command->add_option("-m,--model", options.engine.model, kModelWords)->capture_default_str();
+  command->add_option("-m,--model", options.engine.model, kModelWords)->capture_default_str()->type_name(kModelForm);
   command->add_option("--models-dir", options.engine.models_dir, "Folder of models, instead of the installed one");
   AddPlain(command, options.engine.plain);
   command->add_flag("-q,--quiet", options.quiet, "No line at the foot, no sums, no notes");
@@ -256,12 +256,13 @@ void AddPage(CLI::App& app, CommandLine& line) {
   options.models = {kDefaultModel};
   command->add_option("-m,--model", options.models, std::string(kModelWords) + "; may be repeated, for a track each")
       ->capture_default_str()
+      ->type_name(kModelForm)
       ->allow_extra_args(false);
   command
       ->add_option("--compare", options.compared,
                    "A further track: another model, NAME=VALUE, or several of these with commas between; may be repeated")
       ->allow_extra_args(false)
-      ->type_name("MODEL,NAME=VALUE");
+      ->type_name(kComparedForm);
   AddSettings(command, options.engine);
   AddPlain(command, options.engine.plain);
   AddQuiet(command, options.quiet, "No notes");
@@ -307,7 +308,7 @@ void AddModelPack(CLI::App* model, CommandLine& line) {
 
 void AddModelInspect(CLI::App* model, CommandLine& line) {
   CLI::App* command = model->add_subcommand("inspect", "Show a model's header, variables, value ranges, settings and shifts or scales");
-  command->add_option("FILE", line.inspect.model, "Model file, or the name of a bundled model")->required();
+  command->add_option("FILE", line.inspect.model, "Model file, or the name of a bundled model")->required()->type_name(kModelForm);
   command->add_flag("--json", line.inspect.json, "As JSON");
   AddOutput(command, line.inspect.output);
   AddForce(command, line.inspect.force);
@@ -330,7 +331,7 @@ ExitCode Print(const std::string& text) {
 }
 
 void AddHelp(CLI::App& app, CommandLine& line) {
-  CLI::App* command = app.add_subcommand("help", "Print the help of a command and exit");
+  CLI::App* command = app.add_subcommand(kHelpCommand, "Print the help of a command and exit");
   command->add_option("COMMAND", line.help, "The command, such as segment or model pack; without it the program's own help")->type_name("");
   command->final_callback([&app, &line] {
     line.chosen = [&app, &line] {

@@ -3,29 +3,96 @@
 
 #include <algorithm>
 #include <cctype>
+#include <utility>
 
 #include "wvad/did_you_mean.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
+#include "wvad/model_finder.h"
+#include "wvad/parameter_table.h"
 
 namespace TSEG::tool {
 namespace {
 
-// "table|json" are two; "N|mix|all" says that there are others than mix and all.
-std::vector<std::string> ChoicesOf(const std::string& form) {
-  std::vector<std::string> choices;
-  if (form.find('|') == std::string::npos) return choices;
-  std::string word;
-  for (const char c : form + "|") {
-    if (c != '|') {
-      word += c;
-      continue;
-    }
-    const bool upper = std::any_of(word.begin(), word.end(), [](unsigned char letter) { return std::isupper(letter) != 0; });
-    if (!upper && !word.empty()) choices.push_back(word);
-    word.clear();
+std::vector<std::string> Split(const std::string& text, char separator) {
+  std::vector<std::string> words;
+  for (size_t begin = 0; begin <= text.size();) {
+    const size_t end = std::min(text.find(separator, begin), text.size());
+    words.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
   }
-  return choices;
+  return words;
+}
+
+std::vector<std::string> BundledModels() { return {std::begin(kBundledModels), std::end(kBundledModels)}; }
+
+std::vector<std::string> ParameterBegins() {
+  std::vector<std::string> names;
+  for (const ParameterRow& row : ParameterTable()) names.push_back(std::string(row.name) + "=");
+  return names;
+}
+
+std::vector<std::string> ModelsAndParameterBegins() {
+  std::vector<std::string> names = BundledModels();
+  for (std::string& name : ParameterBegins()) names.push_back(std::move(name));
+  return names;
+}
+
+// Forms of values that stand for something which is listed elsewhere.
+struct KnownForm {
+  const char* form;
+  std::vector<std::string> (*choices)();
+  bool or_file;
+  bool list;
+  bool goes_on;
+};
+constexpr KnownForm kKnownForms[] = {
+    {kModelForm, BundledModels, true, false, false},
+    {kSettingForm, ParameterBegins, false, false, true},
+    {kComparedForm, ModelsAndParameterBegins, false, true, true},
+};
+
+// "table|json" are two choices, "N|mix|all" says that there are others than mix and all, "INT:{24,25}" are two again; a list of choices
+// ends with kListForm.
+ValueWords ValueOfForm(std::string form) {
+  for (const KnownForm& known : kKnownForms) {
+    if (form == known.form) return {known.choices(), known.or_file, known.list, known.goes_on};
+  }
+  ValueWords value;
+  const std::string list_end = kListForm;
+  if (form.size() > list_end.size() && form.compare(form.size() - list_end.size(), list_end.size(), list_end) == 0) {
+    value.list = true;
+    form.resize(form.size() - list_end.size());
+  }
+  if (const size_t brace = form.find(":{"); brace != std::string::npos && form.back() == '}') {
+    value.choices = Split(form.substr(brace + 2, form.size() - brace - 3), ',');
+  } else if (form.find('|') != std::string::npos) {
+    for (const std::string& word : Split(form, '|')) {
+      const bool upper = std::any_of(word.begin(), word.end(), [](unsigned char letter) { return std::isupper(letter) != 0; });
+      if (!upper && !word.empty()) value.choices.push_back(word);
+    }
+  }
+  return value;
+}
+
+OptionWords WordsOf(const CLI::Option& option) {
+  OptionWords words;
+  words.long_name = option.get_lnames()[0];
+  if (!option.get_snames().empty()) words.short_name = option.get_snames()[0];
+  words.words = option.get_description();
+  words.takes_value = option.get_items_expected_max() > 0;
+  if (words.takes_value) words.value = ValueOfForm(option.get_type_name());
+  return words;
+}
+
+// The names alone: what `help` takes, but for itself.
+std::vector<CommandWords> WithoutOptions(const std::vector<CommandWords>& commands) {
+  std::vector<CommandWords> names;
+  for (const CommandWords& command : commands) {
+    if (command.name == kHelpCommand) continue;
+    names.push_back({command.name, command.words, {}, WithoutOptions(command.commands), false, {}});
+  }
+  return names;
 }
 
 std::vector<std::string> NamesOfCommands(const CLI::App& app) {
@@ -62,13 +129,17 @@ CommandWords WordsOfCommands(const CLI::App& app) {
   words.name = app.get_name();
   words.words = app.get_description();
   for (const CLI::Option* option : app.get_options()) {
-    if (option->get_lnames().empty()) continue;
-    const bool takes_value = option->get_items_expected_max() > 0;
-    words.options.push_back({option->get_lnames()[0], option->get_snames().empty() ? "" : option->get_snames()[0],
-                             option->get_description(), takes_value,
-                             takes_value ? ChoicesOf(option->get_type_name()) : std::vector<std::string>()});
+    if (!option->get_lnames().empty()) words.options.push_back(WordsOf(*option));
+    if (!option->get_positional()) continue;
+    words.takes_arguments = true;
+    words.argument = ValueOfForm(option->get_type_name());
   }
   for (const CLI::App* command : app.get_subcommands(nullptr)) words.commands.push_back(WordsOfCommands(*command));
+  for (CommandWords& command : words.commands) {
+    if (command.name != kHelpCommand) continue;
+    command.commands = WithoutOptions(words.commands);
+    command.takes_arguments = false;
+  }
   return words;
 }
 

@@ -12,6 +12,16 @@
 
 namespace TSEG::tool {
 
+// What the forms of values (CLI's type names) say to those who complete them: the name of a model or a file, a parameter's setting, both
+// with commas between them, and the end of the form of a list.
+constexpr const char* kModelForm = "NAME|FILE";
+constexpr const char* kSettingForm = "NAME=VALUE";
+constexpr const char* kComparedForm = "MODEL,NAME=VALUE";
+constexpr const char* kListForm = "[,...]";
+
+// The command that takes the names of others.
+constexpr const char* kHelpCommand = "help";
+
 // All commands and options of `app`.
 CommandWords WordsOfCommands(const CLI::App& app);
 

@@ -36,6 +36,14 @@ void VisitAll(const std::string& path, const CommandWords& command, const Visit&
   for (const CommandWords& below : command.commands) VisitAll(path.empty() ? below.name : path + "/" + below.name, below, visit);
 }
 
+// What bash offers for a value: the choices that fit what is written behind the last comma.
+std::string BashReply(const ValueWords& value) {
+  const std::string choices = "compgen -W \"" + Joined(value.choices) + "\"";
+  const std::string reply = value.list ? "COMPREPLY=($(" + choices + " -P \"${cur%\"${cur##*,}\"}\" -- \"${cur##*,}\"))"
+                                       : "COMPREPLY=($(" + choices + " -- \"$cur\"))";
+  return reply + (value.goes_on ? "; compopt -o nospace 2>/dev/null" : "");
+}
+
 std::string BashCase(const std::string& path, const CommandWords& command) {
   std::string values;
   std::vector<std::string> words = NamesOf(command.commands);
@@ -44,30 +52,46 @@ std::string BashCase(const std::string& path, const CommandWords& command) {
     if (!option.takes_value) continue;
     const std::string names = (option.short_name.empty() ? "" : "-" + option.short_name + " | ") + "--" + option.long_name;
     // Without choices of its own a value may be a file, which the shell completes where nothing else is offered.
-    values += "        " + names + ")" +
-              (option.choices.empty() ? "" : " COMPREPLY=($(compgen -W \"" + Joined(option.choices) + "\" -- \"$cur\"));") + " return ;;\n";
+    values += "        " + names + ")" + (option.value.choices.empty() ? "" : " " + BashReply(option.value) + ";") + " return ;;\n";
   }
-  return "    \"" + path + "\")\n" + (values.empty() ? "" : "      case $prev in\n" + values + "      esac\n") + "      words=\"" +
-         Joined(words) + "\"\n" + (command.commands.empty() ? "" : "      files=no\n") + "      ;;\n";
+  std::string text = "    \"" + path + "\")\n" + (values.empty() ? "" : "      case $prev in\n" + values + "      esac\n");
+  if (!command.argument.choices.empty()) text += "      [[ $cur == -* ]] || " + BashReply(command.argument) + "\n";
+  const bool files = command.takes_arguments && (command.argument.choices.empty() || command.argument.or_file);
+  return text + "      words=\"" + Joined(words) + "\"\n" + (files ? "" : "      files=no\n") + "      ;;\n";
+}
+
+// What zsh does for a value; a blank before a call keeps it from being given more words, and a colon in it is not to end it.
+std::string ZshAction(const ValueWords& value) {
+  const std::string choices = Joined(value.choices);
+  if (value.choices.empty()) return "_files";
+  if (value.goes_on) return std::string(value.list ? "{compset -P \"*,\"; " : "{") + "compadd -S \"\" -- " + choices + "}";
+  if (value.list) return " _values -s , value " + choices;
+  return value.or_file ? " _alternative \"names\\:name\\:(" + choices + ")\" \"files\\:file\\:_files\"" : "(" + choices + ")";
 }
 
 std::string ZshOption(const OptionWords& option) {
   const std::string names = option.short_name.empty() ? "--" + option.long_name : "";
   const std::string pair = "{-" + option.short_name + ",--" + option.long_name + "}";
-  const std::string value = !option.takes_value ? "" : option.choices.empty() ? ":value:_files" : ":value:(" + Joined(option.choices) + ")";
-  const std::string words = "'[" + Short(option.words) + "]" + value + "'";
+  const std::string words = "'[" + Short(option.words) + "]" + (option.takes_value ? ":value:" + ZshAction(option.value) : "") + "'";
   return names.empty() ? "'*'" + pair + words : "'*'" + names + words;
 }
 
 std::string ZshFunction(const std::string& function, const CommandWords& command) {
-  std::string text = function + "() {\n  local curcontext=$curcontext state line\n  typeset -A opt_args\n  _arguments -C -s \\\n";
-  for (const OptionWords& option : command.options) text += "    " + ZshOption(option) + " \\\n";
-  if (command.commands.empty()) return text + "    '*:file:_files'\n}\n\n";
-  text += "    '1: :->command' \\\n    '*:: :->rest'\n  case $state in\n    command)\n      local -a commands\n      commands=(\n";
+  std::string text = function + "() {\n  local curcontext=$curcontext state line\n  typeset -A opt_args\n  _arguments -C -s";
+  for (const OptionWords& option : command.options) text += " \\\n    " + ZshOption(option);
+  if (command.takes_arguments) text += " \\\n    '*:argument:" + ZshAction(command.argument) + "'";
+  if (command.commands.empty()) return text + "\n}\n\n";
+  text += " \\\n    '1: :->command' \\\n    '*:: :->rest'\n";
+  text += "  case $state in\n    command)\n      local -a commands\n      commands=(\n";
   for (const CommandWords& below : command.commands) text += "        '" + below.name + ":" + Short(below.words) + "'\n";
   text += "      )\n      _describe command commands\n      ;;\n    rest)\n      case $words[1] in\n";
   for (const CommandWords& below : command.commands) text += "        " + below.name + ") " + function + "_" + below.name + " ;;\n";
   return text + "      esac\n      ;;\n  esac\n}\n\n";
+}
+
+// What fish offers for a value: behind the last comma of a list it goes on.
+std::string FishChoices(const ValueWords& value) {
+  return value.list ? "'(__wvad_list " + Joined(value.choices) + ")'" : "'" + Joined(value.choices) + "'";
 }
 
 }  // namespace
@@ -83,6 +107,8 @@ std::string BashCompletion(const CommandWords& program) {
          "() {\n"
          "  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]} command= words= files=yes i\n"
          "  COMPREPLY=()\n"
+         "  # --option=value comes in three words.\n"
+         "  if [[ $cur == = ]]; then cur=; elif [[ $prev == = ]]; then prev=${COMP_WORDS[COMP_CWORD-2]}; fi\n"
          "  for ((i = 1; i < COMP_CWORD; i++)); do\n"
          "    case $command/${COMP_WORDS[i]} in\n"
          "      " +
@@ -94,7 +120,7 @@ std::string BashCompletion(const CommandWords& program) {
          cases +
          "  esac\n"
          "  # Files are completed by the shell itself, where nothing is offered.\n"
-         "  if [[ $cur == -* || $files == no ]]; then\n"
+         "  if [[ ${#COMPREPLY[@]} -eq 0 && ($cur == -* || $files == no) ]]; then\n"
          "    COMPREPLY=($(compgen -W \"$words\" -- \"$cur\"))\n"
          "  fi\n"
          "}\n"
@@ -113,7 +139,12 @@ std::string ZshCompletion(const CommandWords& program) {
 }
 
 std::string FishCompletion(const CommandWords& program) {
-  std::string text = "# Completion of " + program.name + " for fish.\n";
+  std::string text = "# Completion of " + program.name +
+                     " for fish.\n"
+                     "function __wvad_list\n"
+                     "    set -l before (string match -r '^.*,' -- (commandline -ct))\n"
+                     "    printf '%s\\n' \"$before\"$argv\n"
+                     "end\n";
   VisitAll("", program, [&](const std::string& path, const CommandWords& command) {
     // All names on the way were seen, and none of those below.
     std::string seen = path.empty() ? "" : "__fish_seen_subcommand_from " + path;
@@ -126,9 +157,12 @@ std::string FishCompletion(const CommandWords& program) {
     for (const CommandWords& below : command.commands) {
       text += start + " -f -a " + below.name + " -d '" + Short(below.words) + "'\n";
     }
+    if (!command.argument.choices.empty())
+      text += start + (command.argument.or_file ? " -a " : " -f -a ") + FishChoices(command.argument) + "\n";
     for (const OptionWords& option : command.options) {
       text += start + (option.short_name.empty() ? "" : " -s " + option.short_name) + " -l " + option.long_name;
-      if (option.takes_value) text += option.choices.empty() ? " -r" : " -x -a '" + Joined(option.choices) + "'";
+      if (option.takes_value) text += option.value.choices.empty() || option.value.or_file ? " -r" : " -x";
+      if (!option.value.choices.empty()) text += " -a " + FishChoices(option.value);
       text += " -d '" + Short(option.words) + "'\n";
     }
   });

@@ -10,19 +10,29 @@
 
 namespace TSEG::tool {
 
+// What may stand at a place of the command line.
+struct ValueWords {
+  std::vector<std::string> choices;  // empty: a file is as good as anything
+  bool or_file = false;              // or a file
+  bool list = false;                 // several of them, with commas between
+  bool goes_on = false;              // a choice is a begin, such as NAME=
+};
+
 struct OptionWords {
   std::string long_name;   // without dashes
   std::string short_name;  // one letter, or empty
   std::string words;       // what it does
   bool takes_value = false;
-  std::vector<std::string> choices;  // that the value may be; empty for any
+  ValueWords value;
 };
 
 struct CommandWords {
   std::string name;
   std::string words;
   std::vector<OptionWords> options;
-  std::vector<CommandWords> commands;  // below it; a command that has some takes no files
+  std::vector<CommandWords> commands;  // below it; a command that has some takes no arguments
+  bool takes_arguments = false;
+  ValueWords argument;
 };
 
 // A script for each shell. `program` is the whole program: its name, and its commands.

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "stream/profiles.h"
+#include "wvad/command_words.h"
 #include "wvad/model_finder.h"
 #include "wvad/option_values.h"
 
@@ -14,7 +15,7 @@ void AddSettings(CLI::App* command, EngineOptions& engine) {
   command->add_option("--models-dir", engine.models_dir, "Folder of models, instead of the installed one");
   command->add_option("-s,--set", engine.settings, "Set a parameter of the engine, NAME=VALUE; may be repeated")
       ->allow_extra_args(false)
-      ->type_name("NAME=VALUE");
+      ->type_name(kSettingForm);
   command->add_option("--config", engine.config, "Further configuration for the engine's start, a file in the form of w_tseg.cfg");
 }
 
@@ -44,7 +45,7 @@ void AddInput(CLI::App* command, InputOptions& input, const AudioScope& scope, E
               const std::string& quiet_words) {
   AddAudio(command, input, scope);
   engine.model = kDefaultModel;
-  command->add_option("-m,--model", engine.model, kModelWords)->capture_default_str();
+  command->add_option("-m,--model", engine.model, kModelWords)->capture_default_str()->type_name(kModelForm);
   AddSettings(command, engine);
   AddQuiet(command, quiet, quiet_words);
 }

@@ -10,6 +10,7 @@
 namespace TSEG::tool {
 
 constexpr const char* kDefaultModel = "lstm_fb75";
+constexpr const char* kBundledModels[] = {kDefaultModel, "lstm_fb40", "dnn_fb75", "lstm_fb75_8k", "lstm_fb40_8k"};
 
 // The folders that are looked through: `models_dir` alone if it is given, else $WVAD_MODELS_DIR alone if that is set, else the "vad"
 // folders of the library beside the running program.

@@ -8,9 +8,7 @@ namespace {
 
 bool GoesOn(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
 
-std::string_view WithoutBlanksBefore(std::string_view text) {
-  return text.substr(std::min(text.find_first_not_of(' '), text.size()));
-}
+std::string_view WithoutBlanksBefore(std::string_view text) { return text.substr(std::min(text.find_first_not_of(' '), text.size())); }
 
 std::string_view WithoutBlanksBehind(std::string_view text) {
   const size_t last = text.find_last_not_of(' ');

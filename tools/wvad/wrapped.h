@@ -17,8 +17,8 @@ size_t Columns(std::string_view text);
 // The first `columns` characters.
 std::string_view Cut(std::string_view text, size_t columns);
 
-// One line as several of up to `width` columns, broken at blanks, or behind | or a comma where a word fills a line by itself; what cannot be
-// broken stays longer. Lines behind the first begin with `indent` blanks. No line end behind the last.
+// One line as several of up to `width` columns, broken at blanks, or behind | or a comma where a word fills a line by itself; what cannot
+// be broken stays longer. Lines behind the first begin with `indent` blanks. No line end behind the last.
 std::string Wrapped(std::string_view line, size_t width, size_t indent);
 
 // A text of several lines: those that stand behind each other without indentation are one paragraph, which is broken anew; an indented
