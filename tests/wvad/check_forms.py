@@ -120,6 +120,9 @@ def check_ffmpeg(folder):
         packets = json.loads(run("ffprobe", "-v", "error", "-show_packets", "-of", "json", folder.path / f"out/it's a talk.{ending}"))["packets"]
         found = [(float(row["pts_time"]), round(float(row["pts_time"]) + float(row["duration_time"]), 3)) for row in packets]
         equal(found, SENTENCES)
+        # Decoded, too: readers drop captions that hold nothing.
+        decoded = run("ffmpeg", "-nostdin", "-v", "error", "-i", folder.path / f"out/it's a talk.{ending}", "-f", "srt", "-")
+        equal(decoded.count(b"-->"), len(SENTENCES))
     heard = run("ffmpeg", "-nostdin", "-v", "error", "-safe", "0", "-i", folder.path / "out/it's a talk.ffconcat", "-f", "s16le", "-")
     expected = b"".join(bursts()[int(begin * RATE) * 2:int(end * RATE) * 2] for begin, end in SENTENCES)
     # ffmpeg cuts by packets of 1024 samples.

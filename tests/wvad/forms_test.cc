@@ -83,9 +83,18 @@ TEST(Forms, LabelsOfAudacityStandBetweenTabs) {
   EXPECT_EQ(Told("labels", TwoChannels()), "1.000000\t2.000000\tspeech 2\n1.500000\t2.500000\tspeech 1\n");
 }
 
+TEST(Forms, CaptionsMayAllHaveTheSameWords) {
+  Telling telling = TwoChannels();
+  telling.shape.details.caption = "(speech)";
+  telling.sentences.resize(1);
+  EXPECT_EQ(Told("srt", telling), "1\n00:00:01,000 --> 00:00:02,000\n[2] (speech)\n\n");
+  telling.sentences[0].channel = 0;
+  EXPECT_EQ(Told("vtt", telling), "WEBVTT\n\n1\n00:00:01.000 --> 00:00:02.000\n(speech)\n\n");
+}
+
 TEST(Forms, CaptionsAreNumberedAndEmpty) {
   EXPECT_EQ(Told("srt"), "1\n00:00:00,700 --> 00:00:02,200\n \n\n2\n01:01:01,250 --> 01:01:02,000\n \n\n");
-  EXPECT_EQ(Told("vtt"), "WEBVTT\n\n1\n00:00:00.700 --> 00:00:02.200\n\n2\n01:01:01.250 --> 01:01:02.000\n\n");
+  EXPECT_EQ(Told("vtt"), "WEBVTT\n\n1\n00:00:00.700 --> 00:00:02.200\n \n\n2\n01:01:01.250 --> 01:01:02.000\n \n\n");
   EXPECT_EQ(Told("srt", TwoChannels()), "1\n00:00:01,000 --> 00:00:02,000\n[2] \n\n2\n00:00:01,500 --> 00:00:02,500\n[1] \n\n");
 }
 

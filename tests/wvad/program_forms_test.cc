@@ -158,6 +158,14 @@ TEST_F(ProgramForms, WholeIsWhatWasHeardToItsEnd) {
 
 TEST_F(ProgramForms, ChecksumWantsAFile) { ExpectFailure(Segment({"--checksum", "-f", "json", "-"}), 2, "--checksum: standard input"); }
 
+TEST_F(ProgramForms, CaptionsHaveTheWordsThatAreGiven) {
+  const std::string wav = Wav("a.wav", 5, kTwoBursts);
+  EXPECT_THAT(Segment({"-f", "srt", "--caption", "(speech)", wav}).out, StartsWith("1\n00:00:00,700 --> 00:00:02,200\n(speech)\n\n2\n"));
+  ExpectFailure(Segment({"-f", "csv", "--caption", "(speech)", wav}), 2, "--caption: goes with the forms srt and vtt");
+  ExpectFailure(Segment({"-f", "vtt", "--caption", "a --> b", wav}), 2, "--caption: expected words in one line");
+  ExpectFailure(Segment({"-f", "srt", "--caption", "a\n\nb", wav}), 2, "--caption: expected words in one line");
+}
+
 TEST_F(ProgramForms, PrintfPrintsEachSentence) {
   const std::string path = Wav("a.wav", 5, kTwoBursts);
   EXPECT_EQ(Segment({"--printf", "{number} {begin:3} {end:3}\\n", path}).out, "1 0.700 2.200\n2 2.700 3.700\n");

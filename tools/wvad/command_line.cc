@@ -111,6 +111,7 @@ void AddForms(CLI::App* command, SegmentOptions& options) {
               WordsOf(PrintfFields()))
       ->type_name("FORMAT")
       ->excludes(format);
+  command->add_option("--caption", options.details.caption, "Words of each caption of srt and vtt, instead of none")->type_name("TEXT");
   command->add_option("--fps", options.details.fps, "Frames a second of the time codes of edl")
       ->check(CLI::IsMember({"24", "25", "30", "50", "60"}))
       ->capture_default_str();

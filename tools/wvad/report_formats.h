@@ -14,12 +14,16 @@
 
 namespace TSEG::tool {
 
+// Readers drop a caption without any text, so an empty one holds a blank.
+constexpr const char* kEmptyCaption = " ";
+
 // What single forms want to know beyond the sentences.
 struct FormDetails {
-  std::string channel = "mix";  // that is listened to: "mix", "all" or its number from 1
-  std::string provenance;       // how the results came about (provenance.h), JSON in one line; empty: nothing is said of it
-  std::string printf;           // the format of --printf
-  int fps = 25;                 // frames a second of video time codes
+  std::string channel = "mix";          // that is listened to: "mix", "all" or its number from 1
+  std::string provenance;               // how the results came about (provenance.h), JSON in one line; empty: nothing is said of it
+  std::string printf;                   // the format of --printf
+  int fps = 25;                         // frames a second of video time codes
+  std::string caption = kEmptyCaption;  // the words of each caption
 };
 
 // What is told, whatever the form.

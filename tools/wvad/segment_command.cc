@@ -5,6 +5,7 @@
 #include <string>
 
 #include "wvad/folder_report.h"
+#include "wvad/forms/forms.h"
 #include "wvad/forms/printf.h"
 #include "wvad/provenance.h"
 
@@ -18,6 +19,7 @@ bool IntoFolder(const SegmentOptions& options) {
 // What can be known to be wrong before any work, which may be long.
 void CheckForms(const SegmentOptions& options) {
   if (!options.details.printf.empty()) const PrintfFormat checked(options.details.printf);
+  CheckCaption(options.details.caption, options.formats);
   if (options.formats.size() > 1 && (options.output.empty() || options.output == "-")) {
     throw Failure(ExitCode::kUsage, "--format: several forms go into a folder; name it with -o DIR");
   }

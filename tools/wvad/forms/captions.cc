@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Captions without words, for people to fill in: SubRip (SRT) and WebVTT. A caption of one channel of several begins with its number, as
-// those of several speakers do.
+// Captions for people to fill in: SubRip (SRT) and WebVTT, without words or each with the same. A caption of one channel of several begins
+// with its number, as those of several speakers do.
+#include <algorithm>
+
+#include "wvad/failure.h"
 #include "wvad/forms/forms.h"
 #include "wvad/forms/line_report.h"
 
@@ -18,15 +21,14 @@ std::string Clock(int64_t ms, char point) {
   return Digits(ms / 3600000, 2) + ":" + Digits(ms / 60000 % 60, 2) + ":" + Digits(ms / 1000 % 60, 2) + point + Digits(ms % 1000, 3);
 }
 
-// `empty` stands for the words of a caption that has none.
-std::string Caption(const Line& line, char point, const char* empty) {
-  const std::string words = line.sentence.channel > 0 ? "[" + std::to_string(line.sentence.channel) + "] \n" : empty;
-  return std::to_string(line.number) + "\n" + Clock(line.begin_ms(), point) + " --> " + Clock(line.end_ms(), point) + "\n" + words + "\n";
+LineForm Captions(const char* head, char point, const ReportShape& shape) {
+  const auto caption = [point, words = shape.details.caption](const Line& line) {
+    const std::string channel = line.sentence.channel > 0 ? "[" + std::to_string(line.sentence.channel) + "] " : "";
+    return std::to_string(line.number) + "\n" + Clock(line.begin_ms(), point) + " --> " + Clock(line.end_ms(), point) + "\n" +
+           (channel.empty() || words != kEmptyCaption ? channel + words : channel) + "\n\n";
+  };
+  return {head, caption};
 }
-
-// Readers of SubRip drop a caption without any text, so an empty one holds a blank.
-std::string SrtCaption(const Line& line) { return Caption(line, ',', " \n"); }
-std::string VttCaption(const Line& line) { return Caption(line, '.', ""); }
 
 // A comment must not hold the arrow: in JSON, the ">" of a name may as well be written by its number.
 std::string VttNote(const std::string& text) {
@@ -38,11 +40,22 @@ std::string VttNote(const std::string& text) {
 }  // namespace
 
 std::unique_ptr<Report> MakeSrt(Output& output, const ReportShape& shape) {
-  return std::make_unique<LineReport>(output, shape, LineForm{"", SrtCaption});
+  return std::make_unique<LineReport>(output, shape, Captions("", ',', shape));
 }
 
 std::unique_ptr<Report> MakeVtt(Output& output, const ReportShape& shape) {
-  return std::make_unique<LineReport>(output, shape, LineForm{"WEBVTT\n\n", VttCaption, VttNote});
+  LineForm form = Captions("WEBVTT\n\n", '.', shape);
+  form.comment = VttNote;
+  return std::make_unique<LineReport>(output, shape, form);
+}
+
+void CheckCaption(const std::string& words, const std::vector<const ReportFormat*>& formats) {
+  const bool control = std::any_of(words.begin(), words.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; });
+  if (control || words.find("-->") != std::string::npos)
+    throw Failure(ExitCode::kUsage, "--caption: expected words in one line, without -->");
+  const bool used =
+      std::any_of(formats.begin(), formats.end(), [](const ReportFormat* row) { return row->make == MakeSrt || row->make == MakeVtt; });
+  if (words != kEmptyCaption && !used) throw Failure(ExitCode::kUsage, "--caption: goes with the forms srt and vtt");
 }
 
 }  // namespace TSEG::tool

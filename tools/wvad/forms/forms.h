@@ -5,6 +5,8 @@
 #define WVAD_WVAD_FORMS_FORMS_H_
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "wvad/output.h"
 #include "wvad/report.h"
@@ -29,6 +31,9 @@ std::unique_ptr<Report> MakeKaldiSegments(Output& output, const ReportShape& sha
 std::unique_ptr<Report> MakeKaldiWavScp(Output& output, const ReportShape& shape);
 std::unique_ptr<Report> MakeKaldiUtt2spk(Output& output, const ReportShape& shape);
 std::unique_ptr<Report> MakePrintf(Output& output, const ReportShape& shape);
+
+// Throws Failure(kUsage) for words that no caption can hold, and for such without a form that has captions.
+void CheckCaption(const std::string& words, const std::vector<const ReportFormat*>& formats);
 
 }  // namespace TSEG::tool
 
