@@ -265,6 +265,20 @@ TEST_F(Retouched, AFullDiskLeavesNothing) {
   EXPECT_FALSE(std::filesystem::exists(folder_.file("o.wav.wvad-part")));
 }
 
+TEST_F(Retouched, NoRoomForWhatComesOnceIsToldWithItsPlaceAndTheWayRound) {
+  Wav("a.wav", 5, kTwoBursts);
+  input_ = folder_.read("a.wav");
+  std::filesystem::create_directory(folder_.file("tmp"));
+  setenv("TMPDIR", folder_.file("tmp").c_str(), 1);
+  // 80000 samples are kept as floats; the recording and what is made of it are smaller.
+  const Outcome run = WithFileSizeLimit(200000, [&] { return Run("trim", {"-", "-o", "o.wav"}); });
+  unsetenv("TMPDIR");
+  ExpectFailure(
+      run, 8,
+      "-: is kept in a temporary file in " + folder_.file("tmp") + " meanwhile, which cannot be written: File too large; set TMPDIR");
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("o.wav")));
+}
+
 TEST_F(Retouched, OfADamagedRecordingWhatIsThereIsWritten) {
   Wav("a.wav", 5, kTwoBursts);
   folder_.write("cut.wav", folder_.read("a.wav").substr(0, 44 + 2 * 40000));  // 2.5 s of 5

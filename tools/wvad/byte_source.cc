@@ -3,14 +3,15 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
 #include "wvad/system.h"
+#include "wvad/temporary_file.h"
 
 namespace TSEG::tool {
 namespace {
@@ -77,17 +78,13 @@ class StreamBytes : public ByteSource {
   }
   std::optional<uint64_t> length() const override { return ended_ ? std::optional<uint64_t>(end_) : std::nullopt; }
   void KeepAll() override {
-    if (all_ != nullptr) return;
-    all_.reset(std::tmpfile());
-    if (all_ == nullptr) throw Failure(ExitCode::kOutput, name_ + ": no temporary file can be made: " + std::strerror(errno));
-    Spool(head_.data(), head_.size());
+    if (all_) return;
+    all_.emplace(name_);
+    all_->Append(head_.data(), head_.size());
   }
 
  private:
   static constexpr size_t kKept = 1 << 20;
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
 
   // No more than is wanted: a live source brings the rest when its time has come.
   void Fetch(uint64_t wanted) {
@@ -98,16 +95,10 @@ class StreamBytes : public ByteSource {
     const size_t count = static_cast<size_t>(got);
     if (head_.size() < kKept)
       head_.insert(head_.end(), piece_.begin(), piece_.begin() + std::min<long>(got, static_cast<long>(kKept - head_.size())));
-    if (all_ != nullptr) Spool(piece_.data(), count);
+    if (all_) all_->Append(piece_.data(), count);
     recent_.insert(recent_.end(), piece_.begin(), piece_.begin() + got);
     if (recent_.size() > 2 * kKept) recent_.erase(recent_.begin(), recent_.end() - static_cast<std::ptrdiff_t>(kKept));
     end_ += count;
-  }
-  void Spool(const char* bytes, size_t count) {
-    std::fseek(all_.get(), 0, SEEK_END);
-    if (std::fwrite(bytes, 1, count, all_.get()) != count) {
-      throw Failure(ExitCode::kOutput, name_ + ": its temporary file cannot be written: " + std::strerror(errno));
-    }
   }
   size_t Copy(uint64_t offset, char* out, size_t count) {
     if (offset >= end_) return 0;
@@ -122,8 +113,7 @@ class StreamBytes : public ByteSource {
       std::memcpy(out, recent_.data() + (offset - recent_begin), count);
       return count;
     }
-    if (all_ == nullptr || std::fseek(all_.get(), static_cast<long>(offset), SEEK_SET) != 0) return 0;
-    return std::fread(out, 1, count, all_.get());
+    return all_ ? all_->ReadAt(offset, out, count) : 0;
   }
 
   std::string name_;
@@ -132,7 +122,7 @@ class StreamBytes : public ByteSource {
   bool ended_ = false;
   std::vector<char> head_;    // the first of them
   std::vector<char> recent_;  // the last of them
-  std::unique_ptr<std::FILE, Close> all_;
+  std::optional<TemporaryFile> all_;
   std::vector<char> piece_;
 };
 

@@ -16,6 +16,7 @@
 #include "wvad/file_system.h"
 #include "wvad/path_from_anywhere.h"
 #include "wvad/system.h"
+#include "wvad/temporary_file.h"
 
 namespace TSEG::tool {
 namespace {
@@ -86,7 +87,7 @@ void WriteConfiguration(const std::string& file, const std::string& model_folder
   for (const auto& [name, value] : configuration) out << name << " = " << value << '\n';
   out << '\n' << more << '\n';
   out.flush();
-  if (!out) throw Failure(ExitCode::kOutput, file + ": cannot be written");
+  if (!out) throw Failure(ExitCode::kOutput, file + ": cannot be written" + kOtherFolderForTemporary);
 }
 
 }  // namespace

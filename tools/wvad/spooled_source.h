@@ -5,11 +5,11 @@
 #ifndef WVAD_WVAD_SPOOLED_SOURCE_H_
 #define WVAD_WVAD_SPOOLED_SOURCE_H_
 
-#include <cstdio>
 #include <memory>
 #include <string>
 
 #include "wvad/audio_source.h"
+#include "wvad/temporary_file.h"
 
 namespace TSEG::tool {
 
@@ -21,18 +21,14 @@ class SampleSpool {
   // What passes `source` on and keeps all that is read of it. Its Read throws Failure(kOutput) where that finds no room. The spool outlives
   // it.
   std::unique_ptr<AudioSource> Keep(std::unique_ptr<AudioSource> source);
-  // What was kept, from its begin. Once.
-  std::unique_ptr<AudioSource> Again();
+  // What was kept, from its begin.
+  std::unique_ptr<AudioSource> Again() const;
 
  private:
   friend class KeepingSource;
   friend class KeptSource;
 
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  std::string name_;
-  std::unique_ptr<std::FILE, Close> file_;
+  TemporaryFile file_;
   int rate_hz_ = 0;
   int channels_ = 0;
   SampleDepth depth_ = SampleDepth::k16;

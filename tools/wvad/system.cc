@@ -18,6 +18,7 @@
 
 #include "wvad/failure.h"
 #include "wvad/quiet_errors.h"
+#include "wvad/temporary_file.h"
 
 namespace TSEG::tool {
 namespace {
@@ -147,7 +148,8 @@ PrivateFolder::PrivateFolder() {
       return;
     }
   }
-  throw Failure(ExitCode::kOutput, "no temporary folder can be made in " + std::string(usable ? wanted : "/tmp"));
+  throw Failure(ExitCode::kOutput,
+                "no temporary folder can be made in " + std::string(usable ? wanted : "/tmp") + kOtherFolderForTemporary);
 }
 
 PrivateFolder::~PrivateFolder() {
