@@ -190,6 +190,16 @@ TEST_F(Retouched, TheSampleDepthIsTheRecordings) {
   }
 }
 
+TEST_F(Retouched, WhatIsLostOfThirtyTwoBitsIsSaid) {
+  WriteWords("a.wav", Stereo(), 2, SF_FORMAT_WAV | SF_FORMAT_PCM_32);
+  WriteWords("b.wav", Stereo(), 2, SF_FORMAT_WAV | SF_FORMAT_PCM_24);
+  for (const char* output : {"o.wav", "o.flac"}) {
+    EXPECT_THAT(Run("trim", {"--force", "a.wav", "-o", output}).err, HasSubstr("; of 32 bits the upper 24 are written\n")) << output;
+    EXPECT_THAT(Run("trim", {"--force", "b.wav", "-o", output}).err, ::testing::Not(HasSubstr("24"))) << output;
+  }
+  EXPECT_THAT(Run("trim", {"a.wav", "-o", "o.ogg"}).err, ::testing::Not(HasSubstr("24")));
+}
+
 TEST_F(Retouched, EveryKindOfFileIsWritten) {
   WriteWords("a.wav", Stereo(), 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
   for (const char* output : {"o.wav", "o.flac", "o.ogg", "o.opus", "o.mp3"}) {

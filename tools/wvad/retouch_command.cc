@@ -60,6 +60,7 @@ class Retouch {
     std::unique_ptr<AudioSource> source = spool_ ? spool_->Again() : OpenAudio(name_, options_.input.source);
     frames_ = heard_.end->recording.frames;
     rate_hz_ = source->rate_hz();
+    depth_ = source->depth();
     spans_ = SpeechOf(heard_.sentences, heard_.end->rate_hz, rate_hz_, frames_);
     if (between_ == Between::kLeftOut) spans_ = WithSilences(spans_, std::llround(options_.keep_s * rate_hz_), frames_);
     kept_ =
@@ -168,7 +169,8 @@ class Retouch {
     if (options_.quiet) return;
     const std::string share = Fixed(Seconds(kept_, rate_hz_), 2) + " of " + Fixed(Seconds(frames_, rate_hz_), 2) + " s";
     SayNote(options_.output + ": " + share + (between_ == Between::kLeftOut ? " kept" : " left as they were") +
-            (heard_.sentences.empty() ? "; no sentences found" : ""));
+            (heard_.sentences.empty() ? "; no sentences found" : "") +
+            (depth_ == SampleDepth::k32 && IsLossless(kind_) ? "; of 32 bits the upper 24 are written" : ""));
   }
 
   const RetouchOptions& options_;
@@ -179,6 +181,7 @@ class Retouch {
   std::optional<SampleSpool> spool_;
   Heard heard_;
   int rate_hz_ = 0;
+  SampleDepth depth_ = SampleDepth::k16;
   int64_t frames_ = 0;
   std::vector<FrameSpan> spans_;  // that stay
   int64_t kept_ = 0;              // frames of them

@@ -132,6 +132,8 @@ const SoundFileKind* SoundFileKindOfEnding(const std::string& path) {
   return RowOfEnding(SoundFileKinds(), path, [](const SoundFileKind& kind) { return kind.ending; });
 }
 
+bool IsLossless(const SoundFileKind& kind) { return kind.coding[0] != kind.coding[1]; }
+
 bool CanBeEmpty(const SoundFileKind& kind) { return LimitsOf(kind).empty; }
 
 void CheckSoundFile(const std::string& who, const SoundFileKind& kind, int rate_hz, int channels) {

@@ -30,6 +30,9 @@ struct SoundFileKind {
 std::span<const SoundFileKind> SoundFileKinds();
 const SoundFileKind* SoundFileKindOfEnding(const std::string& path);
 
+// Whether a file of this kind gives back the samples that were written.
+bool IsLossless(const SoundFileKind& kind);
+
 // Whether a file of this kind may hold no sound at all, and still be read by others.
 bool CanBeEmpty(const SoundFileKind& kind);
 
