@@ -116,5 +116,22 @@ TEST_F(OddInputs, SamplesThatAreNoNumbersDoNotSpoilTheOthers) {
   EXPECT_THAT(Run("scores", {"--raw", "f32", "-"}).err, HasSubstr("2.0 % of the samples are no numbers"));
 }
 
+TEST_F(Program, PlaylistsAreToldFromRecordings) {
+  const std::string wav = Wav("a.wav", 3, {{1.0, 2.0}});
+  const std::string m3u = folder_.write("in/list.m3u", "#EXTM3U\n#EXTINF:3,talk\n\n../a.wav\n");
+  const std::string radio = folder_.write("in/radio.m3u", "# no mark\r\nhttp://127.0.0.1:9/live.mp3\r\n");
+  const std::string pls = folder_.write("in/radio.pls", "[playlist]\nNumberOfEntries=1\nFile1=https://127.0.0.1:9/live.mp3\n");
+  ExpectFailure(Segment({"-f", "csv", "-o", folder_.file("no"), m3u}), 4,
+                "list.m3u: is a playlist, which is not heard itself; name its recordings");
+  ExpectFailure(Segment({"-f", "csv", "-o", folder_.file("no"), radio}), 4,
+                "radio.m3u: is a playlist, which leads to an address; give that itself: --allow-network http://127.0.0.1:9/live.mp3");
+  ExpectFailure(Segment({"-f", "csv", "-o", folder_.file("no"), pls}), 4, "give that itself: --allow-network https://127.0.0.1:9/live.mp3");
+  // In a folder they are nobody's mistake.
+  std::filesystem::copy_file(wav, folder_.file("in/a.wav"));
+  const Outcome folder = Segment({"-f", "csv", folder_.file("in")});
+  EXPECT_EQ(folder.code, 0) << folder.err;
+  EXPECT_THAT(folder.err, HasSubstr("3 files in folders passed over"));
+}
+
 }  // namespace
 }  // namespace TSEG::tool

@@ -11,6 +11,7 @@
 #include "wvad/media_source.h"
 #include "wvad/mp3_source.h"
 #include "wvad/passed_on_source.h"
+#include "wvad/playlist.h"
 #include "wvad/raw_source.h"
 #include "wvad/resampler.h"
 #include "wvad/sndfile_source.h"
@@ -125,6 +126,7 @@ std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::unique_ptr<
     if (name == "-") throw Failure(ExitCode::kNotAudio, name + ": no audio came (standard input is empty)");
     throw NoSound(name + ": not an audio file that can be read (it is empty)");
   }
+  if (raw.form == nullptr && (container == Container::kNone || container == Container::kMedia)) RefusePlaylist(*bytes, name);
   std::unique_ptr<AudioSource> source;
   if (raw.form != nullptr || (name == "-" && container == Container::kNone)) {
     const RawForm& form = raw.form != nullptr ? *raw.form : RawForms()[0];

@@ -76,6 +76,8 @@ bool MediaReader::Open() {
   const std::string protocols = !request_.allow_network ? kLocal : io_ ? std::string("file,") + kNetwork : kNetwork;
   av_dict_set(&options.entries, "protocol_whitelist", protocols.c_str(), 0);
   av_dict_set(&options.entries, "err_detect", "crccheck", 0);
+  // A list that lies here may then lead anywhere.
+  if (io_ && request_.allow_network) av_dict_set(&options.entries, "safe", "0", 0);
   const std::string place = request_.name == "-" ? "" : request_.name;
   // Frees the context where it fails.
   int code = avformat_open_input(&file, place.c_str(), format, &options.entries);
@@ -100,6 +102,12 @@ bool MediaReader::Open() {
 
 void MediaReader::Refuse(int code) const {
   if (request_.interrupted()) throw Failure(ExitCode::kInterrupted, request_.name + ": interrupted");
+  const bool unsafe_address =
+      !request_.allow_network && log_.first.find("Unsafe file name") == 0 && log_.first.find("://") != std::string::npos;
+  if (unsafe_address) {
+    throw Failure(ExitCode::kNoFile,
+                  request_.name + ": leads to an address, which is opened with --allow-network only (" + log_.first + ")");
+  }
   if (!log_.refused.empty()) {
     const std::string how = request_.allow_network ? "is not opened from there" : "is opened with --allow-network only";
     throw Failure(ExitCode::kNoFile, request_.name + ": leads to something that " + how + " (" + log_.refused + ")");

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Playlists: texts that name recordings (M3U, PLS). Those that cut one recording into pieces (HLS) are no such; FFmpeg's libraries hear
+// them.
+#ifndef WVAD_WVAD_PLAYLIST_H_
+#define WVAD_WVAD_PLAYLIST_H_
+
+#include <optional>
+#include <string>
+
+#include "wvad/byte_source.h"
+
+namespace TSEG::tool {
+
+// The first entry of a playlist, empty where it has none; nothing for what is no playlist. `name` may tell one that has no mark.
+std::optional<std::string> FirstOfPlaylist(ByteSource& bytes, const std::string& name);
+
+// Throws NoSound where it is one, with what it is good for.
+void RefusePlaylist(ByteSource& bytes, const std::string& name);
+
+}  // namespace TSEG::tool
+
+#endif  // WVAD_WVAD_PLAYLIST_H_
