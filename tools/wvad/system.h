@@ -5,6 +5,7 @@
 #ifndef WVAD_WVAD_SYSTEM_H_
 #define WVAD_WVAD_SYSTEM_H_
 
+#include <functional>
 #include <string>
 
 namespace TSEG::tool {
@@ -49,6 +50,10 @@ class DoomedFile {
 // What a shared object shows under `name`, loaded for the life of the process. Null with the reason if it cannot be loaded or has no such
 // name.
 void* LoadSymbol(const std::string& file, const char* name, std::string* reason);
+
+// Whether `act` ends without ending its process, tried in a process of its own: for code of others that may give up (assert). Call before
+// there are threads.
+bool EndsWell(const std::function<void()>& act);
 
 // Whether this process may open `count` more files at once.
 bool CanOpen(int count);

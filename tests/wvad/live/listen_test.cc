@@ -3,6 +3,7 @@
 // wvad listen, on a microphone that plays made signals.
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 
 #include "wvad/failure.h"
@@ -106,6 +107,17 @@ TEST_F(Listen, SentencesStandInTheTableUntilTheInterrupt) {
   EXPECT_THAT(run.out, HasSubstr("\n      2.70      3.70      1.00   -12.4"));
   EXPECT_THAT(run.out, HasSubstr("\n2 sentences, 2.50 s of speech in 5.00 s\n"));
   EXPECT_EQ(run.err, "wvad: listening to Fake, 16000 Hz; Ctrl-C ends it\n");
+}
+
+TEST_F(Listen, ASoundLibraryThatGivesUpIsOneFailure) {
+  const CaptureModule broken = {"", []() -> std::vector<CaptureDevice> { abort(); }, OpenFake};
+  try {
+    RunDevices({}, broken);
+    ADD_FAILURE() << "there are no devices";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.code(), ExitCode::kNoFile);
+    EXPECT_THAT(failure.what(), StartsWith("the sound system cannot be reached: the library that looks for microphones gave up"));
+  }
 }
 
 TEST_F(Listen, AnInterruptEndsTheOpenSentence) {

@@ -176,6 +176,18 @@ int ChannelsFor(const ListenOptions& options, const CaptureDevice& device) {
 // Sound systems tell on standard error what they have tried; what fails has words of its own.
 std::vector<CaptureDevice> DevicesOf(const CaptureModule& capture) {
   const ErrorToNowhere quiet;
+  const auto look = [&capture] {
+    try {
+      capture.devices();
+    } catch (const Failure&) {
+      // It has words, which the next call will bring.
+    }
+  };
+  if (!EndsWell(look)) {
+    throw Failure(
+        ExitCode::kNoFile,
+        "the sound system cannot be reached: the library that looks for microphones gave up, as it does where ALSA is not set up");
+  }
   return capture.devices();
 }
 
