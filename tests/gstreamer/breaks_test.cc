@@ -166,8 +166,11 @@ TEST(GstreamerBreaks, SamplesThatAreNoNumbersAreSilenceWithOneWarning) {
   for (size_t i = 0; i < signal.size(); ++i) signal[i] = static_cast<float>(burst[i]) / 32768.0F;
   for (size_t i = 48000; i < 56000; ++i) signal[i] = std::numeric_limits<float>::quiet_NaN();
   EXPECT_EQ(rig.Push(signal, 0), GST_FLOW_OK);
-  rig.End();
   EXPECT_NE(rig.TakeTrouble(GST_MESSAGE_WARNING).find("no finite numbers"), std::string::npos);
+  // Another form of the same stream is no reason to say it again.
+  rig.SetCaps(CapsOf("F32LE", 48000));
+  EXPECT_EQ(rig.Push(signal, 4 * GST_SECOND, 48000), GST_FLOW_OK);
+  rig.End();
   EXPECT_EQ(rig.TakeTrouble(GST_MESSAGE_WARNING), "");
 }
 

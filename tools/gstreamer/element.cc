@@ -274,7 +274,6 @@ bool Element::TakeCaps(GstCaps* caps) {
     ear_.Close();
     form_ = form;
     has_form_ = true;
-    warned_ = false;
     if (changes_seen_ != properties_.changes()) {
       changes_seen_ = properties_.changes();
       configuration_ = properties_.Copy();
@@ -312,6 +311,7 @@ void Element::Stop() {
   DropStretch();
   reports_.Reset();
   has_form_ = false;
+  warned_ = false;
   backward_ = false;
   changes_seen_ = ~uint64_t{0};
   latency_ = GST_CLOCK_TIME_NONE;
