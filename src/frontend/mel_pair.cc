@@ -2,7 +2,6 @@
 #include "frontend/mel_pair.h"
 
 #include <algorithm>
-#include <bit>
 
 namespace TSEG {
 namespace {
@@ -94,7 +93,8 @@ void MelPair::Apply(const float* power, float* out) const {
     }
     for (int p = 0; p < kParts; ++p) {
       to[p] = sum[p];
-      sum[p] = std::bit_cast<Lanes>(std::bit_cast<Mask>(sum[p]) & stop.kept[p]);
+      // By the built-in that std::bit_cast is made of: libc++ 13 has no std::bit_cast.
+      sum[p] = __builtin_bit_cast(Lanes, __builtin_bit_cast(Mask, sum[p]) & stop.kept[p]);
     }
     to += kParts;
   }
