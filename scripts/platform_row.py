@@ -2,19 +2,22 @@
 # SPDX-License-Identifier: Apache-2.0
 """Rows of the table of docs/platforms.md, whose cells come from two sides.
 
-    platform_row.py NAME BUILD RESULTS [--write PAGE]                   from what a run of a platform's tests has left
+    platform_row.py NAME BUILD RESULTS [--bench JSON] [--write PAGE]    from what a run of a platform's tests has left
     platform_row.py NAME --package FILE... --share SHARE [--write PAGE] from a package that was tried there
 
-NAME is that of the platform, BUILD its build folder, RESULTS what `ctest --output-junit` wrote; FILE a package that is needed, SHARE the processor time over
+NAME is that of the platform, BUILD its build folder, RESULTS what `ctest --output-junit` wrote, JSON what `wvad_stage_bench` wrote with
+--benchmark_out, where there is a processor whose time says something: an emulator's does not, and the cell is "-"; FILE a package that is needed, SHARE the processor time over
 the time of the audio. Prints the row; with --write puts its cells into the row of that name in PAGE, or into a new one behind the last, and
 leaves the other cells of that row as they are."""
 import argparse
+import json
 import pathlib
 import re
 import xml.etree.ElementTree
 
 BEGIN, END = "<!-- platforms: begin (scripts/platform_row.py writes the rows) -->", "<!-- platforms: end -->"
-CELLS = ("level", "transform", "tests run", "passed", "sessions equal", "processor", "package")
+CELLS = ("level", "transform", "tests run", "passed", "sessions equal", "processor", "package", "transforms a frame")
+MODELS = ("lstm_fb40", "lstm_fb75", "dnn_fb75")
 
 
 def cached(build, name):
@@ -33,10 +36,21 @@ def outcome_of(results):
     return levels[0] if levels else "?", len(passed), sum(passed.values()), bool(golden) and all(golden)
 
 
-def cells_of_tests(build, results):
+def transforms_of(bench):
+    """What a frame costs from end to end with each of MODELS in the benchmark's output, in 512-point transforms."""
+    costs = {}
+    for row in json.loads(bench.read_text(encoding="utf-8"))["benchmarks"]:
+        kind, *of_model = row["name"].split("/")
+        # The first form of a model is the one that the processor takes.
+        if kind == "EndToEnd":
+            costs.setdefault(of_model[0], f"{row['ffts']:.1f}")
+    return ", ".join(costs.get(model, "-") for model in MODELS)
+
+
+def cells_of_tests(build, results, bench):
     level, run, passed, golden = outcome_of(results)
     return {"level": level, "transform": cached(build, "WVAD_FFT"), "tests run": str(run), "passed": str(passed),
-            "sessions equal": "yes" if golden else "no"}
+            "sessions equal": "yes" if golden else "no", "transforms a frame": transforms_of(bench) if bench else "-"}
 
 
 def cells_of_packages(packages, share):
@@ -64,12 +78,13 @@ def main():
     parser.add_argument("name")
     parser.add_argument("build", type=pathlib.Path, nargs="?")
     parser.add_argument("results", type=pathlib.Path, nargs="?")
+    parser.add_argument("--bench", type=pathlib.Path, metavar="JSON")
     parser.add_argument("--package", type=pathlib.Path, nargs="+", metavar="FILE")
     parser.add_argument("--share", type=float)
     parser.add_argument("--write", type=pathlib.Path, metavar="PAGE")
     wanted = parser.parse_args()
     if wanted.results:
-        cells = cells_of_tests(wanted.build, wanted.results)
+        cells = cells_of_tests(wanted.build, wanted.results, wanted.bench)
     elif wanted.package and wanted.share is not None:
         cells = cells_of_packages(wanted.package, wanted.share)
     else:
