@@ -5,6 +5,7 @@
 #   scripts/make_packages.sh                    all of them
 #   scripts/make_packages.sh KIND...            some of them:
 #                                               debian   for the Debian of this machine, looked through by lintian
+#                                               wheel    for Python, with the transform of this tree, so that it is not under the GPL
 #                                               npm      for JavaScript
 #   scripts/make_packages.sh --twice [KIND...]  makes them a second time, in another folder and without the compiler's cache, and compares:
 #                                               nothing may differ
@@ -50,6 +51,15 @@ make_debian() {
   (cd .. && lintian --allow-root --fail-on error,warning wvad_"$version"_*.changes && cp ./*.deb "$1")
 }
 
+make_wheel() {
+  # With the flags of the distribution, as its own packages.
+  eval "$(DEB_BUILD_MAINT_OPTIONS=hardening=+all dpkg-buildflags --export=sh)"
+  export CFLAGS="$CFLAGS $CPPFLAGS" CXXFLAGS="$CXXFLAGS $CPPFLAGS"
+  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DWVAD_FFT=builtin -DWVAD_BUILD_TESTS=OFF -DWVAD_BUILD_EXAMPLES=OFF
+  cmake --build build -j "$jobs"
+  /usr/bin/python3 python/make_wheel.py build "$1"
+}
+
 make_npm() {
   no_paths
   scripts/test_js.sh --build
@@ -60,6 +70,7 @@ make_npm() {
 prepare() {
   case "$1" in
     debian) ensure_packages $build_packages build-essential debhelper dh-python lintian fakeroot python3 python3-setuptools python3-wheel ;;
+    wheel) ensure_packages $build_packages dpkg-dev python3 python3-pip python3-setuptools python3-wheel patchelf binutils ;;
     npm)
       ensure_packages $js_packages
       command -v npm >/dev/null || ensure_packages npm
@@ -72,6 +83,7 @@ prepare() {
 files_of() {
   case "$1" in
     debian) echo '*.deb' ;;
+    wheel) echo 'wvad-*.whl' ;;
     npm) echo 'wvad-*.tgz' ;;
   esac
 }
@@ -105,14 +117,14 @@ kinds=""
 for argument in "$@"; do
   case "$argument" in
     --twice) twice=yes ;;
-    debian | npm) kinds="$kinds $argument" ;;
+    debian | wheel | npm) kinds="$kinds $argument" ;;
     *)
-      echo "usage: $0 [--twice] [debian] [npm]" >&2
+      echo "usage: $0 [--twice] [debian] [wheel] [npm]" >&2
       exit 2
       ;;
   esac
 done
-[ -n "$kinds" ] || kinds="debian npm"
+[ -n "$kinds" ] || kinds="debian wheel npm"
 
 for kind in $kinds; do prepare "$kind"; done
 make_all "$root/build-packages" "$root/dist" $kinds

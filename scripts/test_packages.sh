@@ -6,6 +6,7 @@
 #   scripts/test_packages.sh [KIND...] [--write PAGE]
 #
 #   debian   a fresh Debian: installed, used as debian/tests says, removed without a trace
+#   wheel    a fresh Debian that has Python and NumPy
 #   npm      an empty folder, with this machine's Node.js
 #
 # All of them are tried where none is named. --write puts sizes and times into the table of PAGE (docs/platforms.md).
@@ -130,6 +131,23 @@ test_debian() {
   diff "$work/before" "$work/after" || say_failed "debian: not removed without a trace"
 }
 
+test_wheel() {
+  ensure_packages mmdebstrap
+  fresh_system apt "$(dpkg --print-architecture)" python3-numpy python3-venv
+  mkdir "$fresh/packages"
+  cp dist/*.whl tests/packages/heard.py "$phrases" "$reading" "$fresh/packages/"
+  (cd "$work/unpacked" && unzip -q "$root"/dist/wvad-*.whl)
+  for paper in wvad/licences/README.txt wvad-"$version".dist-info/LICENSE wvad-"$version".dist-info/NOTICE; do
+    [ -s "$work/unpacked/$paper" ] || say_failed "wheel: there is no $paper"
+  done
+  [ -z "$(find "$work/unpacked" -name 'libfftw3*')" ] || say_failed "wheel: holds FFTW"
+  names_no_folder "$work/unpacked"
+  as_user sh -c 'cd /tmp && python3 -m venv --system-site-packages try && try/bin/pip install -q --no-index --no-deps /packages/*.whl'
+  as_user /tmp/try/bin/python /packages/heard.py /packages/jfk.raw >"$work/wheel.sentences"
+  is_right wheel "$work/wheel.sentences"
+  as_user /tmp/try/bin/wvad --version
+}
+
 test_npm() {
   ensure_packages $js_packages
   command -v npm >/dev/null || ensure_packages npm
@@ -150,19 +168,19 @@ test_npm() {
 kinds=""
 while [ $# -gt 0 ]; do
   case "$1" in
-    debian | npm) kinds="$kinds $1" ;;
+    debian | wheel | npm) kinds="$kinds $1" ;;
     --write)
       page=$2
       shift
       ;;
     *)
-      echo "usage: $0 [debian] [npm] [--write PAGE]" >&2
+      echo "usage: $0 [debian] [wheel] [npm] [--write PAGE]" >&2
       exit 2
       ;;
   esac
   shift
 done
-[ -n "$kinds" ] || kinds="debian npm"
+[ -n "$kinds" ] || kinds="debian wheel npm"
 [ "$(id -u)" -eq 0 ] || say_failed "$0 has to be run as root"
 
 ensure_packages flac unzip python3
