@@ -60,6 +60,17 @@ TEST_F(ManyFiles, FolderIsWalkedAndWhatIsNoAudioIsCounted) {
   ExpectFailure(Segment({"-f", "csv"}), 2, "FILE is required");
 }
 
+TEST_F(ManyFiles, ListsThatLieAmongRecordingsAreNone) {
+  Fill(1);
+  folder_.write("in/a.ffconcat", "ffconcat version 1.0\nfile a.wav\n");
+  folder_.write("in/all.m3u8", "#EXTM3U\na.wav\n");
+  current_ = folder_.path();
+  const Outcome run = Segment({"-f", "srt", "-o", "in/", "in"});
+  EXPECT_EQ(run.code, 0) << run.err;
+  EXPECT_EQ(run.err, "wvad: note: 2 files in folders passed over, which are no audio\n");
+  EXPECT_EQ(Names(folder_.file("in")), (std::vector<std::string>{"a.ffconcat", "a.srt", "a.wav", "all.m3u8"}));
+}
+
 TEST_F(ManyFiles, FilesLieAsFarBelowTheOutputsAsTheRecordingsBelowTheirFolder) {
   Wav("in/a.wav", 5, kTwoBursts);
   Wav("in/sub/a.wav", 3, {{1.0, 2.0}});

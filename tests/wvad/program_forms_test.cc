@@ -164,6 +164,10 @@ TEST_F(ProgramForms, CaptionsHaveTheWordsThatAreGiven) {
   ExpectFailure(Segment({"-f", "csv", "--caption", "(speech)", wav}), 2, "--caption: goes with the forms srt and vtt");
   ExpectFailure(Segment({"-f", "vtt", "--caption", "a --> b", wav}), 2, "--caption: expected words in one line");
   ExpectFailure(Segment({"-f", "srt", "--caption", "a\n\nb", wav}), 2, "--caption: expected words in one line");
+  ExpectFailure(Segment({"-f", "srt", "--caption", "a\xff", wav}), 2, "--caption: expected words in one line, in UTF-8");
+  // Marks of WebVTT would hide words.
+  EXPECT_THAT(Segment({"-f", "vtt", "--bare", "--caption", "<A & B>", wav}).out, HasSubstr("\n&lt;A &amp; B&gt;\n\n"));
+  EXPECT_THAT(Segment({"-f", "srt", "--caption", "<A & B>", wav}).out, HasSubstr("\n<A & B>\n\n"));
 }
 
 TEST_F(ProgramForms, PrintfPrintsEachSentence) {

@@ -44,6 +44,18 @@ TEST_F(Program, OutputNeverFallsOnTheListOfRecordings) {
   EXPECT_EQ(folder_.read("list.csv"), names);
 }
 
+TEST_F(Program, OutputNeverFallsOnAPieceThatAListLeadsTo) {
+  Wav("a.wav", 3, {{1.0, 2.0}});
+  const std::string bytes = folder_.read("a.wav");
+  const std::string list = folder_.write("list.ffconcat", "ffconcat version 1.0\nfile a.wav\n");
+  for (const char* command : kWriters) {
+    ExpectFailure(Run(command, {"--force", "-f", command == std::string("quality") ? "json" : "csv", "-o", folder_.file("a.wav"), list}), 8,
+                  "a.wav: this file is read as " + list + " in the same run; choose another output");
+  }
+  ExpectFailure(Run("trim", {"--force", "-o", folder_.file("a.wav"), list}), 8, "in the same run; choose another output");
+  EXPECT_EQ(folder_.read("a.wav"), bytes);
+}
+
 TEST_F(Program, StandardOutputNeverFallsOnARecording) {
   const std::string path = Wav("a.wav", 3, {{1.0, 2.0}});
   const std::string bytes = folder_.read("a.wav");

@@ -313,5 +313,19 @@ TEST_F(Split, InterruptSavesTheOpenSentenceAndClosesTheIndex) {
   EXPECT_EQ(Index("out/stdin-split.json")["stopped_by"], "interrupt");
 }
 
+TEST_F(Split, RunThatBrokeOffIsGoneOnWithInItsOwnWayAlone) {
+  const std::string path = Ramp("a.wav", 5, kTwoBursts);
+  EXPECT_EQ(Run("split", {"-q", "-d", folder_.file("out"), path}).code, 0);
+  // As an interrupt leaves it.
+  nlohmann::json index = Index("out/a-split.json");
+  index["stopped_by"] = "interrupt";
+  folder_.write("out/a-split.json", index.dump());
+  const std::string first = folder_.read("out/a-0001.wav");
+  ExpectFailure(Run("split", {"-q", "--resume", "--min-silence", "3", "-d", folder_.file("out"), path}), 8, "a-split.json: was ");
+  EXPECT_EQ(folder_.read("out/a-0001.wav"), first);
+  EXPECT_EQ(Run("split", {"-q", "--resume", "-d", folder_.file("out"), path}).code, 0);
+  EXPECT_EQ(Index("out/a-split.json")["stopped_by"], "end of audio");
+}
+
 }  // namespace
 }  // namespace TSEG::tool

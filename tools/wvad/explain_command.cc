@@ -13,6 +13,7 @@
 #include "wvad/messages.h"
 #include "wvad/model_choice.h"
 #include "wvad/output.h"
+#include "wvad/output_options.h"
 #include "wvad/progress.h"
 #include "wvad/recording_note.h"
 #include "wvad/report_json.h"
@@ -172,6 +173,7 @@ class ExplainRun {
 ExitCode RunExplain(const ExplainOptions& options) {
   RememberInterrupts();
   ParsePlaces(options.at);  // before any work
+  RefuseSoundName(options.output, false);
   if (options.input.channel == "all") throw Failure(ExitCode::kUsage, "--channel all: decisions are of one channel at a time");
   std::vector<std::string> read = FilesBesideRecordings(options.engine, options.input.list.list);
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());

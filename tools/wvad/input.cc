@@ -13,6 +13,7 @@
 #include "wvad/level.h"
 #include "wvad/media_source.h"
 #include "wvad/messages.h"
+#include "wvad/piece_list.h"
 #include "wvad/sample_audit.h"
 #include "wvad/system.h"
 
@@ -47,9 +48,11 @@ std::optional<double> ParseGain(const std::string& text) {
   throw Failure(ExitCode::kUsage, name + ": --gain auto hears a recording twice, which this one cannot be; say --gain DB");
 }
 
+// Lists lead to recordings that lie in folders themselves.
 bool LooksLikeAudio(const std::string& name) {
   try {
-    return Recognise(*OpenBytes(name)) != Container::kNone;
+    const std::unique_ptr<ByteSource> bytes = OpenBytes(name);
+    return Recognise(*bytes) != Container::kNone && !IsList(*bytes);
   } catch (const Failure&) {
     return true;  // it will be told when its turn comes
   }

@@ -20,13 +20,14 @@ CLI::Option* AddOutput(CLI::App* command, std::string& output) {
   return command->add_option("-o,--output", output, "Write to this file instead of standard output");
 }
 
-void RefuseSoundName(const std::string& output) {
+void RefuseSoundName(const std::string& output, bool has_format) {
   const bool sound =
       std::any_of(std::begin(kSoundEndings), std::end(kSoundEndings), [&](const char* ending) { return HasEnding(output, ending); });
   if (!sound) return;
   throw Failure(ExitCode::kUsage, "--output " + output +
                                       ": the result is text, and this name is one of sound; wvad trim writes a recording without its "
-                                      "silences, wvad split each sentence; with --format FORM it is written here all the same");
+                                      "silences, wvad split each sentence" +
+                                      (has_format ? "; with --format FORM it is written here all the same" : ""));
 }
 
 void AddFolder(CLI::App* command, FolderOptions& folder) {

@@ -19,8 +19,9 @@ CLI::Option* AddOutput(CLI::App* command, std::string& output);
 void AddForce(CLI::App* command, bool& force);
 void AddFolder(CLI::App* command, FolderOptions& folder);
 
-// Throws Failure(kUsage) for an output that is called like sound or a film: text there is hardly meant.
-void RefuseSoundName(const std::string& output);
+// Throws Failure(kUsage) for an output that is called like sound or a film: text there is hardly meant. `has_format`: the command has
+// --format, which would have it there all the same.
+void RefuseSoundName(const std::string& output, bool has_format);
 
 // What `of_ending` makes of the name `output` (null: nothing) is the form, unless the command line names one. Throws as RefuseSoundName
 // where neither says what is to be written.
@@ -30,7 +31,7 @@ void TakeFormOfOutput(const CLI::App& command, const std::string& output, const 
   if (of_ending != nullptr) {
     format = of_ending;
   } else {
-    RefuseSoundName(output);
+    RefuseSoundName(output, true);
   }
 }
 

@@ -2,6 +2,7 @@
 #include "wvad/output_rules.h"
 
 #include "wvad/failure.h"
+#include "wvad/piece_list.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -32,7 +33,17 @@ void RefuseOwnStream(const std::string& path, const FileLook& look) {
 OutputRules::OutputRules(bool replace, const std::vector<std::string>& inputs) : replace_(replace) {
   for (const std::string& input : inputs) {
     const FileLook look = input == "-" ? LookAtDescriptor(kStandardInput) : LookAt(input);
-    if (look.kind == FileKind::kFile) inputs_.emplace_back(look, input);
+    if (look.kind != FileKind::kFile) continue;
+    inputs_.emplace_back(look, input);
+    // Without it nothing that is there can be lost.
+    if (replace_ && input != "-") AddPiecesOf(input);
+  }
+}
+
+void OutputRules::AddPiecesOf(const std::string& list) {
+  for (const std::string& piece : PiecesOf(list)) {
+    const FileLook look = LookAt(piece);
+    if (look.kind == FileKind::kFile) inputs_.emplace_back(look, list);
   }
 }
 

@@ -16,7 +16,8 @@ namespace TSEG::tool {
 
 class OutputRules {
  public:
-  // `inputs`: the paths that the run reads, "-" for standard input. Those that are no ordinary files cannot be lost.
+  // `inputs`: the paths that the run reads, "-" for standard input, and with lists of pieces those pieces. Those that are no ordinary files
+  // cannot be lost.
   OutputRules(bool replace, const std::vector<std::string>& inputs);
 
   bool replace() const { return replace_; }
@@ -33,6 +34,8 @@ class OutputRules {
   std::optional<std::string> InputAt(const FileLook& look) const;
 
  private:
+  void AddPiecesOf(const std::string& list);
+
   bool replace_;
   std::vector<std::pair<FileLook, std::string>> inputs_;
 };

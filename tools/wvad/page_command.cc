@@ -10,6 +10,7 @@
 #include "wvad/messages.h"
 #include "wvad/model_choice.h"
 #include "wvad/output.h"
+#include "wvad/output_options.h"
 #include "wvad/page_document.h"
 #include "wvad/progress.h"
 #include "wvad/recording_note.h"
@@ -148,6 +149,7 @@ std::vector<EngineOptions> TracksOf(const PageOptions& options) {
 ExitCode RunPage(const PageOptions& options) {
   RememberInterrupts();
   CheckUsage(options);
+  RefuseSoundName(options.output, false);
   const std::vector<EngineOptions> tracks = TracksOf(options);
   std::vector<std::string> read = options.input.files;
   for (const EngineOptions& track : tracks) {

@@ -21,18 +21,19 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 // The code of a recording that an earlier run was through with, by its index: all of it was heard and all that it lists is there. None for
-// any other.
+// any other. Throws Failure(kOutput) where it came about in another way than `ways`.
 std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::string& input, const std::string& path,
                                     const std::vector<std::string>& ways) {
   std::ifstream in(path, std::ios::binary);
   const Json index = Json::parse(in, nullptr, false);
   if (!index.is_object() || index.value("source", "") != Json::parse(JsonText(input)).get<std::string>()) return std::nullopt;
+  // One that broke off counts, too: its files would be replaced by others.
+  if (index.contains("made_by")) CheckSameWay(path, JsonText(index["made_by"]), ways);
   if (!index.contains("heard") || index.value("stopped_by", "") == kInterruptedReason) return std::nullopt;
   const std::vector<std::string> names = SavedFiles(folder, input, index);
   const bool whole = std::all_of(names.begin(), names.end(),
                                  [&](const std::string& name) { return LookAt(folder.Path(input, name)).kind == FileKind::kFile; });
   if (!whole) return std::nullopt;
-  if (index.contains("made_by")) CheckSameWay(path, JsonText(index["made_by"]), ways);
   return index.contains("damage") ? ExitCode::kNotAudio : ExitCode::kSuccess;
 }
 

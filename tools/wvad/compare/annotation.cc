@@ -61,6 +61,8 @@ Annotation ReadFile(const std::string& path, const AnnotationForm* form) {
   }
 }
 
+bool IsFolder(const std::string& path) { return path != "-" && LookAt(path).kind == FileKind::kFolder; }
+
 // The files of a folder that are not hidden and whose endings are known; of a form that is named those with its ending, where there are
 // some.
 std::vector<std::string> FilesOf(const std::string& path, const AnnotationForm* form) {
@@ -107,7 +109,11 @@ const AnnotationForm* FormOfFile(const std::string& path) {
 }
 
 Annotation ReadAnnotation(const std::string& path, const AnnotationForm* form) {
-  return path != "-" && LookAt(path).kind == FileKind::kFolder ? ReadFolder(path, form) : ReadFile(path, form);
+  return IsFolder(path) ? ReadFolder(path, form) : ReadFile(path, form);
+}
+
+std::vector<std::string> FilesOfAnnotation(const std::string& path, const AnnotationForm* form) {
+  return IsFolder(path) ? FilesOf(path, form) : std::vector<std::string>{path};
 }
 
 int64_t Microseconds(double seconds) {

@@ -39,6 +39,8 @@ const AnnotationForm* FormOfFile(const std::string& path);
 // kUsage (no form is known for it), kNoFile, kNotAudio with the place of what cannot be understood, or where two files tell of one
 // recording.
 Annotation ReadAnnotation(const std::string& path, const AnnotationForm* form);
+// The files that it reads for that. Throws Failure(kNoFile).
+std::vector<std::string> FilesOfAnnotation(const std::string& path, const AnnotationForm* form);
 
 // The readers.
 Annotation ReadRttm(const std::string& text, const std::string& id);

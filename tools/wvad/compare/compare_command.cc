@@ -55,7 +55,9 @@ void TellOfOthers(const Annotation& found, const std::set<std::string>& scored, 
 
 ExitCode RunCompare(const CompareOptions& options) {
   if (options.reference == "-" && options.found == "-") throw Failure(ExitCode::kUsage, "only one of both can be standard input");
-  std::vector<std::string> read = {options.reference, options.found};
+  std::vector<std::string> read = FilesOfAnnotation(options.reference, options.reference_form);
+  const std::vector<std::string> also_read = FilesOfAnnotation(options.found, options.found_form);
+  read.insert(read.end(), also_read.begin(), also_read.end());
   if (!options.uem.empty()) read.push_back(options.uem);
   const OutputRules rules(options.force, read);
   Output output(options.output, rules);
