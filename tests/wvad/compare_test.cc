@@ -105,7 +105,8 @@ TEST_F(Compare, OutputNeverFallsOnAFileOfAFolderThatIsRead) {
   folder_.write("truth/a.csv", "mine");
   const std::string other = folder_.write("b.uem", "a 1 0 1\n");
   for (const auto& [reference, found] : {std::pair{folder_.file("truth"), other}, std::pair{other, folder_.file("truth")}}) {
-    ExpectFailure(Call({"compare", "--force", "--ref-format", "uem", "--hyp-format", "uem", "-o", truth, reference, found}), 8, "is read in the same run");
+    ExpectFailure(Call({"compare", "--force", "--ref-format", "uem", "--hyp-format", "uem", "-o", truth, reference, found}), 8,
+                  "is read in the same run");
   }
   EXPECT_EQ(folder_.read("truth/a.uem"), "a 1 0 1\n");
 }

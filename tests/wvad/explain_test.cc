@@ -175,7 +175,8 @@ TEST_F(Explain, MistakesAreToldBeforeAnyWork) {
 TEST_F(Explain, OutputReplacesNothingUnasked) {
   const std::string path = Wav("a.wav", 3, {{1.0, 2.0}});
   const std::string out = folder_.write("out", "mine");
-  ExpectFailure(Run("explain", {path, "--at", "1", "-o", folder_.file("out.flac")}), 2, "the result is text, and this name is one of sound");
+  ExpectFailure(Run("explain", {path, "--at", "1", "-o", folder_.file("out.flac")}), 2,
+                "the result is text, and this name is one of sound");
   ExpectFailure(Run("report", {path, "-o", folder_.file("out.wav")}), 2, "the result is text, and this name is one of sound");
   ExpectFailure(Run("explain", {path, "--at", "1", "-o", out}), 8, "out: exists already; --force replaces it");
   ExpectFailure(Run("explain", {path, "--at", "1", "--force", "-o", path}), 8, "in the same run");

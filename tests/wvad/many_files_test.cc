@@ -68,7 +68,7 @@ TEST_F(ManyFiles, ListsThatLieAmongRecordingsAreNone) {
   const Outcome run = Segment({"-f", "srt", "-o", "in/", "in"});
   EXPECT_EQ(run.code, 0) << run.err;
   EXPECT_EQ(run.err, "wvad: note: 2 files in folders passed over, which are no audio\n");
-  EXPECT_EQ(Names(folder_.file("in")), (std::vector<std::string>{"a.ffconcat", "a.srt", "a.wav", "all.m3u8"}));
+  EXPECT_EQ(Names(folder_.file("in")), (std::vector<std::string>{"a.ffconcat", "a.srt", "a.wav", "all.m3u8", "sub"}));
 }
 
 TEST_F(ManyFiles, FilesLieAsFarBelowTheOutputsAsTheRecordingsBelowTheirFolder) {

@@ -23,8 +23,10 @@ class PieceList : public ::testing::Test {
 };
 
 TEST_F(PieceList, NamesOfFfconcatAreReadWithTheirQuotes) {
-  EXPECT_THAT(Pieces("ffconcat version 1.0\n# note\nfile a.wav\ninpoint 1\n  file 'b c.wav'\r\nfile d\\ e.wav\nfile 'it'\\''s.wav'\nfile /x/y.wav\n"),
-              ElementsAre(Here("a.wav"), Here("b c.wav"), Here("d e.wav"), Here("it's.wav"), "/x/y.wav"));
+  EXPECT_THAT(
+      Pieces(
+          "ffconcat version 1.0\n# note\nfile a.wav\ninpoint 1\n  file 'b c.wav'\r\nfile d\\ e.wav\nfile 'it'\\''s.wav'\nfile /x/y.wav\n"),
+      ElementsAre(Here("a.wav"), Here("b c.wav"), Here("d e.wav"), Here("it's.wav"), "/x/y.wav"));
   EXPECT_THAT(Pieces("ffconcat version 1.0\nfile file:a.wav\nfilex b.wav\nfile\n"), ElementsAre(Here("a.wav")));
 }
 

@@ -313,11 +313,45 @@ TEST_F(Split, InterruptSavesTheOpenSentenceAndClosesTheIndex) {
   EXPECT_EQ(Index("out/stdin-split.json")["stopped_by"], "interrupt");
 }
 
+TEST_F(Split, GoingOnReplacesNothingThatNoEarlierRunHasListed) {
+  const std::string path = Ramp("a.wav", 5, kTwoBursts);
+  EXPECT_EQ(Run("split", {"-q", "-d", folder_.file("out"), path}).code, 0);
+  const std::string second = folder_.read("out/a-0002.wav");
+  nlohmann::ordered_json index = nlohmann::ordered_json::parse(folder_.read("out/a-split.json"));
+  index["stopped_by"] = "interrupt";
+  index["sentences"].erase(1);
+  folder_.write("out/a-split.json", index.dump());
+  // As a run leaves it that was killed before it listed the second file, and with a file of somebody else in that place.
+  EXPECT_EQ(Run("split", {"-q", "--resume", "-d", folder_.file("out"), path}).code, 0);
+  EXPECT_EQ(folder_.read("out/a-0002.wav"), second);
+  folder_.write("out/a-split.json", index.dump());
+  folder_.write("out/a-0002.wav", "mine");
+  ExpectFailure(Run("split", {"-q", "--resume", "-d", folder_.file("out"), path}), 8, "a-0002.wav: exists already");
+  EXPECT_EQ(folder_.read("out/a-0002.wav"), "mine");
+}
+
+TEST_F(Split, GoingOnIsWithTheSameRecording) {
+  const std::string path = Ramp("a.wav", 5, kTwoBursts);
+  std::filesystem::create_directory(folder_.file("other"));
+  const std::string other = Wav("other/a.wav", 3, {{1.0, 2.0}});
+  EXPECT_EQ(Run("split", {"-q", "-d", folder_.file("out"), path}).code, 0);
+  const std::string first = folder_.read("out/a-0001.wav");
+  ExpectFailure(Run("split", {"-q", "--resume", "-d", folder_.file("out"), other}), 8, "a-split.json: tells of another recording, " + path);
+  // Of a killed run there is the begin of an index.
+  const std::string begun = folder_.file("out/a-split.json.wvad-part");
+  std::filesystem::rename(folder_.file("out/a-split.json"), begun);
+  const std::string index = folder_.read("out/a-split.json.wvad-part");
+  folder_.write("out/a-split.json.wvad-part", index.substr(0, index.find("\n],")));
+  ExpectFailure(Run("split", {"-q", "--resume", "-d", folder_.file("out"), other}), 8,
+                "a-split.json.wvad-part: tells of another recording");
+  EXPECT_EQ(folder_.read("out/a-0001.wav"), first);
+}
+
 TEST_F(Split, RunThatBrokeOffIsGoneOnWithInItsOwnWayAlone) {
   const std::string path = Ramp("a.wav", 5, kTwoBursts);
   EXPECT_EQ(Run("split", {"-q", "-d", folder_.file("out"), path}).code, 0);
   // As an interrupt leaves it.
-  nlohmann::json index = Index("out/a-split.json");
+  nlohmann::ordered_json index = nlohmann::ordered_json::parse(folder_.read("out/a-split.json"));
   index["stopped_by"] = "interrupt";
   folder_.write("out/a-split.json", index.dump());
   const std::string first = folder_.read("out/a-0001.wav");

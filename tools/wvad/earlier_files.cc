@@ -6,8 +6,11 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "wvad/failure.h"
 #include "wvad/file_system.h"
 #include "wvad/new_file.h"
+#include "wvad/report_json.h"
+#include "wvad/shown.h"
 
 namespace TSEG::tool {
 namespace {
@@ -62,7 +65,28 @@ void AddRowsOfPart(const std::string& path, Names& names) {
   }
 }
 
+// What an index says that it is of, empty where it does not say. Of one that was begun the first line is its head.
+std::string SourceOf(const std::string& path) {
+  if (LookAt(path).kind != FileKind::kFile) return {};
+  std::ifstream in(path, std::ios::binary);
+  std::string head;
+  std::getline(in, head);
+  if (!head.empty() && head.back() == ',') head.back() = '}';
+  Json index = Json::parse(head, nullptr, false);
+  if (index.is_discarded()) index = ReadIndex(path);
+  return index.is_object() && index.contains("source") && index["source"].is_string() ? index["source"].get<std::string>() : std::string();
+}
+
 }  // namespace
+
+void CheckSameRecording(const std::string& input, const std::string& path) {
+  const std::string ours = Json::parse(JsonText(input)).get<std::string>();
+  for (const std::string& index : {path, NameOfPart(path)}) {
+    const std::string source = SourceOf(index);
+    if (source.empty() || source == ours) continue;
+    throw Failure(ExitCode::kOutput, index + ": tells of another recording, " + Shown(source) + "; --resume goes on with the same ones");
+  }
+}
 
 std::vector<std::string> SavedFiles(const OutputFolder& folder, const std::string& input, const Json& index) {
   Names names(folder, input);

@@ -13,6 +13,9 @@
 
 namespace TSEG::tool {
 
+// Throws Failure(kOutput) where what lies at the place `path` of an index, whole or begun, is of another recording than `input`.
+void CheckSameRecording(const std::string& input, const std::string& path);
+
 // The numbered files of the recording `input` that `index` lists as its sentences; none where it is no index.
 std::vector<std::string> SavedFiles(const OutputFolder& folder, const std::string& input, const nlohmann::ordered_json& index);
 

@@ -173,12 +173,12 @@ class ExplainRun {
 ExitCode RunExplain(const ExplainOptions& options) {
   RememberInterrupts();
   ParsePlaces(options.at);  // before any work
-  RefuseSoundName(options.output, false);
   if (options.input.channel == "all") throw Failure(ExitCode::kUsage, "--channel all: decisions are of one channel at a time");
   std::vector<std::string> read = FilesBesideRecordings(options.engine, options.input.list.list);
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());
   const OutputRules rules(options.force, read);
   CheckOutput(options.output, rules);
+  RefuseSoundName(options.output, false);
   const std::string configuration = ReadConfiguration(options.engine.config, false, options.quiet);
   PerForm<TracedEngine> engines(options.engine,
                                 [&](const EngineOptions& of_form) { return std::make_unique<TracedEngine>(of_form, configuration); });

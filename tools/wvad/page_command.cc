@@ -149,7 +149,6 @@ std::vector<EngineOptions> TracksOf(const PageOptions& options) {
 ExitCode RunPage(const PageOptions& options) {
   RememberInterrupts();
   CheckUsage(options);
-  RefuseSoundName(options.output, false);
   const std::vector<EngineOptions> tracks = TracksOf(options);
   std::vector<std::string> read = options.input.files;
   for (const EngineOptions& track : tracks) {
@@ -157,6 +156,8 @@ ExitCode RunPage(const PageOptions& options) {
     read.insert(read.end(), files.begin(), files.end());
   }
   const OutputRules rules(options.force, read);
+  CheckOutput(options.output, rules);
+  RefuseSoundName(options.output, false);
   Output output(options.output, rules);  // a place that cannot be written is found before the work
   PageRun run(options);
   run.Run(tracks);

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <memory>
+#include <set>
 #include <string_view>
 
 #include "wvad/failure.h"
@@ -54,10 +56,12 @@ std::string NamedBy(std::string_view line, bool concat) {
   if (concat) return line.starts_with("file ") || line.starts_with("file\t") ? WordOf(Trimmed(line.substr(5))) : std::string();
   if (!line.starts_with('#')) return std::string(line);
   const size_t uri = line.find(kUri);
-  return uri == std::string_view::npos ? std::string() : std::string(line.substr(uri + kUri.size(), line.find('"', uri + kUri.size()) - uri - kUri.size()));
+  return uri == std::string_view::npos ? std::string()
+                                       : std::string(line.substr(uri + kUri.size(), line.find('"', uri + kUri.size()) - uri - kUri.size()));
 }
 
-void AddPieces(const std::string& path, int depth, std::vector<std::string>* found) {
+// `seen`: what has been found, as it is spelt shortest.
+void AddPieces(const std::string& path, int depth, std::set<std::string>* seen, std::vector<std::string>* found) {
   const std::unique_ptr<ByteSource> bytes = OpenBytes(path);
   const std::string begin = BeginOf(*bytes);
   const bool concat = begin == kConcat;
@@ -70,9 +74,9 @@ void AddPieces(const std::string& path, int depth, std::vector<std::string>* fou
     if (name.starts_with(kFile)) name.erase(0, kFile.size());
     if (name.empty()) continue;
     const std::string piece = (fs::path(path).parent_path() / name).string();
-    if (std::find(found->begin(), found->end(), piece) != found->end()) continue;
+    if (!seen->insert(fs::path(piece).lexically_normal().string()).second) continue;
     found->push_back(piece);
-    if (depth < kDeepest && LookAt(piece).kind == FileKind::kFile) AddPieces(piece, depth + 1, found);
+    if (depth < kDeepest && LookAt(piece).kind == FileKind::kFile) AddPieces(piece, depth + 1, seen, found);
   }
 }
 
@@ -85,8 +89,9 @@ bool IsList(ByteSource& bytes) {
 
 std::vector<std::string> PiecesOf(const std::string& path) {
   std::vector<std::string> found;
+  std::set<std::string> seen;
   try {
-    AddPieces(path, 1, &found);
+    AddPieces(path, 1, &seen, &found);
   } catch (const Failure&) {
     // What cannot be read is told when its turn comes.
   }

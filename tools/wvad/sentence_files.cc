@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "wvad/byte_source.h"
 #include "wvad/earlier_files.h"
 #include "wvad/failure.h"
 #include "wvad/output.h"
@@ -26,7 +27,7 @@ std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::strin
                                     const std::vector<std::string>& ways) {
   std::ifstream in(path, std::ios::binary);
   const Json index = Json::parse(in, nullptr, false);
-  if (!index.is_object() || index.value("source", "") != Json::parse(JsonText(input)).get<std::string>()) return std::nullopt;
+  if (!index.is_object() || !index.contains("source")) return std::nullopt;
   // One that broke off counts, too: its files would be replaced by others.
   if (index.contains("made_by")) CheckSameWay(path, JsonText(index["made_by"]), ways);
   if (!index.contains("heard") || index.value("stopped_by", "") == kInterruptedReason) return std::nullopt;
@@ -48,6 +49,7 @@ std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vect
   std::vector<std::string> fresh;
   for (const std::string& input : inputs) {
     const std::string path = folder.Path(input, folder.File(input));
+    CheckSameRecording(input, path);
     if (const std::optional<ExitCode> code = CodeOfWhole(folder, input, path, ways)) {
       if (*kept_code == ExitCode::kSuccess) *kept_code = *code;
       continue;
@@ -60,8 +62,8 @@ std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vect
   return left;
 }
 
-SentenceFiles::SentenceFiles(const OutputFolder& folder, SentenceFormat format, Report* next, bool notes)
-    : folder_(folder), format_(std::move(format)), next_(next), notes_(notes) {}
+SentenceFiles::SentenceFiles(const OutputFolder& folder, SentenceFormat format, Report* next, bool notes, bool resumed)
+    : folder_(folder), format_(std::move(format)), next_(next), notes_(notes), resumed_(resumed) {}
 
 void SentenceFiles::HearWith(const HeardWith& with) {
   with_ = with;
@@ -113,9 +115,10 @@ void SentenceFiles::WithIndexOnFailure(const std::function<void()>& work) {
 
 std::string SentenceFiles::Save(const Sentence& sentence, int rate_hz) {
   const std::string name = folder_.Numbered(input_, count_ + 1);
-  WriteNewFile(folder_.Path(input_, name), folder_.rules(), format_.encode(sentence, rate_hz));
   const auto made_anew = std::find(left_over_.begin(), left_over_.end(), name);
-  if (made_anew != left_over_.end()) left_over_.erase(made_anew);
+  const bool listed = made_anew != left_over_.end();
+  WriteOrFind(folder_.Path(input_, name), format_.encode(sentence, rate_hz), listed);
+  if (listed) left_over_.erase(made_anew);
   ++count_;
   Json row;
   row["file"] = name;
@@ -125,6 +128,15 @@ std::string SentenceFiles::Save(const Sentence& sentence, int rate_hz) {
   row.update(members);
   index_->Write(std::string(count_ == 1 ? "\n  " : ",\n  ") + JsonText(row));
   return name;
+}
+
+void SentenceFiles::WriteOrFind(const std::string& path, const std::string& bytes, bool listed) {
+  if (resumed_ && !listed && LookAt(path).kind != FileKind::kNone) {
+    // A run that is gone on with gives the same bytes again; one that was killed may not have come to list its last file.
+    if (LookAt(path).kind == FileKind::kFile && ReadWhole(path, bytes.size() + 1) == bytes) return;
+    throw Failure(ExitCode::kOutput, ExistsAlready(path));
+  }
+  WriteNewFile(path, folder_.rules(), bytes);
 }
 
 void SentenceFiles::EndFile(const FileEnd& end) {
@@ -217,7 +229,7 @@ ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffix
     if (options.quiet) return nullptr;
     return options.format->make(output, {several, true, true, options.input.channel == "all"});
   };
-  task.save = [&](Report* told) { return std::make_unique<SentenceFiles>(folder, format, told, !options.quiet); };
+  task.save = [&](Report* told) { return std::make_unique<SentenceFiles>(folder, format, told, !options.quiet, options.resume); };
   const ExitCode code = RunSentences(left, task).code;
   return kept_code != ExitCode::kSuccess ? kept_code : code;
 }

@@ -35,8 +35,9 @@ struct SentenceFormat {
 
 class SentenceFiles : public Report {
  public:
-  // `next` may be null. `notes`: say where nothing was found.
-  SentenceFiles(const OutputFolder& folder, SentenceFormat format, Report* next, bool notes);
+  // `next` may be null. `notes`: say where nothing was found. `resumed`: of the files that are there those alone are replaced that an
+  // earlier run has listed.
+  SentenceFiles(const OutputFolder& folder, SentenceFormat format, Report* next, bool notes, bool resumed);
 
   void HearWith(const HeardWith& with) override;
   void BeginFile(const std::string& name) override;
@@ -54,6 +55,8 @@ class SentenceFiles : public Report {
   // Does it; where it fails, the index is closed with the reason before the failure goes on.
   void WithIndexOnFailure(const std::function<void()>& work);
   std::string Save(const Sentence& sentence, int rate_hz);
+  // Throws Failure(kOutput) where somebody else's file is there.
+  void WriteOrFind(const std::string& path, const std::string& bytes, bool listed);
   // `through`: the recording's work has come to its end, and nothing of an earlier run will be left.
   void CloseIndex(nlohmann::ordered_json json, bool through);
   void KeepThoseThatAreThere();
@@ -63,7 +66,7 @@ class SentenceFiles : public Report {
   const OutputFolder& folder_;
   SentenceFormat format_;
   Report* next_;
-  bool notes_;
+  bool notes_, resumed_;
   HeardWith with_;
   std::string input_;
   int64_t count_ = 0;
