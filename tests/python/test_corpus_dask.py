@@ -111,11 +111,11 @@ class OnACluster(CorpusTest):
             words = child.communicate()[1]
             self.assertEqual(child.returncode, 2, words)
             self.assertRegex(words, r"\Awvad corpus: tcp://.*: the Dask scheduler was lost .*; the same command goes on with the shards that are missing\n\Z")
-        for worker in self.workers:
-            tasks += descendants(worker.pid)
-            worker.kill()
-            worker.wait()
-        wait_until(lambda: not any(map(runs, tasks)))  # they hold their shards
+            for worker in self.workers:
+                tasks += descendants(worker.pid)
+                worker.kill()
+                worker.wait()
+            wait_until(lambda: not any(map(runs, tasks)))  # the pipe that ends would be a recording that is cut
         subprocess.run(corpus("-j", 1, "talks", "--shards", "out", "--shard-size", 2, "-q"), check=True)
         self.assertEqual(files_in("out"), self.wanted)
 
