@@ -32,6 +32,8 @@ class OnACluster(CorpusTest):
         self.talks(7)
         subprocess.run(corpus("-j", 1, "talks", "--shards", "wanted", "--shard-size", 2, "-q"), check=True)
         self.wanted = files_in("wanted")
+        # A command that begins before they are known says that there is none.
+        wait_until(lambda: (self.cluster / "worker.log").read_text(encoding="utf-8").count("Registered to:") == len(self.workers))
 
     def begin(self, what, *arguments):
         log = open(self.cluster / f"{what}.log", "ab")
