@@ -11,7 +11,7 @@
 namespace TSEG::tool {
 namespace {
 
-TEST(BundledModels, AreThoseThatTheTreeHolds) {
+TEST(NamesOfBundledModels, AreThoseThatTheTreeHolds) {
   std::vector<std::string> there;
   for (const auto& entry : std::filesystem::directory_iterator(WVAD_TREE_MODELS)) {
     if (entry.path().extension() == ".bin") there.push_back(entry.path().stem().string());
