@@ -14,7 +14,7 @@ namespace TSEG::tool {
 
 DebugText::~DebugText() {
   std::error_code error;
-  if (!file_.empty() && std::filesystem::file_size(file_, error) == 0 && !error) std::filesystem::remove(file_, error);
+  if (!file_.empty() && std::filesystem::file_size(PathOf(file_), error) == 0 && !error) std::filesystem::remove(PathOf(file_), error);
 }
 
 void DebugText::Claim(Engine& engine, const ParameterList& parameters, const std::function<void(const std::string&)>& keep_away) {

@@ -51,14 +51,14 @@ class Names {
 
 Json ReadIndex(const std::string& path) {
   if (LookAt(path).kind != FileKind::kFile) return nullptr;
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(PathOf(path), std::ios::binary);
   return Json::parse(in, nullptr, false);
 }
 
 // An index that was begun has a row a line, and no end.
 void AddRowsOfPart(const std::string& path, Names& names) {
   if (LookAt(path).kind != FileKind::kFile) return;
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(PathOf(path), std::ios::binary);
   for (std::string line; std::getline(in, line);) {
     if (!line.empty() && line.back() == ',') line.pop_back();
     names.AddRow(Json::parse(line, nullptr, false));
@@ -68,7 +68,7 @@ void AddRowsOfPart(const std::string& path, Names& names) {
 // What an index says that it is of, empty where it does not say. Of one that was begun the first line is its head.
 std::string SourceOf(const std::string& path) {
   if (LookAt(path).kind != FileKind::kFile) return {};
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(PathOf(path), std::ios::binary);
   std::string head;
   std::getline(in, head);
   if (!head.empty() && head.back() == ',') head.back() = '}';

@@ -69,7 +69,7 @@ void CheckMagic(const std::string& model) {
   // Opening a pipe would wait for its other end, and what comes out of it could be read only once.
   if (LookAt(model).kind == FileKind::kSpecial)
     throw Failure(ExitCode::kBadModel, model + ": this is not a model file of this engine, but a pipe or a device");
-  std::ifstream in(model, std::ios::binary);
+  std::ifstream in(PathOf(model), std::ios::binary);
   if (!in) throw Failure(ExitCode::kBadModel, model + ": the model cannot be opened: " + std::strerror(errno));
   std::array<char, 8> found{};
   in.seekg(kMagicOffset);
@@ -80,7 +80,7 @@ void CheckMagic(const std::string& model) {
 // `line` is a line of its own in a configuration file only without line breaks; the parameters were checked for them before.
 void WriteConfiguration(const std::string& file, const std::string& model_folder, const ParameterList& configuration,
                         const std::string& more) {
-  std::ofstream out(file, std::ios::binary);
+  std::ofstream out(PathOf(file), std::ios::binary);
   out << "[vad]\n"
       << "wvad_param_model_path = " << PathFromAnywhere(model_folder) << "/\n"
       << "wvad_param_model_name = model\n";
@@ -103,9 +103,9 @@ Engine::Engine(const std::string& model, const ParameterList& configuration, con
   CheckMagic(model);
   const PrivateFolder folder;
   std::error_code error;
-  const std::filesystem::path target = std::filesystem::absolute(model, error);
+  const std::filesystem::path target = std::filesystem::absolute(PathOf(model), error);
   if (error) throw Failure(ExitCode::kBadModel, model + ": the current folder is gone; give the model's whole path");
-  std::filesystem::create_symlink(target, folder.path() + "/model", error);
+  std::filesystem::create_symlink(target, PathOf(folder.path() + "/model"), error);
   if (error) throw Failure(ExitCode::kOutput, folder.path() + "/model: " + error.message());
   WriteConfiguration(folder.path() + "/w_tseg.cfg", folder.path(), configuration, more);
 

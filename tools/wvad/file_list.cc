@@ -34,9 +34,9 @@ class Walk {
   void Into(const std::string& folder, const std::string& below) {
     std::vector<std::string> names;
     std::error_code error;
-    std::filesystem::directory_iterator entries(folder, error);
+    std::filesystem::directory_iterator entries(PathOf(folder), error);
     for (; !error && entries != std::filesystem::directory_iterator(); entries.increment(error)) {
-      names.push_back(entries->path().filename().string());
+      names.push_back(NameOf(entries->path().filename()));
     }
     if (error) throw Failure(ExitCode::kNoFile, folder + ": cannot be read: " + error.message());
     for (const std::string& name : names) Entry(folder + name, below + name, name);
@@ -49,7 +49,7 @@ class Walk {
     const FileKind kind = LookAt(path).kind;
     if (kind == FileKind::kFolder) {
       std::error_code ignored;
-      if (options_.recursive && !hidden && !std::filesystem::is_symlink(path, ignored)) Into(path + "/", below + "/");
+      if (options_.recursive && !hidden && !std::filesystem::is_symlink(PathOf(path), ignored)) Into(path + "/", below + "/");
     } else if (kind == FileKind::kFile && !EndsWith(name, kPartEnding)) {
       // A pattern takes what is hidden only if it says so itself.
       if (options_.include.empty() ? hidden : !MatchesOne(options_.include, below, name)) return;
@@ -80,7 +80,7 @@ void TakeOutRepeated(FileList* list) {
   for (std::string& name : list->files) {
     const FileLook look = name == "-" ? FileLook() : LookAt(name);
     std::error_code error;
-    const std::string place = std::filesystem::absolute(name, error).lexically_normal().string();
+    const std::string place = NameOf(std::filesystem::absolute(PathOf(name), error).lexically_normal());
     // ".." behind a link leads elsewhere than its spelling says.
     const bool repeated = look.kind == FileKind::kFile && !places.emplace(place, look).second && places[place].Same(look);
     (repeated ? list->again : once).push_back(std::move(name));

@@ -25,6 +25,10 @@ FileLook LookOf(const struct stat& found) {
 
 }  // namespace
 
+std::filesystem::path PathOf(const std::string& name) { return name; }
+
+std::string NameOf(const std::filesystem::path& path) { return path.string(); }
+
 FileLook LookAt(const std::string& path) {
   struct stat found {};
   if (stat(path.c_str(), &found) == 0) return LookOf(found);

@@ -1,16 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the program asks the file system: what lies under a name, and bytes into a descriptor.
+//
+// A name is a std::string everywhere in the program: the very bytes where the system's names are bytes, in UTF-8 or not, and UTF-8 where
+// they are wider. The C++ library reads a std::string in the code page instead, so that every name goes to it and its streams by PathOf and
+// comes back by NameOf.
 #ifndef WVAD_WVAD_FILE_SYSTEM_H_
 #define WVAD_WVAD_FILE_SYSTEM_H_
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace TSEG::tool {
+
+std::filesystem::path PathOf(const std::string& name);
+std::string NameOf(const std::filesystem::path& path);
 
 enum class FileKind { kNone, kFile, kFolder, kSpecial, kDanglingLink };
 

@@ -15,6 +15,7 @@
 
 #include "platform/platform.h"
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 #include "wvad/media_module.h"
 #include "wvad/system.h"
 
@@ -41,7 +42,7 @@ Loaded Load() {
   for (const std::string& folder : ModuleFolders()) {
     const std::string file = folder + "/ffmpeg.so";
     std::error_code ignored;
-    if (!std::filesystem::exists(file, ignored)) continue;
+    if (!std::filesystem::exists(PathOf(file), ignored)) continue;
     std::string reason;
     const auto entry = reinterpret_cast<MediaModuleEntry>(LoadSymbol(file, kMediaModuleEntry, &reason));
     const MediaModule* module = entry != nullptr ? entry() : nullptr;

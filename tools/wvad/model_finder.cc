@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -13,7 +14,7 @@ namespace {
 
 bool IsFile(const std::string& path) {
   std::error_code ignored;
-  const std::filesystem::file_status status = std::filesystem::status(path, ignored);
+  const std::filesystem::file_status status = std::filesystem::status(PathOf(path), ignored);
   return std::filesystem::exists(status) && !std::filesystem::is_directory(status);
 }
 
@@ -28,7 +29,7 @@ std::vector<std::string> ModelFolders(const std::string& models_dir) {
   // Beside the library, as it is installed, and as it lies in a build folder.
   for (const std::string& folder : {program + "/" + WVAD_MODELS_FROM_PROGRAM, program + "/../lib/vad"}) {
     std::error_code ignored;
-    const std::string clean = std::filesystem::weakly_canonical(folder, ignored).string();
+    const std::string clean = NameOf(std::filesystem::weakly_canonical(PathOf(folder), ignored));
     if (!clean.empty() && (folders.empty() || folders.back() != clean)) folders.push_back(clean);
   }
   return folders;

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 
 namespace TSEG::tool {
 namespace {
@@ -20,14 +21,14 @@ namespace {
 // Where the links of `path` lead, whether something is there or not; `path` itself if it is no link.
 std::string FollowLinks(const std::string& path) {
   constexpr int kMostLinks = 40;  // more is a circle, which the opening will find
-  std::filesystem::path place = path;
+  std::filesystem::path place = PathOf(path);
   std::error_code error;
   for (int i = 0; i < kMostLinks && std::filesystem::is_symlink(place, error); ++i) {
     const std::filesystem::path next = std::filesystem::read_symlink(place, error);
     if (error) break;
     place = place.parent_path() / next;
   }
-  return place.string();
+  return NameOf(place);
 }
 
 // Marks what is being written: no file of anybody else has this bit, which means nothing on files.
@@ -157,7 +158,7 @@ void NewFile::Fail(int error) const { throw Failure(ExitCode::kOutput, path_ + "
 bool AreOneFile(const std::string& one, const std::string& other) {
   const auto place = [](const std::string& path) {
     std::error_code error;
-    const std::filesystem::path target = std::filesystem::absolute(FollowLinks(path), error);
+    const std::filesystem::path target = std::filesystem::absolute(PathOf(FollowLinks(path)), error);
     return std::filesystem::weakly_canonical(target.parent_path(), error) / target.filename();
   };
   return place(one) == place(other);

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 #include "wvad/recording_name.h"
 
 namespace TSEG::tool {
@@ -82,13 +83,13 @@ void OutputFolder::CheckInputs(const std::vector<std::string>& inputs) const {
   for (const std::string& input : inputs) of_folder[FolderOf(input)].push_back(input);
   std::error_code ignored;
   for (const auto& [folder, recordings] : of_folder) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored)) CheckInputAt(entry.path().string(), recordings);
+    for (const fs::directory_entry& entry : fs::directory_iterator(PathOf(folder), ignored)) CheckInputAt(NameOf(entry.path()), recordings);
   }
 }
 
 void OutputFolder::CheckInputAt(const std::string& path, const std::vector<std::string>& of_folder) const {
   if (!rules_.InputAt(LookAt(path))) return;
-  const std::string name = fs::path(path).filename().string();
+  const std::string name = NameOf(PathOf(path).filename());
   for (const std::string& of_run : suffixes_.of_run) {
     if (path == PathOfRun(of_run)) {
       throw Failure(ExitCode::kOutput, path + ": the run writes a file of this name, and reads this one; choose another folder");
@@ -114,8 +115,8 @@ void OutputFolder::KeepForDebugText(const std::string& path, const std::vector<s
 void OutputFolder::Make(const std::string& input) const {
   const std::string folder = FolderOf(input);
   std::error_code error;
-  fs::create_directories(folder, error);
-  if (!error && !fs::is_directory(folder, error)) error = std::make_error_code(std::errc::not_a_directory);
+  fs::create_directories(PathOf(folder), error);
+  if (!error && !fs::is_directory(PathOf(folder), error)) error = std::make_error_code(std::errc::not_a_directory);
   if (error) throw Failure(ExitCode::kOutput, folder + ": this folder cannot be made: " + error.message());
 }
 
@@ -132,14 +133,14 @@ std::string OutputFolder::Numbered(const std::string& input, int64_t number) con
 
 std::string OutputFolder::FolderOf(const std::string& input) const {
   const auto walked = walked_.find(input);
-  return walked == walked_.end() || walked->second.empty() ? options_.folder : (fs::path(options_.folder) / walked->second).string();
+  return walked == walked_.end() || walked->second.empty() ? options_.folder : NameOf(PathOf(options_.folder) / PathOf(walked->second));
 }
 
 std::string OutputFolder::Path(const std::string& input, const std::string& name) const {
-  return (fs::path(FolderOf(input)) / name).string();
+  return NameOf(PathOf(FolderOf(input)) / PathOf(name));
 }
 
-std::string OutputFolder::PathOfRun(const std::string& name) const { return (fs::path(options_.folder) / name).string(); }
+std::string OutputFolder::PathOfRun(const std::string& name) const { return NameOf(PathOf(options_.folder) / PathOf(name)); }
 
 bool OutputFolder::IsNumbered(const std::string& input, const std::string& name, int64_t* number, std::string* ending) const {
   const std::string start = Stem(input) + "-";

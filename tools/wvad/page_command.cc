@@ -6,6 +6,7 @@
 
 #include "wvad/engine_config.h"
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 #include "wvad/media_source.h"
 #include "wvad/messages.h"
 #include "wvad/model_choice.h"
@@ -24,10 +25,10 @@ std::string LinkTo(const std::string& recording, const std::string& page) {
   if (IsAddress(recording)) return recording;
   namespace fs = std::filesystem;
   std::error_code error;
-  const fs::path target = fs::absolute(recording, error).lexically_normal();
-  std::string path = target.string();
+  const fs::path target = fs::absolute(PathOf(recording), error).lexically_normal();
+  std::string path = NameOf(target);
   if (LookAt(page).kind != FileKind::kSpecial && page != "-") {
-    path = target.lexically_proximate(fs::absolute(page, error).lexically_normal().parent_path()).string();
+    path = NameOf(target.lexically_proximate(fs::absolute(PathOf(page), error).lexically_normal().parent_path()));
   }
   constexpr std::string_view kPlain = "-._~/ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
   std::string url;

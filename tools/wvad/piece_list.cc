@@ -2,7 +2,6 @@
 #include "wvad/piece_list.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <set>
 #include <string_view>
@@ -12,8 +11,6 @@
 
 namespace TSEG::tool {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr std::string_view kHls = "#EXTM3U", kConcat = "ffconcat version", kUri = "URI=\"", kFile = "file:";
 constexpr size_t kLongestList = size_t{1} << 24;
@@ -73,8 +70,8 @@ void AddPieces(const std::string& path, int depth, std::set<std::string>* seen, 
     at = end + 1;
     if (name.starts_with(kFile)) name.erase(0, kFile.size());
     if (name.empty()) continue;
-    const std::string piece = (fs::path(path).parent_path() / name).string();
-    if (!seen->insert(fs::path(piece).lexically_normal().string()).second) continue;
+    const std::string piece = NameOf(PathOf(path).parent_path() / PathOf(name));
+    if (!seen->insert(NameOf(PathOf(piece).lexically_normal())).second) continue;
     found->push_back(piece);
     if (depth < kDeepest && LookAt(piece).kind == FileKind::kFile) AddPieces(piece, depth + 1, seen, found);
   }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <system_error>
 
+#include "wvad/file_system.h"
 #include "wvad/media_source.h"
 
 namespace TSEG::tool {
@@ -46,15 +47,15 @@ bool HasLineBreak(const std::string& text) { return text.find_first_of("\n\r") !
 
 std::string RecordingId(const std::string& name) {
   if (name == "-") return "stdin";
-  const std::string stem = std::filesystem::path(name).stem().string();
+  const std::string stem = NameOf(PathOf(name).stem());
   return stem.empty() ? "recording" : stem;
 }
 
 std::string AbsolutePath(const std::string& name) {
   if (IsAddress(name)) return name;
   std::error_code error;
-  const std::filesystem::path path = std::filesystem::absolute(name, error);
-  return error ? name : path.lexically_normal().string();
+  const std::filesystem::path path = std::filesystem::absolute(PathOf(name), error);
+  return error ? name : NameOf(path.lexically_normal());
 }
 
 std::string FileUrl(const std::string& name) {
@@ -110,7 +111,7 @@ std::string NoTokenOrPath(const std::string& name) {
 }
 
 std::string NoLine(const std::string& name) {
-  const std::string file = std::filesystem::path(name).filename().string();
+  const std::string file = NameOf(PathOf(name).filename());
   return !IsUtf8(file) ? kNotUtf8 : HasLineBreak(file) ? kLineBreak : "";
 }
 

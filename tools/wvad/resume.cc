@@ -22,7 +22,7 @@ using Json = nlohmann::ordered_json;
 // The bytes of a file, none if it cannot be read.
 std::optional<std::string> BytesOf(const std::string& path) {
   if (LookAt(path).kind != FileKind::kFile) return std::nullopt;
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(PathOf(path), std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 

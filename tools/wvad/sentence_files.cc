@@ -11,6 +11,7 @@
 #include "wvad/byte_source.h"
 #include "wvad/earlier_files.h"
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 #include "wvad/output.h"
 #include "wvad/provenance.h"
 #include "wvad/report_json.h"
@@ -197,7 +198,7 @@ void SentenceFiles::KeepThoseThatAreThere() {
 void SentenceFiles::RemoveLeftOvers() {
   KeepThoseThatAreThere();
   std::error_code ignored;
-  for (const std::string& name : left_over_) std::filesystem::remove(folder_.Path(input_, name), ignored);
+  for (const std::string& name : left_over_) std::filesystem::remove(PathOf(folder_.Path(input_, name)), ignored);
   left_over_.clear();
 }
 

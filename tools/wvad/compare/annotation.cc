@@ -68,9 +68,9 @@ bool IsFolder(const std::string& path) { return path != "-" && LookAt(path).kind
 std::vector<std::string> FilesOf(const std::string& path, const AnnotationForm* form) {
   std::vector<std::string> files;
   std::error_code error;
-  for (const fs::directory_entry& entry : fs::directory_iterator(path, error)) {
-    const std::string file = entry.path().string();
-    const bool hidden = entry.path().filename().string()[0] == '.';
+  for (const fs::directory_entry& entry : fs::directory_iterator(PathOf(path), error)) {
+    const std::string file = NameOf(entry.path());
+    const bool hidden = NameOf(entry.path().filename())[0] == '.';
     if (!hidden && LookAt(file).kind == FileKind::kFile && FormOfFile(file) != nullptr) files.push_back(file);
   }
   if (error) throw Failure(ExitCode::kNoFile, path + ": cannot be read: " + error.message());
@@ -101,7 +101,7 @@ Annotation ReadFolder(const std::string& path, const AnnotationForm* form) {
 std::span<const AnnotationForm> AnnotationForms() { return kForms; }
 
 const AnnotationForm* FormOfFile(const std::string& path) {
-  const std::string ending = Lower(fs::path(path).extension().string());
+  const std::string ending = Lower(NameOf(PathOf(path).extension()));
   for (const AnnotationForm& form : kForms) {
     if (ending == form.ending) return &form;
   }

@@ -5,10 +5,10 @@
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <pugixml.hpp>
 #include <sstream>
 
+#include "wvad/file_system.h"
 #include "wvad/forms/document_report.h"
 #include "wvad/forms/forms.h"
 #include "wvad/provenance.h"
@@ -35,7 +35,7 @@ const char* MimeType(const std::string& name) {
   };
   constexpr Row kRows[] = {{".wav", "audio/x-wav"}, {".mp3", "audio/mpeg"}, {".ogg", "audio/ogg"}, {".flac", "audio/flac"}};
   for (const Row& row : kRows) {
-    if (std::filesystem::path(name).extension() == row.ending) return row.type;
+    if (PathOf(name).extension() == row.ending) return row.type;
   }
   return "audio/*";
 }

@@ -3,9 +3,9 @@
 // An edit decision list (CMX 3600): an event a sentence, cut one behind the other. Frames of video are coarser than those of speech: an
 // event begins with the frame in which its sentence begins and ends behind the one in which it ends, never before the one before.
 #include <algorithm>
-#include <filesystem>
 
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 #include "wvad/forms/document_report.h"
 #include "wvad/forms/forms.h"
 #include "wvad/provenance.h"
@@ -42,7 +42,7 @@ std::string Edl(const HeardRecording& recording, const ReportShape& shape) {
   }
   if (recording.length_s() > kDay_s)
     throw Failure(ExitCode::kUsage, recording.name + ": is longer than the 24 hours of an EDL's time codes");
-  const std::string clip = std::filesystem::path(recording.name == "-" ? "stdin" : recording.name).filename().string();
+  const std::string clip = NameOf(PathOf(recording.name == "-" ? "stdin" : recording.name).filename());
   std::string text = "TITLE: " + recording.id + "\nFCM: NON-DROP FRAME\n\n";
   if (!shape.details.provenance.empty()) {
     const std::string& made_by = MadeBy(recording.end, shape.details.provenance);

@@ -6,9 +6,9 @@
 // recording of its own, talk-1 and talk-2. Nothing is known of speakers: each recording counts as one, so that utterances sort by speaker.
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <utility>
 
+#include "wvad/file_system.h"
 #include "wvad/forms/document_report.h"
 #include "wvad/forms/forms.h"
 #include "wvad/input.h"
@@ -76,7 +76,7 @@ std::string ForShell(const std::string& path) {
 // `channel` from 1, 0 for the mean of all.
 std::string Source(const HeardRecording& recording, int channel) {
   const std::string path = AbsolutePath(recording.name);
-  const bool plain = path[0] == '/' && std::filesystem::path(path).extension() == ".wav" && recording.end.recording.channels <= 1;
+  const bool plain = path[0] == '/' && PathOf(path).extension() == ".wav" && recording.end.recording.channels <= 1;
   if (plain) return path;
   const std::string one = channel > 0 ? "-af 'pan=mono|c0=c" + std::to_string(channel - 1) + "'" : "-ac 1";
   return "ffmpeg -nostdin -v error -i " + ForShell(path) + " " + one + " -f wav - |";

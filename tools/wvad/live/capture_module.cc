@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 #include "wvad/shown.h"
 #include "wvad/system.h"
 
@@ -34,7 +35,7 @@ const CaptureModule* Load(std::string* reason) {
   for (const std::string& folder : {program + "/" + WVAD_MODULES_FROM_PROGRAM, program + "/../lib/wvad"}) {
     const std::string file = folder + "/portaudio.so";
     std::error_code ignored;
-    if (!std::filesystem::exists(file, ignored)) continue;
+    if (!std::filesystem::exists(PathOf(file), ignored)) continue;
     const auto entry = reinterpret_cast<CaptureModuleEntry>(LoadSymbol(file, kCaptureModuleEntry, reason));
     const CaptureModule* module = entry != nullptr ? entry() : nullptr;
     if (module != nullptr && std::strcmp(module->version, WVAD_VERSION) == 0) return module;
