@@ -125,6 +125,16 @@ void* TakePages(size_t bytes);
 // Gives back to the system, at once and whole, what TakePages gave for these `bytes`.
 void GiveBackPages(void* pages, size_t bytes);
 
+// ---- The processor
+
+// The words in which the system tells a program about a processor that does not tell itself: on 64-bit ARM the bits that Linux calls HWCAP
+// and HWCAP2. On a processor that tells itself they are of no use; both are 0 on a system that has no such words.
+struct ProcessorWords {
+  uint64_t first = 0;
+  uint64_t second = 0;
+};
+ProcessorWords WordsOfProcessor();
+
 // ---- Settings that the system reads itself
 
 // The value of `key` in `section` of the text file `path`, which is absolute, up to 1023 characters; empty if there is none. Nothing on a
