@@ -10,6 +10,7 @@ test_packages="libgtest-dev libgmock-dev libbenchmark-dev ccache python3 binutil
   python3-distributed
   gstreamer1.0-plugins-base gstreamer1.0-tools"
 js_packages="emscripten nodejs esbuild node-typescript ccache"
+arm64_packages="g++-aarch64-linux-gnu qemu-user python3 ccache"
 
 install_quietly() {
   $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$@" </dev/null >&2

@@ -15,7 +15,7 @@ cmake --build --preset ci -j "$(build_jobs)" \
 mkdir -p build-logs
 case $(uname -m) in
   x86_64) platform="Linux on x86-64" levels="ref sse sse41 avx2 avx512" ;;
-  *) platform="Linux on $(uname -m)" levels="ref neon" ;;
+  *) platform="Linux on $(uname -m)" levels="ref neon dotprod i8mm" ;;
 esac
 result=0
 for level in $levels; do

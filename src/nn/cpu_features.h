@@ -34,6 +34,8 @@ struct CpuFeatures {
   std::string brand;
   ProcessorFamily family = ProcessorFamily::kX86;  // all words above stay zero on another one
   bool bNeon = false;                              // the vectors of 64-bit ARM, all of whose processors have them
+  bool bDotProd = false;                           // its sums of four products of bytes of one kind (SDOT, UDOT)
+  bool bI8mm = false;                              // and of bytes of two kinds (USDOT)
 
   bool sse() const { return (leaf1Edx >> 25) & 1u; }
   bool sse2() const { return (leaf1Edx >> 26) & 1u; }

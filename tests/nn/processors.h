@@ -19,6 +19,8 @@ inline CpuFeatures Without(CpuFeatures cpu, const KernelLevel& level) {
   if (level.needs.bOsSavesYmm) cpu.bOsSavesYmm = false;
   if (level.needs.bOsSavesZmm) cpu.bOsSavesZmm = false;
   if (level.needs.bNeon) cpu.bNeon = false;
+  if (level.needs.bDotProd) cpu.bDotProd = false;
+  if (level.needs.bI8mm) cpu.bI8mm = false;
   return cpu;
 }
 

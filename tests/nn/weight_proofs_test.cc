@@ -102,8 +102,8 @@ std::vector<T> AtTheBound(int32_t rows, int32_t cols, int32_t group, int32_t hig
 class ProvedKernels : public FastLevelsTest {};
 
 TEST_F(ProvedKernels, GiveTheBitsOfTheReferenceAtTheBound) {
-  for (const int32_t rows : {4, 8, 12, 32}) {
-    for (const int32_t cols : {16, 32, 48, 64, 96, 224, 480, 496}) {
+  for (const int32_t rows : {0, 1, 2, 3, 4, 6, 8, 12, 15, 32}) {
+    for (const int32_t cols : {0, 15, 16, 32, 40, 48, 64, 96, 224, 480, 496}) {
       const auto outputs = static_cast<size_t>(rows);
       const std::vector<int8_t> fours = AtTheBound<int8_t>(rows, cols, 4, 128, -128);
       ASSERT_TRUE(GemvInt8CannotClip(fours.data(), rows, cols));

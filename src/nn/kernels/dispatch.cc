@@ -36,7 +36,9 @@ CpuNeeds Both(const CpuNeeds& a, const CpuNeeds& b) {
           .leaf7Ecx = a.leaf7Ecx | b.leaf7Ecx,
           .bOsSavesYmm = a.bOsSavesYmm || b.bOsSavesYmm,
           .bOsSavesZmm = a.bOsSavesZmm || b.bOsSavesZmm,
-          .bNeon = a.bNeon || b.bNeon};
+          .bNeon = a.bNeon || b.bNeon,
+          .bDotProd = a.bDotProd || b.bDotProd,
+          .bI8mm = a.bI8mm || b.bI8mm};
 }
 
 struct FamilyLevels {
@@ -77,7 +79,7 @@ bool RunsOn(const KernelLevel& level, const CpuFeatures& cpu) {
   const CpuNeeds& needs = level.needs;
   return (needs.leaf1Ecx & ~cpu.leaf1Ecx) == 0 && (needs.leaf1Edx & ~cpu.leaf1Edx) == 0 && (needs.leaf7Ebx & ~cpu.leaf7Ebx) == 0 &&
          (needs.leaf7Ecx & ~cpu.leaf7Ecx) == 0 && (cpu.bOsSavesYmm || !needs.bOsSavesYmm) && (cpu.bOsSavesZmm || !needs.bOsSavesZmm) &&
-         (cpu.bNeon || !needs.bNeon);
+         (cpu.bNeon || !needs.bNeon) && (cpu.bDotProd || !needs.bDotProd) && (cpu.bI8mm || !needs.bI8mm);
 }
 
 const KernelLevel& ChooseLevel(std::span<const KernelLevel> levels, const CpuFeatures& cpu) {

@@ -65,6 +65,8 @@ struct CpuNeeds {
   bool bOsSavesYmm = false;
   bool bOsSavesZmm = false;
   bool bNeon = false;
+  bool bDotProd = false;
+  bool bI8mm = false;
 };
 
 struct KernelLevel {

@@ -17,8 +17,9 @@ const floats = fill();
 process.stdout.write(Buffer.from(memory.buffer, results(), 4 * floats));
 """
 LINUX = ["-static", "-fuse-ld=lld", "-fno-pie"]
+# x86 has its processor named, since QEMU_CPU may name one of ARM64.
 TARGETS = {
-    "32-bit x86": (["--target=i686-linux-gnu", "-msse2", "-mfpmath=sse", *LINUX], ("qemu-i386",), "ld.lld"),
+    "32-bit x86": (["--target=i686-linux-gnu", "-msse2", "-mfpmath=sse", *LINUX], ("qemu-i386", "-cpu", "qemu32"), "ld.lld"),
     "ARM64": (["--target=aarch64-linux-gnu", *LINUX], ("qemu-aarch64",), "ld.lld"),
     "WebAssembly": (["--target=wasm32", "-Wl,--no-entry"], ("node", "-e", NODE), "wasm-ld"),
     "WebAssembly with vectors": (["--target=wasm32", "-msimd128", "-Wl,--no-entry"], ("node", "-e", NODE), "wasm-ld"),

@@ -76,11 +76,18 @@ TEST(KernelLevels, NeedWhatTheirBasesNeed) {
 }
 
 TEST(KernelLevels, NeedEachBitOfEachWord) {
-  const KernelLevel level = {
-      .needs = {.leaf1Ecx = 3, .leaf1Edx = 3, .leaf7Ebx = 3, .leaf7Ecx = 3, .bOsSavesYmm = true, .bOsSavesZmm = true, .bNeon = true}};
+  const KernelLevel level = {.needs = {.leaf1Ecx = 3,
+                                       .leaf1Edx = 3,
+                                       .leaf7Ebx = 3,
+                                       .leaf7Ecx = 3,
+                                       .bOsSavesYmm = true,
+                                       .bOsSavesZmm = true,
+                                       .bNeon = true,
+                                       .bDotProd = true,
+                                       .bI8mm = true}};
   CpuFeatures all;
   all.leaf1Ecx = all.leaf1Edx = all.leaf7Ebx = all.leaf7Ecx = 7;
-  all.bOsSavesYmm = all.bOsSavesZmm = all.bNeon = true;
+  all.bOsSavesYmm = all.bOsSavesZmm = all.bNeon = all.bDotProd = all.bI8mm = true;
   EXPECT_TRUE(RunsOn(level, all));
   for (uint32_t CpuFeatures::*word : {&CpuFeatures::leaf1Ecx, &CpuFeatures::leaf1Edx, &CpuFeatures::leaf7Ebx, &CpuFeatures::leaf7Ecx}) {
     for (const uint32_t rest : {0u, 1u, 2u, 4u, 5u, 6u}) {
@@ -89,18 +96,23 @@ TEST(KernelLevels, NeedEachBitOfEachWord) {
       EXPECT_FALSE(RunsOn(level, cpu)) << rest;
     }
   }
-  for (bool CpuFeatures::*flag : {&CpuFeatures::bOsSavesYmm, &CpuFeatures::bOsSavesZmm, &CpuFeatures::bNeon}) {
+  for (bool CpuFeatures::*flag :
+       {&CpuFeatures::bOsSavesYmm, &CpuFeatures::bOsSavesZmm, &CpuFeatures::bNeon, &CpuFeatures::bDotProd, &CpuFeatures::bI8mm}) {
     CpuFeatures cpu = all;
     cpu.*flag = false;
     EXPECT_FALSE(RunsOn(level, cpu));
   }
 }
 
-TEST(KernelLevels, NeedOfTheBaseStaysForTheSystemToo) {
+TEST(KernelLevels, NeedOfTheBaseStaysForTheFlagsToo) {
   const KernelLevel wide = {.base = &kLow, .needs = {.bOsSavesYmm = true}};
   const KernelLevel wider = CompleteLevel({.base = &wide, .needs = {.bOsSavesZmm = true}});
   EXPECT_TRUE(wider.needs.bOsSavesYmm && wider.needs.bOsSavesZmm);
   EXPECT_FALSE(CompleteLevel(wide).needs.bOsSavesZmm);
+  const KernelLevel dots = {.base = &kLow, .needs = {.bNeon = true, .bDotProd = true}};
+  const KernelLevel more = CompleteLevel({.base = &dots, .needs = {.bI8mm = true}});
+  EXPECT_TRUE(more.needs.bNeon && more.needs.bDotProd && more.needs.bI8mm);
+  EXPECT_FALSE(CompleteLevel(dots).needs.bI8mm);
 }
 
 TEST(KernelLevels, AreASetOfWhichTheLastThatRunsIsChosen) {
