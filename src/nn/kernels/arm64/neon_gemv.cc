@@ -6,14 +6,12 @@
 // tails that a block of work leaves are left here too.
 #include <arm_neon.h>
 
+#include "nn/kernels/arm64/byte_products.h"
 #include "nn/kernels/arm64/levels.h"
 #include "nn/kernels/arm64/neon_lanes.h"
 
 namespace TSEG::neon {
 namespace {
-
-// The 32-bit sums of a, b, c, d, wrapping.
-int32x4_t Sums32(int32x4_t a, int32x4_t b, int32x4_t c, int32x4_t d) { return vpaddq_s32(vpaddq_s32(a, b), vpaddq_s32(c, d)); }
 
 // Products of eight, those of elements 0-3 and 4-7 added, wrapping.
 int32x4_t Products(int16x8_t a, int16x8_t b) { return vmlal_high_s16(vmull_s16(vget_low_s16(a), vget_low_s16(b)), a, b); }
@@ -22,6 +20,16 @@ int32x4_t Products(int16x8_t a, int16x8_t b) { return vmlal_high_s16(vmull_s16(v
 int32x4_t AddBytes(int32x4_t sum, Split x, const int8_t* weights) {
   return vaddw_s16(sum, vqmovn_s32(vpaddlq_s16(Pairs(x, SplitSigned(vld1q_s8(weights))))));
 }
+
+// Products of unsigned bytes, widened and added up two by two.
+struct WideningDot {
+  static constexpr int32_t kExcess = 128;
+  static uint8x16_t Weights(const int8_t* p) { return LoadUnsigned(p); }
+  static int32x4_t Add(int32x4_t sum, uint8x16_t x, uint8x16_t w) {
+    const uint32x4_t low = vpadalq_u16(vreinterpretq_u32_s32(sum), vmull_u8(vget_low_u8(x), vget_low_u8(w)));
+    return vreinterpretq_s32_u32(vpadalq_u16(low, vmull_high_u8(x, w)));
+  }
+};
 
 float SumOfLanes(float32x4_t v) {
   return static_cast<float>(static_cast<double>(vgetq_lane_f32(v, 0)) + static_cast<double>(vgetq_lane_f32(v, 1)) +
@@ -93,6 +101,10 @@ void GemvInt8ToFloat(const int8_t* x, int32_t rows, int32_t cols, const int8_t* 
     vst1q_s32(sum, Sums32(sum0, sum1, sum2, sum3));
     for (int32_t k = 0; k < 4; ++k) y[r + k] = static_cast<float>(static_cast<double>(sum[k]) * f);
   }
+}
+
+void GemvInt8Unclipped(const int8_t* x, int32_t rows, int32_t cols, const int8_t* weights, float* y, float s) {
+  Gemv<WideningDot>(x, rows, cols, weights, y, s);
 }
 
 void GemvFixed(const int16_t* x, int32_t rows, int32_t cols, const int16_t* weights, int16_t* y, int32_t qx, int32_t qw, int32_t qy) {

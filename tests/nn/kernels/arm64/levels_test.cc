@@ -68,14 +68,14 @@ TEST(Arm64Levels, NeonBringsItsKernelsAndLeavesLookupsAndTheRunningSum) {
 }
 
 TEST(Arm64Levels, PlainSumsServeProvedWeightsAlone) {
-  EXPECT_EQ(Named("neon").dnn.gemm_int8_unclipped, &neon::DnnGemmInt8);
-  EXPECT_EQ(Named("neon").lstm.gemv_int8_unclipped, &neon::GemvInt8ToFloat);
+  EXPECT_EQ(Named("neon").dnn.gemm_int8_unclipped, &neon::DnnGemmInt8Unclipped);
+  EXPECT_EQ(Named("neon").lstm.gemv_int8_unclipped, &neon::GemvInt8Unclipped);
   for (const char* name : {"dotprod", "i8mm"}) {
     const KernelLevel& level = Named(name);
     EXPECT_EQ(level.dnn.gemm_int8, &neon::DnnGemmInt8) << name;
     EXPECT_EQ(level.lstm.gemv_int8, &neon::GemvInt8ToFloat) << name;
-    EXPECT_NE(level.dnn.gemm_int8_unclipped, &neon::DnnGemmInt8) << name;
-    EXPECT_NE(level.lstm.gemv_int8_unclipped, &neon::GemvInt8ToFloat) << name;
+    EXPECT_NE(level.dnn.gemm_int8_unclipped, &neon::DnnGemmInt8Unclipped) << name;
+    EXPECT_NE(level.lstm.gemv_int8_unclipped, &neon::GemvInt8Unclipped) << name;
     EXPECT_EQ(level.lstm.gemv_int16, &neon::GemvInt16ToFloat) << name;
   }
 }
@@ -90,7 +90,7 @@ TEST(Arm64Levels, WeightsWithoutAProofKeepTheirSaturatingPairs) {
     std::vector<float> y(8);
     level.lstm.gemv_int8(x.data(), 8, 16, weights.data(), y.data(), 16384.0f);
     EXPECT_EQ(y, std::vector<float>(8, 131068.0f)) << level.name;
-    if (level.needs.bDotProd || level.needs.bI8mm) {
+    if (level.needs.bNeon) {
       level.lstm.gemv_int8_unclipped(x.data(), 8, 16, weights.data(), y.data(), 16384.0f);
       EXPECT_EQ(y, std::vector<float>(8, 518160.0f)) << level.name;
     }
