@@ -14,5 +14,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_LIBDIR} ${_sysroot}/usr/lib/aarch64-linux-gnu/pkgconfig)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${_sysroot})
+# Libraries that the linked ones need in turn are found there too.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${_sysroot}/usr/lib/aarch64-linux-gnu")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "${CMAKE_EXE_LINKER_FLAGS_INIT}")
 # The system libraries come with the cross compiler.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/aarch64-linux-gnu)
