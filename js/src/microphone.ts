@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /** Live audio of a page: from the microphone or any MediaStream, heard in an AudioWorklet, told through callbacks. */
+/// <reference lib="dom" />
 import { bytesOf, LoadOptions, modelSource, wasmSource, workletSource } from './assets.js';
+import { Channel, checkedChannel, noChannel } from './channel.js';
 import { WvadError } from './errors.js';
 import { Event, Sentence } from './events.js';
 import { checkOptions, Settings, SETTINGS } from './settings.js';
@@ -26,12 +28,14 @@ export interface MicrophoneOptions extends Settings, Omit<LoadOptions, 'rate' | 
   stream?: MediaStream;
   /** For getUserMedia, where `stream` is left out. */
   constraints?: MediaTrackConstraints;
+  /** What is heard of several channels: their mix ("mix", the default), or one, counted from 1. */
+  channel?: Channel;
   /** Of the page's own, instead of one that is made and closed with the microphone. */
   context?: AudioContext;
 }
 
 const CALLBACKS = ['onSpeechStart', 'onSpeechEnd', 'onMisfire', 'onTurnEnd', 'onFrame', 'onEvent', 'onError'];
-const KNOWN = [...SETTINGS, ...CALLBACKS, 'model', 'wasm', 'assets', 'vectors', 'stream', 'constraints', 'context'];
+const KNOWN = [...SETTINGS, ...CALLBACKS, 'model', 'wasm', 'assets', 'vectors', 'stream', 'constraints', 'channel', 'context'];
 
 /** Bytes that may be handed over to another thread. */
 async function ownBytes(source: Parameters<typeof bytesOf>[0]): Promise<ArrayBuffer> {
@@ -57,6 +61,9 @@ function errorOf({ name, message, status }: Extract<FromWorklet, { type: 'error'
 }
 
 const hasEnded = (media: MediaStream) => media.getAudioTracks().some((track) => track.readyState === 'ended');
+
+/** What a MediaStream is known to have, where the browser tells. */
+const channelsOf = (media: MediaStream) => (media.getAudioTracks()[0]?.getSettings() as { channelCount?: number } | undefined)?.channelCount;
 
 export class Microphone {
   /** Rate of the samples that onSpeechEnd gets: that of the model. */
@@ -92,9 +99,12 @@ export class Microphone {
     if (typeof AudioContext === 'undefined') throw new Error('the microphone needs a browser: a stream of openStream listens anywhere');
     if (!globalThis.isSecureContext) throw new Error('the microphone needs a page of https or localhost');
     if (options.stream !== undefined && hasEnded(options.stream)) throw new WvadError('stream: its sound has ended', 'WVAD_E_STATE');
-    const media = options.stream ?? await navigator.mediaDevices.getUserMedia({ audio: { channelCount: 1, ...options.constraints } });
+    const channel = checkedChannel(options.channel);
+    const media = options.stream ?? await navigator.mediaDevices.getUserMedia({ audio: { channelCount: Math.max(1, channel), ...options.constraints } });
     const context = options.context ?? new AudioContext();
     try {
+      const channels = channelsOf(media);
+      if (channels !== undefined && channels < channel) throw noChannel(channel, channels);
       return await Microphone.on(media, context, options);
     } catch (error) {
       if (options.stream === undefined) media.getTracks().forEach((track) => track.stop());
@@ -105,12 +115,13 @@ export class Microphone {
 
   private static async on(media: MediaStream, context: AudioContext, options: MicrophoneOptions): Promise<Microphone> {
     const [wasm] = await Promise.all([ownBytes(wasmSource(options)), context.audioWorklet.addModule(workletSource(options))]);
-    const node = new AudioWorkletNode(context, 'wvad', { numberOfOutputs: 0, channelCount: 1, channelCountMode: 'explicit' });
+    const channel = checkedChannel(options.channel);
+    const node = new AudioWorkletNode(context, 'wvad', { numberOfOutputs: 0, channelCount: 1, channelCountMode: channel === 0 ? 'explicit' : 'max' });
     const suits = await asked(node, { type: 'module', wasm, profile: options.profile ?? 'default' }, [wasm], 'suits');
     const model = await ownBytes(modelSource(options.model === undefined ? suits.model : options.model, options));
     const stream: StreamOptions = { audio: true, probability: options.onFrame !== undefined || options.onEvent !== undefined };
     for (const name of SETTINGS) if (name in options) (stream as Record<string, unknown>)[name] = options[name as keyof MicrophoneOptions];
-    const ready = await asked(node, { type: 'model', model, options: stream }, [model], 'ready');
+    const ready = await asked(node, { type: 'model', model, options: stream, channel }, [model], 'ready');
     return new Microphone(options, context, node, context.createMediaStreamSource(media), ready.rate);
   }
 

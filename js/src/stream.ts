@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /** Endless audio in pieces of any length, events out. */
+import { Channel, checkedChannel } from './channel.js';
 import { checked, WvadError } from './errors.js';
 import { Event, eventOf, ROW_LENGTH } from './events.js';
 import { Native, withRoom, withText } from './host.js';
@@ -10,7 +11,7 @@ export interface StreamOptions extends Settings {
   /** Of the input, 1 where it is left out. */
   channels?: number;
   /** That is listened to: from 1, or "mix" for the mean of all, as initially. */
-  channel?: number | 'mix';
+  channel?: Channel;
   /** An event for each 10 ms. */
   probability?: boolean;
   /** The samples of each sentence. */
@@ -104,15 +105,13 @@ export class Stream {
 
   private open(): void {
     const { native, model } = this.on;
-    const { channel = 'mix', probability, audio, features } = this.options;
+    const { probability, audio, features } = this.options;
+    const channel = checkedChannel(this.options.channel);
     const want = (probability ? 1 : 0) + (audio ? 2 : 0) + (features ? 4 : 0);
     checkWhole('rate', this.rate);
     checkWhole('channels', this.channels);
-    if (typeof channel === 'string' && channel !== 'mix') throw new TypeError(`channel is "mix" or a number from 1, not "${channel as string}"`);
-    if (channel !== 'mix') checkWhole('channel', channel);
-    if (channel === 0) throw new WvadError('channel: the first is 1', 'WVAD_E_FORMAT');
     withText(native, settingsText(this.options), (settings) => withRoom(native, 4, (out) => {
-      checked(native, native.wvad_js_stream_open(model.handle, this.rate, this.channels, this.form, channel === 'mix' ? 0 : channel, want, settings, out));
+      checked(native, native.wvad_js_stream_open(model.handle, this.rate, this.channels, this.form, channel, want, settings, out));
       this.handle = new Uint32Array(native.memory.buffer, out, 1)[0] as number;
     }));
   }

@@ -6,6 +6,7 @@
  * The page sends the bytes of the module, gets the name of the model that suits, sends the bytes of a model, and gets "ready". Audio that comes
  * before is not heard. A pause ends what is open; its events come with the answer, and there is always one.
  */
+import { noChannel } from './channel.js';
 import { WvadError } from './errors.js';
 import { Event } from './events.js';
 import { Library } from './library.js';
@@ -14,7 +15,7 @@ import { Stream, StreamOptions } from './stream.js';
 
 export type ToWorklet =
     { type: 'module'; wasm: ArrayBuffer; profile: Profile } |
-    { type: 'model'; model: ArrayBuffer; options: StreamOptions } |
+    { type: 'model'; model: ArrayBuffer; options: StreamOptions; channel: number } |
     { type: 'pause' | 'resume' | 'close' };
 export type FromWorklet =
     { type: 'suits'; model: string } |
@@ -32,6 +33,8 @@ declare function registerProcessor(name: string, processor: new () => AudioWorkl
 class Listener extends AudioWorkletProcessor {
   private library: Library | undefined;
   private stream: Stream | undefined;
+  /** Counted from 1; 0 where the node has mixed them to one. */
+  private channel = 0;
   private listens = true;
   private open = true;
 
@@ -43,8 +46,15 @@ class Listener extends AudioWorkletProcessor {
   /** Called with 128 frames of each channel. Gives whether it wants to be called again. */
   process([input]: [Float32Array[]]): boolean {
     const { stream } = this;
-    if (stream !== undefined && this.listens && input.length > 0) this.guard(() => this.tell('events', stream.push(input.slice(0, 1))));
+    if (stream !== undefined && this.listens && input.length > 0) this.guard(() => this.tell('events', stream.push([this.heard(input)])));
     return this.open;
+  }
+
+  /** The samples that are listened to, of those of all channels. */
+  private heard(input: Float32Array[]): Float32Array {
+    const heard = input[Math.max(0, this.channel - 1)];
+    if (heard === undefined) throw noChannel(this.channel, input.length);
+    return heard;
   }
 
   private take(message: ToWorklet): void {
@@ -58,6 +68,7 @@ class Listener extends AudioWorkletProcessor {
       case 'model':
         if (this.library !== undefined) {
           const detector = this.library.open(message.model);
+          this.channel = message.channel;
           this.stream = detector.stream(sampleRate, message.options);
           this.post({ type: 'ready', rate: detector.modelRate });
         }

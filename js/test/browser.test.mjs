@@ -79,7 +79,7 @@ test('the AudioWorklet hears every sample: its events are those of a stream', { 
       node.port.postMessage(message);
     });
     const { model } = await ask({ type: 'module', wasm: await bytes('/dist/wvad.wasm'), profile: 'fast' }, 'suits');
-    await ask({ type: 'model', model: await bytes(`/dist/models/${model}.bin`), options: { probability: true } }, 'ready');
+    await ask({ type: 'model', model: await bytes(`/dist/models/${model}.bin`), options: { probability: true }, channel: 0 }, 'ready');
     const buffer = context.createBuffer(1, samples.length, 16000);
     buffer.copyToChannel(samples, 0);
     const source = new AudioBufferSourceNode(context, { buffer });
@@ -144,7 +144,7 @@ test('the microphone: sentences with their samples, frames, a pause, a second st
 test('the microphone: what cannot be is refused', { skip, timeout: 60000 }, async () => {
   const refusals = await browser.run(async () => {
     const attempts = [{ onSpeechStop() {} }, { threshold: 2 }, { model: '/nowhere.bin' }, { model: new Uint8Array(10) }, { profile: 'slow' },
-                      { threshold: 'x' }, { onSpeechEnd: 'x' }, { onFrame: null }, { stream: 5 }];
+                      { threshold: 'x' }, { onSpeechEnd: 'x' }, { onFrame: null }, { stream: 5 }, { channel: 'left' }];
     return Promise.all(attempts.map((options) => wvad.Microphone.open(options).then(() => 'opened', (error) => `${error.name} ${error.status ?? ''} ${error.message}`)));
   });
   assert.match(refusals[0], /^TypeError  there is no option "onSpeechStop"/);
@@ -153,7 +153,8 @@ test('the microphone: what cannot be is refused', { skip, timeout: 60000 }, asyn
   assert.match(refusals[3], /^WvadError WVAD_E_MODEL/);
   assert.match(refusals[4], /^WvadError WVAD_E_PARAMETER/);
   assert.deepEqual(refusals.slice(5), ['TypeError  threshold is a number, not "x"', 'TypeError  onSpeechEnd is a function, not "x"',
-                                       'TypeError  onFrame is a function, not null', 'TypeError  stream is an object, not 5']);
+                                       'TypeError  onFrame is a function, not null', 'TypeError  stream is an object, not 5',
+                                       'TypeError  channel is "mix" or a number from 1, not "left"']);
 });
 
 test('the microphone on a page that is not secure', { skip, timeout: 60000 }, async () => {
@@ -272,6 +273,40 @@ test('a microphone that goes away in a pause is refused by the next start', { sk
     return [refused, microphone.listening];
   });
   assert.deepEqual(refused, ['the microphone is gone', false]);
+});
+
+test('one channel of a stream is heard, and one that it has not is refused', { skip, timeout: 60000 }, async () => {
+  const told = await browser.run(async () => {
+    // The left channel is silent; speech is in the right.
+    const context = new AudioContext({ sampleRate: 16000 });
+    const buffer = context.createBuffer(2, samples.length, 16000);
+    buffer.copyToChannel(samples, 1);
+    const heard = async (channel) => {
+      const player = new AudioBufferSourceNode(context, { buffer });
+      const outlet = new MediaStreamAudioDestinationNode(context, { channelCount: 2, channelCountMode: 'explicit' });
+      player.connect(outlet);
+      let loudest = -200;
+      const microphone = await wvad.Microphone.open({ stream: outlet.stream, context, channel, model: 'lstm_fb40', padBefore: 0, onSpeechEnd: (_, { level }) => (loudest = Math.max(loudest, level)) });
+      await microphone.start();
+      const ended = new Promise((resolve) => (player.onended = resolve));
+      player.start(0, 0, 3);
+      await ended;
+      await microphone.destroy();
+      return loudest;
+    };
+    const [silent, speech, mix] = [await heard(1), await heard(2), await heard('mix')];
+    const failed = await new Promise((resolve) => {
+      const outlet = new MediaStreamAudioDestinationNode(context, { channelCount: 2, channelCountMode: 'explicit' });
+      new ConstantSourceNode(context).connect(outlet);
+      wvad.Microphone.open({ stream: outlet.stream, context, channel: 3, model: 'lstm_fb40', onError: resolve }).then((one) => one.start(), resolve);
+    });
+    await context.close();
+    return { silent, speech, mix, failed: [failed.status, failed.message] };
+  });
+  assert.equal(told.silent, -200);
+  assert.ok(told.speech > -40, `${told.speech} dB`);
+  assert.ok(Math.abs(told.speech - told.mix - 6.02) < 1, `the mean of speech and silence is half as loud: ${told.speech} and ${told.mix} dB`);
+  assert.deepEqual(told.failed, ['WVAD_E_FORMAT', 'channel: 3 is asked for, and the sound has 2']);
 });
 
 test('what was no sentence is told as a misfire', { skip, timeout: 60000 }, async () => {

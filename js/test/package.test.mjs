@@ -10,7 +10,7 @@ import { root } from './audio.mjs';
 const folder = `${root}/js`;
 const models = ['lstm_fb40', 'lstm_fb40_8k', 'lstm_fb75', 'lstm_fb75_8k'];
 const scripts = ['browser.js', 'node.cjs', 'node.js', 'worklet.js'];
-const types = ['assets', 'browser', 'detector', 'errors', 'events', 'fetch', 'fetch.node', 'host', 'index', 'library', 'microphone', 'samples', 'settings', 'stream', 'worklet'];
+const types = ['assets', 'browser', 'channel', 'detector', 'errors', 'events', 'fetch', 'fetch.node', 'host', 'index', 'library', 'microphone', 'samples', 'settings', 'stream', 'worklet'];
 const expected = [
   'README.md', 'package.json',
   ...['LICENSE', 'README.txt', 'libsoxr.LICENCE', 'libsoxr.COPYING.LGPL', 'emscripten.copyright', 'boost.copyright'].map((name) => `dist/licences/${name}`),

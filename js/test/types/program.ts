@@ -34,12 +34,16 @@ async function program(samples: Float32Array, buffer: AudioBuffer): Promise<void
     onSpeechEnd: (audio, { level }) => (values[4] = (audio[0] ?? 0) + level),
     onFrame: (probability, time) => (values[5] = probability + time),
     constraints: { echoCancellation: true },
+    channel: 2,
   });
   await microphone.start();
   await microphone.pause();
   await microphone.destroy();
   // @ts-expect-error: a callback that there is not
   await Microphone.open({ onSpeechStop: () => undefined });
+
+  // @ts-expect-error: a channel that is neither a number nor the mix
+  await Microphone.open({ channel: 'left' });
 
   // @ts-expect-error: a misspelt option
   await segment(samples, 16000, { minSilense: 1 });
