@@ -2,10 +2,12 @@
 # SPDX-License-Identifier: Apache-2.0
 """Rows of the table of docs/platforms.md, whose cells come from two sides.
 
-    platform_row.py NAME BUILD RESULTS [--bench JSON] [--write PAGE]    from what a run of a platform's tests has left
+    platform_row.py NAME BUILD RESULTS... [--sessions PATTERN] [--bench JSON] [--write PAGE]
+                                                                        from what a run of a platform's tests has left
     platform_row.py NAME --package FILE... --share SHARE [--write PAGE] from a package that was tried there
 
-NAME is that of the platform, BUILD its build folder, RESULTS what `ctest --output-junit` wrote, JSON what `wvad_stage_bench` wrote with
+NAME is that of the platform, BUILD its build folder, RESULTS files that say what ran: what `ctest --output-junit` wrote (.xml), what a program of
+GoogleTest printed (.txt), what `node --test --test-reporter=tap` wrote (.tap). PATTERN says in which names recorded sessions are compared; JSON is what `wvad_stage_bench` wrote with
 --benchmark_out, where there is a processor whose time says something: an emulator's does not, and the cell is "-"; FILE a package that is needed, SHARE the processor time over
 the time of the audio. Prints the row; with --write puts its cells into the row of that name in PAGE, or into a new one behind the last, and
 leaves the other cells of that row as they are."""
@@ -26,14 +28,29 @@ def cached(build, name):
     return match.group(1) if match else ""
 
 
-def outcome_of(results):
-    """(level, tests run, passed, whether the recorded sessions are equal) of a JUnit file."""
-    cases = [case for case in xml.etree.ElementTree.parse(results).getroot().iter("testcase") if case.get("status") in ("run", "fail")]
-    passed = {case.get("name"): case.get("status") == "run" for case in cases}
-    golden = [good for name, good in passed.items() if "GoldenSessions" in name]
+def tests_of(results):
+    """(text that the tests printed, [(name, whether it passed)]) of a file of results; what was left out is not among them."""
+    text = results.read_text(encoding="utf-8")
+    if results.suffix == ".txt":
+        return text, [(name, word == "OK") for word, name in re.findall(r"^\[ +(OK|FAILED) +\] ([^\s,]+).* \(\d+ ms\)$", text, re.M)]
+    if results.suffix == ".tap":
+        lines = re.findall(r"^(not ok|ok) \d+ - (.*)$", text, re.M)
+        return "", [(name, word == "ok") for word, name in lines if not re.search(r" # (SKIP|TODO)", name)]
+    cases = [case for case in xml.etree.ElementTree.fromstring(text).iter("testcase") if case.get("status") in ("run", "fail")]
+    return "\n".join(case.findtext("system-out") or "" for case in cases), [(case.get("name"), case.get("status") == "run") for case in cases]
+
+
+def outcome_of(results, sessions):
+    """(level, tests run, passed, whether the recorded sessions are equal) of files of results; `sessions` matches the names of the last."""
+    printed, tests = "", []
+    for file in results:
+        text, of_file = tests_of(file)
+        printed += text
+        tests += of_file
+    golden = [good for name, good in tests if re.search(sessions, name)]
     # nn.KernelLevels.OneRunsOnThisProcessor says which.
-    levels = re.findall(r"^level (\w+)$", "\n".join(case.findtext("system-out") or "" for case in cases), re.M)
-    return levels[0] if levels else "?", len(passed), sum(passed.values()), bool(golden) and all(golden)
+    levels = re.findall(r"^level (\w+)$", printed, re.M)
+    return levels[0] if levels else "?", len(tests), sum(good for _, good in tests), bool(golden) and all(golden)
 
 
 def transforms_of(bench):
@@ -47,8 +64,8 @@ def transforms_of(bench):
     return ", ".join(costs.get(model, "-") for model in MODELS)
 
 
-def cells_of_tests(build, results, bench):
-    level, run, passed, golden = outcome_of(results)
+def cells_of_tests(build, results, sessions, bench):
+    level, run, passed, golden = outcome_of(results, sessions)
     return {"level": level, "transform": cached(build, "WVAD_FFT"), "tests run": str(run), "passed": str(passed),
             "sessions equal": "yes" if golden else "no", "transforms a frame": transforms_of(bench) if bench else "-"}
 
@@ -77,14 +94,15 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("name")
     parser.add_argument("build", type=pathlib.Path, nargs="?")
-    parser.add_argument("results", type=pathlib.Path, nargs="?")
+    parser.add_argument("results", type=pathlib.Path, nargs="*")
+    parser.add_argument("--sessions", default="GoldenSessions", metavar="PATTERN")
     parser.add_argument("--bench", type=pathlib.Path, metavar="JSON")
     parser.add_argument("--package", type=pathlib.Path, nargs="+", metavar="FILE")
     parser.add_argument("--share", type=float)
     parser.add_argument("--write", type=pathlib.Path, metavar="PAGE")
     wanted = parser.parse_args()
     if wanted.results:
-        cells = cells_of_tests(wanted.build, wanted.results, wanted.bench)
+        cells = cells_of_tests(wanted.build, wanted.results, wanted.sessions, wanted.bench)
     elif wanted.package and wanted.share is not None:
         cells = cells_of_packages(wanted.package, wanted.share)
     else:

@@ -41,6 +41,18 @@ class PlatformRowTest(MadeUpTree):
     def test_session_that_differs_is_told(self):
         self.assertEqual(self.row("Moon", *self.made_up_run("fail")), "| Moon | neon | builtin | 2 | 1 | no |  |  | - |\n")
 
+    def test_files_of_other_runners_are_counted_together(self):
+        self.made_up_run("run")
+        self.write("kernels.txt", "[ RUN      ] KernelLevels.OneRunsOnThisProcessor\nlevel dust\n"
+                   "[       OK ] KernelLevels.OneRunsOnThisProcessor (0 ms)\n[ RUN      ] Sums.Wrap\n[  FAILED  ] Sums.Wrap (12 ms)\n"
+                   "[  SKIPPED ] Sums.Stay (0 ms)\n[  PASSED  ] 1 test.\n[  FAILED  ] 1 test, listed below:\n[  FAILED  ] Sums.Wrap\n")
+        self.write("library.tap", "TAP version 13\n# Subtest: a talk\n    ok 1 - a part of it\nok 1 - a talk, equal\n  ---\n  ...\n"
+                   "ok 2 - a page # SKIP there is no browser\nok 3 - a name\n1..3\n# pass 2\n")
+        files = ("kernels.txt", "library.tap", "--sessions", "equal$")
+        self.assertEqual(self.row("Dust", "build", *files), "| Dust | dust | builtin | 4 | 3 | yes |  |  | - |\n")
+        self.write("library.tap", "ok 1 - a name\nnot ok 2 - a talk, equal\n")
+        self.assertEqual(self.row("Dust", "build", *files), "| Dust | dust | builtin | 4 | 2 | no |  |  | - |\n")
+
     def test_benchmark_gives_what_a_frame_costs_with_each_model(self):
         self.write("bench.json", """{"benchmarks": [{"name": "Network/lstm_fb75/fixed/manual_time", "ffts": 10.25},
             {"name": "EndToEnd/lstm_fb75/fixed/manual_time", "ffts": 20.04}, {"name": "EndToEnd/dnn_fb75/int/manual_time", "ffts": 12.76},

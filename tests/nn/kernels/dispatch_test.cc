@@ -46,13 +46,6 @@ bool HasEveryKernel(const Table& table) {
   return true;
 }
 
-TEST(KernelLevels, OneRunsOnThisProcessor) {
-  const KernelLevel& level = LevelOf(DetectedCpu());
-  std::printf("level %s\n", LevelToRun(DetectedCpu()).name);  // scripts/platform_row.py looks for this line
-  EXPECT_TRUE(RunsOn(level, DetectedCpu()));
-  EXPECT_EQ(&level, &ChooseLevel(KernelLevels(), DetectedCpu()));
-}
-
 TEST(KernelLevels, BeginAsTheirBaseAndKeepTheirOwnKernels) {
   const KernelLevel low = CompleteLevel(kLow);
   EXPECT_EQ(low.lstm.add, &OtherAdd);
