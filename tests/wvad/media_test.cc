@@ -7,7 +7,7 @@
 
 #include "support/eventually.h"
 #include "wvad/live_program.h"
-#include "wvad/program_fixture.h"
+#include "wvad/media_fixture.h"
 
 namespace TSEG::tool {
 namespace {
@@ -36,65 +36,14 @@ const Kind kKinds[] = {{"a.m4a", "-c:a aac", 0.02},
                        {"a.avi", "-c:a adpcm_ms", 0.03},
                        {"a.flv", "-c:a aac -ar 44100", 0.05}};
 
-class Media : public Program {
- protected:
-  void SetUp() override {
-#ifndef WVAD_HAVE_MEDIA
-    GTEST_SKIP() << "built without FFmpeg's libraries";
-#endif
-    if (std::system("ffmpeg -version >/dev/null 2>&1") != 0) GTEST_SKIP() << "no ffmpeg to make the files with";
-  }
-
-  // Two bursts with noise in them, 10 s: something that no encoder makes nothing of.
-  std::string Recording(const std::string& name = "a.wav", const Spans& spans = {{1.0, 3.0}, {5.0, 9.0}}) {
-    std::vector<int16_t> signal = Bursts(10, spans);
-    unsigned state = 1;
-    for (int16_t& sample : signal) {
-      state = state * 1664525U + 1013904223U;
-      if (sample != 0) sample = static_cast<int16_t>(sample / 2 + static_cast<int>(state >> 22) - 512);
-    }
-    WriteAudio(folder_.file(name), signal);
-    return folder_.file(name);
-  }
-  // Calls ffmpeg in the folder; gives the path of the last argument.
-  std::string Make(const std::string& arguments) {
-    const std::string call = "cd " + folder_.path() + " && ffmpeg -nostdin -loglevel error -y " + arguments;
-    EXPECT_EQ(std::system(call.c_str()), 0) << call;
-    return folder_.file(arguments.substr(arguments.rfind(' ') + 1));
-  }
-  std::string Make(const Kind& kind) { return Make(std::string("-i a.wav ") + kind.how + " " + kind.name); }
-  Outcome Piped(const std::string& path) {
-    const std::string call = "cat " + path + " | " + WVAD_PROGRAM + " segment -f json -m " + WVAD_TEST_MODEL + " - >" +
-                             folder_.file("piped") + " 2>" + folder_.file("err");
-    const int status = std::system(call.c_str());
-    return {WEXITSTATUS(status), folder_.read("piped"), folder_.read("err")};
-  }
-  nlohmann::json First(const Outcome& run) { return nlohmann::json::parse(run.out).at("files").at(0); }
-  static void ExpectNear(const Spans& found, const Spans& wanted, double off_s) {
-    ASSERT_EQ(found.size(), wanted.size());
-    for (size_t i = 0; i < found.size(); ++i) {
-      EXPECT_NEAR(found[i].first, wanted[i].first, off_s + 0.001);
-      EXPECT_NEAR(found[i].second, wanted[i].second, off_s + 0.001);
-    }
-  }
-  static Spans Later(Spans spans, double by_s) {
-    for (auto& [begin, end] : spans) {
-      begin += by_s;
-      end += by_s;
-    }
-    return spans;
-  }
-};
-
-// The bursts of Recording(), with the engine's margins.
-const Spans kWanted = {{0.7, 3.2}, {4.7, 9.2}};
+std::string How(const Kind& kind) { return std::string("-i a.wav ") + kind.how + " " + kind.name; }
 
 TEST_F(Media, SoundOfPhonesAndFilmsIsHeardAtItsTimes) {
   Recording();
   for (const Kind& kind : kKinds) {
     SCOPED_TRACE(kind.name);
     // A codec's ringing behind a hard edge lies under this floor, and above the usual one.
-    const Outcome run = Segment({"-f", "json", "--energy-floor", "-46.8", Make(kind)});
+    const Outcome run = Segment({"-f", "json", "--energy-floor", "-46.8", Make(How(kind))});
     EXPECT_EQ(run.code, 0);
     EXPECT_EQ(run.err, "");
     ExpectNear(Found(run.out), kWanted, kind.off_s);
@@ -106,7 +55,7 @@ TEST_F(Media, FromAPipeItIsTheSame) {
   Recording();
   for (const Kind& kind : kKinds) {
     SCOPED_TRACE(kind.name);
-    const std::string path = Make(kind);
+    const std::string path = Make(How(kind));
     const Outcome piped = Piped(path);
     EXPECT_EQ(piped.code, 0);
     EXPECT_EQ(piped.err, "");
@@ -119,7 +68,7 @@ TEST_F(Media, StreamIsHeardWhileItComes) {
   for (const char* name : {"a.webm", "a.aac", "pieces.mp4"}) {
     SCOPED_TRACE(name);
     for (const Kind& kind : kKinds) {
-      if (std::string(kind.name) == name) Make(kind);
+      if (std::string(kind.name) == name) Make(How(kind));
     }
     std::filesystem::create_directory(folder_.file("out"));
     testing::LiveProgram program({"split", "-q", "-m", WVAD_TEST_MODEL, "-d", folder_.file("out"), "-"});
@@ -163,6 +112,13 @@ TEST_F(Media, TrackThatBeginsLateIsLate) {
   ExpectNear(Found(alone.out), Later(kWanted, 0.5), 0.03);
 }
 
+TEST_F(Media, LeadInThatMatroskaTellsIsNotHeard) {
+  Recording();
+  const Outcome run = Segment({"-f", "json", Make("-i a.wav -ar 48000 -c:a libopus a.webm")});
+  EXPECT_EQ(run.code, 0) << run.err;
+  EXPECT_NEAR(First(run)["recording"]["length"].get<double>(), 10.0, 0.002);
+}
+
 TEST_F(Media, HoleInATrackIsSilence) {
   Recording();
   // What was to be heard from 4 s on comes 2 s later.
@@ -194,7 +150,7 @@ TEST_F(Media, WhatIsCutShortSaysSo) {
   for (const char* name : {"first.m4a", "a.mkv", "a.wma"}) {
     SCOPED_TRACE(name);
     for (const Kind& kind : kKinds) {
-      if (std::string(kind.name) == name) Make(kind);
+      if (std::string(kind.name) == name) Make(How(kind));
     }
     const std::string bytes = folder_.read(name);
     const std::string cut = folder_.write(std::string("cut-") + name, bytes.substr(0, bytes.size() * 6 / 10));
@@ -212,7 +168,7 @@ TEST_F(Media, DamageInTheMiddleIsSaidAndKeepsTheTimes) {
   for (const char* name : {"first.m4a", "a.ac3", "a.mkv"}) {
     SCOPED_TRACE(name);
     for (const Kind& kind : kKinds) {
-      if (std::string(kind.name) == name) Make(kind);
+      if (std::string(kind.name) == name) Make(How(kind));
     }
     std::string bytes = folder_.read(name);
     for (size_t i = 0; i < 300; ++i) bytes[bytes.size() / 2 + i] = static_cast<char>(bytes[bytes.size() / 2 + i] ^ 0x5A);
@@ -231,7 +187,7 @@ TEST_F(Media, WhatHasNoSoundSaysSo) {
   ExpectFailure(Segment({"-o", folder_.file("no"), folder_.write("a.txt", "Dear reader,\nthis is no sound.\n")}), 4, "not an audio file");
   // The head of an MP4 file and nothing behind it.
   Recording();
-  Make(kKinds[0]);
+  Make(How(kKinds[0]));
   ExpectFailure(Segment({"-o", folder_.file("no"), folder_.write("head.m4a", folder_.read("a.m4a").substr(0, 500))}), 4, "head.m4a: ");
 }
 
@@ -276,7 +232,7 @@ TEST_F(Media, AddressesAreNotOpenedUnasked) {
 
 TEST_F(Media, WithoutTheLibrariesTheWayRoundIsTold) {
   Recording();
-  Make(kKinds[0]);
+  Make(How(kKinds[0]));
   std::filesystem::create_directories(folder_.file("bin"));
   std::filesystem::copy_file(WVAD_PROGRAM, folder_.file("bin/wvad"));
   std::filesystem::rename(folder_.file("a.m4a"), folder_.file("it's a.m4a"));

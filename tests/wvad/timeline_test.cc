@@ -43,6 +43,29 @@ TEST(TimelineTest, HoleOfATenthOfASecondIsSilenceAndASmallerOneOnlyBehindALoss) 
   EXPECT_EQ(timeline.reached(), 201);
 }
 
+TEST(TimelineTest, ClockThatIsSetBackLosesNothing) {
+  Timeline timeline(1000);
+  timeline.Put(0, 2000, false);
+  Expect(timeline.Put(1000, 20, false), 0, 20);  // a second that was there already
+  Expect(timeline.Put(0, 20, false), 0, 0);      // two: another recording
+  Expect(timeline.Put(20, 20, false), 0, 0);
+  EXPECT_EQ(timeline.reached(), 2040);
+  // What lies before time 0 is never heard, however much it is.
+  Timeline early(1000);
+  Expect(early.Put(-3000, 20, false), 0, 20);
+  Expect(early.Put(-2980, 20, false), 0, 20);
+  EXPECT_EQ(early.reached(), 0);
+}
+
+TEST(TimelineTest, SilenceIsNotBrought) {
+  Timeline timeline(1000);
+  timeline.Put(50, 20, false);
+  timeline.Put(300, 20, false);
+  timeline.Put(200, 20, false);  // a tenth of a second of it twice
+  EXPECT_EQ(timeline.reached(), 320);
+  EXPECT_EQ(timeline.brought(), 40);
+}
+
 TEST(TimelineTest, ClockThatIsSetAnewMovesNothing) {
   Timeline timeline(1000);
   timeline.Put(0, 20, false);

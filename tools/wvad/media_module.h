@@ -10,10 +10,12 @@
 #define WVAD_WVAD_MEDIA_MODULE_H_
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "wvad/audio_source.h"
 #include "wvad/byte_source.h"
+#include "wvad/hls_list.h"
 
 namespace TSEG::tool {
 
@@ -23,6 +25,7 @@ struct MediaRequest {
   bool allow_network = false;  // addresses may be opened
   bool seekable = true;        // `bytes` can be read again from anywhere
   bool (*interrupted)() = nullptr;
+  std::optional<HlsList> list = {};  // what `bytes` are, where they are such a list
 };
 
 struct MediaModule {

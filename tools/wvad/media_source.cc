@@ -16,7 +16,9 @@
 #include "platform/platform.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
+#include "wvad/hls_list.h"
 #include "wvad/media_module.h"
+#include "wvad/passed_on_source.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -98,6 +100,29 @@ bool IsWhole(ByteSource& bytes, Container container) {
   return true;
 }
 
+// A list of pieces that was not closed when it was opened, and may be by its end.
+class OpenList : public PassedOnSource {
+ public:
+  OpenList(std::unique_ptr<AudioSource> source, std::string name) : PassedOnSource(std::move(source)), name_(std::move(name)) {}
+  std::string damage() override {
+    const std::string inner = PassedOnSource::damage();
+    return inner.empty() && !IsClosed() ? "never closed: its list has no #EXT-X-ENDLIST; heard as far as it goes" : inner;
+  }
+
+ private:
+  bool IsClosed() const {
+    if (name_ == "-") return false;
+    try {
+      const std::optional<HlsList> list = ReadHlsList(*OpenBytes(name_));
+      return list && list->closed;
+    } catch (const Failure&) {
+      return false;  // gone
+    }
+  }
+
+  std::string name_;
+};
+
 bool IsMedia(Container container) {
   return container == Container::kMedia || container == Container::kForwardMedia || container == Container::kBoxedMedia;
 }
@@ -112,7 +137,10 @@ std::unique_ptr<AudioSource> OpenMedia(const std::string& name, std::unique_ptr<
     return nullptr;
   }
   const bool whole = IsWhole(*bytes, container);
-  std::unique_ptr<AudioSource> source = module->open({name, options.track, options.allow_network, whole, ReadingStopped}, std::move(bytes));
+  const std::optional<HlsList> list = whole ? ReadHlsList(*bytes) : std::nullopt;
+  std::unique_ptr<AudioSource> source =
+      module->open({name, options.track, options.allow_network, whole, ReadingStopped, list}, std::move(bytes));
+  if (source != nullptr && list && !list->closed) return std::make_unique<OpenList>(std::move(source), name);
   if (source == nullptr && IsMedia(container)) throw Failure(ExitCode::kNotAudio, name + ": not an audio file that can be read");
   return source;
 }

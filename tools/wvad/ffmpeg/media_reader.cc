@@ -2,6 +2,7 @@
 #include "wvad/ffmpeg/media_reader.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <utility>
@@ -78,6 +79,12 @@ bool MediaReader::Open() {
   av_dict_set(&options.entries, "err_detect", "crccheck", 0);
   // A list that lies here may then lead anywhere.
   if (io_ && request_.allow_network) av_dict_set(&options.entries, "safe", "0", 0);
+  if (request_.list) {
+    // From its first piece, and not from where a live listener would begin; and what is not closed has come to its end when it does not
+    // grow.
+    av_dict_set(&options.entries, "live_start_index", "0", 0);
+    av_dict_set(&options.entries, "m3u8_hold_counters", "3", 0);
+  }
   const std::string place = request_.name == "-" ? "" : request_.name;
   // Frees the context where it fails.
   int code = avformat_open_input(&file, place.c_str(), format, &options.entries);
@@ -92,6 +99,8 @@ bool MediaReader::Open() {
   code = avformat_find_stream_info(file_.get(), nullptr);
   if (io_) io_->Rethrow();
   if (code < 0) Refuse(code);
+  in_pieces_ = std::strcmp(file_->iformat->name, "hls") == 0;
+  for (unsigned i = 0; i < file_->nb_streams; ++i) has_picture_ |= file_->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
   stream_ = ChooseTrack(file_.get(), request_.name, request_.track);
   declared_ = -1;
   for (const auto& [stream, duration] : promised) {
@@ -139,16 +148,19 @@ void MediaReader::OpenDecoder() {
   timeline_ = std::make_unique<Timeline>(rate_hz_);
   zero_ = ZeroOfClock();
   if (declared_ >= 0) declared_ = av_rescale_q(declared_, stream_->time_base, {1, rate_hz_});
+  const bool piece_lost = log_.piece_lost;
   log_ = {};
+  log_.piece_lost = piece_lost;
 }
 
 // In the stream's units. The clock of MP4, Matroska and their kin begins at 0, and what begins later was meant to; up to a minute, since
-// what was cut out of something longer may have kept its place there. The clock of MPEG streams is anywhere, and its first time counts.
+// what was cut out of something longer may have kept its place there. What begins up to a second before it is an encoder's lead-in. The
+// clock of MPEG streams is anywhere, and its first time counts.
 int64_t MediaReader::ZeroOfClock() const {
   const int64_t start = file_->start_time;
   if (start == AV_NOPTS_VALUE) return 0;
   const bool free_clock = (file_->iformat->flags & AVFMT_TS_DISCONT) != 0;
-  if (!free_clock && start >= 0 && start <= int64_t{60} * AV_TIME_BASE) return 0;
+  if (!free_clock && start >= -AV_TIME_BASE && start <= int64_t{60} * AV_TIME_BASE) return 0;
   return av_rescale_q(start, AV_TIME_BASE_Q, stream_->time_base);
 }
 
@@ -275,14 +287,28 @@ void MediaReader::Convert(AVFrame* frame, int64_t drop) {
   taken_ = std::min(ready_.size(), static_cast<size_t>(drop) * channels);
 }
 
+// The libraries pass over pieces that are missing, and do not say that one holds something else. What the list promises is rounded; a sound
+// track may end before the picture that pieces are cut by.
+bool MediaReader::LacksPieces() const {
+  if (log_.piece_lost) return true;
+  if (!in_pieces_) return false;
+  const double length_s = request_.list ? request_.list->length_s : static_cast<double>(file_->duration) / AV_TIME_BASE;
+  const double rounding_s = request_.list ? request_.list->rounding_s : length_s / 10;
+  const double piece_s = request_.list ? length_s / request_.list->pieces : 0;
+  const double slack_s = rounding_s + std::max(0.5, has_picture_ ? piece_s / 2 : 0);
+  return static_cast<double>(timeline_->brought()) < (length_s - slack_s) * rate_hz_;
+}
+
 std::string MediaReader::Heard() const {
   const int64_t all = frames();
-  const bool less = all > timeline_->reached();
-  return Seconds(timeline_->reached(), rate_hz_) + (less ? " of " + Seconds(all, rate_hz_) : "") + " s could be heard";
+  const int64_t heard = in_pieces_ ? timeline_->brought() : timeline_->reached();
+  const bool less = all > heard;
+  return Seconds(heard, rate_hz_) + (less ? " of " + Seconds(all, rate_hz_) : "") + " s could be heard";
 }
 
 std::string MediaReader::damage() {
   if (!log_.refused.empty()) return "a part of it was not opened (" + log_.refused + "): " + Heard();
+  if (LacksPieces()) return "a piece of it is missing or broken: " + Heard();
   if (bad_places_ > 0) {
     return "damaged in " + std::to_string(bad_places_) + (bad_places_ == 1 ? " place" : " places") + ": " + Heard();
   }

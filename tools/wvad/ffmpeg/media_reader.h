@@ -65,6 +65,7 @@ class MediaReader : public AudioSource {
   void MakeConverter(AVFrame* frame);
   void NoteDamage();
   [[noreturn]] void Refuse(int code) const;
+  bool LacksPieces() const;
   std::string Heard() const;
 
   MediaRequest request_;
@@ -83,6 +84,8 @@ class MediaReader : public AudioSource {
   int64_t zero_ = 0;       // of the recording, in the stream's units of time
   int rate_hz_ = 0;
   int channels_ = 0;
+  bool in_pieces_ = false;  // of a list of them (HLS)
+  bool has_picture_ = false;
   int bad_places_ = 0;
   bool in_bad_place_ = false;
   int read_error_ = 0;

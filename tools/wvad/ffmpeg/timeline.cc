@@ -11,7 +11,8 @@ Timeline::Place Timeline::Put(std::optional<int64_t> at, int64_t count, bool loo
   if (at) {
     const int64_t distance = *at - clock_ - reached_;
     const int64_t least = first_ || loose ? rate_hz_ / 500 : rate_hz_ / 10;
-    if (std::abs(distance) > 3600 * rate_hz_) {
+    const bool back = reached_ > 0 && distance < -rate_hz_;
+    if (back || std::abs(distance) > 3600 * rate_hz_) {
       clock_ += distance;
     } else if (distance > least) {
       place.silence = distance;
@@ -20,6 +21,7 @@ Timeline::Place Timeline::Put(std::optional<int64_t> at, int64_t count, bool loo
     }
   }
   first_ = false;
+  brought_ += count - place.drop;
   reached_ += place.silence + count - place.drop;
   return place;
 }

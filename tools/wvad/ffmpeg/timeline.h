@@ -23,15 +23,18 @@ class Timeline {
   // so that a small distance counts as well.
   //
   // Containers round their times, to a millisecond and worse, so a distance of less than a tenth of a second to the piece before is none.
-  // One of more than an hour comes of a clock that was set anew or of damage: the sound then goes on where it is.
+  // One of more than an hour, or of more than a second back, comes of a clock that was set anew, as where recordings were put one behind
+  // the other, or of damage: the sound then goes on where it is.
   Place Put(std::optional<int64_t> at, int64_t count, bool loose);
 
-  // Samples up to here.
+  // Samples up to here, and those of them that pieces have brought.
   int64_t reached() const { return reached_; }
+  int64_t brought() const { return brought_; }
 
  private:
   int64_t rate_hz_;
   int64_t reached_ = 0;
+  int64_t brought_ = 0;
   int64_t clock_ = 0;  // what a clock that was set anew is ahead
   bool first_ = true;
 };

@@ -15,7 +15,7 @@ namespace {
 thread_local TroubleLog* current = nullptr;
 
 void Note(void*, int level, const char* form, va_list values) {
-  if (current == nullptr || level > AV_LOG_ERROR) return;
+  if (current == nullptr || level > AV_LOG_WARNING) return;
   char text[512];
   std::vsnprintf(text, sizeof text, form, values);
   std::string line(text);
@@ -23,6 +23,10 @@ void Note(void*, int level, const char* form, va_list values) {
   for (char& c : line) {
     if (c == '\n' || c == '\r') c = ' ';
   }
+  for (const char* words : {"Failed to open segment", "failed too many times, skipping"}) {
+    if (line.find(words) != std::string::npos) current->piece_lost = true;
+  }
+  if (level > AV_LOG_ERROR) return;
   if (line.find("not on whitelist") != std::string::npos) current->refused = line;
   for (const char* words : {"ended prematurely", "partial file", "Truncat", "truncat"}) {
     if (line.find(words) != std::string::npos) current->truncated = true;

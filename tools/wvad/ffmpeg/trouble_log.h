@@ -13,9 +13,10 @@
 namespace TSEG::tool {
 
 struct TroubleLog {
-  std::string first;       // line of the level "error" or worse
-  std::string refused;     // a protocol that was not opened
-  bool truncated = false;  // a container said that its file ends too early
+  std::string first;        // line of the level "error" or worse
+  std::string refused;      // a protocol that was not opened
+  bool truncated = false;   // a container said that its file ends too early
+  bool piece_lost = false;  // one that a list of pieces names was not there
 };
 
 // While it lives, this thread's lines go to `log`.

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Recordings in pieces that a list names (HLS), and recordings that were put one behind the other: nothing of them is lost without a word.
+#include <filesystem>
+#include <fstream>
+
+#include "wvad/media_fixture.h"
+
+namespace TSEG::tool {
+namespace {
+
+// Of Recording(): the pieces begin at 0, 4 and 8 s, to the length of a packet.
+const char* const kPieces = "-i a.wav -c:a aac -f hls -hls_time 4 -hls_list_size 0 ";
+
+class MediaList : public Media {
+ protected:
+  // The one line, `damage` and the code of a recording that lacks something; gives its document.
+  nlohmann::json ExpectLack(const std::string& list, const std::string& words) {
+    const Outcome run = Segment({"-f", "json", list});
+    EXPECT_EQ(run.code, 4);
+    EXPECT_EQ(Lines(run.err), 1) << run.err;
+    EXPECT_THAT(run.err, HasSubstr(words));
+    nlohmann::json file = First(run);
+    EXPECT_THAT(file.value("damage", ""), HasSubstr(words));
+    EXPECT_EQ(file.value("whole", true), false);
+    return file;
+  }
+};
+
+TEST_F(MediaList, PiecesAreHeardAsOneRecording) {
+  Recording();
+  for (const char* how : {"a.m3u8", "-hls_segment_type fmp4 b.m3u8"}) {
+    SCOPED_TRACE(how);
+    const Outcome run = Segment({"-f", "json", Make(std::string(kPieces) + how)});
+    EXPECT_EQ(run.code, 0) << run.err;
+    ExpectNear(Found(run.out), kWanted, 0.1);
+    EXPECT_EQ(First(run)["whole"], true);
+  }
+}
+
+TEST_F(MediaList, MissingOrBrokenPieceIsSaidAndTheOthersKeepTheirTimes) {
+  Recording("a.wav", {{1.0, 3.0}, {5.0, 6.0}, {8.5, 9.5}});
+  for (const bool missing : {true, false}) {
+    SCOPED_TRACE(missing ? "missing" : "broken");
+    const std::string list = Make(std::string(kPieces) + "a.m3u8");
+    missing ? static_cast<void>(std::filesystem::remove(folder_.file("a1.ts"))) : static_cast<void>(folder_.write("a1.ts", "text\n"));
+    const nlohmann::json file = ExpectLack(list, "a piece of it is missing or broken: ");
+    ASSERT_EQ(file["sentences"].size(), 2U);
+    EXPECT_NEAR(file["sentences"][0]["begin"].get<double>(), 0.7, 0.1);
+    EXPECT_NEAR(file["sentences"][1]["begin"].get<double>(), 8.2, 0.1);
+    EXPECT_NEAR(file["heard"].get<double>(), 10.0, 0.15);
+  }
+}
+
+TEST_F(MediaList, FirstAndLastPieceAreMissedToo) {
+  Recording();
+  for (const char* piece : {"a0.ts", "a2.ts"}) {
+    SCOPED_TRACE(piece);
+    const std::string list = Make(std::string(kPieces) + "a.m3u8");
+    folder_.write(piece, "text\n");
+    ExpectLack(list, "a piece of it is missing or broken: ");
+  }
+}
+
+TEST_F(MediaList, LengthsInWholeSecondsAreNoLoss) {
+  Recording();
+  Make(std::string(kPieces) + "a.m3u8");
+  // 10.1 s, told as 12.
+  const std::string list = folder_.write(
+      "whole.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:5\n#EXTINF:5,\na0.ts\n#EXTINF:4,\na1.ts\n#EXTINF:3,\na2.ts\n#EXT-X-ENDLIST\n");
+  const Outcome run = Segment({"-f", "json", list});
+  EXPECT_EQ(run.code, 0) << run.err;
+  ExpectNear(Found(run.out), kWanted, 0.1);
+}
+
+TEST_F(MediaList, ListThatWasNeverClosedIsHeardFromItsFirstPieceToItsLast) {
+  Recording();
+  Make("-i a.wav -c:a aac -f hls -hls_time 1 -hls_list_size 0 a.m3u8");
+  std::string list = folder_.read("a.m3u8");
+  list.erase(list.find("#EXT-X-ENDLIST"));
+  const nlohmann::json file = ExpectLack(folder_.write("a.m3u8", list), "never closed: its list has no #EXT-X-ENDLIST");
+  EXPECT_NEAR(file["heard"].get<double>(), 10.0, 0.15);
+  EXPECT_EQ(file["sentences"].size(), 2U);
+}
+
+TEST_F(MediaList, RecordingsOneBehindTheOtherAreHeardOneBehindTheOther) {
+  Recording("a.wav", {{1.0, 3.0}});
+  Make("-i a.wav -c:a aac a.ts");
+  const std::string bytes = folder_.read("a.ts");
+  const std::string list = folder_.write(
+      "two.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10.1,\na.ts\n#EXT-X-DISCONTINUITY\n#EXTINF:10.1,\na.ts\n#EXT-X-ENDLIST\n");
+  for (const std::string& path : {folder_.write("two.ts", bytes + bytes), list}) {
+    SCOPED_TRACE(path);
+    const Outcome run = Segment({"-f", "json", path});
+    EXPECT_EQ(run.code, 0) << run.err;
+    ExpectNear(Found(run.out), {{0.7, 3.2}, {10.7, 13.2}}, 0.2);
+    EXPECT_NEAR(First(run)["heard"].get<double>(), 20.0, 0.3);
+  }
+}
+
+}  // namespace
+}  // namespace TSEG::tool
