@@ -35,6 +35,19 @@ TEST_F(OddInputs, NothingFromAPipeIsToldLikeAnEmptyFile) {
   waitpid(writer, nullptr, 0);
 }
 
+TEST_F(OddInputs, StreamOfBytesThatNobodyKnowsIsNotKept) {
+  // Room for what a stream keeps of its begin, and not for what has no end.
+  const auto heard = [&](const std::string& name) {
+    return WithFileSizeLimit(size_t{8} << 20, [&] { return Segment({"-q", "-f", "csv", "-o", folder_.file("x"), name}); });
+  };
+  ExpectFailure(heard("/dev/zero"), 4, "/dev/zero: not audio that is known by its first MiB");
+  ExpectFailure(Segment({"--files-from", "/dev/zero"}), 3, "/dev/zero: is no text");
+  // A short one is looked at whole, and samples that are said to be some are heard.
+  ExpectFailure(heard("/proc/version"), 4, "/proc/version: not an audio file");
+  input_ = Bytes(Bursts(3, {{1.0, 2.0}}));
+  EXPECT_EQ(Found(Segment({"-q", "-f", "json", "--raw", "s16", "/dev/stdin"}).out), (Spans{{0.7, 2.2}}));
+}
+
 TEST_F(OddInputs, PipeInThePlaceOfAModelIsRefusedAndNotWaitedFor) {
   const std::string path = Wav("a.wav", 1, {});
   ASSERT_EQ(mkfifo(folder_.file("fifo.bin").c_str(), 0600), 0);

@@ -106,6 +106,34 @@ std::unique_ptr<AudioSource> OpenByOneOf(const std::string& name, std::unique_pt
                 name + ": there is no sound track " + std::to_string(options.track) + " that can be told from the first");
 }
 
+// The first bytes of something longer.
+class BeginOf : public ByteSource {
+ public:
+  BeginOf(ByteSource& bytes, size_t most) : begin_(most, '\0') { begin_.resize(bytes.ReadAt(0, begin_.data(), most)); }
+  size_t ReadAt(uint64_t offset, void* out, size_t count) override {
+    return offset < begin_.size() ? begin_.copy(static_cast<char*>(out), count, static_cast<size_t>(offset)) : 0;
+  }
+  std::optional<uint64_t> length() const override { return begin_.size(); }
+
+ private:
+  std::string begin_;
+};
+
+// A stream whose first bytes have no mark would be kept to its end before anything is known of it, and a device has none. What no decoder
+// knows by so much of it is refused first.
+void RefuseUnknownStream(const std::string& name, ByteSource& bytes, const SourceOptions& options) {
+  constexpr size_t kLookedAt = 1 << 20;  // what a stream keeps
+  if (bytes.length()) return;
+  auto begin = std::make_unique<BeginOf>(bytes, kLookedAt);
+  if (bytes.length() || Interrupted()) return;
+  try {
+    OpenByOneOf(name, std::move(begin), Container::kNone, options);
+  } catch (const Failure& failure) {
+    if (failure.code() != ExitCode::kNotAudio) throw;
+    throw NoSound(name + ": not audio that is known by its first MiB; samples without a container need --raw");
+  }
+}
+
 }  // namespace
 
 std::unique_ptr<AudioSource> OpenAudio(const std::string& name, const SourceOptions& options) {
@@ -133,6 +161,7 @@ std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::unique_ptr<
     CheckRate(name, raw.rate_hz);
     source = MakeRawSource(std::move(bytes), 0, form, raw.rate_hz, raw.channels);
   } else {
+    if (container == Container::kNone) RefuseUnknownStream(name, *bytes, options);
     source = OpenByOneOf(name, std::move(bytes), container, options);
     // Of a pipe the rate has helped to choose the model.
     if (raw.described && name != "-") source = std::make_unique<DescribedTwice>(std::move(source));

@@ -156,6 +156,7 @@ std::unique_ptr<ByteSource> StreamOf(const std::string& name, std::function<long
 
 std::string ReadWhole(const std::string& path, size_t most) {
   constexpr size_t kPiece = 1 << 16;
+  constexpr size_t kLongestText = size_t{1} << 30;
   const std::unique_ptr<ByteSource> bytes = OpenBytes(path);
   std::string text;
   for (size_t count = 1; count > 0 && text.size() < most;) {
@@ -163,6 +164,7 @@ std::string ReadWhole(const std::string& path, size_t most) {
     text.resize(begin + std::min(kPiece, most - begin));
     count = bytes->ReadAt(begin, text.data() + begin, text.size() - begin);
     text.resize(begin + count);
+    if (most == SIZE_MAX && text.size() > kLongestText) throw Failure(ExitCode::kNoFile, path + ": is no text (over 1 GiB)");
   }
   if (Interrupted()) throw Failure(ExitCode::kInterrupted, path + ": interrupted");
   return text;

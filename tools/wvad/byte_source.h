@@ -28,8 +28,8 @@ class ByteSource {
 
 // `path`: "-" for standard input, which is read from where it stands. Throws Failure(kNoFile): missing, a folder, no right to read.
 std::unique_ptr<ByteSource> OpenBytes(const std::string& path);
-// All bytes of a text, or the first `most` of a longer one. Throws as OpenBytes, and Failure(kInterrupted): what came before a signal is
-// not the whole text.
+// All bytes of a text, or the first `most` of a longer one. Throws as OpenBytes, and Failure: kInterrupted (what came before a signal is
+// not the whole text), kNoFile (without `most`, for over 1 GiB, as devices have them).
 std::string ReadWhole(const std::string& path, size_t most = SIZE_MAX);
 
 // Bytes that only come in their order. `read` stores up to `count` of them, at least one, for which it waits; 0 at the end, negative with
