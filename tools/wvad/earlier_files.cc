@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/earlier_files.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <unordered_set>
 
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
@@ -28,7 +28,7 @@ class Names {
     int64_t number = 0;
     std::string ending;
     const bool ours = text.find('/') == std::string::npos && folder_.IsNumbered(input_, text, &number, &ending);
-    if (ours && std::find(names_.begin(), names_.end(), text) == names_.end()) names_.push_back(text);
+    if (ours && seen_.insert(text).second) names_.push_back(text);
   }
   void AddRow(const Json& row) {
     if (row.is_object() && row.contains("file")) Add(row["file"]);
@@ -47,6 +47,7 @@ class Names {
   const OutputFolder& folder_;
   const std::string& input_;
   std::vector<std::string> names_;
+  std::unordered_set<std::string> seen_;
 };
 
 Json ReadIndex(const std::string& path) {

@@ -47,6 +47,14 @@ uint64_t SizeOf(const std::string& path) {
   return stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode) ? static_cast<uint64_t>(found.st_size) : 0;
 }
 
+bool IsNewer(const std::string& path, const std::string& than) {
+  struct stat one {};
+  struct stat other {};
+  if (stat(path.c_str(), &one) != 0 || stat(than.c_str(), &other) != 0 || !S_ISREG(one.st_mode) || !S_ISREG(other.st_mode)) return false;
+  if (one.st_mtim.tv_sec != other.st_mtim.tv_sec) return one.st_mtim.tv_sec > other.st_mtim.tv_sec;
+  return one.st_mtim.tv_nsec > other.st_mtim.tv_nsec;
+}
+
 bool MatchesPattern(const std::string& pattern, const std::string& text) {
   return fnmatch(pattern.c_str(), text.c_str(), FNM_PATHNAME | FNM_PERIOD) == 0;
 }

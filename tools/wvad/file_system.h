@@ -36,6 +36,9 @@ FileLook LookAtDescriptor(int descriptor);
 // 0 for what is no ordinary file.
 uint64_t SizeOf(const std::string& path);
 
+// Whether the file `path` has been written to behind the file `than`, by their times; false where one of both is no ordinary file.
+bool IsNewer(const std::string& path, const std::string& than);
+
 // Whether `text` matches the shell's `pattern` (*, ?, [a-z]); * does not match a slash, nor a dot at the begin of a name.
 bool MatchesPattern(const std::string& pattern, const std::string& text);
 

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/output.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "wvad/failure.h"
 #include "wvad/messages.h"
@@ -40,7 +43,31 @@ Output::~Output() {
   if (own_ && descriptor_ >= 0) CloseDescriptor(descriptor_);
 }
 
+void Output::BeginsWith(std::string there, size_t sure) {
+  there_ = std::move(there);
+  sure_ = sure;
+}
+
+void Output::FindAgain(std::string_view text) {
+  if (differs_) return;
+  const std::string_view wanted = std::string_view(there_).substr(found_again_, text.size());
+  const auto end = std::mismatch(wanted.begin(), wanted.end(), text.begin()).first;
+  found_again_ += static_cast<size_t>(end - wanted.begin());
+  differs_ = end != wanted.end();
+  if (differs_ && found_again_ < sure_) RefuseOtherRows();
+}
+
+size_t Output::LineOfFirstOther() const {
+  return 1 + static_cast<size_t>(std::count(there_.begin(), there_.begin() + static_cast<std::ptrdiff_t>(found_again_), '\n'));
+}
+
+void Output::RefuseOtherRows() const {
+  throw Failure(ExitCode::kOutput, name_ + ": line " + std::to_string(LineOfFirstOther()) +
+                                       " is not what this run finds; --resume replaces nothing that it does not find again");
+}
+
 void Output::Write(std::string_view text) {
+  FindAgain(text);
   if (file_) {
     file_->Write(text);
   } else if (const int error = WriteAll(descriptor_, text); error == EPIPE) {
@@ -51,6 +78,14 @@ void Output::Write(std::string_view text) {
 }
 
 void Output::Close() {
+  if (found_again_ < sure_) {
+    if (!Interrupted()) RefuseOtherRows();
+    CloseInterrupted();
+    return;
+  }
+  if (found_again_ < there_.size()) {
+    SayNote(name_ + ": note: it had other rows from line " + std::to_string(LineOfFirstOther()) + " on, as an interrupt leaves them");
+  }
   if (file_) file_->Publish();
   file_.reset();
 }

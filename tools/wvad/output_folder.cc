@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <system_error>
+#include <unordered_map>
 #include <utility>
 
 #include "wvad/failure.h"
@@ -40,6 +41,7 @@ OutputFolder::OutputFolder(const FolderOptions& options, const std::vector<std::
   }
   CheckNames(inputs);
   CheckInputs(inputs);
+  CheckPieces(inputs);
 }
 
 std::vector<std::string> OutputFolder::FilesOf(const std::string& input) const {
@@ -73,6 +75,32 @@ void OutputFolder::CheckNames(const std::vector<std::string>& inputs) const {
       }
       CheckFree(path);
     }
+  }
+}
+
+OutputFolder::Pieces OutputFolder::PiecesThere(const std::vector<std::string>& inputs) const {
+  Pieces pieces;
+  if (suffixes_.numbered.empty()) return pieces;
+  std::map<std::string, std::unordered_map<std::string, const std::string*>> by_stem;  // of each folder
+  for (const std::string& input : inputs) by_stem[FolderOf(input)][Stem(input)] = &input;
+  std::error_code ignored;
+  for (const auto& [folder, stems] : by_stem) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored)) {
+      const std::string name = entry.path().filename().string();
+      const auto stem = stems.find(name.substr(0, name.rfind('-')));
+      int64_t number = 0;
+      std::string ending;
+      if (stem == stems.end() || !IsNumbered(*stem->second, name, &number, &ending)) continue;
+      if (name == Numbered(*stem->second, number)) pieces[*stem->second][number] = name;
+    }
+  }
+  return pieces;
+}
+
+// How many a recording will have is known behind the work, so any of them may be written.
+void OutputFolder::CheckPieces(const std::vector<std::string>& inputs) const {
+  for (const auto& [input, pieces] : PiecesThere(inputs)) {
+    for (const auto& [number, name] : pieces) CheckFree(Path(input, name));
   }
 }
 

@@ -8,6 +8,7 @@
 #define WVAD_WVAD_OUTPUT_FOLDER_H_
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,10 @@ class OutputFolder {
   // Whether `name` is a numbered file of this recording, of whatever ending; gives its number and what follows it.
   bool IsNumbered(const std::string& input, const std::string& name, int64_t* number, std::string* ending) const;
 
+  // The numbered files that are there under names which may be written, by their numbers; of recordings that have none, nothing.
+  using Pieces = std::map<std::string, std::map<int64_t, std::string>>;
+  Pieces PiecesThere(const std::vector<std::string>& inputs) const;
+
   // What every file in the folder keeps to.
   const OutputRules& rules() const { return rules_; }
 
@@ -64,6 +69,7 @@ class OutputFolder {
   std::vector<std::string> FilesOf(const std::string& input) const;
   void CheckFree(const std::string& path) const;
   void CheckNames(const std::vector<std::string>& inputs) const;
+  void CheckPieces(const std::vector<std::string>& inputs) const;
   void CheckInputs(const std::vector<std::string>& inputs) const;
   void CheckInputAt(const std::string& path, const std::vector<std::string>& of_folder) const;
 

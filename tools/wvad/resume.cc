@@ -9,10 +9,13 @@
 #include <optional>
 #include <string_view>
 
+#include "wvad/byte_source.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
 #include "wvad/new_file.h"
 #include "wvad/report_json.h"
+#include "wvad/shown.h"
+#include "wvad/text_report.h"
 
 namespace TSEG::tool {
 namespace {
@@ -71,6 +74,7 @@ std::optional<Kept> FromLines(const std::string& text, const std::vector<std::st
   Kept kept;
   std::string rows;
   bool any = false;
+  size_t sure = 0;
   for (std::string_view line = TakeLine(&rest); !line.empty(); line = TakeLine(&rest)) {
     const Json row = Json::parse(line, nullptr, false);
     if (!row.is_object() || !row.contains("event")) return std::nullopt;
@@ -82,14 +86,21 @@ std::optional<Kept> FromLines(const std::string& text, const std::vector<std::st
     const std::optional<size_t> index = place.Find(kept.files, row["file"].get<std::string>(), InJson);
     if (!index) return std::nullopt;
     rows += line;
-    if (row["event"] != "end") continue;
+    const auto at = static_cast<size_t>(line.data() - text.data());
+    // A sentence that was open when the run was interrupted ends otherwise.
+    if (row["event"] != "end") {
+      sure = at + std::min(line.find(",\"end\":"), line.size());
+      continue;
+    }
     if (row.value("stopped_by", "") == kInterruptedReason) break;
+    sure = at + line.size();
     kept.rows += rows;
     rows.clear();
     if (row.contains("made_by")) AddOnce(kept.made_by, JsonText(row["made_by"]));
     kept.files = *index + 1;
     if (kept.code == ExitCode::kSuccess) kept.code = CodeOf(row);
   }
+  kept.sure = sure;
   return kept;
 }
 
@@ -119,6 +130,28 @@ std::optional<std::vector<std::string>> TakeFields(std::string_view* rest) {
   return std::nullopt;
 }
 
+// The columns that matter here, by the heading; behind all others where there is none.
+struct Columns {
+  explicit Columns(const std::vector<std::string>& heading)
+      : code(IndexOf(heading, "code")), begin(IndexOf(heading, "begin")), held(IndexOf(heading, "held")) {}
+  static size_t IndexOf(const std::vector<std::string>& heading, const char* name) {
+    return static_cast<size_t>(std::find(heading.begin(), heading.end(), name) - heading.begin());
+  }
+  static std::string Of(const std::vector<std::string>& row, size_t column) { return column < row.size() ? row[column] : ""; }
+
+  size_t code, begin, held;
+};
+
+// How far a row has to be found again by a run that goes on, from the row's own begin: a sentence that was open when the run was
+// interrupted ends otherwise. None where it need not be at all: scores that were held, as they are before an interrupt.
+std::optional<size_t> SurePart(const std::vector<std::string>& row, const Columns& columns, size_t length) {
+  if (Columns::Of(row, columns.held) == "1") return std::nullopt;
+  if (columns.begin >= row.size()) return length;
+  size_t sure = 0;
+  for (size_t i = 0; i <= columns.begin; ++i) sure += CsvField(row[i]).size() + (i > 0 ? 1 : 0);
+  return std::min(sure, length);
+}
+
 std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::string>& files) {
   const auto as_it_is = [](const std::string& name) { return name; };
   const Place place(files);
@@ -127,9 +160,10 @@ std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::stri
   const std::optional<std::vector<std::string>> heading = TakeFields(&rest);
   if (!heading) return text.empty() ? std::optional<Kept>(kept) : std::nullopt;
   if (heading->front() != "file") return std::nullopt;
-  const auto code_column = static_cast<size_t>(std::find(heading->begin(), heading->end(), "code") - heading->begin());
+  const Columns columns(*heading);
   const std::string_view body = rest;
-  size_t at = 0;  // the begin of the row
+  size_t at = 0;    // the begin of the row
+  size_t sure = 0;  // how much of the rows is found again
   std::optional<size_t> last;
   ExitCode last_code = ExitCode::kSuccess;
   while (const std::optional<std::vector<std::string>> row = TakeFields(&rest)) {
@@ -140,16 +174,30 @@ std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::stri
       kept.files = *index;
       if (kept.code == ExitCode::kSuccess) kept.code = last_code;
       last_code = ExitCode::kSuccess;
+      sure = at;
     }
     last = index;
-    const std::string code = code_column < row->size() ? (*row)[code_column] : "";
+    const size_t end = body.size() - rest.size();
+    const std::string code = Columns::Of(*row, columns.code);
     if (!code.empty()) last_code = static_cast<ExitCode>(std::atoi(code.c_str()));
-    at = body.size() - rest.size();
+    if (!code.empty()) sure = kept.rows.size();  // what was wrong with it may have been mended
+    if (const std::optional<size_t> part = SurePart(*row, columns, end - at); part && code.empty()) sure = at + *part;
+    at = end;
   }
+  kept.sure = text.size() - body.size() + sure;
   return kept;
 }
 
 }  // namespace
+
+std::string RecordingOfCsv(const std::string& path) {
+  constexpr size_t kHeadingAndRow = 1 << 16;
+  const std::string text = ReadWhole(path, kHeadingAndRow);
+  std::string_view rest = text;
+  const std::optional<std::vector<std::string>> heading = TakeFields(&rest);
+  const std::optional<std::vector<std::string>> row = heading ? TakeFields(&rest) : std::nullopt;
+  return row && heading->front() == "file" ? row->front() : "";
+}
 
 void CheckSameWay(const std::string& path, const std::string& made_by, const std::vector<std::string>& ways) {
   if (std::find(ways.begin(), ways.end(), made_by) != ways.end()) return;
@@ -172,14 +220,28 @@ Kept KeepWhatIsThere(const std::string& output, const std::string& format, const
   if (read == nullptr) throw Failure(ExitCode::kUsage, "--resume: goes with --format jsonl or csv, which can be gone on with");
   if (output.empty() || output == "-") throw Failure(ExitCode::kUsage, "--resume: needs --output FILE, whose rows are gone on with");
   Kept best;
+  std::string best_path;
+  Kept there;
   for (const std::string& path : {output, NameOfPart(output)}) {
     const std::optional<std::string> text = BytesOf(path);
     if (!text) continue;
     const std::optional<Kept> kept = read(*text, files);
     if (!kept) throw Failure(ExitCode::kOutput, path + ": is not what a run with these recordings has begun; --resume leaves it alone");
     for (const std::string& made_by : kept->made_by) CheckSameWay(path, made_by, ways);
-    if (kept->files >= best.files) best = *kept;
+    if (path == output) {
+      there.there = *text;
+      there.sure = kept->sure;
+    }
+    if (kept->files < best.files) continue;
+    best = *kept;
+    best_path = path;
   }
+  for (size_t i = 0; i < best.files; ++i) {
+    if (!IsNewer(files[i], best_path)) continue;
+    throw Failure(ExitCode::kOutput, best_path + ": tells of " + Shown(files[i]) + ", which has been written to since; begin anew");
+  }
+  best.there = there.there;
+  best.sure = there.sure;
   return best;
 }
 

@@ -7,7 +7,8 @@
 //   FILE.wvad-part   of one that was killed
 //
 // JSON lines say where a recording ends; a recording whose last line is its "end" is through, unless it was interrupted. CSV does not: the
-// last recording that has a row is heard once more, those before it are through.
+// last recording that has a row is heard once more, those before it are through. Its rows are found again then, but for what an interrupt
+// makes otherwise than the end of a recording; where they are not, somebody has worked on them, and they stay (Output::BeginsWith).
 #ifndef WVAD_WVAD_RESUME_H_
 #define WVAD_WVAD_RESUME_H_
 
@@ -24,13 +25,18 @@ struct Kept {
   size_t files = 0;                    // so many of the recordings, from the first on, are through
   ExitCode code = ExitCode::kSuccess;  // of the first of them that failed
   std::vector<std::string> made_by;    // how these results came about, each way once; none where they do not say
+  std::string there;                   // `output` as it is there
+  size_t sure = 0;                     // how much of that the new one has to begin with
 };
 
 // `format`: jsonl or csv. Nothing is kept where neither file is there. `ways`: how this run's results come about (ProvenancesOfRun). Throws
-// Failure: kUsage for another format, kOutput for an `output` that holds something else than the begin of this run's result, or results
-// that came about in another way.
+// Failure: kUsage for another format, kOutput for an `output` that holds something else than the begin of this run's result, results that
+// came about in another way, or those of recordings that have been written to since.
 Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files,
                      const std::vector<std::string>& ways);
+
+// The recording that the first row of a CSV file tells of; empty where it does not.
+std::string RecordingOfCsv(const std::string& path);
 
 // Throws Failure(kOutput) where results in `path` that came about as `made_by` says, JSON in one line, would be mixed with others.
 void CheckSameWay(const std::string& path, const std::string& made_by, const std::vector<std::string>& ways);

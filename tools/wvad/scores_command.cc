@@ -15,6 +15,7 @@
 #include "wvad/resume.h"
 #include "wvad/score_output.h"
 #include "wvad/score_run.h"
+#include "wvad/shown.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -54,12 +55,13 @@ class ScoreFiles {
   }
 
   // All recordings into one output, behind `kept` rows of an earlier run.
-  ExitCode ToOneOutput(const std::string& kept, bool shared) {
+  ExitCode ToOneOutput(const Kept& kept, bool shared) {
     Output output(options_.output, rules_);
+    if (!options_.folder.force) output.BeginsWith(kept.there, kept.sure);
     const std::unique_ptr<ScoreWriter> writer = options_.format->make([&](std::string_view bytes) { output.Write(bytes); });
     writer->Flush();
-    output.Write(kept);
-    bool heard_any = !kept.empty();
+    output.Write(kept.rows);
+    bool heard_any = !kept.rows.empty();
     ExitCode code = ExitCode::kSuccess;
     if (Workers() == 1) {
       code = ForEach(
@@ -190,11 +192,27 @@ void CheckUsage(const ScoresOptions& options) {
   if (options.input.files.size() > 1) throw Failure(ExitCode::kUsage, format + ": several recordings need --directory DIR");
 }
 
+// Whether `path` has the scores of the recording as it is now. Throws Failure(kOutput) where they may be those of another one.
+bool IsDone(const std::string& recording, const std::string& path, const ScoresOptions& options) {
+  if (LookAt(path).kind != FileKind::kFile) return false;
+  const std::string told = std::string(options.format->name) == "csv" ? RecordingOfCsv(path) : "";
+  const bool another = !told.empty() && told != recording;
+  if (another && !options.folder.force) {
+    throw Failure(ExitCode::kOutput, path + ": tells of another recording, " + Shown(told) + "; --resume goes on with the same ones");
+  }
+  if (!another && !IsNewer(recording, path)) return true;
+  if (told.empty() && !options.folder.force) {
+    throw Failure(ExitCode::kOutput,
+                  path + ": is older than " + Shown(recording) + ", and does not say what it tells of; --force replaces it");
+  }
+  return false;
+}
+
 // The recordings without a file of their own in the folder.
-std::vector<std::string> FilesLeft(const OutputFolder& folder, const std::vector<std::string>& files) {
+std::vector<std::string> FilesLeft(const OutputFolder& folder, const ScoresOptions& options) {
   std::vector<std::string> left;
-  for (const std::string& name : files) {
-    if (LookAt(folder.Path(name, folder.File(name))).kind != FileKind::kFile) left.push_back(name);
+  for (const std::string& name : options.input.files) {
+    if (!IsDone(name, folder.Path(name, folder.File(name)), options)) left.push_back(name);
   }
   return left;
 }
@@ -217,7 +235,7 @@ ExitCode RunScores(const ScoresOptions& options) {
   const std::string configuration = ReadConfiguration(options.engine.config, false, options.quiet);
   std::vector<std::string> left = options.input.files;
   Kept kept;
-  if (options.resume && folder) left = FilesLeft(*folder, left);
+  if (options.resume && folder) left = FilesLeft(*folder, options);
   if (options.resume && !folder) kept = KeepWhatIsThere(options.output, "csv", left, {});
   left.erase(left.begin(), left.begin() + static_cast<std::ptrdiff_t>(kept.files));
   if (left.empty()) return kept.code;
@@ -225,7 +243,7 @@ ExitCode RunScores(const ScoresOptions& options) {
   // One is there before any output is opened, so that what is wrong with model or settings costs nothing.
   scorers.For(scorers.choice().is_open() ? RateAhead(left[0], options.input.source) : 0);
   ScoreFiles files(options, left, rules, folder ? &*folder : nullptr, scorers);
-  if (!folder && !IsArray(*options.format)) return files.ToOneOutput(kept.rows, options.input.files.size() > 1);
+  if (!folder && !IsArray(*options.format)) return files.ToOneOutput(kept, options.input.files.size() > 1);
   if (!folder && !IsForFile(options.output)) return files.ArrayToPipe();
   return files.ToOwnFiles();
 }

@@ -32,11 +32,25 @@ std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::strin
   // One that broke off counts, too: its files would be replaced by others.
   if (index.contains("made_by")) CheckSameWay(path, JsonText(index["made_by"]), ways);
   if (!index.contains("heard") || index.value("stopped_by", "") == kInterruptedReason) return std::nullopt;
+  if (IsNewer(input, path) || (index.contains("source_bytes") && index["source_bytes"] != SizeOf(input))) return std::nullopt;
   const std::vector<std::string> names = SavedFiles(folder, input, index);
   const bool whole = std::all_of(names.begin(), names.end(),
                                  [&](const std::string& name) { return LookAt(folder.Path(input, name)).kind == FileKind::kFile; });
   if (!whole) return std::nullopt;
   return index.contains("damage") ? ExitCode::kNotAudio : ExitCode::kSuccess;
+}
+
+// Throws Failure(kOutput) where a recording has numbered files that no earlier run can have saved: those are listed, but perhaps for the
+// last one of a run that was killed.
+void CheckUnlisted(const OutputFolder& folder, const std::vector<std::string>& inputs) {
+  for (const auto& [input, pieces] : folder.PiecesThere(inputs)) {
+    const std::vector<std::string> listed = FilesOfEarlierRuns(folder, input, folder.Path(input, folder.File(input)));
+    const std::set<std::string> earlier(listed.begin(), listed.end());
+    const auto next = static_cast<int64_t>(earlier.size()) + 1;
+    for (const auto& [number, name] : pieces) {
+      if (number > next && earlier.count(name) == 0) throw Failure(ExitCode::kOutput, ExistsAlready(folder.Path(input, name)));
+    }
+  }
 }
 
 }  // namespace
@@ -58,6 +72,7 @@ std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vect
     left.push_back(input);
     if (LookAt(path).kind == FileKind::kNone && LookAt(NameOfPart(path)).kind == FileKind::kNone) fresh.push_back(input);
   }
+  if (!options.force) CheckUnlisted(folder, left);
   // Where no earlier run has begun, what is there is somebody else's.
   const OutputFolder untouched(options, fresh, suffixes, {}, walked);
   return left;
@@ -77,10 +92,14 @@ void SentenceFiles::BeginFile(const std::string& name) {
   folder_.Make(name);
   const std::string path = folder_.Path(name, folder_.File(name));
   left_over_.clear();
-  if (folder_.rules().replace()) left_over_ = FilesOfEarlierRuns(folder_, name, path);
+  if (folder_.rules().replace()) {
+    const std::vector<std::string> earlier = FilesOfEarlierRuns(folder_, name, path);
+    left_over_.insert(earlier.begin(), earlier.end());
+  }
   index_ = std::make_unique<NewFile>(path, folder_.rules());
   Json head;
   head["source"] = name;
+  if (const uint64_t size = SizeOf(name); size > 0) head["source_bytes"] = size;
   head["model"] = with_.model;
   head["sample_rate"] = with_.rate_hz;
   head.update(format_.about);
@@ -116,10 +135,8 @@ void SentenceFiles::WithIndexOnFailure(const std::function<void()>& work) {
 
 std::string SentenceFiles::Save(const Sentence& sentence, int rate_hz) {
   const std::string name = folder_.Numbered(input_, count_ + 1);
-  const auto made_anew = std::find(left_over_.begin(), left_over_.end(), name);
-  const bool listed = made_anew != left_over_.end();
-  WriteOrFind(folder_.Path(input_, name), format_.encode(sentence, rate_hz), listed);
-  if (listed) left_over_.erase(made_anew);
+  WriteOrFind(folder_.Path(input_, name), format_.encode(sentence, rate_hz), left_over_.count(name) > 0);
+  left_over_.erase(name);
   ++count_;
   Json row;
   row["file"] = name;
@@ -192,7 +209,7 @@ void SentenceFiles::KeepThoseThatAreThere() {
     const FileLook look = LookAt(folder_.Path(input_, name));
     return look.kind != FileKind::kFile || folder_.rules().InputAt(look);
   };
-  left_over_.erase(std::remove_if(left_over_.begin(), left_over_.end(), gone), left_over_.end());
+  std::erase_if(left_over_, gone);
 }
 
 void SentenceFiles::RemoveLeftOvers() {
@@ -205,7 +222,7 @@ void SentenceFiles::RemoveLeftOvers() {
 void SentenceFiles::TellLeftOvers() {
   if (left_over_.empty() || !notes_) return;
   const size_t more = left_over_.size() - 1;
-  const std::string files = folder_.Path(input_, left_over_[0]) + (more == 0 ? " is" : " and " + std::to_string(more) + " more are");
+  const std::string files = folder_.Path(input_, *left_over_.begin()) + (more == 0 ? " is" : " and " + std::to_string(more) + " more are");
   Say(input_ + ": note: " + files + " of an earlier run; one with --force that comes to its end removes them");
 }
 
@@ -230,7 +247,9 @@ ExitCode SaveSentences(const SaveOptions& options, Handout handout, OutputSuffix
     if (options.quiet) return nullptr;
     return options.format->make(output, {several, true, true, options.input.channel == "all"});
   };
-  task.save = [&](Report* told) { return std::make_unique<SentenceFiles>(folder, format, told, !options.quiet, options.resume); };
+  task.save = [&](Report* told) {
+    return std::make_unique<SentenceFiles>(folder, format, told, !options.quiet, options.resume && !options.folder.force);
+  };
   const ExitCode code = RunSentences(left, task).code;
   return kept_code != ExitCode::kSuccess ? kept_code : code;
 }

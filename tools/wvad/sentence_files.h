@@ -4,16 +4,18 @@
 //
 //   DIR/talk-0001.wav  DIR/talk-0002.wav ...  DIR/talk-split.json
 //
-// The index is JSON: {"source":..., what the command adds, "sentences":[{"file":..., begin, end, duration, the count of samples or frames,
-// vol, trig, eg}, ...], "heard":..., "stopped_by":...}. It is written for every recording that could be opened, also one without sentences
-// or one that broke off. With --force the files of earlier runs that the new one does not make (earlier_files.h) go when it is through; one
-// that broke off leaves them, and its index lists them as "left_over", for the next run to remove.
+// The index is JSON: {"source":..., its "source_bytes" where it is a file, what the command adds, "sentences":[{"file":..., begin, end,
+// duration, the count of samples or frames, vol, trig, eg}, ...], "heard":..., "stopped_by":...}. It is written for every recording that
+// could be opened, also one without sentences or one that broke off. With --force the files of earlier runs that the new one does not make
+// (earlier_files.h) go when it is through; one that broke off leaves them, and its index lists them as "left_over", for the next run to
+// remove.
 #ifndef WVAD_WVAD_SENTENCE_FILES_H_
 #define WVAD_WVAD_SENTENCE_FILES_H_
 
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -52,6 +54,13 @@ class SentenceFiles : public Report {
   bool on_terminal() const override { return next_ && next_->on_terminal(); }
 
  private:
+  // The order of numbered names.
+  struct ByLength {
+    bool operator()(const std::string& one, const std::string& other) const {
+      return one.size() != other.size() ? one.size() < other.size() : one < other;
+    }
+  };
+
   // Does it; where it fails, the index is closed with the reason before the failure goes on.
   void WithIndexOnFailure(const std::function<void()>& work);
   std::string Save(const Sentence& sentence, int rate_hz);
@@ -71,7 +80,7 @@ class SentenceFiles : public Report {
   std::string input_;
   int64_t count_ = 0;
   std::unique_ptr<NewFile> index_;
-  std::vector<std::string> left_over_;  // of earlier runs, and not made anew until now
+  std::set<std::string, ByLength> left_over_;  // of earlier runs, and not made anew until now
 };
 
 // What `split` and `features` have in common.
@@ -81,7 +90,8 @@ struct SaveOptions : SentenceOptions {
 };
 
 // The recordings that an earlier run, which was stopped, was not through with: those without an index, those whose index tells of an
-// interrupt or an error, and those of whose files one is missing. `kept_code`: that of the first of the others that was damaged. `ways` as
+// interrupt or an error, those that have changed since (another size, or written to behind the index), and those of whose files one is
+// missing. `kept_code`: that of the first of the others that was damaged. `ways` as
 // in KeepWhatIsThere. Throws Failure(kOutput) where there are files and no index that they belong to, and where what is kept came about in
 // another way.
 std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vector<std::string>& inputs, const WalkedFiles& walked,

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// --resume keeps the results of the recordings that are there now, and rows that somebody has worked on.
+#include <chrono>
+#include <filesystem>
+
+#include "wvad/program_fixture.h"
+
+namespace TSEG::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+class GoingOn : public Program {
+ protected:
+  void SetUp() override {
+    current_ = folder_.path();
+    for (const char* name : {"a", "b"}) fs::create_directory(folder_.file(name));
+  }
+  // As if it had last been written to an hour behind (before) `other`.
+  void SetTime(const std::string& name, const std::string& other, int hours) {
+    fs::last_write_time(folder_.file(name), fs::last_write_time(folder_.file(other)) + std::chrono::hours(hours));
+  }
+  Outcome Resume(const std::string& command, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"-q", "--resume"});
+    return Run(command, std::move(arguments));
+  }
+  void ExpectLeft(const Outcome& run, const std::string& words, const std::string& name, const std::string& text) {
+    ExpectFailure(run, 8, words);
+    EXPECT_EQ(folder_.read(name), text);
+    EXPECT_FALSE(fs::exists(folder_.file(name + ".wvad-part")));
+  }
+  // `text` with the one place that reads `from` changed.
+  static std::string With(std::string text, const std::string& from, const std::string& to) {
+    EXPECT_NE(text.find(from), std::string::npos);
+    return text.replace(text.find(from), from.size(), to);
+  }
+};
+
+TEST_F(GoingOn, ScoresOfAnotherRecordingAreNotTakenForThisOnes) {
+  Wav("a/talk.wav", 3, {{1.0, 2.0}});
+  Wav("b/talk.wav", 3, {{0.5, 2.5}});
+  ASSERT_EQ(Run("scores", {"-q", "-f", "csv", "-d", "out", "a/talk.wav"}).code, 0);
+  const std::string first = folder_.read("out/talk-scores.csv");
+  ExpectLeft(Resume("scores", {"-f", "csv", "-d", "out", "b/talk.wav"}), "talk-scores.csv: tells of another recording, a/talk.wav",
+             "out/talk-scores.csv", first);
+  EXPECT_EQ(Resume("scores", {"--force", "-f", "csv", "-d", "out", "b/talk.wav"}).code, 0);
+  EXPECT_THAT(folder_.read("out/talk-scores.csv"), HasSubstr("\nb/talk.wav,0.00,"));
+}
+
+TEST_F(GoingOn, ScoresOfARecordingThatHasChangedAreMadeAnew) {
+  Wav("a.wav", 3, {{1.0, 2.0}});
+  for (const char* form : {"csv", "npy"}) ASSERT_EQ(Run("scores", {"-q", "-f", form, "-d", "out", "a.wav"}).code, 0);
+  Wav("a.wav", 4, {{1.0, 2.0}});
+  SetTime("a.wav", "out/a-scores.csv", 1);
+  EXPECT_EQ(Resume("scores", {"-f", "csv", "-d", "out", "a.wav"}).code, 0);
+  EXPECT_EQ(Lines(folder_.read("out/a-scores.csv")), 1 + 400);
+  // An array does not say whose it is.
+  ExpectLeft(Resume("scores", {"-f", "npy", "-d", "out", "a.wav"}), "a-scores.npy: is older than a.wav", "out/a-scores.npy",
+             folder_.read("out/a-scores.npy"));
+  EXPECT_EQ(Resume("scores", {"--force", "-f", "npy", "-d", "out", "a.wav"}).code, 0);
+  EXPECT_EQ(fs::file_size(folder_.file("out/a-scores.npy")), 128U + 400 * 8);
+}
+
+TEST_F(GoingOn, PiecesOfARecordingThatHasChangedAreMadeAnew) {
+  Wav("long.wav", 5, kTwoBursts);
+  Wav("short.wav", 3, {{1.0, 2.0}});
+  // Told by the time alone, and by the size alone.
+  for (const auto& [bytes, hours] : {std::pair{folder_.read("long.wav"), 1}, std::pair{folder_.read("short.wav"), -1}}) {
+    SCOPED_TRACE(hours);
+    folder_.write("a.wav", folder_.read("long.wav"));
+    fs::remove_all(folder_.file("out"));
+    ASSERT_EQ(Run("split", {"-q", "-d", "out", "a.wav"}).code, 0);
+    folder_.write("out/a-0002.wav", "stale");
+    folder_.write("a.wav", bytes);
+    SetTime("a.wav", "out/a-split.json", hours);
+    EXPECT_EQ(Resume("split", {"-d", "out", "a.wav"}).code, 0);
+    EXPECT_EQ(nlohmann::json::parse(folder_.read("out/a-split.json"))["sentences"].size(), hours > 0 ? 2U : 1U);
+    EXPECT_EQ(fs::exists(folder_.file("out/a-0002.wav")), hours > 0);
+    EXPECT_NE(folder_.read("out/a-0002.wav"), "stale");
+  }
+}
+
+TEST_F(GoingOn, RowsOfARecordingThatHasChangedAreNotKept) {
+  for (const char* name : {"a.wav", "b.wav"}) Wav(name, 5, kTwoBursts);
+  for (const char* form : {"csv", "jsonl"}) {
+    SCOPED_TRACE(form);
+    ASSERT_EQ(Segment({"-q", "--force", "-f", form, "-o", "out", "a.wav", "b.wav"}).code, 0);
+    SetTime("a.wav", "out", 1);
+    ExpectLeft(Resume("segment", {"-f", form, "-o", "out", "a.wav", "b.wav"}), "out: tells of a.wav, which has been written to since",
+               "out", folder_.read("out"));
+  }
+}
+
+TEST_F(GoingOn, RowsThatSomebodyHasCorrectedStay) {
+  for (const char* name : {"a.wav", "b.wav"}) Wav(name, 5, kTwoBursts);
+  const std::vector<std::string> arguments = {"-f", "csv", "-o", "out.csv", "a.wav", "b.wav"};
+  ASSERT_EQ(Run("segment", arguments).code, 0);
+  const std::string whole = folder_.read("out.csv");
+  // The begins of the first and last sentence, a row more, and a row less.
+  const std::string last = whole.substr(whole.rfind("b.wav,"));
+  for (const std::string& text : {With(whole, "b.wav,0.70,", "b.wav,0.65,"), With(whole, "b.wav,2.70,", "b.wav,2.65,"),
+                                  whole + With(last, "b.wav,2.70", "b.wav,4.00"), With(whole, "b.wav,0.70,", "b.wav,2.70,")}) {
+    SCOPED_TRACE(text);
+    ExpectLeft(Resume("segment", arguments), "out.csv: line ", "out.csv", folder_.write("out.csv", text).empty() ? "" : text);
+  }
+  // Those of recordings that are through are kept, as every row of theirs.
+  folder_.write("out.csv", With(whole, "a.wav,0.70,", "a.wav,0.65,"));
+  EXPECT_EQ(Resume("segment", arguments).code, 0);
+  EXPECT_EQ(folder_.read("out.csv"), With(whole, "a.wav,0.70,", "a.wav,0.65,"));
+  // The last end is as an interrupt may leave it, and is told of.
+  folder_.write("out.csv", With(whole, last, "b.wav,2.70,3.00,0.30,,,,,\n"));
+  const Outcome run = Resume("segment", arguments);
+  EXPECT_EQ(run.code, 0);
+  EXPECT_THAT(run.err, HasSubstr("out.csv: note: it had other rows from line 5 on"));
+  EXPECT_EQ(folder_.read("out.csv"), whole);
+}
+
+TEST_F(GoingOn, TableOfSomebodyElseStays) {
+  Wav("a.wav", 5, kTwoBursts);
+  for (const char* text : {"file,begin\n", "file,begin,end,comment\na.wav,0.70,2.20,good\n"}) {
+    folder_.write("out.csv", text);
+    ExpectLeft(Resume("segment", {"-f", "csv", "-o", "out.csv", "a.wav"}), "out.csv: line 1 is not what this run finds", "out.csv", text);
+    ExpectLeft(Resume("scores", {"-f", "csv", "-o", "out.csv", "a.wav"}), "out.csv: line 1 is not what this run finds", "out.csv", text);
+  }
+}
+
+TEST_F(GoingOn, ScoresThatAnInterruptHeldAreFoundAgainOtherwise) {
+  Wav("a.wav", 3, {{1.0, 2.0}});
+  const std::vector<std::string> arguments = {"-f", "csv", "-o", "out.csv", "a.wav"};
+  ASSERT_EQ(Run("scores", arguments).code, 0);
+  const std::string whole = folder_.read("out.csv");
+  // As an interrupt at 1.50 s leaves it, whose last rows repeat a score.
+  const std::string begun = whole.substr(0, whole.find("a.wav,1.50,"));
+  folder_.write("out.csv", begun + "a.wav,1.50,0.125,1\na.wav,1.51,0.125,1\n");
+  EXPECT_EQ(Resume("scores", arguments).code, 0);
+  EXPECT_EQ(folder_.read("out.csv"), whole);
+  const std::string changed = begun + "a.wav,1.50,0.125,0\n";
+  folder_.write("out.csv", changed);
+  ExpectLeft(Resume("scores", arguments), "out.csv: line 152 is not what this run finds", "out.csv", changed);
+}
+
+TEST_F(GoingOn, RecordingThatFailedMayHaveBeenMended) {
+  Wav("a.wav", 5, kTwoBursts);
+  const std::vector<std::string> arguments = {"-f", "csv", "-o", "out.csv", "a.wav", "b.wav"};
+  EXPECT_EQ(Run("segment", arguments).code, 3);
+  EXPECT_THAT(folder_.read("out.csv"), HasSubstr("\nb.wav,,,"));
+  Wav("b.wav", 3, {{1.0, 2.0}});
+  EXPECT_EQ(Resume("segment", arguments).code, 0);
+  EXPECT_THAT(folder_.read("out.csv"), HasSubstr("\nb.wav,0.70,2.20,"));
+}
+
+}  // namespace
+}  // namespace TSEG::tool
