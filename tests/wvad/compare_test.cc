@@ -91,7 +91,7 @@ TEST_F(Compare, StandardInputAndNamedForms) {
 
 TEST_F(Compare, OutputKeepsToTheRules) {
   const std::string truth = folder_.write("a.uem", "a 1 0 1\n");
-  ExpectFailure(Call({"compare", "--force", "-o", truth, truth, truth}), 8, "is read in the same run");
+  ExpectFailure(Call({"compare", "--force", "-f", "table", "-o", truth, truth, truth}), 8, "is read in the same run");
   ExpectFailure(Call({"compare", "-o", folder_.write("out", "mine"), truth, truth}), 8, "exists already");
   ExpectFailure(Call({"compare", truth, folder_.write("bad.uem", "a 1\n")}), 4, "bad.uem: line 1: expected 4 words");
   ExpectFailure(Call({"compare", folder_.write("no.rttm", ""), truth}), 4, "tells of no recording");
@@ -105,8 +105,8 @@ TEST_F(Compare, OutputNeverFallsOnAFileOfAFolderThatIsRead) {
   folder_.write("truth/a.csv", "mine");
   const std::string other = folder_.write("b.uem", "a 1 0 1\n");
   for (const auto& [reference, found] : {std::pair{folder_.file("truth"), other}, std::pair{other, folder_.file("truth")}}) {
-    ExpectFailure(Call({"compare", "--force", "--ref-format", "uem", "--hyp-format", "uem", "-o", truth, reference, found}), 8,
-                  "is read in the same run");
+    ExpectFailure(Call({"compare", "--force", "-f", "table", "--ref-format", "uem", "--hyp-format", "uem", "-o", truth, reference, found}),
+                  8, "is read in the same run");
   }
   EXPECT_EQ(folder_.read("truth/a.uem"), "a 1 0 1\n");
 }

@@ -48,7 +48,7 @@ TEST_F(Program, TheOutputsEndingChoosesTheForm) {
   EXPECT_EQ(written("segment", "a.rttm", {}), Segment({"-f", "rttm", wav}).out);
   EXPECT_EQ(written("segment", "a.xyz", {}), Segment({wav}).out);
   EXPECT_EQ(written("quality", "q.jsonl", {}), Run("quality", {"-f", "jsonl", wav}).out);
-  EXPECT_EQ(written("quality", "q.csv", {}), Run("quality", {wav}).out);  // it has no such form
+  EXPECT_EQ(written("quality", "q.log", {}), Run("quality", {wav}).out);
   EXPECT_EQ(written("scores", "s.csv", {}), Run("scores", {"-f", "csv", wav}).out);
   EXPECT_THAT(written("scores", "s.npy", {}), StartsWith("\x93NUMPY"));
 }

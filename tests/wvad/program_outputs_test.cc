@@ -36,12 +36,12 @@ TEST_F(Program, OutputNeverFallsOnARecordingWhateverItsSpelling) {
 }
 
 TEST_F(Program, OutputNeverFallsOnTheListOfRecordings) {
-  const std::string list = folder_.write("list.csv", Wav("a.wav", 3, {{1.0, 2.0}}) + "\n");
-  const std::string names = folder_.read("list.csv");
+  const std::string list = folder_.write("list.txt", Wav("a.wav", 3, {{1.0, 2.0}}) + "\n");
+  const std::string names = folder_.read("list.txt");
   for (const char* command : kWriters) {
     ExpectFailure(Run(command, {"--force", "-o", list, "--files-from", list}), 8, "is read in the same run; choose another output");
   }
-  EXPECT_EQ(folder_.read("list.csv"), names);
+  EXPECT_EQ(folder_.read("list.txt"), names);
 }
 
 TEST_F(Program, OutputNeverFallsOnAPieceThatAListLeadsTo) {

@@ -244,7 +244,10 @@ void AddExplain(CLI::App& app, CommandLine& line) {
   AddForce(command, options.force);
   AddInput(command, options.input, {.several = true, .channels_apart = false}, options.engine, options.quiet, "No notes");
   AddPlain(command, options.engine.plain);
-  command->final_callback([&line] { line.chosen = Listening(line.explain, RunExplain); });
+  command->final_callback([&line] {
+    TakeJsonOfOutput(line.explain.output, line.explain.json);
+    line.chosen = Listening(line.explain, RunExplain);
+  });
 }
 
 void AddPage(CLI::App& app, CommandLine& line) {
@@ -313,7 +316,10 @@ void AddModelInspect(CLI::App* model, CommandLine& line) {
   command->add_flag("--json", line.inspect.json, "As JSON");
   AddOutput(command, line.inspect.output);
   AddForce(command, line.inspect.force);
-  command->final_callback([&line] { line.chosen = [&line] { return RunModelInspect(line.inspect); }; });
+  command->final_callback([&line] {
+    TakeJsonOfOutput(line.inspect.output, line.inspect.json);
+    line.chosen = [&line] { return RunModelInspect(line.inspect); };
+  });
 }
 
 void AddModel(CLI::App& app, CommandLine& line) {

@@ -178,7 +178,7 @@ ExitCode RunExplain(const ExplainOptions& options) {
   read.insert(read.end(), options.input.files.begin(), options.input.files.end());
   const OutputRules rules(options.force, read);
   CheckOutput(options.output, rules);
-  RefuseSoundName(options.output, false);
+  RefuseOtherName(options.output, options.json);
   const std::string configuration = ReadConfiguration(options.engine.config, false, options.quiet);
   PerForm<TracedEngine> engines(options.engine,
                                 [&](const EngineOptions& of_form) { return std::make_unique<TracedEngine>(of_form, configuration); });

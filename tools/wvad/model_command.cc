@@ -13,6 +13,7 @@
 #include "wvad/file_system.h"
 #include "wvad/model_finder.h"
 #include "wvad/output.h"
+#include "wvad/output_options.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -41,6 +42,7 @@ ExitCode RunModelPack(const ModelPackOptions& options) {
 }
 
 ExitCode RunModelInspect(const ModelInspectOptions& options) {
+  RefuseOtherName(options.output, options.json);
   const std::string file = ModelToInspect(options.model);
   Output output(options.output, OutputRules(options.force, {file}));
   std::string text;

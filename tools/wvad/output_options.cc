@@ -5,6 +5,7 @@
 
 #include "wvad/failure.h"
 #include "wvad/form_of_ending.h"
+#include "wvad/report_formats.h"
 
 namespace TSEG::tool {
 namespace {
@@ -20,14 +21,25 @@ CLI::Option* AddOutput(CLI::App* command, std::string& output) {
   return command->add_option("-o,--output", output, "Write to this file instead of standard output");
 }
 
+bool IsSoundName(const std::string& output) {
+  return std::any_of(std::begin(kSoundEndings), std::end(kSoundEndings), [&](const char* ending) { return HasEnding(output, ending); });
+}
+
 void RefuseSoundName(const std::string& output, bool has_format) {
-  const bool sound =
-      std::any_of(std::begin(kSoundEndings), std::end(kSoundEndings), [&](const char* ending) { return HasEnding(output, ending); });
-  if (!sound) return;
+  if (!IsSoundName(output)) return;
   throw Failure(ExitCode::kUsage, "--output " + output +
                                       ": the result is text, and this name is one of sound; wvad trim writes a recording without its "
                                       "silences, wvad split each sentence" +
                                       (has_format ? "; with --format FORM it is written here all the same" : ""));
+}
+
+void RefuseOtherForm(const std::string& output, bool has_format) {
+  const ReportFormat* form = FormatOfEnding(ReportFormats(), output);
+  const bool array = HasEnding(output, ".npy");
+  if (!array && (form == nullptr || form == ReportFormats().data())) return;
+  throw Failure(ExitCode::kUsage, "--output " + output + ": this name is one of the form " + (array ? "npy" : form->name) +
+                                      ", which this command does not write" +
+                                      (has_format ? "; with --format FORM another is written here all the same" : ""));
 }
 
 void AddFolder(CLI::App* command, FolderOptions& folder) {

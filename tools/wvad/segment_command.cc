@@ -7,6 +7,7 @@
 #include "wvad/folder_report.h"
 #include "wvad/forms/forms.h"
 #include "wvad/forms/printf.h"
+#include "wvad/output_options.h"
 #include "wvad/provenance.h"
 
 namespace TSEG::tool {
@@ -16,12 +17,22 @@ bool IntoFolder(const SegmentOptions& options) {
   return options.formats.size() > 1 || (!options.output.empty() && options.output.back() == '/');
 }
 
+// Several forms go into a folder, which is hardly meant to be called like a file.
+void RefuseNameOfFolder(const std::string& output) {
+  if (!IsSoundName(output) && FormatOfEnding(ReportFormats(), output) == nullptr) return;
+  throw Failure(ExitCode::kUsage, "--output " + output + ": several forms go into a folder, and this is the name of a file; for a folder " +
+                                      "that is called so, put a / at its end");
+}
+
 // What can be known to be wrong before any work, which may be long.
 void CheckForms(const SegmentOptions& options) {
   if (!options.details.printf.empty()) const PrintfFormat checked(options.details.printf);
   CheckCaption(options.details.caption, options.formats);
   if (options.formats.size() > 1 && (options.output.empty() || options.output == "-")) {
     throw Failure(ExitCode::kUsage, "--format: several forms go into a folder; name it with -o DIR");
+  }
+  if (IntoFolder(options) && options.output.back() != '/' && LookAt(options.output).kind == FileKind::kNone) {
+    RefuseNameOfFolder(options.output);
   }
   if (options.resume && IntoFolder(options)) {
     throw Failure(ExitCode::kUsage, "--resume: goes with one form and -o FILE, not with a folder");

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the name of an output asks for: a form that the command has, or nothing that it could mean otherwise.
+#include <filesystem>
+
+#include "wvad/program_fixture.h"
+
+namespace TSEG::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+class OutputNames : public Program {
+ protected:
+  void SetUp() override {
+    Wav("a.wav", 5, kTwoBursts);
+    current_ = folder_.path();
+  }
+};
+
+TEST_F(OutputNames, JsonIsChosenByItsEndingInEveryCommandThatHasIt) {
+  EXPECT_EQ(Call({"model", "inspect", WVAD_TEST_MODEL, "-o", "m.json"}).code, 0);
+  EXPECT_TRUE(nlohmann::json::accept(folder_.read("m.json")));
+  EXPECT_EQ(Run("explain", {"--at", "1", "-o", "e.JSON", "a.wav"}).code, 0);
+  EXPECT_TRUE(nlohmann::json::accept(folder_.read("e.JSON")));
+  EXPECT_EQ(Call({"model", "inspect", WVAD_TEST_MODEL, "-o", "m.txt"}).code, 0);
+  EXPECT_FALSE(nlohmann::json::accept(folder_.read("m.txt")));
+}
+
+TEST_F(OutputNames, FormThatACommandDoesNotWriteIsRefused) {
+  ExpectFailure(Call({"model", "inspect", WVAD_TEST_MODEL, "-o", "m.wav"}), 2, "this name is one of sound");
+  ExpectFailure(Call({"model", "inspect", WVAD_TEST_MODEL, "-o", "m.csv"}), 2, "one of the form csv, which this command does not write");
+  ExpectFailure(Run("explain", {"--at", "1", "-o", "e.srt", "a.wav"}), 2, "one of the form srt, which this command does not write");
+  for (const char* name : {"q.csv", "q.tsv", "q.srt", "q.npy"}) {
+    ExpectFailure(Run("quality", {"-o", name, "a.wav"}), 2, "which this command does not write; with --format FORM");
+  }
+  ExpectFailure(Run("scores", {"-o", "s.json", "a.wav"}), 2, "one of the form json, which this command does not write");
+  EXPECT_EQ(Names(folder_.path()), (std::vector<std::string>{"a.wav", "stderr", "stdout"}));
+  EXPECT_EQ(Run("quality", {"-q", "-f", "table", "-o", "q.csv", "a.wav"}).code, 0);
+  EXPECT_EQ(Run("quality", {"-q", "-o", "q.log", "a.wav"}).code, 0);
+}
+
+TEST_F(OutputNames, FolderIsNotCalledLikeAFileUnlessThatIsMeant) {
+  for (const char* name : {"talk.wav", "talk.srt"}) {
+    ExpectFailure(Segment({"-f", "srt,vtt", "-o", name, "a.wav"}), 2, "several forms go into a folder, and this is the name of a file");
+    EXPECT_FALSE(fs::exists(folder_.file(name)));
+    EXPECT_EQ(Segment({"-q", "-f", "srt,vtt", "-o", std::string(name) + "/", "a.wav"}).code, 0);
+    EXPECT_EQ(Names(folder_.file(name)), (std::vector<std::string>{"a.srt", "a.vtt"}));
+    // One that is there is meant.
+    EXPECT_EQ(Segment({"-q", "--force", "-f", "srt,vtt", "-o", name, "a.wav"}).code, 0);
+  }
+  EXPECT_EQ(Segment({"-q", "-f", "srt,vtt", "-o", "talk.d", "a.wav"}).code, 0);
+}
+
+}  // namespace
+}  // namespace TSEG::tool
