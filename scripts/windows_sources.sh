@@ -10,6 +10,8 @@ case $triplet in
   x86_64-*) machine_flags= ;;
   *) machine_flags="-msse2 -mfpmath=sse -mstackrealign" ;;
 esac
+# What is handed on does not tell where it was made.
+machine_flags="$machine_flags -ffile-prefix-map=$sources=. -ffile-prefix-map=$folder=."
 toolchain=$here/cmake/windows-${triplet%-w64-mingw32}.cmake
 
 # fetch PACKAGE [PATH]: unpacks Debian's sources, from the places that this system's own packages come from, into a folder of this name; of those
@@ -58,13 +60,29 @@ cmake_install() {
   cmake --build "$folder/build/$name" -j "${WVAD_JOBS:-2}" --target install >&2
 }
 
-# cmake_library PACKAGE [OPTION...]: a library of Debian's sources.
+# cmake_library PACKAGE [OPTION...]: a library of Debian's sources, whose CMake files lie in its folder $cmake_below where that is set.
 cmake_library() {
   package=$1
   shift
   [ -e "$folder/licences/$package.txt" ] && return 0
   fetch "$package"
-  cmake_install "$sources/$package" "$package" "$@"
+  cmake_install "$sources/$package${cmake_below:+/$cmake_below}" "$package" "$@"
+  licence_of "$package"
+}
+
+# configured_library PACKAGE [OPTION...]: one whose sources have a script "configure".
+configured_library() {
+  package=$1
+  shift
+  [ -e "$folder/licences/$package.txt" ] && return 0
+  fetch "$package"
+  mkdir -p "$folder/build/$package"
+  (
+    cd "$folder/build/$package"
+    "$sources/$package/configure" --host="$triplet" CC="ccache $triplet-gcc-posix" CFLAGS="-O2 $machine_flags" --prefix="$folder" \
+      --libdir="$folder/lib" --disable-shared "$@"
+    make -j "${WVAD_JOBS:-2}" install
+  ) >&2
   licence_of "$package"
 }
 

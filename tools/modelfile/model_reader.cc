@@ -52,6 +52,9 @@ void GetData(int type, const uint8_t* from, size_t n, std::vector<double>* to) {
   }
 }
 
+// Names are bytes, or UTF-8 where names are characters: never the code page's, for which the library would take them.
+std::filesystem::path PathOf(const std::string& name) { return std::u8string(name.begin(), name.end()); }
+
 template <class Image>
 ModelContents Read(const ByteView& file, uint64_t offset, Shape shape) {
   using Parser = MlpResHeaderParser<Image>;
@@ -109,11 +112,11 @@ ModelContents ReadModel(const Bytes& bytes) {
 
 Bytes ReadFileBytes(const std::string& path) {
   std::error_code ignored;
-  const std::filesystem::file_status status = std::filesystem::status(path, ignored);
+  const std::filesystem::file_status status = std::filesystem::status(PathOf(path), ignored);
   // A folder opens as a file does, and a device may never end.
   if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
     throw std::runtime_error(path + ": is no ordinary file");
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(PathOf(path), std::ios::binary);
   if (!in) throw std::runtime_error(path + ": cannot be opened");
   Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   if (in.bad()) throw std::runtime_error(path + ": cannot be read");
@@ -121,7 +124,7 @@ Bytes ReadFileBytes(const std::string& path) {
 }
 
 void WriteFileBytes(const std::string& path, const Bytes& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  std::ofstream out(PathOf(path), std::ios::binary | std::ios::trunc);
   out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   out.close();
   if (!out) throw std::runtime_error(path + ": cannot be written");

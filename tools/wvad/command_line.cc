@@ -362,6 +362,7 @@ ExitCode RunCommandLine(int argc, char** argv) {
   CLI::App app("Streaming voice activity and endpoint detection: where the sentences in a recording begin and end.", "wvad");
   app.set_version_flag("-V,--version", std::string("wvad ") + WVAD_VERSION);
   app.require_subcommand(1);
+  app.allow_windows_style_options(false);  // "/talk.wav" is a path there too
   app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
   app.footer(ExitCodesHelp());
   // Flags may come any number of times, as people with aliases expect; what holds a value is looked at below.

@@ -88,7 +88,7 @@ void ReadWaveFormat(ByteSource& bytes, uint64_t at, Stretch* stretch) {
   const int format = static_cast<int>(tag == kExtensible ? Little(chunk.data() + 24, 2) : tag);
   stretch->channels = static_cast<int>(Little(chunk.data() + 2, 2));
   stretch->rate_hz = static_cast<int>(Little(chunk.data() + 4, 4));
-  const size_t block = Little(chunk.data() + 12, 2);
+  const auto block = static_cast<size_t>(Little(chunk.data() + 12, 2));
   if (stretch->channels > 0) stretch->form = RawFormOfWave(format, block / static_cast<size_t>(stretch->channels));
 }
 

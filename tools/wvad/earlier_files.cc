@@ -27,7 +27,7 @@ class Names {
     const std::string text = name.get<std::string>();
     int64_t number = 0;
     std::string ending;
-    const bool ours = text.find('/') == std::string::npos && folder_.IsNumbered(input_, text, &number, &ending);
+    const bool ours = text.find_first_of(kSeparators) == std::string::npos && folder_.IsNumbered(input_, text, &number, &ending);
     if (ours && seen_.insert(text).second) names_.push_back(text);
   }
   void AddRow(const Json& row) {

@@ -14,7 +14,6 @@
 
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
-#include "wvad/path_from_anywhere.h"
 #include "wvad/system.h"
 #include "wvad/temporary_file.h"
 
@@ -82,7 +81,7 @@ void WriteConfiguration(const std::string& file, const std::string& model_folder
                         const std::string& more) {
   std::ofstream out(PathOf(file), std::ios::binary);
   out << "[vad]\n"
-      << "wvad_param_model_path = " << PathFromAnywhere(model_folder) << "/\n"
+      << "wvad_param_model_path = " << PathFromProgram(model_folder) << "/\n"
       << "wvad_param_model_name = model\n";
   for (const auto& [name, value] : configuration) out << name << " = " << value << '\n';
   out << '\n' << more << '\n';
@@ -105,7 +104,7 @@ Engine::Engine(const std::string& model, const ParameterList& configuration, con
   std::error_code error;
   const std::filesystem::path target = std::filesystem::absolute(PathOf(model), error);
   if (error) throw Failure(ExitCode::kBadModel, model + ": the current folder is gone; give the model's whole path");
-  std::filesystem::create_symlink(target, PathOf(folder.path() + "/model"), error);
+  error = PlaceFile(NameOf(target), folder.path() + "/model");
   if (error) throw Failure(ExitCode::kOutput, folder.path() + "/model: " + error.message());
   WriteConfiguration(folder.path() + "/w_tseg.cfg", folder.path(), configuration, more);
 

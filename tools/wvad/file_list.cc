@@ -21,7 +21,7 @@ bool EndsWith(const std::string& text, std::string_view end) {
 
 bool MatchesOne(const std::vector<std::string>& patterns, const std::string& below, const std::string& name) {
   return std::any_of(patterns.begin(), patterns.end(), [&](const std::string& pattern) {
-    return MatchesPattern(pattern, pattern.find('/') != std::string::npos ? below : name);
+    return MatchesPattern(pattern, pattern.find_first_of(kSeparators) != std::string::npos ? below : name);
   });
 }
 
@@ -68,7 +68,7 @@ void Add(const FileListOptions& options, const std::string& name, FileList* list
     return;
   }
   const auto before = static_cast<std::ptrdiff_t>(list->files.size());
-  Walk(options, list).Into(EndsWith(name, "/") ? name : name + "/", "");
+  Walk(options, list).Into(IsSeparator(name.back()) ? name : name + "/", "");
   std::sort(list->files.begin() + before, list->files.end());
 }
 
@@ -80,7 +80,7 @@ void TakeOutRepeated(FileList* list) {
   for (std::string& name : list->files) {
     const FileLook look = name == "-" ? FileLook() : LookAt(name);
     std::error_code error;
-    const std::string place = NameOf(std::filesystem::absolute(PathOf(name), error).lexically_normal());
+    const std::string place = FoldedName(NameOf(std::filesystem::absolute(PathOf(name), error).lexically_normal()));
     // ".." behind a link leads elsewhere than its spelling says.
     const bool repeated = look.kind == FileKind::kFile && !places.emplace(place, look).second && places[place].Same(look);
     (repeated ? list->again : once).push_back(std::move(name));
@@ -94,9 +94,10 @@ std::vector<std::string> NamesOfList(const FileListOptions& options) {
   for (const char c : ReadWhole(options.list)) {
     if (c != end) {
       names.back() += c;
-    } else if (!names.back().empty()) {
-      names.emplace_back();
+      continue;
     }
+    if (!kNamesMayHoldReturns && !options.zero_ends && names.back().ends_with('\r')) names.back().pop_back();
+    if (!names.back().empty()) names.emplace_back();
   }
   if (names.back().empty()) names.pop_back();
   return names;
@@ -118,7 +119,9 @@ void AddList(const FileListOptions& options, FileList* list) {
 FileList ListFiles(const FileListOptions& options) {
   if (options.names.empty() && options.list.empty()) throw Failure(ExitCode::kUsage, "FILE is required, or --files-from (see --help)");
   FileList list;
-  for (const std::string& name : options.names) Add(options, name, &list);
+  for (const std::string& argument : options.names) {
+    for (const std::string& name : NamesOf(argument)) Add(options, name, &list);
+  }
   if (!options.list.empty()) AddList(options, &list);
   TakeOutRepeated(&list);
   return list;

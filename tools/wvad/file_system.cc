@@ -29,6 +29,8 @@ std::filesystem::path PathOf(const std::string& name) { return name; }
 
 std::string NameOf(const std::filesystem::path& path) { return path.string(); }
 
+std::string SlashedNameOf(const std::filesystem::path& path) { return path.string(); }
+
 FileLook LookAt(const std::string& path) {
   struct stat found {};
   if (stat(path.c_str(), &found) == 0) return LookOf(found);
@@ -58,6 +60,10 @@ bool IsNewer(const std::string& path, const std::string& than) {
 bool MatchesPattern(const std::string& pattern, const std::string& text) {
   return fnmatch(pattern.c_str(), text.c_str(), FNM_PATHNAME | FNM_PERIOD) == 0;
 }
+
+std::vector<std::string> NamesOf(const std::string& argument) { return {argument}; }
+
+std::string FoldedName(const std::string& path) { return path; }
 
 std::optional<int> DescriptorNamed(const std::string& path) {
   if (path == "/dev/stdout") return STDOUT_FILENO;

@@ -14,11 +14,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace TSEG::tool {
 
 std::filesystem::path PathOf(const std::string& name);
 std::string NameOf(const std::filesystem::path& path);
+// The same with slashes between folders, whatever divides them in names of the system.
+std::string SlashedNameOf(const std::filesystem::path& path);
 
 enum class FileKind { kNone, kFile, kFolder, kSpecial, kDanglingLink };
 
@@ -41,6 +44,18 @@ bool IsNewer(const std::string& path, const std::string& than);
 
 // Whether `text` matches the shell's `pattern` (*, ?, [a-z]); * does not match a slash, nor a dot at the begin of a name.
 bool MatchesPattern(const std::string& pattern, const std::string& text);
+
+// What a name of the command line stands for: itself, or, where shells leave patterns (*, ?) to programs, the names that match it, sorted;
+// itself too where none does.
+std::vector<std::string> NamesOf(const std::string& argument);
+
+// What divides folders in paths. Found names may be compared by FoldedName alone: two names of one file are equal in it where the file
+// system takes letters of either case for one; elsewhere it is the name.
+inline constexpr const char* kSeparators = std::filesystem::path::preferred_separator == '/' ? "/" : "/\\";
+inline bool IsSeparator(char c) { return c == '/' || c == static_cast<char>(std::filesystem::path::preferred_separator); }
+std::string FoldedName(const std::string& path);
+// Whether a name can end with a return, or that belongs to the end of a line in a list of names.
+inline constexpr bool kNamesMayHoldReturns = std::filesystem::path::preferred_separator == '/';
 
 // The descriptor of this process that a path such as /dev/stdout, /dev/fd/3 or /proc/self/fd/3 means; none for any other path.
 std::optional<int> DescriptorNamed(const std::string& path);

@@ -8,11 +8,13 @@
 #include <string>
 #include <string_view>
 
+#include "wvad/file_system.h"
+
 namespace TSEG::tool {
 
 // Whether the last part of `path` is a name and behind it `ending`, such as ".csv", in letters of either case.
 inline bool HasEnding(std::string_view path, std::string_view ending) {
-  const std::string_view name = path.substr(path.rfind('/') + 1);
+  const std::string_view name = path.substr(path.find_last_of(kSeparators) + 1);
   if (ending.empty() || name.size() <= ending.size()) return false;
   const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
   const std::string_view tail = name.substr(name.size() - ending.size());

@@ -5,6 +5,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "wvad/command_line.h"
 #include "wvad/failure.h"
@@ -17,7 +18,11 @@ int main(int argc, char** argv) {
   TSEG::tool::IgnoreSignalsOfWriting();
   ExitCode code = ExitCode::kInternal;
   try {
-    code = TSEG::tool::RunCommandLine(argc, argv);
+    std::vector<std::string> arguments = TSEG::tool::Arguments(argc, argv);
+    std::vector<char*> words;
+    for (std::string& argument : arguments) words.push_back(argument.data());
+    words.push_back(nullptr);
+    code = TSEG::tool::RunCommandLine(static_cast<int>(arguments.size()), words.data());
   } catch (const TSEG::tool::NobodyReads& failure) {
     code = failure.code();
   } catch (const TSEG::tool::Failure& failure) {

@@ -15,8 +15,9 @@ bool IsSet(const char* value) { return value != nullptr && value[0] != '\0'; }
 bool Is(const char* value, std::string_view wanted) { return value != nullptr && wanted == value; }
 
 bool Coloured() {
-  static const bool coloured = WantsColours(
-      {std::getenv("NO_COLOR"), std::getenv("CLICOLOR"), std::getenv("CLICOLOR_FORCE"), std::getenv("TERM")}, IsTerminal(kStandardError));
+  static const std::string kind = TerminalKind();
+  static const bool coloured = WantsColours({std::getenv("NO_COLOR"), std::getenv("CLICOLOR"), std::getenv("CLICOLOR_FORCE"), kind.c_str()},
+                                            IsTerminal(kStandardError));
   return coloured;
 }
 
@@ -42,8 +43,8 @@ bool WantsColours(const ColourWishes& wishes, bool is_terminal) {
 }
 
 bool HasLivingTerminal() {
-  const char* term = std::getenv("TERM");
-  return IsTerminal(kStandardError) && IsSet(term) && !Is(term, "dumb");
+  const std::string kind = TerminalKind();
+  return IsTerminal(kStandardError) && !kind.empty() && kind != "dumb";
 }
 
 }  // namespace TSEG::tool

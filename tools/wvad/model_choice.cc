@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 #include "wvad/input.h"
 #include "wvad/model_finder.h"
 
@@ -21,11 +22,11 @@ int RateOfSettings(const std::vector<std::string>& settings) {
   return rate_hz;
 }
 
-std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
+std::string FolderOf(const std::string& path) { return path.substr(0, path.find_last_of(kSeparators)); }
 
 // Whether `model` is a bare name that has a form for 8000 Hz.
 bool HasNarrowForm(const std::string& model, const std::string& models_dir) {
-  if (model.find('/') != std::string::npos || model.ends_with(".bin") || model.ends_with(kNarrowEnding)) return false;
+  if (model.find_first_of(kSeparators) != std::string::npos || model.ends_with(".bin") || model.ends_with(kNarrowEnding)) return false;
   try {
     return FolderOf(FindModel(model + kNarrowEnding, models_dir)) == FolderOf(FindModel(model, models_dir));
   } catch (const Failure&) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/model_finder.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -22,7 +21,7 @@ bool IsFile(const std::string& path) {
 
 std::vector<std::string> ModelFolders(const std::string& models_dir) {
   if (!models_dir.empty()) return {models_dir};
-  if (const char* wanted = std::getenv("WVAD_MODELS_DIR"); wanted != nullptr && wanted[0] != '\0') return {wanted};
+  if (const std::string wanted = Variable("WVAD_MODELS_DIR"); !wanted.empty()) return {wanted};
   const std::string program = ProgramFolder();
   if (program.empty()) return {};
   std::vector<std::string> folders;
@@ -36,7 +35,7 @@ std::vector<std::string> ModelFolders(const std::string& models_dir) {
 }
 
 std::string FindModel(const std::string& model, const std::string& models_dir) {
-  if (model.find('/') != std::string::npos) {
+  if (model.find_first_of(kSeparators) != std::string::npos) {
     if (IsFile(model)) return model;
     throw Failure(ExitCode::kBadModel, model + ": there is no such model file");
   }

@@ -6,9 +6,13 @@
 // for good unless it may be replaced.
 //
 // A link stays a link: what it points to is replaced. The file that replaces another has its permissions.
+//
+// On Windows the part goes with the process that writes it, whatever ends that; a link is replaced itself, and a file has the permissions
+// of its folder.
 #ifndef WVAD_WVAD_NEW_FILE_H_
 #define WVAD_WVAD_NEW_FILE_H_
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,7 +37,7 @@ class NewFile {
 
   // All three throw Failure(kOutput), naming the file and the reason (disk full, ...). WriteAt overwrites what has been written.
   void Write(std::string_view bytes);
-  void WriteAt(long offset, std::string_view bytes);
+  void WriteAt(int64_t offset, std::string_view bytes);
   // The file appears, once its bytes are on the disk. Fails where one of its name has appeared meanwhile and may not be replaced.
   void Publish();
 

@@ -34,7 +34,7 @@ OutputFolder::OutputFolder(const FolderOptions& options, const std::vector<std::
   if (options_.folder.empty()) options_.folder = ".";
   if (!options_.prefix.empty()) {
     if (inputs.size() > 1) throw Failure(ExitCode::kUsage, "--prefix is for a single recording");
-    if (options_.prefix.find('/') != std::string::npos) {
+    if (options_.prefix.find_first_of(kSeparators) != std::string::npos) {
       throw Failure(ExitCode::kUsage,
                     "--prefix " + options_.prefix + ": a name without folders is expected; choose the folder with --directory");
     }
@@ -61,13 +61,13 @@ void OutputFolder::CheckFree(const std::string& path) const {
 void OutputFolder::CheckNames(const std::vector<std::string>& inputs) const {
   std::map<std::string, std::string> taken;  // by which recording
   for (const std::string& name : suffixes_.of_run) {
-    taken.emplace(PathOfRun(name), "the whole run");
+    taken.emplace(FoldedName(PathOfRun(name)), "the whole run");
     CheckFree(PathOfRun(name));
   }
   for (const std::string& input : inputs) {
     for (const std::string& name : FilesOf(input)) {
       const std::string path = Path(input, name);
-      const auto [row, fresh] = taken.emplace(path, input);
+      const auto [row, fresh] = taken.emplace(FoldedName(path), input);
       if (!fresh) {
         throw Failure(ExitCode::kUsage, input + ": its files would be called as those of " + row->second +
                                             "; work on them one at a time, into different folders" +

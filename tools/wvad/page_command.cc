@@ -14,6 +14,7 @@
 #include "wvad/output_options.h"
 #include "wvad/page_document.h"
 #include "wvad/progress.h"
+#include "wvad/recording_name.h"
 #include "wvad/recording_note.h"
 #include "wvad/system.h"
 
@@ -26,13 +27,12 @@ std::string LinkTo(const std::string& recording, const std::string& page) {
   namespace fs = std::filesystem;
   std::error_code error;
   const fs::path target = fs::absolute(PathOf(recording), error).lexically_normal();
-  std::string path = NameOf(target);
-  if (LookAt(page).kind != FileKind::kSpecial && page != "-") {
-    path = NameOf(target.lexically_proximate(fs::absolute(PathOf(page), error).lexically_normal().parent_path()));
-  }
+  if (LookAt(page).kind == FileKind::kSpecial || page == "-") return FileUrl(recording);
+  const fs::path way = target.lexically_proximate(fs::absolute(PathOf(page), error).lexically_normal().parent_path());
+  if (way.is_absolute()) return FileUrl(recording);  // on another drive
   constexpr std::string_view kPlain = "-._~/ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
   std::string url;
-  for (const char c : path) {
+  for (const char c : SlashedNameOf(way)) {
     const unsigned code = static_cast<unsigned char>(c);
     if (kPlain.find(c) != std::string_view::npos) {
       url += c;
@@ -40,7 +40,7 @@ std::string LinkTo(const std::string& recording, const std::string& page) {
       url += {'%', "0123456789ABCDEF"[code >> 4], "0123456789ABCDEF"[code & 15]};
     }
   }
-  return path.starts_with('/') ? "file://" + url : url;
+  return url;
 }
 
 void CheckUsage(const PageOptions& options) {

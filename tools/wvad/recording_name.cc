@@ -62,8 +62,11 @@ std::string FileUrl(const std::string& name) {
   constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
   constexpr const char* kDigits = "0123456789ABCDEF";
   if (IsAddress(name)) return name;
-  std::string url = "file://";
-  for (const char c : AbsolutePath(name)) {
+  const std::filesystem::path path = PathOf(AbsolutePath(name));
+  // A drive ("C:") stands behind a slash, a computer ("//name") in the place of the empty host.
+  const std::string drive = SlashedNameOf(path.root_name());
+  std::string url = drive.empty() ? "file://" : drive.starts_with("//") ? "file:" + drive : "file:///" + drive;
+  for (const char c : SlashedNameOf(path).substr(drive.size())) {
     const auto byte = static_cast<unsigned char>(c);
     if (kPlain.find(c) != std::string_view::npos) {
       url += c;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "wvad/file_system.h"
 #include "wvad/folder_report.h"
 #include "wvad/forms/forms.h"
 #include "wvad/forms/printf.h"
@@ -14,7 +15,7 @@ namespace TSEG::tool {
 namespace {
 
 bool IntoFolder(const SegmentOptions& options) {
-  return options.formats.size() > 1 || (!options.output.empty() && options.output.back() == '/');
+  return options.formats.size() > 1 || (!options.output.empty() && IsSeparator(options.output.back()));
 }
 
 // Several forms go into a folder, which is hardly meant to be called like a file.

@@ -26,7 +26,7 @@ using Json = nlohmann::ordered_json;
 // any other. Throws Failure(kOutput) where it came about in another way than `ways`.
 std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::string& input, const std::string& path,
                                     const std::vector<std::string>& ways) {
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(PathOf(path), std::ios::binary);
   const Json index = Json::parse(in, nullptr, false);
   if (!index.is_object() || !index.contains("source")) return std::nullopt;
   // One that broke off counts, too: its files would be replaced by others.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <numeric>
 
 namespace TSEG::tool {
@@ -22,7 +23,7 @@ std::vector<float> Slice(const std::vector<float>& powers, int64_t begin, int64_
   const int64_t size = static_cast<int64_t>(powers.size());
   begin = std::clamp<int64_t>(begin, 0, size);
   end = std::clamp<int64_t>(end, begin, size);
-  return {powers.begin() + begin, powers.begin() + end};
+  return {powers.begin() + static_cast<std::ptrdiff_t>(begin), powers.begin() + static_cast<std::ptrdiff_t>(end)};
 }
 
 // The power of the noise around sentence `i`.

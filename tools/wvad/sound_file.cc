@@ -94,7 +94,7 @@ struct SoundFile::Impl {
     const std::string_view bytes(static_cast<const char*>(data), static_cast<size_t>(count));
     try {
       const size_t known = static_cast<size_t>(std::clamp<sf_count_t>(self.length - self.at, 0, count));
-      if (known > 0) self.file.WriteAt(static_cast<long>(self.at), bytes.substr(0, known));
+      if (known > 0) self.file.WriteAt(self.at, bytes.substr(0, known));
       if (known < bytes.size()) self.file.Write(bytes.substr(known));
     } catch (const Failure& failure) {
       self.failure = failure;

@@ -17,9 +17,9 @@
 #include <cstring>
 #include <filesystem>
 #include <system_error>
-#include <vector>
 
 #include "wvad/failure.h"
+#include "wvad/path_from_anywhere.h"
 #include "wvad/quiet_errors.h"
 #include "wvad/temporary_file.h"
 
@@ -53,6 +53,15 @@ void OnInterrupt(int signal_number) {
 
 }  // namespace
 
+std::vector<std::string> Arguments(int argc, char** argv) { return {argv, argv + argc}; }
+
+std::string Variable(const char* name) {
+  const char* value = getenv(name);
+  return value != nullptr ? value : "";
+}
+
+bool DateOf(std::time_t seconds, std::tm* date) { return gmtime_r(&seconds, date) != nullptr; }
+
 bool IsTerminal(int descriptor) { return isatty(descriptor) == 1; }
 
 int TerminalWidth() {
@@ -67,6 +76,16 @@ int TextWidth() {
   winsize size{};
   if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
   return TerminalWidth();
+}
+
+std::string TerminalKind() { return Variable("TERM"); }
+
+std::string PathFromProgram(const std::string& absolute) { return PathFromAnywhere(absolute); }
+
+std::error_code PlaceFile(const std::string& file, const std::string& place) {
+  std::error_code error;
+  std::filesystem::create_symlink(file, place, error);
+  return error;
 }
 
 std::string ProgramFolder() {
@@ -174,18 +193,23 @@ PrivateFolder::~PrivateFolder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-CurrentFolder::CurrentFolder(const std::string& folder) : way_back_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
-  if (chdir(folder.c_str()) != 0) {
-    if (way_back_ >= 0) close(way_back_);
-    throw Failure(ExitCode::kOutput, "cannot enter " + folder);
+struct CurrentFolder::WayBack {
+  WayBack() : descriptor(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+  ~WayBack() {
+    if (descriptor >= 0) close(descriptor);
   }
+  WayBack(const WayBack&) = delete;
+  WayBack& operator=(const WayBack&) = delete;
+  int descriptor;
+};
+
+CurrentFolder::CurrentFolder(const std::string& folder) : way_back_(std::make_unique<WayBack>()) {
+  if (chdir(folder.c_str()) != 0) throw Failure(ExitCode::kOutput, "cannot enter " + folder);
 }
 
 CurrentFolder::~CurrentFolder() {
-  if (way_back_ < 0 || fchdir(way_back_) != 0) {
-    if (chdir("/") != 0) std::perror("wvad: cannot leave the temporary folder");
-  }
-  if (way_back_ >= 0) close(way_back_);
+  if (way_back_->descriptor >= 0 && fchdir(way_back_->descriptor) == 0) return;
+  if (chdir("/") != 0) std::perror("wvad: cannot leave the temporary folder");
 }
 
 OutputToError::OutputToError() {

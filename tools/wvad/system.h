@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the program asks of the operating system beyond the C++ library: terminals, its own path, signals, private folders, the current
-// folder. System calls stand behind this header and file_system.h alone.
+// What the program asks of the operating system beyond the C++ library: its arguments, terminals, its own path, signals, private folders,
+// the current folder. System calls stand behind this header, file_system.h, new_file.h and temporary_file.h alone: in system.cc,
+// file_system.cc, new_part.cc and temporary_file.cc for POSIX, in windows/ for Windows.
 #ifndef WVAD_WVAD_SYSTEM_H_
 #define WVAD_WVAD_SYSTEM_H_
 
+#include <ctime>
 #include <functional>
+#include <memory>
 #include <string>
+#include <system_error>
+#include <vector>
 
 namespace TSEG::tool {
 
@@ -14,15 +19,33 @@ constexpr int kStandardInput = 0;
 constexpr int kStandardOutput = 1;
 constexpr int kStandardError = 2;
 
+// What the program was called with, in UTF-8 where the system knows names as characters, and else in its bytes.
+std::vector<std::string> Arguments(int argc, char** argv);
+// The environment's variable `name` in the same way; empty where there is none.
+std::string Variable(const char* name);
+
+// The date of a time in UTC; false for one that has none.
+bool DateOf(std::time_t seconds, std::tm* date);
+
 bool IsTerminal(int descriptor);
 // Columns of the terminal on standard error, 80 if it does not say.
 int TerminalWidth();
 // Columns for text that people read: what COLUMNS says, else those of the terminal on standard output or error, else 80.
 int TextWidth();
+// What kind of terminal there is, as TERM says or the console itself; empty where nothing is known, "dumb" for one without escape
+// sequences.
+std::string TerminalKind();
 // The folder of the running program, without a trailing separator; empty if the system does not tell.
 std::string ProgramFolder();
+// The absolute path of a file by a way from the program's folder.
+std::string PathFromProgram(const std::string& absolute);
+// Lets `file`, an absolute path, be read under the free name `place` too: by a link, or by a copy where users may make no links.
+std::error_code PlaceFile(const std::string& file, const std::string& place);
+// A file to write and read that has no name or loses it at the end; null with errno where none can be made.
+std::FILE* NewTemporaryFile();
+bool SeekTo(std::FILE* file, uint64_t offset);
 // Puts something under each of the three standard descriptors that was closed, so that no file of the program's comes to lie there: reading
-// or writing there goes on failing.
+// or writing there goes on failing. Before anything else is done: it makes a console ready too.
 void HoldStandardDescriptors();
 // A broken pipe on output, or a file that may not grow further, shall be an error code of the write, not the end of the process.
 void IgnoreSignalsOfWriting();
@@ -58,7 +81,8 @@ bool EndsWell(const std::function<void()>& act);
 // Whether this process may open `count` more files at once.
 bool CanOpen(int count);
 
-// A folder that only this user can look into, removed with its contents at the end. Throws Failure if there is no place for one.
+// A folder that only this user can look into (on Windows: in a place that is this user's), removed with its contents at the end. Throws
+// Failure if there is no place for one.
 class PrivateFolder {
  public:
   PrivateFolder();
@@ -82,7 +106,8 @@ class CurrentFolder {
   CurrentFolder& operator=(const CurrentFolder&) = delete;
 
  private:
-  int way_back_;
+  struct WayBack;
+  std::unique_ptr<WayBack> way_back_;
 };
 
 // While it lives, what the process writes to standard output goes to standard error: results alone belong on standard output.

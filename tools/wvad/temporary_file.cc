@@ -25,6 +25,8 @@ int OpenNameless(const std::string& folder) {
 
 }  // namespace
 
+const char* const kOtherFolderForTemporary = "; set TMPDIR to a folder with room";
+
 TemporaryFile::TemporaryFile(const std::string& who) : who_(who) {
   const char* wanted = getenv("TMPDIR");
   if (wanted != nullptr && wanted[0] != '\0') {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Bytes that come only once and are wanted again, in a file without a name in the folder for temporary ones: that of TMPDIR where one can
-// be made there, else /tmp. It is gone with the object, and with the process however that ends.
+// be made there, else /tmp; on Windows that of TMP. It is gone with the object, and with the process however that ends.
 #ifndef WVAD_WVAD_TEMPORARY_FILE_H_
 #define WVAD_WVAD_TEMPORARY_FILE_H_
 
@@ -34,7 +34,7 @@ class TemporaryFile {
 };
 
 // What is said behind the reason wherever a temporary file or folder is in want of room or rights.
-constexpr const char* kOtherFolderForTemporary = "; set TMPDIR to a folder with room";
+extern const char* const kOtherFolderForTemporary;
 
 }  // namespace TSEG::tool
 

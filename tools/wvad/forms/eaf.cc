@@ -14,6 +14,7 @@
 #include "wvad/provenance.h"
 #include "wvad/recording_name.h"
 #include "wvad/report_json.h"
+#include "wvad/system.h"
 
 namespace TSEG::tool {
 namespace {
@@ -24,7 +25,7 @@ std::string DateText() {
   if (const char* fixed = std::getenv("SOURCE_DATE_EPOCH")) seconds = static_cast<std::time_t>(std::atoll(fixed));
   std::tm date{};
   char text[64] = "";
-  if (gmtime_r(&seconds, &date) != nullptr) std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &date);
+  if (DateOf(seconds, &date)) std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &date);
   return text;
 }
 

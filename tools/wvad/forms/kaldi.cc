@@ -76,7 +76,8 @@ std::string ForShell(const std::string& path) {
 // `channel` from 1, 0 for the mean of all.
 std::string Source(const HeardRecording& recording, int channel) {
   const std::string path = AbsolutePath(recording.name);
-  const bool plain = path[0] == '/' && PathOf(path).extension() == ".wav" && recording.end.recording.channels <= 1;
+  const std::filesystem::path path_of = PathOf(path);
+  const bool plain = path_of.is_absolute() && path_of.extension() == ".wav" && recording.end.recording.channels <= 1;
   if (plain) return path;
   const std::string one = channel > 0 ? "-af 'pan=mono|c0=c" + std::to_string(channel - 1) + "'" : "-ac 1";
   return "ffmpeg -nostdin -v error -i " + ForShell(path) + " " + one + " -f wav - |";
