@@ -7,6 +7,7 @@
 #                                               debian   for the Debian of this machine, looked through by lintian
 #                                               wheel    for Python, with the transform of this tree, so that it is not under the GPL
 #                                               npm      for JavaScript
+#                                               windows  a zip for 64-bit Windows and one for 32-bit Windows
 #   scripts/make_packages.sh --twice [KIND...]  makes them a second time, in another folder and without the compiler's cache, and compares:
 #                                               nothing may differ
 #
@@ -29,7 +30,7 @@ export_sources() {
   rm -rf "$1"
   mkdir -p "$1"
   git archive HEAD | tar -x -C "$1"
-  for unpacked in build-soxr-source; do
+  for unpacked in build-soxr-source build-windows-sysroot; do
     [ ! -d "$unpacked" ] || ln -s "$root/$unpacked" "$1/$unpacked"
   done
 }
@@ -66,6 +67,21 @@ make_npm() {
   npm pack ./js --pack-destination "$1"
 }
 
+# windows_zip OUT BITS PROCESSOR
+windows_zip() {
+  name=wvad-$version-windows-$3
+  cmake --preset "win$2" -DWVAD_BUILD_TESTS=OFF
+  cmake --build "build-win$2" -j "$jobs" --target wvad wvad-stream wvad_models wvad_program
+  cmake --install "build-win$2" --strip --prefix "$PWD/stage/$name"
+  find stage -exec touch -h -d "@$SOURCE_DATE_EPOCH" {} +
+  (cd stage && find "$name" | sort | zip -q -9 -X -@ "$1/$name.zip")
+}
+
+make_windows() {
+  windows_zip "$1" 64 x86_64
+  windows_zip "$1" 32 i686
+}
+
 # prepare KIND: what making it takes of this system.
 prepare() {
   case "$1" in
@@ -76,6 +92,13 @@ prepare() {
       command -v npm >/dev/null || ensure_packages npm
       scripts/soxr_source.sh build-soxr-source
       ;;
+    windows)
+      ensure_packages $build_packages $windows_packages zip
+      for triplet in x86_64-w64-mingw32 i686-w64-mingw32; do
+        WVAD_JOBS=$jobs scripts/windows_sysroot.sh "build-windows-sysroot/$triplet" "$triplet"
+        WVAD_JOBS=$jobs scripts/windows_decoders.sh "build-windows-sysroot/$triplet" "$triplet"
+      done
+      ;;
   esac
 }
 
@@ -85,6 +108,7 @@ files_of() {
     debian) echo '*.deb' ;;
     wheel) echo 'wvad-*.whl' ;;
     npm) echo 'wvad-*.tgz' ;;
+    windows) echo 'wvad-*-windows-*.zip' ;;
   esac
 }
 
@@ -117,14 +141,14 @@ kinds=""
 for argument in "$@"; do
   case "$argument" in
     --twice) twice=yes ;;
-    debian | wheel | npm) kinds="$kinds $argument" ;;
+    debian | wheel | npm | windows) kinds="$kinds $argument" ;;
     *)
-      echo "usage: $0 [--twice] [debian] [wheel] [npm]" >&2
+      echo "usage: $0 [--twice] [debian] [wheel] [npm] [windows]" >&2
       exit 2
       ;;
   esac
 done
-[ -n "$kinds" ] || kinds="debian wheel npm"
+[ -n "$kinds" ] || kinds="debian wheel npm windows"
 
 for kind in $kinds; do prepare "$kind"; done
 make_all "$root/build-packages" "$root/dist" $kinds

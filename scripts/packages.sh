@@ -9,6 +9,7 @@ test_packages="libgtest-dev libgmock-dev libbenchmark-dev ccache python3 binutil
   libxml2-utils praat sctk zsh fish python3-numpy python3-pip python3-setuptools python3-venv python3-wheel patchelf mypy
   python3-distributed
   gstreamer1.0-plugins-base gstreamer1.0-tools"
+windows_packages="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine wine64 googletest dpkg-dev python3 ccache"
 js_packages="emscripten nodejs esbuild node-typescript ccache"
 arm64_packages="g++-aarch64-linux-gnu qemu-user python3 ccache"
 

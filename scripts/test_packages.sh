@@ -8,6 +8,7 @@
 #   debian   a fresh Debian: installed, used as debian/tests says, removed without a trace
 #   wheel    a fresh Debian that has Python and NumPy
 #   npm      an empty folder, with this machine's Node.js
+#   windows  a folder for each width: the program, and a client compiled against it, by Wine
 #
 # All of them are tried where none is named. --write puts sizes and times into the table of PAGE (docs/platforms.md).
 # Needs root (a fresh system is a folder that it changes its root to) and the network, for the packages of that system.
@@ -165,22 +166,44 @@ test_npm() {
   rm -r "$folder"
 }
 
+test_windows() {
+  ensure_packages $windows_packages unzip zip
+  for processor in i686 x86_64; do
+    folder=$work/unpacked/wvad-$version-windows-$processor
+    unzip -q "dist/wvad-$version-windows-$processor.zip" -d "$work/unpacked"
+    for paper in README.txt LICENSE NOTICE doc/licences/libsndfile.txt doc/licences/mpg123.txt doc/licences/nettle.txt doc/licences/gcc.txt; do
+      [ -s "$folder/$paper" ] || say_failed "windows: there is no $paper"
+    done
+    names_no_folder "$folder"
+    [ $processor = x86_64 ] || scripts/wine32_root.sh build-windows-sysroot/wine32-root
+    # A client for Windows lies beside its DLLs.
+    "$processor-w64-mingw32-gcc-posix" -std=c11 -I"$folder/include" tests/packages/heard.c -o "$folder/bin/heard.exe" -L"$folder/lib" -lwvad-stream
+    scripts/wine_run.sh "$folder/bin/heard.exe" "Z:$phrases" | tr -d '\r' >"$work/$processor.sentences"
+    is_right "windows $processor" "$work/$processor.sentences"
+    scripts/wine_run.sh "$folder/bin/wvad.exe" segment -q -f csv "Z:$root/examples/audio/jfk.flac" >"$work/$processor.csv"
+    [ "$(grep -c '^[^#]' "$work/$processor.csv")" -eq 5 ] || say_failed "windows $processor: the program does not find four sentences: $(cat "$work/$processor.csv")"
+    share "Z:$reading" scripts/wine_run.sh "$folder/bin/heard.exe"
+    [ $processor = x86_64 ] && bits=64 || bits=32
+    row "Windows, $bits bits, Wine" "dist/wvad-$version-windows-$processor.zip"
+  done
+}
+
 kinds=""
 while [ $# -gt 0 ]; do
   case "$1" in
-    debian | wheel | npm) kinds="$kinds $1" ;;
+    debian | wheel | npm | windows) kinds="$kinds $1" ;;
     --write)
       page=$2
       shift
       ;;
     *)
-      echo "usage: $0 [debian] [wheel] [npm] [--write PAGE]" >&2
+      echo "usage: $0 [debian] [wheel] [npm] [windows] [--write PAGE]" >&2
       exit 2
       ;;
   esac
   shift
 done
-[ -n "$kinds" ] || kinds="debian wheel npm"
+[ -n "$kinds" ] || kinds="debian wheel npm windows"
 [ "$(id -u)" -eq 0 ] || say_failed "$0 has to be run as root"
 
 ensure_packages flac unzip python3
