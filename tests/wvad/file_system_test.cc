@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
+
 #include "support/temp_folder.h"
 #include "wvad/file_list.h"
 #include "wvad/recording_name.h"
@@ -30,6 +33,19 @@ TEST(FileSystem, FoldersAreWalkedAndNamesShortenedInBytes) {
   options.names = {folder.path()};
   EXPECT_THAT(ListFiles(options).files, ElementsAre(folder.path() + "/" + kOldName));
   EXPECT_EQ(RecordingId(file), "\374bung");
+}
+
+TEST(FileSystem, WhatWasWrittenLaterIsNewer) {
+  const testing_support::TempFolder folder;
+  const std::string first = folder.write("a", "");
+  const std::string second = folder.write("b", "");
+  const auto time = std::filesystem::last_write_time(first);
+  std::filesystem::last_write_time(second, time + std::chrono::microseconds(1));
+  EXPECT_TRUE(IsNewer(second, first));
+  EXPECT_FALSE(IsNewer(first, second));
+  EXPECT_FALSE(IsNewer(first, first));
+  EXPECT_FALSE(IsNewer(second, folder.file("none")));
+  EXPECT_FALSE(IsNewer(second, folder.path()));
 }
 
 }  // namespace

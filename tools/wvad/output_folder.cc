@@ -85,8 +85,8 @@ OutputFolder::Pieces OutputFolder::PiecesThere(const std::vector<std::string>& i
   for (const std::string& input : inputs) by_stem[FolderOf(input)][Stem(input)] = &input;
   std::error_code ignored;
   for (const auto& [folder, stems] : by_stem) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored)) {
-      const std::string name = entry.path().filename().string();
+    for (const fs::directory_entry& entry : fs::directory_iterator(PathOf(folder), ignored)) {
+      const std::string name = NameOf(entry.path().filename());
       const auto stem = stems.find(name.substr(0, name.rfind('-')));
       int64_t number = 0;
       std::string ending;

@@ -41,9 +41,6 @@ std::string ProgramFolder();
 std::string PathFromProgram(const std::string& absolute);
 // Lets `file`, an absolute path, be read under the free name `place` too: by a link, or by a copy where users may make no links.
 std::error_code PlaceFile(const std::string& file, const std::string& place);
-// A file to write and read that has no name or loses it at the end; null with errno where none can be made.
-std::FILE* NewTemporaryFile();
-bool SeekTo(std::FILE* file, uint64_t offset);
 // Puts something under each of the three standard descriptors that was closed, so that no file of the program's comes to lie there: reading
 // or writing there goes on failing. Before anything else is done: it makes a console ready too.
 void HoldStandardDescriptors();

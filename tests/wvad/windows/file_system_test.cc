@@ -7,6 +7,7 @@
 #include <io.h>
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 
 #include "support/temp_folder.h"
@@ -38,6 +39,18 @@ TEST_F(FileSystem, LooksTellFilesFoldersAndDevicesApart) {
   EXPECT_EQ(SizeOf(folder_.path()), 0U);
   EXPECT_EQ(LookAt("NUL").kind, FileKind::kSpecial);
   EXPECT_EQ(LookAt(folder_.file("none")).kind, FileKind::kNone);
+}
+
+TEST_F(FileSystem, WhatWasWrittenLaterIsNewer) {
+  const std::string first = folder_.write("a", "");
+  const std::string second = folder_.write("b", "");
+  const auto time = std::filesystem::last_write_time(PathOf(first));
+  std::filesystem::last_write_time(PathOf(second), time + std::chrono::milliseconds(1));
+  EXPECT_TRUE(IsNewer(second, first));
+  EXPECT_FALSE(IsNewer(first, second));
+  EXPECT_FALSE(IsNewer(first, first));
+  EXPECT_FALSE(IsNewer(second, folder_.file("none")));
+  EXPECT_FALSE(IsNewer(second, folder_.path()));
 }
 
 TEST_F(FileSystem, OneFileByTwoSpellingsIsTheSame) {

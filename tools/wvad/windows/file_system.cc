@@ -47,6 +47,15 @@ uint64_t SizeOfHandle(HANDLE handle) {
   return ::GetFileType(handle) == FILE_TYPE_DISK && ::GetFileSizeEx(handle, &size) != 0 ? static_cast<uint64_t>(size.QuadPart) : 0;
 }
 
+// In units of 100 ns, of an ordinary file.
+std::optional<uint64_t> LastWritten(const std::string& path) {
+  const Handle handle = OpenToLook(path);
+  FILETIME time{};
+  if (!handle.ok() || LookOf(handle.get()).kind != FileKind::kFile) return std::nullopt;
+  if (::GetFileTime(handle.get(), nullptr, nullptr, &time) == 0) return std::nullopt;
+  return Joined(time.dwHighDateTime, time.dwLowDateTime);
+}
+
 int DescriptorOf(HANDLE handle, int flags) {
   if (handle == INVALID_HANDLE_VALUE) {
     errno = platform::LastErrorNumber();
@@ -103,6 +112,12 @@ FileLook LookAtDescriptor(int descriptor) {
 uint64_t SizeOf(const std::string& path) {
   const Handle handle = OpenToLook(path);
   return handle.ok() && LookOf(handle.get()).kind == FileKind::kFile ? SizeOfHandle(handle.get()) : 0;
+}
+
+bool IsNewer(const std::string& path, const std::string& than) {
+  const std::optional<uint64_t> one = LastWritten(path);
+  const std::optional<uint64_t> other = LastWritten(than);
+  return one && other && *one > *other;
 }
 
 std::optional<int> DescriptorNamed(const std::string& path) {
