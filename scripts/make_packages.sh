@@ -8,6 +8,7 @@
 #                                               wheel    for Python, with the transform of this tree, so that it is not under the GPL
 #                                               npm      for JavaScript
 #                                               windows  a zip for 64-bit Windows and one for 32-bit Windows
+#                                               arm64    a tar for Debian on ARM64, with the transform of this tree
 #   scripts/make_packages.sh --twice [KIND...]  makes them a second time, in another folder and without the compiler's cache, and compares:
 #                                               nothing may differ
 #
@@ -30,7 +31,7 @@ export_sources() {
   rm -rf "$1"
   mkdir -p "$1"
   git archive HEAD | tar -x -C "$1"
-  for unpacked in build-soxr-source build-windows-sysroot; do
+  for unpacked in build-soxr-source build-windows-sysroot build-arm64-sysroot; do
     [ ! -d "$unpacked" ] || ln -s "$root/$unpacked" "$1/$unpacked"
   done
 }
@@ -82,6 +83,23 @@ make_windows() {
   windows_zip "$1" 32 i686
 }
 
+make_arm64() {
+  no_paths
+  name=wvad-$version-debian12-arm64
+  cmake -S . -B build -G Ninja --toolchain cmake/arm64-linux.cmake -DCMAKE_BUILD_TYPE=Release -DWVAD_FFT=builtin -DWVAD_BUILD_TESTS=OFF \
+    -DWVAD_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_LIBDIR=lib
+  cmake --build build -j "$jobs"
+  cmake --install build --strip --prefix "$PWD/stage/$name"
+  papers=stage/$name/licences
+  mkdir "$papers"
+  cp LICENSE NOTICE "$papers"
+  cp scripts/arm64_licences.txt "$papers/README.txt"
+  for library in boost=libboost-dev CLI11=libcli11-dev nlohmann-json=nlohmann-json3-dev; do
+    cp "/usr/share/doc/${library#*=}/copyright" "$papers/${library%=*}.copyright"
+  done
+  tar -C stage --sort=name --mtime="@$SOURCE_DATE_EPOCH" --owner=0 --group=0 --numeric-owner --format=ustar -c "$name" | gzip -n -9 >"$1/$name.tar.gz"
+}
+
 # prepare KIND: what making it takes of this system.
 prepare() {
   case "$1" in
@@ -99,6 +117,10 @@ prepare() {
         WVAD_JOBS=$jobs scripts/windows_decoders.sh "build-windows-sysroot/$triplet" "$triplet"
       done
       ;;
+    arm64)
+      ensure_packages $build_packages $arm64_packages
+      scripts/arm64_sysroot.sh build-arm64-sysroot
+      ;;
   esac
 }
 
@@ -109,6 +131,7 @@ files_of() {
     wheel) echo 'wvad-*.whl' ;;
     npm) echo 'wvad-*.tgz' ;;
     windows) echo 'wvad-*-windows-*.zip' ;;
+    arm64) echo 'wvad-*-arm64.tar.gz' ;;
   esac
 }
 
@@ -141,14 +164,14 @@ kinds=""
 for argument in "$@"; do
   case "$argument" in
     --twice) twice=yes ;;
-    debian | wheel | npm | windows) kinds="$kinds $argument" ;;
+    debian | wheel | npm | windows | arm64) kinds="$kinds $argument" ;;
     *)
-      echo "usage: $0 [--twice] [debian] [wheel] [npm] [windows]" >&2
+      echo "usage: $0 [--twice] [debian] [wheel] [npm] [windows] [arm64]" >&2
       exit 2
       ;;
   esac
 done
-[ -n "$kinds" ] || kinds="debian wheel npm windows"
+[ -n "$kinds" ] || kinds="debian wheel npm windows arm64"
 
 for kind in $kinds; do prepare "$kind"; done
 make_all "$root/build-packages" "$root/dist" $kinds

@@ -9,6 +9,7 @@
 #   wheel    a fresh Debian that has Python and NumPy
 #   npm      an empty folder, with this machine's Node.js
 #   windows  a folder for each width: the program, and a client compiled against it, by Wine
+#   arm64    the libraries of a fresh Debian for ARM64, a client compiled against it and the program, by qemu-user
 #
 # All of them are tried where none is named. --write puts sizes and times into the table of PAGE (docs/platforms.md).
 # Needs root (a fresh system is a folder that it changes its root to) and the network, for the packages of that system.
@@ -188,22 +189,44 @@ test_windows() {
   done
 }
 
+test_arm64() {
+  ensure_packages $arm64_packages mmdebstrap pkg-config
+  folder=$work/unpacked/wvad-$version-debian12-arm64
+  tar -xzf dist/wvad-*-arm64.tar.gz -C "$work/unpacked"
+  for paper in README.txt LICENSE NOTICE boost.copyright CLI11.copyright nlohmann-json.copyright; do
+    [ -s "$folder/licences/$paper" ] || say_failed "arm64: there is no licences/$paper"
+  done
+  names_no_folder "$folder"
+  ! grep -rqi libfftw3 "$folder/lib" "$folder/bin" || say_failed "arm64: is linked with FFTW"
+  # Of that system only what the archive asks for: the lines of its README that begin with names of packages.
+  fresh_system extract arm64 $(sed -n 's/^  \(lib[^ ].*[^ ]\)   .*/\1/p' "$folder/licences/README.txt")
+  aarch64-linux-gnu-gcc -std=c11 tests/packages/heard.c -o "$work/heard" \
+    $(PKG_CONFIG_LIBDIR=$folder/lib/pkgconfig pkg-config --cflags --libs wvad-stream) -Wl,-rpath,"$folder/lib" \
+    -Wl,-rpath-link,"$fresh/usr/lib/aarch64-linux-gnu"
+  qemu-aarch64 -L "$fresh" "$work/heard" "$phrases" >"$work/arm64.sentences"
+  is_right arm64 "$work/arm64.sentences"
+  qemu-aarch64 -L "$fresh" "$folder/bin/wvad" segment -q -f csv "$root/examples/audio/jfk.flac" >"$work/arm64.csv"
+  [ "$(wc -l <"$work/arm64.csv")" -eq 5 ] || say_failed "arm64: the program does not find four sentences: $(cat "$work/arm64.csv")"
+  share "$reading" qemu-aarch64 -L "$fresh" "$work/heard"
+  row "ARM64, qemu-user" dist/wvad-*-arm64.tar.gz
+}
+
 kinds=""
 while [ $# -gt 0 ]; do
   case "$1" in
-    debian | wheel | npm | windows) kinds="$kinds $1" ;;
+    debian | wheel | npm | windows | arm64) kinds="$kinds $1" ;;
     --write)
       page=$2
       shift
       ;;
     *)
-      echo "usage: $0 [debian] [wheel] [npm] [windows] [--write PAGE]" >&2
+      echo "usage: $0 [debian] [wheel] [npm] [windows] [arm64] [--write PAGE]" >&2
       exit 2
       ;;
   esac
   shift
 done
-[ -n "$kinds" ] || kinds="debian wheel npm windows"
+[ -n "$kinds" ] || kinds="debian wheel npm windows arm64"
 [ "$(id -u)" -eq 0 ] || say_failed "$0 has to be run as root"
 
 ensure_packages flac unzip python3
