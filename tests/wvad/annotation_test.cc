@@ -109,6 +109,57 @@ TEST(Annotation, WhatCannotBeUnderstoodIsNamed) {
   EXPECT_EQ(Refusal([&] { Read("rttm", rows[0].second); }), "line 2: \"x\" is no time in seconds");
 }
 
+TEST(Annotation, BlanksRoundValuesAndOtherSpellingsOfUnitsAreTaken) {
+  for (const char* text :
+       {"file, begin, end\ntalk, 0.7, 2.2\n", "file,begin(ms),end [ms]\ntalk,700\t,2200 \n", "StartTime,EndTime\n0.7,2.2\n"}) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(Read("csv", text)["talk"].speech, (Spans{{700000, 2200000}}));
+  }
+}
+
+TEST(Annotation, ColumnsThatContradictEachOtherAreRefusedWithTheirLine) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"begin,end,begin\n1,2,1\n", "line 1: the heading names begin twice"},
+      {"begin,end,start\n1,2,1\n1.00,2,1.10\n", "line 3: begin and start contradict each other"},
+      {"begin,end,duration\n1,2,1\n1.00,3.00,1.00\n", "line 3: end and duration contradict each other"},
+      {"begin,end,end_ms\n1.0,2.0,2200\n", "line 2: end and end_ms contradict each other"},
+      {"note,begin,end\n\"a\nb\",1,2\nc,x,2\n", "line 4: \"x\" is no time in seconds"},
+      {"begin,end\n1,2\n1\n", "line 3: too few fields"},
+      {"begin,end\n2,1\n", "line 2: a segment ends before it begins"},
+  };
+  for (const auto& [text, words] : rows) EXPECT_EQ(Refusal([&, of = text] { Read("csv", of); }), words) << text;
+  // As far as their decimals go: 0.33 s and 1.0 s are 1.33 s, or 1.3 s.
+  EXPECT_EQ(Read("csv", "begin,end,duration\n0.33,1.3,1.0\n")["talk"].speech, (Spans{{330000, 1300000}}));
+}
+
+TEST(Annotation, ZeroByteInATimeIsShown) {
+  EXPECT_EQ(Refusal([&] { Read("csv", std::string("begin,end\n1\0,2\n", 15)); }), "line 2: \"1\\x00\" is no time in seconds");
+}
+
+TEST(Annotation, TextsBesideTablesInAFolderArePassedOver) {
+  const testing_support::TempFolder folder;
+  folder.write("a.rttm", "SPEAKER a 1 1 1 x\n");
+  const std::string notes = folder.write("notes.txt", "Dear reader\n");
+  std::vector<std::string> passed_over;
+  EXPECT_EQ(ReadAnnotation(folder.path(), nullptr, &passed_over)["a"].speech, (Spans{{1000000, 2000000}}));
+  EXPECT_EQ(passed_over, std::vector<std::string>{notes});
+  // A table that says what it is, and is none, is a mistake.
+  folder.write("b.rttm", "SPEAKER b\n");
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), nullptr); }), ::testing::HasSubstr("b.rttm: line 1"));
+}
+
+TEST(Annotation, FormThatNoFileOfAFolderHasIsNamed) {
+  const auto form = [](const char* name) { return FindRow(AnnotationForms(), name); };
+  const testing_support::TempFolder folder;
+  folder.write("a.csv", "begin,end\n3,4\n");
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), form("labels")); }),
+              ::testing::HasSubstr("a.csv: read as labels, since no file of " + folder.path() + " ends in .txt: line 1: expected begin"));
+  folder.write("a.json", R"({"files":[]})");
+  folder.write("a.ctm", "a 1 1 1 x\n");
+  folder.write("b.ctm", "a 1 1 1 x\n");
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), form("ctm")); }), ::testing::HasSubstr("b.ctm: tells of a, and so does"));
+}
+
 TEST(Annotation, FoldersAreTakenTogether) {
   const testing_support::TempFolder folder;
   folder.write("a.rttm", "SPEAKER a 1 1 1 x\n");

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <filesystem>
 #include <iterator>
+#include <optional>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -14,6 +16,7 @@
 #include "wvad/file_system.h"
 #include "wvad/named_rows.h"
 #include "wvad/recording_name.h"
+#include "wvad/shown.h"
 
 namespace TSEG::tool {
 namespace {
@@ -81,18 +84,43 @@ std::vector<std::string> FilesOf(const std::string& path, const AnnotationForm* 
   return of_form.empty() ? files : of_form;
 }
 
-Annotation ReadFolder(const std::string& path, const AnnotationForm* form) {
+// Whether the ending says that the file is of the form that it is read as. Any text may be called .txt.
+bool SaysItsForm(const std::string& file, const AnnotationForm* form) {
+  const AnnotationForm* own = FormOfFile(file);
+  return std::string_view(own->ending) != ".txt" && (form == nullptr || own == form);
+}
+
+// How files come to be read as a form that their endings do not say.
+std::string Reading(const std::string& folder, const std::string& file, const AnnotationForm* form) {
+  if (form == nullptr || FormOfFile(file) == form) return "";
+  return std::string("read as ") + form->name + ", since no file of " + folder + " ends in " + form->ending + ": ";
+}
+
+Annotation ReadFolder(const std::string& path, const AnnotationForm* form, std::vector<std::string>* passed_over) {
   const std::vector<std::string> files = FilesOf(path, form);
   if (files.empty()) throw Failure(ExitCode::kNoFile, path + ": holds no file of a form that can be read");
   Annotation all;
+  std::vector<std::string> not_read;
+  std::optional<Failure> first;
   for (const std::string& file : files) {
-    for (auto& [id, recording] : ReadFile(file, form)) {
-      if (!all.emplace(id, std::move(recording)).second) {
-        throw Failure(ExitCode::kNotAudio, file + ": tells of " + id + ", and so does another file of this folder" +
-                                               (form == nullptr ? "; --ref-format or --hyp-format takes the files of one form" : ""));
-      }
+    const std::string reading = Reading(path, file, form);
+    Annotation of_file;
+    try {
+      of_file = ReadFile(file, form);
+    } catch (const Failure& failure) {
+      if (failure.code() != ExitCode::kNotAudio || SaysItsForm(file, form)) throw;
+      not_read.push_back(file);
+      const std::string words = std::string(failure.what()).substr(file.size() + 2);
+      if (!first) first.emplace(failure.code(), file + ": " + reading + words);
+    }
+    for (auto& [id, recording] : of_file) {
+      if (all.emplace(id, std::move(recording)).second) continue;
+      throw Failure(ExitCode::kNotAudio, file + ": " + reading + "tells of " + id + ", and so does another file of this folder" +
+                                             (form == nullptr ? "; --ref-format or --hyp-format takes the files of one form" : ""));
     }
   }
+  if (not_read.size() == files.size()) throw Failure(*first);
+  if (passed_over != nullptr) *passed_over = std::move(not_read);
   return all;
 }
 
@@ -108,8 +136,8 @@ const AnnotationForm* FormOfFile(const std::string& path) {
   return nullptr;
 }
 
-Annotation ReadAnnotation(const std::string& path, const AnnotationForm* form) {
-  return IsFolder(path) ? ReadFolder(path, form) : ReadFile(path, form);
+Annotation ReadAnnotation(const std::string& path, const AnnotationForm* form, std::vector<std::string>* passed_over) {
+  return IsFolder(path) ? ReadFolder(path, form, passed_over) : ReadFile(path, form);
 }
 
 std::vector<std::string> FilesOfAnnotation(const std::string& path, const AnnotationForm* form) {
@@ -126,7 +154,7 @@ int64_t ParseSeconds(const std::string& text) {
   double seconds = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
   if (error != std::errc() || end != text.data() + text.size())
-    throw Failure(ExitCode::kNotAudio, "\"" + text + "\" is no time in seconds");
+    throw Failure(ExitCode::kNotAudio, "\"" + Shown(text) + "\" is no time in seconds");
   return Microseconds(seconds);
 }
 

@@ -37,8 +37,9 @@ const AnnotationForm* FormOfFile(const std::string& path);
 // Of a file ("-" for standard input), or of all files of a folder whose endings are known, but for hidden ones. `form` null: by the
 // ending; of a folder that holds files with the ending of `form` these alone are read. Throws Failure:
 // kUsage (no form is known for it), kNoFile, kNotAudio with the place of what cannot be understood, or where two files tell of one
-// recording.
-Annotation ReadAnnotation(const std::string& path, const AnnotationForm* form);
+// recording. Beside others in a folder a file need not be one: where its ending is that of any text (.txt), or not that of `form`, one that
+// cannot be understood is passed over; `passed_over` gets its name.
+Annotation ReadAnnotation(const std::string& path, const AnnotationForm* form, std::vector<std::string>* passed_over = nullptr);
 // The files that it reads for that. Throws Failure(kNoFile).
 std::vector<std::string> FilesOfAnnotation(const std::string& path, const AnnotationForm* form);
 

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "wvad/failure.h"
+#include "wvad/messages.h"
 #include "wvad/named_rows.h"
 #include "wvad/output.h"
 
@@ -51,6 +52,12 @@ void TellOfOthers(const Annotation& found, const std::set<std::string>& scored, 
   }
 }
 
+void TellPassedOver(const std::string& folder, const std::vector<std::string>& files, bool quiet) {
+  if (quiet || files.empty()) return;
+  const std::string more = files.size() == 1 ? "" : " and " + std::to_string(files.size() - 1) + " more";
+  SayNote(folder + ": note: passed over what cannot be understood: " + files[0] + more);
+}
+
 }  // namespace
 
 ExitCode RunCompare(const CompareOptions& options) {
@@ -61,8 +68,12 @@ ExitCode RunCompare(const CompareOptions& options) {
   if (!options.uem.empty()) read.push_back(options.uem);
   const OutputRules rules(options.force, read);
   Output output(options.output, rules);
-  const Annotation reference = ReadAnnotation(options.reference, options.reference_form);
-  Annotation found = ReadAnnotation(options.found, options.found_form);
+  std::vector<std::string> passed_over;
+  const Annotation reference = ReadAnnotation(options.reference, options.reference_form, &passed_over);
+  TellPassedOver(options.reference, passed_over, options.quiet);
+  passed_over.clear();
+  Annotation found = ReadAnnotation(options.found, options.found_form, &passed_over);
+  TellPassedOver(options.found, passed_over, options.quiet);
   TakeAsSame(reference, found);
   const std::optional<Annotation> uem =
       options.uem.empty() ? std::nullopt : std::optional<Annotation>(ReadAnnotation(options.uem, FindRow(AnnotationForms(), "uem")));

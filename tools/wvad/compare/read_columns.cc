@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // CSV (RFC 4180) and the same with tabs: a heading names the columns. Where a segment begins and where it ends, or how long it is, are
-// needed, in seconds or, where the heading says so ("start_ms", "begin (ms)"), milliseconds; a file names the recording.
+// needed, in seconds or, where the heading says so ("start_ms", "begin (ms)"), milliseconds; a file names the recording. Blanks round
+// names and times do not count. Columns that say the same thing twice have to agree in each row, as far as their decimals go.
 #include <algorithm>
+#include <cstdint>
+#include <cstdlib>
 #include <initializer_list>
 #include <string_view>
 #include <utility>
@@ -10,33 +13,45 @@
 #include "wvad/compare/annotation.h"
 #include "wvad/failure.h"
 #include "wvad/recording_name.h"
+#include "wvad/shown.h"
 
 namespace TSEG::tool {
 namespace {
 
-using Row = std::vector<std::string>;
+struct Row {
+  std::vector<std::string> fields = std::vector<std::string>(1);
+  int line = 1;  // where it begins
+  bool empty() const { return fields.size() == 1 && fields[0].empty(); }
+};
+
+// Throws Failure(kNotAudio) with the row's line.
+[[noreturn]] void Refuse(const Row& row, const std::string& words) {
+  throw Failure(ExitCode::kNotAudio, "line " + std::to_string(row.line) + ": " + words);
+}
 
 std::vector<Row> Rows(const std::string& text, char separator) {
   std::vector<Row> rows;
-  Row row(1);
+  Row row;
+  int line = 1;
   bool quoted = false;
   for (size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
+    if (c == '\n') ++line;
     if (quoted && c == '"' && i + 1 < text.size() && text[i + 1] == '"') {
-      row.back() += text[i++];
-    } else if (c == '"' && (quoted || row.back().empty())) {
+      row.fields.back() += text[i++];
+    } else if (c == '"' && (quoted || row.fields.back().empty())) {
       quoted = !quoted;
     } else if (!quoted && c == separator) {
-      row.emplace_back();
+      row.fields.emplace_back();
     } else if (!quoted && c == '\n') {
-      if (!row.back().empty() && row.back().back() == '\r') row.back().pop_back();
-      rows.push_back(std::exchange(row, Row(1)));
+      if (row.fields.back().ends_with('\r')) row.fields.back().pop_back();
+      rows.push_back(std::exchange(row, Row{.line = line}));
     } else {
-      row.back() += c;
+      row.fields.back() += c;
     }
   }
   if (quoted) throw Failure(ExitCode::kNotAudio, "a quote is not closed");
-  if (row != Row(1)) rows.push_back(row);
+  if (!row.empty()) rows.push_back(row);
   return rows;
 }
 
@@ -46,6 +61,22 @@ struct ColumnName {
   int64_t unit_us = 1000000;
 };
 
+std::string Trimmed(const std::string& text) {
+  const size_t begin = text.find_first_not_of(" \t");
+  return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
+}
+
+// "Start Time [s]" is "start_time_(s)".
+std::string Plain(const std::string& heading) {
+  std::string name;
+  for (const char c : Trimmed(heading)) {
+    const bool opens = c == '(' || c == '[';
+    if (opens && !name.empty() && name.back() != '_') name += '_';
+    name += opens ? '(' : c == ']' ? ')' : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c == ' ' ? '_' : c;
+  }
+  return name;
+}
+
 ColumnName NameOf(const std::string& heading) {
   struct Unit {
     std::string_view ending;
@@ -54,7 +85,7 @@ ColumnName NameOf(const std::string& heading) {
   static constexpr Unit kUnits[] = {{"_milliseconds", 1000}, {"_msec", 1000},   {"_ms", 1000},   {"_(ms)", 1000},   {"_seconds", 1000000},
                                     {"_secs", 1000000},      {"_sec", 1000000}, {"_s", 1000000}, {"_(s)", 1000000}, {"_time", 1000000}};
   ColumnName column;
-  for (const char c : heading) column.name += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c == ' ' ? '_' : c;
+  column.name = Plain(heading);
   column.name.erase(0, std::min(column.name.find_first_not_of('_'), column.name.size()));
   column.name.resize(column.name.find_last_not_of('_') + 1);
   for (const Unit& unit : kUnits) {
@@ -65,66 +96,124 @@ ColumnName NameOf(const std::string& heading) {
   return column;
 }
 
-// A column of times: -1 where there is none.
-struct TimeColumn {
-  int at = -1;
-  int64_t unit_us = 0;
-  int64_t Us(const std::string& text) const { return ParseSeconds(text) / (1000000 / unit_us); }
+// What a field says, and how far that may be off for its decimals.
+struct Time {
+  int64_t us = 0;
+  int64_t off_us = 0;
+  bool Agrees(const Time& other) const { return std::abs(us - other.us) <= off_us + other.off_us; }
 };
+
+struct Column {
+  size_t at;
+  int64_t unit_us;
+  std::string name;  // as the heading has it
+
+  Time Of(const Row& row) const {
+    const std::string text = Trimmed(row.fields[at]);
+    const int64_t shrink = 1000000 / unit_us;
+    const size_t point = text.find('.');
+    int64_t step_us = unit_us;
+    for (size_t i = point; i != std::string::npos && i + 1 < text.size() && step_us > 1; ++i) step_us /= 10;
+    return {ParseSeconds(text) / shrink, step_us / 2 + 1};
+  }
+};
+using Columns = std::vector<Column>;
 
 class Heading {
  public:
-  explicit Heading(const Row& row) {
-    for (const std::string& name : row) columns_.push_back(NameOf(name));
+  // `row` outlives it.
+  explicit Heading(const Row& row) : row_(row) {
+    for (const std::string& name : row.fields) columns_.push_back(NameOf(name));
   }
-  // The column of the first of these names.
-  TimeColumn Find(std::initializer_list<const char*> names) const {
+  // The columns with one of these names, in the order of the names.
+  Columns Find(std::initializer_list<const char*> names) const {
+    Columns found;
     for (const char* name : names) {
       for (size_t i = 0; i < columns_.size(); ++i) {
-        if (columns_[i].name == name) return {static_cast<int>(i), columns_[i].unit_us};
+        if (columns_[i].name == name) found.push_back({i, columns_[i].unit_us, Trimmed(row_.fields[i])});
       }
     }
-    return {};
+    for (size_t i = 1; i < found.size(); ++i) {
+      if (found[i].name == found[i - 1].name) Refuse(row_, "the heading names " + Shown(found[i].name) + " twice");
+    }
+    return found;
   }
 
  private:
+  const Row& row_;
   std::vector<ColumnName> columns_;
 };
 
 std::string Joined(const Row& row) {
   std::string text;
-  for (const std::string& name : row) text += (text.empty() ? "" : ", ") + name;
+  for (const std::string& name : row.fields) text += (text.empty() ? "" : ", ") + Shown(name);
   return text;
 }
 
+// What all of the columns say.
+Time Agreed(const Columns& columns, const Row& row) {
+  const Time time = columns[0].Of(row);
+  for (const Column& other : columns) {
+    if (!other.Of(row).Agrees(time)) Refuse(row, Shown(columns[0].name) + " and " + Shown(other.name) + " contradict each other");
+  }
+  return time;
+}
+
+// The columns of times that a table has.
+struct TimeColumns {
+  explicit TimeColumns(const Heading& heading)
+      : begin(heading.Find({"begin", "start", "onset", "tmin", "starttime"})),
+        end(heading.Find({"end", "stop", "tmax", "offset", "endtime"})),
+        duration(heading.Find({"duration", "dur", "length"})) {
+    // Beside a duration alone it is where a segment begins.
+    if (begin.empty() && !duration.empty()) begin = std::exchange(end, {});
+  }
+  bool enough() const { return !begin.empty() && !(end.empty() && duration.empty()); }
+
+  Span SpanIn(const Row& row) const {
+    const Time from = Agreed(begin, row);
+    if (end.empty()) return SpanOf(from.us, from.us + Agreed(duration, row).us);
+    const Time to = Agreed(end, row);
+    if (!duration.empty()) {
+      const Time length = Agreed(duration, row);
+      if (!Time{from.us + length.us, from.off_us + length.off_us}.Agrees(to))
+        Refuse(row, Shown(end[0].name) + " and " + Shown(duration[0].name) + " contradict each other");
+    }
+    return SpanOf(from.us, to.us);
+  }
+
+  Columns begin, end, duration;
+};
+
 Annotation ReadColumns(const std::string& text, const std::string& id, char separator) {
   const std::vector<Row> rows = Rows(text, separator);
-  const Heading heading(rows.empty() ? Row() : rows[0]);
-  const int file =
-      heading.Find({"file", "filename", "file_name", "path", "filepath", "audio_filepath", "recording", "recording_id", "uri"}).at;
-  const int error = heading.Find({"error"}).at;
-  TimeColumn begin = heading.Find({"begin", "start", "onset", "tmin"});
-  TimeColumn end = heading.Find({"end", "stop", "tmax", "offset"});
-  const TimeColumn duration = heading.Find({"duration", "dur", "length"});
-  // Beside a duration alone it is where a segment begins.
-  if (begin.at < 0 && duration.at >= 0) begin = std::exchange(end, {});
-  if (begin.at < 0 || (end.at < 0 && duration.at < 0)) {
-    throw Failure(ExitCode::kNotAudio, "the heading has to name begin (or start), and end or duration; it names " +
-                                           (rows.empty() ? "nothing" : Joined(rows[0])));
+  const Row names = rows.empty() ? Row() : rows[0];
+  const Heading heading(names);
+  const Columns file =
+      heading.Find({"file", "filename", "file_name", "path", "filepath", "audio_filepath", "recording", "recording_id", "uri"});
+  const Columns error = heading.Find({"error"});
+  const TimeColumns times(heading);
+  if (!times.enough()) {
+    throw Failure(ExitCode::kNotAudio,
+                  "the heading has to name begin (or start), and end or duration; it names " + (rows.empty() ? "nothing" : Joined(names)));
   }
   Annotation annotation;
-  if (file < 0) annotation[id];
+  if (file.empty()) annotation[id];
   for (size_t i = 1; i < rows.size(); ++i) {
-    if (rows[i] == Row(1)) continue;
-    const auto field = [&](int column) {
-      if (static_cast<size_t>(column) >= rows[i].size())
-        throw Failure(ExitCode::kNotAudio, "row " + std::to_string(i + 1) + " is too short");
-      return rows[i][static_cast<size_t>(column)];
-    };
-    if (error >= 0 && !field(error).empty()) continue;  // a recording that failed
-    const int64_t begin_us = begin.Us(field(begin.at));
-    const int64_t end_us = end.at >= 0 ? end.Us(field(end.at)) : begin_us + duration.Us(field(duration.at));
-    annotation[file < 0 ? id : RecordingId(field(file))].speech.push_back(SpanOf(begin_us, end_us));
+    const Row& row = rows[i];
+    if (row.empty()) continue;
+    for (const Columns* needed : {&file, &error, &times.begin, &times.end, &times.duration}) {
+      for (const Column& column : *needed) {
+        if (column.at >= row.fields.size()) Refuse(row, "too few fields");
+      }
+    }
+    if (!error.empty() && !row.fields[error[0].at].empty()) continue;  // a recording that failed
+    try {
+      annotation[file.empty() ? id : RecordingId(Trimmed(row.fields[file[0].at]))].speech.push_back(times.SpanIn(row));
+    } catch (const Failure& failure) {
+      if (std::string_view(failure.what()).starts_with("line ")) throw;
+      Refuse(row, failure.what());
+    }
   }
   return annotation;
 }
