@@ -41,6 +41,35 @@ TEST_F(FileListTest, FolderGivesItsFilesInTheOrderOfTheirNames) {
   EXPECT_EQ(ListFiles({{folder_.file("in/a.wav"), folder_.file("in/sub")}, "", false, false, {}, {}}).walked.size(), 1U);
 }
 
+TEST_F(FileListTest, ListOfAnotherSystemIsRead) {
+  FileListOptions options;
+  options.list = folder_.write("list", "\xef\xbb\xbf" + folder_.file("in/a.wav") + "\r\n\r\n" + folder_.file("in/b.wav") + "\r\n");
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/b.wav"));
+  folder_.write("list", folder_.file("in/a.wav") + "\r\n" + folder_.file("in/b.wav"));
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/b.wav"));
+  // A name may end so.
+  folder_.write("list", folder_.file("a\r") + "\n" + folder_.file("in/a.wav") + "\n" + folder_.file("in/b.wav") + "\n");
+  EXPECT_THAT(List(options), ElementsAre("a\r", "in/a.wav", "in/b.wav"));
+  options.zero_ends = true;
+  folder_.write("list", folder_.file("a\r") + '\0' + folder_.file("b\r"));
+  EXPECT_THAT(List(options), ElementsAre("a\r", "b\r"));
+}
+
+TEST_F(FileListTest, PlaylistNamesRecordingsFromWhereItLies) {
+  FileListOptions options;
+  options.list = folder_.write("in/all.m3u", "#EXTM3U\r\n#EXTINF:3,A\r\na.wav\r\nsub/c.flac\r\n" + folder_.file("in/b.wav") + "\r\n");
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/sub/c.flac", "in/b.wav"));
+  options.list = folder_.write("in/plain.M3U", "a.wav\n# note\nb.wav\n");
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/b.wav"));
+  options.list = folder_.write("in/all.pls", "[playlist]\nFile1=a.wav\nTitle1=A=a\nFile2=sub/c.flac\nNumberOfEntries=2\n");
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/sub/c.flac"));
+  options.list = folder_.write("in/far.m3u8", "https://host/a.mp3\n");
+  EXPECT_THAT(ListFiles(options).files, ElementsAre("https://host/a.mp3"));
+  // Another list's names are those that the command line would have.
+  options.list = folder_.write("in/list", folder_.file("#1.wav") + "\n");
+  EXPECT_THAT(List(options), ElementsAre("#1.wav"));
+}
+
 TEST_F(FileListTest, RecursiveWalksBelow) {
   FileListOptions options;
   options.names = {"in"};

@@ -10,6 +10,8 @@
 #include "wvad/byte_source.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
+#include "wvad/form_of_ending.h"
+#include "wvad/media_source.h"
 #include "wvad/new_file.h"
 
 namespace TSEG::tool {
@@ -88,19 +90,52 @@ void TakeOutRepeated(FileList* list) {
   list->files = std::move(once);
 }
 
-std::vector<std::string> NamesOfList(const FileListOptions& options) {
-  const char end = options.zero_ends ? '\0' : '\n';
-  std::vector<std::string> names(1);
-  for (const char c : ReadWhole(options.list)) {
-    if (c != end) {
-      names.back() += c;
-      continue;
-    }
-    if (!kNamesMayHoldReturns && !options.zero_ends && names.back().ends_with('\r')) names.back().pop_back();
-    if (!names.back().empty()) names.emplace_back();
+// The names in `text`, each ended by `end`; empty ones are none.
+std::vector<std::string> Names(const std::string& text, char end) {
+  std::vector<std::string> names;
+  for (size_t at = 0; at < text.size();) {
+    const size_t behind = std::min(text.find(end, at), text.size());
+    if (behind > at) names.push_back(text.substr(at, behind - at));
+    at = behind + 1;
   }
-  if (names.back().empty()) names.pop_back();
   return names;
+}
+
+// Where every line but perhaps the last ends so, another system has written the list.
+void TakeReturnsOff(std::vector<std::string>* lines) {
+  const auto others = std::count_if(lines->begin(), lines->end(), [](const std::string& line) { return line.back() != '\r'; });
+  const bool some = others > 1 || (others == 1 && (lines->size() == 1 || lines->back().back() == '\r'));
+  if (some && kNamesMayHoldReturns) return;
+  for (std::string& line : *lines) {
+    if (line.back() == '\r') line.pop_back();
+  }
+  std::erase(*lines, "");
+}
+
+// The recordings that a playlist (M3U, PLS) names, which are relative to where it lies.
+std::vector<std::string> NamesOfPlaylist(const std::vector<std::string>& lines, const std::string& list) {
+  const bool pls = lines[0] == "[playlist]";
+  const std::filesystem::path folder = list == "-" ? std::filesystem::path() : PathOf(list).parent_path();
+  std::vector<std::string> names;
+  for (const std::string& line : lines) {
+    const size_t equals = line.find('=');
+    const bool entry = pls ? line.starts_with("File") && equals != std::string::npos : line[0] != '#';
+    if (!entry) continue;
+    const std::string name = pls ? line.substr(equals + 1) : line;
+    names.push_back(IsAddress(name) ? name : NameOf(folder / PathOf(name)));
+  }
+  return names;
+}
+
+std::vector<std::string> NamesOfList(const FileListOptions& options) {
+  std::string text = ReadWhole(options.list);
+  if (options.zero_ends) return Names(text, '\0');
+  if (text.starts_with("\xef\xbb\xbf")) text.erase(0, 3);  // a mark of the byte order
+  std::vector<std::string> lines = Names(text, '\n');
+  TakeReturnsOff(&lines);
+  const bool called_so = HasEnding(options.list, ".m3u") || HasEnding(options.list, ".m3u8");
+  const bool playlist = !lines.empty() && (called_so || lines[0].starts_with("#EXTM3U") || lines[0] == "[playlist]");
+  return playlist ? NamesOfPlaylist(lines, options.list) : lines;
 }
 
 void AddList(const FileListOptions& options, FileList* list) {
