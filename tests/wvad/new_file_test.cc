@@ -56,6 +56,36 @@ TEST(NewFile, AppearsWhenItIsPublished) {
   EXPECT_EQ(found.st_mode & 0777U, 0666U & ~mask);
 }
 
+TEST(NewFile, NameMayBeAsLongAsTheSystemTakesIt) {
+  const testing_support::TempFolder folder;
+  for (const size_t length : {245U, 246U, 255U}) {
+    SCOPED_TRACE(length);
+    const std::string name = std::string(length - 1, 'a') + "b";
+    NewFile file(folder.file(name), kKeep);
+    // Another name that begins like it has a part of its own.
+    NewFile other(folder.file(std::string(length - 1, 'a') + "c"), kKeep);
+    EXPECT_EQ(Count(folder.path()), 2U);
+    file.Write("text");
+    file.Publish();
+    EXPECT_EQ(folder.read(name), "text");
+    std::filesystem::remove(folder.file(name));
+  }
+  EXPECT_EQ(Count(folder.path()), 0U);
+}
+
+TEST(NewFile, PartOfALongNameIsCutBetweenLetters) {
+  std::string name = "/folder/";
+  for (int i = 0; i < 125; ++i) name += "\xc3\xa4";  // 250 bytes
+  const std::string part = NameOfPart(name);
+  // 255 less the ending's 10 and the checksum's 17 are 228, which is 114 letters.
+  EXPECT_EQ(part.substr(0, 8 + 228), name.substr(0, 8 + 228));
+  EXPECT_EQ(part.size(), 8U + 255);
+  EXPECT_EQ(part[8 + 228], '~');
+  EXPECT_EQ(NameOfPart("/folder/" + std::string(1, 'a') + name.substr(8)).substr(8 + 227, 1), "~");
+  EXPECT_EQ(NameOfPart(name), part);
+  EXPECT_EQ(NameOfPart("/folder/a"), "/folder/a.wvad-part");
+}
+
 TEST(NewFile, ItsBytesAreOnTheDiskBeforeItHasItsName) {
   const testing_support::TempFolder folder;
   g_fsync_calls = 0;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/new_file.h"
 
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -25,6 +27,21 @@ std::string FollowLinks(const std::string& path) {
 }
 
 }  // namespace
+
+std::string NameOfPart(const std::string& path) {
+  constexpr size_t kLongestName = 255;  // that file systems take
+  const size_t slash = path.find_last_of(kSeparators);
+  const size_t begin = slash == std::string::npos ? 0 : slash + 1;
+  if (path.size() - begin + kPartEnding.size() <= kLongestName) return path + std::string(kPartEnding);
+  // FNV-1a: the same name has the same part in each run, and two names of one folder hardly ever one.
+  uint64_t checksum = 14695981039346656037U;
+  for (const char c : path.substr(begin)) checksum = (checksum ^ static_cast<unsigned char>(c)) * 1099511628211U;
+  char digits[18];
+  std::snprintf(digits, sizeof digits, "~%016llx", static_cast<unsigned long long>(checksum));
+  size_t end = begin + kLongestName - kPartEnding.size() - (sizeof digits - 1);
+  while ((static_cast<unsigned char>(path[end]) & 0xC0U) == 0x80U) --end;  // not within a letter
+  return path.substr(0, end) + digits + std::string(kPartEnding);
+}
 
 NewFile::NewFile(const std::string& path, const OutputRules& rules)
     : path_(path), target_(FollowLinks(path)), part_(NameOfPart(target_)), replace_(rules.replace()) {

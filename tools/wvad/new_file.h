@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A file that appears under its name only when it is whole. Until then it lies beside it as NAME.wvad-part, locked, which goes away if it
-// is never published and if a signal ends the process. One that a killed process has left behind is known by its sticky bit and by being
-// unlocked, and is used again; any other file of that name is left alone. What was under the name before stays untouched until then, and
-// for good unless it may be replaced.
+// A file that appears under its name only when it is whole. Until then it lies beside it as NAME.wvad-part (where NAME leaves no room for
+// that, as its begin and a checksum of all of it), locked, which goes away if it is never published and if a signal ends the process. One
+// that a killed process has left behind is known by its sticky bit and by being unlocked, and is used again; any other file of that name is
+// left alone. What was under the name before stays untouched until then, and for good unless it may be replaced.
 //
 // A link stays a link: what it points to is replaced. The file that replaces another has its permissions.
 //
@@ -24,7 +24,7 @@ namespace TSEG::tool {
 
 // What `path` is called until it is whole.
 constexpr std::string_view kPartEnding = ".wvad-part";
-inline std::string NameOfPart(const std::string& path) { return path + std::string(kPartEnding); }
+std::string NameOfPart(const std::string& path);
 
 class NewFile {
  public:
