@@ -3,6 +3,7 @@
 // The command line as somebody meets it who does not know it: help, guesses, completions, colours.
 #include <algorithm>
 #include <cstdlib>
+#include <sstream>
 
 #include "wvad/program_fixture.h"
 
@@ -42,6 +43,19 @@ TEST_F(CommandLineHelp, HelpIsACommandToo) {
   }
   EXPECT_EQ(Call({"help", "model", "pack"}).out, Call({"model", "pack", "--help"}).out);
   ExpectFailure(Call({"help", "segmnet"}), 2, "no such command: segmnet (did you mean segment?)");
+}
+
+TEST_F(CommandLineHelp, HelpOfANarrowTerminalBreaksWhereverThereIsABlank) {
+  for (const size_t width : {20U, 30U, 40U}) {
+    setenv("COLUMNS", std::to_string(width).c_str(), 1);
+    const std::string help = Call({"--help-all"}).out;
+    unsetenv("COLUMNS");
+    std::istringstream lines(help);
+    for (std::string line; std::getline(lines, line);) {
+      if (line.size() <= width) continue;
+      EXPECT_EQ(line.find(' ', line.find_first_not_of(' ')), std::string::npos) << width << ": " << line;
+    }
+  }
 }
 
 TEST_F(CommandLineHelp, HelpFitsTheTerminal) {

@@ -40,6 +40,10 @@ TEST_F(OutputNames, FormThatACommandDoesNotWriteIsRefused) {
   EXPECT_EQ(Run("quality", {"-q", "-o", "q.log", "a.wav"}).code, 0);
 }
 
+TEST_F(OutputNames, PlaceOfAModelIsLookedAtBeforeItsArraysAreRead) {
+  ExpectFailure(Call({"model", "pack", "missing", "-o", "none/x.bin"}), 8, "none/x.bin: cannot be written: No such file or directory");
+}
+
 TEST_F(OutputNames, FolderIsNotCalledLikeAFileUnlessThatIsMeant) {
   for (const char* name : {"talk.wav", "talk.srt"}) {
     ExpectFailure(Segment({"-f", "srt,vtt", "-o", name, "a.wav"}), 2, "several forms go into a folder, and this is the name of a file");

@@ -9,7 +9,7 @@
 namespace TSEG::tool {
 namespace {
 
-constexpr size_t kNarrowest = 30;
+constexpr size_t kNarrowest = 20;
 constexpr size_t kWidest = 110;
 constexpr size_t kInner = 2;  // what --help-all puts before the lines of a command
 

@@ -26,7 +26,8 @@ std::string ModelToInspect(const std::string& model) { return LookAt(model).kind
 
 ExitCode RunModelPack(const ModelPackOptions& options) {
   RememberInterrupts();
-  CheckOutput(options.output, OutputRules(options.force, {}));  // what is read in the folder is known behind the work
+  // Before anything is read; whether it would fall on something that is, is known behind that.
+  Output output(options.output, OutputRules(options.force, {}));
   modelfile::Bytes bytes;
   std::vector<std::string> read;
   try {
@@ -34,7 +35,7 @@ ExitCode RunModelPack(const ModelPackOptions& options) {
   } catch (const std::exception& error) {
     throw Failure(ExitCode::kBadModel, error.what());
   }
-  Output output(options.output, OutputRules(options.force, read));
+  CheckOutput(options.output, OutputRules(options.force, read));
   output.Write(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
   output.Close();
   if (!options.quiet) std::fprintf(stderr, "wvad: %s: %zu bytes\n", options.output.c_str(), bytes.size());
