@@ -340,14 +340,7 @@ ExitCode Print(const std::string& text) {
 void AddHelp(CLI::App& app, CommandLine& line) {
   CLI::App* command = app.add_subcommand(kHelpCommand, "Print the help of a command and exit");
   command->add_option("COMMAND", line.help, "The command, such as segment or model pack; without it the program's own help")->type_name("");
-  command->final_callback([&app, &line] {
-    line.chosen = [&app, &line] {
-      std::string way = app.get_name();
-      for (const std::string& name : line.help) way += " " + name;
-      // By its own words: help() would give those of the command that was named, which is this one.
-      return Print(app.get_formatter()->make_help(&CommandNamed(app, line.help), way, CLI::AppFormatMode::Normal));
-    };
-  });
+  command->final_callback([&app, &line] { line.chosen = [&app, &line] { return Print(HelpOf(app, line.help)); }; });
 }
 
 void AddCompletions(CLI::App& app, CommandLine& line) {

@@ -122,6 +122,17 @@ std::string GuessOfOption(const CLI::App& command, const std::string& given) {
   return DidYouMean(given.substr(0, given.find('=')), names);
 }
 
+const CLI::App& CommandNamed(const CLI::App& app, const std::vector<std::string>& names) {
+  const CLI::App* command = &app;
+  for (const std::string& name : names) {
+    const std::vector<const CLI::App*> below = command->get_subcommands(nullptr);
+    const auto found = std::find_if(below.begin(), below.end(), [&](const CLI::App* one) { return one->get_name() == name; });
+    if (found == below.end()) throw Failure(ExitCode::kUsage, NoSuchCommand(*command, name));
+    command = *found;
+  }
+  return *command;
+}
+
 }  // namespace
 
 CommandWords WordsOfCommands(const CLI::App& app) {
@@ -143,15 +154,11 @@ CommandWords WordsOfCommands(const CLI::App& app) {
   return words;
 }
 
-const CLI::App& CommandNamed(const CLI::App& app, const std::vector<std::string>& names) {
-  const CLI::App* command = &app;
-  for (const std::string& name : names) {
-    const std::vector<const CLI::App*> below = command->get_subcommands(nullptr);
-    const auto found = std::find_if(below.begin(), below.end(), [&](const CLI::App* one) { return one->get_name() == name; });
-    if (found == below.end()) throw Failure(ExitCode::kUsage, NoSuchCommand(*command, name));
-    command = *found;
-  }
-  return *command;
+std::string HelpOf(const CLI::App& app, const std::vector<std::string>& names) {
+  std::string way = app.get_name();
+  for (const std::string& name : names) way += " " + name;
+  // By its own words: help() would give those of the command that was named, which is the one that asks.
+  return app.get_formatter()->make_help(&CommandNamed(app, names), way, CLI::AppFormatMode::Normal);
 }
 
 std::string WhatIsWrong(const CLI::App& app, const CLI::ParseError& error) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What can be said of the command line from its own tables: the words for completions, and what a mistyped one may have been.
+// What can be said of the command line from its own tables: the words for completions, the help of a command by its name, and what a
+// mistyped one may have been.
 #ifndef WVAD_WVAD_COMMAND_WORDS_H_
 #define WVAD_WVAD_COMMAND_WORDS_H_
 
@@ -25,8 +26,9 @@ constexpr const char* kHelpCommand = "help";
 // All commands and options of `app`.
 CommandWords WordsOfCommands(const CLI::App& app);
 
-// The command below `app` that `names` lead to. Throws Failure(kUsage), with a guess, where there is none.
-const CLI::App& CommandNamed(const CLI::App& app, const std::vector<std::string>& names);
+// The help of the command below `app` that `names` lead to, of `app` itself without any. Throws Failure(kUsage), with a guess, where there
+// is none.
+std::string HelpOf(const CLI::App& app, const std::vector<std::string>& names);
 
 // Why `arguments`, which `app` has refused with `error`, make no sense, in one line.
 std::string WhatIsWrong(const CLI::App& app, const CLI::ParseError& error);
