@@ -7,6 +7,8 @@
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
 
 #include "modelfile/small_models.h"
 #include "support/temp_folder.h"
@@ -54,6 +56,16 @@ TEST(Inspect, DescribesAModel) {
   EXPECT_THAT(text, HasSubstr("network type  MLP_RES_DNN (code 1, header V3)"));
   EXPECT_THAT(text, HasSubstr("is_ctc         = true"));
   EXPECT_THAT(text, HasSubstr("1 values are not finite"));
+}
+
+TEST(Inspect, TableOfABundledModelFitsInto80Columns) {
+  std::istringstream lines(ToText(InspectFile(std::string(WVAD_TEST_DATA_DIR) + "/../../models/lstm_fb75.bin")));
+  std::string heading;
+  for (std::string line; std::getline(lines, line);) {
+    EXPECT_LE(line.size(), 80u) << line;
+    if (line.starts_with("  name")) heading = line;
+  }
+  EXPECT_TRUE(heading.ends_with(" rms s16  s8")) << heading;
 }
 
 TEST(Inspect, ShowsScalesAndSections) {

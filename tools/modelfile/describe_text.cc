@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The two ways to print a ModelInfo.
+#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
@@ -119,11 +120,13 @@ std::string ToText(const ModelInfo& info) {
   }
   text += Format("variables     %zu\n", info.variables.size());
   const bool shifts = info.shape != Shape::kV2;
-  text += Format("  %-24s %-6s %6s %6s %12s %12s %12s%s\n", "name", "type", "outer", "inner", "min", "max", "rms",
-                 shifts ? "  shift16 shift8" : "");
+  int width = 4;
+  for (const VariableInfo& v : info.variables) width = std::max(width, static_cast<int>(v.name.size()));
+  text +=
+      Format("  %-*s %-5s %5s %5s %9s %9s %9s%s\n", width, "name", "type", "outer", "inner", "min", "max", "rms", shifts ? " s16  s8" : "");
   for (const VariableInfo& v : info.variables) {
-    text += Format("  %-24s %-6s %6d %6d %12.5g %12.5g %12.5g", v.name.c_str(), v.dtype.c_str(), v.outer, v.inner, v.min, v.max, v.rms);
-    if (shifts) text += Format("  %7d %6d", v.nShift16, v.nShift8);
+    text += Format("  %-*s %-5s %5d %5d %9.3g %9.3g %9.3g", width, v.name.c_str(), v.dtype.c_str(), v.outer, v.inner, v.min, v.max, v.rms);
+    if (shifts) text += Format(" %3d %3d", v.nShift16, v.nShift8);
     if (v.not_finite > 0) text += Format("  %llu values are not finite", static_cast<unsigned long long>(v.not_finite));
     text += "\n";
   }
