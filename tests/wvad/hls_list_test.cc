@@ -27,6 +27,11 @@ TEST_F(Hls, PiecesPromiseWhatTheirLengthsComeTo) {
   EXPECT_TRUE(list->closed);
 }
 
+TEST_F(Hls, ClocksThatAreSetAnewAreKnown) {
+  EXPECT_TRUE(Read("#EXTM3U\n#EXTINF:1.5,\na.ts\n#EXT-X-DISCONTINUITY\r\n#EXTINF:1.5,\nb.ts\n")->discontinuous);
+  EXPECT_FALSE(Read("#EXTM3U\n#EXT-X-DISCONTINUITY-SEQUENCE:3\n#EXTINF:1.5,\na.ts\n")->discontinuous);
+}
+
 TEST_F(Hls, WholeSecondsAreRounded) {
   const std::optional<HlsList> list = Read("#EXTM3U\n#EXTINF:10,\na.ts\n#EXTINF:4,\nb.ts\n");
   ASSERT_TRUE(list);

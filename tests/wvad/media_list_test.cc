@@ -83,6 +83,49 @@ TEST_F(MediaList, ListThatWasNeverClosedIsHeardFromItsFirstPieceToItsLast) {
   EXPECT_EQ(file["sentences"].size(), 2U);
 }
 
+TEST_F(MediaList, ListThatLeadsToOneThatWasNeverClosedComesToItsEndToo) {
+  Recording();
+  Make("-i a.wav -c:a aac -f hls -hls_time 1 -hls_list_size 0 a.m3u8");
+  std::string list = folder_.read("a.m3u8");
+  list.erase(list.find("#EXT-X-ENDLIST"));
+  folder_.write("a.m3u8", list);
+  const Outcome run = Segment({"-f", "json", folder_.write("all.m3u8", "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=90000\na.m3u8\n")});
+  ExpectNear(Found(run.out), kWanted, 0.1);
+}
+
+TEST_F(MediaList, ListThatLeadsToItselfIsRefused) {
+  const std::string leads = "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=90000\n";
+  const std::string own = folder_.write("own.m3u8", leads + "own.m3u8\n");
+  ExpectFailure(Segment({own}), 4, "own.m3u8: a list that leads to itself");
+  folder_.write("b.m3u8", leads + "./c.m3u8\n");
+  folder_.write("c.m3u8", leads + "b.m3u8\n");
+  ExpectFailure(Segment({folder_.write("a.m3u8", leads + "b.m3u8\n")}), 4, "a.m3u8: a list that leads to itself");
+}
+
+TEST_F(MediaList, InsertThatHasAClockOfItsOwnIsNoHole) {
+  Recording("a.wav", {{1.0, 3.0}});
+  Make("-i a.wav -c:a aac a.ts");
+  Make("-i a.wav -c:a aac -output_ts_offset 500 b.ts");
+  const std::string list =
+      folder_.write("three.m3u8",
+                    "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10.1,\na.ts\n#EXT-X-DISCONTINUITY\n#EXTINF:10.1,\nb.ts\n"
+                    "#EXT-X-DISCONTINUITY\n#EXTINF:10.1,\na.ts\n#EXT-X-ENDLIST\n");
+  const Outcome run = Segment({"-f", "json", list});
+  EXPECT_EQ(run.code, 0) << run.err;
+  ExpectNear(Found(run.out), {{0.7, 3.2}, {10.7, 13.2}, {20.7, 23.2}}, 0.3);
+}
+
+TEST_F(MediaList, WordsOfTheLibraryNameNoOptionThatThereIsNot) {
+  Recording();
+  folder_.write("k.key", "0123456789abcdef");
+  folder_.write("info", "k.key\n" + folder_.file("k.key") + "\n");
+  Make("-i a.wav -c:a aac -f hls -hls_time 4 -hls_key_info_file info -hls_list_size 0 a.m3u8");
+  const Outcome run = Segment({folder_.file("a.m3u8")});
+  EXPECT_EQ(run.code, 4);
+  EXPECT_EQ(Lines(run.err), 1) << run.err;
+  EXPECT_THAT(run.err, Not(HasSubstr("allowed_extensions")));
+}
+
 TEST_F(MediaList, RecordingsOneBehindTheOtherAreHeardOneBehindTheOther) {
   Recording("a.wav", {{1.0, 3.0}});
   Make("-i a.wav -c:a aac a.ts");
@@ -95,6 +138,17 @@ TEST_F(MediaList, RecordingsOneBehindTheOtherAreHeardOneBehindTheOther) {
     EXPECT_EQ(run.code, 0) << run.err;
     ExpectNear(Found(run.out), {{0.7, 3.2}, {10.7, 13.2}}, 0.2);
     EXPECT_NEAR(First(run)["heard"].get<double>(), 20.0, 0.3);
+  }
+}
+
+TEST_F(MediaList, OggWithTwoRecordingsSaysThatOneWasHeard) {
+  Recording();
+  for (const char* made : {"a.opus", "a.ogg"}) {
+    SCOPED_TRACE(made);
+    const std::string bytes = folder_.read(std::filesystem::path(Make(std::string("-i a.wav ") + made)).filename());
+    const nlohmann::json file = ExpectLack(folder_.write(std::string("two-") + made, bytes + bytes),
+                                           "holds several recordings one behind the other, of which the first was heard");
+    EXPECT_EQ(file["sentences"].size(), 2U);
   }
 }
 

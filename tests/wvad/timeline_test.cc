@@ -76,5 +76,16 @@ TEST(TimelineTest, ClockThatIsSetAnewMovesNothing) {
   EXPECT_EQ(timeline.reached(), 300);
 }
 
+TEST(TimelineTest, AheadOfAClockThatIsKnownToBeSetAnewIsNoHole) {
+  Timeline timeline(1000, true);
+  timeline.Put(0, 20, false);
+  Expect(timeline.Put(1021, 20, false), 0, 0);
+  Expect(timeline.Put(2041, 20, false), 1000, 0);  // a second on the new clock is a hole still
+  EXPECT_EQ(timeline.reached(), 1060);
+  // Before anything was heard it is where the sound begins.
+  Timeline late(1000, true);
+  Expect(late.Put(5000, 20, false), 5000, 0);
+}
+
 }  // namespace
 }  // namespace TSEG::tool

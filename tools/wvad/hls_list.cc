@@ -11,7 +11,7 @@
 namespace TSEG::tool {
 namespace {
 
-constexpr std::string_view kMark = "#EXTM3U", kPiece = "#EXTINF:", kEnd = "#EXT-X-ENDLIST";
+constexpr std::string_view kMark = "#EXTM3U", kPiece = "#EXTINF:", kEnd = "#EXT-X-ENDLIST", kNewClock = "#EXT-X-DISCONTINUITY";
 constexpr size_t kLongestList = size_t{1} << 24;
 
 // What stands before the comma; 0 for what is no length.
@@ -37,6 +37,7 @@ std::optional<HlsList> ReadHlsList(ByteSource& bytes) {
     const std::string_view line = std::string_view(text).substr(at, end - at);
     at = end + 1;
     if (line.starts_with(kEnd)) list.closed = true;
+    if (line == kNewClock || line == std::string(kNewClock) + '\r') list.discontinuous = true;
     if (!line.starts_with(kPiece)) continue;
     const double length_s = Length(line.substr(kPiece.size()));
     ++list.pieces;

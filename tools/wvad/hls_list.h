@@ -13,9 +13,10 @@ namespace TSEG::tool {
 
 struct HlsList {
   int pieces = 0;
-  double length_s = 0;    // of all pieces
-  double rounding_s = 0;  // that may be more than there is: half a second for each piece, where all have whole seconds
-  bool closed = false;    // nothing more is to come
+  double length_s = 0;         // of all pieces
+  double rounding_s = 0;       // that may be more than there is: half a second for each piece, where all have whole seconds
+  bool closed = false;         // nothing more is to come
+  bool discontinuous = false;  // its clock is set anew between pieces
 };
 
 // None for anything else, and for a list that leads to further ones.

@@ -19,6 +19,7 @@
 #include "wvad/hls_list.h"
 #include "wvad/media_module.h"
 #include "wvad/passed_on_source.h"
+#include "wvad/piece_list.h"
 #include "wvad/system.h"
 
 namespace TSEG::tool {
@@ -136,6 +137,7 @@ std::unique_ptr<AudioSource> OpenMedia(const std::string& name, std::unique_ptr<
     if (IsMedia(container)) NoDecoder(name);
     return nullptr;
   }
+  if (name != "-" && IsList(*bytes) && LeadsToItself(name)) throw Failure(ExitCode::kNotAudio, name + ": a list that leads to itself");
   const bool whole = IsWhole(*bytes, container);
   const std::optional<HlsList> list = whole ? ReadHlsList(*bytes) : std::nullopt;
   std::unique_ptr<AudioSource> source =

@@ -26,6 +26,7 @@ OggState CheckOgg(ByteSource& bytes) {
       if (skipping || lost) ++state.bad_places;
       skipping = false;
       next_number[ogg_page_serialno(&page)] = number + 1;
+      state.chained |= state.has_end && ogg_page_bos(&page) != 0;
       state.has_end = ogg_page_eos(&page) != 0;
     } else {
       char* room = ogg_sync_buffer(&sync, kPiece);

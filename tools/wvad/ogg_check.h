@@ -11,6 +11,7 @@ namespace TSEG::tool {
 struct OggState {
   int bad_places = 0;    // between pages: bytes that are none, and numbers that are missing
   bool has_end = false;  // the last page is one
+  bool chained = false;  // behind an end another recording begins
 };
 
 // Reads everything; a stream has to keep it (ByteSource::KeepAll).

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kHls = "#EXTM3U", kConcat = "ffconcat version", kUri = "URI=\"", kFile = "file:";
 constexpr size_t kLongestList = size_t{1} << 24;
-constexpr int kDeepest = 4;  // lists within lists
+constexpr size_t kDeepest = 4;  // lists within lists
 
 std::string BeginOf(ByteSource& bytes) {
   std::string begin(kConcat.size(), '\0');
@@ -57,24 +57,45 @@ std::string NamedBy(std::string_view line, bool concat) {
                                        : std::string(line.substr(uri + kUri.size(), line.find('"', uri + kUri.size()) - uri - kUri.size()));
 }
 
-// `seen`: what has been found, as it is spelt shortest.
-void AddPieces(const std::string& path, int depth, std::set<std::string>* seen, std::vector<std::string>* found) {
+// The files that the list `path` names itself; none where it is no list.
+std::vector<std::string> NamedIn(const std::string& path) {
   const std::unique_ptr<ByteSource> bytes = OpenBytes(path);
   const std::string begin = BeginOf(*bytes);
   const bool concat = begin == kConcat;
-  if (!concat && !begin.starts_with(kHls)) return;
+  if (!concat && !begin.starts_with(kHls)) return {};
+  std::vector<std::string> pieces;
   const std::string text = ReadWhole(path, kLongestList);
   for (size_t at = 0; at < text.size();) {
     const size_t end = std::min(text.find('\n', at), text.size());
     std::string name = NamedBy(Trimmed(std::string_view(text).substr(at, end - at)), concat);
     at = end + 1;
     if (name.starts_with(kFile)) name.erase(0, kFile.size());
-    if (name.empty()) continue;
-    const std::string piece = NameOf(PathOf(path).parent_path() / PathOf(name));
-    if (!seen->insert(NameOf(PathOf(piece).lexically_normal())).second) continue;
+    if (!name.empty()) pieces.push_back(NameOf(PathOf(path).parent_path() / PathOf(name)));
+  }
+  return pieces;
+}
+
+std::string Shortest(const std::string& path) { return NameOf(PathOf(path).lexically_normal()); }
+
+// `seen`: what has been found, as it is spelt shortest.
+void AddPieces(const std::string& path, size_t depth, std::set<std::string>* seen, std::vector<std::string>* found) {
+  for (const std::string& piece : NamedIn(path)) {
+    if (!seen->insert(Shortest(piece)).second) continue;
     found->push_back(piece);
     if (depth < kDeepest && LookAt(piece).kind == FileKind::kFile) AddPieces(piece, depth + 1, seen, found);
   }
+}
+
+// `way`: the lists that have led to `path`, and it.
+bool LeadsBack(const std::string& path, std::vector<std::string>* way) {
+  for (const std::string& piece : NamedIn(path)) {
+    if (std::find(way->begin(), way->end(), Shortest(piece)) != way->end()) return true;
+    if (way->size() >= kDeepest || LookAt(piece).kind != FileKind::kFile) continue;
+    way->push_back(Shortest(piece));
+    if (LeadsBack(piece, way)) return true;
+    way->pop_back();
+  }
+  return false;
 }
 
 }  // namespace
@@ -82,6 +103,15 @@ void AddPieces(const std::string& path, int depth, std::set<std::string>* seen, 
 bool IsList(ByteSource& bytes) {
   const std::string begin = BeginOf(bytes);
   return begin == kConcat || begin.starts_with(kHls);
+}
+
+bool LeadsToItself(const std::string& path) {
+  std::vector<std::string> way = {Shortest(path)};
+  try {
+    return LeadsBack(path, &way);
+  } catch (const Failure&) {
+    return false;
+  }
 }
 
 std::vector<std::string> PiecesOf(const std::string& path) {

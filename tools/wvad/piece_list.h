@@ -19,6 +19,9 @@ bool IsList(ByteSource& bytes);
 // Addresses are among them as they are written.
 std::vector<std::string> PiecesOf(const std::string& path);
 
+// Whether a list that `path` leads to, or it itself, leads back to one on the way to it. Those who follow such lists come to no end.
+bool LeadsToItself(const std::string& path);
+
 }  // namespace TSEG::tool
 
 #endif  // WVAD_WVAD_PIECE_LIST_H_

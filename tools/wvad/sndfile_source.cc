@@ -72,6 +72,7 @@ class SndfileSource : public AudioSource {
     if (container_ == Container::kOgg) {
       const OggState state = CheckOgg(*bytes_);
       if (state.bad_places > 0) return "damaged in " + Places(state.bad_places) + ": " + There() + "; what is behind them comes too early";
+      if (state.chained) return "holds several recordings one behind the other, of which the first was heard: " + There();
       if (!state.has_end) return "cut short: " + There();
     }
     if (stretch_ && stretch_->declared) {

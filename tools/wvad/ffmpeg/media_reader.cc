@@ -79,12 +79,10 @@ bool MediaReader::Open() {
   av_dict_set(&options.entries, "err_detect", "crccheck", 0);
   // A list that lies here may then lead anywhere.
   if (io_ && request_.allow_network) av_dict_set(&options.entries, "safe", "0", 0);
-  if (request_.list) {
-    // From its first piece, and not from where a live listener would begin; and what is not closed has come to its end when it does not
-    // grow.
-    av_dict_set(&options.entries, "live_start_index", "0", 0);
-    av_dict_set(&options.entries, "m3u8_hold_counters", "3", 0);
-  }
+  // A list of pieces from its first one, and not from where a live listener would begin; and one that is not closed has come to its end
+  // when it does not grow. (Other forms do not know these.)
+  av_dict_set(&options.entries, "live_start_index", "0", 0);
+  av_dict_set(&options.entries, "m3u8_hold_counters", "3", 0);
   const std::string place = request_.name == "-" ? "" : request_.name;
   // Frees the context where it fails.
   int code = avformat_open_input(&file, place.c_str(), format, &options.entries);
@@ -145,7 +143,7 @@ void MediaReader::OpenDecoder() {
   }
   packet_.reset(Made(av_packet_alloc()));
   frame_.reset(Made(av_frame_alloc()));
-  timeline_ = std::make_unique<Timeline>(rate_hz_);
+  timeline_ = std::make_unique<Timeline>(rate_hz_, request_.list && request_.list->discontinuous);
   zero_ = ZeroOfClock();
   if (declared_ >= 0) declared_ = av_rescale_q(declared_, stream_->time_base, {1, rate_hz_});
   const bool piece_lost = log_.piece_lost;

@@ -12,7 +12,8 @@ Timeline::Place Timeline::Put(std::optional<int64_t> at, int64_t count, bool loo
     const int64_t distance = *at - clock_ - reached_;
     const int64_t least = first_ || loose ? rate_hz_ / 500 : rate_hz_ / 10;
     const bool back = reached_ > 0 && distance < -rate_hz_;
-    if (back || std::abs(distance) > 3600 * rate_hz_) {
+    const bool ahead = set_anew_ && reached_ > 0 && distance > rate_hz_;
+    if (back || ahead || std::abs(distance) > 3600 * rate_hz_) {
       clock_ += distance;
     } else if (distance > least) {
       place.silence = distance;

@@ -12,7 +12,8 @@ namespace TSEG::tool {
 
 class Timeline {
  public:
-  explicit Timeline(int rate_hz) : rate_hz_(rate_hz) {}
+  // `set_anew`: the clock is known to be set anew within.
+  explicit Timeline(int rate_hz, bool set_anew = false) : rate_hz_(rate_hz), set_anew_(set_anew) {}
 
   // What to do with a piece, in samples: so much silence goes before it, so much of its begin is left out.
   struct Place {
@@ -24,7 +25,8 @@ class Timeline {
   //
   // Containers round their times, to a millisecond and worse, so a distance of less than a tenth of a second to the piece before is none.
   // One of more than an hour, or of more than a second back, comes of a clock that was set anew, as where recordings were put one behind
-  // the other, or of damage: the sound then goes on where it is.
+  // the other, or of damage: the sound then goes on where it is. Where a clock is known to be set anew within, so does one of more than a
+  // second ahead.
   Place Put(std::optional<int64_t> at, int64_t count, bool loose);
 
   // Samples up to here, and those of them that pieces have brought.
@@ -33,6 +35,7 @@ class Timeline {
 
  private:
   int64_t rate_hz_;
+  bool set_anew_;
   int64_t reached_ = 0;
   int64_t brought_ = 0;
   int64_t clock_ = 0;  // what a clock that was set anew is ahead

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/ffmpeg/trouble_log.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <string>
 
 extern "C" {
 #include <libavutil/error.h>
@@ -23,6 +25,7 @@ void Note(void*, int level, const char* form, va_list values) {
   for (char& c : line) {
     if (c == '\n' || c == '\r') c = ' ';
   }
+  line.resize(std::min(line.find(" If you wish to override"), line.size()));  // by an option of the library
   for (const char* words : {"Failed to open segment", "failed too many times, skipping"}) {
     if (line.find(words) != std::string::npos) current->piece_lost = true;
   }
