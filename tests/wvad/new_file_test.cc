@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,12 +21,20 @@ namespace {
 std::function<int(int descriptor)> g_fsync;
 int g_fsync_calls = 0;
 
+// Of a file as it gets its name.
+mode_t g_mode_at_rename = 0;
+
 }  // namespace
 
 // Stands in for the system's, which shows nothing of what it has done.
 extern "C" int fsync(int descriptor) {
   ++g_fsync_calls;
   return g_fsync ? g_fsync(descriptor) : 0;
+}
+extern "C" int renameat2(int from_folder, const char* from, int to_folder, const char* to, unsigned flags) noexcept {
+  struct stat there {};
+  g_mode_at_rename = stat(from, &there) == 0 ? there.st_mode : 0;
+  return static_cast<int>(syscall(SYS_renameat2, from_folder, from, to_folder, to, flags));
 }
 
 namespace TSEG::tool {
@@ -100,6 +109,16 @@ TEST(NewFile, ItsBytesAreOnTheDiskBeforeItHasItsName) {
   g_fsync = nullptr;
   EXPECT_EQ(g_fsync_calls, 1);
   EXPECT_EQ(folder.read("a"), "new");
+}
+
+TEST(NewFile, MarkOfAPartStaysUntilItHasItsName) {
+  const testing_support::TempFolder folder;
+  NewFile file(folder.file("a"), kKeep);
+  file.Publish();
+  EXPECT_EQ(g_mode_at_rename & S_ISVTX, static_cast<mode_t>(S_ISVTX));
+  struct stat found {};
+  ASSERT_EQ(stat(folder.file("a").c_str(), &found), 0);
+  EXPECT_EQ(found.st_mode & 07777U, g_mode_at_rename & 0777U);
 }
 
 TEST(NewFile, WhatCannotReachTheDiskIsNotPublished) {

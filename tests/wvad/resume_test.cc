@@ -72,6 +72,7 @@ TEST_F(GoingOn, PiecesOfARecordingThatHasChangedAreMadeAnew) {
     fs::remove_all(folder_.file("out"));
     ASSERT_EQ(Run("split", {"-q", "-d", "out", "a.wav"}).code, 0);
     folder_.write("out/a-0002.wav", "stale");
+    SetTime("out/a-0002.wav", "out/a-split.json", -1);
     folder_.write("a.wav", bytes);
     SetTime("a.wav", "out/a-split.json", hours);
     EXPECT_EQ(Resume("split", {"-d", "out", "a.wav"}).code, 0);
@@ -79,6 +80,28 @@ TEST_F(GoingOn, PiecesOfARecordingThatHasChangedAreMadeAnew) {
     EXPECT_EQ(fs::exists(folder_.file("out/a-0002.wav")), hours > 0);
     EXPECT_NE(folder_.read("out/a-0002.wav"), "stale");
   }
+}
+
+TEST_F(GoingOn, PieceThatSomebodyHasWorkedOnStays) {
+  Wav("a.wav", 5, kTwoBursts);
+  ASSERT_EQ(Run("split", {"-q", "-d", "out", "a.wav"}).code, 0);
+  // A piece that is missing would have the others made anew.
+  fs::remove(folder_.file("out/a-0002.wav"));
+  folder_.write("out/a-0001.wav", "mine");
+  SetTime("out/a-0001.wav", "out/a-split.json", 1);
+  ExpectLeft(Resume("split", {"-d", "out", "a.wav"}), "a-0001.wav: has been written to since its index was", "out/a-0001.wav", "mine");
+  EXPECT_FALSE(fs::exists(folder_.file("out/a-0002.wav")));
+  EXPECT_EQ(Resume("split", {"--force", "-d", "out", "a.wav"}).code, 0);
+  EXPECT_NE(folder_.read("out/a-0001.wav"), "mine");
+}
+
+TEST_F(GoingOn, PiecesOfAnotherKindAreNotTakenForThisOnes) {
+  Wav("a.wav", 5, kTwoBursts);
+  ASSERT_EQ(Run("split", {"-q", "-d", "out", "a.wav"}).code, 0);
+  const std::string index = folder_.read("out/a-split.json");
+  ExpectLeft(Resume("split", {"--audio", "flac", "-d", "out", "a.wav"}),
+             "a-split.json: lists a-0001.wav; --resume goes on with files of the same kind", "out/a-split.json", index);
+  EXPECT_EQ(Resume("split", {"-d", "out", "a.wav"}).code, 0);
 }
 
 TEST_F(GoingOn, RowsOfARecordingThatHasChangedAreNotKept) {
@@ -125,19 +148,30 @@ TEST_F(GoingOn, TableOfSomebodyElseStays) {
   }
 }
 
-TEST_F(GoingOn, ScoresThatAnInterruptHeldAreFoundAgainOtherwise) {
-  Wav("a.wav", 3, {{1.0, 2.0}});
+TEST_F(GoingOn, LastScoresBeforeAnInterruptAreFoundAgainOtherwise) {
+  Wav("a.wav", 8, {{1.0, 2.0}, {6.0, 7.0}});
   const std::vector<std::string> arguments = {"-f", "csv", "-o", "out.csv", "a.wav"};
   ASSERT_EQ(Run("scores", arguments).code, 0);
   const std::string whole = folder_.read("out.csv");
-  // As an interrupt at 1.50 s leaves it, whose last rows repeat a score.
-  const std::string begun = whole.substr(0, whole.find("a.wav,1.50,"));
-  folder_.write("out.csv", begun + "a.wav,1.50,0.125,1\na.wav,1.51,0.125,1\n");
+  // As an interrupt at 5 s leaves it: what was decided without its future, and scores that were held.
+  const std::string begun = whole.substr(0, whole.find("a.wav,4.90,"));
+  folder_.write("out.csv", begun + "a.wav,4.90,0.375,0\na.wav,4.91,0.125,1\na.wav,4.92,0.125,1\n");
   EXPECT_EQ(Resume("scores", arguments).code, 0);
   EXPECT_EQ(folder_.read("out.csv"), whole);
-  const std::string changed = begun + "a.wav,1.50,0.125,0\n";
+  // Long before that somebody has been at work.
+  const std::string changed = With(begun, "a.wav,3.00,", "a.wav,3.00,7");
   folder_.write("out.csv", changed);
-  ExpectLeft(Resume("scores", arguments), "out.csv: line 152 is not what this run finds", "out.csv", changed);
+  ExpectLeft(Resume("scores", arguments), "out.csv: line 302 is not what this run finds", "out.csv", changed);
+}
+
+TEST_F(GoingOn, ScoresOfABeginThatWasInterruptedAreFoundAgainOtherwise) {
+  Wav("a.wav", 8, {{1.0, 2.0}});
+  const std::vector<std::string> arguments = {"-f", "csv", "-o", "out.csv", "a.wav"};
+  ASSERT_EQ(Run("scores", arguments).code, 0);
+  const std::string whole = folder_.read("out.csv");
+  folder_.write("out.csv", whole.substr(0, whole.find("a.wav,0.00,")) + "a.wav,0.00,0.375,0\na.wav,0.01,0.375,0\n");
+  EXPECT_EQ(Resume("scores", arguments).code, 0);
+  EXPECT_EQ(folder_.read("out.csv"), whole);
 }
 
 TEST_F(GoingOn, RecordingThatFailedMayHaveBeenMended) {

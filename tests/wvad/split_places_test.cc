@@ -3,6 +3,7 @@
 // What lies where the numbered files of `wvad split` would come to lie is looked at before the first of them is written.
 #include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
 
 #include "wvad/program_fixture.h"
@@ -51,12 +52,21 @@ TEST_F(SplitPlaces, NamesThatAreNeverWrittenAreInNobodysWay) {
   for (const std::string& name : names) EXPECT_EQ(folder_.read("out/" + name), "mine") << name;
 }
 
+TEST_F(SplitPlaces, NameThatIsTooLongIsRefusedBeforeAnyWork) {
+  // 248 and "-0001.wav" would be 257 bytes, and so would an index be.
+  const std::string name = std::string(248, 'n');
+  fs::rename(folder_.file("a.wav"), folder_.file(name + ".wav"));
+  ExpectFailure(Run("split", {"-q", "-d", "out", name + ".wav"}), 8, "File name too long");
+  EXPECT_FALSE(fs::exists(folder_.file("out")));
+}
+
 TEST_F(SplitPlaces, GoingOnFindsFilesOfSomebodyElseBeforeItWrites) {
   ASSERT_EQ(Split({}).code, 0);
   nlohmann::ordered_json index = nlohmann::ordered_json::parse(folder_.read("out/a-split.json"));
   index["stopped_by"] = "interrupt";
   folder_.write("out/a-split.json", index.dump());
   const std::string first = folder_.write("out/a-0001.wav", "stale");
+  fs::last_write_time(first, fs::last_write_time(folder_.file("out/a-split.json")) - std::chrono::hours(1));
   // Behind the one that a killed run may not have come to list.
   folder_.write("out/a-0004.wav", "mine");
   ExpectFailure(Split({"--resume"}), 8, "a-0004.wav: exists already");

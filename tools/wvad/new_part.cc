@@ -115,9 +115,14 @@ void NewFile::Publish() {
   const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
   int error = ToDisk(descriptor);
   if (copy >= 0 && close(copy) != 0 && error == 0) error = errno;
-  fchmod(descriptor, mode_);
+  // The mark stays until the name is there: a process may be killed in between, and the next one has to know the part.
+  fchmod(descriptor, mode_ | kUnfinished);
   if (error == 0) error = replace_ ? (rename(part_.c_str(), target_.c_str()) == 0 ? 0 : errno) : RenameToFree(part_, target_);
-  if (error != 0) unlink(part_.c_str());
+  if (error == 0) {
+    fchmod(descriptor, mode_);
+  } else {
+    unlink(part_.c_str());
+  }
   doomed_.reset();
   close(descriptor);
   if (error == 0) return;

@@ -56,6 +56,9 @@ void OutputFolder::CheckFree(const std::string& path) const {
   const FileKind kind = LookAt(path).kind;
   if (kind == FileKind::kFolder || kind == FileKind::kSpecial) throw Failure(ExitCode::kOutput, path + ": is not an ordinary file");
   if (kind != FileKind::kNone && !options_.force) throw Failure(ExitCode::kOutput, ExistsAlready(path));
+  constexpr size_t kLongestName = 255;  // that file systems take
+  if (PathOf(path).filename().native().size() > kLongestName)
+    throw Failure(ExitCode::kOutput, path + ": cannot be written: " + std::make_error_code(std::errc::filename_too_long).message());
 }
 
 void OutputFolder::CheckNames(const std::vector<std::string>& inputs) const {

@@ -142,14 +142,20 @@ struct Columns {
   size_t code, begin, held;
 };
 
-// How far a row has to be found again by a run that goes on, from the row's own begin: a sentence that was open when the run was
-// interrupted ends otherwise. None where it need not be at all: scores that were held, as they are before an interrupt.
-std::optional<size_t> SurePart(const std::vector<std::string>& row, const Columns& columns, size_t length) {
-  if (Columns::Of(row, columns.held) == "1") return std::nullopt;
+// How far a row of a table of sentences has to be found again by a run that goes on, from the row's own begin: a sentence that was open
+// when the run was interrupted ends otherwise.
+size_t SurePart(const std::vector<std::string>& row, const Columns& columns, size_t length) {
   if (columns.begin >= row.size()) return length;
   size_t sure = 0;
   for (size_t i = 0; i <= columns.begin; ++i) sure += CsvField(row[i]).size() + (i > 0 ? 1 : 0);
   return std::min(sure, length);
+}
+
+// How many of the scores of a recording that was interrupted have to be found again. The last ones were decided without what follows them,
+// and those of a begin that the network had not yet heard whole, of two seconds, without its mean.
+size_t SureScores(size_t count) {
+  constexpr size_t kBegin = 300, kEnd = 100;
+  return count < kBegin ? 0 : count - kEnd;
 }
 
 std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::string>& files) {
@@ -162,8 +168,9 @@ std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::stri
   if (heading->front() != "file") return std::nullopt;
   const Columns columns(*heading);
   const std::string_view body = rest;
-  size_t at = 0;    // the begin of the row
-  size_t sure = 0;  // how much of the rows is found again
+  size_t at = 0;               // the begin of the row
+  size_t sure = 0;             // how much of the rows is found again
+  std::vector<size_t> begins;  // of the rows of the last recording
   std::optional<size_t> last;
   ExitCode last_code = ExitCode::kSuccess;
   while (const std::optional<std::vector<std::string>> row = TakeFields(&rest)) {
@@ -175,15 +182,18 @@ std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::stri
       if (kept.code == ExitCode::kSuccess) kept.code = last_code;
       last_code = ExitCode::kSuccess;
       sure = at;
+      begins.clear();
     }
     last = index;
+    begins.push_back(at);
     const size_t end = body.size() - rest.size();
     const std::string code = Columns::Of(*row, columns.code);
     if (!code.empty()) last_code = static_cast<ExitCode>(std::atoi(code.c_str()));
     if (!code.empty()) sure = kept.rows.size();  // what was wrong with it may have been mended
-    if (const std::optional<size_t> part = SurePart(*row, columns, end - at); part && code.empty()) sure = at + *part;
+    if (code.empty()) sure = at + SurePart(*row, columns, end - at);
     at = end;
   }
+  if (columns.held < heading->size() && !begins.empty()) sure = begins[SureScores(begins.size())];
   kept.sure = text.size() - body.size() + sure;
   return kept;
 }

@@ -40,16 +40,37 @@ std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::strin
   return index.contains("damage") ? ExitCode::kNotAudio : ExitCode::kSuccess;
 }
 
+// Whether `file` has been written to since the index at `path`, whole or begun, listed it.
+bool IsNewerThanIndex(const std::string& file, const std::string& path) {
+  const std::string indexes[] = {path, NameOfPart(path)};
+  return std::none_of(std::begin(indexes), std::end(indexes),
+                      [&](const std::string& index) { return LookAt(index).kind == FileKind::kFile && !IsNewer(file, index); });
+}
+
 // Throws Failure(kOutput) where a recording has numbered files that no earlier run can have saved: those are listed, but perhaps for the
-// last one of a run that was killed.
-void CheckUnlisted(const OutputFolder& folder, const std::vector<std::string>& inputs) {
+// last one of a run that was killed, and nobody has written to them since.
+void CheckOurs(const OutputFolder& folder, const std::vector<std::string>& inputs) {
   for (const auto& [input, pieces] : folder.PiecesThere(inputs)) {
-    const std::vector<std::string> listed = FilesOfEarlierRuns(folder, input, folder.Path(input, folder.File(input)));
+    const std::string index = folder.Path(input, folder.File(input));
+    const std::vector<std::string> listed = FilesOfEarlierRuns(folder, input, index);
     const std::set<std::string> earlier(listed.begin(), listed.end());
     const auto next = static_cast<int64_t>(earlier.size()) + 1;
     for (const auto& [number, name] : pieces) {
-      if (number > next && earlier.count(name) == 0) throw Failure(ExitCode::kOutput, ExistsAlready(folder.Path(input, name)));
+      const std::string file = folder.Path(input, name);
+      if (number > next && earlier.count(name) == 0) throw Failure(ExitCode::kOutput, ExistsAlready(file));
+      if (earlier.count(name) > 0 && IsNewerThanIndex(file, index))
+        throw Failure(ExitCode::kOutput, file + ": has been written to since its index was; --resume leaves it alone");
     }
+  }
+}
+
+// Throws Failure(kOutput) where the index at `path` lists files of another kind than this run makes.
+void CheckKind(const OutputFolder& folder, const std::string& input, const std::string& path) {
+  for (const std::string& name : FilesOfEarlierRuns(folder, input, path)) {
+    int64_t number = 0;
+    std::string ending;
+    if (folder.IsNumbered(input, name, &number, &ending) && name != folder.Numbered(input, number))
+      throw Failure(ExitCode::kOutput, path + ": lists " + name + "; --resume goes on with files of the same kind");
   }
 }
 
@@ -65,6 +86,7 @@ std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vect
   for (const std::string& input : inputs) {
     const std::string path = folder.Path(input, folder.File(input));
     CheckSameRecording(input, path);
+    if (!options.force) CheckKind(folder, input, path);
     if (const std::optional<ExitCode> code = CodeOfWhole(folder, input, path, ways)) {
       if (*kept_code == ExitCode::kSuccess) *kept_code = *code;
       continue;
@@ -72,7 +94,7 @@ std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vect
     left.push_back(input);
     if (LookAt(path).kind == FileKind::kNone && LookAt(NameOfPart(path)).kind == FileKind::kNone) fresh.push_back(input);
   }
-  if (!options.force) CheckUnlisted(folder, left);
+  if (!options.force) CheckOurs(folder, left);
   // Where no earlier run has begun, what is there is somebody else's.
   const OutputFolder untouched(options, fresh, suffixes, {}, walked);
   return left;
