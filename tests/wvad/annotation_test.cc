@@ -173,6 +173,14 @@ TEST(Annotation, FoldersAreTakenTogether) {
   EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), nullptr); }), ::testing::HasSubstr("tells of a, and so does another file"));
 }
 
+TEST(Annotation, TwoRecordingsOfOneNameInATableAreNotTakenForOne) {
+  const testing_support::TempFolder folder;
+  const std::string table = folder.write("t.csv", "file,begin,end\nx/a.wav,0,1\nx/a.wav,2,3\ny/a.wav,0,1\n");
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(table, nullptr); }), ::testing::HasSubstr("line 4: y/a.wav and x/a.wav are both called a"));
+  const std::string document = folder.write("t.json", R"({"files":[{"file":"x/a.wav","sentences":[]},{"file":"y/a.wav","sentences":[]}]})");
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(document, nullptr); }), ::testing::HasSubstr("y/a.wav and x/a.wav are both called a"));
+}
+
 TEST(Annotation, AFormChoosesAmongTheFilesOfAFolder) {
   const testing_support::TempFolder folder;
   folder.write("a.rttm", "SPEAKER a 1 1 1 x\n");

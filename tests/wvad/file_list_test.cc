@@ -175,6 +175,8 @@ TEST_F(FileListTest, WhatContradictsItselfIsRefused) {
   EXPECT_EQ(code({}), ExitCode::kUsage);
   EXPECT_EQ(code({{"-"}, "-", false, false, {}, {}}), ExitCode::kUsage);
   EXPECT_EQ(code({{}, folder_.file("missing"), false, false, {}, {}}), ExitCode::kNoFile);
+  // Names that end with zero bytes, taken for lines.
+  EXPECT_EQ(code({{}, folder_.write("zeros", std::string("a\0b\0", 4)), false, false, {}, {}}), ExitCode::kUsage);
 }
 
 }  // namespace

@@ -130,6 +130,8 @@ std::vector<std::string> NamesOfPlaylist(const std::vector<std::string>& lines, 
 std::vector<std::string> NamesOfList(const FileListOptions& options) {
   std::string text = ReadWhole(options.list);
   if (options.zero_ends) return Names(text, '\0');
+  if (text.find('\0') != std::string::npos)
+    throw Failure(ExitCode::kUsage, "--files-from: " + options.list + " holds zero bytes; -0 reads names that end so");
   if (text.starts_with("\xef\xbb\xbf")) text.erase(0, 3);  // a mark of the byte order
   std::vector<std::string> lines = Names(text, '\n');
   TakeReturnsOff(&lines);

@@ -128,6 +128,15 @@ Annotation ReadFolder(const std::string& path, const AnnotationForm* form, std::
 
 std::span<const AnnotationForm> AnnotationForms() { return kForms; }
 
+AnnotatedRecording& RecordingNamed(Annotation& annotation, const std::string& name) {
+  const std::string id = RecordingId(name);
+  AnnotatedRecording& recording = annotation[id];
+  if (recording.name.empty()) recording.name = name;
+  if (recording.name != name)
+    throw Failure(ExitCode::kNotAudio, Shown(name) + " and " + Shown(recording.name) + " are both called " + Shown(id));
+  return recording;
+}
+
 const AnnotationForm* FormOfFile(const std::string& path) {
   const std::string ending = Lower(NameOf(PathOf(path).extension()));
   for (const AnnotationForm& form : kForms) {

@@ -18,8 +18,12 @@ namespace TSEG::tool {
 struct AnnotatedRecording {
   Spans speech;                      // as they stand there, in any order
   std::optional<int64_t> length_us;  // of the recording, where the annotation says it
+  std::string name;                  // what the annotation calls its file, where it does
 };
 using Annotation = std::map<std::string, AnnotatedRecording>;  // by the recording's id (RecordingId)
+
+// The recording of the file `name`. Throws Failure(kNotAudio) where there is another one whose id is the same.
+AnnotatedRecording& RecordingNamed(Annotation& annotation, const std::string& name);
 
 // A form that is read. `read` gets the text of a file and the id of the recording that it belongs to if it names none. Throws Failure, with
 // "line N: " where there is one.

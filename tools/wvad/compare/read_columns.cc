@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <initializer_list>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -209,7 +210,8 @@ Annotation ReadColumns(const std::string& text, const std::string& id, char sepa
     }
     if (!error.empty() && !row.fields[error[0].at].empty()) continue;  // a recording that failed
     try {
-      annotation[file.empty() ? id : RecordingId(Trimmed(row.fields[file[0].at]))].speech.push_back(times.SpanIn(row));
+      AnnotatedRecording& recording = file.empty() ? annotation[id] : RecordingNamed(annotation, Trimmed(row.fields[file[0].at]));
+      recording.speech.push_back(times.SpanIn(row));
     } catch (const Failure& failure) {
       if (std::string_view(failure.what()).starts_with("line ")) throw;
       Refuse(row, failure.what());

@@ -43,7 +43,7 @@ void ReadObject(const Json& json, Annotation& annotation) {
     return;
   }
   const auto event = Get<std::string>(json, "event");
-  AnnotatedRecording& recording = annotation[RecordingId(Get<std::string>(json, "file"))];
+  AnnotatedRecording& recording = RecordingNamed(annotation, Get<std::string>(json, "file"));
   if (event == "sentence") recording.speech.push_back(SpanOfSentence(json));
   if (event == "end") TakeLength(json, recording);
 }
@@ -53,7 +53,7 @@ void ReadObject(const Json& json, Annotation& annotation) {
 Annotation ReadJson(const std::string& text, const std::string&) {
   Annotation annotation;
   for (const Json& file : Get<Json::array_t>(Parsed(text), "files")) {
-    AnnotatedRecording& recording = annotation[RecordingId(Get<std::string>(file, "file"))];
+    AnnotatedRecording& recording = RecordingNamed(annotation, Get<std::string>(file, "file"));
     for (const Json& sentence : Get<Json::array_t>(file, "sentences")) recording.speech.push_back(SpanOfSentence(sentence));
     TakeLength(file, recording);
   }
