@@ -45,7 +45,7 @@ TEST_F(FileSystem, WhatWasWrittenLaterIsNewer) {
   const std::string first = folder_.write("a", "");
   const std::string second = folder_.write("b", "");
   const auto time = std::filesystem::last_write_time(PathOf(first));
-  std::filesystem::last_write_time(PathOf(second), time + std::chrono::milliseconds(1));
+  std::filesystem::last_write_time(PathOf(second), time + std::chrono::hours(1));
   EXPECT_TRUE(IsNewer(second, first));
   EXPECT_FALSE(IsNewer(first, second));
   EXPECT_FALSE(IsNewer(first, first));
