@@ -31,7 +31,7 @@ package_file vorbis libvorbis "-lvorbis -logg"
 package_file vorbisenc libvorbis "-lvorbisenc -lvorbis -logg"
 
 configured_library opus --disable-doc --disable-extra-programs --disable-stack-protector
-package_file opus opus "-lopus -lssp" "-I$folder/include/opus"
+package_file opus opus "-lopus -lssp" '-I${pcfiledir}/../../include/opus'
 
 cmake_library flac -DWITH_OGG=ON -DBUILD_CXXLIBS=OFF -DBUILD_PROGRAMS=OFF -DBUILD_EXAMPLES=OFF -DBUILD_TESTING=OFF -DBUILD_DOCS=OFF \
   -DINSTALL_MANPAGES=OFF -DWITH_STACK_PROTECTOR=OFF

@@ -86,9 +86,10 @@ configured_library() {
   licence_of "$package"
 }
 
-# package_file NAME PACKAGE LIBS [CFLAGS]: its description for pkg-config, in the place of one that names shared libraries, or none.
+# package_file NAME PACKAGE LIBS [CFLAGS]: its description for pkg-config, in the place of one that names shared libraries, or none. It finds its
+# files from where it lies itself, so that a clone with all its builds can be moved.
 package_file() {
-  printf 'Name: %s\nDescription: %s\nVersion: %s\nLibs: -L%s %s\nCflags: -I%s %s\n' "$1" "$1" \
-    "$(dpkg-parsechangelog -l "$sources/$2/debian/changelog" -S Version | sed 's/[-+].*//; s/^[0-9]*://')" "$folder/lib" "$3" \
-    "$folder/include" "${4:-}" >"$folder/lib/pkgconfig/$1.pc"
+  printf 'Name: %s\nDescription: %s\nVersion: %s\nLibs: -L${pcfiledir}/.. %s\nCflags: -I${pcfiledir}/../../include %s\n' "$1" "$1" \
+    "$(dpkg-parsechangelog -l "$sources/$2/debian/changelog" -S Version | sed 's/[-+].*//; s/^[0-9]*://')" "$3" "${4:-}" \
+    >"$folder/lib/pkgconfig/$1.pc"
 }

@@ -34,11 +34,11 @@ cat >"$folder/lib/cmake/Boost/BoostConfig.cmake" <<EOF
 foreach(library boost headers system thread)
   if(NOT TARGET Boost::\${library})
     add_library(Boost::\${library} INTERFACE IMPORTED)
-    set_target_properties(Boost::\${library} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES "$folder/include")
+    set_target_properties(Boost::\${library} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES "\${CMAKE_CURRENT_LIST_DIR}/../../../include")
   endif()
   set(Boost_\${library}_FOUND 1)
 endforeach()
-set_target_properties(Boost::thread PROPERTIES INTERFACE_LINK_LIBRARIES "$folder/lib/libboost_thread.a"
+set_target_properties(Boost::thread PROPERTIES INTERFACE_LINK_LIBRARIES "\${CMAKE_CURRENT_LIST_DIR}/../../libboost_thread.a"
                                                INTERFACE_COMPILE_DEFINITIONS "BOOST_THREAD_USE_LIB;BOOST_THREAD_DONT_USE_CHRONO")
 EOF
 cat >"$folder/lib/cmake/Boost/BoostConfigVersion.cmake" <<EOF
