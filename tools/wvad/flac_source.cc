@@ -10,6 +10,7 @@
 
 #include "wvad/failure.h"
 #include "wvad/report_json.h"
+#include "wvad/second_recording.h"
 
 namespace TSEG::tool {
 namespace {
@@ -19,8 +20,8 @@ class FlacSource : public AudioSource {
   FlacSource(const std::string& name, std::unique_ptr<ByteSource> bytes) : bytes_(std::move(bytes)), decoder_(FLAC__stream_decoder_new()) {
     if (decoder_ == nullptr) throw Failure(ExitCode::kInternal, name + ": no FLAC decoder can be made");
     FLAC__stream_decoder_set_md5_checking(decoder_.get(), 1);
-    const bool started = FLAC__stream_decoder_init_stream(decoder_.get(), ReadBytes, nullptr, nullptr, nullptr, nullptr, TakeFrame,
-                                                          TakeHeader, NoteError, this) == FLAC__STREAM_DECODER_INIT_STATUS_OK;
+    const bool started = FLAC__stream_decoder_init_stream(decoder_.get(), ReadBytes, nullptr, Tell, nullptr, nullptr, TakeFrame, TakeHeader,
+                                                          NoteError, this) == FLAC__STREAM_DECODER_INIT_STATUS_OK;
     const bool read = started && FLAC__stream_decoder_process_until_end_of_metadata(decoder_.get()) != 0;
     if (failure_) throw *failure_;
     if (!read || rate_hz_ <= 0)
@@ -55,6 +56,9 @@ class FlacSource : public AudioSource {
       text += (text.empty() ? "" : "; ") +
               ("cut short: " + PartOf(static_cast<double>(decoded_) / rate, static_cast<double>(frames_) / rate)) + " s are there";
     }
+    if (another_) {
+      text += (text.empty() ? "" : "; ") + kSeveralRecordings + Fixed(static_cast<double>(decoded_) / rate, 2) + " s could be heard";
+    }
     if (text.empty() && (errors_ > 0 || wrong_checksum_)) text = "damaged: the sound is not what the FLAC's checksum says";
     return text;
   }
@@ -76,6 +80,11 @@ class FlacSource : public AudioSource {
     }
     self.position_ += *count;
     return *count > 0 ? FLAC__STREAM_DECODER_READ_STATUS_CONTINUE : FLAC__STREAM_DECODER_READ_STATUS_END_OF_STREAM;
+  }
+
+  static FLAC__StreamDecoderTellStatus Tell(const FLAC__StreamDecoder*, FLAC__uint64* position, void* user) {
+    *position = Of(user).position_;
+    return FLAC__STREAM_DECODER_TELL_STATUS_OK;
   }
 
   static void TakeHeader(const FLAC__StreamDecoder*, const FLAC__StreamMetadata* metadata, void* user) {
@@ -112,6 +121,9 @@ class FlacSource : public AudioSource {
     const auto block = static_cast<int64_t>(frame.header.blocksize);
     // For what it lost the decoder gives frames of zeros; sound ends them.
     after_error_ = after_error_ && IsSilent(frame, samples);
+    // Frames are counted within a recording, so that the first one cannot come again.
+    another_ = begin == 0 && decoded_ > 0 && !after_error_;
+    if (another_) return;
     if (after_error_) missing_ += block;
     // Behind a damaged place the count of samples has gone on. One that cannot be is that of a damaged frame.
     const int64_t furthest = frames_ > 0 ? frames_ : decoded_ + int64_t{3600} * rate_hz_;
@@ -147,8 +159,11 @@ class FlacSource : public AudioSource {
     if (failure_) throw *failure_;
     // Behind the last sample there may be anything, such as a tag.
     const bool complete = frames_ > 0 && decoded_ >= frames_;
-    if (going && !complete && FLAC__stream_decoder_get_state(decoder_.get()) != FLAC__STREAM_DECODER_END_OF_STREAM) return;
+    if (going && !complete && !another_ && FLAC__stream_decoder_get_state(decoder_.get()) != FLAC__STREAM_DECODER_END_OF_STREAM) return;
     at_end_ = true;
+    FLAC__uint64 end = 0;
+    if (complete && FLAC__stream_decoder_get_decode_position(decoder_.get(), &end) != 0)
+      another_ = AnotherBegins(*bytes_, Container::kFlac, end, bytes_->length().value_or(position_));
     wrong_checksum_ = FLAC__stream_decoder_finish(decoder_.get()) == 0;
   }
 
@@ -164,6 +179,7 @@ class FlacSource : public AudioSource {
   int errors_ = 0;
   bool after_error_ = false;  // and no sound since
   bool wrong_checksum_ = false;
+  bool another_ = false;  // begins behind this recording
   bool at_end_ = false;
   int64_t silence_ = 0;       // values of it before ready_, counted only: a damaged number may ask for hours
   std::vector<float> ready_;  // [taken_, size) not handed out yet

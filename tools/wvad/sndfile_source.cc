@@ -10,6 +10,7 @@
 #include "wvad/failure.h"
 #include "wvad/ogg_check.h"
 #include "wvad/report_json.h"
+#include "wvad/second_recording.h"
 
 namespace TSEG::tool {
 namespace {
@@ -43,6 +44,8 @@ class SndfileSource : public AudioSource {
   SndfileSource(const std::string& name, std::unique_ptr<ByteSource> bytes, Container container, const std::optional<Stretch>& stretch)
       : bytes_(std::move(bytes)), container_(container), stretch_(stretch) {
     if (!stretch_ || !stretch_->declared) bytes_->KeepAll();
+    const std::optional<uint64_t> end = End(), length = bytes_->length();
+    another_ = end && length && AnotherBegins(*bytes_, container_, *end, *length);
     SF_VIRTUAL_IO io = {Length, Seek, ReadBytes, nullptr, Tell};
     file_.reset(sf_open_virtual(&io, SFM_READ, &info_, this));
     if (failure_) throw *failure_;
@@ -72,7 +75,7 @@ class SndfileSource : public AudioSource {
     if (container_ == Container::kOgg) {
       const OggState state = CheckOgg(*bytes_);
       if (state.bad_places > 0) return "damaged in " + Places(state.bad_places) + ": " + There() + "; what is behind them comes too early";
-      if (state.chained) return "holds several recordings one behind the other, of which the first was heard: " + There();
+      if (state.chained) return kSeveralRecordings + There();
       if (!state.has_end) return "cut short: " + There();
     }
     if (stretch_ && stretch_->declared) {
@@ -86,6 +89,7 @@ class SndfileSource : public AudioSource {
     }
     if (!reason_.empty()) return "damaged (" + reason_ + "): " + There();
     if (frames() > read_) return "cut short or damaged: " + There();
+    if (another_) return kSeveralRecordings + Fixed(static_cast<double>(read_) / info_.samplerate, 2) + " s could be heard";
     return "";
   }
 
@@ -102,8 +106,9 @@ class SndfileSource : public AudioSource {
   }
   static sf_count_t Length(void* user) {
     const SndfileSource& self = Of(user);
-    if (const std::optional<uint64_t> length = self.bytes_->length()) return static_cast<sf_count_t>(*length);
-    if (const std::optional<uint64_t> end = self.End()) return static_cast<sf_count_t>(*end);
+    const std::optional<uint64_t> length = self.bytes_->length(), end = self.End();
+    if (length && !self.another_) return static_cast<sf_count_t>(*length);
+    if (end) return static_cast<sf_count_t>(*end);
     return kEndless;
   }
   static sf_count_t Seek(sf_count_t offset, int whence, void* user) {
@@ -117,7 +122,8 @@ class SndfileSource : public AudioSource {
   static sf_count_t ReadBytes(void* out, sf_count_t count, void* user) {
     SndfileSource& self = Of(user);
     const auto at = static_cast<uint64_t>(self.position_);
-    if (!self.bytes_->length()) {
+    // Nor anything that libsndfile would know where another recording begins.
+    if (self.another_ || !self.bytes_->length()) {
       if (const std::optional<uint64_t> end = self.End()) count = std::min(count, static_cast<sf_count_t>(*end > at ? *end - at : 0));
     }
     try {
@@ -148,6 +154,7 @@ class SndfileSource : public AudioSource {
   std::unique_ptr<ByteSource> bytes_;
   Container container_;
   std::optional<Stretch> stretch_;
+  bool another_ = false;  // recording begins behind this one
   SF_INFO info_{};
   sf_count_t position_ = 0;
   sf_count_t read_ = 0;
