@@ -141,6 +141,37 @@ TEST_F(MediaList, RecordingsOneBehindTheOtherAreHeardOneBehindTheOther) {
   }
 }
 
+TEST_F(MediaList, JumpOfTheClockBetweenThemIsNoHole) {
+  Recording("a.wav", {{1.0, 3.0}});
+  const std::string first = folder_.read(std::filesystem::path(Make("-i a.wav -c:a aac a.ts")).filename());
+  for (const char* by_s : {"30", "3600", "90000"}) {
+    SCOPED_TRACE(by_s);
+    Make(std::string("-i a.wav -c:a aac -output_ts_offset ") + by_s + " b.ts");
+    const Outcome run = Segment({"-f", "json", folder_.write("two.ts", first + folder_.read("b.ts"))});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_THAT(run.err, HasSubstr("two.ts: note: its clock jumps ahead in 1 place, as where recordings were put one behind the other"));
+    ExpectNear(Found(run.out), {{0.7, 3.2}, {10.7, 13.2}}, 0.2);
+  }
+}
+
+TEST_F(MediaList, WhatATransportStreamHasLostTakesItsTime) {
+  WriteAudio(folder_.file("a.wav"), Bursts(60, {{1.0, 3.0}, {56.0, 58.0}}));
+  const std::string bytes = folder_.read(std::filesystem::path(Make("-i a.wav -c:a mp2 a.ts")).filename());
+  // From within one piece of sound to within another. Packets are counted to 16, and the loss is no multiple of that.
+  const auto packet_of_sound = [&bytes](size_t packet) {
+    while ((bytes[packet * 188 + 1] & 0x5F) != 1 || bytes[packet * 188 + 2] != 0) ++packet;
+    return packet;
+  };
+  const auto number = [&bytes](size_t packet) { return bytes[packet * 188 + 3] & 0x0F; };
+  const size_t begin = packet_of_sound(bytes.size() / 188 / 3);
+  size_t end = packet_of_sound(bytes.size() / 188 * 2 / 3);
+  if (number(end) == number(begin)) end = packet_of_sound(end + 1);
+  const Outcome run = Segment({"-f", "json", folder_.write("lost.ts", bytes.substr(0, begin * 188) + bytes.substr(end * 188))});
+  EXPECT_EQ(run.code, 4);
+  EXPECT_THAT(run.err, HasSubstr("damaged in "));
+  ExpectNear(Found(run.out), {{0.7, 3.2}, {55.7, 58.2}}, 0.2);
+}
+
 TEST_F(MediaList, OggWithTwoRecordingsSaysThatOneWasHeard) {
   Recording();
   for (const char* made : {"a.opus", "a.ogg"}) {

@@ -76,14 +76,27 @@ TEST(TimelineTest, ClockThatIsSetAnewMovesNothing) {
   EXPECT_EQ(timeline.reached(), 300);
 }
 
+TEST(TimelineTest, JumpsOfTheClockAreTold) {
+  Timeline timeline(1000);
+  EXPECT_EQ(timeline.Put(50, 2000, false).jump, 0);
+  EXPECT_EQ(timeline.Put(4050, 20, false).jump, 0);  // a hole
+  EXPECT_EQ(timeline.Put(0, 20, false).jump, -4070);
+  timeline.set_anew(true);
+  EXPECT_EQ(timeline.Put(1021, 20, false).jump, 1001);
+}
+
 TEST(TimelineTest, AheadOfAClockThatIsKnownToBeSetAnewIsNoHole) {
-  Timeline timeline(1000, true);
+  Timeline timeline(1000);
+  timeline.set_anew(true);
   timeline.Put(0, 20, false);
   Expect(timeline.Put(1021, 20, false), 0, 0);
   Expect(timeline.Put(2041, 20, false), 1000, 0);  // a second on the new clock is a hole still
   EXPECT_EQ(timeline.reached(), 1060);
+  timeline.set_anew(false);
+  Expect(timeline.Put(3062, 20, false), 1001, 0);
   // Before anything was heard it is where the sound begins.
-  Timeline late(1000, true);
+  Timeline late(1000);
+  late.set_anew(true);
   Expect(late.Put(5000, 20, false), 5000, 0);
 }
 

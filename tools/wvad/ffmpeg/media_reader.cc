@@ -31,6 +31,8 @@ std::string Seconds(int64_t frames, int rate_hz) {
   return std::to_string(hundredths / 100) + (digits.size() < 2 ? ".0" : ".") + digits;
 }
 
+std::string Places(int count) { return std::to_string(count) + (count == 1 ? " place" : " places"); }
+
 int AskInterrupted(void* user) { return static_cast<const MediaRequest*>(user)->interrupted() ? 1 : 0; }
 
 template <typename T>
@@ -98,6 +100,7 @@ bool MediaReader::Open() {
   if (io_) io_->Rethrow();
   if (code < 0) Refuse(code);
   in_pieces_ = std::strcmp(file_->iformat->name, "hls") == 0;
+  free_clock_ = (file_->iformat->flags & AVFMT_TS_DISCONT) != 0;
   for (unsigned i = 0; i < file_->nb_streams; ++i) has_picture_ |= file_->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
   stream_ = ChooseTrack(file_.get(), request_.name, request_.track);
   declared_ = -1;
@@ -143,7 +146,7 @@ void MediaReader::OpenDecoder() {
   }
   packet_.reset(Made(av_packet_alloc()));
   frame_.reset(Made(av_frame_alloc()));
-  timeline_ = std::make_unique<Timeline>(rate_hz_, request_.list && request_.list->discontinuous);
+  timeline_ = std::make_unique<Timeline>(rate_hz_);
   zero_ = ZeroOfClock();
   if (declared_ >= 0) declared_ = av_rescale_q(declared_, stream_->time_base, {1, rate_hz_});
   const bool piece_lost = log_.piece_lost;
@@ -157,8 +160,7 @@ void MediaReader::OpenDecoder() {
 int64_t MediaReader::ZeroOfClock() const {
   const int64_t start = file_->start_time;
   if (start == AV_NOPTS_VALUE) return 0;
-  const bool free_clock = (file_->iformat->flags & AVFMT_TS_DISCONT) != 0;
-  if (!free_clock && start >= -AV_TIME_BASE && start <= int64_t{60} * AV_TIME_BASE) return 0;
+  if (!free_clock_ && start >= -AV_TIME_BASE && start <= int64_t{60} * AV_TIME_BASE) return 0;
   return av_rescale_q(start, AV_TIME_BASE_Q, stream_->time_base);
 }
 
@@ -203,6 +205,7 @@ size_t MediaReader::Read(float* out, size_t count) {
 void MediaReader::NoteDamage() {
   if (!in_bad_place_) ++bad_places_;
   in_bad_place_ = true;
+  damaged_at_ = timeline_->reached();
 }
 
 // Brings the next frame, or the end.
@@ -237,6 +240,7 @@ bool MediaReader::Feed() {
     avcodec_send_packet(decoder_.get(), nullptr);
     return true;
   }
+  FollowClock();
   if (packet_->stream_index == stream_->index) {
     if ((packet_->flags & AV_PKT_FLAG_CORRUPT) != 0) NoteDamage();
     if (avcodec_send_packet(decoder_.get(), packet_.get()) < 0) NoteDamage();
@@ -245,13 +249,29 @@ bool MediaReader::Feed() {
   return true;
 }
 
+// Where the clock of all that a file holds jumps ahead, players go on without a gap from some distance on: recordings were put one behind
+// the other. Pieces of a list say themselves where that is so.
+void MediaReader::FollowClock() {
+  constexpr int64_t kFurthest_us = 10'000'000;
+  if (!free_clock_ || in_pieces_ || packet_->dts == AV_NOPTS_VALUE) return;
+  const int64_t now = av_rescale_q(packet_->dts, file_->streams[packet_->stream_index]->time_base, AV_TIME_BASE_Q);
+  clock_jumps_ |= clock_ && now - *clock_ > kFurthest_us;
+  clock_ = now;
+}
+
 void MediaReader::Take(AVFrame* frame) {
   std::optional<int64_t> at;
   if (frame->best_effort_timestamp != AV_NOPTS_VALUE) {
     at = av_rescale_q(frame->best_effort_timestamp - zero_, stream_->time_base, {1, rate_hz_});
   }
   const int64_t count = av_rescale(frame->nb_samples, rate_hz_, frame->sample_rate > 0 ? frame->sample_rate : rate_hz_);
+  const bool disturbed = damaged_at_ && timeline_->reached() - *damaged_at_ < 2 * rate_hz_;
+  timeline_->set_anew((request_.list && request_.list->discontinuous) || (clock_jumps_ && !disturbed));
   const Timeline::Place place = timeline_->Put(at, count, in_bad_place_);
+  if (place.jump > 0) {
+    ++jumps_ahead_;
+    clock_jumps_ = false;
+  }
   silence_ = place.silence;
   in_bad_place_ = false;
   Convert(frame, place.drop);
@@ -308,13 +328,19 @@ std::string MediaReader::damage() {
   if (!log_.refused.empty()) return "a part of it was not opened (" + log_.refused + "): " + Heard();
   if (LacksPieces()) return "a piece of it is missing or broken: " + Heard();
   if (bad_places_ > 0) {
-    return "damaged in " + std::to_string(bad_places_) + (bad_places_ == 1 ? " place" : " places") + ": " + Heard();
+    return "damaged in " + Places(bad_places_) + ": " + Heard();
   }
   if (read_error_ != 0) return "cut short or damaged (" + ErrorText(read_error_) + "): " + Heard();
   // Containers count the lead-in of an encoder as sound, and round.
   const bool short_of = declared_ > 0 && timeline_->reached() < declared_ - rate_hz_ / 2;
   if (log_.truncated || short_of) return "cut short: " + Heard();
   return "";
+}
+
+std::string MediaReader::note() const {
+  if (jumps_ahead_ == 0 || in_pieces_) return "";
+  return "its clock jumps ahead in " + Places(jumps_ahead_) +
+         ", as where recordings were put one behind the other; what is behind is heard without a gap";
 }
 
 }  // namespace TSEG::tool

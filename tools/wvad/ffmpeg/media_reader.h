@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,7 @@ class MediaReader : public AudioSource {
   SampleDepth depth() const override;
   size_t Read(float* out, size_t count) override;
   std::string damage() override;
+  std::string note() const override;
 
  private:
   bool Open();
@@ -60,6 +62,7 @@ class MediaReader : public AudioSource {
   int64_t ZeroOfClock() const;
   void Decode();
   bool Feed();
+  void FollowClock();
   void Take(AVFrame* frame);
   void Convert(AVFrame* frame, int64_t drop);
   void MakeConverter(AVFrame* frame);
@@ -86,8 +89,13 @@ class MediaReader : public AudioSource {
   int channels_ = 0;
   bool in_pieces_ = false;  // of a list of them (HLS)
   bool has_picture_ = false;
+  bool free_clock_ = false;       // of MPEG streams, which begins anywhere and may be set anew
+  std::optional<int64_t> clock_;  // of the last packet, in microseconds
+  bool clock_jumps_ = false;      // ahead, between packets that may not have been decoded yet
+  int jumps_ahead_ = 0;           // that were taken for no hole
   int bad_places_ = 0;
   bool in_bad_place_ = false;
+  std::optional<int64_t> damaged_at_;  // the last of them, in frames
   int read_error_ = 0;
   bool drained_ = false;
   bool at_end_ = false;

@@ -15,6 +15,7 @@ Timeline::Place Timeline::Put(std::optional<int64_t> at, int64_t count, bool loo
     const bool ahead = set_anew_ && reached_ > 0 && distance > rate_hz_;
     if (back || ahead || std::abs(distance) > 3600 * rate_hz_) {
       clock_ += distance;
+      place.jump = distance;
     } else if (distance > least) {
       place.silence = distance;
     } else if (distance < -least) {
