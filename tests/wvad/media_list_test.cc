@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Recordings in pieces that a list names (HLS), and recordings that were put one behind the other: nothing of them is lost without a word.
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -8,6 +9,8 @@
 
 namespace TSEG::tool {
 namespace {
+
+namespace fs = std::filesystem;
 
 // Of Recording(): the pieces begin at 0, 4 and 8 s, to the length of a packet.
 const char* const kPieces = "-i a.wav -c:a aac -f hls -hls_time 4 -hls_list_size 0 ";
@@ -124,6 +127,48 @@ TEST_F(MediaList, WordsOfTheLibraryNameNoOptionThatThereIsNot) {
   EXPECT_EQ(run.code, 4);
   EXPECT_EQ(Lines(run.err), 1) << run.err;
   EXPECT_THAT(run.err, Not(HasSubstr("allowed_extensions")));
+}
+
+TEST_F(MediaList, PieceThatWasExchangedIsGoneOnWithAsAnotherRecording) {
+  Recording("a.wav", {{1.0, 3.0}, {5.0, 6.0}});
+  Recording("b.wav", {{1.0, 3.0}});
+  Make("-i b.wav -c:a aac -f hls -hls_time 4 -hls_list_size 0 b.m3u8");
+  const std::string list = Make(std::string(kPieces) + "a.m3u8");
+  const auto age = [this](const char* name) {
+    fs::last_write_time(folder_.file(name), fs::last_write_time(folder_.file("a.wav")) - std::chrono::hours(1));
+  };
+  for (const char* name : {"a.m3u8", "a0.ts", "a1.ts", "a2.ts"}) age(name);
+  const auto split = [&] { return Run("split", {"-q", "--resume", "-d", folder_.file("out"), list}); };
+  ASSERT_EQ(split().code, 0);
+  const std::vector<std::string> two = {"a-0001.wav", "a-0002.wav", "a-split.json"};
+  EXPECT_EQ(Names(folder_.file("out")), two);
+  const nlohmann::json index = nlohmann::json::parse(folder_.read("out/a-split.json"));
+  size_t bytes = 0;
+  for (const char* name : {"a.m3u8", "a0.ts", "a1.ts", "a2.ts"}) bytes += folder_.read(name).size();
+  EXPECT_EQ(index["source_bytes"], bytes);
+  const std::string rows = folder_.file("rows.jsonl");
+  ASSERT_EQ(Segment({"-f", "jsonl", "-o", rows, list}).code, 0);
+  // By its time.
+  folder_.write("a1.ts", folder_.read("b1.ts"));
+  fs::last_write_time(folder_.file("a1.ts"), fs::last_write_time(rows) + std::chrono::hours(1));
+  ExpectFailure(Segment({"-q", "--resume", "-f", "jsonl", "-o", rows, list}), 8, "which has been written to since; begin anew");
+  EXPECT_EQ(split().code, 0);
+  EXPECT_EQ(Names(folder_.file("out")), (std::vector<std::string>{"a-0001.wav", "a-split.json"}));
+  // And by its size, where it has kept its time.
+  folder_.write("a1.ts", folder_.read("a0.ts") + folder_.read("a0.ts"));
+  age("a1.ts");
+  const std::string before = folder_.read("out/a-split.json");
+  split();
+  EXPECT_NE(folder_.read("out/a-split.json"), before);
+}
+
+TEST_F(MediaList, ChecksumIsThatOfTheListAndItsPieces) {
+  Recording();
+  const std::string list = Make(std::string(kPieces) + "a.m3u8");
+  const std::string sum = First(Segment({"-f", "json", "--checksum", list}))["recording"]["sha256"];
+  folder_.write("all", folder_.read("a.m3u8") + folder_.read("a0.ts") + folder_.read("a1.ts") + folder_.read("a2.ts"));
+  ASSERT_EQ(std::system(("sha256sum <" + folder_.file("all") + " >" + folder_.file("sum")).c_str()), 0);
+  EXPECT_EQ(sum + "  -\n", folder_.read("sum"));
 }
 
 TEST_F(MediaList, RecordingsOneBehindTheOtherAreHeardOneBehindTheOther) {

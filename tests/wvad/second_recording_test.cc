@@ -23,8 +23,8 @@ std::string Wave(size_t bytes, const std::string& chunks = "") {
 const std::string kChunk = "LIST" + std::string("\3\0\0\0", 4) + "abc" + std::string(1, '\0');
 const std::string kId3v1 = "TAG" + std::string(125, ' ');
 const std::string kId3v2 = "ID3\3" + std::string("\0\0\0\0\0\4", 6) + "abcd";
-const std::string kApe = "APETAGEX" + std::string("\xD0\7\0\0\x24\0\0\0\0\0\0\0\0\0\0\xA0", 16) + std::string(8, '\0') + "item" + "APETAGEX" +
-                         std::string("\xD0\7\0\0\x24\0\0\0\0\0\0\0\0\0\0\x80", 16) + std::string(8, '\0');
+const std::string kApe = "APETAGEX" + std::string("\xD0\7\0\0\x24\0\0\0\0\0\0\0\0\0\0\xA0", 16) + std::string(8, '\0') + "item" +
+                         "APETAGEX" + std::string("\xD0\7\0\0\x24\0\0\0\0\0\0\0\0\0\0\x80", 16) + std::string(8, '\0');
 
 class SecondRecording : public Program {
  protected:

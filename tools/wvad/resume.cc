@@ -13,6 +13,7 @@
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
 #include "wvad/new_file.h"
+#include "wvad/recording_files.h"
 #include "wvad/report_json.h"
 #include "wvad/shown.h"
 #include "wvad/text_report.h"
@@ -247,7 +248,7 @@ Kept KeepWhatIsThere(const std::string& output, const std::string& format, const
     best_path = path;
   }
   for (size_t i = 0; i < best.files; ++i) {
-    if (!IsNewer(files[i], best_path)) continue;
+    if (!IsRecordingNewer(files[i], best_path)) continue;
     throw Failure(ExitCode::kOutput, best_path + ": tells of " + Shown(files[i]) + ", which has been written to since; begin anew");
   }
   best.there = there.there;

@@ -12,6 +12,7 @@
 #include "wvad/messages.h"
 #include "wvad/output.h"
 #include "wvad/progress.h"
+#include "wvad/recording_files.h"
 #include "wvad/resume.h"
 #include "wvad/score_output.h"
 #include "wvad/score_run.h"
@@ -200,7 +201,7 @@ bool IsDone(const std::string& recording, const std::string& path, const ScoresO
   if (another && !options.folder.force) {
     throw Failure(ExitCode::kOutput, path + ": tells of another recording, " + Shown(told) + "; --resume goes on with the same ones");
   }
-  if (!another && !IsNewer(recording, path)) return true;
+  if (!another && !IsRecordingNewer(recording, path)) return true;
   if (told.empty() && !options.folder.force) {
     throw Failure(ExitCode::kOutput,
                   path + ": is older than " + Shown(recording) + ", and does not say what it tells of; --force replaces it");

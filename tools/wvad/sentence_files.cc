@@ -14,6 +14,7 @@
 #include "wvad/file_system.h"
 #include "wvad/output.h"
 #include "wvad/provenance.h"
+#include "wvad/recording_files.h"
 #include "wvad/report_json.h"
 #include "wvad/resume.h"
 
@@ -32,7 +33,8 @@ std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::strin
   // One that broke off counts, too: its files would be replaced by others.
   if (index.contains("made_by")) CheckSameWay(path, JsonText(index["made_by"]), ways);
   if (!index.contains("heard") || index.value("stopped_by", "") == kInterruptedReason) return std::nullopt;
-  if (IsNewer(input, path) || (index.contains("source_bytes") && index["source_bytes"] != SizeOf(input))) return std::nullopt;
+  if (IsRecordingNewer(input, path) || (index.contains("source_bytes") && index["source_bytes"] != SizeOfRecording(input)))
+    return std::nullopt;
   const std::vector<std::string> names = SavedFiles(folder, input, index);
   const bool whole = std::all_of(names.begin(), names.end(),
                                  [&](const std::string& name) { return LookAt(folder.Path(input, name)).kind == FileKind::kFile; });
@@ -121,7 +123,7 @@ void SentenceFiles::BeginFile(const std::string& name) {
   index_ = std::make_unique<NewFile>(path, folder_.rules());
   Json head;
   head["source"] = name;
-  if (const uint64_t size = SizeOf(name); size > 0) head["source_bytes"] = size;
+  if (const uint64_t size = SizeOfRecording(name); size > 0) head["source_bytes"] = size;
   head["model"] = with_.model;
   head["sample_rate"] = with_.rate_hz;
   head.update(format_.about);

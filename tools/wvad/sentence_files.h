@@ -4,7 +4,8 @@
 //
 //   DIR/talk-0001.wav  DIR/talk-0002.wav ...  DIR/talk-split.json
 //
-// The index is JSON: {"source":..., its "source_bytes" where it is a file, what the command adds, "sentences":[{"file":..., begin, end,
+// The index is JSON: {"source":..., its "source_bytes" where it is a file (of a list with
+// those of its pieces), what the command adds, "sentences":[{"file":..., begin, end,
 // duration, the count of samples or frames, vol, trig, eg}, ...], "heard":..., "stopped_by":...}. It is written for every recording that
 // could be opened, also one without sentences or one that broke off. With --force the files of earlier runs that the new one does not make
 // (earlier_files.h) go when it is through; one that broke off leaves them, and its index lists them as "left_over", for the next run to

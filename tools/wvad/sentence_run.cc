@@ -19,6 +19,7 @@
 #include "wvad/provenance.h"
 #include "wvad/recorded_report.h"
 #include "wvad/recording.h"
+#include "wvad/recording_files.h"
 #include "wvad/recording_note.h"
 #include "wvad/report_json.h"
 #include "wvad/sentence_engine.h"
@@ -148,7 +149,7 @@ class SentenceRun {
   RecordingFacts Facts(const Input& input, const std::string& name, const FileEnd& end) const {
     const bool to_its_end = end.reason == kWholeReason;
     return {input.source_rate_hz(), input.source_channels(), to_its_end ? input.frames_read() : input.frames_total(),
-            task_.checksum ? Sha256Of(name) : ""};
+            task_.checksum ? Sha256Of(FilesOfRecording(name)) : ""};
   }
 
   FileEnd ToTheEnd(Input& input, SentenceEngine& engine, bool all_channels, const Recording::Sink& sink, const Step& heard) {
