@@ -48,6 +48,9 @@ TEST(Annotation, EachFormIsUnderstood) {
       {"csv", "Filename,Start Time (s),End Time (s)\ntalk.wav,0.7,2.2\ntalk.wav,61.25,62\n"},
       {"csv", "start_ms,duration_ms\n700,1500\n61250,750\n"},
       {"csv", "audio_filepath,offset,duration\ntalk.wav,0.7,1.5\ntalk.wav,61.25,0.75\n"},
+      {"csv", "file;begin;end;vol\r\n\"far/talk.wav\";0,70;2,2;1,5\r\n\"far/talk.wav\";61,25;62;\r\n"},
+      {"csv", "\"onset [s]\";\"a;b, c\";\"duration\"\n0.7;x,y;1.5\n61.25;;0.75\n"},
+      {"tsv", "start_ms\tend_ms\n700,0\t2200\n61250\t62000,000\n"},
       {"tsv", "filename\tonset\toffset\tevent_label\ntalk.wav\t0.7\t2.2\tx\ntalk.wav\t61.25\t62\tx\n"},
       {"tsv", "start\tend\tlabel\n0.7\t2.2\t\"a\tb\"\n61.25\t62\t\"line\nbreak\"\n"},
       {"json", R"({"files":[{"file":"a/talk.wav","sentences":[{"begin":0.7,"end":2.2},{"begin":61.25,"end":62}]}]})"},
@@ -130,6 +133,19 @@ TEST(Annotation, ColumnsThatContradictEachOtherAreRefusedWithTheirLine) {
   for (const auto& [text, words] : rows) EXPECT_EQ(Refusal([&, of = text] { Read("csv", of); }), words) << text;
   // As far as their decimals go: 0.33 s and 1.0 s are 1.33 s, or 1.3 s.
   EXPECT_EQ(Read("csv", "begin,end,duration\n0.33,1.3,1.0\n")["talk"].speech, (Spans{{330000, 1300000}}));
+}
+
+TEST(Annotation, DecimalsThatCannotBeToldFromFieldsOrThousandsAreRefused) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"begin,end\n\"1,25\",2\n", "line 2: \"1,25\" is no time in seconds"},
+      {"begin;end\n1,25;2\n1,5;3.250\n", "line 3: \"3.250\" is no time in seconds where others have a decimal comma"},
+      {"begin;end\n1.25;2,5\n", "line 2: \"2,5\" is no time in seconds where others have a decimal point"},
+      {"begin;end\n1.250,5;1.260,5\n", "line 2: \"1.250,5\" is no time in seconds"},
+      {"begin;end\n1,25,2,5\n", "line 2: too few fields"},
+      {"begin,end\n1,25;2,5\n", "line 2: \"25;2\" is no time in seconds"},
+      {"begin;from,end\n1;2\n", "the heading has to name begin (or start), and end or duration; it names begin;from, end"},
+  };
+  for (const auto& [text, words] : rows) EXPECT_EQ(Refusal([&, of = text] { Read("csv", of); }), words) << text;
 }
 
 TEST(Annotation, ZeroByteInATimeIsShown) {

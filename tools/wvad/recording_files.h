@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The files that one recording consists of: itself, and where it is a list, the pieces that it leads to. Whoever asks whether a recording is
-// still the same asks all of them.
+// The files that one recording consists of: itself, and where it is a list, the pieces that it leads to. Whoever asks whether a recording
+// is still the same asks all of them.
 #ifndef WVAD_WVAD_RECORDING_FILES_H_
 #define WVAD_WVAD_RECORDING_FILES_H_
 

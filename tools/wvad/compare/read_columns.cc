@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// CSV (RFC 4180) and the same with tabs: a heading names the columns. Where a segment begins and where it ends, or how long it is, are
-// needed, in seconds or, where the heading says so ("start_ms", "begin (ms)"), milliseconds; a file names the recording. Blanks round
-// names and times do not count. Columns that say the same thing twice have to agree in each row, as far as their decimals go.
+// CSV (RFC 4180) and the same with tabs: a heading names the columns. Where it names them between semicolons, so are the fields, as
+// spreadsheets write them that have a comma before decimals; there and between tabs times may have one. Where a segment begins and where it
+// ends, or how long it is, are needed, in seconds or, where the heading says so ("start_ms", "begin (ms)"), milliseconds; a file names the
+// recording. Blanks round names and times do not count. Columns that say the same thing twice have to agree in each row, as far as their
+// decimals go.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -30,7 +32,8 @@ struct Row {
   throw Failure(ExitCode::kNotAudio, "line " + std::to_string(row.line) + ": " + words);
 }
 
-std::vector<Row> Rows(const std::string& text, char separator) {
+// The first `most` of them.
+std::vector<Row> Rows(const std::string& text, char separator, size_t most = SIZE_MAX) {
   std::vector<Row> rows;
   Row row;
   int line = 1;
@@ -47,6 +50,7 @@ std::vector<Row> Rows(const std::string& text, char separator) {
     } else if (!quoted && c == '\n') {
       if (row.fields.back().ends_with('\r')) row.fields.back().pop_back();
       rows.push_back(std::exchange(row, Row{.line = line}));
+      if (rows.size() == most) return rows;
     } else {
       row.fields.back() += c;
     }
@@ -109,8 +113,9 @@ struct Column {
   int64_t unit_us;
   std::string name;  // as the heading has it
 
+  std::string TextIn(const Row& row) const { return Trimmed(row.fields[at]); }
   Time Of(const Row& row) const {
-    const std::string text = Trimmed(row.fields[at]);
+    const std::string text = TextIn(row);
     const int64_t shrink = 1000000 / unit_us;
     const size_t point = text.find('.');
     int64_t step_us = unit_us;
@@ -186,8 +191,38 @@ struct TimeColumns {
   Columns begin, end, duration;
 };
 
+// The mark before decimals in the times of a table, which is one and the same in all of them.
+class DecimalMark {
+ public:
+  // Puts a point for it. Throws Failure(kNotAudio) where the table has had the other one.
+  void Normalise(Row* row, const Column& column) {
+    std::string& field = row->fields[column.at];
+    const size_t at = field.find_first_of(",.");
+    if (at == std::string::npos) return;
+    const char mark = field[at];
+    if (mark_ == 0) mark_ = mark;
+    if (mark != mark_ || field.find_first_of(",.", at + 1) != std::string::npos)
+      Refuse(*row, "\"" + Shown(column.TextIn(*row)) + "\" is no time in seconds" + (mark != mark_ ? Other() : ""));
+    field[at] = '.';
+  }
+
+ private:
+  std::string Other() const { return std::string(" where others have a decimal ") + (mark_ == ',' ? "comma" : "point"); }
+
+  char mark_ = 0;
+};
+
+// What stands between the fields of a table with commas, or with semicolons where those alone make the heading one of times.
+char SeparatorOf(const std::string& text) {
+  const auto names_times = [&text](char separator) {
+    const std::vector<Row> first = Rows(text, separator, 1);
+    return !first.empty() && TimeColumns(Heading(first[0])).enough();
+  };
+  return text.substr(0, text.find('\n')).find(';') != std::string::npos && !names_times(',') && names_times(';') ? ';' : ',';
+}
+
 Annotation ReadColumns(const std::string& text, const std::string& id, char separator) {
-  const std::vector<Row> rows = Rows(text, separator);
+  std::vector<Row> rows = Rows(text, separator);
   const Row names = rows.empty() ? Row() : rows[0];
   const Heading heading(names);
   const Columns file =
@@ -200,8 +235,9 @@ Annotation ReadColumns(const std::string& text, const std::string& id, char sepa
   }
   Annotation annotation;
   if (file.empty()) annotation[id];
+  DecimalMark decimal_mark;
   for (size_t i = 1; i < rows.size(); ++i) {
-    const Row& row = rows[i];
+    Row& row = rows[i];
     if (row.empty()) continue;
     for (const Columns* needed : {&file, &error, &times.begin, &times.end, &times.duration}) {
       for (const Column& column : *needed) {
@@ -209,6 +245,10 @@ Annotation ReadColumns(const std::string& text, const std::string& id, char sepa
       }
     }
     if (!error.empty() && !row.fields[error[0].at].empty()) continue;  // a recording that failed
+    for (const Columns* of_times : {&times.begin, &times.end, &times.duration}) {
+      if (separator == ',') break;
+      for (const Column& column : *of_times) decimal_mark.Normalise(&row, column);
+    }
     try {
       AnnotatedRecording& recording = file.empty() ? annotation[id] : RecordingNamed(annotation, Trimmed(row.fields[file[0].at]));
       recording.speech.push_back(times.SpanIn(row));
@@ -222,7 +262,7 @@ Annotation ReadColumns(const std::string& text, const std::string& id, char sepa
 
 }  // namespace
 
-Annotation ReadCsv(const std::string& text, const std::string& id) { return ReadColumns(text, id, ','); }
+Annotation ReadCsv(const std::string& text, const std::string& id) { return ReadColumns(text, id, SeparatorOf(text)); }
 Annotation ReadTsv(const std::string& text, const std::string& id) { return ReadColumns(text, id, '\t'); }
 
 }  // namespace TSEG::tool
