@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "support/temp_folder.h"
 #include "wvad/failure.h"
 #include "wvad/named_rows.h"
@@ -162,6 +164,37 @@ TEST(Annotation, TextsBesideTablesInAFolderArePassedOver) {
   // A table that says what it is, and is none, is a mistake.
   folder.write("b.rttm", "SPEAKER b\n");
   EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), nullptr); }), ::testing::HasSubstr("b.rttm: line 1"));
+}
+
+TEST(Annotation, TablesAndDocumentsOfSomethingElseInAFolderArePassedOver) {
+  const testing_support::TempFolder folder;
+  folder.write("a.csv", "begin,end\n1,2\n");
+  const std::vector<std::string> foreign = {folder.write("index.csv", "recording,speaker\na,b\n"),
+                                            folder.write("list.json", "[1]"),
+                                            folder.write("log.jsonl", "{\"level\":\"info\"}\n"),
+                                            folder.write("notes.tsv", "who\twhat\n"),
+                                            folder.write("package.json", R"({"name":"x","files":["dist"]})"),
+                                            folder.write("z-split.json", R"({"source":"z.wav","sentences":[]})")};
+  std::vector<std::string> passed_over;
+  const Annotation all = ReadAnnotation(folder.path(), nullptr, &passed_over);
+  EXPECT_EQ(all.size(), 1U);
+  EXPECT_EQ(all.at("a").speech, (Spans{{1000000, 2000000}}));
+  EXPECT_EQ(passed_over, foreign);
+  EXPECT_EQ(ReadAnnotation(folder.path(), FindRow(AnnotationForms(), "csv"), &passed_over).size(), 1U);
+  EXPECT_EQ(passed_over, std::vector<std::string>{foreign[0]});
+  // Of one that is named it is an error, and where nothing is left.
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(foreign[0], nullptr); }), ::testing::HasSubstr("index.csv: the heading has to name begin"));
+  EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), FindRow(AnnotationForms(), "jsonl")); }),
+              ::testing::HasSubstr("log.jsonl: expected a member \"event\""));
+  // What was cut off, or has a mistake in it, is one as well.
+  for (const auto& [name, text] : {std::pair("b.csv", ""),
+                                   {"b.csv", "begin,end\n1,x\n"},
+                                   {"b.json", "{\"files\":["},
+                                   {"b.jsonl", "{\"event\":\"end\",\"file\":\"b\"}\n{\"file\":\"b\"}\n"}}) {
+    const std::string path = folder.write(name, text);
+    EXPECT_THAT(Refusal([&] { ReadAnnotation(folder.path(), nullptr); }), ::testing::HasSubstr(std::string(name) + ": ")) << text;
+    std::filesystem::remove(path);
+  }
 }
 
 TEST(Annotation, FormThatNoFileOfAFolderHasIsNamed) {

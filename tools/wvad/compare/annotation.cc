@@ -59,6 +59,8 @@ Annotation ReadFile(const std::string& path, const AnnotationForm* form) {
   const std::string text = ReadText(path);
   try {
     return form->read(text, IdOfAnnotation(path));
+  } catch (const NoAnnotation& failure) {
+    throw NoAnnotation(path + ": " + failure.what());
   } catch (const Failure& failure) {
     throw Failure(failure.code(), path + ": " + failure.what());
   }
@@ -108,7 +110,8 @@ Annotation ReadFolder(const std::string& path, const AnnotationForm* form, std::
     try {
       of_file = ReadFile(file, form);
     } catch (const Failure& failure) {
-      if (failure.code() != ExitCode::kNotAudio || SaysItsForm(file, form)) throw;
+      const bool foreign = dynamic_cast<const NoAnnotation*>(&failure) != nullptr;
+      if (!foreign && (failure.code() != ExitCode::kNotAudio || SaysItsForm(file, form))) throw;
       not_read.push_back(file);
       const std::string words = std::string(failure.what()).substr(file.size() + 2);
       if (!first) first.emplace(failure.code(), file + ": " + reading + words);
@@ -181,6 +184,9 @@ void ForEachLine(const std::string& text, const std::function<void(const std::st
     ++number;
     try {
       take(line);
+    } catch (const NoAnnotation& failure) {
+      if (number == 1) throw;
+      throw Failure(failure.code(), "line " + std::to_string(number) + ": " + failure.what());
     } catch (const Failure& failure) {
       throw Failure(failure.code(), "line " + std::to_string(number) + ": " + failure.what());
     }

@@ -230,8 +230,9 @@ Annotation ReadColumns(const std::string& text, const std::string& id, char sepa
   const Columns error = heading.Find({"error"});
   const TimeColumns times(heading);
   if (!times.enough()) {
-    throw Failure(ExitCode::kNotAudio,
-                  "the heading has to name begin (or start), and end or duration; it names " + (rows.empty() ? "nothing" : Joined(names)));
+    const std::string words = "the heading has to name begin (or start), and end or duration; it names ";
+    if (rows.empty()) throw Failure(ExitCode::kNotAudio, words + "nothing");
+    throw NoAnnotation(words + Joined(names));
   }
   Annotation annotation;
   if (file.empty()) annotation[id];

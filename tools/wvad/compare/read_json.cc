@@ -30,6 +30,13 @@ Value Get(const Json& json, const char* key) {
 
 Span SpanOfSentence(const Json& json) { return SpanOf(Microseconds(Get<double>(json, "begin")), Microseconds(Get<double>(json, "end"))); }
 
+// Documents of others may have members of this name, with something else in them.
+bool IsOurs(const Json& document) {
+  if (!document.is_object() || !document.contains("files") || !document["files"].is_array()) return false;
+  const Json& files = document["files"];
+  return files.empty() || files[0].is_object();
+}
+
 void TakeLength(const Json& json, AnnotatedRecording& recording) {
   if (!json.contains("recording") || !json["recording"].is_object()) return;
   const Json& facts = json["recording"];
@@ -42,6 +49,7 @@ void ReadObject(const Json& json, Annotation& annotation) {
     annotation[Get<std::string>(json, "recording_id")].speech.push_back({begin_us, begin_us + Microseconds(Get<double>(json, "duration"))});
     return;
   }
+  if (!json.contains("event")) throw NoAnnotation("expected a member \"event\"");
   const auto event = Get<std::string>(json, "event");
   AnnotatedRecording& recording = RecordingNamed(annotation, Get<std::string>(json, "file"));
   if (event == "sentence") recording.speech.push_back(SpanOfSentence(json));
@@ -52,7 +60,9 @@ void ReadObject(const Json& json, Annotation& annotation) {
 
 Annotation ReadJson(const std::string& text, const std::string&) {
   Annotation annotation;
-  for (const Json& file : Get<Json::array_t>(Parsed(text), "files")) {
+  const Json document = Parsed(text);
+  if (!IsOurs(document)) throw NoAnnotation("expected a member \"files\" with the recordings");
+  for (const Json& file : document["files"]) {
     AnnotatedRecording& recording = RecordingNamed(annotation, Get<std::string>(file, "file"));
     for (const Json& sentence : Get<Json::array_t>(file, "sentences")) recording.speech.push_back(SpanOfSentence(sentence));
     TakeLength(file, recording);
