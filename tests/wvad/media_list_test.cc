@@ -96,6 +96,18 @@ TEST_F(MediaList, ListThatLeadsToOneThatWasNeverClosedComesToItsEndToo) {
   ExpectNear(Found(run.out), kWanted, 0.1);
 }
 
+TEST_F(MediaList, ListOnStandardInputIsToldHowToBeHeard) {
+  Recording();
+  Make(std::string(kPieces) + "a.m3u8");
+  for (const std::string& list : {folder_.read("a.m3u8"), std::string("#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=90000\na.m3u8\n")}) {
+    input_ = list;
+    ExpectFailure(Segment({"-"}), 4, "-: is a list of pieces (HLS), which are looked for beside it");
+  }
+  current_ = folder_.path();
+  input_ = "ffconcat version 1.0\nfile a0.ts\n";
+  EXPECT_EQ(Segment({"-"}).code, 0);
+}
+
 TEST_F(MediaList, ListThatLeadsToItselfIsRefused) {
   const std::string leads = "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=90000\n";
   const std::string own = folder_.write("own.m3u8", leads + "own.m3u8\n");

@@ -137,6 +137,11 @@ std::unique_ptr<AudioSource> OpenMedia(const std::string& name, std::unique_ptr<
     if (IsMedia(container)) NoDecoder(name);
     return nullptr;
   }
+  if (name == "-" && IsHlsList(*bytes)) {
+    throw Failure(ExitCode::kNotAudio, name +
+                                           ": is a list of pieces (HLS), which are looked for beside it, and standard input lies nowhere; "
+                                           "give the list itself by its name, or its address with --allow-network");
+  }
   if (name != "-" && IsList(*bytes) && LeadsToItself(name)) throw Failure(ExitCode::kNotAudio, name + ": a list that leads to itself");
   const bool whole = IsWhole(*bytes, container);
   const std::optional<HlsList> list = whole ? ReadHlsList(*bytes) : std::nullopt;

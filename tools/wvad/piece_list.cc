@@ -105,6 +105,8 @@ bool IsList(ByteSource& bytes) {
   return begin == kConcat || begin.starts_with(kHls);
 }
 
+bool IsHlsList(ByteSource& bytes) { return BeginOf(bytes).starts_with(kHls); }
+
 bool LeadsToItself(const std::string& path) {
   std::vector<std::string> way = {Shortest(path)};
   try {

@@ -14,6 +14,8 @@ namespace TSEG::tool {
 
 // Whether these are the bytes of a list: of pieces, or (M3U) of recordings.
 bool IsList(ByteSource& bytes);
+// Of these, whether its form is that of HLS, as M3U's is.
+bool IsHlsList(ByteSource& bytes);
 
 // The names of the files that the list `path` leads to, those of the lists in it with them; none for what is no list or cannot be read.
 // Addresses are among them as they are written.
