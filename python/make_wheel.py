@@ -7,6 +7,7 @@ part of them on FFmpeg's libraries, the program; and the libraries that these ne
 platform tag has (elf_files.py), and for FFmpeg's, which are looked for on the machine that runs it. Their licences come along.
 """
 import argparse
+import importlib.util
 import json
 import os
 import re
@@ -95,20 +96,36 @@ def make_stage(build, stage):
     (stage / "wheel.json").write_text(json.dumps(facts, indent=1), encoding="utf-8")
 
 
+def missing():
+    """What a wheel takes that this Python or this system lacks, as Debian's packages."""
+    modules = {"pip": "python3-pip", "setuptools": "python3-setuptools", "wheel": "python3-wheel"}
+    programs = {"patchelf": "patchelf", "readelf": "binutils", "dpkg-query": "dpkg"}
+    return [package for module, package in modules.items() if importlib.util.find_spec(module) is None] + [
+        package for program, package in programs.items() if shutil.which(program) is None]
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=Path)
     parser.add_argument("out", type=Path)
     arguments = parser.parse_args()
+    lacking = missing()
+    if lacking:
+        sys.exit(f"make_wheel.py: {sys.executable} and this system lack what a wheel takes, Debian's packages {' '.join(lacking)} (for /usr/bin/python3)")
     stage = arguments.out.resolve() / "stage"
     make_stage(arguments.build.resolve(), stage)
     environment = dict(os.environ, SOURCE_DATE_EPOCH=os.environ.get("SOURCE_DATE_EPOCH", "315532800"))  # the same input gives the same wheel
+    made = stage / "made"
+    done = subprocess.run([sys.executable, "-m", "pip", "--disable-pip-version-check", "wheel", "--quiet", "--no-index", "--no-deps",
+                           "--no-build-isolation", "--wheel-dir", made, stage], check=False, env=environment, stdout=sys.stderr)
+    if done.returncode != 0:
+        sys.exit("make_wheel.py: pip could not make the wheel; what was there stays")
     for old in arguments.out.glob("wvad-*.whl"):
         old.unlink()
-    subprocess.run([sys.executable, "-m", "pip", "--disable-pip-version-check", "wheel", "--quiet", "--no-index", "--no-deps",
-                    "--no-build-isolation", "--wheel-dir", arguments.out, stage], check=True, env=environment, stdout=sys.stderr)
+    new = next(made.glob("wvad-*.whl"))
+    wheel = new.rename(arguments.out / new.name)
     shutil.rmtree(stage)
-    print(next(arguments.out.glob("wvad-*.whl")))
+    print(wheel)
 
 
 if __name__ == "__main__":

@@ -3,12 +3,11 @@
 from __future__ import annotations
 
 import threading
-import warnings
 from typing import Any, Dict, Iterator, List, Optional, Sequence, Tuple, Union, overload
 
 import numpy as np
 
-from . import _picture, _sources, errors
+from . import _picture, _sources, _told, errors
 from ._track import Outline, mono
 from ._types import Array, Channel
 from .events import Event, Sentence
@@ -88,7 +87,7 @@ class Segmentation(Sequence[Sentence]):
                 stream.close()
         for words in (self.damage, self.note):
             if words:
-                warnings.warn(f"{self.name}: {words}", errors.AudioWarning, stacklevel=4)
+                _told.warn(f"{self.name}: {words}")
 
     def _keep(self, stream: Stream, outline: Outline, events: List[Event]) -> None:
         outline.add_probabilities(stream._probabilities or [])
@@ -256,7 +255,7 @@ def scores(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix",
             parts.append(_taken(stream))
         for words in (opened.damage, opened.note):
             if words:
-                warnings.warn(f"{opened.name}: {words}", errors.AudioWarning, stacklevel=2)
+                _told.warn(f"{opened.name}: {words}")
     finally:
         opened.close()
     return _each_10_ms(np.concatenate(parts), opened.rate, heard)

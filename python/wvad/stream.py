@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import ctypes
 import threading
-import warnings
 import weakref
 from dataclasses import dataclass
 from typing import Any, Callable, Dict, Iterator, List, NoReturn, Optional, Tuple
@@ -12,7 +11,7 @@ from typing import Any, Callable, Dict, Iterator, List, NoReturn, Optional, Tupl
 import numpy as np
 from numpy.typing import DTypeLike
 
-from . import _audit, _library, _samples, errors, settings
+from . import _audit, _library, _samples, _told, errors, settings
 from ._types import Array, Channel
 from ._numbers import hertz, whole
 from .events import Event, EventKind, event_of
@@ -199,7 +198,7 @@ class Stream:
             words = _audit.wrong_scale(array)
             if words:
                 self._scale_told = True
-                warnings.warn(words, errors.AudioWarning, stacklevel=3)
+                _told.warn(words)
         step = self.rate * _PIECE_S
         if len(array) > step:
             self._check_finite(array)

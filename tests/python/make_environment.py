@@ -1,29 +1,29 @@
 # SPDX-License-Identifier: Apache-2.0
 """make_environment.py BUILD OUT: makes the wheel of BUILD and a virtual environment in OUT in which it is installed, both offline. Exit code
 77 (a skipped test) where the system lacks what that takes."""
+import importlib.util
 import shutil
 import subprocess
 import sys
 from pathlib import Path
 
-SKIPPED = 77
 ROOT = Path(__file__).resolve().parent.parent.parent
+sys.path.insert(0, str(ROOT / "python"))
+
+import make_wheel  # noqa: E402
+
+SKIPPED = 77
 
 
 def missing():
-    """What is not there, as Debian calls it."""
-    modules = {"numpy": "python3-numpy", "pip": "python3-pip", "setuptools": "python3-setuptools", "wheel": "python3-wheel", "venv": "python3-venv"}
-    for module, package in modules.items():
-        if subprocess.run([sys.executable, "-c", f"import {module}"], stderr=subprocess.DEVNULL, check=False).returncode != 0:
-            yield package
-    for program, package in (("patchelf", "patchelf"), ("readelf", "binutils"), ("dpkg-query", "dpkg")):
-        if shutil.which(program) is None:
-            yield package
+    """What is not there, as Debian calls it: for the wheel, and for an environment in which it is tried."""
+    modules = {"numpy": "python3-numpy", "venv": "python3-venv"}
+    return make_wheel.missing() + [package for module, package in modules.items() if importlib.util.find_spec(module) is None]
 
 
 def main():
     build, out = Path(sys.argv[1]), Path(sys.argv[2])
-    lacking = list(missing())
+    lacking = missing()
     if lacking:
         print(f"skipped: these packages are missing: {' '.join(lacking)}")
         return SKIPPED

@@ -223,6 +223,17 @@ class Refusals(InFolder):
         with self.assertWarnsRegex(wvad.AudioWarning, "flac"):
             self.assertGreater(len(wvad.segment(self.copy("cut.flac", JFK.read_bytes()[:100000]))), 0)
 
+    def test_a_warning_names_the_line_that_asked_whatever_it_asked_for(self):
+        cut = self.copy("cut.wav", self.wave("talk.wav", SIGNAL).read_bytes()[:44 + 2 * 16000 * 3])
+        asked = [list, len, lambda found: found[-1], lambda found: found.finish(), lambda found: found.to_dicts(), lambda found: [one for one in found]]
+        for ask in asked:
+            with self.assertWarnsRegex(wvad.AudioWarning, "cut short") as caught:
+                ask(wvad.segment(cut, model=MODEL))
+            self.assertEqual(caught.filename, __file__)
+        with self.assertWarnsRegex(wvad.AudioWarning, "cut short") as caught:
+            wvad.scores(cut, model=MODEL)
+        self.assertEqual(caught.filename, __file__)
+
     def test_an_empty_array_has_no_sentences(self):
         for empty in (np.empty(0, np.int16), np.empty((0, 2), np.float32), []):
             self.assertEqual(list(wvad.segment(empty, 16000, model=MODEL)), [])
