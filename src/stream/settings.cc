@@ -29,6 +29,16 @@ void CheckValue(const SettingRow& row, double value) {
                                   (row.zero_is_off ? "0 or " : "") + ShortestText(row.low) + " to " + ShortestText(row.high) + unit);
 }
 
+// "a, b or c".
+std::string NamesOfProfiles() {
+  std::string names;
+  for (const Profile& profile : kProfiles) {
+    const bool last = &profile == std::end(kProfiles) - 1;
+    names += (names.empty() ? "" : last ? " or " : ", ") + std::string(profile.name);
+  }
+  return names;
+}
+
 void TakeEntry(std::string_view entry, wvad_settings* settings) {
   const size_t equals = entry.find('=');
   if (equals == std::string_view::npos || equals == 0) {
@@ -88,7 +98,8 @@ void ParseSettings(std::string_view text, wvad_settings* settings) {
     if (entry.substr(0, kProfile.size()) != kProfile) return;
     const std::string_view name = entry.substr(kProfile.size());
     const Profile* profile = FindProfile(name);
-    if (profile == nullptr) throw Refusal(WVAD_E_PARAMETER, "profile: there is no \"" + std::string(name) + "\"");
+    if (profile == nullptr)
+      throw Refusal(WVAD_E_PARAMETER, "profile: there is no \"" + std::string(name) + "\"; choose " + NamesOfProfiles());
     taken = SettingsOf(*profile);
   });
   ForEachEntry(text, [&](std::string_view entry) { TakeEntry(entry, &taken); });

@@ -58,7 +58,7 @@ TEST(StreamSettings, TextThatIsRefusedChangesNothing) {
       {"threshold=nan", WVAD_E_RANGE, "threshold: nan is outside of its range, 0.01 to 0.99"},
       {"max_sentence=inf", WVAD_E_RANGE, "max_sentence: inf s is outside of its range, 2 to 3600 s"},
       {"turn_silence=0.01", WVAD_E_RANGE, "turn_silence: 0.01 s is outside of its range, 0 or 0.05 to 3600 s"},
-      {"profile=slow", WVAD_E_PARAMETER, "profile: there is no \"slow\""},
+      {"profile=slow", WVAD_E_PARAMETER, "profile: there is no \"slow\"; choose default, fast, dictation, meeting or telephone"},
   };
   for (const Row& row : rows) {
     wvad_settings settings = Settings();

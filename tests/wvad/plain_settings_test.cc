@@ -68,6 +68,10 @@ TEST_F(PlainOptions, BadValuesAreRefusedWithTheirRange) {
     EXPECT_EQ(run.code, 6) << bad[0];
     EXPECT_NE(run.err.find("wvad: " + bad[0] + ": "), std::string::npos) << run.err;
   }
+  ExpectFailure(Call({"segment", "-m", WVAD_TEST_MODEL, "--min-silence", "0,3", path}), 6,
+                "--min-silence: \"0,3\" is not a number; a point stands before decimals");
+  ExpectFailure(Call({"segment", "-m", WVAD_TEST_MODEL, "--profile", "slow", path}), 6,
+                "--profile: there is no \"slow\"; choose default, fast, dictation, meeting or telephone");
   EXPECT_EQ(Call({"segment", "-m", WVAD_TEST_MODEL, "--min-silence", "11", path}).err,
             "wvad: --min-silence: 11 s is outside of its range, 0.05 to 10 s\n");
   EXPECT_EQ(Call({"segment", "-m", WVAD_TEST_MODEL, "--threshold", "", path}).code, 2);

@@ -120,6 +120,13 @@ TEST_F(Program, TooManyOpenFilesAreTheReasonThatIsNamed) {
   EXPECT_THAT(folder_.read("err"), HasSubstr("cannot be opened: Too many open files"));
 }
 
+TEST_F(Program, ModelThatIsNotThereIsToldWhichAre) {
+  std::filesystem::create_directory(folder_.file("models"));
+  for (const char* name : {"models/beta.bin", "models/alpha.bin", "models/alpha.md"}) folder_.write(name, "");
+  ExpectFailure(Call({"segment", "--models-dir", folder_.file("models"), "-m", "nix", Wav("a.wav", 3, {{1.0, 2.0}})}), 7,
+                "nix: there is no such model (looked in " + folder_.file("models") + "; there: alpha, beta)");
+}
+
 TEST_F(Program, BadModelsHaveTheirWords) {
   const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
   std::string model;

@@ -174,6 +174,29 @@ TEST_F(GoingOn, ScoresOfABeginThatWasInterruptedAreFoundAgainOtherwise) {
   EXPECT_EQ(folder_.read("out.csv"), whole);
 }
 
+TEST_F(GoingOn, WhatFailedBeforeIsToldOfSinceTheCodeIsItsOwn) {
+  Wav("a.wav", 5, kTwoBursts);
+  for (const char* name : {"b.wav", "c.wav"}) {
+    Wav(name, 5, kTwoBursts);
+    folder_.write(name, folder_.read(name).substr(0, 44 + 2 * 16000 * 4));
+  }
+  const std::string words = "failed or could be heard in part alone in the run before\n";
+  const std::vector<std::string> rows = {"-q", "-f", "jsonl", "-o", "out.jsonl", "b.wav", "c.wav", "a.wav"};
+  EXPECT_EQ(Run("segment", rows).code, 4);
+  const Outcome again = Resume("segment", rows);
+  EXPECT_EQ(again.code, 4);
+  EXPECT_EQ(again.err, "wvad: out.jsonl: tells of b.wav and 1 more, which " + words);
+  const std::vector<std::string> pieces = {"-q", "-d", "out", "a.wav", "c.wav"};
+  EXPECT_EQ(Run("split", pieces).code, 4);
+  const Outcome split_again = Resume("split", pieces);
+  EXPECT_EQ(split_again.code, 4);
+  EXPECT_EQ(split_again.err, "wvad: out: tells of c.wav, which " + words);
+  // A table has its code for what could not be heard at all.
+  const std::vector<std::string> table = {"-q", "-f", "csv", "-o", "out.csv", "none.wav", "a.wav"};
+  EXPECT_EQ(Run("segment", table).code, 3);
+  EXPECT_EQ(Resume("segment", table).err, "wvad: out.csv: tells of none.wav, which " + words);
+}
+
 TEST_F(GoingOn, RecordingThatFailedMayHaveBeenMended) {
   Wav("a.wav", 5, kTwoBursts);
   const std::vector<std::string> arguments = {"-f", "csv", "-o", "out.csv", "a.wav", "b.wav"};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/model_finder.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -15,6 +16,17 @@ bool IsFile(const std::string& path) {
   std::error_code ignored;
   const std::filesystem::file_status status = std::filesystem::status(PathOf(path), ignored);
   return std::filesystem::exists(status) && !std::filesystem::is_directory(status);
+}
+
+// The names of the models in `folder`, sorted.
+std::vector<std::string> ModelsIn(const std::string& folder) {
+  std::vector<std::string> names;
+  std::error_code ignored;
+  for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator(PathOf(folder), ignored)) {
+    if (entry.path().extension() == ".bin") names.push_back(NameOf(entry.path().stem()));
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 }  // namespace
@@ -40,15 +52,17 @@ std::string FindModel(const std::string& model, const std::string& models_dir) {
     throw Failure(ExitCode::kBadModel, model + ": there is no such model file");
   }
   const std::vector<std::string> folders = ModelFolders(models_dir);
-  std::string looked;
+  std::string looked, there;
   for (const std::string& folder : folders) {
     for (const std::string& name : {model, model + ".bin"}) {
       if (IsFile(folder + "/" + name)) return folder + "/" + name;
     }
     looked += (looked.empty() ? "" : ", ") + folder;
+    for (const std::string& name : ModelsIn(folder)) there += (there.empty() ? "; there: " : ", ") + name;
   }
   if (IsFile(model)) return "./" + model;
-  throw Failure(ExitCode::kBadModel, model + ": there is no such model (looked in " + (looked.empty() ? "no folder" : looked) + ")");
+  throw Failure(ExitCode::kBadModel,
+                model + ": there is no such model (looked in " + (looked.empty() ? "no folder" : looked) + there + ")");
 }
 
 }  // namespace TSEG::tool

@@ -11,7 +11,9 @@ namespace {
 // One entry of text into `settings`. What would be several entries is no number.
 void Take(const std::string& option, const std::string& name, const std::string& value, wvad_settings* settings) {
   if (value.find_first_of(" ,\t\r\n") != std::string::npos) {
-    throw Failure(ExitCode::kBadParameter, option + ": \"" + value.substr(0, value.find_first_of("\r\n")) + "\" is not a value");
+    const bool decimal_comma = value.find_first_not_of("0123456789,-") == std::string::npos;
+    throw Failure(ExitCode::kBadParameter, option + ": \"" + value.substr(0, value.find_first_of("\r\n")) + "\" is not a " +
+                                               (decimal_comma ? "number; a point stands before decimals" : "value"));
   }
   try {
     stream::ParseSettings(name + "=" + value, settings);

@@ -30,6 +30,7 @@ ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
   Kept kept;
   SentenceOptions left = options;
   if (options.resume) kept = KeepWhatIsThere(options.output, options.format->name, options.input.files, ProvenancesOfRun(options));
+  SayFailedBefore(options.output, kept.failed);
   left.input.files.erase(left.input.files.begin(), left.input.files.begin() + static_cast<std::ptrdiff_t>(kept.files));
   if (options.checksum) CheckChecksums(left.input.files);
   task.checksum = options.checksum;

@@ -12,6 +12,7 @@
 #include "wvad/byte_source.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
+#include "wvad/messages.h"
 #include "wvad/new_file.h"
 #include "wvad/recording_files.h"
 #include "wvad/report_json.h"
@@ -68,6 +69,12 @@ ExitCode CodeOf(const Json& end) {
   return end.contains("damage") || end.contains("error") ? ExitCode::kNotAudio : ExitCode::kSuccess;
 }
 
+void AddCode(ExitCode code, const std::string& file, Kept* kept) {
+  if (code == ExitCode::kSuccess) return;
+  if (kept->code == ExitCode::kSuccess) kept->code = code;
+  kept->failed.push_back(file);
+}
+
 // None if it is no begin of this run's result.
 std::optional<Kept> FromLines(const std::string& text, const std::vector<std::string>& files) {
   const Place place(files);
@@ -99,7 +106,7 @@ std::optional<Kept> FromLines(const std::string& text, const std::vector<std::st
     rows.clear();
     if (row.contains("made_by")) AddOnce(kept.made_by, JsonText(row["made_by"]));
     kept.files = *index + 1;
-    if (kept.code == ExitCode::kSuccess) kept.code = CodeOf(row);
+    AddCode(CodeOf(row), files[*index], &kept);
   }
   kept.sure = sure;
   return kept;
@@ -180,7 +187,7 @@ std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::stri
     if (index != last) {
       kept.rows = body.substr(0, at);
       kept.files = *index;
-      if (kept.code == ExitCode::kSuccess) kept.code = last_code;
+      if (last) AddCode(last_code, files[*last], &kept);
       last_code = ExitCode::kSuccess;
       sure = at;
       begins.clear();
@@ -200,6 +207,13 @@ std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::stri
 }
 
 }  // namespace
+
+void SayFailedBefore(const std::string& output, const std::vector<std::string>& failed) {
+  if (failed.empty()) return;
+  const size_t others = failed.size() - 1;
+  SayFailure(Shown(output) + ": tells of " + Shown(failed[0]) + (others > 0 ? " and " + std::to_string(others) + " more" : "") +
+             ", which failed or could be heard in part alone in the run before");
+}
 
 std::string RecordingOfCsv(const std::string& path) {
   constexpr size_t kHeadingAndRow = 1 << 16;

@@ -23,7 +23,8 @@ namespace TSEG::tool {
 struct Kept {
   std::string rows;                    // to stand before the new ones; without the heading of CSV
   size_t files = 0;                    // so many of the recordings, from the first on, are through
-  ExitCode code = ExitCode::kSuccess;  // of the first of them that failed
+  ExitCode code = ExitCode::kSuccess;  // of the first of them that failed or was heard in part
+  std::vector<std::string> failed;     // those that did, as they are named on the command line
   std::vector<std::string> made_by;    // how these results came about, each way once; none where they do not say
   std::string there;                   // `output` as it is there
   size_t sure = 0;                     // how much of that the new one has to begin with
@@ -34,6 +35,10 @@ struct Kept {
 // came about in another way, or those of recordings that have been written to since.
 Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files,
                      const std::vector<std::string>& ways);
+
+// One line on standard error for all recordings in `output` that failed in the run before, where any did: the code that this run ends with
+// is theirs.
+void SayFailedBefore(const std::string& output, const std::vector<std::string>& failed);
 
 // The recording that the first row of a CSV file tells of; empty where it does not.
 std::string RecordingOfCsv(const std::string& path);

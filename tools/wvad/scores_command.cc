@@ -238,6 +238,7 @@ ExitCode RunScores(const ScoresOptions& options) {
   Kept kept;
   if (options.resume && folder) left = FilesLeft(*folder, options);
   if (options.resume && !folder) kept = KeepWhatIsThere(options.output, "csv", left, {});
+  SayFailedBefore(options.output, kept.failed);
   left.erase(left.begin(), left.begin() + static_cast<std::ptrdiff_t>(kept.files));
   if (left.empty()) return kept.code;
   PerForm<Scorer> scorers(options.engine, [&](const EngineOptions& of_form) { return std::make_unique<Scorer>(of_form, configuration); });

@@ -85,12 +85,14 @@ std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vect
   const OutputFolder folder(looked_at, inputs, suffixes, {}, walked);
   std::vector<std::string> left;
   std::vector<std::string> fresh;
+  std::vector<std::string> failed;
   for (const std::string& input : inputs) {
     const std::string path = folder.Path(input, folder.File(input));
     CheckSameRecording(input, path);
     if (!options.force) CheckKind(folder, input, path);
     if (const std::optional<ExitCode> code = CodeOfWhole(folder, input, path, ways)) {
       if (*kept_code == ExitCode::kSuccess) *kept_code = *code;
+      if (*code != ExitCode::kSuccess) failed.push_back(input);
       continue;
     }
     left.push_back(input);
@@ -99,6 +101,7 @@ std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vect
   if (!options.force) CheckOurs(folder, left);
   // Where no earlier run has begun, what is there is somebody else's.
   const OutputFolder untouched(options, fresh, suffixes, {}, walked);
+  SayFailedBefore(options.folder, failed);
   return left;
 }
 
