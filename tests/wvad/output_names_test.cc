@@ -35,7 +35,15 @@ TEST_F(OutputNames, FormThatACommandDoesNotWriteIsRefused) {
     ExpectFailure(Run("quality", {"-o", name, "a.wav"}), 2, "which this command does not write; with --format FORM");
   }
   ExpectFailure(Run("scores", {"-o", "s.json", "a.wav"}), 2, "one of the form json, which this command does not write");
+  for (const char* name : {"r.csv", "r.JSON", "r.srt", "r.npy"}) {
+    ExpectFailure(Run("report", {"-o", name, "a.wav"}), 2, "which this command does not write");
+  }
+  for (const char* command : {"segment", "quality", "scores"}) {
+    ExpectFailure(Run(command, {"-o", "p.html", "a.wav"}), 2, "one of the form html, which this command does not write");
+  }
+  ExpectFailure(Run("report", {"-o", "r.wav", "a.wav"}), 2, "this name is one of sound");
   EXPECT_EQ(Names(folder_.path()), (std::vector<std::string>{"a.wav", "stderr", "stdout"}));
+  for (const char* name : {"r.html", "r.HTM", "r.page"}) EXPECT_EQ(Run("report", {"-q", "-o", name, "a.wav"}).code, 0);
   EXPECT_EQ(Run("quality", {"-q", "-f", "table", "-o", "q.csv", "a.wav"}).code, 0);
   EXPECT_EQ(Run("quality", {"-q", "-o", "q.log", "a.wav"}).code, 0);
 }

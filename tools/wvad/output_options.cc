@@ -25,6 +25,8 @@ bool IsSoundName(const std::string& output) {
   return std::any_of(std::begin(kSoundEndings), std::end(kSoundEndings), [&](const char* ending) { return HasEnding(output, ending); });
 }
 
+bool IsPageName(const std::string& output) { return HasEnding(output, ".html") || HasEnding(output, ".htm"); }
+
 void RefuseSoundName(const std::string& output, bool has_format) {
   if (!IsSoundName(output)) return;
   throw Failure(ExitCode::kUsage, "--output " + output +
@@ -35,9 +37,9 @@ void RefuseSoundName(const std::string& output, bool has_format) {
 
 void RefuseOtherForm(const std::string& output, bool has_format) {
   const ReportFormat* form = FormatOfEnding(ReportFormats(), output);
-  const bool array = HasEnding(output, ".npy");
-  if (!array && (form == nullptr || form == ReportFormats().data())) return;
-  throw Failure(ExitCode::kUsage, "--output " + output + ": this name is one of the form " + (array ? "npy" : form->name) +
+  const char* name = HasEnding(output, ".npy") ? "npy" : IsPageName(output) ? "html" : form != nullptr ? form->name : nullptr;
+  if (name == nullptr || form == ReportFormats().data()) return;
+  throw Failure(ExitCode::kUsage, "--output " + output + ": this name is one of the form " + name +
                                       ", which this command does not write" +
                                       (has_format ? "; with --format FORM another is written here all the same" : ""));
 }

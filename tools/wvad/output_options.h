@@ -23,6 +23,9 @@ void AddFolder(CLI::App* command, FolderOptions& folder);
 // Whether a file that is called so is one of sound, or a film.
 bool IsSoundName(const std::string& output);
 
+// Or one of a page for a browser.
+bool IsPageName(const std::string& output);
+
 // Throws Failure(kUsage) for an output that is called like sound or a film: text there is hardly meant. `has_format`: the command has
 // --format, which would have it there all the same.
 void RefuseSoundName(const std::string& output, bool has_format);

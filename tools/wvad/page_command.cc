@@ -159,6 +159,7 @@ ExitCode RunPage(const PageOptions& options) {
   const OutputRules rules(options.force, read);
   CheckOutput(options.output, rules);
   RefuseSoundName(options.output, false);
+  if (!IsPageName(options.output)) RefuseOtherForm(options.output, false);
   Output output(options.output, rules);  // a place that cannot be written is found before the work
   PageRun run(options);
   run.Run(tracks);
