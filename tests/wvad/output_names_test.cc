@@ -64,5 +64,26 @@ TEST_F(OutputNames, FolderIsNotCalledLikeAFileUnlessThatIsMeant) {
   EXPECT_EQ(Segment({"-q", "-f", "srt,vtt", "-o", "talk.d", "a.wav"}).code, 0);
 }
 
+TEST_F(OutputNames, FolderWhereAFileIsMeantIsRefusedWithTheOptionForFolders) {
+  fs::create_directory(folder_.file("there"));
+  const std::string words = ": is a folder, and one file is to be written; name one in it";
+  for (const std::string name : {"there", "there/", "new/"}) {
+    SCOPED_TRACE(name);
+    for (const char* command : {"quality", "explain", "report", "trim", "mute", "scores"}) {
+      std::vector<std::string> arguments = {"-o", name, "missing.wav"};
+      if (command == std::string("explain")) arguments.insert(arguments.begin(), {"--at", "1"});
+      ExpectFailure(Run(command, arguments), 8, name + words + (command == std::string("scores") ? ", or say --directory " : "\n"));
+    }
+    ExpectFailure(Run("trim", {"-o", "o.wav", "--map", name, "a.wav"}), 8, name + words);
+    ExpectFailure(Call({"compare", "a.csv", "b.csv", "-o", name}), 8, name + words);
+    ExpectFailure(Call({"model", "inspect", WVAD_TEST_MODEL, "-o", name}), 8, name + words);
+    ExpectFailure(Call({"model", "pack", "missing", "-o", name}), 8, name + words);
+    ExpectFailure(Run("split", {"-o", name, "a.wav"}), 2, "(this command writes into a folder: -d DIR)");
+  }
+  ExpectFailure(Segment({"-o", "there", "a.wav"}), 8, "there" + words + ", or say -o there/ for a file for each recording there");
+  EXPECT_EQ(Names(folder_.path()), (std::vector<std::string>{"a.wav", "stderr", "stdout", "there"}));
+  EXPECT_EQ(Names(folder_.file("there")), std::vector<std::string>());
+}
+
 }  // namespace
 }  // namespace TSEG::tool

@@ -116,7 +116,8 @@ TEST(OutputRules, WhatIsThereStaysUnlessItMayBeReplaced) {
   EXPECT_EQ(Refusal(there, replace), "");
   EXPECT_EQ(Refusal(folder.file("dangling"), replace), "");
   EXPECT_EQ(Refusal(folder.file("free"), kKeep), "");
-  EXPECT_EQ(Refusal(folder.path(), replace), folder.path() + ": cannot be written: Is a directory");
+  EXPECT_EQ(Refusal(folder.path(), replace), folder.path() + ": is a folder, and one file is to be written; name one in it");
+  EXPECT_EQ(Refusal(folder.file("new/"), replace), folder.file("new/") + ": is a folder, and one file is to be written; name one in it");
 }
 
 }  // namespace

@@ -170,7 +170,7 @@ TEST_F(Program, ModelIsFoundByNameInTheFolderOfModels) {
 TEST_F(Program, OutputThatCannotBeWritten) {
   const std::string good = Wav("a.wav", 3, {{1.0, 2.0}});
   ExpectFailure(Segment({"-o", folder_.file("no/such/folder"), good}), 8, "No such file or directory");
-  ExpectFailure(Segment({"-o", folder_.path(), good}), 8, "Is a directory");
+  ExpectFailure(Segment({"-o", folder_.path(), good}), 8, "is a folder, and one file is to be written");
   ExpectFailure(Segment({"-o", "/dev/full", good}), 8, "No space left on device");
   output_ = "/dev/full";
   ExpectFailure(Segment({good}), 8, "standard output: cannot be written: No space left on device");

@@ -115,6 +115,9 @@ std::string NoSuchCommand(const CLI::App& app, const std::string& name) {
 }
 
 std::string GuessOfOption(const CLI::App& command, const std::string& given) {
+  const auto has = [&command](const char* name) { return command.get_option_no_throw(name) != nullptr; };
+  const bool of_output = given.starts_with("-o") || given.starts_with("--out");
+  if (of_output && has("--directory") && !has("--output")) return " (this command writes into a folder: -d DIR)";
   std::vector<std::string> names;
   for (const CLI::Option* option : command.get_options()) {
     for (const std::string& name : option->get_lnames()) names.push_back("--" + name);

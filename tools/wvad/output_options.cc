@@ -39,8 +39,7 @@ void RefuseOtherForm(const std::string& output, bool has_format) {
   const ReportFormat* form = FormatOfEnding(ReportFormats(), output);
   const char* name = HasEnding(output, ".npy") ? "npy" : IsPageName(output) ? "html" : form != nullptr ? form->name : nullptr;
   if (name == nullptr || form == ReportFormats().data()) return;
-  throw Failure(ExitCode::kUsage, "--output " + output + ": this name is one of the form " + name +
-                                      ", which this command does not write" +
+  throw Failure(ExitCode::kUsage, "--output " + output + ": this name is one of the form " + name + ", which this command does not write" +
                                       (has_format ? "; with --format FORM another is written here all the same" : ""));
 }
 

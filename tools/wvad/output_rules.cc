@@ -58,7 +58,7 @@ std::optional<std::string> OutputRules::InputAt(const FileLook& look) const {
 
 void OutputRules::Check(const std::string& path) const {
   const FileLook look = LookAt(path);
-  if (look.kind == FileKind::kFolder) throw Failure(ExitCode::kOutput, path + ": cannot be written: Is a directory");
+  RefuseFolder(path);
   if (const std::optional<std::string> input = InputAt(look)) RefuseInput(path, *input);
   RefuseOwnStream(path, look);
   const bool there = look.kind == FileKind::kFile || look.kind == FileKind::kDanglingLink;
@@ -73,6 +73,12 @@ void OutputRules::CheckPart(const std::string& path) const {
 
 void OutputRules::CheckDescriptor(int descriptor, const std::string& name) const {
   if (const std::optional<std::string> input = InputAt(LookAtDescriptor(descriptor))) RefuseInput(name, *input);
+}
+
+void RefuseFolder(const std::string& path, const std::string& instead) {
+  if (path.empty() || (!IsSeparator(path.back()) && LookAt(path).kind != FileKind::kFolder)) return;
+  throw Failure(ExitCode::kOutput, path + ": is a folder, and one file is to be written; name one in it" +
+                                       (instead.empty() ? "" : ", or say " + instead + " for a file for each recording there"));
 }
 
 std::string ExistsAlready(const std::string& path) { return path + ": exists already; --force replaces it"; }

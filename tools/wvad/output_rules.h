@@ -40,6 +40,10 @@ class OutputRules {
   std::vector<std::pair<FileLook, std::string>> inputs_;
 };
 
+// Throws Failure(kOutput) where `path` is a folder or is called like one, with a separator at its end, and a file is to be written.
+// `instead`: the option that takes a folder, if there is one.
+void RefuseFolder(const std::string& path, const std::string& instead = "");
+
 // Says that `path` is there: every refusal to replace reads alike.
 std::string ExistsAlready(const std::string& path);
 

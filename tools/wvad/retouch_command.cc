@@ -87,6 +87,7 @@ class Retouch {
   const SoundFileKind& Kind() const {
     const SoundFileKind* kind = options_.kind != nullptr ? options_.kind : SoundFileKindOfEnding(options_.output);
     if (kind == nullptr) {
+      RefuseFolder(options_.output);
       throw Failure(ExitCode::kUsage, options_.output + ": its ending names no kind of sound file; say which with --audio " +
                                           NamesOf(SoundFileKinds(), ", ", " or "));
     }
@@ -101,6 +102,7 @@ class Retouch {
     if (!IsForFile(options_.output))
       throw Failure(ExitCode::kUsage, options_.output + ": a sound file is completed at its begin, which a pipe or a device cannot be");
     if (options_.map.empty()) return;
+    RefuseFolder(options_.map);
     if (MapFormOfEnding(options_.map) == nullptr)
       throw Failure(ExitCode::kUsage, "--map " + options_.map + ": its ending names no form; .json or .csv");
     CheckOutput(options_.map, rules_);

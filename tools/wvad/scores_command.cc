@@ -180,6 +180,7 @@ class ScoreFiles {
 void CheckUsage(const ScoresOptions& options) {
   const bool into_folder = !options.folder.folder.empty();
   if (into_folder && !options.output.empty()) throw Failure(ExitCode::kUsage, "--output and --directory exclude each other");
+  RefuseFolder(options.output, "--directory " + options.output);
   if (!into_folder && !options.folder.prefix.empty()) throw Failure(ExitCode::kUsage, "--prefix goes with --directory");
   if (options.input.channel == "all") throw Failure(ExitCode::kUsage, "--channel all: scores are of one channel at a time");
   const bool into_csv = std::string(options.format->name) == "csv" && !options.output.empty();

@@ -35,6 +35,7 @@ void CheckForms(const SegmentOptions& options) {
   if (IntoFolder(options) && options.output.back() != '/' && LookAt(options.output).kind == FileKind::kNone) {
     RefuseNameOfFolder(options.output);
   }
+  if (!IntoFolder(options)) RefuseFolder(options.output, "-o " + options.output + "/");
   if (options.resume && IntoFolder(options)) {
     throw Failure(ExitCode::kUsage, "--resume: goes with one form and -o FILE, not with a folder");
   }
