@@ -60,6 +60,21 @@ TEST_F(ManyFiles, FolderIsWalkedAndWhatIsNoAudioIsCounted) {
   ExpectFailure(Segment({"-f", "csv"}), 2, "FILE is required");
 }
 
+TEST_F(ManyFiles, WhatIsCalledLikeSoundInAFolderAndIsNoneIsAFailure) {
+  Fill(1);
+  folder_.write("in/broken.WAV", std::string(4000, 'x'));
+  folder_.write("in/empty.mp3", "");
+  folder_.write("in/readme", "no sound");
+  current_ = folder_.path();
+  const Outcome run = Segment({"-q", "-f", "csv", "in"});
+  EXPECT_EQ(run.code, 4);
+  EXPECT_EQ(Lines(run.err), 2) << run.err;
+  EXPECT_THAT(run.err, HasSubstr("in/broken.WAV: "));
+  EXPECT_THAT(run.err, HasSubstr("in/empty.mp3: not an audio file that can be read (it is empty)"));
+  EXPECT_THAT(run.out, HasSubstr("\nin/broken.WAV,"));
+  EXPECT_THAT(run.out, HasSubstr("\nin/a.wav,0.70,2.20,"));
+}
+
 TEST_F(ManyFiles, ListsThatLieAmongRecordingsAreNone) {
   Fill(1);
   folder_.write("in/a.ffconcat", "ffconcat version 1.0\nfile a.wav\n");

@@ -8,11 +8,13 @@
 #include "wvad/container.h"
 #include "wvad/failure.h"
 #include "wvad/flac_source.h"
+#include "wvad/foreign_bytes.h"
 #include "wvad/media_source.h"
 #include "wvad/mp3_source.h"
 #include "wvad/passed_on_source.h"
 #include "wvad/playlist.h"
 #include "wvad/raw_source.h"
+#include "wvad/recording_name.h"
 #include "wvad/resampler.h"
 #include "wvad/sndfile_source.h"
 #include "wvad/system.h"
@@ -74,6 +76,12 @@ bool IsForMedia(Container container) {
   return container == Container::kForwardMedia || container == Container::kBoxedMedia || container == Container::kMedia;
 }
 
+// What is called like sound is meant to be some, wherever it was found.
+[[noreturn]] void RefuseUnknown(const std::string& name, const std::string& message) {
+  if (IsSoundName(name)) throw Failure(ExitCode::kNotAudio, message);
+  throw NoSound(message);
+}
+
 // What FFmpeg finds in bytes that have no mark is not what they were made for, unless it can be heard.
 std::unique_ptr<AudioSource> OpenUnrecognised(const std::string& name, std::unique_ptr<ByteSource> bytes, Container container,
                                               const SourceOptions& options) {
@@ -81,7 +89,7 @@ std::unique_ptr<AudioSource> OpenUnrecognised(const std::string& name, std::uniq
     return OpenMedia(name, std::move(bytes), container, options);
   } catch (const Failure& failure) {
     if (failure.code() != ExitCode::kNotAudio || container != Container::kNone) throw;
-    throw NoSound(failure.what());
+    RefuseUnknown(name, failure.what());
   }
 }
 
@@ -96,7 +104,7 @@ std::unique_ptr<AudioSource> OpenByOneOf(const std::string& name, std::unique_pt
       if (failure.code() != ExitCode::kNotAudio) throw;
       std::unique_ptr<AudioSource> source = OpenUnrecognised(name, std::make_unique<SharedBytes>(shared), container, options);
       if (source != nullptr) return source;
-      if (container == Container::kNone) throw NoSound(failure.what());
+      if (container == Container::kNone) RefuseUnknown(name, failure.what());
       throw;
     }
   }
@@ -130,8 +138,15 @@ void RefuseUnknownStream(const std::string& name, ByteSource& bytes, const Sourc
     OpenByOneOf(name, std::move(begin), Container::kNone, options);
   } catch (const Failure& failure) {
     if (failure.code() != ExitCode::kNotAudio) throw;
-    throw NoSound(name + ": not audio that is known by its first MiB; samples without a container need --raw");
+    RefuseUnknown(name, name + ": not audio that is known by its first MiB; samples without a container need --raw");
   }
+}
+
+void RefuseForeign(ByteSource& bytes, const std::string& name) {
+  const char* kind = ForeignKind(bytes);
+  if (kind == nullptr) return;
+  throw Failure(ExitCode::kNotAudio,
+                name + ": these bytes are " + kind + " and no audio; if they are samples all the same, say --raw with their form");
 }
 
 }  // namespace
@@ -152,9 +167,10 @@ std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::unique_ptr<
   // Of a pipe this is known when the first bytes have been asked for.
   if (raw.form == nullptr && bytes->length() == uint64_t{0} && !Interrupted()) {
     if (name == "-") throw Failure(ExitCode::kNotAudio, name + ": no audio came (standard input is empty)");
-    throw NoSound(name + ": not an audio file that can be read (it is empty)");
+    RefuseUnknown(name, name + ": not an audio file that can be read (it is empty)");
   }
   if (raw.form == nullptr && (container == Container::kNone || container == Container::kMedia)) RefusePlaylist(*bytes, name);
+  if (raw.form == nullptr && container == Container::kNone && name == "-") RefuseForeign(*bytes, name);
   std::unique_ptr<AudioSource> source;
   if (raw.form != nullptr || (name == "-" && container == Container::kNone)) {
     const RawForm& form = raw.form != nullptr ? *raw.form : RawForms()[0];

@@ -14,6 +14,7 @@
 #include "wvad/media_source.h"
 #include "wvad/messages.h"
 #include "wvad/piece_list.h"
+#include "wvad/recording_name.h"
 #include "wvad/sample_audit.h"
 #include "wvad/system.h"
 
@@ -48,13 +49,14 @@ std::optional<double> ParseGain(const std::string& text) {
   throw Failure(ExitCode::kUsage, name + ": --gain auto hears a recording twice, which this one cannot be; say --gain DB");
 }
 
-// Lists lead to recordings that lie in folders themselves.
+// What is called like sound and is none is told when its turn comes. Lists lead to recordings that lie in folders themselves.
 bool LooksLikeAudio(const std::string& name) {
+  if (IsSoundName(name)) return true;
   try {
     const std::unique_ptr<ByteSource> bytes = OpenBytes(name);
     return Recognise(*bytes) != Container::kNone && !IsList(*bytes);
   } catch (const Failure&) {
-    return true;  // it will be told when its turn comes
+    return true;  // so is this
   }
 }
 

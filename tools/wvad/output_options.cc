@@ -1,28 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/output_options.h"
 
-#include <algorithm>
-
 #include "wvad/failure.h"
 #include "wvad/form_of_ending.h"
+#include "wvad/recording_name.h"
 #include "wvad/report_formats.h"
 
 namespace TSEG::tool {
-namespace {
-
-constexpr const char* kSoundEndings[] = {".wav", ".flac", ".ogg", ".oga", ".opus", ".mp3", ".m4a", ".aac", ".aif", ".aiff",
-                                         ".au",  ".caf",  ".w64", ".wma", ".amr",  ".mp4", ".mov", ".mkv", ".webm"};
-
-}  // namespace
-
 void AddForce(CLI::App* command, bool& force) { command->add_flag("--force", force, "Replace files that are there"); }
 
 CLI::Option* AddOutput(CLI::App* command, std::string& output) {
   return command->add_option("-o,--output", output, "Write to this file instead of standard output");
-}
-
-bool IsSoundName(const std::string& output) {
-  return std::any_of(std::begin(kSoundEndings), std::end(kSoundEndings), [&](const char* ending) { return HasEnding(output, ending); });
 }
 
 bool IsPageName(const std::string& output) { return HasEnding(output, ".html") || HasEnding(output, ".htm"); }

@@ -20,10 +20,7 @@ CLI::Option* AddOutput(CLI::App* command, std::string& output);
 void AddForce(CLI::App* command, bool& force);
 void AddFolder(CLI::App* command, FolderOptions& folder);
 
-// Whether a file that is called so is one of sound, or a film.
-bool IsSoundName(const std::string& output);
-
-// Or one of a page for a browser.
+// Whether a file that is called so is a page for a browser.
 bool IsPageName(const std::string& output);
 
 // Throws Failure(kUsage) for an output that is called like sound or a film: text there is hardly meant. `has_format`: the command has

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "wvad/file_system.h"
+#include "wvad/form_of_ending.h"
 #include "wvad/media_source.h"
 
 namespace TSEG::tool {
@@ -16,6 +17,8 @@ namespace {
 
 constexpr const char* kNotUtf8 = "its bytes are not UTF-8";
 constexpr const char* kLineBreak = "it has a line break";
+constexpr const char* kSoundEndings[] = {".wav", ".flac", ".ogg", ".oga", ".opus", ".mp3", ".m4a", ".aac", ".aif", ".aiff",
+                                         ".au",  ".caf",  ".w64", ".wma", ".amr",  ".mp4", ".mov", ".mkv", ".webm"};
 
 // Takes one character off `text`; nothing where it is no UTF-8 (too long, a surrogate or beyond the last plane included).
 std::optional<uint32_t> TakeCharacter(std::string_view* text) {
@@ -75,6 +78,10 @@ std::string FileUrl(const std::string& name) {
     }
   }
   return url;
+}
+
+bool IsSoundName(const std::string& name) {
+  return std::any_of(std::begin(kSoundEndings), std::end(kSoundEndings), [&](const char* ending) { return HasEnding(name, ending); });
 }
 
 bool IsUtf8(std::string_view text) {

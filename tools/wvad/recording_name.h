@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What a recording is called in outputs: by the path that was given, by its id (what corpora call it: the file's name without its ending),
-// as an absolute path, as a URL. And why a name cannot stand in a form: names are bytes, and few forms hold all of them.
+// as an absolute path, as a URL; what names are those of recordings. And why a name cannot stand in a form: names are bytes, and few forms
+// hold all of them.
 #ifndef WVAD_WVAD_RECORDING_NAME_H_
 #define WVAD_WVAD_RECORDING_NAME_H_
 
@@ -18,6 +19,9 @@ std::string AbsolutePath(const std::string& name);
 
 // "file:///far/my%20talk.mp3": all but letters, digits and -._~/ as %XX; an address as it is.
 std::string FileUrl(const std::string& name);
+
+// Whether a file that is called so is one of sound, or a film.
+bool IsSoundName(const std::string& name);
 
 bool IsUtf8(std::string_view text);
 

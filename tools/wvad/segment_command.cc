@@ -10,6 +10,7 @@
 #include "wvad/forms/printf.h"
 #include "wvad/output_options.h"
 #include "wvad/provenance.h"
+#include "wvad/recording_name.h"
 
 namespace TSEG::tool {
 namespace {
