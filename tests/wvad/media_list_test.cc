@@ -141,6 +141,29 @@ TEST_F(MediaList, WordsOfTheLibraryNameNoOptionThatThereIsNot) {
   EXPECT_THAT(run.err, Not(HasSubstr("allowed_extensions")));
 }
 
+TEST_F(MediaList, PiecesInAnotherOrderThanTheirClockAreHeardAsTheListHasThem) {
+  Recording("a.wav", {{1.0, 2.0}, {5.0, 6.0}, {8.5, 9.5}});
+  Make(std::string(kPieces) + "a.m3u8");
+  const auto list = [this](const std::vector<std::string>& pieces) {
+    std::string text = "#EXTM3U\n#EXT-X-TARGETDURATION:5\n";
+    for (const std::string& piece : pieces) text += "#EXTINF:" + std::string(piece == "a2.ts" ? "2.1" : "4.0") + ",\n" + piece + "\n";
+    return folder_.write("list.m3u8", text + "#EXT-X-ENDLIST\n");
+  };
+  // The last piece, of 2.1 s, comes first: what follows is 2.1 s late.
+  Outcome run = Segment({"-f", "json", list({"a2.ts", "a0.ts", "a1.ts"})});
+  EXPECT_EQ(run.code, 0);
+  EXPECT_THAT(run.err, HasSubstr("the clock of its pieces is set back in 1 place without #EXT-X-DISCONTINUITY"));
+  EXPECT_NEAR(First(run)["heard"].get<double>(), 10.1, 0.2);
+  ExpectNear(Found(run.out), {{0.2, 1.8}, {2.8, 4.3}, {6.8, 8.3}}, 0.3);
+  // In the second place the clock has 4 s of silence before it, 4.0 + 4.0 + 2.1 + 4.0 + 2.1 s, and none where it is set back and ahead
+  // again.
+  run = Segment({"-f", "json", list({"a0.ts", "a2.ts", "a1.ts", "a2.ts"})});
+  EXPECT_EQ(run.code, 4);
+  EXPECT_THAT(run.err, HasSubstr("its pieces stand in another order than that of their clock"));
+  EXPECT_NEAR(First(run)["heard"].get<double>(), 16.2, 0.3);
+  EXPECT_EQ(First(run)["whole"], false);
+}
+
 TEST_F(MediaList, PieceThatWasExchangedIsGoneOnWithAsAnotherRecording) {
   Recording("a.wav", {{1.0, 3.0}, {5.0, 6.0}});
   Recording("b.wav", {{1.0, 3.0}});

@@ -266,8 +266,10 @@ void MediaReader::Take(AVFrame* frame) {
   }
   const int64_t count = av_rescale(frame->nb_samples, rate_hz_, frame->sample_rate > 0 ? frame->sample_rate : rate_hz_);
   const bool disturbed = damaged_at_ && timeline_->reached() - *damaged_at_ < 2 * rate_hz_;
-  timeline_->set_anew((request_.list && request_.list->discontinuous) || (clock_jumps_ && !disturbed));
+  const bool told = request_.list && request_.list->discontinuous;
+  timeline_->set_anew(told || (in_pieces_ && set_back_ > 0) || (clock_jumps_ && !disturbed));
   const Timeline::Place place = timeline_->Put(at, count, in_bad_place_);
+  if (place.jump < 0 && !told) ++set_back_;
   if (place.jump > 0) {
     ++jumps_ahead_;
     clock_jumps_ = false;
@@ -305,12 +307,21 @@ void MediaReader::Convert(AVFrame* frame, int64_t drop) {
   taken_ = std::min(ready_.size(), static_cast<size_t>(drop) * channels);
 }
 
+double MediaReader::LengthOfList() const {
+  return request_.list ? request_.list->length_s : static_cast<double>(file_->duration) / AV_TIME_BASE;
+}
+
+// Pieces that follow others without belonging there have brought silence, before the clock was set back.
+bool MediaReader::PiecesOutOfOrder() const {
+  return in_pieces_ && set_back_ > 0 && static_cast<double>(timeline_->reached()) > (LengthOfList() + 1) * rate_hz_;
+}
+
 // The libraries pass over pieces that are missing, and do not say that one holds something else. What the list promises is rounded; a sound
 // track may end before the picture that pieces are cut by.
 bool MediaReader::LacksPieces() const {
   if (log_.piece_lost) return true;
   if (!in_pieces_) return false;
-  const double length_s = request_.list ? request_.list->length_s : static_cast<double>(file_->duration) / AV_TIME_BASE;
+  const double length_s = LengthOfList();
   const double rounding_s = request_.list ? request_.list->rounding_s : length_s / 10;
   const double piece_s = request_.list ? length_s / request_.list->pieces : 0;
   const double slack_s = rounding_s + std::max(0.5, has_picture_ ? piece_s / 2 : 0);
@@ -327,6 +338,11 @@ std::string MediaReader::Heard() const {
 std::string MediaReader::damage() {
   if (!log_.refused.empty()) return "a part of it was not opened (" + log_.refused + "): " + Heard();
   if (LacksPieces()) return "a piece of it is missing or broken: " + Heard();
+  if (PiecesOutOfOrder()) {
+    return "its pieces stand in another order than that of their clock, and come out with silence between them: heard as the list has "
+           "them, " +
+           Seconds(timeline_->reached(), rate_hz_) + " s instead of " + Seconds(static_cast<int64_t>(LengthOfList() * rate_hz_), rate_hz_);
+  }
   if (bad_places_ > 0) {
     return "damaged in " + Places(bad_places_) + ": " + Heard();
   }
@@ -338,6 +354,10 @@ std::string MediaReader::damage() {
 }
 
 std::string MediaReader::note() const {
+  if (in_pieces_ && set_back_ > 0 && !PiecesOutOfOrder()) {
+    return "the clock of its pieces is set back in " + Places(set_back_) +
+           " without #EXT-X-DISCONTINUITY; they are heard as the list has them, without a gap";
+  }
   if (jumps_ahead_ == 0 || in_pieces_) return "";
   return "its clock jumps ahead in " + Places(jumps_ahead_) +
          ", as where recordings were put one behind the other; what is behind is heard without a gap";

@@ -68,7 +68,9 @@ class MediaReader : public AudioSource {
   void MakeConverter(AVFrame* frame);
   void NoteDamage();
   [[noreturn]] void Refuse(int code) const;
+  double LengthOfList() const;
   bool LacksPieces() const;
+  bool PiecesOutOfOrder() const;
   std::string Heard() const;
 
   MediaRequest request_;
@@ -92,6 +94,7 @@ class MediaReader : public AudioSource {
   bool free_clock_ = false;       // of MPEG streams, which begins anywhere and may be set anew
   std::optional<int64_t> clock_;  // of the last packet, in microseconds
   bool clock_jumps_ = false;      // ahead, between packets that may not have been decoded yet
+  int set_back_ = 0;              // times that it was
   int jumps_ahead_ = 0;           // that were taken for no hole
   int bad_places_ = 0;
   bool in_bad_place_ = false;
