@@ -115,6 +115,28 @@ TEST_F(GoingOn, RowsOfARecordingThatHasChangedAreNotKept) {
   }
 }
 
+TEST_F(GoingOn, WhatBrokeOffWithinItsFirstLineIsGoneOnWith) {
+  for (const char* name : {"a.wav", "b.wav"}) Wav(name, 5, kTwoBursts);
+  for (const auto& [command, form] : {std::pair("segment", "csv"), {"segment", "jsonl"}, {"scores", "csv"}}) {
+    SCOPED_TRACE(std::string(command) + " " + form);
+    const std::vector<std::string> arguments = {"-f", form, "-o", "out", "a.wav", "b.wav"};
+    fs::remove(folder_.file("out"));
+    ASSERT_EQ(Run(command, arguments).code, 0);
+    const std::string whole = folder_.read("out");
+    for (const size_t bytes : {size_t{0}, size_t{3}, size_t{10}, whole.find('\n')}) {
+      folder_.write("out", whole.substr(0, bytes));
+      const Outcome run = Resume(command, arguments);
+      EXPECT_EQ(run.code, 0) << bytes << ": " << run.err;
+      EXPECT_TRUE(folder_.read("out") == whole) << bytes;
+    }
+    // What is none of ours.
+    for (const char* text : {"file;begin", "fi,", "file,mine", "notes", "{\"mine\":1"}) {
+      folder_.write("out", text);
+      ExpectLeft(Resume(command, arguments), "out: ", "out", text);
+    }
+  }
+}
+
 TEST_F(GoingOn, RowsThatSomebodyHasCorrectedStay) {
   for (const char* name : {"a.wav", "b.wav"}) Wav(name, 5, kTwoBursts);
   const std::vector<std::string> arguments = {"-f", "csv", "-o", "out.csv", "a.wav", "b.wav"};

@@ -40,6 +40,9 @@ std::string_view TakeLine(std::string_view* rest) {
   return line;
 }
 
+// Whether a text that broke off is one that begins with `begin`.
+bool BeginsSo(std::string_view text, std::string_view begin) { return text.substr(0, begin.size()) == begin.substr(0, text.size()); }
+
 // As a name stands in JSON, where bytes that are no UTF-8 have been replaced.
 std::string InJson(const std::string& name) { return Json::parse(JsonText(name)).get<std::string>(); }
 
@@ -108,6 +111,7 @@ std::optional<Kept> FromLines(const std::string& text, const std::vector<std::st
     kept.files = *index + 1;
     AddCode(CodeOf(row), files[*index], &kept);
   }
+  if (!BeginsSo(rest, "{\"event\":")) return std::nullopt;
   kept.sure = sure;
   return kept;
 }
@@ -172,7 +176,11 @@ std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::stri
   std::string_view rest = text;
   Kept kept;
   const std::optional<std::vector<std::string>> heading = TakeFields(&rest);
-  if (!heading) return text.empty() ? std::optional<Kept>(kept) : std::nullopt;
+  if (!heading) {
+    if (!BeginsSo(text, "file,")) return std::nullopt;
+    kept.sure = text.size();
+    return kept;
+  }
   if (heading->front() != "file") return std::nullopt;
   const Columns columns(*heading);
   const std::string_view body = rest;
