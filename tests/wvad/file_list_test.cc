@@ -63,6 +63,13 @@ TEST_F(FileListTest, PlaylistNamesRecordingsFromWhereItLies) {
   EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/b.wav"));
   options.list = folder_.write("in/all.pls", "[playlist]\nFile1=a.wav\nTitle1=A=a\nFile2=sub/c.flac\nNumberOfEntries=2\n");
   EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/sub/c.flac"));
+  // As players read it: letters of either case, blanks, comments, the order of the numbers.
+  options.list = folder_.write("in/ALL.PLS",
+                               "\xef\xbb\xbf\r\n; notes\r\n[Playlist]\r\nversion=2\r\nFILE10=notes.txt\r\nfile2 = sub/c.flac\t\r\n"
+                               " File1= a.wav\r\nFiles=x\r\nFile3=\r\nFile=y\r\n");
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav", "in/sub/c.flac", "in/notes.txt"));
+  options.list = folder_.write("in/headless.pls", "File1=a.wav\n");
+  EXPECT_THAT(List(options), ElementsAre("in/a.wav"));
   options.list = folder_.write("in/far.m3u8", "https://host/a.mp3\n");
   EXPECT_THAT(ListFiles(options).files, ElementsAre("https://host/a.mp3"));
   // Another list's names are those that the command line would have.

@@ -139,11 +139,13 @@ TEST_F(Program, PlaylistsAreToldFromRecordings) {
   ExpectFailure(Segment({"-f", "csv", "-o", folder_.file("no"), radio}), 4,
                 "radio.m3u: is a playlist, which leads to an address; give that itself: --allow-network http://127.0.0.1:9/live.mp3");
   ExpectFailure(Segment({"-f", "csv", "-o", folder_.file("no"), pls}), 4, "give that itself: --allow-network https://127.0.0.1:9/live.mp3");
+  const std::string other = folder_.write("in/radio.PLS", "\r\n[PlayList]\r\nfile2=b.mp3\r\nFILE1 = https://127.0.0.1:9/a.mp3\r\n");
+  ExpectFailure(Segment({"-f", "csv", "-o", folder_.file("no"), other}), 4, "give that itself: --allow-network https://127.0.0.1:9/a.mp3");
   // In a folder they are nobody's mistake.
   std::filesystem::copy_file(wav, folder_.file("in/a.wav"));
   const Outcome folder = Segment({"-f", "csv", folder_.file("in")});
   EXPECT_EQ(folder.code, 0) << folder.err;
-  EXPECT_THAT(folder.err, HasSubstr("3 files in folders passed over"));
+  EXPECT_THAT(folder.err, HasSubstr("4 files in folders passed over"));
 }
 
 }  // namespace

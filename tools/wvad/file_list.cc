@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -13,6 +14,7 @@
 #include "wvad/form_of_ending.h"
 #include "wvad/media_source.h"
 #include "wvad/new_file.h"
+#include "wvad/playlist.h"
 
 namespace TSEG::tool {
 namespace {
@@ -112,17 +114,11 @@ void TakeReturnsOff(std::vector<std::string>* lines) {
   std::erase(*lines, "");
 }
 
-// The recordings that a playlist (M3U, PLS) names, which are relative to where it lies.
-std::vector<std::string> NamesOfPlaylist(const std::vector<std::string>& lines, const std::string& list) {
-  const bool pls = lines[0] == "[playlist]";
+// What a playlist (M3U, PLS) names is relative to where it lies.
+std::vector<std::string> BesideList(std::vector<std::string> names, const std::string& list) {
   const std::filesystem::path folder = list == "-" ? std::filesystem::path() : PathOf(list).parent_path();
-  std::vector<std::string> names;
-  for (const std::string& line : lines) {
-    const size_t equals = line.find('=');
-    const bool entry = pls ? line.starts_with("File") && equals != std::string::npos : line[0] != '#';
-    if (!entry) continue;
-    const std::string name = pls ? line.substr(equals + 1) : line;
-    names.push_back(IsAddress(name) ? name : NameOf(folder / PathOf(name)));
+  for (std::string& name : names) {
+    if (!IsAddress(name)) name = NameOf(folder / PathOf(name));
   }
   return names;
 }
@@ -132,12 +128,14 @@ std::vector<std::string> NamesOfList(const FileListOptions& options) {
   if (options.zero_ends) return Names(text, '\0');
   if (text.find('\0') != std::string::npos)
     throw Failure(ExitCode::kUsage, "--files-from: " + options.list + " holds zero bytes; -0 reads names that end so");
+  if (std::optional<std::vector<std::string>> pls = EntriesOfPls(text, options.list)) return BesideList(std::move(*pls), options.list);
   if (text.starts_with("\xef\xbb\xbf")) text.erase(0, 3);  // a mark of the byte order
   std::vector<std::string> lines = Names(text, '\n');
   TakeReturnsOff(&lines);
   const bool called_so = HasEnding(options.list, ".m3u") || HasEnding(options.list, ".m3u8");
-  const bool playlist = !lines.empty() && (called_so || lines[0].starts_with("#EXTM3U") || lines[0] == "[playlist]");
-  return playlist ? NamesOfPlaylist(lines, options.list) : lines;
+  if (lines.empty() || !(called_so || lines[0].starts_with("#EXTM3U"))) return lines;
+  std::erase_if(lines, [](const std::string& line) { return line[0] == '#'; });
+  return BesideList(std::move(lines), options.list);
 }
 
 void AddList(const FileListOptions& options, FileList* list) {
