@@ -137,6 +137,41 @@ TEST_F(GoingOn, WhatBrokeOffWithinItsFirstLineIsGoneOnWith) {
   }
 }
 
+TEST_F(GoingOn, WithForceWhatCannotBeGoneOnWithIsBegunAnew) {
+  for (const char* name : {"a.wav", "b.wav"}) Wav(name, 5, kTwoBursts);
+  for (const char* form : {"csv", "jsonl"}) {
+    SCOPED_TRACE(form);
+    const std::vector<std::string> arguments = {"-f", form, "-o", "out", "a.wav", "b.wav"};
+    std::vector<std::string> forced = arguments;
+    forced.insert(forced.begin(), "--force");
+    ASSERT_EQ(Run("segment", forced).code, 0);
+    const std::string whole = folder_.read("out");
+    folder_.write("out", "somebody's\nown\n");
+    ExpectLeft(Resume("segment", arguments), "out: is not what a run with these recordings has begun", "out", "somebody's\nown\n");
+    EXPECT_EQ(Resume("segment", forced).code, 0);
+    EXPECT_EQ(folder_.read("out"), whole);
+    // What can be gone on with is: rows of a recording that is through stay as they are.
+    const std::string corrected = With(whole, form == std::string("csv") ? "a.wav,0.70" : "\"begin\":0.7,",
+                                       form == std::string("csv") ? "a.wav,0.60" : "\"begin\":0.6,");
+    folder_.write("out", corrected);
+    EXPECT_EQ(Resume("segment", forced).code, 0);
+    EXPECT_EQ(folder_.read("out"), corrected);
+    SetTime("a.wav", "out", 1);
+    EXPECT_EQ(Resume("segment", forced).code, 0);
+    EXPECT_EQ(folder_.read("out"), whole);
+    SetTime("a.wav", "b.wav", 0);
+  }
+  ASSERT_EQ(Run("split", {"-q", "-d", "cut", "a.wav"}).code, 0);
+  EXPECT_EQ(Resume("split", {"--force", "--audio", "flac", "-d", "cut", "a.wav"}).code, 0);
+  EXPECT_EQ(Names(folder_.file("cut")), (std::vector<std::string>{"a-0001.flac", "a-0002.flac", "a-split.json"}));
+  const std::vector<std::string> louder = {"--gain", "6", "--audio", "flac", "-d", "cut", "a.wav"};
+  ExpectFailure(Resume("split", louder), 8, "a-split.json: was begun in another way");
+  std::vector<std::string> forced = louder;
+  forced.insert(forced.begin(), "--force");
+  EXPECT_EQ(Resume("split", forced).code, 0);
+  EXPECT_EQ(nlohmann::json::parse(folder_.read("cut/a-split.json"))["made_by"]["parameters"]["gain"], "6");
+}
+
 TEST_F(GoingOn, RowsThatSomebodyHasCorrectedStay) {
   for (const char* name : {"a.wav", "b.wav"}) Wav(name, 5, kTwoBursts);
   const std::vector<std::string> arguments = {"-f", "csv", "-o", "out.csv", "a.wav", "b.wav"};

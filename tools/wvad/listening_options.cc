@@ -52,7 +52,9 @@ void AddInput(CLI::App* command, InputOptions& input, const AudioScope& scope, E
 
 void AddManyFiles(CLI::App* command, InputOptions& input, bool& resume) {
   AddWhole(command, "-j,--jobs", input.jobs, "Recordings to work on at once; the result is the same", 1, 256);
-  command->add_flag("--resume", resume, "Go on with what a run that was stopped has left: keep what is whole, do the rest");
+  command->add_flag("--resume", resume,
+                    "Go on with what a run that was stopped has left: keep what is whole, do the rest; with --force begin anew what cannot "
+                    "be gone on with");
 }
 
 void AddSentences(CLI::App* command, SentenceOptions& options, const std::string& quiet_words) {

@@ -29,7 +29,8 @@ ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
   CheckOutput(options.output, rules);
   Kept kept;
   SentenceOptions left = options;
-  if (options.resume) kept = KeepWhatIsThere(options.output, options.format->name, options.input.files, ProvenancesOfRun(options));
+  if (options.resume)
+    kept = KeepWhatIsThere(options.output, options.format->name, options.input.files, ProvenancesOfRun(options), options.force);
   SayFailedBefore(options.output, kept.failed);
   left.input.files.erase(left.input.files.begin(), left.input.files.begin() + static_cast<std::ptrdiff_t>(kept.files));
   if (options.checksum) CheckChecksums(left.input.files);

@@ -247,11 +247,11 @@ void CheckSameWay(const std::string& path, const std::string& made_by, const std
                 path + ": was begun in another way (" + others + "); --resume does not mix results. Go on as it was begun, or begin anew");
 }
 
-Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files,
-                     const std::vector<std::string>& ways) {
-  const auto read = format == "jsonl" ? FromLines : format == "csv" ? FromCsv : nullptr;
-  if (read == nullptr) throw Failure(ExitCode::kUsage, "--resume: goes with --format jsonl or csv, which can be gone on with");
-  if (output.empty() || output == "-") throw Failure(ExitCode::kUsage, "--resume: needs --output FILE, whose rows are gone on with");
+namespace {
+
+// What `read` understands of the two files.
+Kept WhatIsThere(const std::string& output, const std::vector<std::string>& files, const std::vector<std::string>& ways,
+                 std::optional<Kept> (*read)(const std::string& text, const std::vector<std::string>& files)) {
   Kept best;
   std::string best_path;
   Kept there;
@@ -276,6 +276,21 @@ Kept KeepWhatIsThere(const std::string& output, const std::string& format, const
   best.there = there.there;
   best.sure = there.sure;
   return best;
+}
+
+}  // namespace
+
+Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files,
+                     const std::vector<std::string>& ways, bool replace) {
+  const auto read = format == "jsonl" ? FromLines : format == "csv" ? FromCsv : nullptr;
+  if (read == nullptr) throw Failure(ExitCode::kUsage, "--resume: goes with --format jsonl or csv, which can be gone on with");
+  if (output.empty() || output == "-") throw Failure(ExitCode::kUsage, "--resume: needs --output FILE, whose rows are gone on with");
+  try {
+    return WhatIsThere(output, files, ways, read);
+  } catch (const Failure& failure) {
+    if (!replace || failure.code() != ExitCode::kOutput) throw;
+    return {};
+  }
 }
 
 }  // namespace TSEG::tool

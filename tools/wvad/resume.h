@@ -32,9 +32,10 @@ struct Kept {
 
 // `format`: jsonl or csv. Nothing is kept where neither file is there. `ways`: how this run's results come about (ProvenancesOfRun). Throws
 // Failure: kUsage for another format, kOutput for an `output` that holds something else than the begin of this run's result, results that
-// came about in another way, or those of recordings that have been written to since.
+// came about in another way, or those of recordings that have been written to since. With `replace` nothing is kept of such an output,
+// which is begun anew.
 Kept KeepWhatIsThere(const std::string& output, const std::string& format, const std::vector<std::string>& files,
-                     const std::vector<std::string>& ways);
+                     const std::vector<std::string>& ways, bool replace);
 
 // One line on standard error for all recordings in `output` that failed in the run before, where any did: the code that this run ends with
 // is theirs.

@@ -238,7 +238,7 @@ ExitCode RunScores(const ScoresOptions& options) {
   std::vector<std::string> left = options.input.files;
   Kept kept;
   if (options.resume && folder) left = FilesLeft(*folder, options);
-  if (options.resume && !folder) kept = KeepWhatIsThere(options.output, "csv", left, {});
+  if (options.resume && !folder) kept = KeepWhatIsThere(options.output, "csv", left, {}, options.folder.force);
   SayFailedBefore(options.output, kept.failed);
   left.erase(left.begin(), left.begin() + static_cast<std::ptrdiff_t>(kept.files));
   if (left.empty()) return kept.code;

@@ -76,6 +76,20 @@ void CheckKind(const OutputFolder& folder, const std::string& input, const std::
   }
 }
 
+// The code of a recording that an earlier run was through with, none for any other. What cannot be gone on with throws Failure(kOutput);
+// with `replace` it counts as not begun.
+std::optional<ExitCode> CodeOfThrough(const OutputFolder& folder, const std::string& input, const std::string& path,
+                                      const std::vector<std::string>& ways, bool replace) {
+  try {
+    CheckSameRecording(input, path);
+    CheckKind(folder, input, path);
+    return CodeOfWhole(folder, input, path, ways);
+  } catch (const Failure& failure) {
+    if (!replace || failure.code() != ExitCode::kOutput) throw;
+    return std::nullopt;
+  }
+}
+
 }  // namespace
 
 std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vector<std::string>& inputs, const WalkedFiles& walked,
@@ -88,9 +102,7 @@ std::vector<std::string> FilesLeft(const FolderOptions& options, const std::vect
   std::vector<std::string> failed;
   for (const std::string& input : inputs) {
     const std::string path = folder.Path(input, folder.File(input));
-    CheckSameRecording(input, path);
-    if (!options.force) CheckKind(folder, input, path);
-    if (const std::optional<ExitCode> code = CodeOfWhole(folder, input, path, ways)) {
+    if (const std::optional<ExitCode> code = CodeOfThrough(folder, input, path, ways, options.force)) {
       if (*kept_code == ExitCode::kSuccess) *kept_code = *code;
       if (*code != ExitCode::kSuccess) failed.push_back(input);
       continue;
