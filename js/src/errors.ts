@@ -13,8 +13,12 @@ export class WvadError extends Error {
   }
 }
 
+/** The library's name of a setting or an option as it is called here: "min_silence" is minSilence, "rate_hz" rate. */
+export const fromNative = (name: string) => name.replace(/_hz$/, '').replace(/_(.)/g, (_, letter: string) => letter.toUpperCase());
+
 /** Gives `status` back, or throws what the library says where it is negative. */
 export function checked(native: Native, status: number): number {
   if (status >= 0) return status;
-  throw new WvadError(textAt(native, native.wvad_last_error()), textAt(native, native.wvad_status_name(status)));
+  const words = textAt(native, native.wvad_last_error()).replace(/^[a-z]+(_[a-z]+)+(?=: )/, fromNative);
+  throw new WvadError(words, textAt(native, native.wvad_status_name(status)));
 }

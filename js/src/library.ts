@@ -3,7 +3,7 @@
 import { Detector } from './detector.js';
 import { checked, WvadError } from './errors.js';
 import { instantiate, Native, textAt, withRoom } from './host.js';
-import { checkWhole, describe, Profile, PROFILES, SettingInfo } from './settings.js';
+import { checkWhole, describe, noProfile, Profile, PROFILES, SettingInfo } from './settings.js';
 import { Model, Room } from './stream.js';
 
 export class Library {
@@ -34,7 +34,7 @@ export class Library {
   suitableModel(profile: Profile, rate: number): string {
     checkWhole('rate', rate);
     const name = this.native.wvad_profile_model(PROFILES.indexOf(profile), rate);
-    if (name === 0) throw new WvadError(`profile: "${profile}" is none`, 'WVAD_E_PARAMETER');
+    if (name === 0) throw noProfile(profile);
     return textAt(this.native, name);
   }
 

@@ -68,6 +68,18 @@ export function sliceOf(samples: Samples, channels: number, first: number, last:
   return planes.map((plane) => plane.subarray(first, last));
 }
 
+/** Above this floats can only be integers: no recording is so loud. */
+const INTEGERS = 1000;
+const LARGEST = 3.4e38;
+
+/** What is said of floats that were not divided by their full scale, and are heard as one noise; nothing of others. */
+function wordsOfScale(samples: Float32Array): string | undefined {
+  let peak = 0;
+  for (let i = 0; i < samples.length; ++i) peak = Math.max(peak, Math.abs(samples[i] as number));
+  if (!(peak > INTEGERS && peak < LARGEST)) return undefined;
+  return `samples go up to ${peak.toFixed(0)}; full scale is 1.0; samples that go up to 32768 have to be divided by that first`;
+}
+
 /** A piece for a stream of `channels` channels and samples of `form`, which has been found to be one. */
 export class Piece {
   readonly bytes: number;
@@ -86,20 +98,25 @@ export class Piece {
     this.bytes = 4 * (this.planes[0] as Float32Array).length * channels;
   }
 
-  /** Writes it, interleaved, to `address`. */
-  write(native: Native, address: number): void {
+  /** Writes it, interleaved, to `address`; gives words of warning where its scale is wrong. */
+  write(native: Native, address: number): string | undefined {
     const { buffer } = native.memory;
     if (this.planes !== undefined) {
       const target = new Float32Array(buffer, address, this.bytes / 4);
       this.planes.forEach((plane, channel) => {
         for (let i = 0, at = channel; i < plane.length; ++i, at += this.channels) target[at] = plane[i] as number;
       });
-    } else if (this.form === 1) {
+      return wordsOfScale(target);
+    }
+    if (this.form === 1) {
       new Int16Array(buffer, address, this.bytes / 2).set(this.samples as Int16Array);
     } else if (this.form === 3) {
       new Int32Array(buffer, address, this.bytes / 4).set(this.samples as Int32Array);
     } else {
-      new Float32Array(buffer, address, this.bytes / 4).set(this.samples as Float32Array);
+      const target = new Float32Array(buffer, address, this.bytes / 4);
+      target.set(this.samples as Float32Array);
+      return wordsOfScale(target);
     }
+    return undefined;
   }
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /** Settings by their names in JavaScript, and as the text that the library reads. */
-import { checked, WvadError } from './errors.js';
+import { checked, fromNative, WvadError } from './errors.js';
 import { Native, textAt, withRoom } from './host.js';
 
 export type Profile = 'default' | 'fast' | 'dictation' | 'meeting' | 'telephone';
@@ -42,16 +42,18 @@ export interface SettingInfo {
 }
 
 const toNative = (name: string) => name.replace(/[A-Z]/g, (letter) => '_' + letter.toLowerCase());
-const fromNative = (name: string) => name.replace(/_(.)/g, (_, letter: string) => letter.toUpperCase());
 
 export const PROFILES: readonly Profile[] = ['default', 'fast', 'dictation', 'meeting', 'telephone'];
+
+/** What the library says of a name that is none. */
+export const noProfile = (name: string) => new WvadError(`profile: there is no "${name}"; choose ${PROFILES.join(', ').replace(/, (?!.*,)/, ' or ')}`, 'WVAD_E_PARAMETER');
 
 const NAMES = ['threshold', 'minSpeech', 'minSilence', 'padBefore', 'padAfter', 'maxSentence', 'energyFloorDb', 'turnSilence', 'stillEvery'] as const;
 
 /** The settings among `options`, as the library reads them. */
 export function settingsText(options: Settings): string {
   const entries = [`profile=${options.profile ?? 'default'}`];
-  if (/[\s,]/.test(entries[0] as string)) throw new WvadError(`profile: "${options.profile}" is none`, 'WVAD_E_PARAMETER');
+  if (/[\s,]/.test(entries[0] as string)) throw noProfile(options.profile as string);
   for (const name of NAMES) {
     const value = options[name];
     if (value === undefined) continue;

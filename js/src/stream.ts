@@ -90,6 +90,7 @@ export class Stream {
   /** What the library's stream takes, and whether pieces have shown that it is theirs. */
   private form: SampleForm = 4;
   private formIsKnown = false;
+  private scaleIsTold = false;
   private finished = false;
   private readonly options: StreamOptions;
 
@@ -133,7 +134,9 @@ export class Stream {
     }
     const { native, room } = this.on;
     const address = room.of(piece.bytes);
-    piece.write(native, address);
+    const words = piece.write(native, address);
+    if (words !== undefined && !this.scaleIsTold) console.warn(`wvad: ${words}`);
+    this.scaleIsTold ||= words !== undefined;
     checked(native, native.wvad_stream_push(this.handle, address, piece.bytes));
     if (piece.bytes > 0) this.formIsKnown = true;
     return this.events();

@@ -161,6 +161,28 @@ test('options that are none are refused in words', async () => {
   await assert.rejects(load({ threshold: 0.5 }), /there is no option "threshold"/);
 });
 
+test('refusals of the library have the names that options have here', async () => {
+  const refused = (options, rate = 16000) => openStream(rate, options).then(() => assert.fail(), (error) => error.message);
+  assert.equal(await refused({ minSilence: 99 }), 'minSilence: 99 s is outside of its range, 0.05 to 10 s');
+  assert.match(await refused({}, 7), /^rate: /);
+  const profiles = '; choose default, fast, dictation, meeting or telephone';
+  for (const profile of ['slow', 'so slow']) assert.equal(await refused({ profile }), `profile: there is no "${profile}"${profiles}`);
+});
+
+test('floats that were not divided are warned of, once a stream', async (context) => {
+  const warn = context.mock.method(console, 'warn', () => {});
+  const stream = await openStream(16000);
+  const words = 'wvad: samples go up to 30000; full scale is 1.0; samples that go up to 32768 have to be divided by that first';
+  stream.push(Float32Array.of(0, 999, -999));
+  assert.equal(warn.mock.callCount(), 0);
+  stream.push([Float32Array.of(0, -30000)]);
+  stream.push(Float32Array.of(20000));
+  assert.deepEqual(warn.mock.calls.map((call) => call.arguments), [[words]]);
+  stream.close();
+  await segment(new Int16Array(1600).fill(30000), 16000);
+  assert.equal(warn.mock.callCount(), 1);
+});
+
 test('values of a wrong kind are TypeErrors that say what came', async () => {
   for (const samples of [undefined, null, 'samples', 3, Promise.resolve(jfk), [new Float32Array(2), , new Float32Array(2)]]) { // eslint-disable-line no-sparse-arrays
     for (const use of [segment, scores]) await assert.rejects(use(samples, 16000), { name: 'TypeError', message: /^samples are Float32Array.*, not / });
