@@ -155,6 +155,10 @@ TEST_F(MediaList, PiecesInAnotherOrderThanTheirClockAreHeardAsTheListHasThem) {
   EXPECT_THAT(run.err, HasSubstr("the clock of its pieces is set back in 1 place without #EXT-X-DISCONTINUITY"));
   EXPECT_NEAR(First(run)["heard"].get<double>(), 10.1, 0.2);
   ExpectNear(Found(run.out), {{0.2, 1.8}, {2.8, 4.3}, {6.8, 8.3}}, 0.3);
+  // From the second to the first and on to the third it is ahead by 4 s, which are no silence either.
+  run = Segment({"-f", "json", list({"a1.ts", "a0.ts", "a2.ts"})});
+  EXPECT_EQ(run.code, 0);
+  ExpectNear(Found(run.out), {{0.7, 2.2}, {4.7, 6.2}, {8.2, 9.8}}, 0.3);
   // In the second place the clock has 4 s of silence before it, 4.0 + 4.0 + 2.1 + 4.0 + 2.1 s, and none where it is set back and ahead
   // again.
   run = Segment({"-f", "json", list({"a0.ts", "a2.ts", "a1.ts", "a2.ts"})});

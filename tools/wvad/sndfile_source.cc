@@ -106,9 +106,8 @@ class SndfileSource : public AudioSource {
   }
   static sf_count_t Length(void* user) {
     const SndfileSource& self = Of(user);
-    const std::optional<uint64_t> length = self.bytes_->length(), end = self.End();
-    if (length && !self.another_) return static_cast<sf_count_t>(*length);
-    if (end) return static_cast<sf_count_t>(*end);
+    if (const std::optional<uint64_t> length = self.bytes_->length()) return static_cast<sf_count_t>(*length);
+    if (const std::optional<uint64_t> end = self.End()) return static_cast<sf_count_t>(*end);
     return kEndless;
   }
   static sf_count_t Seek(sf_count_t offset, int whence, void* user) {
