@@ -23,7 +23,9 @@ TEST_F(ForeignBytes, AreToldByTheirMarkOrAsText) {
   EXPECT_EQ(Kind("\xFF\xD8\xFF\xE0\0\x10JFIF"s), "a picture (JPEG)");
   EXPECT_EQ(Kind("\x1F\x8B\x08\0"s), "compressed (gzip)");
   EXPECT_EQ(Kind("PK\3\4"), "an archive (ZIP)");
-  EXPECT_EQ(Kind("\x7F" "ELF\2\1\1"s), "a program (ELF)");
+  EXPECT_EQ(Kind("\x7F"
+                 "ELF\2\1\1"s),
+            "a program (ELF)");
   EXPECT_EQ(Kind("404 page not found\n"), "text");
   EXPECT_EQ(Kind(std::string(64, 'a') + "\0"s), "text");  // no more of it is looked at
 }
@@ -39,7 +41,8 @@ TEST_F(ForeignBytes, SamplesAreNone) {
 
 TEST_F(ForeignBytes, OnStandardInputAreRefusedUnlessTheirFormIsSaid) {
   input_ = "<html><body>404 not found</body></html>\n";
-  ExpectFailure(Segment({"-f", "csv", "-o", folder_.file("no"), "-"}), 4, "-: these bytes are text and no audio; if they are samples all the same, say --raw");
+  ExpectFailure(Segment({"-f", "csv", "-o", folder_.file("no"), "-"}), 4,
+                "-: these bytes are text and no audio; if they are samples all the same, say --raw");
   EXPECT_EQ(Segment({"-q", "-f", "csv", "--raw", "s16", "-"}).code, 0);
 }
 

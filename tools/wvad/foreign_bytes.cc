@@ -16,10 +16,21 @@ struct Mark {
 };
 
 constexpr Mark kMarks[] = {
-    {"\x89PNG\r\n"sv, "a picture (PNG)"},       {"\xFF\xD8\xFF\xE0"sv, "a picture (JPEG)"}, {"\xFF\xD8\xFF\xE1"sv, "a picture (JPEG)"},
-    {"GIF8"sv, "a picture (GIF)"},              {"%PDF-"sv, "a document (PDF)"},            {"\x1F\x8B\x08"sv, "compressed (gzip)"},
-    {"PK\x03\x04"sv, "an archive (ZIP)"},       {"BZh"sv, "compressed (bzip2)"},            {"\xFD"sv "7zXZ\0"sv, "compressed (xz)"},
-    {"\x28\xB5\x2F\xFD"sv, "compressed (zstd)"}, {"\x7F" "ELF"sv, "a program (ELF)"},
+    {"\x89PNG\r\n"sv, "a picture (PNG)"},
+    {"\xFF\xD8\xFF\xE0"sv, "a picture (JPEG)"},
+    {"\xFF\xD8\xFF\xE1"sv, "a picture (JPEG)"},
+    {"GIF8"sv, "a picture (GIF)"},
+    {"%PDF-"sv, "a document (PDF)"},
+    {"\x1F\x8B\x08"sv, "compressed (gzip)"},
+    {"PK\x03\x04"sv, "an archive (ZIP)"},
+    {"BZh"sv, "compressed (bzip2)"},
+    {"\xFD"sv
+     "7zXZ\0"sv,
+     "compressed (xz)"},
+    {"\x28\xB5\x2F\xFD"sv, "compressed (zstd)"},
+    {"\x7F"
+     "ELF"sv,
+     "a program (ELF)"},
 };
 
 bool IsText(unsigned char c) { return (c >= ' ' && c <= '~') || c == '\n' || c == '\r' || c == '\t'; }
