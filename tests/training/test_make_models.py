@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The whole way from a corpus to five models, on a made-up corpus and with tiny networks: every step runs, and what comes out is loaded and judged.
+"""The whole way from a corpus to five models and to networks of several sizes, on a made-up corpus and with tiny networks: every step runs, and what
+comes out is loaded and judged.
 
 It takes a minute or more, so it runs only where WVAD_WHOLE_WAY is set, as a test of its own does. It needs torch, and `wvad` beside the program that
 WVAD_BLOCKS names.
@@ -16,11 +17,12 @@ import unittest
 
 import numpy as np
 
+import size_curve
 from model_file import ModelFile
 from test_mix_sessions import COLUMNS, write_wav
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-SCRIPT = os.path.join(HERE, "..", "..", "training", "make_models.sh")
+SCRIPTS = os.path.join(HERE, "..", "..", "training")
 NAMES = {"dnn_fb75": "16000", "lstm_fb75": "16000", "lstm_fb40": "16000", "lstm_fb75_8k": "8000", "lstm_fb40_8k": "8000"}
 
 
@@ -59,9 +61,26 @@ def make_corpus(folder):
 @unittest.skipUnless(os.environ.get("WVAD_WHOLE_WAY") and os.environ.get("WVAD_BLOCKS"), "WVAD_WHOLE_WAY and WVAD_BLOCKS are not set")
 @unittest.skipUnless(importlib.util.find_spec("torch"), "torch is missing")
 class WholeWay(unittest.TestCase):
+    def run_script(self, name, *arguments):
+        subprocess.run([os.path.join(SCRIPTS, name), *arguments], check=True, env={**os.environ, "TINY": "1", "PYTHON": sys.executable})
+
     def make(self, corpus, work):
-        environment = {**os.environ, "TINY": "1", "PYTHON": sys.executable}
-        subprocess.run([SCRIPT, corpus, os.path.dirname(os.environ["WVAD_BLOCKS"]), work], check=True, env=environment)
+        self.run_script("make_models.sh", corpus, os.path.dirname(os.environ["WVAD_BLOCKS"]), work)
+
+    def compare_sizes(self, work, docs):
+        """On the sessions of `work`, with costs as if they had been counted before."""
+        for run, cost in (("lstm_fb75_32", 31000), ("lstm_fb40_32", 22000), ("dnn_fb75_16", 33000)):
+            os.makedirs(os.path.join(work, "sizes", run))
+            with open(os.path.join(work, "sizes", run, "instructions.txt"), "w", encoding="utf-8") as handle:
+                handle.write(f"end_to_end {cost}\n")
+        os.makedirs(docs)
+        with open(os.path.join(docs, "accuracy.json"), "w", encoding="utf-8") as handle:
+            json.dump([{"model": "other.bin", "groups": {"natural": {"pauses": []}, "noise": {}}}], handle)
+        with open(os.path.join(docs, "accuracy.md"), "w", encoding="utf-8") as handle:
+            handle.write("\n".join(size_curve.MARKS))
+        self.run_script("compare_sizes.sh", work, os.path.join(os.path.dirname(os.environ["WVAD_BLOCKS"]), ".."), docs)
+        with open(os.path.join(docs, "accuracy.md"), encoding="utf-8") as handle:
+            return [line.split(" | ") for line in handle if line.startswith("| ")][1:]
 
     def test_five_models_come_out_and_a_second_run_finds_all_done(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -85,6 +104,11 @@ class WholeWay(unittest.TestCase):
             times = {name: os.stat(os.path.join(work, name + ".bin")).st_mtime_ns for name in NAMES}
             self.make(corpus, work)
             self.assertEqual(times, {name: os.stat(os.path.join(work, name + ".bin")).st_mtime_ns for name in NAMES})
+
+            rows = self.compare_sizes(work, os.path.join(folder, "docs"))
+            self.assertEqual([(row[0], row[1], row[3]) for row in rows], [("| lstm_fb75", "32 cells, 32 units", "31 000"), ("| lstm_fb40", "32 cells, 32 units", "22 000"),
+                                                                          ("| dnn_fb75", "16 and 16 units", "33 000")])
+            self.assertTrue(all(0 < float(row[4]) <= 1 for row in rows))
 
 
 if __name__ == "__main__":
