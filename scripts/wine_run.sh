@@ -47,12 +47,13 @@ run() {
 # that are started side by side wait for the one that does it.
 (
   flock 9
-  if [ ! -e "$WINEPREFIX/prepared" ]; then
+  # It knows its folder for temporary files by name, and may have been moved.
+  if [ "$(cat "$WINEPREFIX/prepared" 2>/dev/null)" != "$root" ]; then
     mkdir -p "$root/tmp"
     for name in TMP TEMP; do
       run reg add 'HKCU\Environment' /v "$name" /d "Z:$root/tmp" /f 9>&-
     done
-    : >"$WINEPREFIX/prepared"
+    echo "$root" >"$WINEPREFIX/prepared"
   else
     run cmd /c exit 9>&-
   fi
