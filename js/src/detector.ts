@@ -4,7 +4,7 @@ import { WvadError } from './errors.js';
 import { Sentence } from './events.js';
 import { textAt } from './host.js';
 import { channelsOf, checkRate, framesOf, Samples, sliceOf } from './samples.js';
-import { checkOptions } from './settings.js';
+import { checkOptions, Profile } from './settings.js';
 import { Listening, Stream, StreamOptions, STREAM_OPTIONS } from './stream.js';
 
 export interface SegmentOptions extends Omit<StreamOptions, 'probability'> {}
@@ -33,8 +33,8 @@ export class Detector {
   readonly modelKind: string;
   private closed = false;
 
-  /** Made by Library.open. */
-  constructor(private readonly on: Listening, private readonly whenClosed: () => void = () => undefined) {
+  /** Made by Library.open; `profile` is that of streams that name none. */
+  constructor(private readonly on: Listening, private readonly whenClosed: () => void = () => undefined, private readonly profile: Profile = 'default') {
     this.modelRate = on.native.wvad_js_model_rate(on.model.handle);
     this.modelKind = textAt(on.native, on.native.wvad_js_model_kind(on.model.handle));
   }
@@ -59,7 +59,7 @@ export class Detector {
   stream(rate: number, options: StreamOptions = {}): Stream {
     checkOptions(options, STREAM_OPTIONS);
     if (this.closed) throw new WvadError('the detector is closed', 'WVAD_E_STATE');
-    return new Stream(this.on, rate, options);
+    return new Stream(this.on, rate, { ...options, profile: options.profile ?? this.profile });
   }
 
   /** The sentences of `samples`. */

@@ -50,9 +50,9 @@ async function detectorOf(options: LoadOptions): Promise<{ detector: Detector; o
   const { model: wanted = library.suitableModel(options.profile ?? 'default', options.rate ?? 16000) } = options;
   const model = modelSource(wanted, options);
   const [wasmKey, modelKey] = [keyOf(wasmSource(options)), keyOf(model)];
-  const key = wasmKey === undefined || modelKey === undefined ? undefined : `${wasmKey} ${modelKey}`;
+  const key = wasmKey === undefined || modelKey === undefined ? undefined : `${wasmKey} ${modelKey} ${options.profile ?? 'default'}`;
   const forget = () => void (key !== undefined && detectors.delete(key));
-  return { detector: await kept(detectors, key, async () => library.open(await bytesOf(model), forget)), own: key === undefined };
+  return { detector: await kept(detectors, key, async () => library.open(await bytesOf(model), forget, options.profile)), own: key === undefined };
 }
 
 /** A model, ready to listen. What was loaded from an address is kept, and shared, until it is closed: a second call costs nothing. */

@@ -38,15 +38,15 @@ export class Library {
     return textAt(this.native, name);
   }
 
-  /** Opens the bytes of a model file. `whenClosed` is called when the detector is closed. */
-  open(model: BufferSource, whenClosed?: () => void): Detector {
+  /** Opens the bytes of a model file. `whenClosed` is called when the detector is closed; `profile` is that of streams that name none. */
+  open(model: BufferSource, whenClosed?: () => void, profile?: Profile): Detector {
     const { native, room } = this;
     const bytes = ArrayBuffer.isView(model) ? new Uint8Array(model.buffer, model.byteOffset, model.byteLength) : new Uint8Array(model);
     return withRoom(native, bytes.length, (data) => withRoom(native, 4, (out) => {
       new Uint8Array(native.memory.buffer, data, bytes.length).set(bytes);
       checked(native, native.wvad_model_open_memory(data, bytes.length, out));
       const handle = new Uint32Array(native.memory.buffer, out, 1)[0] as number;
-      return new Detector({ native, room, model: new Model(native, handle) }, whenClosed);
+      return new Detector({ native, room, model: new Model(native, handle) }, whenClosed, profile);
     }));
   }
 }

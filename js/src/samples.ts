@@ -21,23 +21,40 @@ export interface AudioBufferLike {
 /** WVAD_SAMPLE_... */
 export type SampleForm = 1 | 3 | 4;
 
+/** "Float32Array" and the like; not by its class, which another frame or context has a second time. */
+const kindOf = (samples: unknown) => ArrayBuffer.isView(samples) ? String((samples as unknown as { [Symbol.toStringTag]: string })[Symbol.toStringTag]) : '';
+const isInterleaved = (samples: unknown): samples is Interleaved => /^(Float32|Int16|Int32)Array$/.test(kindOf(samples));
+
 export function formOf(samples: Samples): SampleForm {
-  if (samples instanceof Int16Array) return 1;
-  if (samples instanceof Int32Array) return 3;
-  return 4;
+  const kind = kindOf(samples);
+  return kind === 'Int16Array' ? 1 : kind === 'Int32Array' ? 3 : 4;
+}
+
+/** Throws for an array whose memory was given to somebody else, which looks empty. */
+function checkThere(array: Interleaved): void {
+  if (array.length > 0) return;
+  try {
+    new Uint8Array(array.buffer as ArrayBuffer);
+  } catch {
+    throw new TypeError('the memory of the samples was transferred, and is not here any more');
+  }
 }
 
 const isBuffer = (samples: unknown): samples is AudioBufferLike =>
     typeof samples === 'object' && samples !== null && 'getChannelData' in samples;
 
 function planesOf(samples: Samples): readonly Float32Array[] | undefined {
-  if (samples instanceof Float32Array || samples instanceof Int16Array || samples instanceof Int32Array) return undefined;
+  if (isInterleaved(samples)) {
+    checkThere(samples);
+    return undefined;
+  }
   // A copy of an array has no holes, which every() would leave out.
   const planes = isBuffer(samples) ? Array.from({ length: samples.numberOfChannels }, (_, channel) => samples.getChannelData(channel))
                                    : Array.isArray(samples) ? [...samples] : [];
-  if (planes.length === 0 || !planes.every((plane) => plane instanceof Float32Array)) {
+  if (planes.length === 0 || !planes.every((plane) => kindOf(plane) === 'Float32Array')) {
     throw new TypeError(`samples are Float32Array, Int16Array, Int32Array, an array of Float32Array, or an AudioBuffer, not ${wordFor(samples)}`);
   }
+  planes.forEach(checkThere);
   const frames = planes[0].length;
   if (planes.some((plane) => plane.length !== frames)) throw new WvadError('the channels differ in length', 'WVAD_E_LENGTH');
   return planes;

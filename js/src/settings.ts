@@ -83,11 +83,15 @@ const KIND_OF: Readonly<Record<string, keyof typeof KINDS>> = {
 };
 
 /**
- * Throws a TypeError for a name in `options` that is none of `known`, which would else have no effect, and for a value of a wrong kind. What is
- * undefined counts as left out.
+ * Throws a TypeError for a name in `options` that is none of `known`, which would else have no effect, for one of them that is inherited, and for a
+ * value of a wrong kind. What is undefined counts as left out.
  */
 export function checkOptions(options: object, known: readonly string[]): void {
   if (typeof options !== 'object' || options === null || Array.isArray(options)) throw new TypeError(`options are an object, not ${wordFor(options)}`);
+  // Some places copy options, which leaves behind what a class or a prototype has.
+  for (const name of known) {
+    if (name in options && !Object.prototype.hasOwnProperty.call(options, name)) throw new TypeError(`${name} is inherited; options have to be members of the object itself`);
+  }
   for (const [name, value] of Object.entries(options)) {
     if (!known.includes(name)) throw new TypeError(`there is no option "${name}"`);
     const kind = KIND_OF[name];

@@ -5,6 +5,7 @@ import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
 import { createRequire } from 'node:module';
 import { test } from 'node:test';
+import { runInNewContext } from 'node:vm';
 import { describe, hasVectors, Library, load, Microphone, openStream, scores, segment, Stream, WvadError } from 'wvad';
 import { atRate, recording, toFloat } from './audio.mjs';
 
@@ -167,6 +168,40 @@ test('refusals of the library have the names that options have here', async () =
   assert.match(await refused({}, 7), /^rate: /);
   const profiles = '; choose default, fast, dictation, meeting or telephone';
   for (const profile of ['slow', 'so slow']) assert.equal(await refused({ profile }), `profile: there is no "${profile}"${profiles}`);
+});
+
+test('the profile of a detector is that of its calls, as far as they name none', async () => {
+  const fast = await load({ profile: 'fast' });
+  const begins = (sentences) => sentences.map(({ beginFrame }) => beginFrame);
+  const [usual, quick] = [await segment(jfk, 16000, { model: 'lstm_fb40' }), await segment(jfk, 16000, { profile: 'fast' })];
+  assert.notDeepEqual(begins(usual), begins(quick));
+  assert.deepEqual(begins(fast.segment(jfk, 16000)), begins(quick));
+  assert.deepEqual(begins(fast.segment(jfk, 16000, { profile: undefined })), begins(quick));
+  assert.deepEqual(begins(fast.segment(jfk, 16000, { profile: 'default' })), begins(usual));
+  assert.notEqual(await load({ model: 'lstm_fb40' }), fast);
+  assert.equal(await load({ profile: 'fast' }), fast);
+});
+
+test('options that are inherited are refused, since copies leave them behind', async () => {
+  class Options { get profile() { return 'fast'; } }
+  for (const options of [Object.create({ profile: 'fast' }), new Options()]) {
+    await assert.rejects(segment(jfk, 16000, options), { name: 'TypeError', message: 'profile is inherited; options have to be members of the object itself' });
+  }
+  assert.deepEqual(await segment(new Int16Array(0), 16000, Object.create(null)), []);
+});
+
+test('samples whose memory was transferred are refused, and those of another context taken', async () => {
+  for (const wrap of [(array) => array, (array) => [array]]) {
+    const gone = new Float32Array(16000);
+    structuredClone(gone.buffer, { transfer: [gone.buffer] });
+    await assert.rejects(segment(wrap(gone), 16000), { name: 'TypeError', message: /^the memory of the samples was transferred/ });
+  }
+  const foreign = runInNewContext('(numbers) => [Float32Array.from(numbers, (x) => x / 32768), Int16Array.from(numbers)]')(jfk);
+  assert.equal(foreign[0] instanceof Float32Array, false);
+  const expected = (await segment(jfk, 16000)).map(({ beginFrame, endFrame }) => [beginFrame, endFrame]);
+  for (const samples of foreign) {
+    assert.deepEqual((await segment(samples, 16000)).map(({ beginFrame, endFrame }) => [beginFrame, endFrame]), expected);
+  }
 });
 
 test('floats that were not divided are warned of, once a stream', async (context) => {
