@@ -96,7 +96,7 @@ def open_source(source: Any, rate: Optional[int], track: int = 0) -> Source:
                                        " (numpy.frombuffer(data, \"int16\"))")
         return FileSource(source, track)
     is_array = (hasattr(source, "__array__") or _samples.is_typed_buffer(source)
-                or isinstance(source, (list, tuple)) and not any(hasattr(item, "__array__") for item in source[:1]))
+                or isinstance(source, (list, tuple)) and not any(hasattr(item, "__array__") and np.ndim(item) > 0 for item in source[:1]))
     if not is_array and not hasattr(source, "__iter__"):
         raise TypeError(f"expected a path, a file opened for bytes, bytes, an array with its rate or arrays one after the other, got "
                         f"{type(source).__name__}" + ("; wvad.aio.events takes blocks that come by and by" if hasattr(source, "__aiter__") else ""))

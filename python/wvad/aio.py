@@ -14,6 +14,7 @@ the next call.
 from __future__ import annotations
 
 import asyncio
+import threading
 from typing import Any, AsyncIterable, AsyncIterator, Callable, List, Optional, TypeVar
 
 from . import segments, stream
@@ -22,12 +23,13 @@ from .events import Event, Sentence
 _T = TypeVar("_T")
 
 
-async def _on_thread(work: Callable[[], _T], undo: Optional[Callable[[_T], None]] = None) -> _T:
-    """What `work` gives or raises. When the task is cancelled the work is still waited for, and `undo` gets its result."""
+async def _on_thread(work: Callable[[], _T], undo: Optional[Callable[[_T], None]] = None, stop: Callable[[], None] = lambda: None) -> _T:
+    """What `work` gives or raises. When the task is cancelled `stop` is called, the work is still waited for, and `undo` gets its result."""
     running = asyncio.get_running_loop().run_in_executor(None, work)
     try:
         return await asyncio.shield(running)
     except asyncio.CancelledError:
+        stop()
         await asyncio.wait([running])
         if not running.cancelled() and running.exception() is None and undo is not None:
             undo(running.result())
@@ -101,5 +103,6 @@ async def segment(*arguments: Any, **options: Any) -> AsyncIterator[Sentence]:
 
 
 async def scores(*arguments: Any, **options: Any) -> Any:
-    """wvad.scores, awaited; a cancelled task waits for it."""
-    return await _on_thread(lambda: segments.scores(*arguments, **options))
+    """wvad.scores, awaited; a cancelled task waits for the piece that is being worked on."""
+    stopped = threading.Event()
+    return await _on_thread(lambda: segments._scores(lambda: not stopped.is_set(), *arguments, **options), stop=stopped.set)

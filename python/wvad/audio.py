@@ -178,7 +178,9 @@ class AudioFile:
         number = whole("track", track)
         if number < 0:
             raise errors.ArgumentError(f"track: there is no sound track {number}; they count from 1, and 0 is the default one", "WVAD_E_FORMAT")
-        hz = 0 if rate is None else hertz("rate", rate) or -1
+        hz = 0 if rate is None else hertz("rate", rate)
+        if rate is not None and hz < 1:
+            raise errors.ArgumentError(f"rate: unsupported sample rate {rate!r} Hz", "WVAD_E_FORMAT")
         self.damage = ""
         self.note = ""
         self._handle = c_void_p()
@@ -279,8 +281,10 @@ class AudioFile:
             self._lock.release()
 
     def blocks(self, seconds: float = 0.5) -> Iterator[Array]:
-        """The rest of the recording, so many seconds at a time."""
-        frames = max(1, int(self.rate * seconds))
+        """The rest of the recording, so many seconds at a time. Raises ArgumentError for what is shorter than a sample."""
+        frames = int(self.rate * seconds)
+        if frames < 1:
+            raise errors.ArgumentError(f"seconds: {seconds!r} holds no sample", "WVAD_E_RANGE")
         while True:
             block = self.read(frames)
             if len(block):

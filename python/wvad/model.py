@@ -44,6 +44,8 @@ class Model:
         if isinstance(source, (bytes, bytearray, memoryview)):
             self._source: Union[str, Path, bytes] = bytes(source)
             status = _library.lib.wvad_model_open_memory(self._source, len(self._source), place)
+        elif source == "":  # the library's default, which nobody has asked for here
+            raise errors.ArgumentError("model: the name is empty", "WVAD_E_PARAMETER")
         elif isinstance(source, str) and os.sep not in source and not source.endswith(".bin"):
             self._source = source
             status = _library.lib.wvad_model_open_bundled(_name(source), place)

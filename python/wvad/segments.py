@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import threading
-from typing import Any, Dict, Iterator, List, Optional, Sequence, Tuple, Union, overload
+from typing import Any, Callable, Dict, Iterator, List, Optional, Sequence, Tuple, Union, overload
 
 import numpy as np
 
@@ -239,6 +239,12 @@ def scores(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix",
 
     Takes and raises what `segment` does; `channel` is one or "mix".
     """
+    return _scores(lambda: True, source, rate, channel=channel, profile=profile, model=model, track=track, **settings)
+
+
+def _scores(going: Callable[[], bool], source: Any, rate: Optional[int] = None, *, channel: Channel = "mix", profile: str = "default",
+            model: ModelLike = None, track: int = 0, **settings: Any) -> Array:
+    """`scores`, of as much as was heard while `going` said so."""
     opened = _sources.open_source(source, rate, track)
     try:
         with Stream(opened.rate, opened.channels, dtype=opened.dtype, channel=channel, profile=profile, model=model, probability=True,
@@ -248,6 +254,8 @@ def scores(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix",
             parts: List[Array] = []
             heard = 0
             for block in opened.blocks():
+                if not going():
+                    break
                 stream.push(block)
                 heard += len(block)
                 parts.append(_taken(stream))

@@ -53,6 +53,28 @@ class Aio(unittest.IsolatedAsyncioTestCase):
             go_on.set()  # could not be reached if the loop waited for the piece
             self.assertGreater(len(await task), 3)
 
+    async def test_cancelled_scores_listen_to_no_further_piece(self):
+        for begun_with in (0, 3):
+            began, go_on, asked = threading.Event(), threading.Event(), []
+
+            def blocks():
+                while len(asked) < 1000:
+                    asked.append(1)
+                    if len(asked) > begun_with:
+                        began.set()
+                        go_on.wait(20)
+                    yield SIGNAL[:1600]
+
+            task = asyncio.create_task(wvad.aio.scores(blocks(), 16000, model=MODEL))
+            while not began.is_set():
+                await asyncio.sleep(0.001)
+            task.cancel()
+            await asyncio.sleep(0.01)
+            go_on.set()
+            with self.assertRaises(asyncio.CancelledError):
+                await task
+            self.assertLessEqual(len(asked), begun_with + 2)
+
     async def test_a_cancelled_push_is_waited_for_and_its_events_come_with_the_next_call(self):
         with wvad.Stream(model=MODEL) as plain:
             wanted = plain.push(SIGNAL) + plain.finish()

@@ -234,6 +234,22 @@ class Refusals(InFolder):
             wvad.scores(cut, model=MODEL)
         self.assertEqual(caught.filename, __file__)
 
+    def test_lists_of_numpy_numbers_are_samples_too(self):
+        expected = times(wvad.segment(SIGNAL, 16000, model=MODEL))
+        self.assertEqual(times(wvad.segment(list(SIGNAL), 16000, model=MODEL)), expected)
+        self.assertEqual(times(wvad.segment([SIGNAL[:1000], SIGNAL[1000:]], 16000, model=MODEL)), expected)
+
+    def test_blocks_rates_and_models_of_nothing_are_refused(self):
+        with wvad.AudioFile(self.wave("talk.wav", SIGNAL)) as file:
+            for seconds in (0, -1, 1e-6):
+                with self.assertRaisesRegex(wvad.ArgumentError, "^seconds: .* holds no sample$"):
+                    next(file.blocks(seconds))
+        for rate in (0, -1):
+            with self.assertRaisesRegex(wvad.ArgumentError, f"^rate: unsupported sample rate {rate} Hz$"):
+                wvad.audio.read(self.folder / "talk.wav", rate=rate)
+        with self.assertRaisesRegex(wvad.ArgumentError, "^model: the name is empty$"):
+            wvad.segment(SIGNAL, 16000, model="")
+
     def test_an_empty_array_has_no_sentences(self):
         for empty in (np.empty(0, np.int16), np.empty((0, 2), np.float32), []):
             self.assertEqual(list(wvad.segment(empty, 16000, model=MODEL)), [])
