@@ -21,6 +21,8 @@ class Corpus(CorpusTest):
         self.talks(5)
         Path("talks/notes.txt").write_text("none", encoding="utf-8")
         Path("talks/.hidden.wav").write_text("none", encoding="utf-8")
+        os.mkfifo("talks/pipe.wav")  # would be waited for
+        os.symlink("/dev/zero", "talks/zero.wav")
         self.assertRegex(self.command("talks", "-j", 2, "--set", "pad_after=0.1"), "out.jsonl: 5 recordings$")
         header, *rows = self.rows()
         self.assertEqual((header["profile"], header["settings"]), ("default", {"pad_after": 0.1}))

@@ -29,8 +29,8 @@ class OnACluster(CorpusTest):
         wait_until(lambda: "address" in read_json(self.cluster / "scheduler.json"))
         self.address = read_json(self.cluster / "scheduler.json")["address"]
         self.workers = [self.begin("worker", self.address, "--no-nanny", "--nthreads", "1", "--local-directory", self.cluster) for _ in range(2)]
-        self.talks(7)
-        subprocess.run(corpus("-j", 1, "talks", "--shards", "wanted", "--shard-size", 2, "-q"), check=True)
+        self.listed_talks(7)
+        subprocess.run(corpus("-j", 1, "talks.txt", "--shards", "wanted", "--shard-size", 2, "-q"), check=True)
         self.wanted = files_in("wanted")
         # A command that begins before they are known says that there is none.
         wait_until(lambda: (self.cluster / "worker.log").read_text(encoding="utf-8").count("Registered to:") == len(self.workers))
@@ -46,7 +46,7 @@ class OnACluster(CorpusTest):
 
     def start(self, *arguments):
         """The command in the background; its warnings are no errors, since Dask has some of its own."""
-        words = [word for word in corpus("talks", "--shards", "out", "--shard-size", 2, "--dask", self.address, *arguments) if word not in ("-W", "error")]
+        words = [word for word in corpus("talks.txt", "--shards", "out", "--shard-size", 2, "--dask", self.address, *arguments) if word not in ("-W", "error")]
         child = subprocess.Popen(words, stderr=subprocess.PIPE, text=True)
         self.addCleanup(child.stderr.close)
         self.addCleanup(child.wait)
@@ -118,7 +118,7 @@ class OnACluster(CorpusTest):
                 worker.kill()
                 worker.wait()
             wait_until(lambda: not any(map(runs, tasks)))  # the pipe that ends would be a recording that is cut
-        subprocess.run(corpus("-j", 1, "talks", "--shards", "out", "--shard-size", 2, "-q"), check=True)
+        subprocess.run(corpus("-j", 1, "talks.txt", "--shards", "out", "--shard-size", 2, "-q"), check=True)
         self.assertEqual(files_in("out"), self.wanted)
 
     def test_workers_that_are_all_gone_are_told_and_a_new_one_goes_on(self):

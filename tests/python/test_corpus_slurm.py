@@ -28,8 +28,8 @@ class OnACluster(CorpusTest):
 
     def setUp(self):
         super().setUp()
-        self.talks(7)
-        subprocess.run(corpus("-j", 1, "talks", "--shards", "wanted", "--shard-size", 2, "-q"), check=True)
+        self.listed_talks(7)
+        subprocess.run(corpus("-j", 1, "talks.txt", "--shards", "wanted", "--shard-size", 2, "-q"), check=True)
         self.wanted = files_in("wanted")
 
     def start(self, *arguments):
@@ -38,7 +38,7 @@ class OnACluster(CorpusTest):
         Path("asked").write_bytes(b"")
         Path("bin/squeue").write_text(f'#!/bin/sh\nprintf . >>"{self.folder}/asked"\nexec {shutil.which("squeue")} "$@"\n', encoding="utf-8")
         Path("bin/squeue").chmod(0o755)
-        child = subprocess.Popen(corpus("talks", "--shards", "out", "--shard-size", 2, "--slurm", *arguments), stderr=subprocess.PIPE, text=True,
+        child = subprocess.Popen(corpus("talks.txt", "--shards", "out", "--shard-size", 2, "--slurm", *arguments), stderr=subprocess.PIPE, text=True,
                                  env=dict(os.environ, PATH=f"{self.folder}/bin:{os.environ['PATH']}"))
         self.addCleanup(child.stderr.close)
         self.addCleanup(child.wait)

@@ -53,12 +53,15 @@ def _of(given: str, recordings: manifest.Recordings) -> Iterator[Entry]:
 
 
 def _walk(folder: str) -> Iterator[str]:
-    """Names in the order of their bytes, so that a run that goes on finds the same; hidden ones are left out."""
+    """Names in the order of their bytes, so that a run that goes on finds the same; hidden ones, pipes and devices are left out."""
     def refuse(trouble: OSError) -> None:
         raise trouble
 
     for where, folders, files in os.walk(folder, onerror=refuse):
         folders[:] = sorted((name for name in folders if not name.startswith(".")), key=os.fsencode)
         for name in sorted(files, key=os.fsencode):
-            if not name.startswith(".") and os.path.splitext(name)[1].lower() in ENDINGS:
-                yield os.path.join(where, name)
+            path = os.path.join(where, name)
+            # A pipe would be waited for without an end. What leads nowhere is a failure.
+            other = os.path.exists(path) and not os.path.isfile(path)
+            if not name.startswith(".") and os.path.splitext(name)[1].lower() in ENDINGS and not other:
+                yield path
