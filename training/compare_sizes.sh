@@ -51,7 +51,7 @@ for size in "${feed_forward[@]}"; do
   read -r -a units <<<"$size"
   run=dnn_fb75_${units[0]}
   [ -e "$sizes/$run/done" ] || {
-    "$python" "$scripts/train_dnn.py" --data "$work/data" --judged "$work/data" --out "$sizes/$run" --hidden "${units[@]}" --epochs "$epochs" --seed 1
+    "$python" "$scripts/train_dnn.py" --data "$work/data" --judged "$work/data" --out "$sizes/$run" --hidden "${units[@]}" --epochs "$epochs" --share 0.25 --seed 1
     touch "$sizes/$run/done"
   }
   packed "$run" dnn_fb75 export_dnn.py
