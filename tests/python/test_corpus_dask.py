@@ -9,10 +9,12 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 from pathlib import Path
 
 from corpus_support import CorpusTest, Fifo, children, corpus, descendants, ending_with_us, files_in, runs, wait_until
+from wvad.corpus import on_dask
 
 MISSING = "" if importlib.util.find_spec("distributed") else "Dask's package distributed is missing (Debian: python3-distributed)"
 
@@ -151,6 +153,47 @@ class OnACluster(CorpusTest):
         shutil.move("list", "out/work/00002.list")
         child = self.start()
         self.assertEqual((child.wait(), files_in("out")), (0, self.wanted))
+
+
+class WithoutWorkers(unittest.TestCase):
+    """Which are looked for each second: what happens in between is told as well."""
+
+    def test_a_worker_that_comes_and_makes_the_last_shard_between_two_looks_is_told(self):
+        bar = Told()
+        with on_dask._told_of_workers(Cluster(workers={}), bar):
+            bar.told.wait()
+        self.assertEqual(bar.words, ["there is no Dask worker; waiting for one", "there is a Dask worker; going on"])
+
+    def test_a_run_that_ends_without_a_worker_is_not_told_that_it_goes_on(self):
+        bar = Told()
+        with self.assertRaises(KeyboardInterrupt), on_dask._told_of_workers(Cluster(workers={}), bar):
+            bar.told.wait()
+            raise KeyboardInterrupt
+        self.assertEqual(bar.words, ["there is no Dask worker; waiting for one"])
+
+    def test_where_there_are_workers_all_the_time_nothing_is_told(self):
+        bar = Told()
+        with on_dask._told_of_workers(Cluster(workers={"tcp://127.0.0.1:1": {}}), bar):
+            pass
+        self.assertEqual(bar.words, [])
+
+
+class Cluster:
+    def __init__(self, workers):
+        self._workers = workers
+
+    def scheduler_info(self):
+        return {"workers": self._workers}
+
+
+class Told:
+    def __init__(self):
+        self.words = []
+        self.told = threading.Event()
+
+    def say(self, words):
+        self.words.append(words)
+        self.told.set()
 
 
 @unittest.skipIf(MISSING, MISSING)

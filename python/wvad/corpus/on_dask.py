@@ -115,15 +115,18 @@ def _make(distributed: Any, client: Any, shards: List[Shard], bar: Bar) -> None:
 def _told_of_workers(client: Any, bar: Bar) -> Iterator[None]:
     """Meanwhile a line says when there is no worker, and when there is one again: the tasks wait for one without a word."""
     over = threading.Event()
+    missed = False
+
+    def tell(none: bool) -> None:
+        nonlocal missed
+        if none != missed:
+            bar.say("there is no Dask worker; waiting for one" if none else "there is a Dask worker; going on")
+            missed = none
 
     def look() -> None:
-        missed = False
         while True:
             with suppress(Exception, asyncio.CancelledError):  # a scheduler that is gone is told elsewhere
-                none = not client.scheduler_info()["workers"]
-                if none != missed:
-                    bar.say("there is no Dask worker; waiting for one" if none else "there is a Dask worker; going on")
-                    missed = none
+                tell(not client.scheduler_info()["workers"])
             if over.wait(_LOOK_S):
                 return
 
@@ -131,8 +134,12 @@ def _told_of_workers(client: Any, bar: Bar) -> Iterator[None]:
     watcher.start()
     try:
         yield
-    finally:
+    except BaseException:
         over.set()
+        raise
+    over.set()
+    watcher.join(_CLOSE_S)
+    tell(none=False)  # a worker that came and made the last shard between two looks
 
 
 def make(folder: str, number: int, run_id: str) -> Facts:
