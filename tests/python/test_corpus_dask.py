@@ -127,9 +127,11 @@ class OnACluster(CorpusTest):
         with Fifo("talks/deep/03.wav") as pipe:
             child = self.start()
             pipe.wait_for_reader()
+            tasks = [one for worker in self.workers for one in descendants(worker.pid)]
             for worker in self.workers:
                 worker.kill()
                 worker.wait()
+            wait_until(lambda: not any(map(runs, tasks)))  # the pipe that ends would be a recording that is cut
             self.assertEqual(child.stderr.readline(), "wvad corpus: there is no Dask worker; waiting for one\n")
             pipe.drop_reader()
             self.workers = [self.begin("worker", self.address, "--no-nanny", "--nthreads", "1", "--local-directory", self.cluster)]
