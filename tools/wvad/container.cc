@@ -128,7 +128,8 @@ std::optional<Stretch> FindInAiff(ByteSource& bytes) {
   std::array<unsigned char, 8> chunk{};
   for (uint64_t at = 12; bytes.ReadAt(at, chunk.data(), chunk.size()) == chunk.size();) {
     const uint64_t size = Big(chunk.data() + 4, 4);
-    if (Is(chunk.data(), "SSND")) return Stretch{at + 8, size, false, nullptr, 0, 0};
+    constexpr uint64_t kHead = 16;  // of the chunk, with two numbers for blocks of storage media
+    if (Is(chunk.data(), "SSND")) return Stretch{at + kHead, std::max(size + 8, kHead) - kHead, false, nullptr, 0, 0};
     at += 8 + size + size % 2;
   }
   return std::nullopt;

@@ -46,6 +46,10 @@ class SndfileSource : public AudioSource {
     if (!stretch_ || !stretch_->declared) bytes_->KeepAll();
     const std::optional<uint64_t> end = End(), length = bytes_->length();
     another_ = end && length && AnotherBegins(*bytes_, container_, *end, *length);
+    if (end && length && *length<*end&& * stretch_->declared> 0) {
+      const uint64_t there = *length > stretch_->begin ? *length - stretch_->begin : 0;
+      share_ = static_cast<double>(there) / static_cast<double>(*stretch_->declared);
+    }
     SF_VIRTUAL_IO io = {Length, Seek, ReadBytes, nullptr, Tell};
     file_.reset(sf_open_virtual(&io, SFM_READ, &info_, this));
     if (failure_) throw *failure_;
@@ -78,14 +82,10 @@ class SndfileSource : public AudioSource {
       if (state.chained) return kSeveralRecordings + There();
       if (!state.has_end) return "cut short: " + There();
     }
-    if (stretch_ && stretch_->declared) {
-      const std::optional<uint64_t> length = bytes_->length();
-      const uint64_t there = length && *length > stretch_->begin ? *length - stretch_->begin : 0;
-      if (length && there < *stretch_->declared) {
-        const double seconds = static_cast<double>(read_) / info_.samplerate;
-        const double share = static_cast<double>(there) / static_cast<double>(*stretch_->declared);
-        return "cut short: " + (share > 0 ? PartOf(seconds, seconds / share) : Fixed(seconds, 2)) + " s are there";
-      }
+    if (share_ < 1 || missed_) {
+      const double seconds = static_cast<double>(read_) / info_.samplerate;
+      const double promised = share_ > 0 ? static_cast<double>(info_.frames) / share_ / info_.samplerate : 0;
+      return "cut short: " + (promised > 0 ? PartOf(seconds, promised) : Fixed(seconds, 2)) + " s are there";
     }
     if (!reason_.empty()) return "damaged (" + reason_ + "): " + There();
     if (frames() > read_) return "cut short or damaged: " + There();
@@ -127,6 +127,8 @@ class SndfileSource : public AudioSource {
     }
     try {
       const size_t got = self.bytes_->ReadAt(at, out, static_cast<size_t>(count));
+      const std::optional<uint64_t> end = self.End();
+      self.missed_ |= end && got < static_cast<size_t>(count) && at + got < *end;
       self.position_ += static_cast<sf_count_t>(got);
       return static_cast<sf_count_t>(got);
     } catch (const Failure& failure) {
@@ -154,6 +156,10 @@ class SndfileSource : public AudioSource {
   Container container_;
   std::optional<Stretch> stretch_;
   bool another_ = false;  // recording begins behind this one
+  // Of the bytes that the heading declares: what was there at the beginning, and whether more than that was asked for and not there. A file
+  // may become shorter or longer while it is read.
+  double share_ = 1;
+  bool missed_ = false;
   SF_INFO info_{};
   sf_count_t position_ = 0;
   sf_count_t read_ = 0;
