@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "wvad/audio_source.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -15,7 +16,10 @@
 #include "wvad/playlist.h"
 #include "wvad/raw_source.h"
 #include "wvad/recording_name.h"
+#include "wvad/report_json.h"
 #include "wvad/resampler.h"
+#include "wvad/second_container.h"
+#include "wvad/second_recording.h"
 #include "wvad/sndfile_source.h"
 #include "wvad/system.h"
 
@@ -72,6 +76,38 @@ class SharedBytes : public ByteSource {
   std::shared_ptr<ByteSource> bytes_;
 };
 
+// What lies before byte `end`, as if nothing were behind it.
+class BytesBefore : public ByteSource {
+ public:
+  BytesBefore(std::unique_ptr<ByteSource> bytes, uint64_t end) : bytes_(std::move(bytes)), end_(end) {}
+  size_t ReadAt(uint64_t offset, void* out, size_t count) override {
+    return offset < end_ ? bytes_->ReadAt(offset, out, static_cast<size_t>(std::min<uint64_t>(count, end_ - offset))) : 0;
+  }
+  std::optional<uint64_t> length() const override { return std::min(bytes_->length().value_or(0), end_); }
+
+ private:
+  std::unique_ptr<ByteSource> bytes_;
+  uint64_t end_;
+};
+
+// The first of several recordings in one file; that there are others is said.
+class FirstOfSeveral : public PassedOnSource {
+ public:
+  using PassedOnSource::PassedOnSource;
+  size_t Read(float* out, size_t count) override {
+    const size_t got = PassedOnSource::Read(out, count);
+    heard_ += got;
+    return got;
+  }
+  std::string damage() override {
+    const std::string own = PassedOnSource::damage();
+    return own + (own.empty() ? "" : "; ") + kSeveralRecordings + Fixed(static_cast<double>(heard_) / rate_hz(), 2) + " s could be heard";
+  }
+
+ private:
+  uint64_t heard_ = 0;
+};
+
 bool IsForMedia(Container container) {
   return container == Container::kForwardMedia || container == Container::kBoxedMedia || container == Container::kMedia;
 }
@@ -112,6 +148,16 @@ std::unique_ptr<AudioSource> OpenByOneOf(const std::string& name, std::unique_pt
   if (source != nullptr) return source;
   throw Failure(ExitCode::kBadRate,
                 name + ": there is no sound track " + std::to_string(options.track) + " that can be told from the first");
+}
+
+// Decoders pass over further recordings behind the first, or take them for something else: they do not see them. A stream is not waited
+// for.
+std::unique_ptr<AudioSource> OpenFirst(const std::string& name, std::unique_ptr<ByteSource> bytes, Container container,
+                                       const SourceOptions& options) {
+  const std::optional<uint64_t> length = bytes->length();
+  const std::optional<uint64_t> second = length ? BeginOfSecond(*bytes, container, *length) : std::nullopt;
+  if (!second) return OpenByOneOf(name, std::move(bytes), container, options);
+  return std::make_unique<FirstOfSeveral>(OpenByOneOf(name, std::make_unique<BytesBefore>(std::move(bytes), *second), container, options));
 }
 
 // The first bytes of something longer.
@@ -178,7 +224,7 @@ std::unique_ptr<AudioSource> OpenAudio(const std::string& name, std::unique_ptr<
     source = MakeRawSource(std::move(bytes), 0, form, raw.rate_hz, raw.channels);
   } else {
     if (container == Container::kNone) RefuseUnknownStream(name, *bytes, options);
-    source = OpenByOneOf(name, std::move(bytes), container, options);
+    source = OpenFirst(name, std::move(bytes), container, options);
     // Of a pipe the rate has helped to choose the model.
     if (raw.described && name != "-") source = std::make_unique<DescribedTwice>(std::move(source));
   }

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "wvad/byte_order.h"
 #include "wvad/mp3_frame.h"
 #include "wvad/packet_marks.h"
 
@@ -61,19 +62,6 @@ constexpr Mark kMarks[] = {
     {"#EXTM3U"sv, 0, ""sv, Container::kMedia},
     {"ffconcat version"sv, 0, ""sv, Container::kMedia},
 };
-
-// A number of `count` bytes, the most significant last or first.
-uint64_t Little(const unsigned char* bytes, size_t count) {
-  uint64_t value = 0;
-  for (size_t i = count; i > 0; --i) value = value << 8 | bytes[i - 1];
-  return value;
-}
-
-uint64_t Big(const unsigned char* bytes, size_t count) {
-  uint64_t value = 0;
-  for (size_t i = 0; i < count; ++i) value = value << 8 | bytes[i];
-  return value;
-}
 
 // Writers that cannot come back put 0 or something close to the greatest number there.
 constexpr uint64_t kUnknownFrom = 0x7FFF0000;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "wvad/byte_order.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
 #include "wvad/hls_list.h"
@@ -83,8 +84,7 @@ bool DescribesItselfFirst(ByteSource& bytes) {
     const auto is = [&box](const char* type) { return std::memcmp(box.data() + 4, type, 4) == 0; };
     if (is("moov") || is("moof")) return true;
     if (is("mdat")) return false;
-    uint64_t size = 0;
-    for (size_t i = 0; i < 4; ++i) size = size << 8 | box[i];
+    const uint64_t size = Big(box.data(), 4);
     if (size < 8) return false;
     at += size;
   }

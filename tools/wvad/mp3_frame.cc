@@ -6,6 +6,8 @@
 #include <cstring>
 #include <vector>
 
+#include "wvad/byte_order.h"
+
 namespace TSEG::tool {
 namespace {
 
@@ -16,12 +18,6 @@ constexpr int kBitRates[5][15] = {
     {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},     // version 2, layer I
     {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},          // version 2, layers II and III
 };
-
-uint64_t Big(const unsigned char* bytes, size_t count) {
-  uint64_t value = 0;
-  for (size_t i = 0; i < count; ++i) value = value << 8 | bytes[i];
-  return value;
-}
 
 // The CRC-16 of the polynomial 0x8005, least significant bit first, from 0.
 uint16_t UpdateCrc(uint16_t crc, const unsigned char* bytes, size_t count) {

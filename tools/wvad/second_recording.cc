@@ -6,6 +6,7 @@
 #include <cstring>
 #include <optional>
 
+#include "wvad/byte_order.h"
 #include "wvad/mp3_frame.h"
 
 namespace TSEG::tool {
@@ -27,12 +28,6 @@ class Rest : public ByteSource {
   uint64_t begin_, end_;
 };
 
-uint64_t Number(const unsigned char* bytes, bool big) {
-  uint64_t value = 0;
-  for (size_t i = 0; i < 4; ++i) value = value << 8 | bytes[big ? i : 3 - i];
-  return value;
-}
-
 // By a mark that is no tag's: a tag may also stand at the end of what it describes.
 bool IsRecording(ByteSource& rest) {
   switch (Recognise(rest)) {
@@ -53,7 +48,7 @@ uint64_t TagLength(ByteSource& rest) {
   std::array<unsigned char, 16> head{};
   if (rest.ReadAt(0, head.data(), head.size()) < head.size()) return 0;
   if (std::memcmp(head.data(), "TAG", 3) == 0) return kId3v1;
-  if (std::memcmp(head.data(), "APETAGEX", 8) == 0) return kApeHeader + Number(head.data() + 12, false);
+  if (std::memcmp(head.data(), "APETAGEX", 8) == 0) return kApeHeader + Little(head.data() + 12, 4);
   return BehindId3(rest);
 }
 
@@ -63,7 +58,7 @@ uint64_t ChunkLength(ByteSource& rest, Container container) {
   std::array<unsigned char, 8> head{};
   if (rest.ReadAt(0, head.data(), head.size()) < head.size()) return 0;
   if (!std::all_of(head.begin(), head.begin() + 4, [](unsigned char c) { return c >= ' ' && c <= '~'; })) return 0;
-  const uint64_t size = Number(head.data() + 4, container == Container::kAiff);
+  const uint64_t size = container == Container::kAiff ? Big(head.data() + 4, 4) : Little(head.data() + 4, 4);
   return head.size() + size <= *rest.length() ? head.size() + size + size % 2 : 0;
 }
 
