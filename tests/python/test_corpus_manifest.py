@@ -173,7 +173,11 @@ class Manifest(CorpusTest):
             ({"recording": recording, "channel": "left"}, "channel: expected channels from 0 on"),
             ({"recording": recording, "channel": 4}, "there is no channel 4 .counted from 0. in it; it has 1"),
             ({"tracks": [{"cut": {}}]}, "a mixture"),
-            ({"recording": "talk.wav"}, "names no recording"),
+            ({"recording": "talk.wav"}, 'set.jsonl:21: recording: expected a row with sources, got "talk.wav"; audio_filepath names a file'),
+            ({"recording": ["talk.wav"]}, "recording: expected a row with sources, got a list"),
+            ({"recording": {"recording": recording}}, "its recording has no sources"),
+            ({"wav": 3}, "wav: expected a name or a list of names, got 3"),
+            ({"wav": {"path": "talk.wav"}}, "wav: expected a name or a list of names, got an object"),
             ({"audio_filepath": ["left.wav", "gone.wav"]}, "gone.wav: no such file"),
         )
         rows = self.heard(*(row for row, _ in refused), {"wav": "talk.wav"}, code=1)
@@ -182,6 +186,57 @@ class Manifest(CorpusTest):
                 self.assertRegex(row.get("error", "no error"), words)
         self.assertEqual(len(rows[-1]["sentences"]), 3)
         self.assertFalse(Path("ran").exists())
+
+    def test_names_that_no_file_has_are_told_with_their_line(self):
+        """An address, and a piece in the way of one."""
+        address = "is an address, and addresses are not opened here, files alone"
+        piece = "talk.wav#t=3,7: no such file; what #t= asks for are offset and duration in a row of a manifest"
+        refused = (
+            ({"audio_filepath": "http://localhost/talk.wav"}, f"http://localhost/talk.wav: {address}"),
+            ({"wav": ["talk.wav", "HTTPS://localhost/talk.wav"]}, f"HTTPS://localhost/talk.wav: {address}"),
+            ({"sources": [{"type": "file", "channels": [0], "source": "s3://talks/talk.wav"}]}, f"s3://talks/talk.wav: {address}"),
+            ({"audio_filepath": "talk.wav#t=3,7"}, piece),
+            ({"sources": [{"type": "file", "channels": [0], "source": "talk.wav#t=3,7"}]}, piece),
+        )
+        for number, (row, (_, words)) in enumerate(zip(self.heard(*(row for row, _ in refused), code=1), refused), 1):
+            self.assertEqual(row["error"], f"set.jsonl:{number}: {words}")
+        Path("list.txt").write_text("\nhttp://localhost/talk.wav\ntalk.wav#t=3,7\ntalk.wav\n", encoding="utf-8")
+        self.command("list.txt", code=1, output="more.jsonl")
+        first, second, third = self.rows("more.jsonl")[1:]
+        self.assertEqual((first["error"], second["error"]), (f"list.txt:2: http://localhost/talk.wav: {address}", f"list.txt:3: {piece}"))
+        self.assertEqual(len(third["sentences"]), 3)
+        self.assertEqual(self.command("http://localhost/talk.wav", code=2, output="none.jsonl"), f"wvad corpus: http://localhost/talk.wav: {address}\n")
+
+    def test_files_that_are_called_so_are_heard(self):
+        for name in ("talk.wav#t=3,7", "a:/talk.wav"):
+            Path(name).parent.mkdir(exist_ok=True)
+            Path(name).write_bytes(Path("talk.wav").read_bytes())
+            self.assertEqual(len(self.heard({"wav": name})[0]["sentences"]), 3)
+
+    def test_a_line_that_is_no_row_is_told_and_the_others_are_heard(self):
+        lines = (
+            ('[{"wav": "talk.wav"}]', "is no JSON object, but a list"),
+            ("3", "is no JSON object, but 3"),
+            ("null", "is no JSON object, but null"),
+            ('"talk.wav"', 'is no JSON object, but "talk.wav"'),
+            ('"' + 100 * "x" + '"', 'is no JSON object, but "' + 56 * "x" + "..."),
+            ('{"wav": "talk.wav"', "is no JSON object (Expecting ',' delimiter, character 19)"),
+            ('{"wav": "talk.wav"}{"wav": "talk.wav"}', "is no JSON object (Extra data, character 20)"),
+            ('{"wav": "talk.wav", "offset": 1, "offset": 2}', "the name 'offset' stands twice in it; which of them counts is not said"),
+            ('{"wav": "talk.wav", "more": [{"a": 1, "b": 2, "a": 1}]}', "the name 'a' stands twice in it; which of them counts is not said"),
+            ('{"wav": "talk.wav", "more": ' + 100 * "[" + 100 * "]" + "}", "has lists and objects in each other over 100 deep"),
+            (100_000 * '{"a":', "has lists and objects in each other over 100 deep"),
+        )
+        whole = '{"wav": "talk.wav", "more": ' + 99 * "[" + 99 * "]" + "}"  # the outermost counts, too
+        Path("set.jsonl").write_text("".join(f"{line}\n{whole}\n" for line, _ in lines), encoding="utf-8")
+        self.command("set.jsonl", code=1)
+        rows = self.rows()[1:]
+        self.assertEqual([row["error"] for row in rows[::2]], [f"set.jsonl:{2 * at + 1}: {words}" for at, (_, words) in enumerate(lines)])
+        self.assertEqual([len(row["sentences"]) for row in rows[1::2]], [3] * len(lines))
+        for line, words in lines:
+            Path("recordings.jsonl").write_text(f"\n{line}\n", encoding="utf-8")
+            said = self.command("set.jsonl", "--recordings", "recordings.jsonl", code=2, output="none.jsonl")
+            self.assertEqual(said, f"wvad corpus: recordings.jsonl:2: {words}\n")
 
     def test_files_of_different_rates_are_no_channels_of_one_recording(self):
         self.wave("slow.wav", bursts(6, [(1, 2)], 8000), 8000)

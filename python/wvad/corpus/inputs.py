@@ -9,7 +9,7 @@ from typing import Iterator, List
 from .. import errors
 from . import manifest
 from .entry import Entry
-from .names import shown
+from .names import shown, trouble_of
 
 #: What is taken for a recording in a folder that is walked.
 ENDINGS = frozenset(".aac .aif .aiff .amr .au .caf .flac .m4a .mka .mkv .mov .mp2 .mp3 .mp4 .oga .ogg .opus .rf64 .sph .w64 .wav .webm .wma"
@@ -42,14 +42,15 @@ def _of(given: str, recordings: manifest.Recordings) -> Iterator[Entry]:
         yield from manifest.entries_of(path, recordings)
     elif path.suffix.lower() in _LISTS:
         with open(path, encoding="utf-8-sig", errors="surrogateescape") as lines:
-            for line in lines:
+            for number, line in enumerate(lines, 1):
                 name = line.rstrip("\n")
                 if name.strip():
-                    yield Entry(shown(name), str(path.parent / name))
+                    trouble = trouble_of(name, str(path.parent / name))
+                    yield Entry(shown(name), str(path.parent / name), None, trouble and f"{shown(given)}:{number}: {trouble}")
     elif path.exists():
         yield Entry(shown(given), given)
     else:
-        raise errors.AudioFileError(f"{shown(given)}: no such file")
+        raise errors.AudioFileError(trouble_of(given, given) or f"{shown(given)}: no such file")
 
 
 def _walk(folder: str) -> Iterator[str]:

@@ -23,11 +23,12 @@ from typing import Any, Dict, Iterator, List, Mapping, Optional, Tuple
 
 from .. import errors
 from .entry import Entry, Piece
-from .names import shown
+from .names import shown, trouble_of
 
 #: Where a row of a manifest names its recording; the first that it has.
 NAMED_BY = ("audio_filepath", "audio", "path", "file", "wav")
 ENDINGS = (".jsonl", ".jsonl.gz")
+_DEEPEST = 100  # of lists and objects in each other; what writes a row down goes no deeper than some hundreds
 Recordings = Mapping[str, Tuple[Dict[str, Any], Path]]
 
 
@@ -47,6 +48,49 @@ def _lines(path: Path) -> Iterator[Tuple[int, bytes]]:
         raise errors.AudioFileError(f"{shown(str(path))}: {trouble}") from None
 
 
+def _object(pairs: List[Tuple[str, Any]]) -> Dict[str, Any]:
+    found: Dict[str, Any] = {}
+    for name, value in pairs:
+        if name in found:
+            raise _Refused(f"the name {name!r} stands twice in it; which of them counts is not said")
+        found[name] = value
+    return found
+
+
+def _row(line: bytes) -> Dict[str, Any]:
+    """The object of a line. Raises _Refused for what is none, and for one that contradicts itself."""
+    try:
+        row = json.loads(line.decode("utf-8").rstrip(), object_pairs_hook=_object)
+    except UnicodeDecodeError:
+        raise _Refused("is not UTF-8") from None
+    except json.JSONDecodeError as trouble:
+        raise _Refused(f"is no JSON object ({trouble.msg}, character {trouble.pos + 1})") from None
+    except RecursionError:
+        deep = True
+    except ValueError:
+        raise _Refused("is no JSON object (a number of so many digits is not read)") from None
+    else:
+        deep = line.count(b"[") + line.count(b"{") > _DEEPEST and _is_deeper(row, _DEEPEST)
+    if deep:
+        raise _Refused(f"has lists and objects in each other over {_DEEPEST} deep")
+    if not isinstance(row, dict):
+        raise _Refused(f"is no JSON object, but {_brief(row)}")
+    return row
+
+
+def _is_deeper(value: Any, most: int) -> bool:
+    inside = value.values() if isinstance(value, dict) else value if isinstance(value, list) else None
+    return inside is not None and (most == 0 or any(_is_deeper(one, most - 1) for one in inside))
+
+
+def _brief(value: Any) -> str:
+    """A value in few words: as JSON has it, the begin of a long one, or what it is."""
+    if isinstance(value, (list, dict)):
+        return "a list" if isinstance(value, list) else "an object"
+    text = json.dumps(value, ensure_ascii=False)
+    return text if len(text) <= 60 else text[:57] + "..."
+
+
 def _id(given: Any) -> str:
     """An id as it is looked for: text, or a whole number by its digits. Raises ValueError for others."""
     if isinstance(given, bool) or not isinstance(given, (str, int)):
@@ -61,11 +105,11 @@ def recordings_of(path: Path) -> Dict[str, Tuple[Dict[str, Any], Path]]:
     for number, line in _lines(path):
         where = f"{shown(str(path))}:{number}"
         try:
-            row = json.loads(line.decode("utf-8"))
+            row = _row(line)
             name = _id(row["id"])
-        except UnicodeDecodeError:
-            raise errors.ArgumentError(f"{where}: is not UTF-8") from None
-        except (ValueError, TypeError, KeyError, RecursionError):
+        except _Refused as trouble:
+            raise errors.ArgumentError(f"{where}: {trouble}") from None
+        except (ValueError, KeyError):
             raise errors.ArgumentError(f"{where}: is no row of a recording: it has no id") from None
         if name in found:
             raise errors.ArgumentError(f"{where}: an earlier row has the id {name!r} too")
@@ -80,9 +124,7 @@ def entries_of(path: Path, recordings: Recordings) -> Iterator[Entry]:
         name = where
         more: Optional[Dict[str, Any]] = None
         try:
-            row = json.loads(line.decode("utf-8"))
-            if not isinstance(row, dict):
-                raise ValueError
+            row = _row(line)
             key = next((one for one in NAMED_BY if row.get(one) and isinstance(row[one], (str, list))), None)
             if key is not None:
                 said = {other: value for other, value in row.items() if other != key}
@@ -92,10 +134,6 @@ def entries_of(path: Path, recordings: Recordings) -> Iterator[Entry]:
             else:
                 more = {"manifest": row}
                 yield _nested(row, path.parent, recordings, more)
-        except UnicodeDecodeError:
-            yield Entry(where, "", trouble=f"{where}: is not UTF-8")
-        except (ValueError, RecursionError):
-            yield Entry(where, "", trouble=f"{where}: is no JSON object")
         except _Refused as trouble:
             yield Entry(name, "", more, f"{where}: {trouble}")
 
@@ -112,7 +150,7 @@ def _flat(row: Dict[str, Any], key: str, folder: Path, name: str, more: Optional
     begin = _seconds(row, "offset", 0.0)
     duration = _seconds(row, "duration", None, least=0.0)
     files = [row[key]] if isinstance(row[key], str) else row[key]
-    paths = [str(folder / _first_of([one])) for one in files]
+    paths = [_checked(_first_of([one]), str(folder / _first_of([one]))) for one in files]
     parts: Tuple[Tuple[str, Tuple[int, ...]], ...] = ()
     if len(paths) > 1:
         parts = tuple((one, (number,)) for number, one in enumerate(paths, 1))
@@ -132,8 +170,15 @@ def _nested(row: Dict[str, Any], folder: Path, recordings: Recordings, more: Opt
         if _id(name) not in recordings:
             raise _Refused(f"there is no recording {name!r}; --recordings names the manifest that has it")
         recording, folder = recordings[_id(name)]
-    if not isinstance(recording, dict) or "sources" not in recording:
+    if recording is None:
+        odd = next((one for one in NAMED_BY if row.get(one) not in (None, "", [])), None)
+        if odd is not None:
+            raise _Refused(f"{odd}: expected a name or a list of names, got {_brief(row[odd])}")
         raise _Refused(f"names no recording ({', '.join(NAMED_BY)}, sources, recording, recording_id)")
+    if not isinstance(recording, dict):
+        raise _Refused(f"recording: expected a row with sources, got {_brief(recording)}; {NAMED_BY[0]} names a file")
+    if "sources" not in recording:
+        raise _Refused("its recording has no sources")
     _refuse_changes(row)
     channels = sorted(set(_counted_from_0(row.get("channel", ()), "channel")))
     piece = Piece(_seconds(row, "start", 0.0) or 0.0, _seconds(row, "duration", None, least=0.0), tuple(channels))
@@ -157,7 +202,7 @@ def _of_sources(recording: Dict[str, Any], folder: Path, piece: Piece, more: Opt
             raise _Refused(f"a source of type {source.get('type')!r} is not read: files alone are; no command of a manifest is run, and no address opened")
         if not isinstance(source.get("source"), str) or not source["source"]:
             raise _Refused("sources: one names no file")
-        parts.append((_found(source["source"], folder), _counted_from_0(source.get("channels", ()), "channels")))
+        parts.append((_checked(source["source"], _found(source["source"], folder)), _counted_from_0(source.get("channels", ()), "channels")))
     numbers = [number for _, held in parts for number in held]
     if len(parts) > 1 and (len(set(numbers)) < len(numbers) or not all(held for _, held in parts)):
         raise _Refused("sources: several files need channels of their own")
@@ -167,6 +212,14 @@ def _of_sources(recording: Dict[str, Any], folder: Path, piece: Piece, more: Opt
     piece = piece._replace(parts=() if plain else tuple(parts))
     name = shown(sources[0]["source"])
     return Entry(name, parts[0][0], more, "", None if piece == Piece() else piece)
+
+
+def _checked(name: str, path: str) -> str:
+    """`path`, of the recording `name`. Refuses names that can be none."""
+    trouble = trouble_of(name, path)
+    if trouble:
+        raise _Refused(trouble)
+    return path
 
 
 def _found(name: str, folder: Path) -> str:
