@@ -46,9 +46,9 @@ class SndfileSource : public AudioSource {
     if (!stretch_ || !stretch_->declared) bytes_->KeepAll();
     const std::optional<uint64_t> end = End(), length = bytes_->length();
     another_ = end && length && AnotherBegins(*bytes_, container_, *end, *length);
-    if (end && length && *length<*end&& * stretch_->declared> 0) {
+    if (const uint64_t declared = stretch_ ? stretch_->declared.value_or(0) : 0; declared > 0 && end && length && *length < *end) {
       const uint64_t there = *length > stretch_->begin ? *length - stretch_->begin : 0;
-      share_ = static_cast<double>(there) / static_cast<double>(*stretch_->declared);
+      share_ = static_cast<double>(there) / static_cast<double>(declared);
     }
     SF_VIRTUAL_IO io = {Length, Seek, ReadBytes, nullptr, Tell};
     file_.reset(sf_open_virtual(&io, SFM_READ, &info_, this));
