@@ -228,7 +228,15 @@ class OnThreads(InFolder):
                 yield SIGNAL
 
         found = wvad.segment(blocks(), 16000, model=MODEL)
-        listener = threading.Thread(target=lambda: self.assertRaises(wvad.StateError, list, found))
+        raised = []
+
+        def listen():
+            try:
+                list(found)
+            except Exception as trouble:  # the test looks at it
+                raised.append(trouble)
+
+        listener = threading.Thread(target=listen)
         listener.start()
         self.assertTrue(listening.wait(20))
         self.assertIn("so far", repr(found))
@@ -238,6 +246,7 @@ class OnThreads(InFolder):
         go_on.set()
         closer.join()
         listener.join()
+        self.assertEqual([type(one) for one in raised], [wvad.StateError])
         self.assertGreaterEqual(len(found.found), 2)
 
     def test_a_source_cannot_ask_for_its_own_sentences(self):
