@@ -140,8 +140,9 @@ class Browser:
         self.settle()
 
     def wheel(self, x, y, delta_y, delta_x=0):
+        self.evaluate("window.wheeled = new Promise((done) => addEventListener('wheel', done, { once: true })), 0")
         self.call("Input.dispatchMouseEvent", type="mouseWheel", x=x, y=y, deltaX=delta_x, deltaY=delta_y)
-        time.sleep(0.1)
+        self.evaluate("window.wheeled.then(() => 0)")  # the page has answered it
         self.settle()
 
     def key(self, key, text=None):
