@@ -196,18 +196,17 @@ class Refusals(unittest.TestCase):
 class Interrupts(unittest.TestCase):
     def test_an_interrupt_ends_a_long_piece_and_what_was_found_comes_with_the_next_call(self):
         script = """
-import numpy, os, signal, threading, time, wvad
+import numpy, os, signal, threading, wvad
 stream = wvad.Stream(16000)
 stream.push(numpy.zeros(16000, numpy.int16))
 hour = numpy.zeros(3600 * 16000, numpy.int16)
-threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT)).start()
-began = time.monotonic()
 try:
+    threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT)).start()
     stream.push(hour)
 except KeyboardInterrupt:
     took = stream.info.samples / 16000
     stream.finish()
-    print("interrupted" if 1 <= took < 3600 and time.monotonic() - began < 20 else f"too late: {took}")
+    print("interrupted" if 1 <= took < 3600 else f"too late: {took}")
 """
         said = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, timeout=100, check=False)
         self.assertEqual((said.stdout, said.stderr, said.returncode), ("interrupted\n", "", 0))
