@@ -45,8 +45,10 @@ class Page(InFolder):
     def test_its_examples_run_as_they_are_written(self):
         self.addCleanup(os.chdir, os.getcwd())
         os.chdir(self.folder)
-        if subprocess.run(["ffmpeg", "-v", "error", "-i", JFK, "talk.mp3"], check=False).returncode != 0:
+        if shutil.which("ffmpeg") is None:
             shutil.copy(JFK, "talk.mp3")  # the content decides, not the ending
+        else:
+            subprocess.run(["ffmpeg", "-v", "error", "-i", JFK, "talk.mp3"], check=True)
         sys.modules["sounddevice"] = types.SimpleNamespace(InputStream=Microphone)
         self.addCleanup(sys.modules.pop, "sounddevice")
         for page in PAGES:
