@@ -8,13 +8,14 @@
     async for event in wvad.aio.events(microphone, rate=48000): ...
     async for sentence in wvad.aio.segment("talk.mp3"): ...
 
-A task that is cancelled waits for the piece that is being worked on, so that the stream can be used or closed at once; its events come with
-the next call.
+A task that is cancelled, however often, waits for the piece that is being worked on, so that the stream can be used or closed at once; its events
+come with the next call.
 """
 from __future__ import annotations
 
 import asyncio
 import threading
+from contextlib import suppress
 from typing import Any, AsyncIterable, AsyncIterator, Callable, List, Optional, TypeVar
 
 from . import segments, stream
@@ -30,7 +31,9 @@ async def _on_thread(work: Callable[[], _T], undo: Optional[Callable[[_T], None]
         return await asyncio.shield(running)
     except asyncio.CancelledError:
         stop()
-        await asyncio.wait([running])
+        while not running.done():
+            with suppress(asyncio.CancelledError):  # a second one changes nothing
+                await asyncio.wait([running])
         if not running.cancelled() and running.exception() is None and undo is not None:
             undo(running.result())
         raise
