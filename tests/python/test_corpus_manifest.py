@@ -2,6 +2,7 @@
 """Manifests of speech toolkits: recordings, pieces of them, channels of one file and of several; what cannot be served is a row that says why."""
 import gzip
 import json
+import struct
 import unittest
 from pathlib import Path
 
@@ -63,6 +64,19 @@ class Manifest(CorpusTest):
         self.assertEqual((short["duration"], short["note"]), (4, "the recording ends at 10 s, before the piece does"))
         self.assertEqual(behind["error"], "talk.wav: the piece begins at 11 s, and the recording ends at 10 s")
         self.assertEqual(at_end["error"], "talk.wav: the piece begins at 10 s, and the recording ends at 10 s")
+
+    def test_a_piece_of_less_than_half_a_sample_is_told(self):
+        nothing, one = self.heard({"wav": "talk.wav", "offset": 1, "duration": 0.00003}, {"wav": "talk.wav", "offset": 1, "duration": 0.00004}, code=1)
+        self.assertEqual(nothing["error"], "talk.wav: the piece from 1 s holds no sample")
+        self.assertNotIn("error", one)
+
+    def test_what_the_recording_itself_notes_is_told_beside_its_end(self):
+        samples = np.zeros(10 * 16000, np.float32)
+        samples[7 * 16000] = np.nan
+        header = struct.pack("<4sI4s4sIHHIIHH4sI", b"RIFF", 36 + samples.nbytes, b"WAVE", b"fmt ", 16, 3, 1, 16000, 64000, 4, 32, b"data", samples.nbytes)
+        Path("float.wav").write_bytes(header + samples.tobytes())
+        row = self.heard({"wav": "float.wav", "offset": 6, "duration": 5})[0]
+        self.assertRegex(row["note"], "no numbers.*; the recording ends at 10 s, before the piece does$")
 
     def test_a_damaged_recording_is_told_of_in_the_piece_that_meets_it(self):
         Path("cut.wav").write_bytes(Path("talk.wav").read_bytes()[:44 + 6 * 32000])

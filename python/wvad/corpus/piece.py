@@ -70,7 +70,11 @@ class PieceReader:
         self.close()
 
     def blocks(self) -> Iterator[Array]:
-        """float32 [frames, heard channels], half a second at a time. Raises ArgumentError where the recording ends before the piece begins."""
+        """float32 [frames, heard channels], half a second at a time. Raises ArgumentError where the recording ends before the piece begins, and for a
+        piece of less than half a sample."""
+        whole = None if self._piece.duration is None else round((self._piece.begin + self._piece.duration) * self.rate) - self.first
+        if whole is not None and whole <= 0:
+            raise errors.ArgumentError(f"{self._name}: the piece from {self._piece.begin:g} s holds no sample")
         step = max(1, int(self.rate * _BLOCK_S))
         left = self.first
         while left > 0:  # decoded and dropped: that is exact in every container
@@ -78,7 +82,6 @@ class PieceReader:
             if got == 0:
                 raise self._begins_behind(self.first - left)
             left -= got
-        whole = None if self._piece.duration is None else round((self._piece.begin + self._piece.duration) * self.rate) - self.first
         while whole is None or self.frames < whole:
             block = self._read(step if whole is None else min(step, whole - self.frames))
             if len(block) == 0:
@@ -90,7 +93,8 @@ class PieceReader:
         self.damage = next((file.damage for file in self._files if file.damage), "")
         self.note = next((file.note for file in self._files if file.note), "")
         if not self.damage and whole is not None and self.frames < whole - _SHORT_S * self.rate:
-            self.note = f"the recording ends at {(self.first + self.frames) / self.rate:g} s, before the piece does"
+            ends = f"the recording ends at {(self.first + self.frames) / self.rate:g} s, before the piece does"
+            self.note = "; ".join(filter(None, (self.note, ends)))
 
     def _begins_behind(self, end: int) -> errors.ArgumentError:
         return errors.ArgumentError(f"{self._name}: the piece begins at {self._piece.begin:g} s, and the recording ends at {end / self.rate:g} s")
