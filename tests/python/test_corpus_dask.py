@@ -10,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 import threading
+import types
 import unittest
 from pathlib import Path
 
@@ -178,6 +179,37 @@ class WithoutWorkers(unittest.TestCase):
         with on_dask._told_of_workers(Cluster(workers={"tcp://127.0.0.1:1": {}}), bar):
             pass
         self.assertEqual(bar.words, [])
+
+
+class WhileTasksAreHandedIn(unittest.TestCase):
+    def test_an_interrupt_ends_those_that_are_there(self):
+        scheduler = Scheduler(interrupted_at=2)
+        shards = [types.SimpleNamespace(plan=types.SimpleNamespace(folder="out"), number=number) for number in range(5)]
+        with self.assertRaises(KeyboardInterrupt):
+            on_dask._make(None, scheduler, shards, Told())
+        self.assertEqual(scheduler.cancelled, ["task of shard 0", "task of shard 1"])
+        self.assertEqual(scheduler.ended, {run_id for _, run_id in scheduler.tasks})
+
+
+class Scheduler:
+    """As a client of one: takes tasks until it is interrupted."""
+
+    def __init__(self, interrupted_at):
+        self._interrupted_at = interrupted_at
+        self.tasks, self.cancelled, self.ended = [], [], set()
+
+    def submit(self, work, folder, number, run_id, **_):
+        if number == self._interrupted_at:
+            raise KeyboardInterrupt
+        self.tasks.append((number, run_id))
+        return f"task of shard {number}"
+
+    def cancel(self, tasks, force):
+        self.cancelled += tasks
+
+    def run(self, work, run_id):
+        if work is on_dask.end:
+            self.ended.add(run_id)
 
 
 class Cluster:

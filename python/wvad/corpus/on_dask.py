@@ -83,10 +83,11 @@ def _distributed() -> Any:
 
 def _make(distributed: Any, client: Any, shards: List[Shard], bar: Bar) -> None:
     run_id = uuid.uuid4().hex  # two runs may ask for shards of one number
-    futures = {client.submit(make, os.path.abspath(one.plan.folder), one.number, run_id, key=f"wvad-{run_id}-{one.number}", pure=False): one
-               for one in shards}
+    futures: Dict[Any, Shard] = {}
     failed: Dict[int, BaseException] = {}
     try:
+        for one in shards:  # an interrupt in between ends those that are handed in
+            futures[client.submit(make, os.path.abspath(one.plan.folder), one.number, run_id, key=f"wvad-{run_id}-{one.number}", pure=False)] = one
         with _told_of_workers(client, bar):
             for future in distributed.as_completed(list(futures), loop=client.loop):
                 trouble = future.exception()
