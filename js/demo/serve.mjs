@@ -11,8 +11,8 @@ const kinds = { '.html': 'text/html', '.js': 'text/javascript', '.mjs': 'text/ja
 /** Serves the files below `folder`, and `extra`, contents by path. Gives {address, close}. */
 export async function serve(folder, { port = 0, extra = {} } = {}) {
   const server = createServer(async (request, response) => {
-    const path = normalize(decodeURIComponent(new URL(request.url, 'http://localhost').pathname)).replace(/\/$/, '/index.html');
     try {
+      const path = normalize(decodeURIComponent(new URL(request.url, 'http://localhost').pathname)).replace(/\/$/, '/index.html');
       const content = extra[path] ?? await readFile(join(folder, path));
       response.writeHead(200, { 'content-type': kinds[extname(path)] ?? 'application/octet-stream' }).end(content);
     } catch {

@@ -3,6 +3,7 @@
 import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
 import { existsSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
+import { get } from 'node:http';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
@@ -111,6 +112,17 @@ test('the server refuses what is no port', () => {
     assert.equal(status, 2);
     assert.match(stderr, /^usage: .*\n$/);
   }
+});
+
+test('the server answers what is no address, and goes on', async () => {
+  const { address, close } = await serve(`${root}/js/demo`);
+  const status = (path) => new Promise((resolve, reject) => {
+    get({ port: new URL(address).port, path, agent: false }, (response) => resolve(response.resume().statusCode)).on('error', reject);
+  });
+  const answered = [];
+  for (const path of ['/%', '//', '/%ff', '/nothing', '/demo.css', '/']) answered.push(await status(path));
+  assert.deepEqual(answered, [404, 404, 404, 404, 200, 200]);
+  close();
 });
 
 test('labels of them, as files', { skip, timeout: 60000 }, async () => {
