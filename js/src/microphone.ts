@@ -43,10 +43,29 @@ async function ownBytes(source: Parameters<typeof bytesOf>[0]): Promise<ArrayBuf
   return ArrayBuffer.isView(bytes) ? bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.byteLength) as ArrayBuffer : bytes.slice(0);
 }
 
+const contextClosed = () => new WvadError('the AudioContext is closed', 'WVAD_E_STATE');
+const workletFailed = () => new Error('the AudioWorklet failed');
+
+/** What `work` gives. Rejects where the context is closed before that: nothing that was asked for there would be answered. */
+function unlessClosed<T>(context: AudioContext, work: Promise<T>): Promise<T> {
+  let changed = () => {};
+  const closed = new Promise<never>((_, reject) => {
+    changed = () => {
+      if (context.state === 'closed') reject(contextClosed());
+    };
+    context.addEventListener('statechange', changed);
+    changed();
+  });
+  return Promise.race([closed, work]).catch((error) => {
+    throw context.state === 'closed' ? contextClosed() : error; // that it is closed may be known before it is told
+  }).finally(() => context.removeEventListener('statechange', changed));
+}
+
 /** Sends `message` and gives the answer of the kind `type`. */
 function asked<T extends FromWorklet['type']>(node: AudioWorkletNode, message: ToWorklet, transfer: Transferable[], type: T):
     Promise<Extract<FromWorklet, { type: T }>> {
   return new Promise((resolve, reject) => {
+    node.onprocessorerror = () => reject(workletFailed());
     node.port.onmessage = ({ data }: MessageEvent<FromWorklet>) => {
       if (data.type === type) resolve(data as Extract<FromWorklet, { type: T }>);
       if (data.type === 'error') reject(errorOf(data));
@@ -79,14 +98,14 @@ export class Microphone {
                       private readonly source: MediaStreamAudioSourceNode, audioRate: number) {
     this.audioRate = audioRate;
     node.port.onmessage = ({ data }: MessageEvent<FromWorklet>) => this.take(data);
-    node.onprocessorerror = () => this.fail(new Error('the AudioWorklet failed'));
+    node.onprocessorerror = () => this.fail(workletFailed());
     for (const track of source.mediaStream.getAudioTracks()) {
       track.addEventListener('ended', () => this.lose(new Error('the microphone is gone')));
     }
     context.addEventListener('statechange', () => {
       if (context.state !== 'closed') return;
       this.settle();
-      if (this.state === 'listening') this.fail(new WvadError('the AudioContext is closed', 'WVAD_E_STATE'));
+      if (this.state === 'listening') this.fail(contextClosed());
     });
   }
 
@@ -105,7 +124,7 @@ export class Microphone {
     try {
       const channels = channelsOf(media);
       if (channels !== undefined && channels < channel) throw noChannel(channel, channels);
-      return await Microphone.on(media, context, options);
+      return await unlessClosed(context, Microphone.on(media, context, options));
     } catch (error) {
       if (options.stream === undefined) media.getTracks().forEach((track) => track.stop());
       if (options.context === undefined) await context.close();
@@ -134,7 +153,7 @@ export class Microphone {
   async start(): Promise<void> {
     if (this.state === 'destroyed') throw new WvadError('the microphone is destroyed', 'WVAD_E_STATE');
     if (this.broken !== undefined) throw this.broken;
-    if (this.context.state === 'closed') throw new WvadError('the AudioContext is closed', 'WVAD_E_STATE');
+    if (this.context.state === 'closed') throw contextClosed();
     if (hasEnded(this.source.mediaStream)) throw new Error('the microphone is gone');
     if (this.state === 'listening') return;
     this.state = 'listening';

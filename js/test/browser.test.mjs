@@ -207,6 +207,43 @@ test('pause settles, however often and on whatever context', { skip, timeout: 60
   assert.deepEqual(told, [true, ['WvadError', 'WVAD_E_STATE', 'the AudioContext is closed']]);
 });
 
+test('a context that is closed while module or model load is told, and the microphone is given back', { skip, timeout: 60000 }, async () => {
+  const told = await browser.run(async () => {
+    const told = [];
+    const tracks = [];
+    const { mediaDevices } = navigator;
+    const getUserMedia = mediaDevices.getUserMedia.bind(mediaDevices);
+    mediaDevices.getUserMedia = async (constraints) => {
+      const media = await getUserMedia(constraints);
+      tracks.push(...media.getTracks());
+      return media;
+    };
+    const files = { wasm: '/dist/wvad.wasm', model: '/dist/models/lstm_fb40.bin' };
+    for (const [name, path] of Object.entries(files)) {
+      const bytes = await (await fetch(path)).arrayBuffer();
+      const context = new AudioContext();
+      const closing = { arrayBuffer: async () => context.close().then(() => bytes) };
+      told.push(await wvad.Microphone.open({ context, [name]: closing }).then(() => 'opened', ({ status, message }) => [status, message]));
+    }
+    delete mediaDevices.getUserMedia;
+    return [told, tracks.map(({ readyState }) => readyState)];
+  });
+  assert.deepEqual(told, [[['WVAD_E_STATE', 'the AudioContext is closed'], ['WVAD_E_STATE', 'the AudioContext is closed']], ['ended', 'ended']]);
+});
+
+test('a worklet that fails as it begins is told', { skip, timeout: 60000 }, async () => {
+  const refused = await browser.run(async () => {
+    const context = new AudioContext();
+    const script = "registerProcessor('wvad', class extends AudioWorkletProcessor { constructor() { throw new Error('no room'); } });";
+    await context.audioWorklet.addModule(URL.createObjectURL(new Blob([script], { type: 'text/javascript' })));
+    const refused = await wvad.Microphone.open({ context }).then(() => 'opened', ({ message }) => message);
+    await context.close();
+    return refused;
+  });
+  assert.equal(refused, 'the AudioWorklet failed');
+  browser.errors.length = 0; // the second processor of that name, and what the first one threw
+});
+
 test('a context that is closed while it listens is an error, told once', { skip, timeout: 60000 }, async () => {
   const errors = await browser.run(async () => {
     const errors = [];
