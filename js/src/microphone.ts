@@ -136,12 +136,22 @@ export class Microphone {
     const [wasm] = await Promise.all([ownBytes(wasmSource(options)), context.audioWorklet.addModule(workletSource(options))]);
     const channel = checkedChannel(options.channel);
     const node = new AudioWorkletNode(context, 'wvad', { numberOfOutputs: 0, channelCount: 1, channelCountMode: channel === 0 ? 'explicit' : 'max' });
+    try {
+      const rate = await Microphone.prepare(node, wasm, channel, options);
+      return new Microphone(options, context, node, context.createMediaStreamSource(media), rate);
+    } catch (error) {
+      node.port.postMessage({ type: 'close' }); // or it would live, with module and memory, as long as the page's context
+      throw error;
+    }
+  }
+
+  /** Hands the worklet module, model and settings. Gives the rate of the model. */
+  private static async prepare(node: AudioWorkletNode, wasm: ArrayBuffer, channel: number, options: MicrophoneOptions): Promise<number> {
     const suits = await asked(node, { type: 'module', wasm, profile: options.profile ?? 'default' }, [wasm], 'suits');
     const model = await ownBytes(modelSource(options.model === undefined ? suits.model : options.model, options));
     const stream: StreamOptions = { audio: true, probability: options.onFrame !== undefined || options.onEvent !== undefined };
     for (const name of SETTINGS) if (name in options) (stream as Record<string, unknown>)[name] = options[name as keyof MicrophoneOptions];
-    const ready = await asked(node, { type: 'model', model, options: stream, channel }, [model], 'ready');
-    return new Microphone(options, context, node, context.createMediaStreamSource(media), ready.rate);
+    return (await asked(node, { type: 'model', model, options: stream, channel }, [model], 'ready')).rate;
   }
 
   /** Whether it listens. */

@@ -231,6 +231,35 @@ test('a context that is closed while module or model load is told, and the micro
   assert.deepEqual(told, [[['WVAD_E_STATE', 'the AudioContext is closed'], ['WVAD_E_STATE', 'the AudioContext is closed']], ['ended', 'ended']]);
 });
 
+test('what was begun on the context of the page ends where opening fails', { skip, timeout: 60000 }, async () => {
+  const sent = await browser.run(async () => {
+    const sent = [];
+    const Node = AudioWorkletNode;
+    globalThis.AudioWorkletNode = class extends Node {
+      constructor(...values) {
+        super(...values);
+        const types = [];
+        const post = this.port.postMessage.bind(this.port);
+        this.port.postMessage = (message, transfer) => {
+          types.push(message.type);
+          post(message, transfer);
+        };
+        sent.push(types);
+      }
+    };
+    const context = new AudioContext();
+    for (const options of [{ profile: 'slow' }, { model: '/nowhere.bin' }, { model: new Uint8Array(10) }, { threshold: 2 }]) {
+      await wvad.Microphone.open({ context, ...options }).catch(() => undefined);
+    }
+    await (await wvad.Microphone.open({ context })).destroy();
+    await context.close();
+    globalThis.AudioWorkletNode = Node;
+    return sent;
+  });
+  // The profile fails with the module, the address before the model is sent, the bytes and the setting with it.
+  assert.deepEqual(sent, [['module', 'close'], ['module', 'close'], ['module', 'model', 'close'], ['module', 'model', 'close'], ['module', 'model', 'close']]);
+});
+
 test('a worklet that fails as it begins is told', { skip, timeout: 60000 }, async () => {
   const refused = await browser.run(async () => {
     const context = new AudioContext();
