@@ -175,9 +175,9 @@ class Caller {
     wvad_status status = 0;
     if (in_.Byte() % 4 == 0) {
       const void* planes[4] = {bytes.data(), bytes.data() + length % 2, bytes.data(), bytes.data()};
-      status = wvad_stream_push_planar(slot->stream, planes, length);
+      status = wvad_stream_push_planar(slot->stream, length == 0 ? nullptr : planes, length);
     } else {
-      status = wvad_stream_push(slot->stream, bytes.data() + length % 2, length);
+      status = wvad_stream_push(slot->stream, length == 0 ? nullptr : bytes.data() + length % 2, length);
     }
     FUZZ_CHECK(status <= 0 && status > WVAD_E_MODEL_MISSING);
     if (slot->stream == nullptr) return;

@@ -56,7 +56,8 @@ const unsigned char* PieceLayout::origin(size_t channel) const {
 size_t PieceLayout::step() const { return interleaved != nullptr ? channels * BytesOfSample(form) : BytesOfSample(form); }
 
 size_t SampleReader::FirstBad(size_t frames) const {
-  if (piece_.form != WVAD_SAMPLE_F32) return frames;
+  // An empty piece need not lie anywhere.
+  if (frames == 0 || piece_.form != WVAD_SAMPLE_F32) return frames;
   const size_t step = piece_.step();
   size_t first = frames;
   for (size_t c = 0; c < channels(); ++c) {

@@ -90,6 +90,20 @@ TEST_F(Forms, SamplesNeedNotBeAligned) {
   EXPECT_EQ(Text(stream.events), Heard(signal_, Options()));
 }
 
+TEST_F(Forms, EmptyPieceNeedsNoAddressInAnyForm) {
+  for (const int32_t form : {WVAD_SAMPLE_S16, WVAD_SAMPLE_S24, WVAD_SAMPLE_S32, WVAD_SAMPLE_F32}) {
+    for (const int32_t channel : {WVAD_CHANNEL_MEAN, 2}) {
+      wvad_stream_options options = Options(16000, 2, form);
+      options.channel = channel;
+      Stream stream(model_, options, Settings());
+      EXPECT_EQ(wvad_stream_push(stream.get(), nullptr, 0), WVAD_OK) << form;
+      EXPECT_EQ(wvad_stream_push_planar(stream.get(), nullptr, 0), WVAD_OK) << form;
+      stream.Finish();
+      EXPECT_EQ(stream.Of(WVAD_EVENT_STREAM_END).at(0).time, 0) << form;
+    }
+  }
+}
+
 TEST_F(Forms, EveryRateFindsTheSentencesOnItsOwnClock) {
   for (const int rate : {4000, 6000, 8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000, 88200, 96000, 176400, 192000}) {
     for (const char* profile : {"default", "fast"}) {
