@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace TSEG {
 
@@ -38,15 +39,21 @@ inline std::string ShortestText(double value) {
   return is_plain ? plain : scientific;
 }
 
-inline std::optional<double> ReadNumber(std::string_view text) {
-  // strtod takes more: blanks in front, a plus, hexadecimal digits, and it stops at a zero.
+template <typename T = double>
+std::optional<T> ReadNumber(std::string_view text) {
+  // strtod and strtof take more: blanks in front, a plus, hexadecimal digits, and they stop at a zero.
   constexpr std::string_view kNotInFront = " \t\n\v\f\r+";
   if (text.empty() || kNotInFront.find(text.front()) != kNotInFront.npos) return std::nullopt;
   if (text.find_first_of(std::string_view("xX\0", 3)) != text.npos) return std::nullopt;
   const std::string closed(text);
   char* end = nullptr;
   errno = 0;
-  const double value = std::strtod(closed.c_str(), &end);
+  T value = 0;
+  if constexpr (std::is_same_v<T, float>) {
+    value = std::strtof(closed.c_str(), &end);
+  } else {
+    value = std::strtod(closed.c_str(), &end);
+  }
   if (errno == ERANGE || end != closed.c_str() + closed.size()) return std::nullopt;
   return value;
 }
@@ -81,15 +88,16 @@ inline std::string ShortestText(double value) {
 }
 
 // The number that `text` is, from its first character to its last, in decimal digits, with an exponent or as "inf" or "nan"; nothing where
-// it is none or does not fit a double.
-inline std::optional<double> ReadNumber(std::string_view text) {
+// it is none or does not fit. `T` is double, or float, to which the text is rounded once.
+template <typename T = double>
+std::optional<T> ReadNumber(std::string_view text) {
 #ifdef __cpp_lib_to_chars
-  double value = 0;
+  T value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return value;
 #else
-  return c_library::ReadNumber(text);
+  return c_library::ReadNumber<T>(text);
 #endif
 }
 

@@ -2,8 +2,12 @@
 #include "stream/engine_session.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
+#include <variant>
 
+#include "base/number_text.h"
+#include "params/param_table.h"
 #include "session/tseg_inst.h"
 #include "stream/refusal.h"
 
@@ -15,6 +19,17 @@ constexpr size_t kReadBufferBytes = 3145728;
 // Nothing that a client can do leads here.
 void Expect(int code, const char* what) {
   if (code != 0) throw Refusal(WVAD_E_INTERNAL, std::string("the engine refused ") + what + ", code " + std::to_string(code));
+}
+
+// The engine reads a float by the C++ global locale, which is the client's affair: floats are set here, from the same text.
+bool SetFloat(TsegInst* inst, const std::string& name, const std::string& text) {
+  const int position = FindParamRow(kVadParams, name, 0, kParamNormalCount - 1);
+  if (position < 0) return false;
+  const auto* field = std::get_if<float CFG_VAD::*>(&kVadParams[position].field);
+  const std::optional<float> value = ReadNumber<float>(text);
+  if (field == nullptr || !value) return false;
+  (*inst->pCfg).**field = *value;
+  return true;
 }
 
 }  // namespace
@@ -34,6 +49,7 @@ EngineInstance::~EngineInstance() { engine_.DestroyInst(handle_); }
 EngineSession::EngineSession(EngineInstance& instance, const ParameterList& parameters, size_t frame_bytes)
     : instance_(instance), frame_bytes_(frame_bytes) {
   for (const auto& [name, value] : parameters) {
+    if (SetFloat(&instance_.record(), name, value)) continue;
     Expect(instance_.engine().SetParameter(&instance_.record(), name.c_str(), value.c_str()), name.c_str());
   }
   Expect(instance_.engine().Start(&instance_.record()), "a session");

@@ -52,6 +52,16 @@ TEST(NumberText, ReadsDecimalNumbersAlone) {
   EXPECT_EQ(c_library::ReadNumber(std::string_view("1\0", 2)), std::nullopt);
 }
 
+// A little more than half a step above 1, 1 + 2^-24: rounded to a double first it would lie on the half, and then go down to 1.
+TEST(NumberText, ReadsFloatsWithOneRounding) {
+  constexpr std::string_view kAboveTheHalf = "1.00000005960464477539063";
+  EXPECT_EQ(ReadNumber<float>(kAboveTheHalf), 1.0F + 0x1p-23F);
+  EXPECT_EQ(c_library::ReadNumber<float>(kAboveTheHalf), 1.0F + 0x1p-23F);
+  EXPECT_EQ(ReadNumber<float>("0.7"), 0.7F);
+  EXPECT_EQ(ReadNumber<float>("1e39"), std::nullopt);
+  EXPECT_EQ(c_library::ReadNumber<float>("1e39"), std::nullopt);
+}
+
 TEST(NumberText, FixedTextIsThatOfTheCLibrary) {
   for (const float value : {33.04f, -140.0f, 210.25f, 0.0f, -0.0001f, 3.4e38f}) {
     char text[64];
