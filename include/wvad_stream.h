@@ -248,7 +248,7 @@ enum {
   WVAD_SAMPLE_S24 = 2, /* 24-bit signed in the low three quarters of 32 bits, the upper eight not looked at: aligned to the least
                           significant bit, as ALSA's S24_LE. What is aligned to the most significant bit is S32 */
   WVAD_SAMPLE_S32 = 3, /* 32-bit signed; also 24 bits in its upper three quarters */
-  WVAD_SAMPLE_F32 = 4  /* 32-bit float, full scale 1.0; beyond it is cut off and counts as clipped */
+  WVAD_SAMPLE_F32 = 4  /* 32-bit float, full scale 1.0; beyond it is cut off as it is read, and counts as clipped */
 };
 
 enum {

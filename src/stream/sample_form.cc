@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "stream/sample_form.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -77,7 +78,8 @@ size_t SampleReader::Read(size_t from, size_t count, float* mono, PhaseMeter* ph
     float sum = 0;
     double squares = 0;
     for (size_t c = 0; c < n_channels; ++c) {
-      const float value = Float(piece_.form, piece_.origin(first_channel() + c) + (from + i) * step);
+      // Cut off here, before anything else: a filter would spread what is far beyond over its whole block. What is no number stays none.
+      const float value = std::clamp(Float(piece_.form, piece_.origin(first_channel() + c) + (from + i) * step), -1.0F, 1.0F);
       if (AtFullScale(value)) ++clipped;
       sum += value;
       squares += static_cast<double>(value) * value;

@@ -2,7 +2,7 @@
 //
 // From the caller's samples to float: forms, interleaved or planar, one channel or the mean of all.
 //
-// Full scale is 1.0. Nothing allocates; samples need not be aligned.
+// Full scale is 1.0, and floats beyond it are cut off there. Nothing allocates; samples need not be aligned.
 #ifndef WVAD_STREAM_SAMPLE_FORM_H_
 #define WVAD_STREAM_SAMPLE_FORM_H_
 
