@@ -87,8 +87,8 @@ enum {
   WVAD_E_INTERNAL = -16       /* a defect of this library; close the stream */
 };
 
-/* Why the last refused call on this thread was refused: one line, UTF-8, without a line end. Empty before the first. Belongs to the
- * library, valid until the thread's next call that fails or the thread's end. Calls that succeed leave it alone. */
+/* Why the last refused call on this thread was refused: one line, UTF-8, without a line end, 511 bytes at most. Empty before the first.
+ * Belongs to the library, valid until the thread's next call that fails or the thread's end. Calls that succeed leave it alone. */
 WVAD_STREAM_API const char* wvad_last_error(void);
 
 /* The name of a status, such as "WVAD_E_RANGE"; "unknown" for a number that is none. Lives for ever. */

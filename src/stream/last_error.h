@@ -15,7 +15,7 @@ namespace TSEG::stream {
 
 // The message of the last refusal on this thread.
 const char* LastError();
-// Keeps `message` for the thread, as far as there is memory for it, and gives `status`.
+// Keeps `message`, UTF-8, for the thread, the whole characters among its first 511 bytes, and gives `status`.
 wvad_status Fail(wvad_status status, const char* message) noexcept;
 
 // Runs `body`, which gives a status of 0 or above or throws.

@@ -284,6 +284,25 @@ TEST_F(Refusals, MessageIsOfItsThread) {
   EXPECT_STREQ(wvad_last_error(), "settings is null");
 }
 
+// The first 511 bytes hold a quotation mark, `ahead` letters, and as many of the long name's characters as find room whole.
+TEST_F(Refusals, MessageThatIsTooLongEndsWithAWholeCharacter) {
+  wvad_settings settings = Settings();
+  for (const std::string character : {"x", "\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x8E\xA4"}) {
+    for (size_t ahead = 0; ahead < 5; ++ahead) {
+      std::string text(ahead, 'x');
+      for (int i = 0; i < 600; ++i) text += character;
+      EXPECT_EQ(wvad_settings_parse(&settings, (text + "=1").c_str()), WVAD_E_PARAMETER);
+      const size_t whole = (510 - ahead) / character.size() * character.size();
+      EXPECT_EQ(wvad_last_error(), "\"" + text.substr(0, ahead + whole)) << character << " " << ahead;
+    }
+  }
+  // What fits is whole, to the last byte: 511 of them with the quotation marks and the words behind.
+  const std::string words = ": there is no such setting";
+  const std::string fits(511 - 2 - words.size(), 'x');
+  EXPECT_EQ(wvad_settings_parse(&settings, (fits + "=1").c_str()), WVAD_E_PARAMETER);
+  EXPECT_EQ(wvad_last_error(), "\"" + fits + "\"" + words);
+}
+
 TEST_F(Refusals, EachStatusHasItsName) {
   EXPECT_STREQ(wvad_status_name(WVAD_OK), "WVAD_OK");
   for (wvad_status status = WVAD_E_INTERNAL; status < 0; ++status) {
