@@ -75,7 +75,7 @@ enum {
   WVAD_E_PARAMETER = -4,      /* no setting, flag, profile or model has this name or number */
   WVAD_E_RANGE = -5,          /* a value outside its range, or no number */
   WVAD_E_FORMAT = -6,         /* a rate, sample form, number of channels or channel that cannot be served */
-  WVAD_E_LENGTH = -7,         /* a piece that does not end with a whole frame, or is longer than can be addressed */
+  WVAD_E_LENGTH = -7,         /* a piece that does not end with a whole frame */
   WVAD_E_SAMPLES = -8,        /* the piece holds a sample that is not a number or infinite */
   WVAD_E_STATE = -9,          /* audio after the end; an event asked of a stream with a callback */
   WVAD_E_BUSY = -10,          /* another call is running on this stream: on another thread, or the one that called the callback */

@@ -3,11 +3,21 @@
 
 #include <soxr.h>
 
+#include <new>
 #include <string>
+#include <string_view>
 
 #include "stream/refusal.h"
 
 namespace TSEG::stream {
+namespace {
+
+// By its words, which is all that libsoxr gives.
+bool SaysThatMemoryIsExhausted(soxr_error_t error) {
+  return error != nullptr && (std::string_view(error) == "malloc failed" || std::string_view(error) == "out of memory");
+}
+
+}  // namespace
 
 Resampler::Resampler(int from_hz, int to_hz, Filter filter) : ratio_(static_cast<double>(to_hz) / from_hz) {
   if (from_hz == to_hz) return;
@@ -19,6 +29,7 @@ Resampler::Resampler(int from_hz, int to_hz, Filter filter) : ratio_(static_cast
   soxr_error_t error = nullptr;
   filter_ = soxr_create(from_hz, to_hz, 1, &error, &io, &quality, &one_thread);
   if (filter_ == nullptr) {
+    if (SaysThatMemoryIsExhausted(error)) throw std::bad_alloc();
     throw Refusal(WVAD_E_FORMAT, "no resampling from " + std::to_string(from_hz) + " to " + std::to_string(to_hz) +
                                      " Hz: " + (error != nullptr ? error : "unknown reason"));
   }
@@ -47,7 +58,7 @@ void Resampler::Run(const float* in, size_t count, std::vector<float>* out) {
     size_t made = 0;
     const soxr_error_t error = soxr_process(filter_, in, count, &taken, out->data() + start, room, &made);
     out->resize(start + made);
-    if (error != nullptr) throw Refusal(WVAD_E_FORMAT, std::string("resampling failed: ") + error);
+    if (error != nullptr) throw Refusal(WVAD_E_INTERNAL, std::string("resampling failed: ") + error);
     if (in != nullptr) in += taken;
     count -= taken;
     // Everything is in and the filter did not fill the room: nothing more comes now.

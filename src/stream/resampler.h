@@ -16,13 +16,14 @@ class Resampler {
   // kHigh keeps all that the lower of the two rates can hold and delays by 20 to 120 ms; kShort loses the highest quarter of it and delays
   // by 5 to 30 ms. Throws Refusal(WVAD_E_FORMAT) for rates that the library behind it does not take.
   enum class Filter { kHigh, kShort };
+  // Without memory for the filter: std::bad_alloc.
   Resampler(int from_hz, int to_hz, Filter filter = Filter::kHigh);
   ~Resampler();
   Resampler(const Resampler&) = delete;
   Resampler& operator=(const Resampler&) = delete;
 
   // Appends to `out` what `count` more samples give. The filter's delay is made up for: sample n of the output stands at n / to_hz.
-  // Throws Refusal as above.
+  // Throws Refusal(WVAD_E_INTERNAL) where the filter fails, as Finish does.
   void Process(const float* in, size_t count, std::vector<float>* out);
   // Appends what is still inside; nothing may follow.
   void Finish(std::vector<float>* out);
