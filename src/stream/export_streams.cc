@@ -38,7 +38,7 @@ std::unique_ptr<Listener> MakeListener(wvad_stream* stream) {
     if (stream->options.on_event != nullptr) {
       stream->options.on_event(&event.Linked(), stream->options.user);
     } else {
-      stream->queue.push_back(std::move(event));
+      stream->queue.Put(std::move(event));
     }
   };
   return std::make_unique<Listener>(stream->model, stream->options, stream->settings, hand_on);
@@ -146,7 +146,7 @@ wvad_status wvad_stream_reset(wvad_stream* stream) {
     const StreamInUse in_use(stream);
     std::unique_ptr<Listener> fresh = MakeListener(stream);
     stream->listener = std::move(fresh);
-    stream->queue.clear();
+    stream->queue.Clear();
     stream->handed_out = Event();
     stream->finished = stream->failed = false;
     return WVAD_OK;
@@ -160,8 +160,7 @@ wvad_status wvad_stream_next_event(wvad_stream* stream, wvad_event* event) {
     CheckSize(SizeOf(event), kFirstSize<wvad_event>, "wvad_event");
     if (stream->options.on_event != nullptr) throw Refusal(WVAD_E_STATE, "the events of this stream go to its callback");
     if (stream->queue.empty()) return 0;
-    stream->handed_out = std::move(stream->queue.front());
-    stream->queue.pop_front();
+    stream->handed_out = stream->queue.Take();
     HandOut(event, stream->handed_out.Linked(), "wvad_event");
     return 1;
   });

@@ -6,9 +6,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 
+#include "stream/event_queue.h"
 #include "stream/listener.h"
 #include "stream/refusal.h"
 
@@ -44,7 +44,7 @@ struct wvad_stream {
   wvad_stream_options options{};
   wvad_settings settings{};
   std::unique_ptr<TSEG::stream::Listener> listener;
-  std::deque<TSEG::stream::Event> queue;
+  TSEG::stream::EventQueue queue;
   TSEG::stream::Event handed_out;  // what the client's copy of the last event points to
   bool finished = false;
   bool failed = false;  // broke off inside: what it would say from now on is not to be relied on

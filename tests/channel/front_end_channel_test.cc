@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "channel/channel_session.h"
-#include "channel/count_allocations.h"
+#include "support/count_allocations.h"
 #include "frontend/test_audio.h"
 
 namespace TSEG {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A count of what the test program takes from the heap through operator new. Linked in, count_allocations.cc replaces the operators.
-#ifndef WVAD_TESTS_CHANNEL_COUNT_ALLOCATIONS_H_
-#define WVAD_TESTS_CHANNEL_COUNT_ALLOCATIONS_H_
+#ifndef WVAD_TESTS_SUPPORT_COUNT_ALLOCATIONS_H_
+#define WVAD_TESTS_SUPPORT_COUNT_ALLOCATIONS_H_
 
 namespace TSEG::testing_support {
 
@@ -11,4 +11,4 @@ long CountAllocations();
 
 }  // namespace TSEG::testing_support
 
-#endif  // WVAD_TESTS_CHANNEL_COUNT_ALLOCATIONS_H_
+#endif  // WVAD_TESTS_SUPPORT_COUNT_ALLOCATIONS_H_

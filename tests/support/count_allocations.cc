@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Counting replacements of operator new. In a file of their own, so that the compiler sees no call of new beside free.
-#include "channel/count_allocations.h"
+#include "support/count_allocations.h"
 
 #include <atomic>
 #include <cstdlib>
