@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the benchmarks share: speech with pauses, an engine that is up on a given model without a
-// log, and clocks of processor time, which other programs on the machine disturb less than they do the clock on the wall.
+// What the benchmarks share: speech with pauses, an engine that is up on a given model without a log, and clocks of processor time, which
+// other programs on the machine disturb less than they do the clock on the wall.
 #ifndef WVAD_BENCH_BENCH_SUPPORT_H_
 #define WVAD_BENCH_BENCH_SUPPORT_H_
 

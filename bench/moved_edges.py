@@ -17,8 +17,10 @@ MODELS = ("dnn_fb75", "lstm_fb40", "lstm_fb75")
 def sentences_of(program, folder, model):
     """{recording: [(begin, end) in hundredths of a second]}"""
     command = [program, "segment", "-q", "--bare", "-f", "csv", "-r", "-m", model, folder]
-    # A file that is no recording is told by the exit code; both programs skip it.
+    # A file that is no recording is told by the exit code; both programs skip it. Of a run that was refused nothing is said, not even the heading.
     text = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, check=False).stdout
+    if not text:
+        sys.exit(f"{program}: nothing came of {model} and {folder}")
     found = collections.defaultdict(list)
     for row in csv.DictReader(io.StringIO(text)):
         if row["begin"]:

@@ -16,7 +16,6 @@ import platform
 BEGIN = "<!-- figures: begin (bench/report.sh writes what follows) -->"
 END = "<!-- figures: end -->"
 FORMS = {"int8": "int8", "float_sse": "float, four lanes", "float_plain": "float, one sum rounded at each step"}
-AIMS = {"dnn_fb75": 22, "lstm_fb75": 22, "lstm_fb40": 15}
 
 
 def stages(folder):
@@ -64,7 +63,6 @@ def cost(all_rows, models, counts):
         ("decision", [us(all_rows[f"Decision/{m}"]) for m in models]),
         ("**end to end**, written and read in pieces of 100 ms", [f"**{us(row)}**" for row in whole]),
         ("end to end, transforms", [f"**{row['ffts']:.1f}**" for row in whole]),
-        ("aim, transforms", [str(AIMS.get(m, "")) for m in models]),
         ("times faster than the audio", [f"{10000 / row['us_per_frame']:.0f}" for row in whole]),
     ]
     if all(counts):

@@ -96,6 +96,7 @@ Took InProcesses(const std::vector<int16_t>& audio, size_t pieces, int n) {
     times[2] = WallSeconds();
     _exit(write(ends[1], times, sizeof times) == static_cast<ssize_t>(sizeof times) ? 0 : 1);
   }
+  close(ends[1]);  // so that the end of a child that fails is seen
   Took took;
   double first = 0;
   double last = 0;
@@ -108,7 +109,6 @@ Took InProcesses(const std::vector<int16_t>& audio, size_t pieces, int n) {
   }
   for (int k = 0; k < n; ++k) wait(nullptr);
   close(ends[0]);
-  close(ends[1]);
   took.wall = last - first;
   return took;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The input is a model file, loaded from memory in both forms (with and without the instructions of the int8 form) and now and then from a
+// The input is a model file, loaded from memory in the three forms of processors below and now and then from a
 // file. A model that loads is run: what has passed the loader must not lead a forward pass outside of its buffers.
 #include <cstring>
 #include <memory>

@@ -32,8 +32,9 @@
  * another one running on its stream is refused with WVAD_E_BUSY. Streams do not know of each other. All work is done in the calls, on the
  * caller's thread.
  *
- * Surroundings. Nothing is read but the model that is asked for, nothing is written, no environment variable is looked at, and nothing
- * goes to standard output or error.
+ * Surroundings. Nothing is read but the model that is asked for, and for one asked for by its name what the system says of where this
+ * library lies; nothing is written, nothing goes to standard output or error, and no environment variable is looked at but
+ * WVAD_FORCE_KERNELS, by which tests choose the instructions and which changes no bit: at the first stream of the process.
  *
  * Growth. Each struct begins with `size`, sizeof of the struct as the caller was compiled; later versions add fields at the end and
  * functions. A struct may be larger than this library knows if the rest of it is zero. Enumerators keep their values; a client skips
@@ -212,7 +213,8 @@ enum {
   WVAD_FLAG_ENDED_IN_SPEECH = 2  /* the stream ended, or max_sentence cut the sentence off, in the midst of speech */
 };
 
-/* One event. Fields that an event does not speak of are 0; `sentence` is -1 and the measures are not-a-number there. */
+/* One event. Fields that an event does not speak of are 0; `sentence` is -1, and `probability` and the measures are
+ * not-a-number there. */
 typedef struct wvad_event {
   uint32_t size;
   int32_t kind;          /* WVAD_EVENT_... */

@@ -24,7 +24,7 @@ struct GainControl {
   float fMaxGain = 0;
   float fMinGain = 0;
   float fUpRateDb = 0;        // raise in decibels per second
-  float fUpFactor = 0;        // 10^(fUpRateDb/20) / (nRate / nBlockLen / nUpBlocks)
+  float fUpFactor = 0;        // 10^(fUpRateDb / 20 / (nRate / nBlockLen / nUpBlocks))
   int32_t bPeakLimit = 0;     // the peak limit is in force for this block
   int32_t history[100] = {};  // the envelope as integer, newest last
   float fPeakLimit = 0;       // highest output level allowed

@@ -24,7 +24,7 @@ enum FrontResult : int {
   ORVAFE_ERRID_ERROR = 4        // bad handle, argument or value
 };
 
-// Makes a front end at 16000 Hz, reset for a new session, and stores it in `*out`. Returns 0, or 4 for a null `out`.
+// Makes a front end at 16000 Hz with everything at its beginning and stores it in `*out`. Returns 0, or 4 for a null `out`.
 int ORVAFloatFrontCreate(FrontHandle* out);
 // Frees it. Null is allowed.
 void ORVAFloatFrontDestroy(FrontHandle handle);

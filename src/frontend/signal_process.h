@@ -54,8 +54,8 @@ class CSignalProcess {
   int32_t nFftLog2 = 9;
   float fBinHz = 31.25f;
   int32_t bRemoveDc = 1;
-  MelBank bank24;  // pWeight24, pBin24
-  MelBank bank40;  // pWeight40, pBin40
+  MelBank bank24;
+  MelBank bank40;
   MelPair bothBanks;
   float fBankHz = 0;  // the fBinHz of the banks
   AlignedBuffer<float> pHamming;

@@ -19,8 +19,8 @@ constexpr int32_t kQTanhOfCell = 14;
 
 const int16_t* Shorts(const void* p) { return static_cast<const int16_t*>(p); }
 
-// One layer, `x` in, `y` out. Layers above the first get 12 fraction bits and shift as for 11, so they see their input doubled; kept on
-// purpose.
+// One layer, `x` in, `y` out. Layers above the first get 12 fraction bits and shift as for 11, so they see their input doubled; models
+// are trained for it.
 void LayerStep(const LayerState<int16_t>& state, const LstmLayer& layer, const int16_t* x, int16_t* y, const LstmKernels& kernels) {
   const int32_t cells = layer.nCellRows;
   int16_t* const* G = state.G;

@@ -95,7 +95,7 @@ uint8_t Shift(const MlpResFileHeaderV3& header, const std::string& name, ShiftTa
   return Parser::header_shift(header, Parser::find_var(header, name.c_str()), table);
 }
 
-// The two bytes pairs of each layer: what the product and the bias are scaled by, and what comes in and goes out of the sigmoid.
+// The two pairs of bytes of each layer: what the product and the bias are scaled by, and what comes in and goes out of the sigmoid.
 void CollectShifts(const MlpResFileHeaderV3& header, const DnnModel& model, ShiftTable table, DnnQuantTable* quant) {
   auto input_bits = static_cast<uint8_t>(model.nInputShift);
   for (int i = 0; i < model.nLayers; ++i) {

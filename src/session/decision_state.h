@@ -2,7 +2,7 @@
 //
 // DecisionState: what the decision about the frames of a session knows: how far it is, what it has heard, and whether it is over.
 //
-// Plain data; the rules that work on it live in decision/. With K4 energy or the debug text the energies of the whole session stay.
+// Plain data; the rules that work on it live in decision/. With the debug text the energies of the whole session stay.
 #ifndef WVAD_SESSION_DECISION_STATE_H_
 #define WVAD_SESSION_DECISION_STATE_H_
 

@@ -9,6 +9,7 @@
 #include <limits>
 #include <vector>
 
+#include "frontend/feature_records.h"
 #include "wvad_stream.h"
 
 namespace TSEG::stream {
@@ -35,7 +36,7 @@ struct Event {
     record.audio = audio.empty() ? nullptr : audio.data();
     record.n_audio = audio.size();
     record.features = features.empty() ? nullptr : features.data();
-    record.n_features = features.size() / 115;
+    record.n_features = features.size() / kFeatureFrame;
     return record;
   }
 };

@@ -13,7 +13,7 @@ namespace TSEG::stream {
 
 class Resampler {
  public:
-  // kHigh keeps all that the lower of the two rates can hold and delays by 20 to 120 ms; kShort loses the highest quarter of it and delays
+  // kHigh keeps all that the lower of the two rates can hold and delays by 40 to 115 ms; kShort loses the highest quarter of it and delays
   // by 5 to 30 ms. Throws Refusal(WVAD_E_FORMAT) for rates that the library behind it does not take.
   enum class Filter { kHigh, kShort };
   // Without memory for the filter: std::bad_alloc.

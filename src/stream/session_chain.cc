@@ -103,7 +103,7 @@ void SessionChain::Deliver(SessionSentence&& found) {
 
 int64_t SessionChain::BeginToTell(int64_t begin) const {
   if (renewals_ == 0 || begin >= reported_to_) return begin;
-  // Whole frames go: the sessions' frames need not lie on one grid.
+  // Whole frames go, counted from where the sentence begins: a session that was not begun on a whole 10 ms has a grid of its own.
   const int64_t frame_samples = rate_hz_ / 100;
   return begin + (reported_to_ - begin + frame_samples - 1) / frame_samples * frame_samples;
 }

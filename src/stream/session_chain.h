@@ -82,7 +82,7 @@ class SessionChain {
 
   int64_t samples() const { return samples_; }
   int64_t renewals() const { return renewals_; }
-  // The sample that is frame 0 of the present session, and the one from which on the sentences are its affair.
+  // The sample that is frame 0 of the present session, and the one from which on it tells the sentences.
   int64_t session_start() const { return session_start_; }
   int64_t decided_to() const { return decided_to_; }
   // Where a sentence that begins at `begin` is told to begin: not before the end of the one before it.

@@ -20,7 +20,7 @@ using ParameterList = std::vector<std::pair<std::string, std::string>>;
 
 // The values of a profile.
 wvad_settings SettingsOf(const Profile& profile);
-// Takes over entries name=value. Throws Refusal: kept as it was then.
+// Takes over entries name=value. On a Refusal `*settings` stays as it was.
 void ParseSettings(std::string_view text, wvad_settings* settings);
 // Throws Refusal for the first value outside its range, and for a profile that is none.
 void CheckSettings(const wvad_settings& settings);

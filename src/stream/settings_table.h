@@ -38,7 +38,7 @@ inline constexpr SettingRow kSettings[] = {
     {"min_speech", "s", 0.03, 2, false, &wvad_settings::min_speech, "wvad_param_vad_StartPointJudgeWinLen", EngineUnit::kFrames,
      "speech that makes a sentence"},
     {"min_silence", "s", 0.05, 10, false, &wvad_settings::min_silence, "wvad_param_nFrameGap", EngineUnit::kFrames,
-     "silence that ends a sentence; half of it after 10 s, a quarter after 20 s"},
+     "silence that ends a sentence; half of it in one of over 10 s"},
     {"pad_before", "s", 0, 2, false, &wvad_settings::pad_before, "wvad_param_nFrameStartMargin", EngineUnit::kFrames,
      "put before the first speech of a sentence"},
     {"pad_after", "s", 0, 2, false, &wvad_settings::pad_after, "wvad_param_nFrameEndMargin", EngineUnit::kFrames,

@@ -332,8 +332,8 @@ TEST(ResMgrLife, AManagerClosesTheLoggerThatItOpened) {
   EXPECT_FALSE(srlog_exists());
 }
 
-// Reads the configuration in a process where no manager has read it yet, and ends it with 0 if no load labels with an MD5.
-[[noreturn]] void LoadTwiceWithoutMd5() {
+// Reads the configuration in a process where no manager has read it yet, and tells whether no load labels with an MD5.
+bool LoadsTwiceWithoutMd5() {
   const TempFolder folder;
   folder.write("w_tseg.cfg", "[resMgr]\nwresMgr_param_is_calc_md5 = false\n");
   std::filesystem::current_path(folder.path());
@@ -347,12 +347,12 @@ TEST(ResMgrLife, AManagerClosesTheLoggerThatItOpened) {
     destroyResMgr(manager);
   }
   std::filesystem::current_path("/");
-  std::exit(ok ? 0 : 1);
+  return ok;
 }
 
 TEST(ResMgrDeathTest, TheFileSwitchesMd5OffForEveryLaterLoad) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(LoadTwiceWithoutMd5(), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(std::exit(LoadsTwiceWithoutMd5() ? 0 : 1), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

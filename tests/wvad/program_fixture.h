@@ -38,6 +38,11 @@ struct Outcome {
 
 class Program : public ::testing::Test {
  protected:
+  // Colours that whoever runs the tests asks for or forbids are no part of them.
+  Program() {
+    for (const char* name : {"NO_COLOR", "CLICOLOR", "CLICOLOR_FORCE"}) unsetenv(name);
+  }
+
   // Runs `wvad <command> --model <energy model>` with `arguments`.
   Outcome Run(const std::string& command, std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {command, "--model", WVAD_TEST_MODEL});

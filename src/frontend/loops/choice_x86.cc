@@ -11,12 +11,10 @@ namespace TSEG::loops {
 namespace {
 
 const Loops& Chosen() {
-  constexpr uint32_t kLeaf7EbxAvx2 = 1u << 5;
   const char* forced = std::getenv("WVAD_FORCE_KERNELS");
   const std::string_view highest = forced != nullptr ? forced : "";
   const bool narrow = highest == "ref" || highest == "sse" || highest == "sse41";
-  const bool has_avx2 = (platform::Cpuid(7, 0).ebx & kLeaf7EbxAvx2) != 0 && platform::OsSavesYmm();
-  return has_avx2 && !narrow ? avx2::kLoops : base::kLoops;
+  return platform::RunsAvx2() && !narrow ? avx2::kLoops : base::kLoops;
 }
 
 }  // namespace

@@ -33,4 +33,9 @@ bool OsSavesYmm() { return SavesAll(kXmmAndYmm); }
 
 bool OsSavesZmm() { return SavesAll(kXmmAndYmm | kMasksAndZmm); }
 
+bool RunsAvx2() {
+  constexpr uint32_t kLeaf7EbxAvx2 = 1u << 5;
+  return (Cpuid(7, 0).ebx & kLeaf7EbxAvx2) != 0 && OsSavesYmm();
+}
+
 }  // namespace TSEG::platform

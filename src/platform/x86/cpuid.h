@@ -20,6 +20,8 @@ CpuidWords Cpuid(uint32_t leaf, uint32_t subleaf);
 bool OsSavesYmm();
 // Whether it saves the 512-bit registers too, the upper sixteen of them and the mask registers (before AVX-512 code may run).
 bool OsSavesZmm();
+// Whether AVX2 code may run: the processor has it, and the system saves its registers.
+bool RunsAvx2();
 
 }  // namespace TSEG::platform
 

@@ -65,6 +65,7 @@ class Listen : public Program {
   Outcome Run() {
     const std::string out = folder_.file("stdout");
     const std::string err = folder_.file("stderr");
+    std::fflush(nullptr);  // what waits in the buffers here would be written by both
     const pid_t child = fork();
     if (child == 0) {
       dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);

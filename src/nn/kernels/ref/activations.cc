@@ -38,7 +38,7 @@ struct FixedTable {
   }
 };
 
-// Each from its last value below all others (0, -511 / 512, -16383 / 16384) to the first one.
+// Each begins at the last input that still gives the lowest value (0, -511 / 512, -16383 / 16384) and ends at the first that gives 1.
 constinit const FixedTable<-10647, 21294> kSigmoid10To14(ref::MadeSigmoid, 10, 14);
 constinit const FixedTable<-3904, 7809> kTanh10To9(ref::MadeTanh, 10, 9);
 constinit const FixedTable<-2839, 5679> kTanh9To14(ref::MadeTanh, 9, 14);
