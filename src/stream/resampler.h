@@ -14,9 +14,9 @@ namespace TSEG::stream {
 class Resampler {
  public:
   // kHigh keeps all that the lower of the two rates can hold and delays by 40 to 115 ms; kShort loses the highest quarter of it and delays
-  // by 5 to 30 ms. Throws Refusal(WVAD_E_FORMAT) for rates that the library behind it does not take.
+  // by 5 to 30 ms.
   enum class Filter { kHigh, kShort };
-  // Without memory for the filter: std::bad_alloc.
+  // Throws Refusal(WVAD_E_FORMAT) for rates that the library behind it does not take; std::bad_alloc without memory for the filter.
   Resampler(int from_hz, int to_hz, Filter filter = Filter::kHigh);
   ~Resampler();
   Resampler(const Resampler&) = delete;
