@@ -81,15 +81,16 @@ class OnACluster(CorpusTest):
         self.assertEqual(files_in("out"), self.wanted)
 
     def test_an_interrupt_ends_the_tasks_and_leaves_the_workers(self):
-        with Fifo("talks/deep/03.wav") as pipe:
-            child = self.start()
-            pipe.wait_for_reader()
-            tasks = [one for worker in self.workers for one in descendants(worker.pid)]
-            self.assertNotEqual(tasks, [])
-            child.send_signal(signal.SIGINT)
-            words = child.communicate()[1]
-            self.assertEqual((child.returncode, words), (130, "\nwvad corpus: interrupted; the same command goes on from here\n"))
-            wait_until(lambda: not any(map(runs, tasks)))
+        for number, begin in ((signal.SIGINT, "\n"), (signal.SIGTERM, "")):
+            with Fifo("talks/deep/03.wav") as pipe:
+                child = self.start()
+                pipe.wait_for_reader()
+                tasks = [one for worker in self.workers for one in descendants(worker.pid)]
+                self.assertNotEqual(tasks, [])
+                child.send_signal(number)
+                words = child.communicate()[1]
+                self.assertEqual((child.returncode, words), (130, f"{begin}wvad corpus: interrupted; the same command goes on from here\n"))
+                wait_until(lambda: not any(map(runs, tasks)))
         self.assertEqual([one.poll() for one in self.workers], [None, None])
         child = self.start()
         self.assertEqual((child.wait(), files_in("out")), (0, self.wanted))

@@ -86,6 +86,10 @@ class OnACluster(CorpusTest):
             self.assertEqual(jobs(), {job})
             child = self.start()
             wait_until(lambda: len(Path("asked").read_bytes()) >= 2, child)  # whether the job is there still, and then how it goes
+            child.send_signal(signal.SIGTERM)
+            self.assertEqual(self.ends(child, 130), words[1:])
+            child = self.start()
+            wait_until(lambda: len(Path("asked").read_bytes()) >= 2, child)
             self.assertEqual((jobs(), len(list(Path("out/work").glob("slurm-*.list")))), ({job}, 1))
             pipe.serve()
             self.assertEqual(self.ends(child), "out: 7 recordings\n")

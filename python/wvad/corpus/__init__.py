@@ -16,5 +16,5 @@ With `--shards` the rows lie in many files (`plan`), which this machine makes or
 
 From the input to the output: `inputs` and `manifest` say which recordings there are, `row` and `piece` listen to one, `pool` to many at once,
 `part` keeps what is there, `plan` cuts a run into shards and `columns` gives them another form, `local`, `on_dask` and `on_slurm` have them made,
-`task` makes one on the machine of an engine, `command` is what a user calls.
+`task` makes one on the machine of an engine, `command` is what a user calls, and `ending` what ends it from outside.
 """

@@ -42,7 +42,7 @@ class Bar:
             return
         with self._line:
             self.clear()
-            print(f"wvad corpus: {words}", file=sys.stderr, flush=True)
+            self._put(f"wvad corpus: {words}\n")
             self._tell()
 
     def _tell(self) -> None:
@@ -56,12 +56,19 @@ class Bar:
         width = min(_WIDTH, room - len(words) - len("[] "))
         full = width * self._done // max(self._total, 1)
         picture = f"[{'#' * full}{'-' * (width - full)}] " if width >= _NARROWEST else ""
-        print(f"\r\x1b[K{f'{picture}{words}'[:max(room, 1)]}", end="", file=sys.stderr, flush=True)
+        self._put(f"\r\x1b[K{f'{picture}{words}'[:max(room, 1)]}")
 
     def clear(self) -> None:
         """Leaves the line empty."""
         if self._shown:
-            print("\r\x1b[K", end="", file=sys.stderr, flush=True)
+            self._put("\r\x1b[K")
+
+    def _put(self, text: str) -> None:
+        """Writes it; a terminal that is gone ends the bar, and not the run."""
+        try:
+            print(text, end="", file=sys.stderr, flush=True)
+        except OSError:
+            self._shown = False
 
 
 def _columns() -> int:

@@ -13,7 +13,7 @@ from typing import Any, Dict, Iterable, Iterator, List, Optional, Tuple
 from .. import __version__, errors, settings
 from ..model import Model
 from . import folder as folders
-from . import inputs, local, manifest, on_dask, on_slurm, plan, task
+from . import ending, inputs, local, manifest, on_dask, on_slurm, plan, task
 from .bar import Bar
 from .entry import Entry, digest
 from .row import as_line
@@ -30,7 +30,7 @@ def _setting(text: str) -> Tuple[str, float]:
 def _parse(arguments: Optional[List[str]]) -> argparse.Namespace:
     parser = argparse.ArgumentParser(prog="wvad corpus", description="The sentences of many recordings as JSON lines, on all cores.",
                                      epilog="Exit codes: 0 all done, 1 done, with recordings that have an error, 2 not done, and why, "
-                                            "130 interrupted; the same command goes on.")
+                                            "130 interrupted (Ctrl-C, TERM); the same command goes on.")
     parser.add_argument("input", nargs="+", help="a recording, a folder (walked), a list of names (.txt) or a manifest (.jsonl, .jsonl.gz)")
     outputs = parser.add_mutually_exclusive_group(required=True)
     outputs.add_argument("-o", "--output", help="file of JSON lines, which must not exist yet")
@@ -160,23 +160,31 @@ def _into_shards(given: argparse.Namespace, out: Path, header: Dict[str, Any], o
 def _say(given: argparse.Namespace, out: Path, count: int, bad: int) -> int:
     """The last line; gives the exit code."""
     if not given.quiet:
-        print(f"{out}: {count} recordings{f', {bad} of them with an error' if bad else ''}", file=sys.stderr)
+        _tell(f"{out}: {count} recordings{f', {bad} of them with an error' if bad else ''}")
     return 1 if bad else 0
+
+
+def _tell(words: str) -> None:
+    """Says it on standard error, where somebody still reads that: a terminal may be gone."""
+    with suppress(OSError):
+        print(words, file=sys.stderr, flush=True)
 
 
 def main(arguments: Optional[List[str]] = None) -> int:
     """The command; gives its exit code."""
     given = _parse(arguments)
-    try:
-        return _work(given)
-    except (errors.Error, OSError) as trouble:
-        print(f"wvad corpus: {trouble}", file=sys.stderr)
-        return 2
-    except KeyboardInterrupt as end:
-        print(f"\nwvad corpus: interrupted; {str(end) or 'the same command goes on from here'}", file=sys.stderr)
-        return 130
-    except Exception as trouble:  # Python's own exit code for it is 1, which says that all is done
-        if os.environ.get("WVAD_TRACEBACK"):
-            traceback.print_exc()
-        print(f"wvad corpus: {type(trouble).__name__}: {trouble} (WVAD_TRACEBACK=1 in the environment tells where)", file=sys.stderr)
-        return 2
+    with ending.as_interrupts():
+        try:
+            return _work(given)
+        except (errors.Error, OSError) as trouble:
+            _tell(f"wvad corpus: {trouble}")
+            return 2
+        except KeyboardInterrupt as end:
+            begin = "" if ending.asked() else "\n"  # behind the ^C of a terminal
+            _tell(f"{begin}wvad corpus: interrupted; {str(end) or 'the same command goes on from here'}")
+            return 130
+        except Exception as trouble:  # Python's own exit code for it is 1, which says that all is done
+            if os.environ.get("WVAD_TRACEBACK"):
+                traceback.print_exc()
+            _tell(f"wvad corpus: {type(trouble).__name__}: {trouble} (WVAD_TRACEBACK=1 in the environment tells where)")
+            return 2

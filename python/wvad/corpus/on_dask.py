@@ -12,7 +12,6 @@ import json
 import logging
 import os
 import re
-import signal
 import subprocess
 import sys
 import threading
@@ -22,6 +21,7 @@ from pathlib import Path
 from typing import Any, Dict, Iterator, List, Set
 
 from .. import errors
+from . import ending
 from .bar import Bar
 from .names import shown
 from .plan import Facts, Plan, Shard
@@ -99,13 +99,9 @@ def _make(distributed: Any, client: Any, shards: List[Shard], bar: Bar) -> None:
     except (Exception, asyncio.CancelledError):
         raise  # the scheduler is gone, and with it who could end the tasks
     except BaseException:
-        before = signal.signal(signal.SIGINT, signal.SIG_IGN)  # impatience would leave them running
-        try:
-            with suppress(Exception):
-                client.cancel(list(futures), force=True)
-                client.run(end, run_id)
-        finally:
-            signal.signal(signal.SIGINT, before)
+        with ending.held_off(), suppress(Exception):  # impatience would leave them running
+            client.cancel(list(futures), force=True)
+            client.run(end, run_id)
         raise
     if failed:
         first = min(failed)

@@ -53,8 +53,16 @@ def run(plan: Plan, bar: Bar, at_once: Optional[int], options: List[str]) -> Non
 
 
 def _slurm(*command: str, script: Optional[str] = None) -> "subprocess.CompletedProcess[str]":
-    """Out of reach of an interrupt: a job that nobody knows of would be left."""
-    return subprocess.run(command, input=script, capture_output=True, text=True, check=False, start_new_session=True)
+    """Out of reach of an interrupt: a job that nobody knows of would be left. One that comes here is raised when the command is gone."""
+    with subprocess.Popen(command, stdin=None if script is None else subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                          start_new_session=True) as child:
+        try:
+            words, trouble = child.communicate(script)
+        except BaseException:
+            child.kill()
+            child.wait()
+            raise
+    return subprocess.CompletedProcess(command, child.returncode, words, trouble)
 
 
 def _submit(plan: Plan, shards: List[Shard], at_once: Optional[int], options: List[str]) -> str:

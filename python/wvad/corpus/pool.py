@@ -10,6 +10,7 @@ import os
 import signal
 from concurrent.futures import Future, ProcessPoolExecutor
 from concurrent.futures.process import BrokenProcessPool
+from multiprocessing import resource_tracker
 from typing import Any, Callable, Deque, Dict, Iterable, Iterator, Optional, Tuple
 
 from .. import errors
@@ -32,6 +33,16 @@ def _begin_worker(parent: int) -> None:
     end_with(parent)
 
 
+def _begin_tracker() -> None:
+    """Begins the process in which Python keeps account of semaphores. Ctrl-C and TERM it passes over; where HUP goes to all processes of a terminal, it
+    has to outlive that, too, or it is missed aloud."""
+    before = signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGHUP})
+    try:
+        resource_tracker.ensure_running()
+    finally:
+        signal.pthread_sigmask(signal.SIG_SETMASK, before)
+
+
 class _Pool:
     """Processes that are begun anew when one of them was taken down."""
 
@@ -46,6 +57,7 @@ class _Pool:
         if self._workers is None or size != self._size:
             self.close()
             self._size = size
+            _begin_tracker()
             self._workers = ProcessPoolExecutor(size, mp_context=multiprocessing.get_context("spawn"), initializer=_begin_worker,
                                                 initargs=(os.getpid(),))
             if alone:

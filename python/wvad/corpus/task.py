@@ -4,7 +4,8 @@
     python -m wvad.corpus.task FOLDER NUMBER [--parent PID]
     python -m wvad.corpus.task FOLDER --list FILE --of TASKS     the numbers in FILE, this one's share by SLURM_ARRAY_TASK_ID
 
-It may be ended at any moment: the next one goes on behind its last whole row. Exit code 0: the shards are there.
+It may be ended at any moment: the next one goes on behind its last whole row. Exit code 0: the shards are there; 2: they are not, and why; 130: it was
+interrupted.
 """
 from __future__ import annotations
 
@@ -16,6 +17,7 @@ from pathlib import Path
 from typing import List, Optional
 
 from .. import __version__, errors
+from . import ending
 from .plan import Facts, Plan
 from .pool import end_with, lines_at_once
 
@@ -75,13 +77,17 @@ def main() -> int:
     given = parser.parse_args()
     if given.parent is not None:
         end_with(given.parent)
-    try:
-        plan = enter(given.folder)
-        for number in _numbers(given):
-            make(plan, number)
-    except (errors.Error, OSError) as trouble:
-        print(f"wvad corpus, on {os.uname().nodename}: {trouble}", file=sys.stderr)
-        return 2
+    with ending.as_interrupts():
+        try:
+            plan = enter(given.folder)
+            for number in _numbers(given):
+                make(plan, number)
+        except (errors.Error, OSError) as trouble:
+            print(f"wvad corpus, on {os.uname().nodename}: {trouble}", file=sys.stderr)
+            return 2
+        except KeyboardInterrupt:
+            print(f"wvad corpus, on {os.uname().nodename}: interrupted", file=sys.stderr)
+            return 130
     return 0
 
 
