@@ -3,6 +3,7 @@
 probabilities; tensors where torch is there."""
 import inspect
 import os
+import stat
 import unittest
 import wave
 from unittest import mock
@@ -138,6 +139,13 @@ class Audio(InFolder):
         silero.save_audio(path, np.zeros((2, 3), np.int16))
         with wave.open(path) as file:
             self.assertEqual((file.getnchannels(), file.getnframes()), (2, 3))
+
+    def test_what_is_saved_has_the_mode_of_any_file_and_the_mask_of_the_process_stays(self):
+        before = os.umask(0o027)
+        self.addCleanup(os.umask, before)
+        with mock.patch("os.umask", side_effect=AssertionError("what other threads write meanwhile would be open to all")):
+            silero.save_audio(str(self.folder / "out.wav"), np.zeros(10, np.float32))
+        self.assertEqual(stat.S_IMODE(os.stat(self.folder / "out.wav").st_mode), 0o640)
 
     def test_chunks_are_collected_and_dropped(self):
         wav = np.arange(100)

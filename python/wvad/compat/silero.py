@@ -15,7 +15,7 @@ from __future__ import annotations
 
 import importlib
 import os
-import tempfile
+import secrets
 import wave
 from collections import deque
 from typing import Any, Callable, Deque, Dict, Iterator, List, Optional, Tuple, Union
@@ -131,16 +131,14 @@ def save_audio(path: str, tensor: Any, sampling_rate: int = 16000) -> None:
     elif rows.dtype.itemsize == 4:
         rows = rows >> 16
     folder, name = os.path.split(os.path.abspath(path))
-    handle, scratch = tempfile.mkstemp(prefix=f".{name}.", dir=folder)
+    scratch = os.path.join(folder, f".{name}.{secrets.token_hex(4)}")
+    handle = os.open(scratch, os.O_RDWR | os.O_CREAT | os.O_EXCL, 0o666)  # less the mask of the process, as any file
     try:
         with os.fdopen(handle, "wb") as file, wave.open(file, "wb") as out:
             out.setnchannels(rows.shape[0])
             out.setsampwidth(2)
             out.setframerate(sampling_rate)
             out.writeframes(rows.T.astype("<i2").tobytes())
-        mask = os.umask(0)
-        os.umask(mask)
-        os.chmod(scratch, 0o666 & ~mask)
         os.replace(scratch, path)
     except BaseException:
         os.unlink(scratch)
