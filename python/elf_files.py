@@ -9,6 +9,7 @@ import hashlib
 import re
 import shutil
 import subprocess
+import sys
 
 ON_EVERY_SYSTEM = re.compile(r"(lib(c|m|dl|rt|pthread|util|resolv|gcc_s|stdc\+\+)\.so\.\d+|ld-linux.*\.so\.\d+|linux-vdso\.so\.1)$")
 MACHINES = {0x3E: "x86_64", 0xB7: "aarch64", 0x03: "i686"}
@@ -39,7 +40,7 @@ def places(path):
 
 def carry_along(binaries, folder, not_carried):
     """Lays what `binaries` need into `folder` and makes them find it there. `binaries`: (file, path from it to `folder`). Gives the files
-    that were copied, by the names that they have on this system."""
+    that were copied, by the names that they have on this system. Ends the program where one is not there."""
     from pathlib import Path
 
     carried = {}  # name on this system: (its file, its file in `folder`)
@@ -52,6 +53,8 @@ def carry_along(binaries, folder, not_carried):
             if ON_EVERY_SYSTEM.match(name) or not_carried.match(name):
                 continue
             if name not in carried:
+                if name not in found:
+                    sys.exit(f"make_wheel.py: {path} needs {name}, which this system does not have")
                 source = Path(found[name])
                 mark = hashlib.sha256(source.read_bytes()).hexdigest()[:8]
                 copy = folder / re.sub(r"\.so", f"-{mark}.so", name, count=1)

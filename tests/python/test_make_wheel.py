@@ -3,6 +3,7 @@
 import contextlib
 import importlib.util
 import io
+import re
 import subprocess
 import sys
 import tempfile
@@ -11,6 +12,7 @@ from pathlib import Path
 from unittest import mock
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent.parent / "python"))
+import elf_files  # noqa: E402
 import make_wheel  # noqa: E402
 
 
@@ -46,6 +48,12 @@ class Refusal(unittest.TestCase):
         words = self.refused(make_wheel__make_stage=lambda build, stage: stage.mkdir(), subprocess__run=fail, make_wheel__missing=list)
         self.assertEqual(words, "make_wheel.py: pip could not make the wheel; what was there stays")
         self.assertEqual([path.name for path in self.out.iterdir() if path.is_file()], ["wvad-0.0.1-py3-none-any.whl"])
+
+    def test_a_library_that_the_system_lacks_is_named_with_what_needs_it(self):
+        said = {"ldd": "\tlibgone.so.1 => not found\n\tlibc.so.6 => /lib/libc.so.6 (0x1)\n", "patchelf": "libgone.so.1\nlibc.so.6\n", "strip": ""}
+        with mock.patch.object(elf_files, "run", lambda program, *_: said[program]), self.assertRaises(SystemExit) as caught:
+            elf_files.carry_along([(Path("lib/ours.so"), ".")], self.out, re.compile("libav"))
+        self.assertEqual(str(caught.exception), "make_wheel.py: lib/ours.so needs libgone.so.1, which this system does not have")
 
 
 if __name__ == "__main__":
