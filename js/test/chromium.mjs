@@ -10,6 +10,8 @@ export class Chromium {
   #process;
   #profile = mkdtempSync(join(tmpdir(), 'wvad-chromium-'));
   #waiting = new Map();
+  #over;  // the error with which everything is answered behind its end
+  #ended;
   #next = 1;
   #session;
   /** Uncaught errors of the page, and what it wrote to its console as errors. */
@@ -24,12 +26,18 @@ export class Chromium {
     if (microphone !== undefined) options.push(`--use-file-for-fake-audio-capture=${microphone}`);
     browser.#process = spawn(Chromium.program, [...options, 'about:blank'], { stdio: ['ignore', 'ignore', 'ignore', 'pipe', 'pipe'] });
     browser.#listen();
-    const { targetInfos } = await browser.#send('Target.getTargets', {}, false);
-    const { targetId } = targetInfos.find(({ type }) => type === 'page');
-    ({ sessionId: browser.#session } = await browser.#send('Target.attachToTarget', { targetId, flatten: true }, false));
-    await browser.#send('Page.enable');
-    await browser.#send('Runtime.enable');
-    return browser;
+    try {
+      const { targetInfos } = await browser.#send('Target.getTargets', {}, false);
+      const { targetId } = targetInfos.find(({ type }) => type === 'page');
+      ({ sessionId: browser.#session } = await browser.#send('Target.attachToTarget', { targetId, flatten: true }, false));
+      await browser.#send('Page.enable');
+      await browser.#send('Runtime.enable');
+      return browser;
+    } catch (error) {
+      browser.#process.kill();
+      await browser.close();
+      throw error;
+    }
   }
 
   static program = process.env.CHROMIUM ?? '/usr/bin/chromium';
@@ -41,7 +49,15 @@ export class Chromium {
       rest = messages.pop();
       for (const message of messages) this.#take(JSON.parse(message));
     });
-    this.#process.on('exit', () => this.#waiting.forEach(({ reject }) => reject(new Error('Chromium ended'))));
+    for (const pipe of this.#process.stdio.slice(3)) pipe.on('error', () => undefined); // its end is told once, here:
+    this.#ended = new Promise((resolve) => {
+      const end = (error) => {
+        this.#over = error;
+        this.#waiting.forEach(({ reject }) => reject(error));
+        resolve();
+      };
+      this.#process.on('exit', () => end(new Error('Chromium ended'))).on('error', end);
+    });
   }
 
   #take({ id, result, error, method, params }) {
@@ -53,7 +69,8 @@ export class Chromium {
     else waiting?.resolve(result);
   }
 
-  #send(method, params = {}, inPage = true) {
+  async #send(method, params = {}, inPage = true) {
+    if (this.#over) throw this.#over;
     const id = this.#next++;
     this.#process.stdio[3].write(`${JSON.stringify({ id, method, params, ...(inPage && { sessionId: this.#session }) })}\0`);
     return new Promise((resolve, reject) => this.#waiting.set(id, { resolve, reject }));
@@ -108,9 +125,8 @@ export class Chromium {
   }
 
   async close() {
-    const ended = new Promise((resolve) => this.#process.once('exit', resolve));
     this.#send('Browser.close', {}, false).catch(() => undefined);
-    await ended;
+    await this.#ended;
     rmSync(this.#profile, { recursive: true, force: true, maxRetries: 5 });
   }
 }
