@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# Tries what scripts/make_packages.sh has put into dist, each where it would be used, as an ordinary user. A recording of four phrases has to
-# give four sentences, the same ones from every package; its licences have to be in it, and no folder of the machine that made it.
+# Tries what scripts/make_packages.sh has put into dist, each where it would be used. A recording of four phrases has to give four sentences, the
+# same ones from every package; its licences have to be in it, and no folder of the machine that made it.
 #
 #   scripts/test_packages.sh [KIND...] [--write PAGE]
 #
@@ -154,6 +154,7 @@ test_npm() {
   ensure_packages $js_packages
   command -v npm >/dev/null || ensure_packages npm
   folder=$(mktemp -d)
+  outside=$folder
   cp tests/packages/heard.mjs "$folder"
   (cd "$folder" && npm install --silent --offline --no-audit --no-fund "$root"/dist/wvad-*.tgz)
   for paper in README.txt LICENSE libsoxr.COPYING.LGPL emscripten.copyright boost.copyright; do
@@ -164,7 +165,6 @@ test_npm() {
   is_right npm "$work/npm.sentences"
   share "$reading" node "$folder/heard.mjs"
   row "WebAssembly, Node.js" dist/wvad-*.tgz
-  rm -r "$folder"
 }
 
 test_windows() {
@@ -238,12 +238,15 @@ decode examples/audio/moby.flac "$reading"
 # Words of the tests go to a file, which is shown where one fails. A function in a condition would go on behind what fails in it; here the
 # shell ends.
 exec 3>&1 4>&2
-show_failure() {
-  [ $? -eq 0 ] && return
+outside=""  # a folder that is not below $work
+clean_up() {
+  failed=$?
+  [ -z "$outside" ] || rm -rf "$outside"
+  [ $failed -eq 0 ] && return
   tail -n 60 "$work/$kind.log" >&4
   echo "FAILED  $kind, see $work/$kind.log" >&4
 }
-trap show_failure EXIT
+trap clean_up EXIT
 for kind in $kinds; do
   rm -rf "$work/unpacked"
   mkdir "$work/unpacked"
