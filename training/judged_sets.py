@@ -120,8 +120,10 @@ class Writer:
 
 
 def build(corpus, folder):
-    writer = Writer(folder)
     noises = [item for item in noise_items(corpus) if item[0] == "noise" and item[1].split == "valid" and len(item[2]) >= 5 * SAMPLE_RATE]
+    if not noises and any(r.category == "natural" for r in corpus.recordings):
+        raise SystemExit("natural recordings are judged with noise behind them, and the corpus has no noise of the split \"valid\" that takes 5 s or more")
+    writer = Writer(folder)
     at = 0
     for group, recording, samples, rows, detail in speech_items(corpus):
         writer.add(group, recording.path, samples, rows, detail, part_of(group, recording))

@@ -68,6 +68,27 @@ class Sets(unittest.TestCase):
             self.assertEqual([json.loads(line)["index"] for line in handle], list(range(len(self.lines))))
 
 
+class WithoutNoise(unittest.TestCase):
+    def built(self, *categories):
+        """The groups that are made of recordings of these categories alone, and whether anything was written."""
+        with tempfile.TemporaryDirectory() as folder:
+            corpus = corpus_of(folder)
+            corpus.recordings = [r for r in corpus.recordings if r.category in categories]
+            out = os.path.join(folder, "judged")
+            try:
+                return [line["group"] for line in judged_sets.build(corpus, out)]
+            finally:
+                self.written = os.path.exists(out)
+
+    def test_natural_recordings_without_noise_to_stand_behind_them_are_refused_before_anything_is_written(self):
+        with self.assertRaisesRegex(SystemExit, 'no noise of the split "valid" that takes 5 s'):
+            self.built("natural", "meeting")
+        self.assertFalse(self.written)
+
+    def test_other_recordings_need_none(self):
+        self.assertEqual(self.built("meeting"), ["meeting"])
+
+
 class Parts(unittest.TestCase):
     def test_shouted_and_acted_voices_are_a_part_of_languages_and_of_nothing_else(self):
         def of(group, subcategory):
