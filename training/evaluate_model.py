@@ -123,8 +123,9 @@ def _round(value):
 
 
 def found_sentences(program, model, path):
+    """[(first frame, frame behind the last)], of 10 ms, as `wvad segment` tells them: its seconds are hundredths, rounded to the next float."""
     run = subprocess.run([program, "segment", "--quiet", "--format", "json", "--model", model, path], check=True, capture_output=True)
-    return [(int(s["begin"] * 100), int(round(s["end"] * 100))) for s in json.loads(run.stdout)["files"][0]["sentences"]]
+    return [(int(round(s["begin"] * 100)), int(round(s["end"] * 100))) for s in json.loads(run.stdout)["files"][0]["sentences"]]
 
 
 def judge_sentences(program, model, judged):

@@ -1,4 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
+import json
 import types
 import unittest
 from unittest import mock
@@ -11,6 +12,15 @@ import evaluate_model
 def recording(name, group, part, labels, used=None):
     labels = np.array(labels, np.uint8)
     return types.SimpleNamespace(name=name, group=group, part=part, path=name, labels=labels, used=np.ones(len(labels), bool) if used is None else used)
+
+
+class FoundSentences(unittest.TestCase):
+    def test_each_hundredth_of_a_second_is_the_frame_of_that_number(self):
+        # 0.29 * 100 is 28.999999999999996, and 0.57 * 100 is 56.99999999999999.
+        sentences = [{"begin": k / 100, "end": (k + 29) / 100} for k in range(6000)]
+        said = types.SimpleNamespace(stdout=json.dumps({"files": [{"sentences": sentences}]}))
+        with mock.patch.object(evaluate_model.subprocess, "run", lambda *_, **__: said):
+            self.assertEqual(evaluate_model.found_sentences("wvad", "a.bin", "a.wav"), [(k, k + 29) for k in range(6000)])
 
 
 class Sentences(unittest.TestCase):
