@@ -204,6 +204,13 @@ def show(result):
         print("arithmetic:", json.dumps(result["arithmetic"]))
 
 
+def write_whole(path, result):
+    """What is called so is whole: a run that finds it takes the model for judged."""
+    with open(path + ".part", "w", encoding="utf-8") as handle:
+        json.dump(result, handle, indent=1)
+    os.replace(path + ".part", path)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--model", required=True)
@@ -227,12 +234,11 @@ def main():
     if args.wvad:
         result["sentences"] = judge_sentences(args.wvad, args.model, judged)
     show(result)
-    if args.json:
-        with open(args.json, "w", encoding="utf-8") as handle:
-            json.dump(result, handle, indent=1)
     # Scores may differ by the last bits of exp; anything more is a different network.
     if arithmetic["wraps"] or arithmetic["greatest_difference_to_engine"] > 1e-5:
         raise SystemExit("the arithmetic does not hold")
+    if args.json:
+        write_whole(args.json, result)
 
 
 if __name__ == "__main__":

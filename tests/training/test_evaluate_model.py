@@ -1,5 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 import json
+import os
+import tempfile
 import types
 import unittest
 from unittest import mock
@@ -21,6 +23,37 @@ class FoundSentences(unittest.TestCase):
         said = types.SimpleNamespace(stdout=json.dumps({"files": [{"sentences": sentences}]}))
         with mock.patch.object(evaluate_model.subprocess, "run", lambda *_, **__: said):
             self.assertEqual(evaluate_model.found_sentences("wvad", "a.bin", "a.wav"), [(k, k + 29) for k in range(6000)])
+
+
+class Figures(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.path = os.path.join(folder.name, "a.json")
+
+    def judge(self, wraps, result):
+        """Runs the program on no recordings, with an arithmetic that wraps so often and figures that were worked out before."""
+        arithmetic = {"wraps": wraps, "greatest_difference_to_engine": 0.0}
+        patched = {"rate_of_model": 16000, "load_judged": [], "build_extremes": [], "compare": arithmetic, "summarise": result, "show": None}
+        with mock.patch.multiple(evaluate_model, **{name: mock.Mock(return_value=value) for name, value in patched.items()}), \
+                mock.patch("sys.argv", ["", "--model", "a.bin", "--blocks", "b", "--data", "d", "--work", "w", "--json", self.path]):
+            evaluate_model.main()
+
+    def test_they_are_written(self):
+        self.judge(0, {"groups": {}})
+        with open(self.path, encoding="utf-8") as handle:
+            self.assertEqual(json.load(handle)["model"], "a.bin")
+        self.assertEqual(os.listdir(os.path.dirname(self.path)), ["a.json"])
+
+    def test_what_is_broken_off_has_not_their_name(self):
+        with self.assertRaises(TypeError):
+            self.judge(0, {"groups": {}, "broken off here": object()})
+        self.assertFalse(os.path.exists(self.path))
+
+    def test_a_model_whose_arithmetic_does_not_hold_has_none(self):
+        with self.assertRaisesRegex(SystemExit, "does not hold"):
+            self.judge(1, {"groups": {}})
+        self.assertFalse(os.path.exists(self.path))
 
 
 class Sentences(unittest.TestCase):
