@@ -69,7 +69,7 @@ int main(int argc, char** argv) {
   check(wvad_model_open(argv[1], &model));
   check(wvad_stream_open(model, &options, &settings, &stream));
   begin = clock();
-  /* 24 divides by the bytes of a frame of one to three channels. */
+  /* 24 is a multiple of the bytes of a frame of one to three channels. */
   while ((n = fread(piece, 1, sizeof piece / 24 * 24, stdin)) > 0) check(wvad_stream_push(stream, piece, n));
   check(wvad_stream_finish(stream));
   if (times) printf("%.6f\n", (double)(clock() - begin) / CLOCKS_PER_SEC);

@@ -66,7 +66,7 @@ class StateError(Error, RuntimeError):
 
 
 class UnavailableError(Error, RuntimeError):
-    """A part that this installation does not have: the library, the decoders, the program."""
+    """A part that this installation does not have: the library, the decoders, Dask, Slurm's commands."""
 
 
 class LibraryMemoryError(Error, MemoryError):

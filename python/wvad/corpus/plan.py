@@ -5,7 +5,7 @@
     FOLDER/SHA256SUMS              of all of them, as sha256sum -c takes it
     FOLDER/manifest.json           what made them, and what is in each; the last that appears
     FOLDER/work/                   until then: plan.json, 00000.list (recordings), 00000.part (rows so far), 00000.json (what manifest.json says of
-                                   the shard), lock; of Slurm its scripts and logs
+                                   the shard), lock; of Slurm slurm.json (the job), the lists of its tasks, and logs
 
 The recordings are listed once, when the run begins. Everything in work/ is read and written by whichever process makes a shard, on whichever machine,
 and holds nothing of time or place that could get into the results.
