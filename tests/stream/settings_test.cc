@@ -3,13 +3,13 @@
 // Settings as struct and as text, their ranges, and the engine's parameters that they become.
 #include "stream/settings.h"
 
-#include <clocale>
 #include <cmath>
 #include <limits>
 #include <map>
 
 #include "stream/settings_table.h"
 #include "stream/signals.h"
+#include "support/comma_locale.h"
 
 namespace TSEG::stream::testing {
 namespace {
@@ -68,12 +68,25 @@ TEST(StreamSettings, TextThatIsRefusedChangesNothing) {
   }
 }
 
-TEST(StreamSettings, NumbersHaveAPointInEveryLocale) {
-  // Where the system has such a locale; the text must be read alike with and without.
-  std::setlocale(LC_ALL, "de_DE.UTF-8");
+void ExpectPoints() {
   EXPECT_EQ(Settings("threshold=0.25").threshold, 0.25);
+  EXPECT_EQ(Settings("max_sentence=1234.5").max_sentence, 1234.5);
   EXPECT_EQ(EngineParameter("threshold", 0.25, 16000).second, "0.25");
-  std::setlocale(LC_ALL, "C");
+  EXPECT_EQ(EngineParameter("max_sentence", 1234.5, 16000).second, "1234500");
+  wvad_settings settings = Settings();
+  EXPECT_EQ(wvad_settings_parse(&settings, "max_sentence=3600.5"), WVAD_E_RANGE);
+  EXPECT_STREQ(wvad_last_error(), "max_sentence: 3600.5 s is outside of its range, 2 to 3600 s");
+}
+
+TEST(StreamSettings, NumbersHaveAPointInEveryLocale) {
+  const testing_support::CommaCLocale comma;
+  if (!comma.ok()) GTEST_SKIP() << "no locale with a decimal comma here";
+  ExpectPoints();
+}
+
+TEST(StreamSettings, NumbersHaveAPointInEveryCxxLocale) {
+  const testing_support::CommaLocale comma;
+  ExpectPoints();
 }
 
 TEST(StreamSettings, BothEndsOfEachRangeAreTakenAndWhatLiesBeyondIsNot) {
