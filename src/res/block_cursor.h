@@ -9,10 +9,19 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 
 #include "buffers/aligned_buffer.h"
 
 namespace TSEG {
+
+// `factor` times `bytes`, without the part behind the point. std::bad_alloc where no memory is so large, as a damaged header may ask for:
+// the conversion of such a number would be undefined.
+inline size_t StatedBytes(uint64_t bytes, double factor) {
+  const double stated = static_cast<double>(bytes) * factor;
+  if (stated >= static_cast<double>(PTRDIFF_MAX)) throw std::bad_alloc();
+  return static_cast<size_t>(stated);
+}
 
 class BlockCursor {
  public:

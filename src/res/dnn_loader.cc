@@ -79,8 +79,7 @@ void ReadStateMap(const MlpResFileHeaderV3& header, BlockCursor* cursor, HMMReso
 }
 
 void ReadFloats(const MlpResFileHeaderV3& header, Reader* reader, DnnModel* model, HMMResourceLink* link) {
-  const auto bytes = static_cast<size_t>(static_cast<double>(Parser::padded_bytes(header)) * 1.1);
-  BlockCursor cursor(&model->pBlock, bytes);
+  BlockCursor cursor(&model->pBlock, StatedBytes(Parser::padded_bytes(header), 1.1));
   model->pMean = reader->Copy("mean", &cursor);
   model->pInvStd = reader->Copy("var", &cursor);
   model->pPrior = reader->Copy("pri", &cursor);

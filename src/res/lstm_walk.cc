@@ -46,8 +46,7 @@ template <class Image>
 void LstmWalk<Image>::Run() {
   ReadCounts();
   if (!ok()) return;
-  const auto bytes = static_cast<size_t>(static_cast<double>(Parser::padded_size(header_) * sizeof(float)) * 1.2);
-  cursor_.emplace(&model_->pBlock, bytes);
+  cursor_.emplace(&model_->pBlock, StatedBytes(Parser::padded_size(header_) * sizeof(float), 1.2));
 
   const Tensor mean = Copy("mean");
   const Tensor var = Copy("var");
