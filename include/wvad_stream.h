@@ -30,7 +30,8 @@
  *
  * Threads. A model may be used by all threads at once. A stream is used by one thread at a time, not always the same; a call that finds
  * another one running on its stream is refused with WVAD_E_BUSY. Streams do not know of each other. All work is done in the calls, on the
- * caller's thread.
+ * caller's thread. Where the library was built with FFTW, opening, resetting and closing a stream plan transforms, one thread at a time;
+ * a client that plans with FFTW in single precision itself must not do so meanwhile. The library's own transform has no such bound.
  *
  * Surroundings. Nothing is read but the model that is asked for, and for one asked for by its name what the system says of where this
  * library lies; nothing is written, nothing goes to standard output or error, and no environment variable is looked at but
