@@ -82,7 +82,7 @@ enum {
   WVAD_E_STATE = -9,          /* audio after the end; an event asked of a stream with a callback */
   WVAD_E_BUSY = -10,          /* another call is running on this stream: on another thread, or the one that called the callback */
   WVAD_E_QUEUE_FULL = -11,    /* queue_limit events wait; take them, then give the piece again */
-  WVAD_E_MODEL_MISSING = -12, /* there is no model file at the path, or it cannot be read */
+  WVAD_E_MODEL_MISSING = -12, /* there is no model file at the path, but nothing or a folder, or it cannot be read */
   WVAD_E_MODEL_DAMAGED = -13, /* a model that is cut short or inconsistent */
   WVAD_E_MODEL_KIND = -14,    /* not a model of this engine, or of a kind that it does not run */
   WVAD_E_MEMORY = -15,        /* memory is exhausted; close the stream */

@@ -1,9 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Whole numbers as callers give them."""
+"""Whole numbers, and what is true or false, as callers give them."""
 from __future__ import annotations
 
 import operator
 from typing import Any
+
+import numpy as np
 
 from . import errors
 
@@ -23,3 +25,10 @@ def hertz(what: str, value: Any) -> int:
     """A rate, which other packages hand out as a float: 44100.0 is taken, 44100.5 is no whole number."""
     is_integer = getattr(value, "is_integer", None)  # of float and NumPy's
     return whole(what, int(value) if callable(is_integer) and is_integer() else value)
+
+
+def flag(what: str, value: Any) -> bool:
+    """True or False, NumPy's too. Raises TypeError for anything else: a text such as "no" would count as true."""
+    if not isinstance(value, (bool, np.bool_)):
+        raise TypeError(f"{what}: expected True or False, got {value!r}")
+    return bool(value)

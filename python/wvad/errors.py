@@ -58,7 +58,7 @@ class AudioFilePermissionError(AudioFileError, PermissionError):
 
 
 class ModelError(Error, ValueError):
-    """A model file that is missing, damaged, or of another kind."""
+    """A model file that is missing, a folder, damaged, or of another kind."""
 
 
 class StateError(Error, RuntimeError):

@@ -13,7 +13,7 @@ from numpy.typing import DTypeLike
 
 from . import _audit, _library, _samples, _told, errors, settings
 from ._types import Array, Channel
-from ._numbers import hertz, whole
+from ._numbers import flag, hertz, whole
 from .events import Event, EventKind, event_of
 from .model import Model, ModelLike, choose
 
@@ -82,7 +82,7 @@ class Stream:
         _library.check(_library.lib.wvad_stream_options_init(ctypes.byref(self._options), ctypes.sizeof(self._options)))
         self._options.rate_hz = self.rate
         self._options.channels = self.channels
-        self._options.want = (1 if probability else 0) | (2 if audio else 0) | (4 if features else 0)
+        self._options.want = flag("probability", probability) | 2 * flag("audio", audio) | 4 * flag("features", features)
         self._options.queue_limit = _MOST_EVENTS
         self._lock = threading.Lock()
         self._waiting: List[Event] = []

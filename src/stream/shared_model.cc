@@ -43,7 +43,9 @@ SharedModel::SharedModel(EngineSource source, const std::string& who) {
 }
 
 std::shared_ptr<SharedModel> SharedModel::Open(const std::string& path) {
-  if (platform::KindOfPath(path) != platform::PathKind::kFile) throw ModelRefusal(path, RES_MGR_ERROR_RESOURCE_NOT_EXIST);
+  const platform::PathKind kind = platform::KindOfPath(path);
+  if (kind == platform::PathKind::kDirectory) throw Refusal(WVAD_E_MODEL_MISSING, path + ": is a folder, not a model file");
+  if (kind != platform::PathKind::kFile) throw ModelRefusal(path, RES_MGR_ERROR_RESOURCE_NOT_EXIST);
   if (!platform::IsReadable(path)) throw Refusal(WVAD_E_MODEL_MISSING, path + ": cannot be read");
   EngineSource source;
   source.model_path = path;

@@ -2,6 +2,7 @@
 """Stream: events of made signals as they were worked out by hand, pieces of any length and form, and every refusal."""
 import ctypes
 import pickle
+import re
 import subprocess
 import sys
 import threading
@@ -121,11 +122,26 @@ class Refusals(unittest.TestCase):
             with self.subTest(options):
                 self.refused(kind, words, wvad.Stream, **options)
 
+    def test_what_is_neither_true_nor_false(self):
+        """A text such as "no" would count as true."""
+        for name in ("probability", "audio", "features"):
+            for value in ("no", "", 1, 0, 1.0, None, [], np.array([True])):
+                with self.subTest(name=name, value=value):
+                    self.refused(TypeError, re.escape(f"{name}: expected True or False, got {value!r}"), wvad.Stream, model=MODEL, **{name: value})
+        for name in ("audio", "features"):
+            for call in (wvad.segment, wvad.scores):
+                self.refused(TypeError, f"{name}: expected True or False, got 'no'", call, np.zeros(16000, np.int16), 16000, model=MODEL, **{name: "no"})
+        for value, kept in ((np.True_, True), (np.False_, False), (True, True), (False, False)):
+            found = wvad.segment(bursts(3, [(1, 2)]), 16000, model=MODEL, audio=value, features=value)[0]
+            self.assertEqual((found.audio is not None, found.features is not None), (kept, kept))
+
     def test_models_that_are_none(self):
         whole = MODEL.read_bytes()
         self.refused(wvad.ModelError, "not a model of this engine", wvad.Model, b"RIFF" + bytes(1000))
         self.refused(wvad.ModelError, "cut short|inconsistent|not hold", wvad.Model, whole[:len(whole) // 2])
-        self.refused(wvad.ModelError, "no such file", wvad.Model, MODEL.parent)
+        for folder in (MODEL.parent, str(MODEL.parent), f"{MODEL.parent}/"):
+            self.refused(wvad.ModelError, re.escape(str(MODEL.parent)) + ".?: is a folder, not a model file", wvad.segment, np.zeros(16000, np.int16), 16000,
+                         model=folder)
         self.refused(wvad.ModelError, "no such file", wvad.Model, MODEL.parent / "gone.bin")
         self.assertEqual(wvad.Model(whole).rate, 16000)
 

@@ -43,7 +43,7 @@ TEST_F(Refusals, ModelsThatAreMissingCutOrOfAnotherKind) {
   Expect(wvad_model_open((folder.path() + "/none.bin").c_str(), &model), WVAD_E_MODEL_MISSING, "none.bin: there is no such file");
   EXPECT_EQ(model, nullptr);
   Expect(wvad_model_open("", &model), WVAD_E_MODEL_MISSING, "");
-  Expect(wvad_model_open(folder.path().c_str(), &model), WVAD_E_MODEL_MISSING, "no such file");
+  Expect(wvad_model_open(folder.path().c_str(), &model), WVAD_E_MODEL_MISSING, ": is a folder, not a model file");
   const std::string bytes = ModelBytes();
   Expect(wvad_model_open(folder.write("cut.bin", bytes.substr(0, bytes.size() / 2)).c_str(), &model), WVAD_E_MODEL_DAMAGED, "cut.bin");
   Expect(wvad_model_open(folder.write("empty.bin", "").c_str(), &model), WVAD_E_MODEL_DAMAGED, "empty.bin");

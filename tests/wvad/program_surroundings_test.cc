@@ -140,7 +140,7 @@ TEST_F(Program, BadModelsHaveTheirWords) {
   };
   fails("nowhere", "there is no such model (looked in ");
   fails("./nowhere.bin", "there is no such model file");
-  fails(folder_.path() + "/", "there is no such model file");
+  fails(folder_.path() + "/", folder_.path() + "/: is a folder, not a model file");
   fails(folder_.write("foreign.bin", std::string(5000, 'x')), "not a model file of this engine");
   fails(folder_.write("empty.bin", ""), "not a model file of this engine");
   fails(folder_.write("short.bin", model.substr(0, 20000)), "RES_MGR_ERROR_RESOURCE_UNREADABLE (30002)");

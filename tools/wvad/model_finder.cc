@@ -49,7 +49,8 @@ std::vector<std::string> ModelFolders(const std::string& models_dir) {
 std::string FindModel(const std::string& model, const std::string& models_dir) {
   if (model.find_first_of(kSeparators) != std::string::npos) {
     if (IsFile(model)) return model;
-    throw Failure(ExitCode::kBadModel, model + ": there is no such model file");
+    const bool folder = LookAt(model).kind == FileKind::kFolder;
+    throw Failure(ExitCode::kBadModel, model + (folder ? ": is a folder, not a model file" : ": there is no such model file"));
   }
   const std::vector<std::string> folders = ModelFolders(models_dir);
   std::string looked, there;
