@@ -137,6 +137,39 @@ TEST_F(GoingOn, WhatBrokeOffWithinItsFirstLineIsGoneOnWith) {
   }
 }
 
+TEST_F(GoingOn, ValuesOfAnotherKindAreNoneOfOurs) {
+  for (const char* name : {"a.wav", "b.wav"}) Wav(name, 5, kTwoBursts);
+  const std::string words = ": is not what a run with these recordings has begun";
+  const std::vector<std::string> lines = {"-f", "jsonl", "-o", "out", "a.wav", "b.wav"};
+  ASSERT_EQ(Run("segment", lines).code, 0);
+  const std::string whole = folder_.read("out");
+  for (const auto& [from, to] : {std::pair("\"file\":\"a.wav\"", "\"file\":3"), {"\"stopped_by\":\"end of audio\"", "\"stopped_by\":3"}}) {
+    folder_.write("out", With(whole, from, to));
+    ExpectLeft(Resume("segment", lines), "out" + words, "out", With(whole, from, to));
+  }
+  // The program has eleven exit codes, 0 to 10.
+  for (const char* code : {"99999999999", "18446744073709551615", "4294967296", "11", "-1", "4.5", "\"4\"", "null"}) {
+    SCOPED_TRACE(code);
+    const std::string text = With(whole, "\"whole\":true", std::string("\"whole\":true,\"code\":") + code);
+    folder_.write("out", text);
+    ExpectLeft(Resume("segment", lines), "out" + words, "out", text);
+  }
+  const std::vector<std::string> table = {"-f", "csv", "-o", "out.csv", "none.wav", "a.wav"};
+  ASSERT_EQ(Run("segment", table).code, 3);
+  for (const char* code : {"99999999999", "4294967299", "11", "-1", "3x", "x"}) {
+    SCOPED_TRACE(code);
+    const std::string text = With(folder_.read("out.csv"), ",3\n", std::string(",") + code + "\n");
+    folder_.write("table.csv", text);
+    ExpectLeft(Resume("segment", {"-f", "csv", "-o", "table.csv", "none.wav", "a.wav"}), "table.csv" + words, "table.csv", text);
+  }
+  ASSERT_EQ(Run("split", {"-q", "-d", "cut", "a.wav"}).code, 0);
+  const std::string index = With(folder_.read("cut/a-split.json"), "\"stopped_by\":\"end of audio\"", "\"stopped_by\":3");
+  folder_.write("cut/a-split.json", index);
+  ExpectLeft(Resume("split", {"-d", "cut", "a.wav"}), "a-split.json" + words, "cut/a-split.json", index);
+  EXPECT_EQ(Resume("split", {"--force", "-d", "cut", "a.wav"}).code, 0);
+  EXPECT_THAT(folder_.read("cut/a-split.json"), HasSubstr("\"stopped_by\":\"end of audio\""));
+}
+
 TEST_F(GoingOn, WithForceWhatCannotBeGoneOnWithIsBegunAnew) {
   for (const char* name : {"a.wav", "b.wav"}) Wav(name, 5, kTwoBursts);
   for (const char* form : {"csv", "jsonl"}) {

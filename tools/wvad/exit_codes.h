@@ -6,7 +6,9 @@
 #define WVAD_WVAD_EXIT_CODES_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
+#include <optional>
 
 namespace TSEG::tool {
 
@@ -51,6 +53,12 @@ constexpr bool CodesCountTheRows() {
   return true;
 }
 static_assert(CodesCountTheRows());
+
+// The code of this number, none where the program has no such one.
+constexpr std::optional<ExitCode> ExitCodeOf(int64_t number) {
+  if (number < 0 || number >= static_cast<int64_t>(std::size(kExitCodes))) return std::nullopt;
+  return kExitCodes[number].code;
+}
 
 }  // namespace TSEG::tool
 

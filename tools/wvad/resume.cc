@@ -2,7 +2,6 @@
 #include "wvad/resume.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -12,6 +11,7 @@
 #include "wvad/byte_source.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
+#include "wvad/input.h"
 #include "wvad/messages.h"
 #include "wvad/new_file.h"
 #include "wvad/recording_files.h"
@@ -67,9 +67,17 @@ void AddOnce(std::vector<std::string>& list, const std::string& text) {
   if (std::find(list.begin(), list.end(), text) == list.end()) list.push_back(text);
 }
 
-ExitCode CodeOf(const Json& end) {
-  if (end.contains("code") && end["code"].is_number_integer()) return static_cast<ExitCode>(end["code"].get<int>());
-  return end.contains("damage") || end.contains("error") ? ExitCode::kNotAudio : ExitCode::kSuccess;
+bool IsTextIfAny(const Json& row, const char* key) { return !row.contains(key) || row[key].is_string(); }
+
+// None where it is a code that the program does not have.
+std::optional<ExitCode> CodeOf(const Json& end) {
+  if (!end.contains("code")) return end.contains("damage") || end.contains("error") ? ExitCode::kNotAudio : ExitCode::kSuccess;
+  return end["code"].is_number_integer() ? ExitCodeOf(end["code"].get<int64_t>()) : std::nullopt;
+}
+
+std::optional<ExitCode> CodeOf(const std::string& field) {
+  const std::optional<int> number = ParseInt(field);
+  return number ? ExitCodeOf(*number) : std::nullopt;
 }
 
 void AddCode(ExitCode code, const std::string& file, Kept* kept) {
@@ -94,6 +102,7 @@ std::optional<Kept> FromLines(const std::string& text, const std::vector<std::st
       continue;  // what is said of the run as a whole is said anew
     }
     any = true;
+    if (!row["file"].is_string() || !IsTextIfAny(row, "stopped_by")) return std::nullopt;
     const std::optional<size_t> index = place.Find(kept.files, row["file"].get<std::string>(), InJson);
     if (!index) return std::nullopt;
     rows += line;
@@ -104,12 +113,14 @@ std::optional<Kept> FromLines(const std::string& text, const std::vector<std::st
       continue;
     }
     if (row.value("stopped_by", "") == kInterruptedReason) break;
+    const std::optional<ExitCode> code = CodeOf(row);
+    if (!code) return std::nullopt;
     sure = at + line.size();
     kept.rows += rows;
     rows.clear();
     if (row.contains("made_by")) AddOnce(kept.made_by, JsonText(row["made_by"]));
     kept.files = *index + 1;
-    AddCode(CodeOf(row), files[*index], &kept);
+    AddCode(*code, files[*index], &kept);
   }
   if (!BeginsSo(rest, "{\"event\":")) return std::nullopt;
   kept.sure = sure;
@@ -204,9 +215,14 @@ std::optional<Kept> FromCsv(const std::string& text, const std::vector<std::stri
     begins.push_back(at);
     const size_t end = body.size() - rest.size();
     const std::string code = Columns::Of(*row, columns.code);
-    if (!code.empty()) last_code = static_cast<ExitCode>(std::atoi(code.c_str()));
-    if (!code.empty()) sure = kept.rows.size();  // what was wrong with it may have been mended
-    if (code.empty()) sure = at + SurePart(*row, columns, end - at);
+    if (code.empty()) {
+      sure = at + SurePart(*row, columns, end - at);
+    } else {
+      const std::optional<ExitCode> known = CodeOf(code);
+      if (!known) return std::nullopt;
+      last_code = *known;
+      sure = kept.rows.size();  // what was wrong with it may have been mended
+    }
     at = end;
   }
   if (columns.held < heading->size() && !begins.empty()) sure = begins[SureScores(begins.size())];
@@ -221,6 +237,10 @@ void SayFailedBefore(const std::string& output, const std::vector<std::string>& 
   const size_t others = failed.size() - 1;
   SayFailure(Shown(output) + ": tells of " + Shown(failed[0]) + (others > 0 ? " and " + std::to_string(others) + " more" : "") +
              ", which failed or could be heard in part alone in the run before");
+}
+
+Failure NotBegunSo(const std::string& path) {
+  return Failure(ExitCode::kOutput, path + ": is not what a run with these recordings has begun; --resume leaves it alone");
 }
 
 std::string RecordingOfCsv(const std::string& path) {
@@ -259,7 +279,7 @@ Kept WhatIsThere(const std::string& output, const std::vector<std::string>& file
     const std::optional<std::string> text = BytesOf(path);
     if (!text) continue;
     const std::optional<Kept> kept = read(*text, files);
-    if (!kept) throw Failure(ExitCode::kOutput, path + ": is not what a run with these recordings has begun; --resume leaves it alone");
+    if (!kept) throw NotBegunSo(path);
     for (const std::string& made_by : kept->made_by) CheckSameWay(path, made_by, ways);
     if (path == output) {
       there.there = *text;

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "wvad/exit_codes.h"
+#include "wvad/failure.h"
 
 namespace TSEG::tool {
 
@@ -40,6 +41,9 @@ Kept KeepWhatIsThere(const std::string& output, const std::string& format, const
 // One line on standard error for all recordings in `output` that failed in the run before, where any did: the code that this run ends with
 // is theirs.
 void SayFailedBefore(const std::string& output, const std::vector<std::string>& failed);
+
+// A result that no run with these recordings can have written, as it stands.
+Failure NotBegunSo(const std::string& path);
 
 // The recording that the first row of a CSV file tells of; empty where it does not.
 std::string RecordingOfCsv(const std::string& path);

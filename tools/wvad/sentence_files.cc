@@ -32,6 +32,7 @@ std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::strin
   if (!index.is_object() || !index.contains("source")) return std::nullopt;
   // One that broke off counts, too: its files would be replaced by others.
   if (index.contains("made_by")) CheckSameWay(path, JsonText(index["made_by"]), ways);
+  if (index.contains("stopped_by") && !index["stopped_by"].is_string()) throw NotBegunSo(path);
   if (!index.contains("heard") || index.value("stopped_by", "") == kInterruptedReason) return std::nullopt;
   if (IsRecordingNewer(input, path) || (index.contains("source_bytes") && index["source_bytes"] != SizeOfRecording(input)))
     return std::nullopt;
