@@ -78,6 +78,19 @@ TEST_F(Compare, RecordingsAreMatchedByName) {
   EXPECT_EQ(Json({folder_.file("truth/a.labels.txt"), folder_.file("found/c.srt")})["total"]["recall"], 1.0);
 }
 
+TEST_F(Compare, NamesOfForeignFilesDoNotReachTheTerminalAsTheyStand) {
+  const std::string red = "a\x1b[31m";
+  const std::string truth = folder_.write("truth.uem", red + " 1 0 5\nb 1 0 5\n");
+  const std::string found = folder_.write("f\x1b[31m.uem", "b 1 0 5\n" + red + "c 1 0 5\n");
+  const Outcome run = Call({"compare", truth, found});
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(run.err, "wvad: " + folder_.path() + "/f\\x1b[31m.uem: note: a\\x1b[31mc is not scored; " + truth + " does not tell of it\n");
+  // The column is as wide as what is shown, nine characters, and nothing was found of the first one.
+  EXPECT_THAT(run.out, HasSubstr("\na\\x1b[31m      5.00      5.00       -  0.0000"));
+  EXPECT_THAT(run.out, HasSubstr("\nb              5.00      5.00  1.0000  1.0000"));
+  EXPECT_EQ(run.out.find('\x1b'), std::string::npos);
+}
+
 TEST_F(Compare, StandardInputAndNamedForms) {
   input_ = "SPEAKER a 1 1 1 x\n";
   const std::string truth = folder_.write("truth", "1\t2\tx\n");

@@ -256,6 +256,25 @@ std::string Npy(const std::vector<float>& values, const std::string& shape) {
   return file;
 }
 
+TEST_F(Program, WhatAModelSaysOfItselfDoesNotReachTheTerminalAsItStands) {
+  folder_.write("model/model.json", R"({"network_type": "MLP\u001b[31mX", "keys": {"key\u001b[32m": "value\n\u009b34m"},
+    "variables": [{"name": "v\u001b[33m", "file": "v.npy"}]})");
+  folder_.write("model/v.npy", Npy({1.0F}, "(1,)"));
+  const std::string file = folder_.file("m\x1b[35m.bin");
+  const Outcome pack = Call({"model", "pack", folder_.file("model"), "-o", file});
+  EXPECT_EQ(pack.code, 0) << pack.err;
+  EXPECT_EQ(pack.err, "wvad: " + folder_.path() + "/m\\x1b[35m.bin: " + std::to_string(folder_.read("m\x1b[35m.bin").size()) + " bytes\n");
+  const Outcome plain = Call({"model", "inspect", file});
+  EXPECT_EQ(plain.code, 0) << plain.err;
+  EXPECT_THAT(plain.out, HasSubstr("network type  MLP\\x1b[31mX (code "));
+  EXPECT_THAT(plain.out, HasSubstr("\n  key\\x1b[32m    = value\\n\\xc2\\x9b34m\n"));
+  EXPECT_THAT(plain.out, HasSubstr("\n  v\\x1b[33m float     1     1 "));
+  EXPECT_EQ(plain.out.find('\x1b'), std::string::npos);
+  // For programs they are what they are.
+  const nlohmann::json json = nlohmann::json::parse(Call({"model", "inspect", "--json", file}).out);
+  EXPECT_EQ(json["variables"][0]["name"], "v\x1b[33m");
+}
+
 TEST_F(Program, ModelPackMakesAModelThatRuns) {
   folder_.write("model/model.json", R"({"network_type": "MLP_RES_DNN",
     "keys": [["0","1"],["1","0"],["2","dnn_fb75"],["3","32"],["4","16000"],["5","0"],["6","0"]],

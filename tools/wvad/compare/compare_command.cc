@@ -47,8 +47,8 @@ void TellOfOthers(const Annotation& found, const std::set<std::string>& scored, 
   if (options.quiet) return;
   for (const auto& [id, recording] : found) {
     if (scored.count(id) > 0) continue;
-    std::fprintf(stderr, "wvad: %s: note: %s is not scored; %s does not tell of it\n", options.found.c_str(), id.c_str(),
-                 (options.uem.empty() ? options.reference : options.uem).c_str());
+    SayNote(options.found + ": note: " + id + " is not scored; " + (options.uem.empty() ? options.reference : options.uem) +
+            " does not tell of it");
   }
 }
 

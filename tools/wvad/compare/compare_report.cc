@@ -9,6 +9,7 @@
 
 #include "wvad/form_of_ending.h"
 #include "wvad/report_json.h"
+#include "wvad/shown.h"
 #include "wvad/wrapped.h"
 
 namespace TSEG::tool {
@@ -29,7 +30,7 @@ std::string Cell(const std::optional<double>& value, int digits, size_t width) {
 
 // A recording, or the sum of all, in a line of the table.
 struct TableRow {
-  std::string id;
+  std::string id;  // as it is shown
   const Comparison* comparison;
   Scores scores;
 };
@@ -97,7 +98,7 @@ std::string PrintTable(const std::vector<ComparedRecording>& recordings, double,
   const Comparison total = TotalOf(recordings);
   std::vector<TableRow> rows;
   for (const ComparedRecording& recording : recordings)
-    rows.push_back({recording.id, &recording.comparison, ScoresOf(recording.comparison)});
+    rows.push_back({Shown(recording.id), &recording.comparison, ScoresOf(recording.comparison)});
   if (rows.size() != 1) rows.push_back({"total", &total, ScoresOf(total)});
   size_t id_width = 5;
   for (const TableRow& row : rows) id_width = std::max(id_width, Columns(row.id));
