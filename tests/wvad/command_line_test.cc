@@ -114,6 +114,16 @@ TEST_F(CommandLineHelp, MistypedNamesAreGuessed) {
   ExpectFailure(Call({path}), 2, "a command is expected first: wvad segment " + path);
 }
 
+TEST_F(CommandLineHelp, CompletionsEndADescriptionBehindItsFirstClause) {
+  const std::string fish = Call({"completions", "fish"}).out;
+  const std::string zsh = Call({"completions", "zsh"}).out;
+  for (const char* words : {"Probability of speech from which 10 ms are speech, 0.01 to 0.99",
+                            "Make a model file from a folder of arrays and its model.json", "Longest sentence, 2 to 3600"}) {
+    EXPECT_THAT(fish, HasSubstr(" -d '" + std::string(words) + "'\n"));
+  }
+  EXPECT_THAT(zsh, HasSubstr("--threshold'[Probability of speech from which 10 ms are speech, 0.01 to 0.99]"));
+}
+
 TEST_F(CommandLineHelp, BashCompletes) {
   if (!Has("bash")) GTEST_SKIP() << "no bash";
   Write("bash", "wvad");

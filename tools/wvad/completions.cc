@@ -12,9 +12,18 @@ std::string Joined(const std::vector<std::string>& words) {
   return text;
 }
 
+// Where the first clause of a description ends: a dot within a number or a name is no end.
+size_t EndOfClause(const std::string& words) {
+  for (size_t i = 0; i < words.size(); ++i) {
+    const bool stop = words[i] == '.' && (i + 1 == words.size() || words[i + 1] == ' ');
+    if (stop || words[i] == ';' || words[i] == '(') return i;
+  }
+  return words.size();
+}
+
 // The first clause of a description, without what shells would take for their own.
 std::string Short(const std::string& words) {
-  std::string text = words.substr(0, words.find_first_of(".;("));
+  std::string text = words.substr(0, EndOfClause(words));
   while (!text.empty() && text.back() == ' ') text.pop_back();
   std::string plain;
   for (const char c : text) {
