@@ -131,16 +131,21 @@ def check_ffmpeg(folder):
 
 
 def check_kaldi(folder):
-    """wav.scp holds commands for a shell, which have to give what Kaldi reads: WAV of one channel."""
+    """wav.scp names what Kaldi reads, WAV of 16 bits and one channel, and holds commands for a shell that make it of all else."""
     write_recording(folder.path / "stereo.wav", channels=2)
+    write_recording(folder.path / "mono.wav")
+    run("ffmpeg", "-nostdin", "-v", "error", "-i", folder.path / "mono.wav", "-c:a", "pcm_f32le", folder.path / "float.wav")
     (folder.path / "it's here").mkdir()
     run("ffmpeg", "-nostdin", "-v", "error", "-i", folder.path / "stereo.wav", folder.path / "it's here/talk.flac")
-    folder.segment("-f", "kaldi", "-o", "out", "it's here/talk.flac", "stereo.wav")
-    for line in (folder.path / "out/wav.scp").read_text().splitlines():
-        command = line.split(" ", 1)[1]
+    folder.segment("-f", "kaldi", "-o", "out", "it's here/talk.flac", "stereo.wav", "mono.wav", "float.wav")
+    entries = dict(line.split(" ", 1) for line in (folder.path / "out/wav.scp").read_text().splitlines())
+    equal(sorted(entries), ["float", "mono", "stereo", "talk"])
+    equal(entries.pop("mono"), str(folder.path / "mono.wav"))
+    for command in entries.values():
         assert command.endswith("|"), command
         sound = run("sh", "-c", command[:-1])
         equal((sound[:4], sound[8:12], int.from_bytes(sound[22:24], "little"), int.from_bytes(sound[24:28], "little")), (b"RIFF", b"WAVE", 1, RATE))
+        equal((int.from_bytes(sound[20:22], "little"), int.from_bytes(sound[34:36], "little")), (1, 16))
         assert len(sound) > LENGTH * RATE * 2, len(sound)
         equal(shlex.split(command)[-1], "|")
 

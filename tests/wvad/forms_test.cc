@@ -196,13 +196,47 @@ TEST(Forms, FilesOfKaldiAreSortedAndAgree) {
   Telling telling;
   telling.name = "/far/it's/talk.wav";
   EXPECT_EQ(Told("kaldi-wav-scp", telling), "talk ffmpeg -nostdin -v error -i '/far/it'\\''s/talk.wav' -ac 1 -f wav - |\n");
-  telling.facts.channels = 1;
-  EXPECT_EQ(Told("kaldi-wav-scp", telling), "talk /far/it's/talk.wav\n");
   telling = TwoChannels();
   telling.name = "/talk.wav";
   EXPECT_EQ(Told("kaldi-wav-scp", telling),
             "talk-1 ffmpeg -nostdin -v error -i '/talk.wav' -af 'pan=mono|c0=c0' -f wav - |\n"
             "talk-2 ffmpeg -nostdin -v error -i '/talk.wav' -af 'pan=mono|c0=c1' -f wav - |\n");
+}
+
+// `value` in so many bytes, the least significant first.
+std::string Little(uint32_t value, int bytes) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i) & 0xFF);
+  return text;
+}
+
+// A WAV file of ten samples a channel; its header says that they take `declared` bytes, as they do where that is 0.
+std::string Wave(uint32_t tag, uint32_t bits, uint32_t channels, uint32_t declared = 0) {
+  const uint32_t frame = channels * bits / 8;
+  const std::string form =
+      Little(tag, 2) + Little(channels, 2) + Little(16000, 4) + Little(16000 * frame, 4) + Little(frame, 2) + Little(bits, 2);
+  const std::string data = "data" + Little(declared > 0 ? declared : 10 * frame, 4) + std::string(10 * frame, '\0');
+  return "RIFF" + Little(4 + 24 + 8 + 10 * frame, 4) + "WAVEfmt " + Little(16, 4) + form + data;
+}
+
+TEST(Forms, KaldiReadsByItselfWhatIsSurely16BitsOfOneChannel) {
+  const testing_support::TempFolder folder;
+  Telling telling;
+  telling.facts.channels = 1;
+  telling.name = folder.file("talk.wav");
+  const std::string command = "talk ffmpeg -nostdin -v error -i '" + telling.name + "' -ac 1 -f wav - |\n";
+  EXPECT_EQ(Told("kaldi-wav-scp", telling), command);  // it has gone meanwhile
+  // Integers of 24 and of 8 bits, floats, mu-law; the header of a stream; two channels; and what is only called so.
+  for (const std::string& bytes : {Wave(1, 24, 1), Wave(1, 8, 1), Wave(3, 32, 1), Wave(7, 8, 1), Wave(1, 16, 1, 0xFFFFFFFF), Wave(1, 16, 2),
+                                   std::string("fLaC"), std::string("RIFF"), std::string()}) {
+    SCOPED_TRACE(testing::PrintToString(bytes));
+    folder.write("talk.wav", bytes);
+    EXPECT_EQ(Told("kaldi-wav-scp", telling), command);
+  }
+  folder.write("talk.wav", Wave(1, 16, 1));
+  EXPECT_EQ(Told("kaldi-wav-scp", telling), "talk " + telling.name + "\n");
+  telling.damage = "cut short";
+  EXPECT_EQ(Told("kaldi-wav-scp", telling), command);
 }
 
 TEST(Forms, CommentsTellWhatMadeThemWhereTheFormHasComments) {

@@ -2,12 +2,20 @@
 //
 // The files of a data folder of Kaldi: segments, wav.scp and utt2spk, each sorted by its first field as bytes, as Kaldi's tools demand.
 //
-// Kaldi reads WAV of one channel. Anything else is a command that makes it (ffmpeg); where each channel was listened to, each is a
-// recording of its own, talk-1 and talk-2. Nothing is known of speakers: each recording counts as one, so that utterances sort by speaker.
+// Kaldi reads WAV of 16-bit integers and one channel. Anything else is a command that makes it (ffmpeg); where each channel was listened
+// to, each is a recording of its own, talk-1 and talk-2. Nothing is known of speakers: each recording counts as one, so that utterances
+// sort by speaker.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
+#include "wvad/byte_source.h"
+#include "wvad/container.h"
 #include "wvad/file_system.h"
 #include "wvad/forms/document_report.h"
 #include "wvad/forms/forms.h"
@@ -73,12 +81,21 @@ std::string ForShell(const std::string& path) {
   return quoted + "'";
 }
 
+// Whether the header of what lies at `path` now says integers of 16 bits, of one channel, and how many bytes of them there are.
+bool IsReadByKaldi(const std::string& path) {
+  if (PathOf(path).extension() != ".wav" || LookAt(path).kind != FileKind::kFile) return false;
+  const std::unique_ptr<ByteSource> bytes = OpenBytes(path);
+  if (Recognise(*bytes) != Container::kWave) return false;
+  const std::optional<Stretch> stretch = FindStretch(*bytes, Container::kWave);
+  if (!stretch || !stretch->declared || stretch->form == nullptr) return false;
+  constexpr int kInteger = 1;
+  return stretch->channels == 1 && stretch->form->wave_format == kInteger && stretch->form->bytes == sizeof(int16_t);
+}
+
 // `channel` from 1, 0 for the mean of all.
 std::string Source(const HeardRecording& recording, int channel) {
   const std::string path = AbsolutePath(recording.name);
-  const std::filesystem::path path_of = PathOf(path);
-  const bool plain = path_of.is_absolute() && path_of.extension() == ".wav" && recording.end.recording.channels <= 1;
-  if (plain) return path;
+  if (PathOf(path).is_absolute() && recording.end.damage.empty() && IsReadByKaldi(path)) return path;
   const std::string one = channel > 0 ? "-af 'pan=mono|c0=c" + std::to_string(channel - 1) + "'" : "-ac 1";
   return "ffmpeg -nostdin -v error -i " + ForShell(path) + " " + one + " -f wav - |";
 }
