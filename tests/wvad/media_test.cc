@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What FFmpeg's libraries decode for the program: sound of phones and films, tracks, places on the clock, damage, addresses.
+#include <malloc.h>
+
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 #include "support/eventually.h"
+#include "wvad/audio_source.h"
+#include "wvad/byte_source.h"
+#include "wvad/failure.h"
 #include "wvad/live_program.h"
 #include "wvad/media_fixture.h"
 
@@ -228,6 +234,34 @@ TEST_F(Media, AddressesAreNotOpenedUnasked) {
   EXPECT_TRUE(back.code == 3 || back.code == 4) << back.code;
   EXPECT_EQ(Lines(back.err), 1) << back.err;
   std::system(("kill $(cat " + folder_.file("server") + ")").c_str());
+}
+
+// Says what it is, and cannot be read any further.
+class BrokenDisk : public ByteSource {
+ public:
+  size_t ReadAt(uint64_t offset, void* out, size_t count) override {
+    const std::string mark = "#!AMR\n0123456789";
+    if (offset > 0 || count > mark.size()) throw Failure(ExitCode::kNoFile, "the disk is broken");
+    std::memcpy(out, mark.data(), count);
+    return count;
+  }
+  std::optional<uint64_t> length() const override { return 1 << 20; }
+};
+
+TEST_F(Media, RecordingThatCannotBeReadLeavesNoMemoryBehind) {
+  const auto open = [] {
+    try {
+      OpenAudio("a.amr", std::make_unique<BrokenDisk>(), {});
+      ADD_FAILURE() << "was opened";
+    } catch (const Failure& failure) {
+      EXPECT_STREQ(failure.what(), "the disk is broken");
+    }
+  };
+  open();  // what is loaded for good is loaded now
+  const size_t before = mallinfo2().uordblks;
+  for (int i = 0; i < 100; ++i) open();
+  // What the libraries hold for one of them takes more than 600 bytes; some thousand in all the allocator keeps for itself.
+  EXPECT_LT(mallinfo2().uordblks, before + 100 * 300);
 }
 
 TEST_F(Media, WithoutTheLibrariesTheWayRoundIsTold) {

@@ -41,6 +41,11 @@ T* Made(T* thing) {
   return thing;
 }
 
+// A context that has not been opened: to close it would close bytes that are not its own.
+struct FreeUnopened {
+  void operator()(AVFormatContext* file) const { avformat_free_context(file); }
+};
+
 struct Options {
   AVDictionary* entries = nullptr;
   ~Options() { av_dict_free(&entries); }
@@ -62,17 +67,14 @@ MediaReader::MediaReader(const MediaRequest& request, std::unique_ptr<ByteIo> io
 // False where the bytes are of no kind that is known.
 bool MediaReader::Open() {
   const AVInputFormat* format = nullptr;
-  AVFormatContext* file = Made(avformat_alloc_context());
-  file->interrupt_callback = {AskInterrupted, &request_};
+  std::unique_ptr<AVFormatContext, FreeUnopened> made(Made(avformat_alloc_context()));
+  made->interrupt_callback = {AskInterrupted, &request_};
   if (io_) {
-    file->pb = io_->context();
+    made->pb = io_->context();
     // By the bytes alone, whatever the file's name: a name may mean a pattern of names.
-    const int score = av_probe_input_buffer2(file->pb, &format, "", nullptr, 0, 0);
+    const int score = av_probe_input_buffer2(made->pb, &format, "", nullptr, 0, 0);
     io_->Rethrow();
-    if (score < AVPROBE_SCORE_RETRY || format == nullptr) {
-      avformat_free_context(file);
-      return false;
-    }
+    if (score < AVPROBE_SCORE_RETRY || format == nullptr) return false;
   }
   Options options;
   // What comes from elsewhere leads to no file that lies here.
@@ -87,6 +89,7 @@ bool MediaReader::Open() {
   av_dict_set(&options.entries, "m3u8_hold_counters", "3", 0);
   const std::string place = request_.name == "-" ? "" : request_.name;
   // Frees the context where it fails.
+  AVFormatContext* file = made.release();
   int code = avformat_open_input(&file, place.c_str(), format, &options.entries);
   file_.reset(file);
   if (io_) io_->Rethrow();
