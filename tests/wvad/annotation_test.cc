@@ -107,10 +107,14 @@ TEST(Annotation, WhatCannotBeUnderstoodIsNamed) {
       {"json", R"({"files":[{"file":"a","sentences":[{"begin":"x","end":1}]}]})"},
       {"jsonl", "{\"event\":\"sentence\"}\n"},
       {"srt", "1 --> x\n"},
+      {"srt", "0:0:0:1 --> 0:0:0:2\n"},  // days, which no caption has
+      {"srt", "300000000:0:0:0:0 --> 300000000:0:0:0:1\n"},
+      {"vtt", "100000:00:00.000 --> 100000:00:01.000\n"},  // over eleven years
   };
   for (const auto& [form, text] : rows) EXPECT_THROW(Read(form, text), Failure) << form << ": " << text;
   EXPECT_EQ(Refusal([&] { Read("csv", "file,from,to\na,1,2\n"); }),
             "the heading has to name begin (or start), and end or duration; it names file, from, to");
+  EXPECT_EQ(Refusal([&] { Read("srt", "0:0:0:1 --> 0:0:0:2\n"); }), "line 1: \"0:0:0:1\" is no time of hours, minutes and seconds");
   EXPECT_EQ(Refusal([&] { Read("rttm", rows[0].second); }), "line 2: \"x\" is no time in seconds");
 }
 

@@ -5,16 +5,20 @@
 
 #include "wvad/compare/annotation.h"
 #include "wvad/failure.h"
+#include "wvad/shown.h"
 
 namespace TSEG::tool {
 namespace {
 
 int64_t ParseClock(std::string text) {
+  if (std::count(text.begin(), text.end(), ':') > 2)
+    throw Failure(ExitCode::kNotAudio, "\"" + Shown(text) + "\" is no time of hours, minutes and seconds");
   std::replace(text.begin(), text.end(), ',', '.');
   int64_t us = 0;
   for (size_t begin = 0; begin <= text.size();) {
     const size_t end = std::min(text.find(':', begin), text.size());
-    us = us * 60 + ParseSeconds(text.substr(begin, end - begin));
+    // Hours and minutes are bounded as seconds are.
+    us = Microseconds(static_cast<double>(us) / 1e6 * 60) + ParseSeconds(text.substr(begin, end - begin));
     begin = end + 1;
   }
   return us;
@@ -29,8 +33,9 @@ Annotation ReadCaptions(const std::string& text, const std::string& id) {
   ForEachLine(text, [&](const std::string& line) {
     const size_t arrow = line.find(kArrow);
     if (arrow == std::string::npos) return;
+    const int64_t begin_us = ParseClock(line.substr(0, arrow));
     const std::string end = line.substr(arrow + kArrow.size());
-    recording.speech.push_back(SpanOf(ParseClock(line.substr(0, arrow)), ParseClock(end.substr(0, end.find(' ')))));
+    recording.speech.push_back(SpanOf(begin_us, ParseClock(end.substr(0, end.find(' ')))));
   });
   return annotation;
 }
