@@ -96,7 +96,9 @@ TEST_F(Compare, StandardInputAndNamedForms) {
   const std::string truth = folder_.write("truth", "1\t2\tx\n");
   EXPECT_EQ(Json({"--ref-format", "labels", "--hyp-format", "rttm", truth, "-"})["total"]["f1"], 1.0);
   ExpectFailure(Call({"compare", truth, "-"}), 2, "truth: its name does not tell its form");
-  ExpectFailure(Call({"compare", "-", "-"}), 2, "only one of both");
+  ExpectFailure(Call({"compare", "-", "-"}), 2, "only one of them can be standard input");
+  ExpectFailure(Call({"compare", "--uem", "-", truth, "-"}), 2, "only one of them can be standard input");
+  ExpectFailure(Call({"compare", "--uem", "-", "-", truth}), 2, "only one of them can be standard input");
   ExpectFailure(Call({"compare", "--ref-format", "xml", truth, "-"}), 2, "there is no xml; choose rttm");
   ExpectFailure(Call({"compare", "--collar", "-1", truth, "-"}), 2, "--collar");
   ExpectFailure(Call({"compare", "--collar", "nan", truth, "-"}), 2, "\"nan\" is not a number");

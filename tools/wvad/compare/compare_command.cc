@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <utility>
@@ -61,7 +61,9 @@ void TellPassedOver(const std::string& folder, const std::vector<std::string>& f
 }  // namespace
 
 ExitCode RunCompare(const CompareOptions& options) {
-  if (options.reference == "-" && options.found == "-") throw Failure(ExitCode::kUsage, "only one of both can be standard input");
+  const std::string* const inputs[] = {&options.reference, &options.found, &options.uem};
+  if (std::count_if(std::begin(inputs), std::end(inputs), [](const std::string* name) { return *name == "-"; }) > 1)
+    throw Failure(ExitCode::kUsage, "only one of them can be standard input");
   std::vector<std::string> read = FilesOfAnnotation(options.reference, options.reference_form);
   const std::vector<std::string> also_read = FilesOfAnnotation(options.found, options.found_form);
   read.insert(read.end(), also_read.begin(), also_read.end());
