@@ -37,7 +37,7 @@ class NoAnnotation : public Failure {
 struct AnnotationForm {
   const char* name;
   const char* words;
-  const char* ending;  // of its files, compared without regard to case; the longest that fits decides
+  const char* ending;  // of its files, compared without regard to case
   Annotation (*read)(const std::string& text, const std::string& id);
 };
 std::span<const AnnotationForm> AnnotationForms();
