@@ -3,6 +3,7 @@
 // The description is read strictly: an entry that is not known is an error, since it is most likely a misspelt one.
 #include "modelfile/pack.h"
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
@@ -37,7 +38,10 @@ std::string Required(const Json& object, const char* name, const std::string& wh
 int32_t Shift(const Json& object, const char* name, const std::string& where) {
   if (!object.contains(name)) return 0;
   if (!object.at(name).is_number_integer()) Refuse("\"" + std::string(name) + "\" is not an integer in " + where);
-  return object.at(name).get<int32_t>();
+  const Json& value = object.at(name);
+  const bool beyond = value.is_number_unsigned() && value.get<uint64_t>() > INT32_MAX;
+  if (beyond || value.get<int64_t>() < INT32_MIN) Refuse("\"" + std::string(name) + "\" is more than 32 bits hold in " + where);
+  return value.get<int32_t>();
 }
 
 void ReadKeys(const Json& keys, ModelContents* contents) {
