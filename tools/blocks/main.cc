@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -58,7 +59,8 @@ void ReadList(const std::string& name, std::vector<std::string>* files) {
 
 constexpr const char* kAbout =
     "Writes FOLDER/NAME.npy for each recording: one row a block, float32, as the network sees it before its own normalisation. "
-    "Recordings are raw 16-bit samples (.s16, .raw, .pcm) or anything that libsndfile reads, mono, at the rate given.";
+    "No two may be of one name. Recordings are raw 16-bit samples (.s16, .raw, .pcm) or anything that libsndfile reads, mono, at the rate "
+    "given.";
 
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("FILE", options.files, "Recordings");
@@ -115,6 +117,15 @@ std::string NameOf(const std::string& path) {
   return name;
 }
 
+// Two recordings of one name would be written into one file.
+void RefuseDoubledNames(const std::vector<std::string>& files) {
+  std::map<std::string, std::string> named;
+  for (const std::string& path : files) {
+    const auto [first, is_first] = named.emplace(NameOf(path), path);
+    if (!is_first) Fail(path + ": its file would be called " + first->first + ".npy, as that of " + first->second);
+  }
+}
+
 // Turns recordings into rows, on one thread.
 class Converter {
  public:
@@ -151,6 +162,7 @@ class Converter {
 
 int main(int argc, char** argv) {
   const Options options = Parse(argc, argv);
+  RefuseDoubledNames(options.files);
   if (!TSEG::platform::MakeFolders(options.out)) Fail(options.out + ": cannot be made");
   std::unique_ptr<ScoreModel> model;
   if (!options.scores.empty()) {
