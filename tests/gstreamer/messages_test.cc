@@ -47,7 +47,9 @@ TEST(GstreamerMessages, DelayIsWhatHadToBeHeard) {
   Rig rig;
   rig.SetCaps();
   rig.Push(Bursts(8, {{4, 5}}), 0);
-  for (const Told& one : rig.TakeTold()) {
+  const std::vector<Told> told = rig.TakeTold();
+  ASSERT_EQ(SentencesOf(told).size(), 1U);
+  for (const Told& one : told) {
     if (one.event() != "ended") continue;
     // 40 frames of silence behind 5.0 s, told of the end at 5.2, and the network's look ahead of 0.1 to 0.25 s.
     EXPECT_GT(one.time("delay"), 0.2 + 0.1);
