@@ -51,7 +51,7 @@ class Retouch {
   }
 
   ExitCode Run() {
-    // Both are there before the work: a folder that is missing costs nothing then, and neither stays without the other.
+    // Both are there before the work: a folder that is missing costs nothing then, and neither is begun without the other.
     NewFile file(options_.output, rules_);
     std::optional<Output> map;
     if (!options_.map.empty()) map.emplace(options_.map, rules_);
