@@ -169,6 +169,10 @@ int ReadStep(TsegInst* inst, WVadAudioSample* audio) {
   if (sentence.begin == -1 && !sentence.closed && inst->decision.pEndpoint->nState == 2) {
     FreeTo(inst, WrapSub32(inst->decision.pEndpoint->nPendBegin, kKeepFrames), false);
   }
+  // No sentence begins before the detector's floor, which only rises.
+  if (inst->reading.bFreesInSilence && sentence.begin == -1 && !sentence.closed && inst->decision.pEndpoint->nState != 1) {
+    FreeTo(inst, WrapSub32(inst->decision.pEndpoint->nFloor, kKeepFrames), false);
+  }
   inst->reading.nReadSentence = i;
   // A time-out ends the reading at once, at every further read anew. The end of the audio lets all sentences come out first and is
   // reported once: from then on the state is no longer 0.

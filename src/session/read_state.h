@@ -20,6 +20,7 @@ struct ReadState {
   uint32_t nReadState = 0;
   uint32_t nReadBegun = 0;     // sentences whose beginning the reader has reported
   uint32_t nReadSentence = 0;  // index of the sentence being read
+  bool bFreesInSilence = false;  // what no sentence can reach any more goes while nobody speaks; holds for all sessions
   std::unique_ptr<ReadCmn> pReadCmn = std::make_unique<ReadCmn>();
 
   void Start(const CFG_VAD& cfg);

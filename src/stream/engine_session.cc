@@ -42,6 +42,8 @@ EngineInstance::EngineInstance(Engine& engine, DecisionObserver* observer, int32
   handle_->intake.nChunkBytes = static_cast<uint32_t>(handle_->nSampleRate / 100) * sizeof(int16_t);
   handle_->sideA.pFrontEnd->bPopsEarly = true;
   if (handle_->sideB) handle_->sideB->pFrontEnd->bPopsEarly = true;
+  // Minutes without a sentence take no more memory than seconds.
+  handle_->reading.bFreesInSilence = true;
 }
 
 EngineInstance::~EngineInstance() { engine_.DestroyInst(handle_); }

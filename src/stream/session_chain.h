@@ -2,8 +2,8 @@
 //
 // SessionChain: audio of any length as a chain of sessions with one clock.
 //
-// A session of the engine has limits: it takes 20479 sentences, counts bytes in 32 bits, frees nothing before its first sentence and
-// little in a long silence. So the chain renews the session whenever no sentence is open and one of these has grown large. The new
+// A session of the engine has limits: it takes 20479 sentences, counts bytes in 32 bits and, unless it is told to, frees nothing before its
+// first sentence and little in a long silence. So the chain renews the session whenever no sentence is open and one of these has grown large. The new
 // session first gets the last seconds of audio once more, so that its running means are settled where its own work begins:
 //
 //   old session   ....[sentence]......................|
@@ -57,7 +57,7 @@ struct SessionQuality {
 // When a session is renewed, and with how much lead-in. All lengths in seconds of audio.
 struct RenewalPolicy {
   int64_t lead_in_s = 20;
-  int64_t quiet_s = 240;        // without a sentence for so long: the engine holds all audio since then
+  int64_t quiet_s = 240;        // without a sentence for so long: an engine that is not told to free it holds all audio since then
   int64_t age_s = 2 * 3600;     // whatever happens in it
   int64_t sentences = 8000;     // of the 20479 that a session takes
   int64_t still_s = 10;         // of stillness, when sound comes back; 0 for never

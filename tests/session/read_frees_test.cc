@@ -45,6 +45,41 @@ TEST_F(ReadPathTest, LongSilenceIsFreedUpToTheRunThatMayBegin) {
   EXPECT_EQ(FirstKept(), 220);
 }
 
+TEST_F(ReadPathTest, SilenceIsFreedUpToTheFloorWhereAClientAsksForIt) {
+  AddFrames(500);
+  EndpointDetector& detector = *inst_->decision.pEndpoint;
+  detector.nFloor = 450;
+  Read();
+  EXPECT_EQ(FirstKept(), 0);  // nobody has asked
+  inst_->reading.bFreesInSilence = true;
+  Read();
+  EXPECT_EQ(FirstKept(), 350);
+  EXPECT_EQ(inst_->sideA.pFea->nFreedTo, 350u);
+  // A sentence that begins on the floor is whole.
+  detector.nFloor = 460;
+  Open(460, 480);
+  detector.nState = 1;
+  Read();
+  EXPECT_EQ(FirstKept(), 360);  // behind the reading point, as ever
+  Close(490);
+  detector.nFloor = 490;
+  detector.nState = 2;
+  Read();
+  EXPECT_EQ(values_, (std::vector<int>{480, 481, 482, 483, 484, 485, 486, 487, 488, 489}));
+}
+
+TEST_F(ReadPathTest, SilenceStaysWhileASentenceWaitsForItsReader) {
+  inst_->reading.bFreesInSilence = true;
+  AddFrames(500);
+  Open(20, 40);
+  Close(60);
+  EndpointDetector& detector = *inst_->decision.pEndpoint;
+  detector.nFloor = 450;
+  detector.nState = 2;
+  Read();
+  EXPECT_EQ(FirstKept(), 0);
+}
+
 TEST_F(ReadPathTest, MeanTypeFourFreesNothingUntilASentenceCloses) {
   inst_->pCfg->wvad_param_srec_cmn_type = 4;
   inst_->reading.pReadCmn->reset();
