@@ -35,7 +35,9 @@ def tests_of(results):
         return text, [(name, word == "OK") for word, name in re.findall(r"^\[ +(OK|FAILED) +\] ([^\s,]+).* \(\d+ ms\)$", text, re.M)]
     if results.suffix == ".tap":
         lines = re.findall(r"^(not ok|ok) \d+ - (.*)$", text, re.M)
-        return "", [(name, word == "ok") for word, name in lines if not re.search(r" # (SKIP|TODO)", name)]
+        # What several tests share lies beside them, and Node.js calls each file that could be run and has no test one, by its path.
+        tests = [(name, word == "ok") for word, name in lines if not re.search(r" # (SKIP|TODO)", name)]
+        return "", [(name, good) for name, good in tests if not good or not re.fullmatch(r"/.*\.mjs", name)]
     cases = [case for case in xml.etree.ElementTree.fromstring(text).iter("testcase") if case.get("status") in ("run", "fail")]
     return "\n".join(case.findtext("system-out") or "" for case in cases), [(case.get("name"), case.get("status") == "run") for case in cases]
 

@@ -47,11 +47,16 @@ class PlatformRowTest(MadeUpTree):
                    "[       OK ] KernelLevels.OneRunsOnThisProcessor (0 ms)\n[ RUN      ] Sums.Wrap\n[  FAILED  ] Sums.Wrap (12 ms)\n"
                    "[  SKIPPED ] Sums.Stay (0 ms)\n[  PASSED  ] 1 test.\n[  FAILED  ] 1 test, listed below:\n[  FAILED  ] Sums.Wrap\n")
         self.write("library.tap", "TAP version 13\n# Subtest: a talk\n    ok 1 - a part of it\nok 1 - a talk, equal\n  ---\n  ...\n"
-                   "ok 2 - a page # SKIP there is no browser\nok 3 - a name\n1..3\n# pass 2\n")
+                   "ok 2 - a page # SKIP there is no browser\nok 3 - a name\nok 4 - /tree/test/shared.mjs\n1..4\n# pass 3\n")
         files = ("kernels.txt", "library.tap", "--sessions", "equal$")
         self.assertEqual(self.row("Dust", "build", *files), "| Dust | dust | builtin | 4 | 3 | yes |  |  | - |\n")
         self.write("library.tap", "ok 1 - a name\nnot ok 2 - a talk, equal\n")
         self.assertEqual(self.row("Dust", "build", *files), "| Dust | dust | builtin | 4 | 2 | no |  |  | - |\n")
+
+    def test_file_that_cannot_be_run_is_a_failure(self):
+        self.made_up_run("run")
+        self.write("library.tap", "ok 1 - a talk, equal\nnot ok 2 - /tree/test/library.test.mjs\n")
+        self.assertEqual(self.row("Dust", "build", "library.tap", "--sessions", "equal$"), "| Dust | ? | builtin | 2 | 1 | yes |  |  | - |\n")
 
     def test_benchmark_gives_what_a_frame_costs_with_each_model(self):
         self.write("bench.json", """{"benchmarks": [{"name": "Network/lstm_fb75/fixed/manual_time", "ffts": 10.25},
