@@ -3,8 +3,8 @@
 // SessionChain: audio of any length as a chain of sessions with one clock.
 //
 // A session of the engine has limits: it takes 20479 sentences, counts bytes in 32 bits and, unless it is told to, frees nothing before its
-// first sentence and little in a long silence. So the chain renews the session whenever no sentence is open and one of these has grown large. The new
-// session first gets the last seconds of audio once more, so that its running means are settled where its own work begins:
+// first sentence and little in a long silence. So the chain renews the session whenever no sentence is open and one of these has grown
+// large. The new session first gets the last seconds of audio once more, so that its running means are settled where its own work begins:
 //
 //   old session   ....[sentence]......................|
 //   new session                      |...lead-in......|...[sentence]...

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "channel/channel_session.h"
-#include "support/count_allocations.h"
 #include "frontend/test_audio.h"
+#include "support/count_allocations.h"
 
 namespace TSEG {
 namespace {

@@ -15,8 +15,8 @@ void OnEvent(const wvad_event* event, void* user) {
   if (event->kind == WVAD_EVENT_PROBABILITY) ++*static_cast<int*>(user);
 }
 
-// 80 s of one sentence in pieces of 10 ms. Counted are the frames from 4200 on: what grows with an open sentence doubles behind 4096 of them,
-// and then behind 8192.
+// 80 s of one sentence in pieces of 10 ms. Counted are the frames from 4200 on: what grows with an open sentence doubles behind 4096 of
+// them, and then behind 8192.
 struct Count {
   long allocations = 0;
   int probabilities = 0;
