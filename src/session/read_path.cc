@@ -169,7 +169,7 @@ int ReadStep(TsegInst* inst, WVadAudioSample* audio) {
   if (sentence.begin == -1 && !sentence.closed && inst->decision.pEndpoint->nState == 2) {
     FreeTo(inst, WrapSub32(inst->decision.pEndpoint->nPendBegin, kKeepFrames), false);
   }
-  // No sentence begins before the detector's floor, which only rises.
+  // Outside of a sentence the detector's floor only rises, and none begins before it.
   if (inst->reading.bFreesInSilence && sentence.begin == -1 && !sentence.closed && inst->decision.pEndpoint->nState != 1) {
     FreeTo(inst, WrapSub32(inst->decision.pEndpoint->nFloor, kKeepFrames), false);
   }

@@ -52,6 +52,10 @@ TEST_F(ReadPathTest, SilenceIsFreedUpToTheFloorWhereAClientAsksForIt) {
   Read();
   EXPECT_EQ(FirstKept(), 0);  // nobody has asked
   inst_->reading.bFreesInSilence = true;
+  detector.nState = 1;
+  Read();
+  EXPECT_EQ(FirstKept(), 0);  // within a sentence the floor is its last speech
+  detector.nState = 0;
   Read();
   EXPECT_EQ(FirstKept(), 350);
   EXPECT_EQ(inst_->sideA.pFea->nFreedTo, 350u);
