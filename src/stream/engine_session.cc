@@ -28,7 +28,8 @@ bool SetFloat(TsegInst* inst, const std::string& name, const std::string& text) 
   const auto* field = std::get_if<float CFG_VAD::*>(&kVadParams[position].field);
   const std::optional<float> value = ReadNumber<float>(text);
   if (field == nullptr || !value) return false;
-  (*inst->pCfg).** field = *value;
+  CFG_VAD& parameters = *inst->pCfg;
+  parameters.*(*field) = *value;
   return true;
 }
 
