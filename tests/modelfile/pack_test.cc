@@ -45,6 +45,13 @@ TEST_F(Pack, MakesTheModelThatTheFolderDescribes) {
   EXPECT_EQ(contents.variables[3].nShift8, 5);
 }
 
+TEST_F(Pack, NumbersOfKeysAreAsTheyAreWritten) {
+  Description(R"({"network_type": "MLP_RES_DNN", "keys": [["a", 18446744073709551615], ["b", -9223372036854775808]], "variables": []})");
+  const ModelContents contents = ReadFolder(folder_.path());
+  EXPECT_EQ(contents.keys,
+            (std::vector<std::pair<std::string, std::string>>{{"a", "18446744073709551615"}, {"b", "-9223372036854775808"}}));
+}
+
 TEST_F(Pack, TakesScalesAndAnObjectOfKeysInItsOrder) {
   Description(R"({"network_type": "MLP_RES_RNNCNNPAD28", "keys": {"b": "1", "a": "2"}, "scales": [1, 0.5, 2], "variables": []})");
   const ModelContents contents = ReadFolder(folder_.path());

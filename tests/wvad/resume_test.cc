@@ -170,6 +170,21 @@ TEST_F(GoingOn, ValuesOfAnotherKindAreNoneOfOurs) {
   EXPECT_THAT(folder_.read("cut/a-split.json"), HasSubstr("\"stopped_by\":\"end of audio\""));
 }
 
+TEST_F(GoingOn, AFileWhereTheIndexGoesThatIsNoneIsSomebodyElses) {
+  Wav("a.wav", 5, kTwoBursts);
+  for (const std::string& mine : {std::string("my notes"), std::string("[1, 2]"), std::string("{\"notes\": \"mine\"}")}) {
+    SCOPED_TRACE(mine);
+    std::filesystem::remove_all(folder_.file("cut"));
+    std::filesystem::create_directory(folder_.file("cut"));
+    folder_.write("cut/a-split.json", mine);
+    ExpectLeft(Resume("split", {"-d", "cut", "a.wav"}), "a-split.json: is not what a run with these recordings has begun",
+               "cut/a-split.json", mine);
+    EXPECT_EQ(Names(folder_.file("cut")), std::vector<std::string>{"a-split.json"});
+  }
+  EXPECT_EQ(Resume("split", {"--force", "-d", "cut", "a.wav"}).code, 0);
+  EXPECT_EQ(Names(folder_.file("cut")), (std::vector<std::string>{"a-0001.wav", "a-0002.wav", "a-split.json"}));
+}
+
 TEST_F(GoingOn, WithForceWhatCannotBeGoneOnWithIsBegunAnew) {
   for (const char* name : {"a.wav", "b.wav"}) Wav(name, 5, kTwoBursts);
   for (const char* form : {"csv", "jsonl"}) {

@@ -26,6 +26,7 @@ void RefuseStrangers(const Json& object, const std::set<std::string>& known, con
 std::string Text(const Json& value, const std::string& what) {
   if (value.is_string()) return value.get<std::string>();
   if (value.is_boolean()) return value.get<bool>() ? "true" : "false";
+  if (value.is_number_unsigned()) return std::to_string(value.get<uint64_t>());
   if (value.is_number_integer()) return std::to_string(value.get<int64_t>());
   Refuse(what + " is neither a text nor an integer");
 }

@@ -24,12 +24,14 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 // The code of a recording that an earlier run was through with, by its index: all of it was heard and all that it lists is there. None for
-// any other. Throws Failure(kOutput) where it came about in another way than `ways`.
+// any other. Throws Failure(kOutput) where it came about in another way than `ways`, and where it is no index at all: it is somebody else's
+// then.
 std::optional<ExitCode> CodeOfWhole(const OutputFolder& folder, const std::string& input, const std::string& path,
                                     const std::vector<std::string>& ways) {
+  if (LookAt(path).kind != FileKind::kFile || SizeOf(path) == 0) return std::nullopt;
   std::ifstream in(PathOf(path), std::ios::binary);
   const Json index = Json::parse(in, nullptr, false);
-  if (!index.is_object() || !index.contains("source")) return std::nullopt;
+  if (!index.is_object() || !index.contains("source")) throw NotBegunSo(path);
   // One that broke off counts, too: its files would be replaced by others.
   if (index.contains("made_by")) CheckSameWay(path, JsonText(index["made_by"]), ways);
   if (index.contains("stopped_by") && !index["stopped_by"].is_string()) throw NotBegunSo(path);
