@@ -5,15 +5,21 @@
 //
 //   X[k] = sum over n of x[n] * exp(-2*pi*i*k*n / size),  k = 0 .. size/2
 //
-// Any thread may make and unmake transforms: planning is serialised over the whole library. A planned transform runs without a lock, on any
-// buffers that keep the alignment.
+// Planning is serialised over the whole process; a planned transform runs without a lock, on any buffers that keep the alignment.
 #ifndef WVAD_FRONTEND_FFT_H_
 #define WVAD_FRONTEND_FFT_H_
 
 #include <complex>
+#include <mutex>
 #include <utility>
 
 namespace TSEG {
+
+// Held by whoever makes or unmakes the transforms of a front end: the planner of a library need not be re-entrant.
+inline std::mutex& FrontEndLock() {
+  static std::mutex lock;
+  return lock;
+}
 
 class RealFft {
  public:

@@ -292,13 +292,21 @@ bool FloatFront::Deliver(StaticFeatureFB* record, bool flush) {
 
 int ORVAFloatFrontCreate(FrontHandle* out) {
   if (out == nullptr) return FailNullHandle("ORVAFloatFrontCreate", "FrontHandle");
-  auto front = std::make_unique<FloatFront>();
+  std::unique_ptr<FloatFront> front;
+  {
+    std::lock_guard<std::mutex> lock(FrontEndLock());
+    front = std::make_unique<FloatFront>();
+  }
   front->Reset(false);
   *out = front.release();
   return kFrontOk;
 }
 
-void ORVAFloatFrontDestroy(FrontHandle handle) { delete handle; }
+void ORVAFloatFrontDestroy(FrontHandle handle) {
+  if (handle == nullptr) return;
+  std::lock_guard<std::mutex> lock(FrontEndLock());
+  delete handle;
+}
 
 void ORVAFloatFrontReset(FrontHandle handle, int bNewSession) {
   PerfTimer timer("TSEG::ORVAFloatFrontReset");

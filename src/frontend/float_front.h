@@ -2,8 +2,8 @@
 //
 // The float front end: 16-bit PCM in, one StaticFeatureFB per frame out. A handle with a small C-style interface.
 //
-// A handle belongs to one channel and one thread at a time; creation, which plans the transforms, and rate tables are the only places that
-// allocate.
+// A handle belongs to one channel and one thread at a time; creation and rate tables are the only places that allocate. Transforms are
+// planned under a process-wide lock, since the planner of the FFT library is not re-entrant, and run without one.
 #ifndef WVAD_FRONTEND_FLOAT_FRONT_H_
 #define WVAD_FRONTEND_FLOAT_FRONT_H_
 

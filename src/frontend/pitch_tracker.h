@@ -4,7 +4,7 @@
 // reliability as the normalised correlation at that lag.
 //
 // Each frame stands alone: nothing is tracked from frame to frame. Single precision with no fused operations; each candidate's sum runs
-// from the first harmonic up. Construction allocates and plans, a frame does neither.
+// from the first harmonic up. Construction allocates and plans (the maker holds FrontEndLock), a frame does neither.
 #ifndef WVAD_FRONTEND_PITCH_TRACKER_H_
 #define WVAD_FRONTEND_PITCH_TRACKER_H_
 

@@ -2,8 +2,8 @@
 //
 // CSignalProcess: the spectral base of the front end. One frame of samples becomes its energy and the logarithms of two mel filter banks.
 //
-// Single precision with no fused operations; sums run in the order of the samples and bins. Construction allocates and plans, a frame does
-// neither. Belongs to one thread at a time.
+// Single precision with no fused operations; sums run in the order of the samples and bins. Construction allocates and plans (the maker
+// holds FrontEndLock), a frame does neither. Belongs to one thread at a time.
 #ifndef WVAD_FRONTEND_SIGNAL_PROCESS_H_
 #define WVAD_FRONTEND_SIGNAL_PROCESS_H_
 
