@@ -6,6 +6,8 @@ import ctypes
 from dataclasses import dataclass
 from typing import Any, Dict, List, Mapping
 
+import numpy as np
+
 from . import _library, errors
 
 #: Names of the profiles, each at the place of its number.
@@ -71,7 +73,7 @@ def make(profile: str, given: Mapping[str, float]) -> _library.Settings:
 
 
 def _number(name: str, value: Any) -> float:
-    if isinstance(value, (str, bytes)):
+    if isinstance(value, (str, bytes, bool, np.bool_)):
         raise TypeError(f"{name}: expected a number, got {value!r}")
     try:
         return float(value)

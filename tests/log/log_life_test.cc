@@ -16,6 +16,7 @@
 #include "log/log_impl_rotation.h"
 #include "log_fixture.h"
 #include "platform/platform.h"
+#include "support/environment.h"
 #include "wvad.h"
 
 namespace TSEG {
@@ -229,11 +230,10 @@ TEST_F(LogLife, LocaleSettingChangesTheLocaleOnlyWhereItNamesOne) {
   Open();
   EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "C.UTF-8");
   std::setlocale(LC_ALL, before.c_str());
-  ::setenv("LC_ALL", "C.UTF-8", 1);
+  const testing_support::ScopedVariable locale("LC_ALL", "C.UTF-8");
   cfg.szLocale = "empty";
   Open();
   EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "C.UTF-8");
-  ::unsetenv("LC_ALL");
   std::setlocale(LC_ALL, before.c_str());
 }
 

@@ -11,6 +11,7 @@
 
 #include "log/log_process_mutex.h"
 #include "log/log_thread_mutex.h"
+#include "support/environment.h"
 #include "support/temp_folder.h"
 
 namespace TSEG {
@@ -38,7 +39,7 @@ TEST(LogThreadMutex, ExcludesThreadsAndLetsItsHolderInAgain) {
 
 TEST(LogProcessMutex, RemembersItsNameAndExcludes) {
   const testing_support::TempFolder folder;
-  ::setenv("TMPDIR", folder.path().c_str(), 1);
+  const testing_support::ScopedVariable temporary("TMPDIR", folder.path());
   Log_Win32_Process_Mutex first;
   Log_Win32_Process_Mutex second;
   EXPECT_EQ(first.open("Some_Mutex"), 0);
@@ -51,16 +52,14 @@ TEST(LogProcessMutex, RemembersItsNameAndExcludes) {
   EXPECT_EQ(second.release(), 0);
   first.close();
   second.close();
-  ::unsetenv("TMPDIR");
 }
 
 TEST(LogProcessMutex, WithoutAFileBehindItGivesTheErrorAndStaysUsable) {
-  ::setenv("TMPDIR", "/proc/no/such/folder", 1);
+  const testing_support::ScopedVariable temporary("TMPDIR", "/proc/no/such/folder");
   Log_Win32_Process_Mutex mutex;
   EXPECT_NE(mutex.open("Some_Mutex"), 0);
   EXPECT_EQ(mutex.acquire(Log_Mutex::kInfinite), 0);
   EXPECT_EQ(mutex.release(), 0);
-  ::unsetenv("TMPDIR");
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 
 #include "log/log.h"
 #include "platform/platform.h"
+#include "support/environment.h"
 #include "support/temp_folder.h"
 
 namespace TSEG {
@@ -103,11 +104,10 @@ TEST_F(ProcessLogger, ThreadsThatOpenAtOnceMakeOneLogger) {
 }
 
 TEST_F(ProcessLogger, UnusableTemporaryFolderDoesNotStopIt) {
-  ::setenv("TMPDIR", "/proc/no/such/folder", 1);
+  const testing_support::ScopedVariable temporary("TMPDIR", "/proc/no/such/folder");
   EXPECT_EQ(OpenWith("head = 0\nstyle = 16\n"), 0);
   log_error("x");
   srlog_close();
-  ::unsetenv("TMPDIR");
   EXPECT_EQ(folder.read("log/w.log"), "x\n");
 }
 

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "support/environment.h"
 #include "support/temp_folder.h"
 
 namespace TSEG {
@@ -26,11 +27,9 @@ using platform::NamedMutex;
 
 class NamedMutexTest : public ::testing::Test {
  protected:
-  NamedMutexTest() { SetFolder(folder_.path()); }
-  ~NamedMutexTest() override { ::unsetenv("TMPDIR"); }
-  static void SetFolder(const std::string& path) { ::setenv("TMPDIR", path.c_str(), 1); }
   std::string LockFile(const std::string& name) const { return folder_.file("wvad-" + std::to_string(::geteuid()) + "-" + name + ".lock"); }
   testing_support::TempFolder folder_;
+  const testing_support::ScopedVariable temporary_{"TMPDIR", folder_.path()};
 };
 
 TEST_F(NamedMutexTest, ExcludesAmongThreads) {
@@ -111,7 +110,7 @@ TEST_F(NamedMutexTest, DoesNotFollowALink) {
 }
 
 TEST_F(NamedMutexTest, WithoutAFolderEachStandsForItself) {
-  SetFolder(folder_.file("missing"));
+  const testing_support::ScopedVariable elsewhere("TMPDIR", folder_.file("missing"));
   NamedMutex first;
   NamedMutex second;
   EXPECT_EQ(first.Open("name"), ENOENT);

@@ -116,6 +116,8 @@ class Refusals(unittest.TestCase):
                 (wvad.ArgumentError, "min_silense: there is no such setting", {"min_silense": 1}),
                 (wvad.ArgumentError, "threshold", {"threshold": 2}), (wvad.ArgumentError, "threshold", {"threshold": float("nan")}),
                 (TypeError, "threshold: expected a number", {"threshold": "0.5"}),
+                (TypeError, "min_silence: expected a number", {"min_silence": True}),
+                (TypeError, "threshold: expected a number", {"threshold": np.bool_(True)}),
                 (wvad.ModelError, "there is no such file", {"model": "no_such_model"}),
                 (wvad.ArgumentError, "not the name of a bundled model", {"model": "lstm fb75"}),
                 (wvad.ArgumentError, "zero character", {"model": "a\0b"}), (TypeError, "model: expected", {"model": 7})):

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "support/environment.h"
 #include "wvad/program_fixture.h"
 
 namespace TSEG::tool {
@@ -47,9 +48,8 @@ TEST_F(CommandLineHelp, HelpIsACommandToo) {
 
 TEST_F(CommandLineHelp, HelpOfANarrowTerminalBreaksWhereverThereIsABlank) {
   for (const size_t width : {20U, 30U, 40U}) {
-    setenv("COLUMNS", std::to_string(width).c_str(), 1);
+    const testing_support::ScopedVariable columns("COLUMNS", std::to_string(width));
     const std::string help = Call({"--help-all"}).out;
-    unsetenv("COLUMNS");
     std::istringstream lines(help);
     for (std::string line; std::getline(lines, line);) {
       if (line.size() <= width) continue;
@@ -60,7 +60,7 @@ TEST_F(CommandLineHelp, HelpOfANarrowTerminalBreaksWhereverThereIsABlank) {
 
 TEST_F(CommandLineHelp, HelpFitsTheTerminal) {
   for (const size_t width : {50U, 60U, 80U, 120U}) {
-    setenv("COLUMNS", std::to_string(width).c_str(), 1);
+    const testing_support::ScopedVariable columns("COLUMNS", std::to_string(width));
     for (const std::vector<std::string>& call : {std::vector<std::string>{"--help"},
                                                  {"segment", "--help"},
                                                  {"compare", "--help"},
@@ -77,7 +77,6 @@ TEST_F(CommandLineHelp, HelpFitsTheTerminal) {
       EXPECT_LE(longest, width) << call[0];
       EXPECT_GT(longest, width * 3 / 4) << call[0];
     }
-    unsetenv("COLUMNS");
   }
   // Words stand beside the options that they belong to.
   EXPECT_THAT(Call({"segment", "--help"}).out, HasSubstr("\n  --track N" + std::string(12, ' ') + "Sound track to listen to"));

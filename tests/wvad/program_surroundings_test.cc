@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "support/environment.h"
 #include "wvad/program_fixture.h"
 
 namespace TSEG::tool {
@@ -25,10 +26,9 @@ TEST_F(Program, NothingIsLeftBehind) {
   current_ = folder_.file("work");
   std::filesystem::create_directory(current_);
   const std::string path = Wav("a.wav", 5, kTwoBursts);
-  setenv("TMPDIR", temporary.c_str(), 1);
+  const testing_support::ScopedVariable elsewhere("TMPDIR", temporary);
   EXPECT_EQ(Segment({path}).code, 0);
   ExpectFailure(Call({"segment", "-m", "/dev/null", path}), 7, "not a model file");
-  unsetenv("TMPDIR");
   // The lock that loggers of one user share stays, as locks do.
   for (const auto& entry : std::filesystem::directory_iterator(temporary)) EXPECT_EQ(entry.path().extension(), ".lock") << entry.path();
   EXPECT_TRUE(std::filesystem::is_empty(current_));
@@ -156,9 +156,10 @@ TEST_F(Program, ModelIsFoundByNameInTheFolderOfModels) {
   for (const char* name : {"mine", "mine.bin"}) {
     EXPECT_EQ(Call({"segment", "--models-dir", folder_.file("models"), "-m", name, good}).code, 0) << name;
   }
-  setenv("WVAD_MODELS_DIR", folder_.file("models").c_str(), 1);
-  EXPECT_EQ(Call({"segment", "-m", "mine", good}).code, 0);
-  unsetenv("WVAD_MODELS_DIR");
+  {
+    const testing_support::ScopedVariable models("WVAD_MODELS_DIR", folder_.file("models"));
+    EXPECT_EQ(Call({"segment", "-m", "mine", good}).code, 0);
+  }
   // A path with characters that mean something in a configuration file.
   std::filesystem::create_directory(folder_.file("o'dd \"na\\me\" ="));
   std::filesystem::copy_file(WVAD_TEST_MODEL, folder_.file("o'dd \"na\\me\" =/m.bin"));

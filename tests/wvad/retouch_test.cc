@@ -3,6 +3,7 @@
 // wvad trim and wvad mute: what stays of a recording, bit for bit, and where it has come to stand.
 #include <cstdlib>
 
+#include "support/environment.h"
 #include "wvad/cut_plan.h"
 #include "wvad/program_fixture.h"
 
@@ -279,10 +280,9 @@ TEST_F(Retouched, NoRoomForWhatComesOnceIsToldWithItsPlaceAndTheWayRound) {
   Wav("a.wav", 5, kTwoBursts);
   input_ = folder_.read("a.wav");
   std::filesystem::create_directory(folder_.file("tmp"));
-  setenv("TMPDIR", folder_.file("tmp").c_str(), 1);
+  const testing_support::ScopedVariable temporary("TMPDIR", folder_.file("tmp"));
   // 80000 samples are kept as floats; the recording and what is made of it are smaller.
   const Outcome run = WithFileSizeLimit(200000, [&] { return Run("trim", {"-", "-o", "o.wav"}); });
-  unsetenv("TMPDIR");
   ExpectFailure(
       run, 8,
       "-: is kept in a temporary file in " + folder_.file("tmp") + " meanwhile, which cannot be written: File too large; set TMPDIR");

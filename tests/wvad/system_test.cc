@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 
+#include "support/environment.h"
 #include "support/temp_folder.h"
 #include "wvad/failure.h"
 
@@ -31,9 +31,8 @@ TEST(System, PrivateFolderNeedsNoUsableTmpdir) {
   const testing_support::TempFolder odd;
   for (const std::string& value : {std::string("/no/such/folder"), std::string("relative"), odd.file("back\\slash")}) {
     if (value[0] == '/' && value != "/no/such/folder") fs::create_directory(value);
-    setenv("TMPDIR", value.c_str(), 1);
+    const testing_support::ScopedVariable temporary("TMPDIR", value);
     const PrivateFolder folder;
-    unsetenv("TMPDIR");
     EXPECT_EQ(folder.path().rfind("/tmp/wvad-", 0), 0U) << folder.path();
   }
 }

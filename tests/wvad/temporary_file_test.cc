@@ -4,10 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 
+#include "support/environment.h"
 #include "support/temp_folder.h"
 
 namespace TSEG::tool {
@@ -28,9 +28,8 @@ TEST(TemporaryFile, GivesBackWhatWasAppended) {
 TEST(TemporaryFile, LeavesNoNameAndNeedsNoUsableTmpdir) {
   const testing_support::TempFolder folder;
   for (const std::string& place : {folder.path(), folder.file("missing"), std::string()}) {
-    setenv("TMPDIR", place.c_str(), 1);
+    const testing_support::ScopedVariable temporary("TMPDIR", place);
     TemporaryFile file("-");
-    unsetenv("TMPDIR");
     file.Append("x", 1);
     char byte = 0;
     EXPECT_EQ(file.ReadAt(0, &byte, 1), 1U) << place;
