@@ -165,13 +165,16 @@ int ReadStep(TsegInst* inst, WVadAudioSample* audio) {
   audio->pData = inst->reading.pReadBuf.data();
 
   FreeTo(inst, WrapSub32(audio->nFrame, kKeepFrames), sentence.closed);
-  // Without a sentence the reading point stands still: a long silence after one is freed up to the run that may become the next.
-  if (sentence.begin == -1 && !sentence.closed && inst->decision.pEndpoint->nState == 2) {
-    FreeTo(inst, WrapSub32(inst->decision.pEndpoint->nPendBegin, kKeepFrames), false);
-  }
-  // Outside of a sentence the detector's floor only rises, and none begins before it.
-  if (inst->reading.bFreesInSilence && sentence.begin == -1 && !sentence.closed && inst->decision.pEndpoint->nState != 1) {
-    FreeTo(inst, WrapSub32(inst->decision.pEndpoint->nFloor, kKeepFrames), false);
+  // Without a sentence the reading point stands still.
+  if (sentence.begin == -1 && !sentence.closed) {
+    const EndpointDetector& detector = *inst->decision.pEndpoint;
+    if (inst->reading.bFreesByFloor) {
+      // Outside of a sentence the floor only rises, and none begins before it.
+      if (detector.nState != 1) FreeTo(inst, WrapSub32(detector.nFloor, kKeepFrames), false);
+    } else if (detector.nState == 2) {
+      // A long silence after a sentence is freed up to the run that may become the next, whose margin may reach further back.
+      FreeTo(inst, WrapSub32(detector.nPendBegin, kKeepFrames), false);
+    }
   }
   inst->reading.nReadSentence = i;
   // A time-out ends the reading at once, at every further read anew. The end of the audio lets all sentences come out first and is

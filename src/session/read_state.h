@@ -18,9 +18,9 @@ constexpr uint32_t kReadBufBytes = 3145728;
 struct ReadState {
   AlignedBuffer<uint8_t> pReadBuf = AlignedBuffer<uint8_t>::Uncleared(kReadBufBytes);
   uint32_t nReadState = 0;
-  uint32_t nReadBegun = 0;       // sentences whose beginning the reader has reported
-  uint32_t nReadSentence = 0;    // index of the sentence being read
-  bool bFreesInSilence = false;  // what no sentence can reach any more goes while nobody speaks; holds for all sessions
+  uint32_t nReadBegun = 0;     // sentences whose beginning the reader has reported
+  uint32_t nReadSentence = 0;  // index of the sentence being read
+  bool bFreesByFloor = false;  // what no sentence can reach any more goes while nobody speaks, and nothing else; for all sessions
   std::unique_ptr<ReadCmn> pReadCmn = std::make_unique<ReadCmn>();
 
   void Start(const CFG_VAD& cfg);

@@ -43,8 +43,8 @@ EngineInstance::EngineInstance(Engine& engine, DecisionObserver* observer, int32
   handle_->intake.nChunkBytes = static_cast<uint32_t>(handle_->nSampleRate / 100) * sizeof(int16_t);
   handle_->sideA.pFrontEnd->bPopsEarly = true;
   if (handle_->sideB) handle_->sideB->pFrontEnd->bPopsEarly = true;
-  // Minutes without a sentence take no more memory than seconds.
-  handle_->reading.bFreesInSilence = true;
+  // Minutes without a sentence take no more memory than seconds, and a sentence is whole however far its margin reaches back.
+  handle_->reading.bFreesByFloor = true;
 }
 
 EngineInstance::~EngineInstance() { engine_.DestroyInst(handle_); }

@@ -51,7 +51,7 @@ TEST_F(ReadPathTest, SilenceIsFreedUpToTheFloorWhereAClientAsksForIt) {
   detector.nFloor = 450;
   Read();
   EXPECT_EQ(FirstKept(), 0);  // nobody has asked
-  inst_->reading.bFreesInSilence = true;
+  inst_->reading.bFreesByFloor = true;
   detector.nState = 1;
   Read();
   EXPECT_EQ(FirstKept(), 0);  // within a sentence the floor is its last speech
@@ -72,8 +72,19 @@ TEST_F(ReadPathTest, SilenceIsFreedUpToTheFloorWhereAClientAsksForIt) {
   EXPECT_EQ(values_, (std::vector<int>{480, 481, 482, 483, 484, 485, 486, 487, 488, 489}));
 }
 
+TEST_F(ReadPathTest, FreedByTheFloorARunThatMayBeginKeepsItsWholeMargin) {
+  inst_->reading.bFreesByFloor = true;
+  AddFrames(500);
+  EndpointDetector& detector = *inst_->decision.pEndpoint;
+  detector.nState = 2;
+  detector.nPendBegin = 450;
+  detector.nFloor = 250;  // 200 frames before it, as a margin of 2 s asks
+  Read();
+  EXPECT_EQ(FirstKept(), 150);
+}
+
 TEST_F(ReadPathTest, SilenceStaysWhileASentenceWaitsForItsReader) {
-  inst_->reading.bFreesInSilence = true;
+  inst_->reading.bFreesByFloor = true;
   AddFrames(500);
   Open(20, 40);
   Close(60);

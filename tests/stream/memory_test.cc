@@ -70,17 +70,21 @@ TEST_F(HeldFrames, AreFewAfterMinutesOfClicks) {
   EXPECT_LE(Held(), kFewFrames);
 }
 
-// Sentences with what the engine hands out of them, behind silences of all kinds, are those of a session that frees nothing.
+// Sentences with what the engine hands out of them, behind silences of all kinds, are whole and those of a session that reads nothing, and
+// so frees nothing, before all of it has been heard.
 TEST_F(HeldFrames, SentencesAreTheSameToTheBit) {
   const std::vector<int16_t> signal =
       Bursts(60, {{0.3, 0.8}, {1.5, 1.6}, {1.75, 3.0}, {9.0, 9.05}, {9.2, 9.35}, {9.45, 12.0}, {31.0, 31.1}, {31.2, 33.0}, {58.0, 60.0}});
   for (const bool features : {false, true}) {
     std::vector<std::vector<SessionSentence>> runs;
-    for (const bool frees : {false, true}) {
-      instance_.record().reading.bFreesInSilence = frees;
+    for (const bool at_once : {false, true}) {
       const auto session = Session(features);
-      Feed(session.get(), signal);
-      session->Write(nullptr, 0, true);
+      if (at_once) {
+        session->Write(signal.data(), signal.size(), true);
+      } else {
+        Feed(session.get(), signal);
+        session->Write(nullptr, 0, true);
+      }
       runs.push_back(session->TakeClosed());
     }
     ASSERT_EQ(runs[0].size(), runs[1].size());
@@ -88,7 +92,8 @@ TEST_F(HeldFrames, SentencesAreTheSameToTheBit) {
     for (size_t i = 0; i < runs[0].size(); ++i) {
       EXPECT_EQ(runs[0][i].begin_frame, runs[1][i].begin_frame);
       EXPECT_EQ(runs[0][i].end_frame, runs[1][i].end_frame);
-      EXPECT_FALSE(runs[0][i].data.empty());
+      const auto n_frames = static_cast<size_t>(runs[0][i].end_frame - runs[0][i].begin_frame);
+      EXPECT_EQ(runs[0][i].data.size(), n_frames * (features ? 115 * sizeof(float) : 2 * 160)) << i;
       EXPECT_EQ(runs[0][i].data, runs[1][i].data) << i;
     }
   }

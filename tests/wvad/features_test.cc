@@ -41,6 +41,17 @@ std::vector<float> HandedOut(const std::vector<int16_t>& signal, const std::vect
   return floats;
 }
 
+TEST_F(Program, FeaturesReachAsFarBackAsTheMargin) {
+  // Behind a sentence two runs that begin one together: the first frame of the second sentence lies 2 s before the first run.
+  const std::string wav = Wav("a.wav", 12, {{1.0, 2.0}, {6.0, 6.15}, {6.25, 8.0}});
+  EXPECT_EQ(Run("features", {"--pad-before", "2", "-d", folder_.file("out"), wav}).code, 0);
+  const nlohmann::json second = nlohmann::json::parse(folder_.read("out/a-features.json"))["sentences"].at(1);
+  EXPECT_DOUBLE_EQ(second["begin"], 4.0);
+  EXPECT_DOUBLE_EQ(second["end"], 8.2);
+  EXPECT_EQ(second["frames"], 420);
+  EXPECT_EQ(ParseNpy(folder_.read("out/" + second["file"].get<std::string>())).rows, 420UL);
+}
+
 TEST_F(Program, FeaturesHaveARowForEachFrameOfTheirSentence) {
   const Outcome run = Run("features", {"-d", folder_.file("out"), Wav("a.wav", 5, kTwoBursts)});
   EXPECT_EQ(run.code, 0) << run.err;

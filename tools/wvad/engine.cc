@@ -12,6 +12,7 @@
 #include <system_error>
 #include <typeinfo>
 
+#include "session/tseg_inst.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
 #include "wvad/system.h"
@@ -129,6 +130,8 @@ Engine::~Engine() { core_.Uninitialize(); }
 Detector::Detector(Engine& engine) : core_(engine.core()) {
   const int code = core_.CreateInst(&handle_);
   if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "no detector could be made: " + CodeName(code));
+  // A sentence is whole however far its margin reaches back.
+  handle_->reading.bFreesByFloor = true;
 }
 
 Detector::~Detector() { core_.DestroyInst(handle_); }
