@@ -48,6 +48,11 @@ set_target_properties(
                          EXPORT_NAME stream)
 target_link_libraries(wvad-stream PRIVATE $<BUILD_INTERFACE:wvad_flags> $<BUILD_INTERFACE:wvad_stream_api>)
 wvad_exports(wvad-stream stream_exports.txt)
+if(NOT WIN32)
+  # FFTW keeps what its planner has learnt, some 200 KB, and cannot be told to forget it while somebody else in the process has plans. A host that
+  # loads and unloads a library again and again would lose that much each time, so this one stays once it is loaded.
+  target_link_options(wvad-stream PRIVATE -Wl,-z,nodelete)
+endif()
 
 # The bundled models lie where the library looks for them by default: in the folder "vad" beside its own file.
 set(_wvad_library_folder ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
