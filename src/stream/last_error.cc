@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
+
+#include "base/plain_character.h"
 
 namespace TSEG::stream {
 namespace {
@@ -17,15 +20,21 @@ thread_local char last_message[kLongestMessage] = "";
 const char* LastError() { return last_message; }
 
 wvad_status Fail(wvad_status status, const char* message) noexcept {
-  const size_t length = std::strlen(message);
-  size_t kept = std::min(length, sizeof last_message - 1);
-  // What is left out begins with a whole character, not within one.
-  while (kept < length && kept > 0 && (static_cast<unsigned char>(message[kept]) & 0xC0) == 0x80) --kept;
-  std::memcpy(last_message, message, kept);
-  last_message[kept] = '\0';
-  for (char* at = last_message; *at != '\0'; ++at) {
-    if (*at == '\n' || *at == '\r') *at = ' ';
+  const std::string_view text = message;
+  size_t kept = 0;
+  for (size_t at = 0; at < text.size();) {
+    const size_t length = PlainCharacterAt(text, at);
+    // What is left out begins with a whole character, not within one.
+    if (kept + std::max<size_t>(length, 1) >= sizeof last_message) break;
+    if (length > 0) {
+      std::memcpy(last_message + kept, message + at, length);
+    } else {
+      last_message[kept] = text[at] == '\n' || text[at] == '\r' ? ' ' : '?';
+    }
+    at += std::max<size_t>(length, 1);
+    kept += std::max<size_t>(length, 1);
   }
+  last_message[kept] = '\0';
   return status;
 }
 

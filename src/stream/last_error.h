@@ -15,7 +15,8 @@ namespace TSEG::stream {
 
 // The message of the last refusal on this thread.
 const char* LastError();
-// Keeps `message`, UTF-8, for the thread, the whole characters among its first 511 bytes, and gives `status`.
+// Keeps `message` for the thread, the whole characters among its first 511 bytes, and gives `status`. A line end becomes a blank, a byte of
+// what is no UTF-8 or would do something to a terminal a question mark.
 wvad_status Fail(wvad_status status, const char* message) noexcept;
 
 // Runs `body`, which gives a status of 0 or above or throws.

@@ -303,6 +303,16 @@ TEST_F(Refusals, MessageThatIsTooLongEndsWithAWholeCharacter) {
   EXPECT_EQ(wvad_last_error(), "\"" + fits + "\"" + words);
 }
 
+TEST_F(Refusals, MessageIsALineOfUtf8WhateverANameHolds) {
+  wvad_model* model = nullptr;
+  EXPECT_LT(wvad_model_open("no\nsuch\x1B[31m\xFF \xC3\xA4 \xC2\x9B.bin", &model), 0);
+  EXPECT_EQ(std::string(wvad_last_error()).rfind("no such?[31m? \xC3\xA4 ??.bin: ", 0), 0U) << wvad_last_error();
+  // Of 512 bytes that are no characters 511 are told.
+  wvad_settings settings = Settings();
+  EXPECT_EQ(wvad_settings_parse(&settings, (std::string(600, '\xFF') + "=1").c_str()), WVAD_E_PARAMETER);
+  EXPECT_EQ(wvad_last_error(), "\"" + std::string(510, '?'));
+}
+
 TEST_F(Refusals, EachStatusHasItsName) {
   EXPECT_STREQ(wvad_status_name(WVAD_OK), "WVAD_OK");
   for (wvad_status status = WVAD_E_INTERNAL; status < 0; ++status) {
