@@ -190,7 +190,7 @@ test_windows() {
 }
 
 test_arm64() {
-  ensure_packages $arm64_packages mmdebstrap pkg-config
+  ensure_packages $arm64_packages mmdebstrap arch-test pkg-config
   folder=$work/unpacked/wvad-$version-debian12-arm64
   tar -xzf dist/wvad-*-arm64.tar.gz -C "$work/unpacked"
   for paper in README.txt LICENSE NOTICE boost.copyright CLI11.copyright nlohmann-json.copyright; do
