@@ -6,6 +6,7 @@ import io
 import json
 import os
 import signal
+import stat
 import unittest
 from pathlib import Path
 from unittest import mock
@@ -111,6 +112,33 @@ class Corpus(CorpusTest):
         for out, words in (("", "-o '': expected a name"), ("-", "-o '-': expected a name"), ("talks", "talks: is a folder; -o names a file")):
             self.assertRegex(self.command("talks", "--force", code=2, output=out), words)
         self.assertEqual(os.listdir(), ["talks"])
+
+    def test_what_is_no_file_is_never_replaced(self):
+        self.talks(1)
+        os.mkfifo("pipe")
+        for out in ("pipe", "link"):
+            if out == "link":
+                os.symlink("pipe", "link")
+            for force in ([], ["--force"]):
+                self.assertRegex(self.command("talks", *force, code=2, output=out), f"{out}: is a device, a pipe or a socket")
+        self.assertTrue(stat.S_ISFIFO(os.lstat("pipe").st_mode))
+        self.assertEqual(sorted(os.listdir()), ["link", "pipe", "talks"])
+
+    def test_a_link_stays_and_its_file_is_replaced_with_force_alone(self):
+        self.talks(1)
+        Path("deep").mkdir()
+        for name in ("file", "gone"):
+            os.symlink(f"deep/{name}", name)
+        os.symlink("round", "round")
+        Path("deep/file").write_text("mine", encoding="utf-8")
+        for out in ("file", "gone", "round"):
+            self.assertRegex(self.command("talks", code=2, output=out), f"{out}: exists already; --force")
+        self.assertEqual((os.listdir("deep"), Path("deep/file").read_text(encoding="utf-8")), (["file"], "mine"))
+        for out in ("file", "gone"):
+            self.assertRegex(self.command("talks", "--force", output=out), f"{out}: 1 recordings")
+            self.assertEqual((os.readlink(out), len(self.rows(out))), (f"deep/{out}", 2))
+        self.assertRegex(self.command("talks", "--force", code=2, output="round"), "round: is a link that leads to itself")
+        self.assertEqual((sorted(os.listdir()), sorted(os.listdir("deep"))), (["deep", "file", "gone", "round", "talks"], ["file", "gone"]))
 
     def test_what_nobody_expected_is_no_run_that_is_done(self):
         for environment in ({}, {"WVAD_TRACEBACK": "1"}):

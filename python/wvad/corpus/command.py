@@ -16,6 +16,7 @@ from . import folder as folders
 from . import ending, inputs, local, manifest, on_dask, on_slurm, plan, task
 from .bar import Bar
 from .entry import Entry, digest
+from .names import shown
 from .row import as_line
 
 
@@ -71,8 +72,8 @@ def _check_output(given: argparse.Namespace) -> None:
     for name, out in (("-o", given.output), ("--shards", given.shards)):
         if out in ("", "-"):
             raise errors.ArgumentError(f"{name} {out!r}: expected a name; rows are written to a file, so that a run can go on with them")
-    if given.output is not None and os.path.isdir(given.output):
-        raise errors.ArgumentError(f"{given.output}: is a folder; -o names a file, --shards a folder")
+    if given.output is not None:
+        _check_place(given.output, given.force)
     for name in ("dask", "slurm", "shard_size", "columns"):
         if getattr(given, name) not in (None, False) and given.shards is None:
             raise errors.ArgumentError(f"--{name.replace('_', '-')} is for shards: give --shards FOLDER in place of -o")
@@ -86,23 +87,34 @@ def _check_output(given: argparse.Namespace) -> None:
         raise errors.ArgumentError("--jobs: with --dask the workers say how many tasks they take at once")
 
 
+def _check_place(out: str, force: bool) -> None:
+    """Raises ArgumentError where no file can be written, and where one would be replaced that --force alone replaces."""
+    if os.path.isdir(out):
+        raise errors.ArgumentError(f"{shown(out)}: is a folder; -o names a file, --shards a folder")
+    if os.path.exists(out) and not os.path.isfile(out):
+        raise errors.ArgumentError(f"{shown(out)}: is a device, a pipe or a socket, which nothing is written to; -o names a file")
+    if os.path.lexists(out) and not force:
+        raise errors.ArgumentError(f"{shown(out)}: exists already; --force replaces it")
+    if os.path.islink(os.path.realpath(out)):
+        raise errors.ArgumentError(f"{shown(out)}: is a link that leads to itself")
+
+
 def _work(given: argparse.Namespace) -> int:
     _check_output(given)
     options = _checked(given)
     header = {"wvad": __version__, "profile": given.profile, "model": given.model, "model_sha256": task.sum_of_model(given.model),
               "channel": options["channel"], "settings": dict(given.set)}
-    out = Path(given.output if given.shards is None else given.shards)
+    # A link stays, and the file that it leads to is replaced.
+    out = Path(os.path.realpath(given.output) if given.shards is None and os.path.islink(given.output) else given.output or given.shards)
     recordings = manifest.recordings_of(given.recordings) if given.recordings else {}
     entries = inputs.entries(given.input, recordings)
     if given.shards is not None:
         return _into_shards(given, out, header, options, entries)
-    if out.exists() and not given.force:
-        raise errors.ArgumentError(f"{out}: exists already; --force replaces it")
     listed = list(entries)
     _spare(_files_named(given), [out])
     _spare((path for one in listed for path in one.paths()), [out])
     bad = local.into_file(listed, out, as_line({**header, "recordings_sha256": digest(listed)}), options, _jobs(given), given.quiet)
-    return _say(given, out, len(listed), bad)
+    return _say(given, Path(given.output), len(listed), bad)
 
 
 def _jobs(given: argparse.Namespace) -> int:
