@@ -201,6 +201,18 @@ class Manifest(CorpusTest):
         self.assertEqual(len(rows[-1]["sentences"]), 3)
         self.assertFalse(Path("ran").exists())
 
+    def test_sound_that_is_to_be_changed_is_refused_in_every_kind_of_row(self):
+        recording = {"sources": [{"type": "file", "channels": [0], "source": "talk.wav"}]}
+        for row in ({"file": "talk.wav"}, {"audio_filepath": ["left.wav", "right.wav"]}, recording, {"recording": recording, "start": 0}):
+            with self.subTest(str(row)):
+                said = [({"transforms": [{"name": "Speed"}, "reverb"]}, r"changed first \(transforms: Speed, reverb\)"),
+                        ({"transforms": "reverb"}, r"changed first \(transforms: reverb\)"), ({"tracks": [{"cut": {}}]}, r"a mixture .*\(tracks\)")]
+                plain = [{}, {"transforms": []}, {"transforms": None}, {"tracks": []}]
+                rows = self.heard(*({**row, **more} for more, _ in said), *({**row, **more} for more in plain), code=1)
+                for got, (_, words) in zip(rows, said):
+                    self.assertRegex(got.get("error", "no error"), words)
+                self.assertEqual([len(got["sentences"]) for got in rows[3:]], [2 if "audio_filepath" in row else 3] * 4)
+
     def test_names_that_no_file_has_are_told_with_their_line(self):
         """An address, and a piece in the way of one."""
         address = "is an address, and addresses are not opened here, files alone"

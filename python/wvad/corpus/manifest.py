@@ -147,6 +147,7 @@ def _first_of(named: Any) -> str:
 
 def _flat(row: Dict[str, Any], key: str, folder: Path, name: str, more: Optional[Dict[str, Any]]) -> Entry:
     """A row that names its file at the first level. Relative names start at the manifest's folder."""
+    _refuse_changes(row)
     begin = _seconds(row, "offset", 0.0)
     duration = _seconds(row, "duration", None, least=0.0)
     files = [row[key]] if isinstance(row[key], str) else row[key]
@@ -162,8 +163,7 @@ def _nested(row: Dict[str, Any], folder: Path, recordings: Recordings, more: Opt
     """A row of a recording with its sources, or of a piece of such a recording."""
     if "sources" in row:
         return _of_sources(row, folder, Piece(), more)
-    if isinstance(row.get("tracks"), list):
-        raise _Refused("a mixture of several recordings (tracks) cannot be heard before it is mixed")
+    _refuse_changes(row)
     recording = row.get("recording")
     name = row.get("recording_id")
     if recording is None and isinstance(name, (str, int)) and not isinstance(name, bool):
@@ -179,15 +179,18 @@ def _nested(row: Dict[str, Any], folder: Path, recordings: Recordings, more: Opt
         raise _Refused(f"recording: expected a row with sources, got {_brief(recording)}; {NAMED_BY[0]} names a file")
     if "sources" not in recording:
         raise _Refused("its recording has no sources")
-    _refuse_changes(row)
     channels = sorted(set(_counted_from_0(row.get("channel", ()), "channel")))
     piece = Piece(_seconds(row, "start", 0.0) or 0.0, _seconds(row, "duration", None, least=0.0), tuple(channels))
     return _of_sources(recording, folder, piece, more)
 
 
 def _refuse_changes(row: Dict[str, Any]) -> None:
-    if row.get("transforms"):
-        names = [one.get("name", "?") if isinstance(one, dict) else "?" for one in row["transforms"]] if isinstance(row["transforms"], list) else ["?"]
+    """Refuses a row whose sound is not that of its files: what was found in these would be said of something else."""
+    if isinstance(row.get("tracks"), list) and row["tracks"]:
+        raise _Refused("a mixture of several recordings (tracks) cannot be heard before it is mixed")
+    given = row.get("transforms")
+    if given:
+        names = [one.get("name", "?") if isinstance(one, dict) else one for one in (given if isinstance(given, list) else [given])]
         raise _Refused(f"its sound is to be changed first (transforms: {', '.join(map(str, names))}), which is not done here")
 
 
