@@ -106,6 +106,16 @@ class Manifest(CorpusTest):
         write_wave("right.wav", bursts(2, []))
         self.assertEqual(self.spans({"sources": sources}), [[(0.7, 2.2)]])
 
+    def test_a_recording_in_several_files_names_them_all_and_is_a_piece_only_where_one_is_asked_for(self):
+        names = ["left.wav", "right.wav"]
+        whole, piece, damaged, one, sources = self.heard(
+            {"file": names}, {"file": names, "offset": 3, "text": "x"}, {"file": [*names, "gone.wav"]}, {"file": ["talk.wav"]},
+            {"sources": [{"type": "file", "channels": [at], "source": name} for at, name in enumerate(names)]}, code=1)
+        self.assertEqual([row["file"] for row in (whole, piece, damaged, one, sources)], ["left.wav"] * 3 + ["talk.wav", "left.wav"])
+        self.assertEqual([row.get("files") for row in (whole, piece, damaged, one)], [names, names, [*names, "gone.wav"], None])
+        self.assertEqual([row.get("offset") for row in (whole, piece, one, sources)], [None, 3, None, None])
+        self.assertEqual((whole["duration"], piece["duration"], piece["manifest"]), (6, 3, {"offset": 3, "text": "x"}))
+
     def test_pieces_of_recordings(self):
         recording = {"id": "r", "sources": [{"type": "file", "channels": [0, 1], "source": "both.wav"}]}
         cut = {"id": "c", "type": "MonoCut", "start": 2, "duration": 3, "channel": 1, "recording": recording}

@@ -128,8 +128,11 @@ def entries_of(path: Path, recordings: Recordings) -> Iterator[Entry]:
             key = next((one for one in NAMED_BY if row.get(one) and isinstance(row[one], (str, list))), None)
             if key is not None:
                 said = {other: value for other, value in row.items() if other != key}
-                more = {"manifest": said} if said else None
+                more = {"manifest": said} if said else {}
                 name = shown(_first_of(row[key]))
+                if isinstance(row[key], list) and len(row[key]) > 1:
+                    more["files"] = [shown(_first_of([one])) for one in row[key]]
+                more = more or None
                 yield _flat(row, key, path.parent, name, more)
             else:
                 more = {"manifest": row}

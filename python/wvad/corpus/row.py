@@ -55,8 +55,10 @@ def _of_piece(entry: Entry, piece: Piece, options: Dict[str, Any]) -> Row:
             values["begin"] = (one.begin_frame + reader.first) / reader.rate
             values["end"] = (one.end_frame + reader.first) / reader.rate
             sentences.append({name: rounded(value) for name, value in values.items() if name in _SENTENCE})
-        return {"offset": rounded(reader.first / reader.rate), "rate": reader.rate, "channels": reader.channels, "duration": rounded(found.duration),
-                "damage": reader.damage, "note": reader.note or found.note, "sentences": sentences}
+        # The whole of several files is none of them.
+        offset = {} if piece._replace(parts=()) == Piece() else {"offset": rounded(reader.first / reader.rate)}
+        return {**offset, "rate": reader.rate, "channels": reader.channels, "duration": rounded(found.duration), "damage": reader.damage,
+                "note": reader.note or found.note, "sentences": sentences}
 
 
 def rounded(value: Any) -> Any:
