@@ -137,6 +137,12 @@ class _CallerFile:
         return view.tobytes()
 
 
+def _pass_on(reason: Exception) -> None:
+    """Raises what a signal's handler has raised while the system was asked: TimeoutError is an OSError too, but the system's have a number."""
+    if isinstance(reason, OSError) and reason.errno is None:
+        raise reason
+
+
 def _refusal(path: Optional[str]) -> int:
     """Why the system does not give a file out (errno); 0 where it does, or where there is none."""
     if path is None:
@@ -145,6 +151,7 @@ def _refusal(path: Optional[str]) -> int:
         os.close(os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC))
         return errno.EISDIR if os.path.isdir(path) else 0
     except OSError as reason:
+        _pass_on(reason)
         return reason.errno or 0
 
 
@@ -234,13 +241,15 @@ class AudioFile:
         """A pipe or a device is read from here, where an interrupt ends the waiting."""
         try:
             mode = os.stat(path).st_mode
-        except (OSError, ValueError):
+        except (OSError, ValueError) as reason:
+            _pass_on(reason)
             return  # the decoders have words for it
         if stat.S_ISREG(mode) or stat.S_ISDIR(mode):
             return
         try:
             self._own = open(path, "rb", buffering=0)
         except OSError as reason:
+            _pass_on(reason)
             raise errors.of_file(f"{self.name}: cannot be opened: {reason.strerror}", reason.errno or 0, os.fsdecode(path)) from None
         self._file = _CallerFile(self._own, self.name)
 

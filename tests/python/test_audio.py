@@ -295,6 +295,20 @@ for number in (signal.SIGINT, signal.SIGUSR1, signal.SIGUSR1):
         said = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, timeout=100, check=False)
         self.assertEqual((said.stdout.split(), said.stderr), (["KeyboardInterrupt", "OfHandler", "OfHandler"], ""))
 
+    def test_what_a_handler_raises_while_a_pipe_is_opened_comes_through_as_it_is(self):
+        os.mkfifo(self.folder / "pipe")  # which nobody writes to, so that opening it waits
+        of_handler = TimeoutError("of the handler")
+
+        def handler(*_):
+            raise of_handler
+
+        self.addCleanup(signal.signal, signal.SIGALRM, signal.signal(signal.SIGALRM, handler))
+        self.addCleanup(signal.setitimer, signal.ITIMER_REAL, 0)
+        signal.setitimer(signal.ITIMER_REAL, 0.2)
+        with self.assertRaises(TimeoutError) as caught:
+            wvad.segment(self.folder / "pipe")
+        self.assertIs(caught.exception, of_handler)
+
     def test_an_interrupt_ends_the_waiting_for_a_pipe(self):
         os.mkfifo(self.folder / "pipe")
         script = """

@@ -47,7 +47,8 @@ class Shards(CorpusTest):
 
     def test_columns_hold_the_same(self):
         self.wave("more.wav", bursts(3, [(0, 1)]))
-        self.manifest("set.jsonl", {"wav": "more.wav", "offset": 0.5, "text": "ü"}, {"wav": "talks/bad.wav"}, {"wav": "more.wav"}, {"wav": "talks/00.wav"})
+        self.manifest("set.jsonl", {"wav": "more.wav", "offset": 0.5, "text": "ü"}, {"wav": "talks/bad.wav"}, {"wav": "more.wav"},
+                      {"wav": ["talks/00.wav", "talks/00.wav"]})
         self.sharded("set.jsonl", "--columns", "--shard-size", 3)
         self.command("set.jsonl", code=1)
         rows = self.rows()[1:]
@@ -58,6 +59,7 @@ class Shards(CorpusTest):
                                 [[16000, 0, 16000], [2.5, np.nan, 3], [1, 0, 1]])
         self.assertEqual(first["recording.error"].tolist(), ["", rows[1]["error"], ""])
         self.assertEqual(json.loads(first["recording.manifest"][0]), rows[0]["manifest"])
+        self.assertEqual((first["recording.files"].tolist(), json.loads(last["recording.files"][0])), ([""] * 3, ["talks/00.wav"] * 2))
         self.assertEqual((first["sentence.recording"].tolist(), last["sentence.recording"].tolist()), ([0, 2], [3]))
         for number, row in ((0, rows[0]), (1, rows[2])):
             for name, value in row["sentences"][0].items():
