@@ -72,7 +72,7 @@ class Segmentation(Sequence[Sentence]):
                 stream._scale_told = True  # the source says it
             for block in source.blocks():
                 for stream, (channel, outline) in zip(streams, self._outlines):
-                    events = stream.push(block)
+                    events = stream._push_behind(self.heard, block)
                     outline.add_samples(mono(block, channel))
                     self._keep(stream, outline, events)
                 self.heard += len(block)
@@ -256,7 +256,7 @@ def _scores(going: Callable[[], bool], source: Any, rate: Optional[int] = None, 
             for block in opened.blocks():
                 if not going():
                     break
-                stream.push(block)
+                stream._push_behind(heard, block)
                 heard += len(block)
                 parts.append(_taken(stream))
             stream.finish()

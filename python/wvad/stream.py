@@ -201,19 +201,33 @@ class Stream:
                 _told.warn(words)
         step = self.rate * _PIECE_S
         if len(array) > step:
-            self._check_finite(array)
+            bad = self._bad_frame(array)
+            if bad is not None:
+                raise errors.ArgumentError(f"frame {bad} of the piece is not a finite number", "WVAD_E_SAMPLES")
         for begin in range(0, len(array), step):
             yield _samples.packed(array[begin:begin + step], dtype)
 
-    def _check_finite(self, array: Array) -> None:
+    def _bad_frame(self, array: Array) -> Optional[int]:
+        """The first frame that is not a finite number where it is listened to."""
         if array.dtype.kind != "f":
-            return
+            return None
         heard = array if array.ndim == 1 or self.channel == 0 else array[:, self.channel - 1]
         for begin in range(0, len(heard), 1 << 20):
             part = _samples.packed(heard[begin:begin + (1 << 20)], "float32")
             bad = np.flatnonzero(~np.isfinite(part.reshape(len(part), -1)).all(axis=1))
             if len(bad):
-                raise errors.ArgumentError(f"frame {begin + bad[0]} of the piece is not a finite number", "WVAD_E_SAMPLES")
+                return begin + int(bad[0])
+        return None
+
+    def _push_behind(self, heard: int, block: Array) -> List[Event]:
+        """push() of what comes behind `heard` frames of one source: a sample that is refused is told by its place in that."""
+        try:
+            return self.push(block)
+        except errors.ArgumentError as refusal:
+            bad = self._bad_frame(block) if refusal.status == "WVAD_E_SAMPLES" else None
+            if bad is None:
+                raise
+            raise errors.ArgumentError(f"frame {heard + bad} of the samples is not a finite number", refusal.status) from None
 
     def _collect(self) -> None:
         """Events of the library go behind those that wait."""

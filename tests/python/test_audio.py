@@ -14,6 +14,7 @@ import unittest
 import numpy as np
 import wvad
 from support import JFK, MODEL, InFolder, bursts, times, write_wave
+from wvad.compat.silero import get_speech_timestamps, load_silero_vad
 
 SIGNAL = bursts(6, [(1, 2), (4, 5)])
 
@@ -213,6 +214,21 @@ class Refusals(InFolder):
         header.write(bytes(data) + samples.tobytes())
         with self.assertWarnsRegex(wvad.AudioWarning, "no numbers"):
             self.assertEqual(times(wvad.segment(header.getvalue(), model=MODEL)), [(0.7, 2.2), (3.7, 5.2)])
+
+    def test_a_sample_that_is_no_number_is_named_by_its_place_in_all_of_them(self):
+        samples = np.zeros(120000, np.float32)
+        samples[100000] = np.inf
+        both = np.stack([np.zeros_like(samples), samples], axis=1)
+        both[90000, 0] = np.nan  # is not listened to
+        words = "^frame 100000 of the samples is not a finite number$"
+        for call in (lambda: wvad.segment(samples, 16000, model=MODEL).finish(), lambda: wvad.scores(samples, 16000, model=MODEL),
+                     lambda: wvad.segment(np.split(samples, [7, 99990]), 16000, model=MODEL).finish(),
+                     lambda: wvad.segment([samples[:7], samples[7:]], 16000, model=MODEL).finish(),
+                     lambda: wvad.scores(both, 16000, channel=2, model=MODEL),
+                     lambda: get_speech_timestamps(samples, load_silero_vad(model=MODEL))):
+            with self.assertRaisesRegex(wvad.ArgumentError, words) as caught:
+                call()
+            self.assertEqual(caught.exception.status, "WVAD_E_SAMPLES")
 
     def test_a_recording_that_was_cut_is_heard_as_far_as_it_goes(self):
         data = self.wave("talk.wav", SIGNAL).read_bytes()
