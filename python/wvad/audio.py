@@ -92,10 +92,13 @@ class _CallerFile:
             length = file.tell() - self._base
             file.seek(self._base)
         self._seekable = length >= 0
+        self._length = max(length, -1)
+
+    def record(self) -> _Bytes:
+        """For the decoders; has to be held as long as they may call. This object does not hold it: a ring of the two would keep the file open."""
         serving = self._serve()
         next(serving)
-        self._callback = _READ_AT(serving.send)  # held as long as the decoder may call
-        self.record = _Bytes(self._callback, None, max(length, -1))
+        return _Bytes(_READ_AT(serving.send), None, self._length)
 
     def _serve(self) -> Generator[None, Any, None]:
         """Answers one request after the other. A generator is within its `try` from the moment on that it is called: what a signal's handler
@@ -155,8 +158,10 @@ def _refusal(path: Optional[str]) -> int:
         return reason.errno or 0
 
 
-def _close(decoders: ctypes.CDLL, handle: c_void_p, _held: Any) -> None:
+def _close(decoders: ctypes.CDLL, handle: c_void_p, _held: Any, own: Optional[BinaryIO]) -> None:
     decoders.wvad_audio_close(ctypes.byref(handle))
+    if own is not None:
+        own.close()
 
 
 class AudioFile:
@@ -195,17 +200,18 @@ class AudioFile:
         self._decoders = _decoders()
         self._own: Optional[BinaryIO] = None
         self._file: Optional[_CallerFile] = None
+        self._record: Optional[_Bytes] = None
         self._path: Optional[str] = None
         self.name: str
         name = self._take(source)
         if b"\0" in name:
             raise errors.AudioFileError(f"{self.name!r}: holds a zero character, which no path does")
         try:
-            self._check(self._decoders.wvad_audio_open(name, self._record(), number, hz, ctypes.byref(self._handle)))
+            self._check(self._decoders.wvad_audio_open(name, self._way_back(), number, hz, ctypes.byref(self._handle)))
         except BaseException:
             self._close_own()
             raise
-        self._finalizer = weakref.finalize(self, _close, self._decoders, self._handle, self._file)
+        self._finalizer = weakref.finalize(self, _close, self._decoders, self._handle, self._record, self._own)
         info = _Info()
         self._decoders.wvad_audio_get_info(self._handle, ctypes.byref(info))
         self.rate: int = info.rate_hz
@@ -234,8 +240,12 @@ class AudioFile:
             raise TypeError(f"expected a path, bytes or a file that was opened for bytes, got {type(source).__name__}")
         return self.name.encode("utf-8", "backslashreplace")
 
-    def _record(self) -> Any:
-        return None if self._file is None else ctypes.byref(self._file.record)
+    def _way_back(self) -> Any:
+        """Where the decoders ask for bytes; None where they open a path themselves."""
+        if self._file is None:
+            return None
+        self._record = self._file.record()
+        return ctypes.byref(self._record)
 
     def _open_special(self, path: bytes) -> None:
         """A pipe or a device is read from here, where an interrupt ends the waiting."""

@@ -17,6 +17,43 @@ from .stream import Stream, channel_number
 _SETTINGS = Dict[str, Any]
 
 
+_Step = Tuple[int, str, str]  # frames that were heard; damage and note, as far as they are known
+
+
+def _listen(source: _sources.Source, streams: List[Stream], outlines: List[Outline], found: List[Sentence]) -> Iterator[_Step]:
+    """Each step is a block; what it brings is in `found` by then. Knows nothing of the Segmentation, so that one that is dropped before its end
+    gives source and streams back at once, and not when rings of objects are looked for."""
+    heard = 0
+    try:
+        for stream in streams:
+            stream._probabilities = []
+            stream._scale_told = True  # the source says it
+        for block in source.blocks():
+            for stream, outline in zip(streams, outlines):
+                events = stream._push_behind(heard, block)
+                outline.add_samples(mono(block, stream.channel))
+                _keep(stream, outline, events, found)
+            heard += len(block)
+            yield len(block), "", ""
+        for stream, outline in zip(streams, outlines):
+            _keep(stream, outline, stream.finish(), found)
+        damage, note = source.damage, source.note
+        yield 0, damage, note
+    finally:
+        source.close()
+        for stream in streams:
+            stream.close()
+    for words in (damage, note):
+        if words:
+            _told.warn(f"{source.name}: {words}")
+
+
+def _keep(stream: Stream, outline: Outline, events: List[Event], found: List[Sentence]) -> None:
+    outline.add_probabilities(stream._probabilities or [])
+    stream._probabilities = []
+    found += [event.sentence for event in events if event.sentence is not None]
+
+
 class Segmentation(Sequence[Sentence]):
     """The sentences of one source, found as they are asked for.
 
@@ -62,37 +99,7 @@ class Segmentation(Sequence[Sentence]):
         self._listens = False
         self._closing = False
         self._untold: Optional[TypeError] = None
-        self._run: Optional[Iterator[None]] = self._listen(opened, streams)
-
-    def _listen(self, source: _sources.Source, streams: List[Stream]) -> Iterator[None]:
-        """Each step is a block; what it brings is in `found` by then."""
-        try:
-            for stream in streams:
-                stream._probabilities = []
-                stream._scale_told = True  # the source says it
-            for block in source.blocks():
-                for stream, (channel, outline) in zip(streams, self._outlines):
-                    events = stream._push_behind(self.heard, block)
-                    outline.add_samples(mono(block, channel))
-                    self._keep(stream, outline, events)
-                self.heard += len(block)
-                yield
-            for stream, (_, outline) in zip(streams, self._outlines):
-                self._keep(stream, outline, stream.finish())
-            self.damage, self.note = source.damage, source.note
-            yield
-        finally:
-            source.close()
-            for stream in streams:
-                stream.close()
-        for words in (self.damage, self.note):
-            if words:
-                _told.warn(f"{self.name}: {words}")
-
-    def _keep(self, stream: Stream, outline: Outline, events: List[Event]) -> None:
-        outline.add_probabilities(stream._probabilities or [])
-        stream._probabilities = []
-        self.found += [event.sentence for event in events if event.sentence is not None]
+        self._run: Optional[Iterator[_Step]] = _listen(opened, streams, [outline for _, outline in self._outlines], self.found)
 
     def _step(self, known: Optional[int] = None) -> bool:
         """Listens to a block, or ends the sentences behind the last one; false behind that. Does nothing where more than `known` sentences
@@ -113,7 +120,8 @@ class Segmentation(Sequence[Sentence]):
                 return False
             self._listens = True
             try:
-                next(self._run)
+                frames, self.damage, self.note = next(self._run)
+                self.heard += frames
                 return True
             except StopIteration:
                 self._run = None

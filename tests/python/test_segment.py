@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """segment() and scores(): every kind of source gives the sentences that were worked out by hand; they come as they are asked for."""
 import csv
+import gc
 import io
 import os
 import pickle
@@ -175,6 +176,32 @@ class AsTheyAreAsked(InFolder):
         self.assertGreater(len(found.found), 0)
         with self.assertRaisesRegex(wvad.StateError, "not heard to its end"):
             len(found)
+
+    def test_what_is_dropped_before_its_end_gives_everything_back_at_once(self):
+        path = self.wave("talk.wav", bursts(2, [(0.5, 1)]))  # less than a pipe holds
+
+        def open_files():
+            return len(os.listdir("/proc/self/fd"))
+
+        def of_pipe():
+            reading, writing = os.pipe()
+            os.write(writing, path.read_bytes())
+            os.close(writing)
+            held = wvad.AudioFile(f"/dev/fd/{reading}")  # which opens it once more
+            os.close(reading)
+            self.assertEqual(held.rate, 16000)
+
+        calls = {"not begun": lambda: wvad.segment(path, model=MODEL), "begun": lambda: wvad.segment(path, model=MODEL)[0],
+                 "in a loop": lambda: next(iter(wvad.segment(path, model=MODEL))), "a pipe": of_pipe}
+        gc.collect()
+        gc.disable()
+        self.addCleanup(gc.enable)
+        for name, call in calls.items():
+            with self.subTest(name):
+                before = open_files()
+                for _ in range(3):
+                    call()
+                self.assertEqual(open_files(), before)
 
     def test_what_goes_wrong_on_the_way_is_told_each_time(self):
         def blocks():
