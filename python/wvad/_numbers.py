@@ -11,8 +11,10 @@ from . import errors
 
 
 def whole(what: str, value: Any) -> int:
-    """A whole number; raises TypeError for anything else, and ArgumentError beyond 31 bits."""
+    """A whole number; raises TypeError for anything else, True and False included, and ArgumentError beyond 31 bits."""
     try:
+        if isinstance(value, (bool, np.bool_)):
+            raise TypeError
         number = operator.index(value)
     except TypeError:
         raise TypeError(f"{what}: expected a whole number, got {value!r}") from None
@@ -24,7 +26,7 @@ def whole(what: str, value: Any) -> int:
 def hertz(what: str, value: Any) -> int:
     """A rate, which other packages hand out as a float: 44100.0 is taken, 44100.5 is no whole number."""
     is_integer = getattr(value, "is_integer", None)  # of float and NumPy's
-    return whole(what, int(value) if callable(is_integer) and is_integer() else value)
+    return whole(what, int(value) if callable(is_integer) and not isinstance(value, (bool, np.bool_)) and is_integer() else value)
 
 
 def flag(what: str, value: Any) -> bool:

@@ -10,7 +10,7 @@ import numpy as np
 
 from . import _samples, errors
 from ._audit import Audit
-from ._numbers import hertz
+from ._numbers import hertz, whole
 from ._types import Array
 from .audio import AudioFile
 
@@ -89,7 +89,7 @@ Source = Union[ArraySource, BlocksSource, FileSource]
 
 
 def open_source(source: Any, rate: Optional[int], track: int = 0) -> Source:
-    """The source of whatever was given; `rate` is needed with arrays alone. Raises TypeError, and as AudioFile and arrays do."""
+    """The source of whatever was given; `rate` is needed with arrays, and taken with them alone; `track` with recordings alone. Raises TypeError, and as AudioFile and arrays do."""
     if isinstance(source, (str, os.PathLike)) or _samples.is_bytes(source) or callable(getattr(source, "read", None)):
         if rate is not None:
             raise errors.ArgumentError("rate: a recording says itself what rate it has; bare samples are given as an array"
@@ -100,6 +100,8 @@ def open_source(source: Any, rate: Optional[int], track: int = 0) -> Source:
     if not is_array and not hasattr(source, "__iter__"):
         raise TypeError(f"expected a path, a file opened for bytes, bytes, an array with its rate or arrays one after the other, got "
                         f"{type(source).__name__}" + ("; wvad.aio.events takes blocks that come by and by" if hasattr(source, "__aiter__") else ""))
+    if whole("track", track) != 0:
+        raise errors.ArgumentError("track: samples have no sound tracks; the tracks of a recording are meant", "WVAD_E_FORMAT")
     if rate is None:
         raise errors.ArgumentError("rate: is needed with samples: wvad.segment(samples, rate)")
     number = hertz("rate", rate)

@@ -45,6 +45,24 @@ class Taken(InFolder):
             self.assertEqual((stream.dtype, stream.info.samples), ("float32", len(SIGNAL)))
 
 
+    def test_true_is_no_whole_number(self):
+        path = self.wave("talk.wav", SIGNAL)
+        for name, call in (("channel", lambda bad: wvad.segment(SIGNAL, 16000, channel=bad)), ("channel", lambda bad: wvad.Stream(channel=bad)),
+                           ("channels", lambda bad: wvad.Stream(channels=bad)), ("rate", wvad.Stream), ("rate", lambda bad: wvad.segment(SIGNAL, bad)),
+                           ("rate", lambda bad: wvad.AudioFile(path, rate=bad)), ("track", lambda bad: wvad.segment(path, track=bad)),
+                           ("track", lambda bad: wvad.segment(SIGNAL, 16000, track=bad))):
+            for bad in (True, False, np.True_):
+                with self.subTest(name), self.assertRaisesRegex(TypeError, f"^{name}: expected a whole number, got .*{bad}"):
+                    call(bad)
+
+    def test_samples_have_no_tracks(self):
+        for call in (wvad.segment, wvad.scores):
+            for samples in (SIGNAL, iter([SIGNAL])):
+                with self.assertRaisesRegex(wvad.ArgumentError, "^track: samples have no sound tracks"):
+                    call(samples, 16000, track=1)
+        self.assertEqual(times(wvad.segment(SIGNAL, 16000, model=MODEL, track=0)), WANTED)
+
+
 class Words(InFolder):
     def test_refusals_name_the_cure(self):
         async def coming():
