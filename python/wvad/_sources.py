@@ -12,7 +12,7 @@ from . import _samples, errors
 from ._audit import Audit
 from ._numbers import hertz, whole
 from ._types import Array
-from .audio import AudioFile
+from .audio import BARE_SAMPLES, AudioFile
 
 
 class ArraySource:
@@ -92,8 +92,7 @@ def open_source(source: Any, rate: Optional[int], track: int = 0) -> Source:
     """The source of whatever was given; `rate` is needed with arrays, and taken with them alone; `track` with recordings alone. Raises TypeError, and as AudioFile and arrays do."""
     if isinstance(source, (str, os.PathLike)) or _samples.is_bytes(source) or callable(getattr(source, "read", None)):
         if rate is not None:
-            raise errors.ArgumentError("rate: a recording says itself what rate it has; bare samples are given as an array"
-                                       " (numpy.frombuffer(data, \"int16\"))")
+            raise errors.ArgumentError(f"rate: a recording says itself what rate it has; {BARE_SAMPLES}")
         return FileSource(source, track)
     is_array = (hasattr(source, "__array__") or _samples.is_typed_buffer(source)
                 or isinstance(source, (list, tuple)) and not any(hasattr(item, "__array__") and np.ndim(item) > 0 for item in source[:1]))

@@ -26,6 +26,10 @@ from ._types import Array
 
 _NOT_HERE = "there are no decoders in this installation ({}); decode the recording otherwise and give the samples: wvad.segment(array, rate)"
 
+#: What to do with samples that no container names: no decoder takes them.
+BARE_SAMPLES = "bare samples are given as an array with their rate (wvad.segment(numpy.frombuffer(data, \"int16\"), rate=16000))"
+_CURE_OF_PROGRAM = re.compile(r"samples without a container need --raw$")  # an option that a call does not have
+
 AudioLike = Union[str, "os.PathLike[str]", bytes, bytearray, memoryview, BinaryIO]
 
 
@@ -269,7 +273,7 @@ class AudioFile:
             failure, self._file.failure = self._file.failure, OSError(f"{self.name}: broke off before")
             raise failure
         if code < 0 or code > 0 and not self._handle:
-            words = _library.text(self._decoders.wvad_audio_last_error())
+            words = _CURE_OF_PROGRAM.sub(lambda _: BARE_SAMPLES, _library.text(self._decoders.wvad_audio_last_error()))
             if abs(code) == _NO_FILE:
                 raise errors.of_file(words, _refusal(self._path), self._path)
             raise _OF_CODE.get(abs(code), errors.Error)(words)

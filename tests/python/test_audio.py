@@ -81,6 +81,15 @@ class Refusals(InFolder):
         self.refused(wvad.AudioError, "BytesIO", io.BytesIO(b"no sound at all " * 100))
         self.refused(wvad.AudioError, "m4a", self.copy("talk.m4a", b"\0\0\0\x18ftypM4A " + bytes(4000)))
 
+    def test_bare_samples_are_refused_with_what_a_call_takes_them_by(self):
+        class Samples:
+            def read(self, count):
+                return b"\1\2" * (count // 2)
+
+        cure = r"samples are given as an array with their rate \(wvad\.segment\(numpy\.frombuffer\(data, \"int16\"\), rate=16000\)\)$"
+        self.refused(wvad.AudioError, f"^<Samples>: not audio that is known by its first MiB; bare {cure}", Samples())
+        self.refused(wvad.ArgumentError, f"^rate: .*; bare {cure}", b"\1\2" * 1000, 16000)
+
     def copy(self, name, data):
         path = self.folder / name
         path.write_bytes(data)
