@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """docs/python.md, the package's README and its docstrings: the examples run as they are written, and every name in them is there."""
+import dataclasses
 import os
 import re
 import shutil
@@ -69,6 +70,17 @@ class Page(InFolder):
         script = f"import wvad\nfor name in {names!r}:\n    eval(name)\nprint('all', dir(wvad).count('aio'))"
         said = subprocess.run([sys.executable, "-W", "error", "-c", script], capture_output=True, text=True, check=False)
         self.assertEqual((said.stdout, said.stderr), ("all 1\n", ""))
+
+    def test_the_fields_of_events_and_sentences_are_those_of_their_classes(self):
+        page = PAGES[0].read_text(encoding="utf-8")
+        for one in (wvad.Event, wvad.Sentence):
+            table = re.search(rf"^\| Of an? `{one.__name__}` .*?\n\n", page, re.S | re.M)
+            self.assertIsNotNone(table, one)
+            told = re.findall(r"`([a-z_]+)`", table.group())
+            self.assertEqual({field.name for field in dataclasses.fields(one)} - set(told), set())
+            firsts = re.findall(r"^\| ((?:`[a-z_]+`(?:, )?)+) \|", table.group(), re.M)
+            for name in re.findall(r"`([a-z_]+)`", " ".join(firsts)):
+                self.assertTrue(hasattr(one, name) or name in one.__dataclass_fields__, name)
 
     def test_what_is_not_asked_for_is_not_loaded(self):
         script = "import sys, wvad\nprint('asyncio' in sys.modules, 'wvad.aio' in sys.modules)\nwvad.gone"
