@@ -93,6 +93,22 @@ class Program(unittest.TestCase):
         script = Path(sys.executable).parent / "wvad"
         self.assertIn(wvad.__version__, subprocess.run([script, "--version"], capture_output=True, text=True, check=True).stdout)
 
+    def test_corpus_is_found_as_the_commands_of_the_program_are(self):
+        def said(*arguments):
+            return subprocess.run([sys.executable, "-m", "wvad", *arguments], capture_output=True, text=True, check=False)
+
+        told = said("help", "corpus")
+        self.assertEqual((told.returncode, told.stdout, told.stderr), (0, said("corpus", "--help").stdout, ""))
+        self.assertRegex(told.stdout, "^usage: wvad corpus")
+        for arguments in (["--help"], ["-h"], ["help"]):
+            told = said(*arguments)
+            self.assertEqual(told.returncode, 0)
+            self.assertRegex(told.stdout, r"(?s)`python -m wvad help corpus`.*\bsegment\b")
+        for wrong in ("corups", "corpu", "korpus"):
+            told = said(wrong, "talks")
+            self.assertEqual((told.returncode, told.stdout, told.stderr), (2, "", f"wvad: no such command: {wrong} (did you mean corpus?) (see --help)\n"))
+        self.assertEqual(said("compare", "--help").returncode, 0)
+
     def test_without_the_program_there_is_a_clear_message(self):
         script = "import pathlib, wvad.__main__ as m; m.NATIVE = pathlib.Path('/gone'); raise SystemExit(m.main())"
         said = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, check=False)
