@@ -18,8 +18,12 @@ import threading
 from contextlib import suppress
 from typing import Any, AsyncIterable, AsyncIterator, Callable, List, Optional, TypeVar
 
+from numpy.typing import DTypeLike
+
 from . import segments, stream
+from ._types import Array, Channel
 from .events import Event, Sentence
+from .model import ModelLike
 
 _T = TypeVar("_T")
 
@@ -42,8 +46,10 @@ async def _on_thread(work: Callable[[], _T], undo: Optional[Callable[[_T], None]
 class Stream:
     """wvad.Stream with calls that are awaited; arguments, results and exceptions are its own. Calls of several tasks take turns."""
 
-    def __init__(self, *arguments: Any, **options: Any) -> None:
-        self._stream = stream.Stream(*arguments, **options)
+    def __init__(self, rate: int = 16000, channels: int = 1, *, dtype: DTypeLike = None, channel: Channel = "mix", profile: str = "default",
+                 model: ModelLike = None, probability: bool = False, audio: bool = False, features: bool = False, **settings_by_name: float) -> None:
+        self._stream = stream.Stream(rate, channels, dtype=dtype, channel=channel, profile=profile, model=model, probability=probability,
+                                     audio=audio, features=features, **settings_by_name)
         self._turn = asyncio.Lock()
 
     async def push(self, samples: Any) -> List[Event]:
@@ -81,11 +87,14 @@ class Stream:
         await self.close()
 
 
-async def events(blocks: AsyncIterable[Any], rate: int = 16000, channels: int = 1, **options: Any) -> AsyncIterator[Event]:
+async def events(blocks: AsyncIterable[Any], rate: int = 16000, channels: int = 1, *, dtype: DTypeLike = None, channel: Channel = "mix",
+                 profile: str = "default", model: ModelLike = None, probability: bool = False, audio: bool = False, features: bool = False,
+                 **settings_by_name: float) -> AsyncIterator[Event]:
     """The events of blocks of samples that come by and by, up to STREAM_END behind the last one. Arguments as of wvad.Stream."""
     if not hasattr(blocks, "__aiter__"):
         raise TypeError(f"expected blocks that come by `async for`, got {type(blocks).__name__}; wvad.aio.segment takes arrays and generators")
-    async with Stream(rate, channels, **options) as listening:
+    async with Stream(rate, channels, dtype=dtype, channel=channel, profile=profile, model=model, probability=probability, audio=audio,
+                      features=features, **settings_by_name) as listening:
         async for block in blocks:
             for event in await listening.push(block):
                 yield event
@@ -93,9 +102,13 @@ async def events(blocks: AsyncIterable[Any], rate: int = 16000, channels: int = 
             yield event
 
 
-async def segment(*arguments: Any, **options: Any) -> AsyncIterator[Sentence]:
+async def segment(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix", profile: str = "default", model: ModelLike = None,
+                  track: int = 0, audio: bool = False, features: bool = False, **settings: float) -> AsyncIterator[Sentence]:
     """The sentences of a recording or of samples as they are found. Arguments and exceptions as of wvad.segment."""
-    with await _on_thread(lambda: segments.segment(*arguments, **options), segments.Segmentation.close) as found:
+    def begin() -> segments.Segmentation:
+        return segments.segment(source, rate, channel=channel, profile=profile, model=model, track=track, audio=audio, features=features, **settings)
+
+    with await _on_thread(begin, segments.Segmentation.close) as found:
         place = 0
         more = True
         while more:
@@ -105,7 +118,9 @@ async def segment(*arguments: Any, **options: Any) -> AsyncIterator[Sentence]:
             place = len(found.found)
 
 
-async def scores(*arguments: Any, **options: Any) -> Any:
+async def scores(source: Any, rate: Optional[int] = None, *, channel: Channel = "mix", profile: str = "default", model: ModelLike = None,
+                 track: int = 0, **settings: Any) -> Array:
     """wvad.scores, awaited; a cancelled task waits for the piece that is being worked on."""
     stopped = threading.Event()
-    return await _on_thread(lambda: segments._scores(lambda: not stopped.is_set(), *arguments, **options), stop=stopped.set)
+    return await _on_thread(lambda: segments._scores(lambda: not stopped.is_set(), source, rate, channel=channel, profile=profile, model=model,
+                                                     track=track, **settings), stop=stopped.set)

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """asyncio: the same events as without it, a loop that goes on meanwhile, and cancelled tasks that lose nothing."""
 import asyncio
+import inspect
 import threading
 import unittest
 
@@ -35,6 +36,14 @@ class Aio(unittest.IsolatedAsyncioTestCase):
         np.testing.assert_array_equal(await wvad.aio.scores(SIGNAL, 16000), wvad.scores(SIGNAL, 16000))
         with self.assertRaises(wvad.AudioFileError):
             [one async for one in wvad.aio.segment("/gone.wav")]
+
+    async def test_parameters_are_those_of_their_namesakes(self):
+        def parameters(call):
+            return [(one.name, one.kind, one.default, one.annotation) for one in inspect.signature(call).parameters.values()]
+
+        for name in ("segment", "scores", "Stream"):
+            self.assertEqual(parameters(getattr(wvad.aio, name)), parameters(getattr(wvad, name)), name)
+        self.assertEqual(parameters(wvad.aio.events)[1:], parameters(wvad.Stream))
 
     async def test_the_loop_goes_on_while_the_engine_works(self):
         async with wvad.aio.Stream(model=MODEL) as stream:
