@@ -89,7 +89,8 @@ Source = Union[ArraySource, BlocksSource, FileSource]
 
 
 def open_source(source: Any, rate: Optional[int], track: int = 0) -> Source:
-    """The source of whatever was given; `rate` is needed with arrays, and taken with them alone; `track` with recordings alone. Raises TypeError, and as AudioFile and arrays do."""
+    """The source of whatever was given; `rate` is needed with arrays, and taken with them alone; `track` with recordings alone. Raises TypeError,
+    and as AudioFile and arrays do."""
     if isinstance(source, (str, os.PathLike)) or _samples.is_bytes(source) or callable(getattr(source, "read", None)):
         if rate is not None:
             raise errors.ArgumentError(f"rate: a recording says itself what rate it has; {BARE_SAMPLES}")

@@ -27,7 +27,8 @@ def write(rows: Path, out: Path, first: int) -> None:
     with open(rows, encoding="utf-8") as file:
         for number, line in enumerate(file, first):
             _take(found, number, json.loads(line))
-    types: Dict[str, Any] = {"recording.number": np.int64, "recording.sentences": np.int64, "sentence.recording": np.int64, **{f"recording.{name}": str for name in _AS_JSON},
+    types: Dict[str, Any] = {"recording.number": np.int64, "recording.sentences": np.int64, "sentence.recording": np.int64,
+                             **{f"recording.{name}": str for name in _AS_JSON},
                              **{f"recording.{name}": one for name, one in _RECORDING.items()}, **{f"sentence.{name}": one for name, one in _SENTENCE.items()}}
     with open(out, "wb") as written:
         np.savez(written, **{name: np.array(values, types[name]) for name, values in found.items()})
