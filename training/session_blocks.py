@@ -34,6 +34,14 @@ def rate_of(sessions):
     return rates.pop()
 
 
+def turned(session):
+    """The session from its end to its beginning, frame by frame."""
+    width = session.blocks.shape[1] // STACKED
+    blocks = session.blocks.reshape(-1, width)[::-1].reshape(session.blocks.shape)
+    labels, weights, log_odds = (rows[::-1, ::-1] for rows in (session.labels, session.weights, session.log_odds))
+    return Session(blocks, labels, weights, log_odds, session.about)
+
+
 def load_split(folder, kind, limit=None):
     width, sub = feature_folder(kind)
     sessions = []

@@ -1,9 +1,12 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Lets an earlier network say what speech is beside the labels, so that a network which goes on from it keeps what it does well.
+"""Lets a teacher say what speech is beside the labels: the network with which a training began, or one that hears sessions both ways.
 
-Sounds that are new to a training can pull a network off voices that it knew and that are rare in the corpus. The log-odds of sessions with speech become
-a mean of the labels' and the earlier network's, where that one is surer of speech or where somebody speaks; noise, music and silence stay what they are.
+Sounds that are new to a training can pull a network off voices that it knew and that are rare in the corpus; and labels of a clean recording do not tell what
+can still be heard of it under noise. The log-odds of sessions with speech become a mean of the labels' and the teacher's, where somebody may speak; noise,
+music and silence stay what they are.
 """
+
+import os
 
 import numpy as np
 
@@ -20,9 +23,28 @@ def blended(labels, said, share):
     return np.where(labels > MAYBE, (1.0 - share) * labels + share * said, labels)
 
 
+def blend_into(session, said, share):
+    """Changes the log-odds of a session that holds speech; `said`: the teacher's own of each frame. Kinds differ in a last block; what the teacher did not
+    hear stays."""
+    goal = session.log_odds.reshape(-1) / 10.0
+    both = min(len(goal), len(said))
+    goal[:both] = blended(goal[:both], said[:both], share)
+    session.log_odds = np.round(10.0 * goal).astype(np.int8).reshape(session.log_odds.shape)
+
+
 def listen(teacher, sessions, priming, share):
-    """Changes the log-odds of the sessions that hold speech."""
+    """Changes the log-odds of the sessions that hold speech to a mean with what the teacher says of them."""
     spoken = [s for s in sessions if s.labels.any()]
     for session, said in zip(spoken, scores_of(teacher, spoken, priming)):
-        goal = blended(session.log_odds.reshape(-1) / 10.0, said, share)
-        session.log_odds = np.round(10.0 * goal).astype(np.int8).reshape(session.log_odds.shape)
+        blend_into(session, said, share)
+
+
+def taught_path(folder, index):
+    """Where what a teacher said of a session lies: a 16-bit float for each frame, its log-odds at TEMPERATURE."""
+    return os.path.join(folder, "taught", f"{index:05d}.npy")
+
+
+def take_taught(session, folder, share):
+    """Changes the log-odds of a session that holds speech to a mean with what two_way_teacher.py wrote of it."""
+    if session.labels.any():
+        blend_into(session, np.load(taught_path(folder, session.about["index"])).astype(np.float32), share)

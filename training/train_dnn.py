@@ -26,6 +26,7 @@ import torch
 from dnn_net import QuantisedDnn
 from quantised_dnn import CONTEXT, FEATURES, input_scaling
 from soft_targets import TEMPERATURE, soft_loss
+from teacher import blended, taught_path
 from watched_sets import merit_of
 
 SIDE = CONTEXT // 2
@@ -46,6 +47,7 @@ def parse_arguments():
     parser.add_argument("--batch", type=int, default=2048)
     parser.add_argument("--rate", type=float, default=2e-3)
     parser.add_argument("--decay", type=float, default=1e-6)
+    parser.add_argument("--taught", type=float, default=0.0, help="how much counts, beside the labels, what two_way_teacher.py wrote")
     parser.add_argument("--limit-sessions", type=int)
     parser.add_argument("--threads", type=int, default=1)
     parser.add_argument("--seed", type=int, default=1)
@@ -62,7 +64,7 @@ def sessions_of(folders, limit):
 class Frames:
     """Frames of all sessions one after another, each session with its edge frames repeated; `rows` are those that are centres."""
 
-    def __init__(self, folders, limit=None):
+    def __init__(self, folders, limit=None, taught=0.0):
         parts, rows, hops, self.spans, at, total = [], [], [], [], 0, 0
         for folder, about in sessions_of(folders, limit):
             name = f"{about['index']:05d}.npy"
@@ -70,6 +72,10 @@ class Frames:
             if not len(frames):
                 continue
             hops.append(np.load(os.path.join(folder, "labels", name))[:len(frames)])
+            if taught and hops[-1][:, 0].any():
+                said = np.load(taught_path(folder, about["index"]))[:len(frames)].astype(np.float32)
+                goal = blended(hops[-1][:len(said), 2] / 10.0, said, taught)
+                hops[-1][:len(said), 2] = np.round(10.0 * goal)
             parts += [np.repeat(frames[:1], SIDE, axis=0), frames, np.repeat(frames[-1:], SIDE, axis=0)]
             rows.append(np.arange(at, at + len(frames)))
             at += len(frames) + 2 * SIDE
@@ -105,7 +111,7 @@ def look(model, judged, windows):
 class Trainer:
     def __init__(self, args):
         self.args, self.rng = args, np.random.default_rng(args.seed)
-        data = Frames([os.path.join(folder, "train") for folder in args.data], args.limit_sessions)
+        data = Frames([os.path.join(folder, "train") for folder in args.data], args.limit_sessions, args.taught)
         sample = data.frames[self.rng.choice(len(data.frames), min(len(data.frames), 400000), replace=False)].astype(np.float64)
         self.mean, self.inv_std = input_scaling(sample.mean(axis=0), sample.std(axis=0))
         self.windows, self.rows = data.windows(self.mean, self.inv_std), data.rows

@@ -29,10 +29,10 @@ from quantised_dnn import input_scaling
 from quantised_lstm import PRIMING_BLOCKS, STACKED, static_scaling
 from rate_change import old_from_new, paired_frames, with_other_inputs
 from recurrent_net import DELAY, PAIRS, RecurrentNet, loudest_blocks
-from session_blocks import load_split, rate_of
+from session_blocks import load_split, rate_of, turned
 from session_streams import SessionStreams
 from soft_targets import SQUARED_SHARE, TEMPERATURE, soft_loss
-from teacher import listen
+from teacher import listen, take_taught
 from watched_sets import look
 
 LOUDEST = 8192  # blocks that the input weights of "lstm_fb75" are held against
@@ -49,6 +49,8 @@ def parse_arguments():
     parser.add_argument("--init", help="a model file (.bin) or network.npz to begin with; it may be smaller")
     parser.add_argument("--init-data", help="where --init is for another sample rate: the first folder of sessions at that rate")
     parser.add_argument("--teacher-share", type=float, default=0.0, help="how much the beginning counts beside the labels where somebody speaks")
+    parser.add_argument("--taught", type=float, default=0.0, help="how much counts, beside the labels, what two_way_teacher.py wrote")
+    parser.add_argument("--backwards", action="store_true", help="hear sessions from their end: half of a two-way teacher, nothing for a model file")
     parser.add_argument("--silence-weight", type=float, default=1.0, help="of sessions in which nobody speaks; 2.5 at most")
     parser.add_argument("--cells", type=int, default=192)
     parser.add_argument("--hidden", type=int, default=96, help=f"rectified units, a multiple of {UNITS}")
@@ -192,8 +194,16 @@ def main():
     torch.set_num_threads(args.threads)
     torch.manual_seed(args.seed)
     rng = np.random.default_rng(args.seed)
-    sessions = [session for folder in args.data for session in load_split(os.path.join(folder, "train"), args.kind, args.limit_sessions)]
+    sessions = []
+    for folder in (os.path.join(folder, "train") for folder in args.data):
+        loaded = load_split(folder, args.kind, args.limit_sessions)
+        if args.taught:
+            for session in loaded:
+                take_taught(session, folder, args.taught)
+        sessions += loaded
     judged = load_split(os.path.join(args.data[0], "judged"), args.kind)
+    if args.backwards:
+        sessions, judged = [turned(session) for session in sessions], [turned(session) for session in judged]
     frames = sum(s.labels.size for s in sessions)
     speech = sum(int(s.labels.sum()) for s in sessions) / frames
     print(f"{args.kind}: train {frames / 360000:.2f} h, speech {speech:.3f}", flush=True)
