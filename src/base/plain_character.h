@@ -9,8 +9,8 @@
 
 namespace TSEG {
 
-// How many bytes the character of UTF-8 at `at` has; 0 where none stands (Unicode, table 3-7), and for one that does something to a terminal or
-// ends a line: C0, DEL, C1, the line and paragraph separators.
+// How many bytes the character of UTF-8 at `at` has; 0 where none stands (Unicode, table 3-7), and for one that does something to a
+// terminal or ends a line: C0, DEL, C1, the line and paragraph separators.
 size_t PlainCharacterAt(std::string_view text, size_t at);
 
 }  // namespace TSEG

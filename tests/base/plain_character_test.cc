@@ -21,13 +21,15 @@ TEST(PlainCharacter, IsNoByteAlone) {
 }
 
 TEST(PlainCharacter, IsNotWrittenLongerThanItIsNorHalfOfAPair) {
-  for (const char* text : {"\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80"}) {
+  for (const char* text : {"\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF4\x90\x80\x80",
+                           "\xF5\x80\x80\x80"}) {
     EXPECT_EQ(PlainCharacterAt(text, 0), 0U) << text;
   }
 }
 
 TEST(PlainCharacter, ChangesNoTerminalAndEndsNoLine) {
-  for (const char* text : {"\n", "\x1B", "\x7F", "\xC2\x80", "\xC2\x9F", "\xE2\x80\xA8", "\xE2\x80\xA9"}) EXPECT_EQ(PlainCharacterAt(text, 0), 0U) << text;
+  for (const char* text : {"\n", "\x1B", "\x7F", "\xC2\x80", "\xC2\x9F", "\xE2\x80\xA8", "\xE2\x80\xA9"})
+    EXPECT_EQ(PlainCharacterAt(text, 0), 0U) << text;
   EXPECT_EQ(PlainCharacterAt(std::string(1, '\0'), 0), 0U);
   EXPECT_EQ(PlainCharacterAt("\xE2\x80\xA7", 0), 3U);  // their neighbour, a hyphenation point
 }
