@@ -50,7 +50,7 @@ target_link_libraries(wvad-stream PRIVATE $<BUILD_INTERFACE:wvad_flags> $<BUILD_
 wvad_exports(wvad-stream stream_exports.txt)
 if(NOT WIN32)
   # FFTW keeps what its planner has learnt, some 200 KB, and cannot be told to forget it while somebody else in the process has plans. A host that
-  # loads and unloads a library again and again would lose that much each time, so this one stays once it is loaded.
+  # loads and unloads a library again and again would lose that much each time, so this one stays once it is loaded, with the transform of this tree too.
   target_link_options(wvad-stream PRIVATE -Wl,-z,nodelete)
 endif()
 

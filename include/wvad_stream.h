@@ -150,7 +150,7 @@ typedef struct wvad_settings {
   uint32_t size;
   int32_t profile;    /* that the values were taken from, WVAD_PROFILE_...; says nothing more about them */
   double threshold;   /* probability of speech from which 10 ms are speech. 0.01 to 0.99 */
-  double min_speech;  /* s that speech has to last, unbroken, to begin a sentence. 0.03 to 2 */
+  double min_speech;  /* s that speech has to last to begin a sentence. 0.03 to 2 */
   double min_silence; /* s of silence that end it; half of it in a sentence of over 10 s. 0.05 to 10 */
   double pad_before;  /* s put before the first speech, as far as no sentence lies there. 0 to 2 */
   double pad_after;   /* s put behind the last speech; no more than min_silence has effect. 0 to 2 */

@@ -18,18 +18,22 @@ MAYBE = -3.0  # log-odds of a label under which nobody speaks
 
 
 def blended(labels, said, share):
-    """Log-odds of each frame; `said`: the earlier network's own at TEMPERATURE."""
+    """Log-odds of each frame; `said`: the teacher's own at TEMPERATURE."""
     said = np.clip(TEMPERATURE * said, -CERTAIN, CERTAIN)
     return np.where(labels > MAYBE, (1.0 - share) * labels + share * said, labels)
 
 
-def blend_into(session, said, share):
-    """Changes the log-odds of a session that holds speech; `said`: the teacher's own of each frame. Kinds differ in a last block; what the teacher did not
-    hear stays."""
-    goal = session.log_odds.reshape(-1) / 10.0
+def blended_tenths(tenths, said, share):
+    """Log-odds of labels as they are kept, ten times as large in a byte. Kinds differ in a last block; what the teacher did not hear stays."""
+    goal = tenths / 10.0
     both = min(len(goal), len(said))
     goal[:both] = blended(goal[:both], said[:both], share)
-    session.log_odds = np.round(10.0 * goal).astype(np.int8).reshape(session.log_odds.shape)
+    return np.round(10.0 * goal).astype(np.int8)
+
+
+def blend_into(session, said, share):
+    """Changes the log-odds of a session that holds speech; `said`: the teacher's own of each frame."""
+    session.log_odds = blended_tenths(session.log_odds.reshape(-1), said, share).reshape(session.log_odds.shape)
 
 
 def listen(teacher, sessions, priming, share):

@@ -26,7 +26,7 @@ import torch
 from dnn_net import QuantisedDnn
 from quantised_dnn import CONTEXT, FEATURES, input_scaling
 from soft_targets import TEMPERATURE, soft_loss
-from teacher import blended, taught_path
+from teacher import blended_tenths, taught_path
 from watched_sets import merit_of
 
 SIDE = CONTEXT // 2
@@ -73,9 +73,8 @@ class Frames:
                 continue
             hops.append(np.load(os.path.join(folder, "labels", name))[:len(frames)])
             if taught and hops[-1][:, 0].any():
-                said = np.load(taught_path(folder, about["index"]))[:len(frames)].astype(np.float32)
-                goal = blended(hops[-1][:len(said), 2] / 10.0, said, taught)
-                hops[-1][:len(said), 2] = np.round(10.0 * goal)
+                said = np.load(taught_path(folder, about["index"])).astype(np.float32)
+                hops[-1][:, 2] = blended_tenths(hops[-1][:, 2], said, taught)
             parts += [np.repeat(frames[:1], SIDE, axis=0), frames, np.repeat(frames[-1:], SIDE, axis=0)]
             rows.append(np.arange(at, at + len(frames)))
             at += len(frames) + 2 * SIDE

@@ -197,13 +197,15 @@ def main():
     sessions = []
     for folder in (os.path.join(folder, "train") for folder in args.data):
         loaded = load_split(folder, args.kind, args.limit_sessions)
-        if args.taught:
-            for session in loaded:
+        for k, session in enumerate(loaded):
+            if args.taught:
                 take_taught(session, folder, args.taught)
+            if args.backwards:
+                loaded[k] = turned(session)  # in its place: all sessions twice would take gigabytes
         sessions += loaded
     judged = load_split(os.path.join(args.data[0], "judged"), args.kind)
     if args.backwards:
-        sessions, judged = [turned(session) for session in sessions], [turned(session) for session in judged]
+        judged = [turned(session) for session in judged]
     frames = sum(s.labels.size for s in sessions)
     speech = sum(int(s.labels.sum()) for s in sessions) / frames
     print(f"{args.kind}: train {frames / 360000:.2f} h, speech {speech:.3f}", flush=True)

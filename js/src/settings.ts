@@ -10,7 +10,7 @@ export interface Settings {
   profile?: Profile;
   /** Probability of speech from which 10 ms are speech. */
   threshold?: number;
-  /** Speech that makes a sentence. */
+  /** How long speech has to last to begin a sentence. */
   minSpeech?: number;
   /** Silence that ends it. */
   minSilence?: number;

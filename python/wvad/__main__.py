@@ -26,7 +26,7 @@ def main() -> int:
         print("wvad: this installation has the library alone, without the program; install wvad from its own build, or call wvad.segment()",
               file=sys.stderr)
         return 1
-    with suppress(OSError):  # nobody may read it
+    with suppress(OSError, AttributeError):  # nobody may read it, or there may be no output at all
         if given in (["--help"], ["-h"], ["help"]):
             print("`corpus`, of the Python package alone, is told by `python -m wvad help corpus`; these are of the program.\n")
         sys.stdout.flush()

@@ -73,6 +73,8 @@ def _decoders() -> ctypes.CDLL:
             try:
                 found = _library.declare(ctypes.CDLL(os.fspath(_library.NATIVE / "lib" / "libwvad-audio.so")), _PROTOTYPES)
             except (OSError, AttributeError) as reason:
+                if type(reason) not in (OSError, AttributeError):  # a TimeoutError of a signal's handler, for one
+                    raise
                 raise errors.UnavailableError(_NOT_HERE.format(reason)) from None
             if _library.text(found.wvad_audio_version()) != _library.version():
                 raise errors.UnavailableError(_NOT_HERE.format("libwvad-audio.so is of another version"))
@@ -144,9 +146,9 @@ class _CallerFile:
         return view.tobytes()
 
 
-def _pass_on(reason: Exception) -> None:
-    """Raises what a signal's handler has raised while the system was asked: TimeoutError is an OSError too, but the system's have a number."""
-    if isinstance(reason, OSError) and reason.errno is None:
+def _pass_on(reason: OSError) -> None:
+    """Raises what a signal's handler has raised while the system was asked: TimeoutError is an OSError too, but the system's name the file."""
+    if reason.filename is None:
         raise reason
 
 
@@ -253,11 +255,13 @@ class AudioFile:
 
     def _open_special(self, path: bytes) -> None:
         """A pipe or a device is read from here, where an interrupt ends the waiting."""
+        if b"\0" in path:
+            return  # the decoders have words for it
         try:
             mode = os.stat(path).st_mode
-        except (OSError, ValueError) as reason:
+        except OSError as reason:
             _pass_on(reason)
-            return  # the decoders have words for it
+            return  # and for this
         if stat.S_ISREG(mode) or stat.S_ISDIR(mode):
             return
         try:
@@ -271,7 +275,10 @@ class AudioFile:
         """Raises for a failure: first what a file object has raised. Codes of wvad_audio_read are negative."""
         if self._file is not None and self._file.failure is not None:
             failure, self._file.failure = self._file.failure, OSError(f"{self.name}: broke off before")
-            raise failure
+            try:
+                raise failure
+            finally:
+                del failure  # which holds this frame, and with it the file
         if code < 0 or code > 0 and not self._handle:
             words = _CURE_OF_PROGRAM.sub(lambda _: BARE_SAMPLES, _library.text(self._decoders.wvad_audio_last_error()))
             if abs(code) == _NO_FILE:

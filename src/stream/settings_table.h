@@ -36,7 +36,7 @@ inline constexpr SettingRow kSettings[] = {
     {"threshold", "", 0.01, 0.99, false, &wvad_settings::threshold, "wvad_param_vad_threshold", EngineUnit::kAsItIs,
      "probability of speech from which 10 ms are speech"},
     {"min_speech", "s", 0.03, 2, false, &wvad_settings::min_speech, "wvad_param_vad_StartPointJudgeWinLen", EngineUnit::kFrames,
-     "how long speech has to last, unbroken, to begin a sentence"},
+     "how long speech has to last to begin a sentence"},
     {"min_silence", "s", 0.05, 10, false, &wvad_settings::min_silence, "wvad_param_nFrameGap", EngineUnit::kFrames,
      "silence that ends a sentence; half of it in one of over 10 s"},
     {"pad_before", "s", 0, 2, false, &wvad_settings::pad_before, "wvad_param_nFrameStartMargin", EngineUnit::kFrames,

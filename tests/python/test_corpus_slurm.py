@@ -8,6 +8,7 @@ import signal
 import subprocess
 import tempfile
 import unittest
+from contextlib import suppress
 from pathlib import Path
 
 import slurm_cluster
@@ -117,14 +118,19 @@ def jobs():
 
 
 def kill_task():
-    """Kills the one process that makes a shard, as the node would that has no memory left."""
+    """Kills the process that makes a shard and those that listen for it, as the node would that has no memory left. One of these that lived on for a while
+    would read what is meant for the next task."""
     for process in Path("/proc").glob("[0-9]*"):
         try:
             words = (process / "cmdline").read_bytes().split(b"\0")
+            children = [int(word) for task in (process / "task").iterdir() for word in (task / "children").read_text(encoding="ascii").split()]
         except OSError:
             continue
         if b"wvad.corpus.task" in words and os.fsencode(os.path.abspath("out")) in words:
             os.kill(int(process.name), signal.SIGKILL)
+            for child in children:
+                with suppress(ProcessLookupError):
+                    os.kill(child, signal.SIGKILL)
 
 
 if __name__ == "__main__":
