@@ -40,8 +40,10 @@ once() {
   touch "$done"
 }
 
-features() {  # of one folder of sessions, for the kinds of 75 and of 40 values; the rate
-  "$bin/wvad-blocks" --rate "$2" --centre --half --jobs "$jobs" --out "$1/feat" --list "$1/sessions.txt"
+features() {  # of one folder of sessions, for the kinds of 75 and of 40 values; the rate, and whether sessions begin slowly or ready
+  local begin=()
+  [ "$3" = slow ] && begin=(--ready-means 0)
+  "$bin/wvad-blocks" --rate "$2" --centre --half --jobs "$jobs" "${begin[@]}" --out "$1/feat" --list "$1/sessions.txt"
   "$bin/wvad-blocks" --rate "$2" --model lstm_fb40 --half --jobs "$jobs" --out "$1/feat40" --list "$1/sessions.txt"
 }
 
@@ -50,12 +52,12 @@ mixed() {  # folder, split, hours, seed, further options
   shift 4
   once "$folder/$split/.mixed" "$python" "$scripts/mix_sessions.py" --corpus "$corpus" --out "$folder" --cache "$work/cache" --split "$split" \
     --hours "$hours" --seed "$seed" --jobs "$jobs" "$@"
-  once "$folder/$split/.features" features "$folder/$split" 16000
+  once "$folder/$split/.features" features "$folder/$split" 16000 slow
 }
 
 narrowed() {  # from folder, to folder, split, share as on a telephone
   once "$2/$3/.narrowed" "$python" "$scripts/narrow_band_sessions.py" --data "$1" --out "$2" --split "$3" --telephone "$4" --jobs "$jobs"
-  once "$2/$3/.features" features "$2/$3" 8000
+  once "$2/$3/.features" features "$2/$3" 8000 "$([ "$3" = judged ] && echo ready || echo slow)"
 }
 
 trained() {  # name, kind, folder of sessions, folder of noise alone, further options
@@ -110,7 +112,7 @@ mixed "$work/data" valid "$valid_hours" 1
 mixed "$work/data" train "$train_hours" 1
 mixed "$work/data3" train "$noise_hours" 3 --only noise
 once "$work/data/judged/.made" "$python" "$scripts/judged_sets.py" --corpus "$corpus" --out "$work/data" --cache "$work/cache"
-once "$work/data/judged/.features" features "$work/data/judged" 16000
+once "$work/data/judged/.features" features "$work/data/judged" 16000 ready
 
 recurrent lstm_fb75 "$steps75" "${fb75[@]}"
 recurrent lstm_fb40 "$steps40" "${fb40[@]}"

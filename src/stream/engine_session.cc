@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "base/number_text.h"
+#include "frontend/float_front.h"
 #include "params/param_table.h"
 #include "session/tseg_inst.h"
 #include "stream/refusal.h"
@@ -35,10 +36,10 @@ bool SetFloat(TsegInst* inst, const std::string& name, const std::string& text) 
 
 }  // namespace
 
-EngineInstance::EngineInstance(Engine& engine, DecisionObserver* observer, int32_t ready_means) : engine_(engine) {
+EngineInstance::EngineInstance(Engine& engine, DecisionObserver* observer) : engine_(engine) {
   Expect(engine_.CreateInst(&handle_), "an instance");
   handle_->decision.pObserver = observer;
-  handle_->nReadyMeans = ready_means;
+  handle_->nReadyMeans = kReadyMeans;
   // A frame of 10 ms at a time, and blocks as soon as their frames are there: nothing is heard differently, only sooner.
   handle_->intake.nChunkBytes = static_cast<uint32_t>(handle_->nSampleRate / 100) * sizeof(int16_t);
   handle_->sideA.pFrontEnd->bPopsEarly = true;

@@ -18,8 +18,8 @@ namespace TSEG::stream {
 // An instance of `engine`, which outlives it. Throws Refusal(WVAD_E_INTERNAL).
 class EngineInstance {
  public:
-  // `observer` is told of every frame. `ready_means` as in Profile.
-  EngineInstance(Engine& engine, DecisionObserver* observer, int32_t ready_means);
+  // `observer` is told of every frame. Sessions begin with settled means and speak up at once.
+  EngineInstance(Engine& engine, DecisionObserver* observer);
   ~EngineInstance();
   EngineInstance(const EngineInstance&) = delete;
   EngineInstance& operator=(const EngineInstance&) = delete;

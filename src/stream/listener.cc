@@ -52,7 +52,7 @@ Listener::Listener(std::shared_ptr<SharedModel> model, const wvad_stream_options
       clock_{options.rate_hz, model_->rate_hz()},
       meter_(options.rate_hz / 100, mixes_ ? options.channels : 1),
       tracker_(RulesFor(options, settings, profile_, clock_), clock_, &meter_, std::move(sink)),
-      instance_(model_->engine(), &tracker_, profile_.ready_means),
+      instance_(model_->engine(), &tracker_),
       parameters_(EngineParameters(settings, model_->rate_hz(), (options.want & WVAD_WANT_FEATURES) != 0)),
       frame_bytes_((options.want & WVAD_WANT_FEATURES) != 0 ? kFeatureFrame * sizeof(float) : 0),
       resampler_(options.rate_hz, model_->rate_hz(), profile_.short_filter ? Resampler::Filter::kShort : Resampler::Filter::kHigh),

@@ -21,19 +21,17 @@ struct Profile {
   const char* narrow_model;
   // Frames of speech in a row after which it may have begun.
   int32_t onset_frames;
-  // For how many frames the usual means count at a session's start, which then has no delay; 0: its first two seconds are heard together.
-  int32_t ready_means;
   // Resampling with a short filter, which costs some of the highest frequencies.
   bool short_filter;
 };
 
 // In the order of their numbers, which are positions too.
 inline constexpr Profile kProfiles[] = {
-    {WVAD_PROFILE_DEFAULT, "default", {0.7, 0.2, 0.4, 0.3, 0.2, 60, -64.2, 1.8, 0}, "lstm_fb75", "lstm_fb75_8k", 3, 0, false},
-    {WVAD_PROFILE_FAST, "fast", {0.5, 0.06, 0.25, 0.2, 0.1, 60, -64.2, 0.6, 0}, "lstm_fb40", "lstm_fb40_8k", 1, 50, true},
-    {WVAD_PROFILE_DICTATION, "dictation", {0.7, 0.2, 0.8, 0.4, 0.3, 120, -64.2, 3, 0}, "lstm_fb75", "lstm_fb75_8k", 3, 0, false},
-    {WVAD_PROFILE_MEETING, "meeting", {0.6, 0.2, 0.5, 0.3, 0.3, 60, -72.9, 2, 0}, "lstm_fb75", "lstm_fb75_8k", 3, 0, false},
-    {WVAD_PROFILE_TELEPHONE, "telephone", {0.7, 0.2, 0.4, 0.3, 0.2, 60, -55.5, 1.2, 0}, "lstm_fb75", "lstm_fb75_8k", 3, 0, false},
+    {WVAD_PROFILE_DEFAULT, "default", {0.7, 0.2, 0.4, 0.3, 0.2, 60, -64.2, 1.8, 0}, "lstm_fb75", "lstm_fb75_8k", 3, false},
+    {WVAD_PROFILE_FAST, "fast", {0.5, 0.06, 0.25, 0.2, 0.1, 60, -64.2, 0.6, 0}, "lstm_fb40", "lstm_fb40_8k", 1, true},
+    {WVAD_PROFILE_DICTATION, "dictation", {0.7, 0.2, 0.8, 0.4, 0.3, 120, -64.2, 3, 0}, "lstm_fb75", "lstm_fb75_8k", 3, false},
+    {WVAD_PROFILE_MEETING, "meeting", {0.6, 0.2, 0.5, 0.3, 0.3, 60, -72.9, 2, 0}, "lstm_fb75", "lstm_fb75_8k", 3, false},
+    {WVAD_PROFILE_TELEPHONE, "telephone", {0.7, 0.2, 0.4, 0.3, 0.2, 60, -55.5, 1.2, 0}, "lstm_fb75", "lstm_fb75_8k", 3, false},
 };
 
 // The profile, or null.

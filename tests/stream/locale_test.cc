@@ -83,7 +83,7 @@ TEST(StreamLocaleThreshold, ReachesTheEngineToTheBitUnderADecimalComma) {
   const std::pair<const char*, float> rows[] = {{"0.35", 0.35F}, {"0.1", 0.1F}, {"0.99", 0.99F}, {"0.3333333333333333", 1.0F / 3}};
   for (const auto& [text, wanted] : rows) {
     NoObserver observer;
-    EngineInstance instance(model->engine(), &observer, 0);
+    EngineInstance instance(model->engine(), &observer);
     const wvad_settings settings = Settings(std::string("threshold=") + text);
     const EngineSession session(instance, EngineParameters(settings, model->rate_hz(), false), 0);
     EXPECT_EQ(instance.record().pCfg->wvad_param_vad_threshold, wanted) << text;

@@ -19,7 +19,7 @@ struct NoObserver : DecisionObserver {
 
 class HeldFrames : public ::testing::Test {
  protected:
-  HeldFrames() : instance_(model_->engine(), &observer_, 0) {}
+  HeldFrames() : instance_(model_->engine(), &observer_) {}
 
   std::unique_ptr<EngineSession> Session(bool features = false) {
     const ParameterList parameters = EngineParameters(Settings("pad_before=2"), model_->rate_hz(), features);

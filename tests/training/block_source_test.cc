@@ -86,7 +86,7 @@ TEST(BlockSource, LastLstmBlockIsPaddedByKind) {
   EXPECT_TRUE(std::equal(blocks[1].begin() + 75, blocks[1].begin() + 150, blocks[1].begin() + 225));
 
   options.model_type = "lstm_fb40";
-  const auto blocks40 = Blocks(options, samples);
+  const auto blocks40 = Blocks(options, Buzz(1280));  // its frames have 25 ms: (1280 - 400) / 160 + 1
   ASSERT_EQ(blocks40.size(), 2u);
   EXPECT_TRUE(std::all_of(blocks40[1].begin() + 80, blocks40[1].end(), [](float v) { return v == 0.0f; }));
   EXPECT_FALSE(std::all_of(blocks40[1].begin(), blocks40[1].begin() + 80, [](float v) { return v == 0.0f; }));
@@ -99,6 +99,23 @@ TEST(BlockSource, WithoutMeanRemovalStaticValuesAreTheRawOnes) {
   ASSERT_FALSE(blocks.empty());
   EXPECT_EQ(blocks[0][0], 0.0f);  // digital silence: ln of the floor of 1
   EXPECT_LT(Blocks(BlockOptions(), std::vector<int16_t>(1600, 0))[0][0], -1.0f);
+}
+
+TEST(BlockSource, ReadyMeansCountAsSoManyFramesOfTheUsualOnes) {
+  // The first frame x less a mean of n usual frames p and itself: n (x - p) / (n + 1).
+  const auto first = [](int32_t ready_means) {
+    BlockOptions options;
+    options.ready_means = ready_means;
+    return Blocks(options, Buzz(800)).at(0);
+  };
+  const std::vector<float> one = first(1), three = first(3);
+  const int at = kCentreFirst + 5;
+  EXPECT_NEAR(three[at], 2 * one[at] * 3 / 4, 1e-3);
+  // The means of a second together, which are the same for each of its frames.
+  BlockOptions slow;
+  slow.ready_means = 0;
+  const auto together = Blocks(slow, Buzz(16000));
+  EXPECT_NE(together[0][at], Blocks(BlockOptions(), Buzz(16000))[0][at]);
 }
 
 }  // namespace

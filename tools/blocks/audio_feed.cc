@@ -16,6 +16,7 @@ void AudioFeed::Begin() {
   intake_.Start();
   FrontEndChannelStart(&channel_, options_.rate_hz, options_.mean_removal, options_.cmn_type, false,
                        kind == nullptr ? 0 : kind->feature_dim);
+  if (options_.ready_means > 0) ORVAFloatFrontBeginReady(channel_.hFront, options_.ready_means);
   if (options_.gain_control_hz > 0) GainControlStart(&gain_, options_.gain_control_hz);
 }
 

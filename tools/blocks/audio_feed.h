@@ -15,6 +15,7 @@
 #include "channel/front_end_channel.h"
 #include "channel/gain_control.h"
 #include "channel/intake.h"
+#include "frontend/float_front.h"
 #include "scoring/channels_in_use.h"
 
 namespace TSEG::blocks {
@@ -25,6 +26,9 @@ struct BlockOptions {
   int rate_hz = 16000;
   bool mean_removal = true;
   int cmn_type = 0;
+  // How many frames of the usual means a recording begins with; 0: as sessions of the exported functions do, which take the means of the
+  // first two seconds together.
+  int32_t ready_means = kReadyMeans;
   int gain_control_hz = 0;  // the rate that gain control before the front end is set up for; 0: none
 };
 

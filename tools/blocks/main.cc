@@ -91,6 +91,12 @@ void AddOptions(CLI::App& app, Options& options) {
          "Mean removal")
       ->check(CLI::IsMember({"0", "1", "2", "3", "off"}))
       ->default_str("0");
+  app.add_option(
+         "--ready-means", options.blocks.ready_means,
+         "Frames of the usual means that a recording begins with; 0: begin as sessions of libwvad do, with the means of the first two "
+         "seconds together")
+      ->check(CLI::Range(0, 10000))
+      ->capture_default_str();
   app.add_option("--jobs", options.jobs, "Recordings at a time")->check(CLI::Range(1, 256))->capture_default_str();
 }
 

@@ -39,7 +39,6 @@ void Ear::OpenModel(const std::string& name) {
   info.size = sizeof info;
   Check(wvad_model_get_info(model, &info), "model " + name);
   model_name_ = name;
-  model_kind_ = info.kind;
   model_rate_hz_ = info.rate_hz;
 }
 
@@ -77,7 +76,6 @@ void Ear::Forget() {
   Close();
   model_.reset();
   model_name_.clear();
-  model_kind_.clear();
 }
 
 bool Ear::NextEvent(wvad_event* event) {

@@ -48,9 +48,8 @@ class Ear {
   // Takes the oldest event that waits; false if none does.
   bool NextEvent(wvad_event* event);
 
-  // Of the open model: the name or path that it was opened by, its kind and rate.
+  // Of the open model: the name or path that it was opened by, and its rate.
   const std::string& model_name() const { return model_name_; }
-  const std::string& model_kind() const { return model_kind_; }
   int model_rate_hz() const { return model_rate_hz_; }
 
  private:
@@ -66,7 +65,6 @@ class Ear {
   std::unique_ptr<wvad_model, CloseModel> model_;
   std::unique_ptr<wvad_stream, CloseStream> stream_;
   std::string model_name_;
-  std::string model_kind_;
   int model_rate_hz_ = 0;
   std::vector<unsigned char> silence_;
 };

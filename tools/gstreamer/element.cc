@@ -115,8 +115,7 @@ void Element::OpenEar() {
   const bool passes = configuration_.mode == Mode::kPass;
   ear_.Open(form_, configuration_, !passes || configuration_.post_probabilities ? uint32_t{WVAD_WANT_PROBABILITY} : 0U);
   tags_due_ = true;
-  const double latency_s =
-      passes ? 0 : LatencyOf(configuration_.settings, ear_.model_kind(), ear_.model_rate_hz(), GST_AUDIO_INFO_RATE(&form_));
+  const double latency_s = passes ? 0 : LatencyOf(configuration_.settings, ear_.model_rate_hz(), GST_AUDIO_INFO_RATE(&form_));
   const auto latency = static_cast<uint64_t>(latency_s * GST_SECOND);
   // A pipeline that has asked already goes by another.
   const GstClockTime told = Latency();
@@ -248,7 +247,7 @@ GstClockTime Element::Latency() const {
   const uint64_t known = latency_;
   if (GST_CLOCK_TIME_IS_VALID(known)) return known;
   const Configuration wanted = properties_.Copy();
-  return wanted.mode == Mode::kPass ? 0 : static_cast<GstClockTime>(LatencyOf(wanted.settings, "", 0, 16000) * GST_SECOND);
+  return wanted.mode == Mode::kPass ? 0 : static_cast<GstClockTime>(LatencyOf(wanted.settings, 0, 16000) * GST_SECOND);
 }
 
 bool Element::AnswerLatency(GstQuery* query) {

@@ -15,13 +15,6 @@ constexpr double kSearchS = 0.42;
 constexpr double kContextS = 0.25;
 constexpr double kBlockS = 0.01;
 
-// How long a frame waits besides at the begin of a stretch, where the means of the features are gathered: a second up to 0.5 s, nothing
-// from 2 s on.
-double OpeningOf(const wvad_settings& settings, const std::string& model_kind, double at_s) {
-  if (settings.profile == WVAD_PROFILE_FAST || model_kind == "lstm_fb40") return 0;
-  return std::clamp(1 - (at_s - 0.5) * 2 / 3, 0.0, 1.0);
-}
-
 double ResamplingOf(const wvad_settings& settings, int model_rate_hz, int rate_hz) {
   if (rate_hz == model_rate_hz) return 0;
   if (settings.profile == WVAD_PROFILE_FAST) return 0.06;
@@ -39,10 +32,9 @@ Lags LagsOf(const wvad_settings& settings) {
   return lags;
 }
 
-double LatencyOf(const wvad_settings& settings, const std::string& model_kind, int model_rate_hz, int rate_hz) {
+double LatencyOf(const wvad_settings& settings, int model_rate_hz, int rate_hz) {
   const Lags lags = LagsOf(settings);
-  const double lag = std::max(lags.begin, lags.end);
-  return lag + OpeningOf(settings, model_kind, lag) + ResamplingOf(settings, model_rate_hz, rate_hz) + kContextS + kBlockS;
+  return std::max(lags.begin, lags.end) + ResamplingOf(settings, model_rate_hz, rate_hz) + kContextS + kBlockS;
 }
 
 Verdicts::Verdicts(const wvad_settings& settings, int rate_hz) : rate_hz_(rate_hz) {

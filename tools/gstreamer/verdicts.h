@@ -18,7 +18,6 @@
 #include <cstdint>
 #include <deque>
 #include <limits>
-#include <string>
 
 namespace TSEG::gst {
 
@@ -32,9 +31,8 @@ struct Lags {
 
 Lags LagsOf(const wvad_settings& settings);
 
-// The longest time in seconds from a frame of the input until its verdict is certain, for audio of `rate_hz` on a model of this kind and
-// rate.
-double LatencyOf(const wvad_settings& settings, const std::string& model_kind, int model_rate_hz, int rate_hz);
+// The longest time in seconds from a frame of the input until its verdict is certain, for audio of `rate_hz` on a model of this rate.
+double LatencyOf(const wvad_settings& settings, int model_rate_hz, int rate_hz);
 
 struct Verdict {
   bool keep;

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <typeinfo>
 
+#include "frontend/float_front.h"
 #include "session/tseg_inst.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
@@ -99,7 +100,8 @@ std::string CodeName(int code) {
   return "code " + std::to_string(code);
 }
 
-Engine::Engine(const std::string& model, const ParameterList& configuration, const std::string& more) {
+Engine::Engine(const std::string& model, const ParameterList& configuration, const std::string& more, bool slow_start)
+    : slow_start_(slow_start) {
   CheckMagic(model);
   const PrivateFolder folder;
   std::error_code error;
@@ -130,6 +132,8 @@ Engine::~Engine() { core_.Uninitialize(); }
 Detector::Detector(Engine& engine) : core_(engine.core()) {
   const int code = core_.CreateInst(&handle_);
   if (code != WVAD_SUCCESS) throw Failure(ExitCode::kEngine, "no detector could be made: " + CodeName(code));
+  // Who asks for another kind of mean has it with its own beginning.
+  if (!engine.slow_start() && Get("wvad_param_cmn_type") == "0") handle_->nReadyMeans = kReadyMeans;
   // A sentence is whole however far its margin reaches back.
   handle_->reading.bFreesByFloor = true;
 }

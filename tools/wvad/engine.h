@@ -25,20 +25,24 @@ namespace TSEG::tool {
 using ParameterList = std::vector<std::pair<std::string, std::string>>;
 
 // Brings the engine up with the model file `model`. `configuration` are lines for the section "vad" of the configuration file, `more` is
-// the text of a whole further configuration file that follows (its entries count where ours are silent).
-// Throws Failure: kBadModel with the reason, kBadParameter for a configuration that cannot be used.
+// the text of a whole further configuration file that follows (its entries count where ours are silent). `slow_start`: its sessions hear
+// the first two seconds together before they speak up, as those of the exported functions do; else they begin with the usual means, at
+// once, if the kind of mean removal is the usual one. Throws Failure: kBadModel with the reason, kBadParameter for a configuration that
+// cannot be used.
 class Engine {
  public:
-  Engine(const std::string& model, const ParameterList& configuration, const std::string& more);
+  Engine(const std::string& model, const ParameterList& configuration, const std::string& more, bool slow_start = false);
   ~Engine();
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
 
   // The calls that the exported functions make.
   TSEG::Engine& core() { return core_; }
+  bool slow_start() const { return slow_start_; }
 
  private:
   TSEG::Engine core_;
+  bool slow_start_;
 };
 
 // One instance of the detector.

@@ -18,6 +18,7 @@ struct EngineOptions {
   std::string config;                 // a further configuration file for the engine, empty for none
   std::vector<std::string> settings;  // NAME=VALUE
   PlainSettings plain;                // under the settings
+  bool slow_start = false;            // as Engine takes it
 };
 
 // What the engine is to be set to: by plain names, then by --set, which wins. `model` is the model's file. Throws Failure(kBadParameter).

@@ -16,6 +16,8 @@ void AddSettings(CLI::App* command, EngineOptions& engine) {
   command->add_option("-s,--set", engine.settings, "Set a parameter of the engine, NAME=VALUE; may be repeated")
       ->allow_extra_args(false)
       ->type_name(kSettingForm);
+  command->add_flag("--slow-start", engine.slow_start,
+                    "Hear the first two seconds together before the first of them is judged, as sessions of libwvad do");
   command->add_option("--config", engine.config, "Further configuration for the engine's start, a file in the form of w_tseg.cfg");
 }
 

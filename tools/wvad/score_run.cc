@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "session/tseg_inst.h"
 #include "wvad/engine.h"
 #include "wvad/engine_options.h"
 #include "wvad/model_finder.h"
@@ -30,12 +31,13 @@ Scorer::Scorer(const EngineOptions& options, const std::string& configuration) {
   const std::string file = FindModel(options.model, options.models_dir);
   ParameterPlan plan = PlanParameters(options.settings, false);
   plan.session.emplace_back("wvad_param_isVadDegOn", "0");  // the trial below has nothing to tell
-  Engine engine(file, plan.configuration, FurtherConfiguration(plan, file, configuration));
+  Engine engine(file, plan.configuration, FurtherConfiguration(plan, file, configuration), options.slow_start);
   Detector detector(engine);
   // The type of mean removal is taken from the defaults, not from an instance.
   blocks_.cmn_type = ParseInt(detector.Get("wvad_param_cmn_type")).value_or(0);
   const Session trial(detector, plan.session);
   blocks_.rate_hz = ParseInt(detector.Get("VAD_PARAM_SAMPLERATE")).value_or(16000);
+  blocks_.ready_means = detector.handle()->nReadyMeans;
   blocks_.mean_removal = detector.Get("wvad_param_isTsegDoCMN") != "0";
   if (detector.Get("wvad_param_vad_AgcOn") == "1") {
     blocks_.gain_control_hz = ParseInt(detector.Get("wvad_param_SampleRate")).value_or(16000);

@@ -26,7 +26,7 @@ SentenceEngine::SentenceEngine(const EngineOptions& options, const SentenceUse& 
                                const ParameterPlan& plan, const std::string& configuration, const BeforeSessions& before_sessions)
     : model_(options.model),
       parameters_(plan.session),
-      engine_(model_file, plan.configuration, FurtherConfiguration(plan, model_file, configuration)) {
+      engine_(model_file, plan.configuration, FurtherConfiguration(plan, model_file, configuration), options.slow_start) {
   before_sessions(engine_, parameters_);
   Detector detector(engine_);
   const Session trial(detector, parameters_);

@@ -36,7 +36,8 @@ TracedEngine::TracedEngine(const EngineOptions& options, const std::string& conf
     : model_(options.model), model_file_(FindModel(options.model, options.models_dir)) {
   ParameterPlan plan = PlanParameters(AllSettings(options, model_file_), false);
   plan.session.emplace_back("wvad_param_isVadDegOn", "0");  // its text would be for nobody
-  engine_ = std::make_unique<Engine>(model_file_, plan.configuration, FurtherConfiguration(plan, model_file_, configuration));
+  engine_ =
+      std::make_unique<Engine>(model_file_, plan.configuration, FurtherConfiguration(plan, model_file_, configuration), options.slow_start);
   detector_ = std::make_unique<Detector>(*engine_);
   session_ = std::move(plan.session);
   // The values of a session go with it.
