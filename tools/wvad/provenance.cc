@@ -22,10 +22,10 @@ Json ParametersOf(const SentenceOptions& options, const std::string& model) {
   json["channel"] = options.input.channel;
   json["gain"] = options.input.gain;
   json["endpoint"] = options.endpoint;
+  json["slow_start"] = options.engine.slow_start;
   if (options.input.source.track > 0) json["track"] = options.input.source.track;
   if (const std::vector<std::string> set = AllSettings(options.engine, model); !set.empty()) json["set"] = set;
   if (!options.engine.config.empty()) json["config"] = options.engine.config;
-  if (options.engine.slow_start) json["slow_start"] = true;
   if (options.input.source.raw.form != nullptr) {
     json["raw"] = options.input.source.raw.form->name;
     json["rate"] = options.input.source.raw.rate_hz;
