@@ -7,20 +7,19 @@ import { createRequire } from 'node:module';
 import { test } from 'node:test';
 import { runInNewContext } from 'node:vm';
 import { describe, hasVectors, Library, load, Microphone, openStream, scores, segment, Stream, WvadError } from 'wvad';
-import { atRate, recording, toFloat } from './audio.mjs';
+import { atRate, jfkSentences, recording, toFloat } from './audio.mjs';
 
 const jfk = recording('jfk');
 const times = (sentences) => sentences.map(({ begin, end }) => [begin, end]);
-const expected = [[0.05, 2.35], [2.99, 4.55], [5.11, 7.76], [7.89, 10.76]]; // those of the program (README.md)
 
 test('the sentences of a recording are those of the program', async () => {
   const sentences = await segment(jfk, 16000);
-  assert.deepEqual(times(sentences), expected);
+  assert.deepEqual(times(sentences), jfkSentences);
   const [first] = sentences;
   assert.equal(first.number, 0);
-  assert.equal(first.beginFrame, 800);
+  assert.equal(first.beginFrame, 480);
   assert.equal(first.endFrame, 37600);
-  assert.ok(Math.abs(first.duration - 2.3) < 1e-12);
+  assert.ok(Math.abs(first.duration - 2.32) < 1e-12);
   assert.equal(first.audio, undefined);
 });
 
@@ -28,16 +27,16 @@ test('every kind of samples gives the same sentences', async () => {
   const float = toFloat(jfk);
   const buffer = { numberOfChannels: 1, length: float.length, sampleRate: 16000, getChannelData: () => float };
   const int32 = Int32Array.from(jfk, (sample) => sample * 65536);
-  for (const samples of [float, int32, [float], [float, float], buffer]) assert.deepEqual(times(await segment(samples, 16000)), expected);
+  for (const samples of [float, int32, [float], [float, float], buffer]) assert.deepEqual(times(await segment(samples, 16000)), jfkSentences);
   const silentLeft = Int16Array.from({ length: 2 * jfk.length }, (_, i) => (i % 2 ? jfk[i >> 1] : 0));
-  assert.deepEqual(times(await segment(silentLeft, 16000, { channels: 2, channel: 2 })), expected);
+  assert.deepEqual(times(await segment(silentLeft, 16000, { channels: 2, channel: 2 })), jfkSentences);
   assert.deepEqual(await segment(silentLeft, 16000, { channels: 2, channel: 1 }), []);
 });
 
 test('a sentence comes with its samples and features where they are asked for', async () => {
   const [first] = await segment(jfk, 16000, { audio: true, features: true });
   assert.deepEqual(first.audio, toFloat(jfk.subarray(first.beginFrame, first.endFrame)));
-  assert.equal(first.features.length, 115 * 230);
+  assert.equal(first.features.length, 115 * 232);
 });
 
 test('probabilities: one for each whole 10 ms, without a gap', async () => {
@@ -366,13 +365,13 @@ test('a detector that is kept is loaded anew once it has been closed', async () 
 test('CommonJS has the same names', async () => {
   const required = createRequire(import.meta.url)('wvad');
   assert.deepEqual(Object.keys(required).sort(), ['Detector', 'Library', 'Microphone', 'Stream', 'WvadError', 'describe', 'hasVectors', 'load', 'openStream', 'scores', 'segment']);
-  assert.deepEqual(times(await required.segment(jfk, 16000)), expected);
+  assert.deepEqual(times(await required.segment(jfk, 16000)), jfkSentences);
   assert.equal(typeof Stream, 'function');
 });
 
 test('a recording of another rate', async () => {
   const sentences = await segment(toFloat(atRate(jfk, 16000, 48000)), 48000);
   times(sentences).forEach(([begin, end], i) => {
-    assert.ok(Math.abs(begin - expected[i][0]) <= 0.05 && Math.abs(end - expected[i][1]) <= 0.05, `${begin} to ${end}`);
+    assert.ok(Math.abs(begin - jfkSentences[i][0]) <= 0.05 && Math.abs(end - jfkSentences[i][1]) <= 0.05, `${begin} to ${end}`);
   });
 });

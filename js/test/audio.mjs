@@ -11,6 +11,9 @@ export function recording(name) {
   return new Int16Array(raw.buffer.slice(raw.byteOffset, raw.byteOffset + raw.length));
 }
 
+/** Begins and ends of what the program finds in recording('jfk') (README.md), in seconds. */
+export const jfkSentences = [[0.03, 2.35], [2.99, 4.55], [5.11, 7.76], [7.89, 10.76]];
+
 /** The samples at another rate, by straight lines between them: no good sound, but the same bits everywhere. */
 export function atRate(samples, from, to) {
   const out = new Int16Array(Math.floor((samples.length - 1) * to / from));
