@@ -371,6 +371,7 @@ test('CommonJS has the same names', async () => {
 
 test('a recording of another rate', async () => {
   const sentences = await segment(toFloat(atRate(jfk, 16000, 48000)), 48000);
+  assert.equal(sentences.length, jfkSentences.length);
   times(sentences).forEach(([begin, end], i) => {
     assert.ok(Math.abs(begin - jfkSentences[i][0]) <= 0.05 && Math.abs(end - jfkSentences[i][1]) <= 0.05, `${begin} to ${end}`);
   });
