@@ -55,7 +55,8 @@ run() {
     done
     echo "$root" >"$WINEPREFIX/prepared"
   else
-    run cmd /c exit 9>&-
+    # A program that meets the services just ending may fail before it begins; the next starts them anew.
+    run cmd /c exit 9>&- || run cmd /c exit 9>&- || :
   fi
 ) 9>"$root/wine$bits.lock" </dev/null >/dev/null 2>&1
 run "$@"
