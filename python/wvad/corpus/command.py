@@ -172,8 +172,15 @@ def _into_shards(given: argparse.Namespace, out: Path, header: Dict[str, Any], o
 def _say(given: argparse.Namespace, out: Path, count: int, bad: int) -> int:
     """The last line; gives the exit code."""
     if not given.quiet:
-        _tell(f"{out}: {count} recordings{f', {bad} of them with an error' if bad else ''}")
+        _tell(f"{out}: {count} recording{'' if count == 1 else 's'}{f', {bad} of them with an error' if bad else ''}")
     return 1 if bad else 0
+
+
+def _words(trouble: Exception) -> str:
+    """What the system says of a file is said as the program says it: NAME: reason."""
+    if isinstance(trouble, OSError) and not isinstance(trouble, errors.Error) and trouble.filename is not None and trouble.strerror:
+        return f"{shown(os.fsdecode(trouble.filename))}: {trouble.strerror}"
+    return str(trouble)
 
 
 def _tell(words: str) -> None:
@@ -189,7 +196,7 @@ def main(arguments: Optional[List[str]] = None) -> int:
         try:
             return _work(given)
         except (errors.Error, OSError) as trouble:
-            _tell(f"wvad corpus: {trouble}")
+            _tell(f"wvad corpus: {_words(trouble)}")
             return 2
         except KeyboardInterrupt as end:
             begin = "" if ending.asked() else "\n"  # behind the ^C of a terminal

@@ -41,7 +41,10 @@ class Part:
     def _locked(self, wait: bool) -> BinaryIO:
         """The file, held. The one that was opened may have got its name, or been removed, by whoever held it until then."""
         while True:
-            file = open(self.path, "a+b")
+            try:
+                file = open(self.path, "a+b")
+            except OSError as trouble:  # under the name that was asked for
+                raise type(trouble)(trouble.errno, trouble.strerror, str(self._out)) from None
             try:
                 fcntl.flock(file, fcntl.LOCK_EX | (0 if wait else fcntl.LOCK_NB))
                 if os.path.exists(self.path) and os.path.samestat(os.fstat(file.fileno()), os.stat(self.path)):
