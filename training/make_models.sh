@@ -44,7 +44,7 @@ features() {  # of one folder of sessions, for the kinds of 75 and of 40 values;
   local begin=()
   [ "$3" = slow ] && begin=(--ready-means 0)
   "$bin/wvad-blocks" --rate "$2" --centre --half --jobs "$jobs" "${begin[@]}" --out "$1/feat" --list "$1/sessions.txt"
-  "$bin/wvad-blocks" --rate "$2" --model lstm_fb40 --half --jobs "$jobs" --out "$1/feat40" --list "$1/sessions.txt"
+  "$bin/wvad-blocks" --rate "$2" --model lstm_fb40 --half --jobs "$jobs" "${begin[@]}" --out "$1/feat40" --list "$1/sessions.txt"
 }
 
 mixed() {  # folder, split, hours, seed, further options

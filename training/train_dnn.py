@@ -4,7 +4,7 @@
     train_dnn.py --data DIR [DIR...] --judged DIR --out DIR [--hidden 384 256] [--epochs 10] [--seed 1]
 
 Each DIR/train comes from mix_sessions.py and JUDGED/judged from judged_sets.py, with the frames written by
-    wvad-blocks --centre --half --out DIR/SPLIT/feat --list DIR/SPLIT/sessions.txt
+    wvad-blocks --centre --half --ready-means 0 --out DIR/SPLIT/feat --list DIR/SPLIT/sessions.txt
 
 Activations are rounded to the bits that the engine keeps and weights to theirs in every forward pass (gradients pass straight through), and rows
 of the 8-bit layers are held inside the sums that 16 bits can carry. Writes OUT/network.npz, the epoch with the greatest merit on the judged

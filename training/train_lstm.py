@@ -4,7 +4,7 @@
     train_lstm.py --kind lstm_fb40 --data DIR [DIR...] --out DIR [--init FILE] [--steps 3000] [--seed 1]
 
 DIR/train comes from mix_sessions.py and DIR/judged from judged_sets.py. What the network sees lies in DIR/SPLIT/feat40 for "lstm_fb40", written by
-    wvad-blocks --model lstm_fb40 --half --out DIR/SPLIT/feat40 --list DIR/SPLIT/sessions.txt
+    wvad-blocks --model lstm_fb40 --half --ready-means 0 --out DIR/SPLIT/feat40 --list DIR/SPLIT/sessions.txt
 and in DIR/SPLIT/feat for "lstm_fb75", the same frames as for "dnn_fb75".
 
 Writes OUT/step_00000.npz, the beginning, OUT/step_NNNNN.npz at every look at the judged recordings, weights being averaged over some hundred steps, and

@@ -10,8 +10,8 @@ import { Listening, Stream, StreamOptions, STREAM_OPTIONS } from './stream.js';
 export interface SegmentOptions extends Omit<StreamOptions, 'probability'> {}
 export interface ScoresOptions extends Omit<StreamOptions, 'probability' | 'audio' | 'features'> {}
 
-/** The probabilities that `told` gives, one for each of `count` 10 ms. What was not told (the last 50 ms, and a few where the session inside is
- * renewed) is as what stands before it. */
+/** The probabilities that `told` gives, one for each of `count` 10 ms. What was not told (the end, whose windows the audio does not fill:
+ * 40 ms, with "lstm_fb40" 20) is as what stands before it. */
 export function eachTenMs(told: readonly { timeFrame: number; probability: number }[], rate: number, count: number): Float32Array {
   const values = new Float32Array(count).fill(NaN);
   for (const { timeFrame, probability } of told) {

@@ -285,8 +285,8 @@ def _taken(stream: Stream) -> Array:
 
 
 def _each_10_ms(told: Array, rate: int, heard: int) -> Array:
-    """One value for each whole 10 ms. What was not told (the last 50 ms, and a few frames where the session inside is renewed) is as what
-    stands before it."""
+    """One value for each whole 10 ms. What was not told (the end, whose windows the audio does not fill: 40 ms, with "lstm_fb40" 20) is as
+    what stands before it."""
     count = heard * 100 // rate
     places = np.rint(told[:, 0] * 100 / rate).astype(np.int64)
     inside = places < count

@@ -31,8 +31,8 @@ void ORVAFloatFrontDestroy(FrontHandle handle);
 // Rewinds the ring and the counters; with `bNewSession` also the sums behind the mean. Rebuilds the filter banks for the rate in force.
 void ORVAFloatFrontReset(FrontHandle handle, int bNewSession);
 // After a reset for a new session: frames leave at once, whatever the mean schedule says, and the mean begins as the usual one, which
-// counts for `frames` frames beside those that are heard. Holds until the next reset for a new session. No effect with mean removal types 1
-// and 4.
+// counts for `frames` frames beside those that are heard. Holds until the next reset for a new session. Means of types 1 and 4 stay
+// what they are.
 void ORVAFloatFrontBeginReady(FrontHandle handle, int32_t frames);
 // So many suit the bundled models, as measured on the judged recordings: what is built above the exported functions begins with them.
 constexpr int32_t kReadyMeans = 50;

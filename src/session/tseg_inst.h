@@ -40,7 +40,7 @@ struct TsegInst {
   uint8_t bInstStart = 0;
   uint32_t nEpoch = 0;  // the engine's start that this session belongs to
   TSEG::KelInst* hKel = nullptr;
-  int32_t nReadyMeans = 0;  // above 0: sessions begin with settled means (ORVAFloatFrontBeginReady)
+  int32_t nReadyMeans = 0;  // above 0: sessions begin with the usual means, which count for so many frames (ORVAFloatFrontBeginReady)
 
   TSEG::Diagnostics diagnostics;
   TSEG::Intake intake;

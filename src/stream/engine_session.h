@@ -18,7 +18,7 @@ namespace TSEG::stream {
 // An instance of `engine`, which outlives it. Throws Refusal(WVAD_E_INTERNAL).
 class EngineInstance {
  public:
-  // `observer` is told of every frame. Sessions begin with settled means and speak up at once.
+  // `observer` is told of every frame. Sessions begin with the usual means and speak up at once.
   EngineInstance(Engine& engine, DecisionObserver* observer);
   ~EngineInstance();
   EngineInstance(const EngineInstance&) = delete;

@@ -62,6 +62,14 @@ TEST(Annotation, EachFormIsUnderstood) {
       {"jsonl",
        "{\"id\":\"x\",\"recording_id\":\"talk\",\"start\":0.7,\"duration\":1.5}\n{\"recording_id\":\"talk\",\"start\":61.25,"
        "\"duration\":0.75}\n"},
+      {"jsonl",
+       "{\"wvad\":\"0.1.0\",\"model\":null,\"recordings_sha256\":\"b1\"}\n{\"file\":\"a/"
+       "talk.wav\",\"duration\":63.0,\"sentences\":[{\"begin\":0.7,"
+       "\"end\":2.2},{\"begin\":61.25,\"end\":62.0}]}\n"},
+      {"jsonl",
+       "{\"file\":\"talk.wav\",\"offset\":0.5,\"duration\":2.0,\"sentences\":[{\"begin\":0.7,\"end\":2.2}]}\n{\"file\":\"talk.wav\","
+       "\"offset\":60.0,"
+       "\"duration\":3.0,\"sentences\":[{\"begin\":61.25,\"end\":62.0}]}\n"},
       {"srt", "1\r\n00:00:00,700 --> 00:00:02,200\r\nhello\r\n\r\n2\r\n00:01:01,250 --> 00:01:02,000\r\n\r\n"},
       {"vtt", "WEBVTT\n\n00:00.700 --> 00:02.200 align:start\nhello\n\n00:01:01.250 --> 00:01:02.000\n\n"},
   };
@@ -78,10 +86,14 @@ TEST(Annotation, LengthsAreTakenWhereTheyAreTold) {
   EXPECT_EQ(Read("textgrid", "\"ooTextFile\" \"TextGrid\" 0 63.5 <exists> 0\n")["talk"].length_us, 63500000);
   EXPECT_EQ(Read("json", R"({"files":[{"file":"talk","sentences":[],"recording":{"length":5.0}}]})")["talk"].length_us, 5000000);
   EXPECT_EQ(Read("json", R"({"files":[{"file":"talk","sentences":[],"recording":{"length":null}}]})")["talk"].length_us, std::nullopt);
+  // Of a corpus that of a whole recording, not of a piece.
+  EXPECT_EQ(Read("jsonl", "{\"file\":\"talk\",\"duration\":5.0,\"sentences\":[]}\n")["talk"].length_us, 5000000);
+  EXPECT_EQ(Read("jsonl", "{\"file\":\"talk\",\"offset\":1.0,\"duration\":5.0,\"sentences\":[]}\n")["talk"].length_us, std::nullopt);
 }
 
 TEST(Annotation, RecordingsWithoutSpeechAreKnown) {
   EXPECT_EQ(Read("labels", "").size(), 1U);
+  EXPECT_EQ(Read("jsonl", "{\"file\":\"talk.wav\",\"error\":\"empty\",\"kind\":\"AudioError\"}\n").size(), 1U);
   EXPECT_EQ(Read("rttm", "SPKR-INFO talk 1 <NA> <NA> <NA> unknown a\n").size(), 1U);
   EXPECT_EQ(Read("rttm", "").size(), 0U);
 }
@@ -106,6 +118,7 @@ TEST(Annotation, WhatCannotBeUnderstoodIsNamed) {
       {"json", "{"},
       {"json", R"({"files":[{"file":"a","sentences":[{"begin":"x","end":1}]}]})"},
       {"jsonl", "{\"event\":\"sentence\"}\n"},
+      {"jsonl", "{\"file\":\"a\",\"sentences\":[{\"begin\":1}]}\n"},
       {"srt", "1 --> x\n"},
       {"srt", "0:0:0:1 --> 0:0:0:2\n"},  // days, which no caption has
       {"srt", "300000000:0:0:0:0 --> 300000000:0:0:0:1\n"},

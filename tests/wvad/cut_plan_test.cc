@@ -35,6 +35,14 @@ TEST(CutPlan, SpeechThatTouchesIsOneAndEndsWithTheRecording) {
   EXPECT_EQ(SpeechOf({At(600, 900)}, 16000, 16000, 500), Spans());
 }
 
+TEST(CutPlan, SpeechUntilNothingMoreCouldBeDecidedGoesToTheEnd) {
+  // 40 ms before the end of 1 s, less than 50, and 50.
+  EXPECT_EQ(SpeechOf({At(8000, 15360)}, 16000, 16000, 16000), (Spans{{8000, 16000}}));
+  EXPECT_EQ(SpeechOf({At(8000, 15360)}, 16000, 44100, 44100), (Spans{{22050, 44100}}));
+  EXPECT_EQ(SpeechOf({At(8000, 15201)}, 16000, 16000, 16000), (Spans{{8000, 16000}}));
+  EXPECT_EQ(SpeechOf({At(8000, 15200)}, 16000, 16000, 16000), (Spans{{8000, 15200}}));
+}
+
 TEST(CutPlan, OfEachSilenceAsMuchStaysAsIsAskedFor) {
   const Spans speech = {{1000, 2000}, {2600, 3000}, {3050, 4000}};
   EXPECT_EQ(WithSilences(speech, 0, 10000), speech);

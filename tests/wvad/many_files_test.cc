@@ -334,6 +334,11 @@ TEST_F(Resume, ResultsOfOtherSettingsOrModelsAreNotMixed) {
   std::filesystem::remove(folder_.file("m.bin"));
   std::filesystem::copy_file(WVAD_TEST_MODEL, folder_.file("m.bin"));
   ExpectFailure(Call({"segment", "-q", "-m", "./m.bin", "-o", "m.jsonl", "--resume", "in"}), 8, "(model_sha256");
+  // So of a configuration.
+  folder_.write("c.cfg", "[vad]\nwvad_param_nFrameEndMargin=20\n");
+  EXPECT_EQ(Segment({"-q", "--config", "c.cfg", "-o", "c.jsonl", "in"}).code, 0);
+  folder_.write("c.cfg", "[vad]\nwvad_param_nFrameEndMargin=2\n");
+  ExpectFailure(Segment({"-q", "--config", "c.cfg", "-o", "c.jsonl", "--resume", "in"}), 8, "c.jsonl: was begun in another way (parameters {");
 }
 
 TEST_F(Resume, AFolderOfOtherSettingsIsNotMixed) {

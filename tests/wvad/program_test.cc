@@ -210,8 +210,13 @@ TEST_F(Program, QuietRecordingIsAdvisedAndGainHelps) {
   EXPECT_THAT(run.err,
               HasSubstr("note: very quiet: 100 % of what the network takes for speech lies under the engine's energy floor of -64 dB"));
   EXPECT_EQ(Segment({"--quiet", path}).err, "");
-  EXPECT_EQ(Found(Segment({"--format", "json", "--gain", "auto", path}).out).size(), 2U);
-  EXPECT_EQ(Found(Segment({"--format", "json", "--gain", "30", path}).out).size(), 2U);
+  const Outcome measured = Segment({"--format", "json", "--gain", "auto", path}), named = Segment({"--format", "json", "--gain", "30", path});
+  EXPECT_EQ(Found(measured.out).size(), 2U);
+  EXPECT_EQ(Found(named.out).size(), 2U);
+  // 52 dB would bring it to -20 dB; 40 are the most.
+  const auto recording = [](const Outcome& run) { return nlohmann::json::parse(run.out)["files"][0]["recording"]; };
+  EXPECT_EQ(recording(measured)["gain_db"], 40.0);
+  EXPECT_FALSE(recording(named).contains("gain_db"));
 }
 
 }  // namespace

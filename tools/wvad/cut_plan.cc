@@ -8,6 +8,7 @@ namespace TSEG::tool {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
+constexpr int64_t kUndecidedMs = 50;  // what is decided ends so near the end: 40 ms, and less than a frame
 
 }  // namespace
 
@@ -15,7 +16,8 @@ std::vector<FrameSpan> SpeechOf(const std::vector<stream::Sentence>& sentences, 
   std::vector<FrameSpan> spans;
   for (const stream::Sentence& sentence : sentences) {
     const int64_t begin = sentence.begin_sample * rate_hz / heard_hz;
-    const int64_t end = std::min(frames, (sentence.end_sample * rate_hz + heard_hz - 1) / heard_hz);
+    int64_t end = (sentence.end_sample * rate_hz + heard_hz - 1) / heard_hz;
+    if (frames - end < rate_hz * kUndecidedMs / 1000) end = frames;
     if (begin >= end) continue;
     if (!spans.empty() && begin <= spans.back().end) {
       spans.back().end = std::max(spans.back().end, end);

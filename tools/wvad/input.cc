@@ -89,8 +89,12 @@ bool IsHeardOnce(const std::string& name) { return name == "-" || IsAddress(name
 
 std::optional<int> ParseInt(const std::string& text) { return ParseWhole<int>(text); }
 
-Input::Input(std::unique_ptr<AudioSource> source, const std::string& name, int channel, int engine_rate_hz, int chunk_ms, double gain_db)
-    : source_(std::move(source)), engine_rate_hz_(engine_rate_hz), stream_(*source_, name, channel, engine_rate_hz, chunk_ms, gain_db) {}
+Input::Input(std::unique_ptr<AudioSource> source, const std::string& name, int channel, int engine_rate_hz, int chunk_ms, double gain_db,
+             bool gain_measured)
+    : source_(std::move(source)),
+      engine_rate_hz_(engine_rate_hz),
+      measured_gain_db_(gain_measured ? std::optional<double>(gain_db) : std::nullopt),
+      stream_(*source_, name, channel, engine_rate_hz, chunk_ms, gain_db) {}
 
 InputReader::InputReader(const InputOptions& options)
     : options_(options), channel_(ParseChannel(options.channel)), gain_db_(ParseGain(options.gain)) {
@@ -112,7 +116,7 @@ std::unique_ptr<Input> InputReader::Open(const std::string& name, const EngineRa
   const int engine_rate_hz = engine_rate(source->rate_hz());
   const double gain_db = gain_db_ ? *gain_db_ : MeasureGain(name, engine_rate_hz);
   return std::make_unique<Input>(std::make_unique<SampleAudit>(std::move(source), gain_db), name, channel_, engine_rate_hz,
-                                 options_.chunk_ms, gain_db);
+                                 options_.chunk_ms, gain_db, !gain_db_);
 }
 
 double InputReader::MeasureGain(const std::string& name, int engine_rate_hz) const {

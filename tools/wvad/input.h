@@ -37,7 +37,8 @@ struct InputOptions {
 // One opened recording.
 class Input {
  public:
-  Input(std::unique_ptr<AudioSource> source, const std::string& name, int channel, int engine_rate_hz, int chunk_ms, double gain_db);
+  Input(std::unique_ptr<AudioSource> source, const std::string& name, int channel, int engine_rate_hz, int chunk_ms, double gain_db,
+        bool gain_measured);
 
   // Of the samples that it gives.
   int engine_rate_hz() const { return engine_rate_hz_; }
@@ -50,6 +51,8 @@ class Input {
   std::string damage() { return source_->damage(); }
   // What else a listener should know of its samples; empty for nothing. Call behind its end.
   std::string note() const { return source_->note(); }
+  // By which it is amplified, where --gain auto has measured that.
+  std::optional<double> measured_gain_db() const { return measured_gain_db_; }
   int source_rate_hz() const { return source_->rate_hz(); }
   int source_channels() const { return source_->channels(); }
   // Of the source, as it lies there: read until now, and its length, -1 if it does not know.
@@ -62,6 +65,7 @@ class Input {
  private:
   std::unique_ptr<AudioSource> source_;
   int engine_rate_hz_;
+  std::optional<double> measured_gain_db_;
   PcmStream stream_;
 };
 

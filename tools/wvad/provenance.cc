@@ -25,7 +25,10 @@ Json ParametersOf(const SentenceOptions& options, const std::string& model) {
   json["slow_start"] = options.engine.slow_start;
   if (options.input.source.track > 0) json["track"] = options.input.source.track;
   if (const std::vector<std::string> set = AllSettings(options.engine, model); !set.empty()) json["set"] = set;
-  if (!options.engine.config.empty()) json["config"] = options.engine.config;
+  if (!options.engine.config.empty()) {
+    json["config"] = options.engine.config;
+    json["config_sha256"] = Sha256Of(options.engine.config);
+  }
   if (options.input.source.raw.form != nullptr) {
     json["raw"] = options.input.source.raw.form->name;
     json["rate"] = options.input.source.raw.rate_hz;
@@ -70,6 +73,7 @@ Json ProvenanceOfRecording(const FileEnd& end) {
   json["channels"] = facts.channels;
   json["length"] = facts.frames < 0 ? Json() : Json::parse(Fixed(Seconds(facts.frames, facts.rate_hz), 3));
   if (!facts.sha256.empty()) json["sha256"] = facts.sha256;
+  if (facts.measured_gain_db) json["gain_db"] = Json::parse(Fixed(*facts.measured_gain_db, 2));
   return json;
 }
 

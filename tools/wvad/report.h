@@ -6,6 +6,7 @@
 #define WVAD_WVAD_REPORT_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@ struct RecordingFacts {
   int channels = 0;
   int64_t frames = -1;  // its length, one sample of each channel; -1 if it is not known
   std::string sha256;   // of the file, where it was asked for
+  std::optional<double> measured_gain_db;  // by which it was amplified, where that was measured
 };
 
 // By what a recording is heard.

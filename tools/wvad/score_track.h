@@ -4,8 +4,8 @@
 // hop that begins at 10 n ms.
 //
 // A frame without a pair of its own is held: it repeats the last probability before it, and is marked. That happens where a pair is not a
-// number, where a session repeats the last pair because the network's delay has eaten the rest, and behind the last frame, whose window
-// ends 40 ms before the audio does.
+// number, where a session repeats the last pair because the network's delay has eaten the rest, and behind the last frame whose window
+// the audio fills.
 #ifndef WVAD_WVAD_SCORE_TRACK_H_
 #define WVAD_WVAD_SCORE_TRACK_H_
 

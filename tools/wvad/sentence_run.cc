@@ -149,7 +149,7 @@ class SentenceRun {
   RecordingFacts Facts(const Input& input, const std::string& name, const FileEnd& end) const {
     const bool to_its_end = end.reason == kWholeReason;
     return {input.source_rate_hz(), input.source_channels(), to_its_end ? input.frames_read() : input.frames_total(),
-            task_.checksum ? Sha256Of(FilesOfRecording(name)) : ""};
+            task_.checksum ? Sha256Of(FilesOfRecording(name)) : "", input.measured_gain_db()};
   }
 
   FileEnd ToTheEnd(Input& input, SentenceEngine& engine, bool all_channels, const Recording::Sink& sink, const Step& heard) {

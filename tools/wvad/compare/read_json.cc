@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The JSON that `wvad segment` writes, as a document and as lines, and the supervisions of Lhotse.
+// The JSON that `wvad segment` writes, as a document and as lines, the rows of `python -m wvad corpus`, and the supervisions of Lhotse.
 #include <nlohmann/json.hpp>
 
 #include "wvad/compare/annotation.h"
@@ -43,7 +43,20 @@ void TakeLength(const Json& json, AnnotatedRecording& recording) {
   if (facts.contains("length") && facts["length"].is_number()) recording.length_us = Microseconds(facts["length"].get<double>());
 }
 
+// A row of a corpus: a recording, or a piece of one in the times of all of it.
+void ReadRow(const Json& row, Annotation& annotation) {
+  AnnotatedRecording& recording = RecordingNamed(annotation, Get<std::string>(row, "file"));
+  if (!row.contains("sentences")) return;  // it could not be heard
+  for (const Json& sentence : Get<Json::array_t>(row, "sentences")) recording.speech.push_back(SpanOfSentence(sentence));
+  if (!row.contains("offset")) recording.length_us = Microseconds(Get<double>(row, "duration"));
+}
+
 void ReadObject(const Json& json, Annotation& annotation) {
+  if (json.contains("wvad") && json.contains("recordings_sha256")) return;  // a corpus's first row, of what made it
+  if (json.contains("file") && (json.contains("sentences") || json.contains("error")) && !json.contains("event")) {
+    ReadRow(json, annotation);
+    return;
+  }
   if (json.contains("recording_id")) {
     const int64_t begin_us = Microseconds(Get<double>(json, "start"));
     annotation[Get<std::string>(json, "recording_id")].speech.push_back({begin_us, begin_us + Microseconds(Get<double>(json, "duration"))});
