@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// wvad-blocks: writes the exact blocks that a network sees of a recording in the program or in a stream, or with --ready-means 0 in a session of
-// libwvad, one .npy file a recording, for training.
+// wvad-blocks: writes the exact blocks that a network sees of a recording in the program or in a stream, or with --ready-means 0 in a
+// session of libwvad, one .npy file a recording, for training.
 //
 // It links the static parts of the engine, since no exported function hands out blocks. Recordings are worked on in parallel with --jobs;
 // the files do not depend on how many run at once.
