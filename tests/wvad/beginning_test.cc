@@ -68,14 +68,24 @@ TEST_F(Beginning, SlowOneFindsWhatTheExportedFunctionsFind) {
   EXPECT_EQ(FoundByTheFunctions(ready, speech), wanted);  // whatever else the engine serves
 }
 
-TEST_F(Beginning, ScoresBeginTheSameWay) {
-  const auto scores = [&](std::vector<std::string> more) {
-    more.insert(more.begin(), {"scores", "-q", "-f", "csv", "-m", kModel, kSpeech});
-    const Outcome run = Call(more);
-    EXPECT_EQ(run.code, 0) << run.err;
-    return run.out;
-  };
-  EXPECT_NE(scores({}), scores({"--slow-start"}));
+TEST_F(Beginning, ScoresAreThoseThatADecisionIsTakenBy) {
+  std::vector<double> of_ways;
+  for (const std::vector<std::string>& way : {std::vector<std::string>{}, {"--slow-start"}}) {
+    std::vector<std::string> scores = {"scores", "-q", "-m", kModel, kSpeech};
+    scores.insert(scores.end(), way.begin(), way.end());
+    std::istringstream rows(Call(scores).out);
+    std::vector<double> probabilities;
+    for (double time = 0, probability = 0; rows >> time >> probability && probabilities.size() < 50;) probabilities.push_back(probability);
+    ASSERT_EQ(probabilities.size(), 50U);
+    for (const size_t frame : {10U, 33U, 49U}) {
+      std::vector<std::string> explain = {"explain", "--json", "--at", "0." + std::to_string(frame), "-m", kModel, kSpeech};
+      explain.insert(explain.end(), way.begin(), way.end());
+      const nlohmann::json stretch = nlohmann::json::parse(Call(explain).out)["files"][0]["stretches"][0];
+      EXPECT_NEAR(stretch["probability"]["least"].get<double>(), probabilities[frame], 1e-4) << frame;
+    }
+    of_ways.push_back(probabilities[33]);
+  }
+  EXPECT_GT(of_ways[0], of_ways[1] + 0.01);  // at once, the first word is known sooner
 }
 
 TEST_F(Beginning, AnotherKindOfMeanHasItsOwn) {

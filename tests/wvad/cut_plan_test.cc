@@ -31,8 +31,8 @@ TEST(CutPlan, AFrameThatSpeechHoldsAPartOfBelongsToIt) {
 }
 
 TEST(CutPlan, SpeechThatTouchesIsOneAndEndsWithTheRecording) {
-  EXPECT_EQ(SpeechOf({At(0, 100), At(100, 200), At(300, 900)}, 16000, 16000, 500), (Spans{{0, 200}, {300, 500}}));
-  EXPECT_EQ(SpeechOf({At(600, 900)}, 16000, 16000, 500), Spans());
+  EXPECT_EQ(SpeechOf({At(0, 1000), At(1000, 2000), At(3000, 9000)}, 16000, 16000, 5000), (Spans{{0, 2000}, {3000, 5000}}));
+  EXPECT_EQ(SpeechOf({At(6000, 9000)}, 16000, 16000, 5000), Spans());
 }
 
 TEST(CutPlan, SpeechUntilNothingMoreCouldBeDecidedGoesToTheEnd) {

@@ -338,7 +338,8 @@ TEST_F(Resume, ResultsOfOtherSettingsOrModelsAreNotMixed) {
   folder_.write("c.cfg", "[vad]\nwvad_param_nFrameEndMargin=20\n");
   EXPECT_EQ(Segment({"-q", "--config", "c.cfg", "-o", "c.jsonl", "in"}).code, 0);
   folder_.write("c.cfg", "[vad]\nwvad_param_nFrameEndMargin=2\n");
-  ExpectFailure(Segment({"-q", "--config", "c.cfg", "-o", "c.jsonl", "--resume", "in"}), 8, "c.jsonl: was begun in another way (parameters {");
+  ExpectFailure(Segment({"-q", "--config", "c.cfg", "-o", "c.jsonl", "--resume", "in"}), 8,
+                "c.jsonl: was begun in another way (parameters {");
 }
 
 TEST_F(Resume, AFolderOfOtherSettingsIsNotMixed) {

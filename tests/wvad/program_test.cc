@@ -210,11 +210,12 @@ TEST_F(Program, QuietRecordingIsAdvisedAndGainHelps) {
   EXPECT_THAT(run.err,
               HasSubstr("note: very quiet: 100 % of what the network takes for speech lies under the engine's energy floor of -64 dB"));
   EXPECT_EQ(Segment({"--quiet", path}).err, "");
-  const Outcome measured = Segment({"--format", "json", "--gain", "auto", path}), named = Segment({"--format", "json", "--gain", "30", path});
+  const Outcome measured = Segment({"--format", "json", "--gain", "auto", path}),
+                named = Segment({"--format", "json", "--gain", "30", path});
   EXPECT_EQ(Found(measured.out).size(), 2U);
   EXPECT_EQ(Found(named.out).size(), 2U);
   // 52 dB would bring it to -20 dB; 40 are the most.
-  const auto recording = [](const Outcome& run) { return nlohmann::json::parse(run.out)["files"][0]["recording"]; };
+  const auto recording = [](const Outcome& heard) { return nlohmann::json::parse(heard.out)["files"][0]["recording"]; };
   EXPECT_EQ(recording(measured)["gain_db"], 40.0);
   EXPECT_FALSE(recording(named).contains("gain_db"));
 }

@@ -23,8 +23,8 @@ struct FrameSpan {
 };
 
 // The frames of a recording of `frames` at `rate_hz` that belong to sentences, whose samples count at `heard_hz`: every frame of which they
-// hold a part, and behind one that lasts until nothing more could be decided (the windows of the last 40 ms reach beyond the recording) those
-// to the end. In order of time, none empty, none touching another.
+// hold a part, and behind one that lasts until nothing more could be decided (the windows of the last 40 ms reach beyond the recording)
+// those to the end. In order of time, none empty, none touching another.
 std::vector<FrameSpan> SpeechOf(const std::vector<stream::Sentence>& sentences, int heard_hz, int rate_hz, int64_t frames);
 
 // What stays where `keep` frames of each silence stay, of a shorter one all: between two stretches of speech half of them behind the first

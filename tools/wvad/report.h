@@ -24,9 +24,9 @@ constexpr const char* kWholeReason = "end of audio";
 struct RecordingFacts {
   int rate_hz = 0;  // 0: nothing is known of it
   int channels = 0;
-  int64_t frames = -1;  // its length, one sample of each channel; -1 if it is not known
-  std::string sha256;   // of the file, where it was asked for
-  std::optional<double> measured_gain_db;  // by which it was amplified, where that was measured
+  int64_t frames = -1;                          // its length, one sample of each channel; -1 if it is not known
+  std::string sha256;                           // of the file, where it was asked for
+  std::optional<double> measured_gain_db = {};  // by which it was amplified, where that was measured
 };
 
 // By what a recording is heard.
