@@ -204,8 +204,7 @@ enum {
   WVAD_EVENT_TURN_END = 5,
   /* Still no sentence: silence since `begin` (the stream's start or a sentence's end), up to `time`. Every still_every. */
   WVAD_EVENT_SILENCE = 6,
-  /* The 10 ms that begin at `time` are speech with `probability`. In order, without gaps but in renewals; none of the end, whose windows
-     the stream does not fill: 40 ms, with "lstm_fb40" 20. With WVAD_WANT_PROBABILITY. */
+  /* With WVAD_WANT_PROBABILITY: of speech, from `time` on for 10 ms. In order, without gaps but in renewals; the last 40 ms have none. */
   WVAD_EVENT_PROBABILITY = 7,
   /* The stream is finished; `time` is its length. The last event. */
   WVAD_EVENT_STREAM_END = 8
