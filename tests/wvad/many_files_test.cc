@@ -340,6 +340,10 @@ TEST_F(Resume, ResultsOfOtherSettingsOrModelsAreNotMixed) {
   folder_.write("c.cfg", "[vad]\nwvad_param_nFrameEndMargin=2\n");
   ExpectFailure(Segment({"-q", "--config", "c.cfg", "-o", "c.jsonl", "--resume", "in"}), 8,
                 "c.jsonl: was begun in another way (parameters {");
+  // Of what can be read once nothing is said.
+  const nlohmann::json made_by = nlohmann::json::parse(Segment({"-q", "--config", "/dev/null", "-f", "json", "in"}).out)["made_by"];
+  EXPECT_EQ(made_by["parameters"]["config"], "/dev/null");
+  EXPECT_FALSE(made_by["parameters"].contains("config_sha256"));
 }
 
 TEST_F(Resume, AFolderOfOtherSettingsIsNotMixed) {

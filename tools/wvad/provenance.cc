@@ -5,6 +5,7 @@
 
 #include "wvad/checksum.h"
 #include "wvad/failure.h"
+#include "wvad/file_system.h"
 #include "wvad/model_choice.h"
 #include "wvad/model_finder.h"
 #include "wvad/raw_source.h"
@@ -27,7 +28,8 @@ Json ParametersOf(const SentenceOptions& options, const std::string& model) {
   if (const std::vector<std::string> set = AllSettings(options.engine, model); !set.empty()) json["set"] = set;
   if (!options.engine.config.empty()) {
     json["config"] = options.engine.config;
-    json["config_sha256"] = Sha256Of(options.engine.config);
+    // A pipe has given what it held to the engine.
+    if (LookAt(options.engine.config).kind == FileKind::kFile) json["config_sha256"] = Sha256Of(options.engine.config);
   }
   if (options.input.source.raw.form != nullptr) {
     json["raw"] = options.input.source.raw.form->name;
