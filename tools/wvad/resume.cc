@@ -175,7 +175,7 @@ size_t SurePart(const std::vector<std::string>& row, const Columns& columns, siz
 }
 
 // How many of the scores of a recording that was interrupted have to be found again. The last ones were decided without what follows them,
-// and with --slow-start those of a begin of which not all two seconds had been heard, without their mean.
+// and, where a begin is heard together, those of one of which not all had been heard, without its mean.
 size_t SureScores(size_t count) {
   constexpr size_t kBegin = 300, kEnd = 100;
   return count < kBegin ? 0 : count - kEnd;
