@@ -13,8 +13,9 @@ import os
 from math import log10
 
 WRITTEN = "(training/accuracy_page.py writes what follows)"
-MARKS = {name: (f"<!-- {name}: begin {WRITTEN} -->", f"<!-- {name}: end -->") for name in ("table", "sentences", "calibration", "peers")}
+MARKS = {name: (f"<!-- {name}: begin {WRITTEN} -->", f"<!-- {name}: end -->") for name in ("table", "sentences", "pieces", "calibration", "peers")}
 BANDS = (0, 2, 4, 6, 7, 8, 9)  # tenths of probability that the page shows
+PIECE_GROUPS = (("natural", "missed"), ("languages", "missed"), ("natural at 0 dB", "missed"), ("meeting", "missed"), ("noise", "taken"), ("music", "taken"))
 COLOURS = ("#1b5e9c", "#c2571a", "#3c8d40", "#56b4e9", "#e0a030", "#777777", "#8e44ad")
 WIDTH, HEIGHT, LEFT, BOTTOM, TOP, RIGHT = 640, 420, 70, 56, 20, 150
 LOW, HIGH = 0.001, 0.5
@@ -22,6 +23,11 @@ LOW, HIGH = 0.001, 0.5
 
 def percent(value, digits=1):
     return "–" if value is None else f"{100 * value:.{digits}f}"
+
+
+def both(shares):
+    """Of the first half second, and of what is behind it."""
+    return "–" if not shares else f"{percent(shares[0])}, {percent(shares[1])}"
 
 
 def name_of(result):
@@ -84,6 +90,20 @@ def sentence_cells(result, group):
 
 def sentences(results):
     return lines_of(results, "| Recordings | Model | Utterances missed | Speech inside | Speech of sentences | Sentences | Empty an hour |", sentence_cells)
+
+
+def pieces(results):
+    """Pieces of 2 s: for each model, beginning and level, what it missed of speech and took for speech, in the first half second and behind it."""
+    results = [result for result in results if "pieces" in result]
+    lines = ["| Model | Begin | Level | " + " | ".join(f"{kind}: {group}" for group, kind in PIECE_GROUPS) + " |", "|---|---|---|" + "---|" * len(PIECE_GROUPS)]
+    for result in results:
+        name = name_of(result)
+        for beginning, levels in result["pieces"].items():
+            for level, row in levels.items():
+                cells = [both(row.get(group, {}).get(kind)) for group, kind in PIECE_GROUPS]
+                lines.append("| " + " | ".join([name, beginning, "as they are" if level == "0" else f"{level} dB".replace("-", "−"), *cells]) + " |")
+                name, beginning = "", ""
+    return "\n".join(lines)
 
 
 def peers(results):
@@ -156,7 +176,7 @@ def main():
     page = os.path.join(args.docs, "accuracy.md")
     with open(page, encoding="utf-8") as handle:
         text = handle.read()
-    for name, make in (("table", table), ("sentences", sentences), ("calibration", calibration), ("peers", peers)):
+    for name, make in (("table", table), ("sentences", sentences), ("pieces", pieces), ("calibration", calibration), ("peers", peers)):
         text = between(text, MARKS[name], make(results))
     with open(page, "w", encoding="utf-8") as handle:
         handle.write(text)

@@ -9,6 +9,8 @@ the same frames, must agree with them, and counts wraps.
 With --wvad the recordings also go through `wvad segment`, and what counts is sentences: how much of the labelled speech lies inside one, how many
 utterances are missed altogether, and how many sentences hold no labelled speech.
 
+"pieces" is what the model makes of pieces of 2 s of these recordings (short_pieces.py).
+
 A frame counts as speech if its probability reaches 0.7. "held" applies the engine's next two rules as well: frames below the energy floor are silence,
 and so are the first two frames after a silent one. "scatter" is the middle 95 % over draws of recordings (scatter.py).
 """
@@ -24,7 +26,9 @@ import frame_measures as measures
 import scatter
 from audio_corpus import SAMPLE_RATE
 from engine_scores import array_of, build_extremes, compare, frame_energies, held_decisions, load_pairs, put, rate_of_model, samples_of
+from model_file import ModelFile
 from operating_point import THRESHOLD, best_score, weighted
+from short_pieces import BEGINNINGS, judge_pieces
 
 ENERGY_FLOORS = (8, 12, 14, 16)
 ALARM_GRID = (0.001, 0.002, 0.005, 0.01, 0.02, 0.05, 0.1, 0.2, 0.4)
@@ -178,6 +182,12 @@ def summarise(judged):
             "reliability": reliability(scores, labels, weights)}
 
 
+def of_short_pieces(program, model, judged, rate, work):
+    """"lstm_fb40" removes no mean: its recordings begin in one way only."""
+    beginnings = list(BEGINNINGS)[:1] if ModelFile(model).kind == "lstm_fb40" else list(BEGINNINGS)
+    return judge_pieces(program, model, [(r.group, samples_of(r.path), r.labels, r.used) for r in judged], rate, work, beginnings)
+
+
 def reliability(scores, labels, weights):
     """For ten bands of probability: the mean probability said, and the share of speech that there was."""
     out = []
@@ -231,6 +241,7 @@ def main():
         if len(pairs):
             judged.append(Judged(line, path, rows, samples_of(path), pairs[:, 0], rate))
     result = {"model": os.path.basename(args.model), "rate": rate, **summarise(judged), "arithmetic": arithmetic}
+    result["pieces"] = of_short_pieces(args.blocks, args.model, judged, rate, args.work)
     if args.wvad:
         result["sentences"] = judge_sentences(args.wvad, args.model, judged)
     show(result)

@@ -14,7 +14,7 @@ import os
 import numpy as np
 
 from quantised_dnn import CONTEXT, INPUT_SHIFT, Counts, Network, Shifts, forward, input_bound, splice
-from operating_point import AT_THRESHOLD, as_people_mark, best_score, weighted
+from operating_point import AT_THRESHOLD, best_score, weighted
 
 FIRST_BIAS_SHIFT = 16
 
@@ -79,7 +79,7 @@ class Export:
         for about, frames, hops in sessions_of(folder):
             pairs = forward(network, splice(frames)[::2]).astype(np.float64)
             score = np.log(np.maximum(pairs[:, 0], 1e-9)) - np.log(np.maximum(pairs[:, 1], 1e-9))
-            used = as_people_mark(hops[:, 0], hops[:, 1] > 0)[::2]
+            used = hops[::2, 1] > 0
             groups.setdefault(about["group"], []).append((score[used], hops[::2, 0][used]))
         score, error = best_score(*weighted({group: tuple(np.concatenate(column) for column in zip(*rows)) for group, rows in groups.items()}))
         move = AT_THRESHOLD - score

@@ -16,7 +16,7 @@ import numpy as np
 
 from audio_corpus import SAMPLE_RATE
 from model_file import LSTM_FIXED, LSTM_RANGES, gates_to_file
-from operating_point import AT_THRESHOLD, as_people_mark, choose
+from operating_point import AT_THRESHOLD, choose
 from quantised_lstm import FIXED_SHIFTS, INT8_RANGES, PRIMING_BLOCKS, STACKED, Counts, Lstm, form_of, run_sessions
 from session_blocks import load_split, rate_of
 
@@ -43,7 +43,7 @@ def scores_by_group(net, sessions, counts):
         pairs = pairs.astype(np.float64)
         score = np.log(np.maximum(pairs[:, 0], 1e-9)) - np.log(np.maximum(pairs[:, 1], 1e-9))
         labels = session.labels.ravel()[:len(pairs)]
-        used = as_people_mark(labels, session.weights.ravel()[:len(pairs)] > 0)
+        used = session.weights.ravel()[:len(pairs)] > 0
         groups.setdefault(session.about.get("group"), []).append((score[used], labels[used]))
     groups.pop(None, None)
     return {group: tuple(np.concatenate(column) for column in zip(*rows)) for group, rows in groups.items()}

@@ -7,7 +7,7 @@
 #
 # CORPUS  folder with manifest.csv (docs/training.md)
 # BIN     folder with wvad and wvad-blocks
-# WORK    what is made: sessions, features, networks, models, about 27 GB
+# WORK    what is made: sessions, features, networks, models, about 36 GB
 # INIT    folder with smaller models to begin with (lstm_fb75.bin, lstm_fb40.bin); without it networks begin at random and need more steps
 #
 # PYTHON and JOBS may be set in the environment. TINY=1 goes the whole way with minutes of sessions and networks of a few cells, which find nothing: for
@@ -19,15 +19,15 @@ scripts=$(cd "$(dirname "$0")" && pwd)
 python=${PYTHON:-python3} jobs=${JOBS:-2}
 export OMP_NUM_THREADS=1 OPENBLAS_NUM_THREADS=1
 
-train_hours=54 noise_hours=9 valid_hours=1.5 varied_hours=4.5 disguised_hours=5
+train_hours=54 noise_hours=9 valid_hours=1.5 varied_hours=4.5 disguised_hours=5 piece_hours=10
 fb75=(--cells 256 --hidden 128) fb40=(--cells 224 --hidden 96) dnn=()
-steps75=5000 steps75_more=1500 steps40=4400 steps75_8k=1500 steps40_8k=2000 report=200 report75_8k=150 report40_8k=200 report75_more=150
-states75_more="0 300 300" states75_8k="0 0 600 1200" states40_8k="0 800 1200"
+steps75=5000 steps75_more=1500 steps75_back=1250 steps75_ready=1500 steps40=4400 steps75_8k=1500 steps40_8k=2000 report=200 report75_8k=150 report40_8k=200 report75_more=150 report75_back=250 report75_ready=150
+states75_more="0 300 300" states75_back="250 250 1250" state75_ready=1350 states75_8k="0 0 600 1200" states40_8k="0 800 1200"
 if [ -n "${TINY:-}" ]; then
-  train_hours=0.1 noise_hours=0.02 valid_hours=0.02 varied_hours=0.02 disguised_hours=0.02
+  train_hours=0.1 noise_hours=0.02 valid_hours=0.02 varied_hours=0.02 disguised_hours=0.02 piece_hours=0.02
   fb75=(--cells 64 --hidden 32 --streams 4 --piece 20) fb40=("${fb75[@]}") dnn=(--hidden 16 16 --epochs 1)
-  steps75=8 steps75_more=4 steps40=8 steps75_8k=4 steps40_8k=4 report=2 report75_8k=2 report40_8k=2 report75_more=2
-  states75_more="0 2 4" states75_8k="0 0 2 4" states40_8k="0 2 4"
+  steps75=8 steps75_more=4 steps75_back=4 steps75_ready=4 steps40=8 steps75_8k=4 steps40_8k=4 report=2 report75_8k=2 report40_8k=2 report75_more=2 report75_back=2 report75_ready=2
+  states75_more="0 2 4" states75_back="2 2 4" state75_ready=2 states75_8k="0 0 2 4" states40_8k="0 2 4"
 fi
 
 # Runs a command unless the file that stands for its end is there.
@@ -45,6 +45,11 @@ features() {  # of one folder of sessions, for the kinds of 75 and of 40 values;
   [ "$3" = slow ] && begin=(--ready-means 0)
   "$bin/wvad-blocks" --rate "$2" --centre --half --jobs "$jobs" "${begin[@]}" --out "$1/feat" --list "$1/sessions.txt"
   "$bin/wvad-blocks" --rate "$2" --model lstm_fb40 --half --jobs "$jobs" "${begin[@]}" --out "$1/feat40" --list "$1/sessions.txt"
+}
+
+readied() {  # of one folder of sessions at a rate: those that begin with the usual means, as session_blocks.py chooses them: all but every third
+  awk 'NR % 3 != 1' "$1/sessions.txt" > "$1/ready.txt"
+  "$bin/wvad-blocks" --rate "$2" --centre --half --jobs "$jobs" --out "$1/feat_ready" --list "$1/ready.txt"
 }
 
 mixed() {  # folder, split, hours, seed, further options
@@ -66,13 +71,24 @@ trained() {  # name, kind, folder of sessions, folder of noise alone, further op
   once "$work/run/$name/.trained" "$python" "$scripts/train_lstm.py" --kind "$kind" --data "$data" "$noise" --out "$work/run/$name" --seed 1 "$@"
 }
 
-finished() {  # name, folder of sessions, steps whose states are averaged
-  local name=$1 data=$2 states=() step
-  shift 2
+averaged() {  # name, steps whose states are averaged
+  local name=$1 states=() step
+  shift
   for step in "$@"; do states+=("$work/run/$name/step_$(printf %05d "$step").npz"); done
   once "$work/run/$name/.averaged" "$python" "$scripts/average_networks.py" --out "$work/run/$name/average.npz" "${states[@]}"
+}
+
+exported() {  # name, folder of sessions
+  local name=$1 data=$2
   once "$work/run/$name/model/model.json" "$python" "$scripts/export_lstm.py" --network "$work/run/$name/average.npz" --data "$data" \
     --out "$work/run/$name/model"
+}
+
+finished() {  # name, folder of sessions, steps whose states are averaged
+  local name=$1 data=$2
+  shift 2
+  averaged "$name" "$@"
+  exported "$name" "$data"
 }
 
 recurrent() {  # kind, steps, further options
@@ -93,10 +109,34 @@ more() {  # kind, steps, steps between two looks, steps whose states are average
   finished "${kind}_more" "$work/data" $states
 }
 
-narrow() {  # kind, steps, steps between two looks, steps whose states are averaged, further options
-  local kind=$1 steps=$2 between=$3 states=$4
-  shift 4
-  trained "${kind}_8k" "$kind" "$work/data_8k" "$work/data3_8k" --init "$work/run/$kind/average.npz" --init-data "$work/data" --steps "$steps" \
+taught() {  # writes what a network and one that goes on from it backwards say of all sessions with speech; further options
+  local begin=$work/run/lstm_fb75_more/average.npz
+  once "$work/run/lstm_fb75_back/.trained" "$python" "$scripts/train_lstm.py" --kind lstm_fb75 --data "$work"/data{,3,5} --out "$work/run/lstm_fb75_back" \
+    --seed 14 --backwards --init "$begin" --steps "$steps75_back" --report "$report75_back" --rate 1e-3 "$@"
+  # shellcheck disable=SC2086 # a list
+  averaged lstm_fb75_back $states75_back
+  once "$work/data/train/.taught" "$python" "$scripts/two_way_teacher.py" --forward "$begin" --backward "$work/run/lstm_fb75_back/average.npz" \
+    --data "$work"/data{,5}
+}
+
+at_once() {  # trains on for recordings that begin with the usual means, twice from the same beginning, and takes the mean of all three; further options
+  local begin=$work/run/lstm_fb75_more/average.npz seed states=()
+  for seed in 51 52; do
+    once "$work/run/lstm_fb75_ready_$seed/.trained" "$python" "$scripts/train_lstm.py" --kind lstm_fb75 --data "$work"/data{,3,4,5,6} \
+      --out "$work/run/lstm_fb75_ready_$seed" --seed "$seed" --ready --init "$begin" --taught 0.7 --steps "$steps75_ready" --report "$report75_ready" \
+      --rate 6e-4 "$@"
+    states+=("$work/run/lstm_fb75_ready_$seed/step_$(printf %05d "$state75_ready").npz")
+  done
+  # The beginning twice: it weighs as much as both.
+  once "$work/run/lstm_fb75_ready/.averaged" "$python" "$scripts/average_networks.py" --out "$work/run/lstm_fb75_ready/average.npz" \
+    "$begin" "$begin" "${states[@]}"
+  exported lstm_fb75_ready "$work/data"
+}
+
+narrow() {  # kind, run to begin with, steps, steps between two looks, steps whose states are averaged, further options
+  local kind=$1 from=$2 steps=$3 between=$4 states=$5
+  shift 5
+  trained "${kind}_8k" "$kind" "$work/data_8k" "$work/data3_8k" --init "$work/run/$from/average.npz" --init-data "$work/data" --steps "$steps" \
     --report "$between" --streams 32 --rate 5e-4 "$@"
   # shellcheck disable=SC2086 # a list
   finished "${kind}_8k" "$work/data_8k" $states
@@ -127,14 +167,23 @@ mixed "$work/data4" train "$varied_hours" 4 --only varied
 mixed "$work/data5" train "$disguised_hours" 5 --only disguised
 more lstm_fb75 "$steps75_more" "$report75_more" "$states75_more" "${fb75[@]}"
 
+# And once more for recordings that begin at once with the usual means, which are what the program and streams have: two thirds of the sessions begin so, and
+# ten hours of them are short pieces. Speech is learnt from a teacher that hears both ways.
+taught "${fb75[@]}"
+once "$work/data6/train/.cut" "$python" "$scripts/cut_pieces.py" --data "$work/data" --out "$work/data6" --hours "$piece_hours"
+once "$work/data6/train/.features" features "$work/data6/train" 16000 slow
+for folder in data data3 data4 data5 data6; do once "$work/$folder/train/.ready" readied "$work/$folder/train" 16000; done
+at_once "${fb75[@]}"
+
 # The recurrent ones once more, for 8000 Hz.
 narrowed "$work/data" "$work/data_8k" judged 0
 for split in valid train; do narrowed "$work/data" "$work/data_8k" "$split" 0.5; done
 narrowed "$work/data3" "$work/data3_8k" train 0.5
-narrow lstm_fb75 "$steps75_8k" "$report75_8k" "$states75_8k" "${fb75[@]}"
-narrow lstm_fb40 "$steps40_8k" "$report40_8k" "$states40_8k" "${fb40[@]}"
+for folder in data_8k data3_8k; do once "$work/$folder/train/.ready" readied "$work/$folder/train" 8000; done
+narrow lstm_fb75 lstm_fb75_ready "$steps75_8k" "$report75_8k" "$states75_8k" --ready "${fb75[@]}"
+narrow lstm_fb40 lstm_fb40 "$steps40_8k" "$report40_8k" "$states40_8k" "${fb40[@]}"
 
-judge lstm_fb75 "$work/data" lstm_fb75_more
+judge lstm_fb75 "$work/data" lstm_fb75_ready
 for name in lstm_fb40 dnn_fb75; do judge "$name" "$work/data" "$name"; done
 for name in lstm_fb75_8k lstm_fb40_8k; do judge "$name" "$work/data_8k" "$name"; done
 (cd "$work" && sha256sum ./*.bin | sed 's| \./| |' > SHA256SUMS)

@@ -4,29 +4,15 @@
 The engine takes a frame as speech from a probability of 0.7 on. Given the network's log-odds on judged recordings, group by group, each group with
 speech weighing the same, and noise and music weighing as one more group of silence each, `choose` finds the score at which misses plus false alarms are
 least, and the slope with which the score, taken from there, says the share of speech best. Moving the output biases and weighing the outputs by that slope
-puts the point at 0.7. People who mark turns mark over pauses of less than 0.2 s; what a network says there is not counted.
+puts the point at 0.7.
 """
 
 from dataclasses import dataclass
 
 import numpy as np
 
-from frame_measures import runs
-
 THRESHOLD = 0.7
 AT_THRESHOLD = float(np.log(THRESHOLD / (1.0 - THRESHOLD)))
-
-
-MARKED_OVER = 20  # frames
-
-
-def as_people_mark(labels, used):
-    """`used` without the pauses that people mark over."""
-    used = np.array(used, bool)
-    for first, past in runs(np.asarray(labels) == 0):
-        if 0 < first and past < len(labels) and past - first < MARKED_OVER:
-            used[first:past] = False
-    return used
 
 
 @dataclass

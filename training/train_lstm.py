@@ -5,7 +5,7 @@
 
 DIR/train comes from mix_sessions.py and DIR/judged from judged_sets.py. What the network sees lies in DIR/SPLIT/feat40 for "lstm_fb40", written by
     wvad-blocks --model lstm_fb40 --half --ready-means 0 --out DIR/SPLIT/feat40 --list DIR/SPLIT/sessions.txt
-and in DIR/SPLIT/feat for "lstm_fb75", the same frames as for "dnn_fb75".
+and in DIR/SPLIT/feat for "lstm_fb75", the same frames as for "dnn_fb75"; with --ready two thirds of them in DIR/train/feat_ready, without --ready-means 0.
 
 Writes OUT/step_00000.npz, the beginning, OUT/step_NNNNN.npz at every look at the judged recordings, weights being averaged over some hundred steps, and
 OUT/network.npz, the one of these with the greatest merit (watched_sets.py). A run that was stopped goes on from OUT/resume.pt. export_lstm.py makes the
@@ -50,6 +50,8 @@ def parse_arguments():
     parser.add_argument("--init-data", help="where --init is for another sample rate: the first folder of sessions at that rate")
     parser.add_argument("--teacher-share", type=float, default=0.0, help="how much the beginning counts beside the labels where somebody speaks")
     parser.add_argument("--taught", type=float, default=0.0, help="how much counts, beside the labels, what two_way_teacher.py wrote")
+    parser.add_argument("--ready", action="store_true",
+                        help="two thirds of the sessions begin with the usual means: their blocks lie in feat_ready (session_blocks.py)")
     parser.add_argument("--backwards", action="store_true", help="hear sessions from their end: half of a two-way teacher, nothing for a model file")
     parser.add_argument("--silence-weight", type=float, default=1.0, help="of sessions in which nobody speaks; 2.5 at most")
     parser.add_argument("--cells", type=int, default=192)
@@ -68,6 +70,8 @@ def parse_arguments():
     args = parser.parse_args()
     if args.hidden % UNITS:
         parser.error(f"--hidden {args.hidden}: the engine's scores of such a model are not those of the reference; take a multiple of {UNITS}")
+    if args.ready and args.kind == "lstm_fb40":
+        parser.error("--ready: \"lstm_fb40\" removes no mean, its sessions begin in one way only")
     return args
 
 
@@ -196,7 +200,7 @@ def main():
     rng = np.random.default_rng(args.seed)
     sessions = []
     for folder in (os.path.join(folder, "train") for folder in args.data):
-        loaded = load_split(folder, args.kind, args.limit_sessions)
+        loaded = load_split(folder, args.kind, args.limit_sessions, args.ready)
         for k, session in enumerate(loaded):
             if args.taught:
                 take_taught(session, folder, args.taught)

@@ -48,6 +48,13 @@ class Page(unittest.TestCase):
         self.assertEqual(lines[2:], ["| languages | peer | 0.900 | 0.988 | 30 | 0.5 | 10.0 | 5.00 |", "|  |  |  |  |  | 0.7 | 20.0 | 1.23 |",
                                      "| noise | peer | – | – | – | 0.5 | – | 0.20 |"])
 
+    def test_pieces_stand_for_each_beginning_and_level_first_half_second_first(self):
+        row = {"natural": {"pieces": 3, "missed": [0.1234, 0.04], "taken": [0.5, 0.5]}, "noise": {"pieces": 2, "missed": [None, None], "taken": [0.021, None]}}
+        lines = accuracy_page.pieces([{**RESULT, "pieces": {"usual means": {"0": row, "-20": {}}, "slow start": {"0": {}}}}, RESULT]).split("\n")
+        self.assertEqual(lines[0], "| Model | Begin | Level | missed: natural | missed: languages | missed: natural at 0 dB | missed: meeting | taken: noise | taken: music |")
+        self.assertEqual(lines[2:], ["| a | usual means | as they are | 12.3, 4.0 | – | – | – | 2.1, – | – |", "|  |  | −20 dB | – | – | – | – | – | – |",
+                                     "|  | slow start | as they are | – | – | – | – | – | – |"])
+
     def test_bands_of_probability_without_frames_stay_empty(self):
         lines = accuracy_page.calibration([RESULT]).split("\n")
         self.assertEqual(lines[2], "| a | 0.71 | 0.02 | – | – | 0.40 | 0.60 | – | 0.95 |")
@@ -71,7 +78,7 @@ class Page(unittest.TestCase):
             with open(page, encoding="utf-8") as handle:
                 text = handle.read()
             self.assertTrue(text.startswith("before\n") and text.endswith("\nafter\n"))
-            self.assertEqual([text.count(word) for word in ("| meeting |", "old\n", "before\n", "\nafter\n")], [2, 0, 4, 4])
+            self.assertEqual([text.count(word) for word in ("| meeting |", "old\n", "before\n", "\nafter\n")], [2, 0, 5, 5])
             self.assertTrue(os.path.exists(os.path.join(folder, "accuracy_det.svg")))
 
 

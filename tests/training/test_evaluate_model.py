@@ -34,7 +34,7 @@ class Figures(unittest.TestCase):
     def judge(self, wraps, result):
         """Runs the program on no recordings, with an arithmetic that wraps so often and figures that were worked out before."""
         arithmetic = {"wraps": wraps, "greatest_difference_to_engine": 0.0}
-        patched = {"rate_of_model": 16000, "load_judged": [], "build_extremes": [], "compare": arithmetic, "summarise": result, "show": None}
+        patched = {"rate_of_model": 16000, "load_judged": [], "build_extremes": [], "compare": arithmetic, "summarise": result, "show": None, "of_short_pieces": {}}
         with mock.patch.multiple(evaluate_model, **{name: mock.Mock(return_value=value) for name, value in patched.items()}), \
                 mock.patch("sys.argv", ["", "--model", "a.bin", "--blocks", "b", "--data", "d", "--work", "w", "--json", self.path]):
             evaluate_model.main()

@@ -4,7 +4,7 @@ import unittest
 import numpy as np
 
 import frame_measures as m
-from operating_point import AT_THRESHOLD, as_people_mark, best_score, choose, weighted
+from operating_point import AT_THRESHOLD, best_score, choose, weighted
 
 
 def labels(text):
@@ -68,11 +68,6 @@ class Edges(unittest.TestCase):
 
 
 class OperatingPoint(unittest.TestCase):
-    def test_pauses_that_people_mark_over_are_not_counted_and_ends_are(self):
-        label = labels("0" * 5 + "1" + "0" * 19 + "1" + "0" * 20 + "1" + "0" * 5)
-        used = as_people_mark(label, np.ones(len(label), bool))
-        self.assertEqual(list(np.flatnonzero(~used)), list(range(6, 25)))
-
     def test_each_group_weighs_the_same_whatever_its_length(self):
         scores, flags, weights = weighted({"long": (np.zeros(9), np.array([1] * 8 + [0])), "short": (np.zeros(2), np.array([1, 0]))})
         self.assertAlmostEqual(weights[flags].sum(), 2.0)
