@@ -7,7 +7,7 @@
 #
 # CORPUS  folder with manifest.csv (docs/training.md)
 # BIN     folder with wvad and wvad-blocks
-# WORK    what is made: sessions, features, networks, models, about 36 GB
+# WORK    what is made: sessions, features, networks, models, about 40 GB
 # INIT    folder with smaller models to begin with (lstm_fb75.bin, lstm_fb40.bin); without it networks begin at random and need more steps
 #
 # PYTHON and JOBS may be set in the environment. TINY=1 goes the whole way with minutes of sessions and networks of a few cells, which find nothing: for
@@ -21,13 +21,13 @@ export OMP_NUM_THREADS=1 OPENBLAS_NUM_THREADS=1
 
 train_hours=54 noise_hours=9 valid_hours=1.5 varied_hours=4.5 disguised_hours=5 piece_hours=10
 fb75=(--cells 256 --hidden 128) fb40=(--cells 224 --hidden 96) dnn=()
-steps75=5000 steps75_more=1500 steps75_back=1250 steps75_ready=1500 steps40=4400 steps75_8k=1500 steps40_8k=2000 report=200 report75_8k=150 report40_8k=200 report75_more=150 report75_back=250 report75_ready=150
-states75_more="0 300 300" states75_back="250 250 1250" state75_ready=1350 states75_8k="0 0 600 1200" states40_8k="0 800 1200"
+steps75=5000 steps75_more=1500 steps75_back=1250 steps75_ready=1500 steps40=4400 steps75_8k=900 steps40_8k=2000 report=200 report75_8k=150 report40_8k=200 report75_more=150 report75_back=250 report75_ready=150
+states75_more="0 300 300" states75_back="250 250 1250" state75_ready=1350 states75_8k="0 300" states40_8k="0 800 1200"
 if [ -n "${TINY:-}" ]; then
   train_hours=0.1 noise_hours=0.02 valid_hours=0.02 varied_hours=0.02 disguised_hours=0.02 piece_hours=0.02
   fb75=(--cells 64 --hidden 32 --streams 4 --piece 20) fb40=("${fb75[@]}") dnn=(--hidden 16 16 --epochs 1)
   steps75=8 steps75_more=4 steps75_back=4 steps75_ready=4 steps40=8 steps75_8k=4 steps40_8k=4 report=2 report75_8k=2 report40_8k=2 report75_more=2 report75_back=2 report75_ready=2
-  states75_more="0 2 4" states75_back="2 2 4" state75_ready=2 states75_8k="0 0 2 4" states40_8k="0 2 4"
+  states75_more="0 2 4" states75_back="2 2 4" state75_ready=2 states75_8k="0 2" states40_8k="0 2 4"
 fi
 
 # Runs a command unless the file that stands for its end is there.
@@ -128,16 +128,17 @@ at_once() {  # trains on for recordings that begin with the usual means, twice f
     states+=("$work/run/lstm_fb75_ready_$seed/step_$(printf %05d "$state75_ready").npz")
   done
   # The beginning twice: it weighs as much as both.
+  mkdir -p "$work/run/lstm_fb75_ready"
   once "$work/run/lstm_fb75_ready/.averaged" "$python" "$scripts/average_networks.py" --out "$work/run/lstm_fb75_ready/average.npz" \
     "$begin" "$begin" "${states[@]}"
   exported lstm_fb75_ready "$work/data"
 }
 
-narrow() {  # kind, run to begin with, steps, steps between two looks, steps whose states are averaged, further options
-  local kind=$1 from=$2 steps=$3 between=$4 states=$5
-  shift 5
-  trained "${kind}_8k" "$kind" "$work/data_8k" "$work/data3_8k" --init "$work/run/$from/average.npz" --init-data "$work/data" --steps "$steps" \
-    --report "$between" --streams 32 --rate 5e-4 "$@"
+narrow() {  # kind, run to begin with, steps, steps between two looks, steps whose states are averaged, rate, folders of sessions and further options
+  local kind=$1 from=$2 steps=$3 between=$4 states=$5 rate=$6
+  shift 6
+  once "$work/run/${kind}_8k/.trained" "$python" "$scripts/train_lstm.py" --kind "$kind" --out "$work/run/${kind}_8k" --seed 1 \
+    --init "$work/run/$from/average.npz" --init-data "$work/data" --steps "$steps" --report "$between" --streams 32 --rate "$rate" --data "$@"
   # shellcheck disable=SC2086 # a list
   finished "${kind}_8k" "$work/data_8k" $states
 }
@@ -178,10 +179,10 @@ at_once "${fb75[@]}"
 # The recurrent ones once more, for 8000 Hz.
 narrowed "$work/data" "$work/data_8k" judged 0
 for split in valid train; do narrowed "$work/data" "$work/data_8k" "$split" 0.5; done
-narrowed "$work/data3" "$work/data3_8k" train 0.5
-for folder in data_8k data3_8k; do once "$work/$folder/train/.ready" readied "$work/$folder/train" 8000; done
-narrow lstm_fb75 lstm_fb75_ready "$steps75_8k" "$report75_8k" "$states75_8k" --ready "${fb75[@]}"
-narrow lstm_fb40 lstm_fb40 "$steps40_8k" "$report40_8k" "$states40_8k" "${fb40[@]}"
+for folder in data3 data4 data5; do narrowed "$work/$folder" "$work/${folder}_8k" train 0.5; done
+for folder in data_8k data3_8k data4_8k data5_8k; do once "$work/$folder/train/.ready" readied "$work/$folder/train" 8000; done
+narrow lstm_fb75 lstm_fb75_ready "$steps75_8k" "$report75_8k" "$states75_8k" 2e-4 "$work"/data{,3,4,5}_8k --ready --teacher-share 0.5 "${fb75[@]}"
+narrow lstm_fb40 lstm_fb40 "$steps40_8k" "$report40_8k" "$states40_8k" 5e-4 "$work"/data{,3}_8k "${fb40[@]}"
 
 judge lstm_fb75 "$work/data" lstm_fb75_ready
 for name in lstm_fb40 dnn_fb75; do judge "$name" "$work/data" "$name"; done

@@ -35,15 +35,18 @@ def shares(rows):
     out = {"pieces": len(rows), "missed": [], "taken": []}
     scores, labels, used = (np.array(column) for column in zip(*rows))
     for part in (slice(0, FIRST), slice(FIRST, LONG)):
-        found, speech, counts = scores[:, part] >= THRESHOLD, labels[:, part] == 1, used[:, part].astype(bool)
+        found, speech, counts = scores[:, part] >= THRESHOLD, labels[:, part] == 1, used[:, part]
         for name, here, wrong in (("missed", counts & speech, ~found), ("taken", counts & ~speech, found)):
             out[name].append(round(float(wrong[here].mean()), 4) if here.any() else None)
     return out
 
 
-def padded(scores):
-    """The engine says nothing of the last frames of a recording, of which its window is not whole: no speech."""
-    return np.pad(scores[:LONG], (0, max(0, LONG - len(scores))))
+def heard(scores, labels, used):
+    """One piece as `shares` counts it: without the last frames, of which the engine says nothing since its window is not whole there."""
+    missing = max(0, LONG - len(scores))
+    used = np.array(used, bool)
+    used[LONG - missing:] = False
+    return np.pad(scores[:LONG], (0, missing)), labels, used
 
 
 def judge_pieces(program, model, recordings, rate, work, beginnings):
@@ -63,7 +66,7 @@ def judge_pieces(program, model, recordings, rate, work, beginnings):
             run_blocks(program, scores, [path for _, path, _, _ in rows], "--rate", str(rate), *BEGINNINGS[name], "--scores", model)
             groups = {}
             for group, path, labels, used in rows:
-                groups.setdefault(group, []).append((padded(load_pairs(array_of(scores, path))[0][:, 0]), labels, used))
+                groups.setdefault(group, []).append(heard(load_pairs(array_of(scores, path))[0][:, 0], labels, used))
             result[name][str(level)] = {group: shares(of_group) for group, of_group in groups.items()}
             shutil.rmtree(scores)
     shutil.rmtree(folder, ignore_errors=True)

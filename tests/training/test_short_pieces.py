@@ -6,7 +6,7 @@ import unittest
 import numpy as np
 
 import short_pieces
-from short_pieces import judge_pieces, padded, places, quieter, shares
+from short_pieces import heard, judge_pieces, places, quieter, shares
 
 MODELS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "models")
 
@@ -22,9 +22,12 @@ class Pieces(unittest.TestCase):
         self.assertEqual(quieter(np.array([-32768, 1000, 4], "<i2"), -20).tolist(), [-3277, 100, 0])
         self.assertEqual(quieter(np.array([-32768, 7], "<i2"), 0).tolist(), [-32768, 7])
 
-    def test_frames_that_the_engine_says_nothing_of_are_no_speech(self):
-        self.assertEqual(padded(np.ones(198)).tolist(), [1.0] * 198 + [0.0] * 2)
-        self.assertEqual(padded(np.ones(204)).tolist(), [1.0] * 200)
+    def test_frames_that_the_engine_says_nothing_of_are_not_counted(self):
+        scores, labels, used = heard(np.ones(198), np.ones(200, np.uint8), np.ones(200))
+        self.assertEqual((scores.tolist(), used.tolist()), ([1.0] * 198 + [0.0] * 2, [True] * 198 + [False] * 2))
+        self.assertEqual(len(labels), 200)
+        longer = heard(np.ones(204), np.ones(200, np.uint8), np.zeros(200))
+        self.assertEqual((longer[0].tolist(), longer[2].any()), ([1.0] * 200, False))
 
 
 class Shares(unittest.TestCase):
@@ -34,11 +37,11 @@ class Shares(unittest.TestCase):
         scores = np.zeros(200)
         scores[45:100] = 0.7
         # Speech: 40 to 45 missed of the 10 frames before 50, none of the 10 behind. Silence: none of 40 frames taken, then 60 to 100 of 140.
-        self.assertEqual(shares([(scores, labels, np.ones(200))]), {"pieces": 1, "missed": [0.5, 0.0], "taken": [0.0, 0.2857]})
+        self.assertEqual(shares([(scores, labels, np.ones(200, bool))]), {"pieces": 1, "missed": [0.5, 0.0], "taken": [0.0, 0.2857]})
 
     def test_pieces_count_together_and_frames_without_weight_not_at_all(self):
-        used = np.ones(200)
-        used[50:] = 0
+        used = np.ones(200, bool)
+        used[50:] = False
         speech, silence = np.ones(200, np.uint8), np.zeros(200, np.uint8)
         got = shares([(np.zeros(200), speech, used), (np.ones(200), speech, used), (np.ones(200), silence, used)])
         self.assertEqual(got, {"pieces": 3, "missed": [0.5, None], "taken": [1.0, None]})
@@ -53,12 +56,12 @@ class Heard(unittest.TestCase):
         buzz = sum(np.sin(2 * np.pi * 120 * k * t) / k for k in range(1, 25)) * (1 + np.sin(2 * np.pi * 4 * t))
         samples = np.round(2000 * buzz * (t >= 0.3) + rng.normal(0, 20, len(t))).astype("<i2")
         labels = (np.arange(500) >= 30).astype(np.uint8)
-        heard = []
+        calls = []
         run = short_pieces.run_blocks
 
         def noted(program, out, paths, *options):
             run(program, out, paths, *options)
-            heard.append((options, [short_pieces.load_pairs(short_pieces.array_of(out, path))[0] for path in paths]))
+            calls.append((options, [short_pieces.load_pairs(short_pieces.array_of(out, path))[0] for path in paths]))
 
         short_pieces.run_blocks = noted
         try:
@@ -70,9 +73,9 @@ class Heard(unittest.TestCase):
             short_pieces.run_blocks = run
         self.assertEqual([(name, list(levels)) for name, levels in result.items()], [("usual means", ["0", "-20"]), ("slow start", ["0", "-20"])])
         self.assertTrue(all(levels[level]["buzz"]["pieces"] == 2 for levels in result.values() for level in ("0", "-20")))
-        self.assertEqual(["0" in options[options.index("--ready-means"):] if "--ready-means" in options else None for options, _ in heard],
+        self.assertEqual(["0" in options[options.index("--ready-means"):] if "--ready-means" in options else None for options, _ in calls],
                          [None, True, None, True])
-        first = [pairs[0] for _, pairs in heard]
+        first = [pairs[0] for _, pairs in calls]
         self.assertTrue(all(np.abs(first[a] - first[b]).max() > 1e-3 for a, b in ((0, 1), (0, 2), (1, 3))))
 
 
