@@ -12,7 +12,7 @@ export function recording(name) {
 }
 
 /** Begins and ends of what the program finds in recording('jfk') (README.md), in seconds. */
-export const jfkSentences = [[0.03, 2.35], [2.99, 4.55], [5.11, 7.76], [7.89, 10.76]];
+export const jfkSentences = [[0.03, 2.36], [2.99, 4.55], [5.1, 7.76], [7.89, 10.73]];
 
 /** The samples at another rate, by straight lines between them: no good sound, but the same bits everywhere. */
 export function atRate(samples, from, to) {
