@@ -147,7 +147,7 @@ test('labels of them, as files', { skip, timeout: 60000 }, async () => {
     return Promise.all(made);
   });
   assert.equal(name, 'jfk.txt');
-  assert.equal(text, '0.030\t2.350\t1\n2.990\t4.550\t2\n5.110\t7.760\t3\n7.890\t10.760\t4\n');
+  assert.equal(text, '0.030\t2.360\t1\n2.990\t4.550\t2\n5.100\t7.760\t3\n7.890\t10.730\t4\n');
 });
 
 test('what is no recording is said, and the page goes on', { skip, timeout: 60000 }, async () => {
