@@ -34,8 +34,9 @@ class Places(unittest.TestCase):
         labels[899] = 0
         self.assertEqual(list(cut_pieces.places(Draws(0, 300, 200, 400, 200), labels, 1399)), [(0, 300), (500, 400)])
 
-    def test_a_session_shorter_than_a_piece_gives_none(self):
+    def test_a_session_shorter_than_a_piece_gives_none_and_one_as_long_gives_one(self):
         self.assertEqual(list(cut_pieces.places(Draws(0), np.ones(299, np.uint8), 299)), [])
+        self.assertEqual(list(cut_pieces.places(Draws(0, 799, 200), np.ones(300, np.uint8), 300)), [(0, 300)])
 
 
 class Folder(unittest.TestCase):

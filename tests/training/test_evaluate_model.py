@@ -10,6 +10,8 @@ import numpy as np
 
 import evaluate_model
 
+MODELS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "models")
+
 
 def recording(name, group, part, labels, used=None):
     labels = np.array(labels, np.uint8)
@@ -54,6 +56,19 @@ class Figures(unittest.TestCase):
         with self.assertRaisesRegex(SystemExit, "does not hold"):
             self.judge(1, {"groups": {}})
         self.assertFalse(os.path.exists(self.path))
+
+
+class ShortPieces(unittest.TestCase):
+    def beginnings(self, model):
+        with mock.patch.object(evaluate_model, "judge_pieces") as judge:
+            evaluate_model.of_short_pieces("b", os.path.join(MODELS, model), [], 16000, "w")
+        return judge.call_args.args[-1]
+
+    def test_a_model_without_mean_removal_begins_in_one_way_only(self):
+        self.assertEqual(self.beginnings("lstm_fb40.bin"), ["usual means"])
+        self.assertEqual(self.beginnings("lstm_fb40_8k.bin"), ["usual means"])
+        for model in ("lstm_fb75.bin", "dnn_fb75.bin"):
+            self.assertEqual(self.beginnings(model), ["usual means", "slow start"])
 
 
 class Sentences(unittest.TestCase):
