@@ -79,8 +79,9 @@ class Export:
         for about, frames, hops in sessions_of(folder):
             pairs = forward(network, splice(frames)[::2]).astype(np.float64)
             score = np.log(np.maximum(pairs[:, 0], 1e-9)) - np.log(np.maximum(pairs[:, 1], 1e-9))
-            used = hops[::2, 1] > 0
-            groups.setdefault(about["group"], []).append((score[used], hops[::2, 0][used]))
+            score = np.repeat(score, 2)[:len(hops)]  # the engine computes every second frame, and gives the next one the same score
+            used = hops[:, 1] > 0
+            groups.setdefault(about["group"], []).append((score[used], hops[:, 0][used]))
         score, error = best_score(*weighted({group: tuple(np.concatenate(column) for column in zip(*rows)) for group, rows in groups.items()}))
         move = AT_THRESHOLD - score
         self.biases[-1] = self.biases[-1] + np.float32([move / 2, -move / 2])

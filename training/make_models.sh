@@ -20,14 +20,14 @@ python=${PYTHON:-python3} jobs=${JOBS:-2}
 export OMP_NUM_THREADS=1 OPENBLAS_NUM_THREADS=1
 
 train_hours=54 noise_hours=9 valid_hours=1.5 varied_hours=4.5 disguised_hours=5 piece_hours=10
-fb75=(--cells 256 --hidden 128) fb40=(--cells 224 --hidden 96) dnn=()
-steps75=5000 steps75_more=1500 steps75_back=1250 steps75_ready=1500 steps40=4400 steps75_8k=900 steps40_8k=2000 report=200 report75_8k=150 report40_8k=200 report75_more=150 report75_back=250 report75_ready=150
-states75_more="0 300 300" states75_back="250 250 1250" state75_ready=1350 states75_8k="0 300" states40_8k="0 800 1200"
+fb75=(--cells 256 --hidden 128) fb40=(--cells 224 --hidden 96) dnn=(--hidden 256 256)
+steps75=5000 steps75_more=1500 steps75_back=1250 steps75_ready=1500 steps40=4400 steps40_more=1500 steps75_8k=900 steps40_8k=1500 report=200 report75_8k=150 report40_8k=150 report75_more=150 report75_back=250 report75_ready=150 report40_more=150
+states75_more="0 300 300" states75_back="250 250 1250" state75_ready=1350 states40_pieces="1200 1350" states75_8k="0 300" states40_8k="0 1350"
 if [ -n "${TINY:-}" ]; then
   train_hours=0.1 noise_hours=0.02 valid_hours=0.02 varied_hours=0.02 disguised_hours=0.02 piece_hours=0.02
   fb75=(--cells 64 --hidden 32 --streams 4 --piece 20) fb40=("${fb75[@]}") dnn=(--hidden 16 16 --epochs 1)
-  steps75=8 steps75_more=4 steps75_back=4 steps75_ready=4 steps40=8 steps75_8k=4 steps40_8k=4 report=2 report75_8k=2 report40_8k=2 report75_more=2 report75_back=2 report75_ready=2
-  states75_more="0 2 4" states75_back="2 2 4" state75_ready=2 states75_8k="0 2" states40_8k="0 2 4"
+  steps75=8 steps75_more=4 steps75_back=4 steps75_ready=4 steps40=8 steps40_more=4 steps75_8k=4 steps40_8k=4 report=2 report75_8k=2 report40_8k=2 report75_more=2 report75_back=2 report75_ready=2 report40_more=2
+  states75_more="0 2 4" states75_back="2 2 4" state75_ready=2 states40_pieces="2 4" states75_8k="0 2" states40_8k="0 4"
 fi
 
 # Runs a command unless the file that stands for its end is there.
@@ -71,10 +71,14 @@ trained() {  # name, kind, folder of sessions, folder of noise alone, further op
   once "$work/run/$name/.trained" "$python" "$scripts/train_lstm.py" --kind "$kind" --data "$data" "$noise" --out "$work/run/$name" --seed 1 "$@"
 }
 
+state() {  # name, step
+  echo "$work/run/$1/step_$(printf %05d "$2").npz"
+}
+
 averaged() {  # name, steps whose states are averaged
   local name=$1 states=() step
   shift
-  for step in "$@"; do states+=("$work/run/$name/step_$(printf %05d "$step").npz"); done
+  for step in "$@"; do states+=("$(state "$name" "$step")"); done
   once "$work/run/$name/.averaged" "$python" "$scripts/average_networks.py" --out "$work/run/$name/average.npz" "${states[@]}"
 }
 
@@ -125,13 +129,31 @@ at_once() {  # trains on for recordings that begin with the usual means, twice f
     once "$work/run/lstm_fb75_ready_$seed/.trained" "$python" "$scripts/train_lstm.py" --kind lstm_fb75 --data "$work"/data{,3,4,5,6} \
       --out "$work/run/lstm_fb75_ready_$seed" --seed "$seed" --ready --init "$begin" --taught 0.7 --steps "$steps75_ready" --report "$report75_ready" \
       --rate 6e-4 "$@"
-    states+=("$work/run/lstm_fb75_ready_$seed/step_$(printf %05d "$state75_ready").npz")
+    states+=("$(state "lstm_fb75_ready_$seed" "$state75_ready")")
   done
   # The beginning twice: it weighs as much as both.
   mkdir -p "$work/run/lstm_fb75_ready"
   once "$work/run/lstm_fb75_ready/.averaged" "$python" "$scripts/average_networks.py" --out "$work/run/lstm_fb75_ready/average.npz" \
     "$begin" "$begin" "${states[@]}"
   exported lstm_fb75_ready "$work/data"
+}
+
+taught_on() {  # name, seed, rate, folders of sessions and further options: "lstm_fb40" from its average on
+  local name=$1 seed=$2 rate=$3
+  shift 3
+  once "$work/run/$name/.trained" "$python" "$scripts/train_lstm.py" --kind lstm_fb40 --out "$work/run/$name" --seed "$seed" \
+    --init "$work/run/lstm_fb40/average.npz" --taught 0.7 --steps "$steps40_more" --report "$report40_more" --rate "$rate" --data "$@"
+}
+
+in_pieces() {  # trains "lstm_fb40" on, with short pieces and without them, and takes the mean of the beginning and of what both became; further options
+  local states=() step
+  taught_on lstm_fb40_pieces 62 6e-4 "$work"/data{,3,4,5,6} "$@"
+  taught_on lstm_fb40_taught 32 4e-4 "$work"/data{,3,4,5} "$@"
+  for step in $states40_pieces; do states+=("$(state lstm_fb40_pieces "$step")"); done
+  mkdir -p "$work/run/lstm_fb40_ready"
+  once "$work/run/lstm_fb40_ready/.averaged" "$python" "$scripts/average_networks.py" --out "$work/run/lstm_fb40_ready/average.npz" \
+    "$work/run/lstm_fb40/average.npz" "${states[@]}" "$(state lstm_fb40_taught "$steps40_more")"
+  exported lstm_fb40_ready "$work/data"
 }
 
 narrow() {  # kind, run to begin with, steps, steps between two looks, steps whose states are averaged, rate, folders of sessions and further options
@@ -157,10 +179,6 @@ once "$work/data/judged/.features" features "$work/data/judged" 16000 ready
 
 recurrent lstm_fb75 "$steps75" "${fb75[@]}"
 recurrent lstm_fb40 "$steps40" "${fb40[@]}"
-once "$work/run/dnn_fb75/.trained" "$python" "$scripts/train_dnn.py" --data "$work/data" "$work/data3" --judged "$work/data" \
-  --out "$work/run/dnn_fb75" --seed 1 "${dnn[@]}"
-once "$work/run/dnn_fb75/model/model.json" "$python" "$scripts/export_dnn.py" --network "$work/run/dnn_fb75/network.npz" --data "$work/data" \
-  --out "$work/run/dnn_fb75/model"
 
 # "lstm_fb75" once more, gently, with non-speech that is further from what was recorded and with disguised voices; what it was speaks beside the labels.
 # Two thirds of an early state and a third of the beginning did best; the steps behind it are there for the course of the rate and to be looked at.
@@ -176,15 +194,24 @@ once "$work/data6/train/.features" features "$work/data6/train" 16000 slow
 for folder in data data3 data4 data5 data6; do once "$work/$folder/train/.ready" readied "$work/$folder/train" 16000; done
 at_once "${fb75[@]}"
 
+# The other two from the same sessions and the same teacher. "lstm_fb40" hears no difference between the beginnings, but the pieces are for it, too.
+in_pieces "${fb40[@]}"
+once "$work/run/dnn_fb75/.trained" "$python" "$scripts/train_dnn.py" --data "$work"/data{,3,4,5,6} --judged "$work/data" --out "$work/run/dnn_fb75" \
+  --ready --taught 0.7 --seed 1 "${dnn[@]}"
+once "$work/run/dnn_fb75/model/model.json" "$python" "$scripts/export_dnn.py" --network "$work/run/dnn_fb75/network.npz" --data "$work/data" \
+  --out "$work/run/dnn_fb75/model"
+
 # The recurrent ones once more, for 8000 Hz.
 narrowed "$work/data" "$work/data_8k" judged 0
 for split in valid train; do narrowed "$work/data" "$work/data_8k" "$split" 0.5; done
-for folder in data3 data4 data5; do narrowed "$work/$folder" "$work/${folder}_8k" train 0.5; done
+for folder in data3 data4 data5 data6; do narrowed "$work/$folder" "$work/${folder}_8k" train 0.5; done
 for folder in data_8k data3_8k data4_8k data5_8k; do once "$work/$folder/train/.ready" readied "$work/$folder/train" 8000; done
 narrow lstm_fb75 lstm_fb75_ready "$steps75_8k" "$report75_8k" "$states75_8k" 2e-4 "$work"/data{,3,4,5}_8k --ready --teacher-share 0.5 "${fb75[@]}"
-narrow lstm_fb40 lstm_fb40 "$steps40_8k" "$report40_8k" "$states40_8k" 5e-4 "$work"/data{,3}_8k "${fb40[@]}"
+# What the teacher said of a session holds for its narrow form.
+for folder in data data5 data6; do [ -e "$work/${folder}_8k/train/taught" ] || ln -s "../../$folder/train/taught" "$work/${folder}_8k/train/taught"; done
+narrow lstm_fb40 lstm_fb40_ready "$steps40_8k" "$report40_8k" "$states40_8k" 3e-4 "$work"/data{,3,4,5,6}_8k --taught 0.5 "${fb40[@]}"
 
-judge lstm_fb75 "$work/data" lstm_fb75_ready
-for name in lstm_fb40 dnn_fb75; do judge "$name" "$work/data" "$name"; done
+judge dnn_fb75 "$work/data" dnn_fb75
+for name in lstm_fb75 lstm_fb40; do judge "$name" "$work/data" "${name}_ready"; done
 for name in lstm_fb75_8k lstm_fb40_8k; do judge "$name" "$work/data_8k" "$name"; done
 (cd "$work" && sha256sum ./*.bin | sed 's| \./| |' > SHA256SUMS)

@@ -5,6 +5,7 @@
 
 Each DIR/train comes from mix_sessions.py and JUDGED/judged from judged_sets.py, with the frames written by
     wvad-blocks --centre --half --ready-means 0 --out DIR/SPLIT/feat --list DIR/SPLIT/sessions.txt
+and with --ready two thirds of them in DIR/train/feat_ready, without --ready-means 0 (session_blocks.py).
 
 Activations are rounded to the bits that the engine keeps and weights to theirs in every forward pass (gradients pass straight through), and rows
 of the 8-bit layers are held inside the sums that 16 bits can carry. Writes OUT/network.npz, the epoch with the greatest merit on the judged
@@ -25,6 +26,7 @@ import torch
 
 from dnn_net import QuantisedDnn
 from quantised_dnn import CONTEXT, FEATURES, input_scaling
+from session_blocks import READY, begins_ready
 from soft_targets import TEMPERATURE, soft_loss
 from teacher import blended_tenths, taught_path
 from watched_sets import merit_of
@@ -48,6 +50,7 @@ def parse_arguments():
     parser.add_argument("--rate", type=float, default=2e-3)
     parser.add_argument("--decay", type=float, default=1e-6)
     parser.add_argument("--taught", type=float, default=0.0, help="how much counts, beside the labels, what two_way_teacher.py wrote")
+    parser.add_argument("--ready", action="store_true", help="two thirds of the sessions begin with the usual means: their frames lie in feat_ready")
     parser.add_argument("--limit-sessions", type=int)
     parser.add_argument("--threads", type=int, default=1)
     parser.add_argument("--seed", type=int, default=1)
@@ -64,11 +67,11 @@ def sessions_of(folders, limit):
 class Frames:
     """Frames of all sessions one after another, each session with its edge frames repeated; `rows` are those that are centres."""
 
-    def __init__(self, folders, limit=None, taught=0.0):
+    def __init__(self, folders, limit=None, taught=0.0, ready=False):
         parts, rows, hops, self.spans, at, total = [], [], [], [], 0, 0
         for folder, about in sessions_of(folders, limit):
             name = f"{about['index']:05d}.npy"
-            frames = np.load(os.path.join(folder, "feat", name))
+            frames = np.load(os.path.join(folder, READY if ready and begins_ready(about["index"]) else "feat", name))
             if not len(frames):
                 continue
             hops.append(np.load(os.path.join(folder, "labels", name))[:len(frames)])
@@ -110,7 +113,7 @@ def look(model, judged, windows):
 class Trainer:
     def __init__(self, args):
         self.args, self.rng = args, np.random.default_rng(args.seed)
-        data = Frames([os.path.join(folder, "train") for folder in args.data], args.limit_sessions, args.taught)
+        data = Frames([os.path.join(folder, "train") for folder in args.data], args.limit_sessions, args.taught, args.ready)
         sample = data.frames[self.rng.choice(len(data.frames), min(len(data.frames), 400000), replace=False)].astype(np.float64)
         self.mean, self.inv_std = input_scaling(sample.mean(axis=0), sample.std(axis=0))
         self.windows, self.rows = data.windows(self.mean, self.inv_std), data.rows

@@ -67,6 +67,27 @@ class WholeWay(unittest.TestCase):
     def make(self, corpus, work):
         self.run_script("make_models.sh", corpus, os.path.dirname(os.environ["WVAD_BLOCKS"]), work)
 
+    def assert_mean(self, work, name, states):
+        """Network `name` is the mean of `states`, by their recurrent weights."""
+        def weights(path):
+            return np.load(os.path.join(work, "run", path + ".npz"))["wr"].astype(np.float64)
+
+        np.testing.assert_allclose(weights(name), np.mean([weights(state) for state in states], axis=0), atol=1e-6)
+
+    def assert_stages(self, work):
+        self.assert_mean(work, "lstm_fb75_ready/average",
+                         ["lstm_fb75_more/average", "lstm_fb75_more/average", "lstm_fb75_ready_51/step_00002", "lstm_fb75_ready_52/step_00002"])
+        self.assert_mean(work, "lstm_fb40_ready/average",
+                         ["lstm_fb40/average", "lstm_fb40_pieces/step_00002", "lstm_fb40_pieces/step_00004", "lstm_fb40_taught/step_00004"])
+        heard = {}
+        for name in ("dnn_fb75", "lstm_fb40_pieces", "lstm_fb40_taught", "lstm_fb40_8k"):
+            with open(os.path.join(work, "run", name, "training.json"), encoding="utf-8") as handle:
+                told = json.load(handle)["arguments"]
+            heard[name] = ([os.path.basename(folder) for folder in told["data"]], told["taught"], told["ready"])
+        all_five = ["data", "data3", "data4", "data5", "data6"]
+        self.assertEqual(heard, {"dnn_fb75": (all_five, 0.7, True), "lstm_fb40_pieces": (all_five, 0.7, False), "lstm_fb40_taught": (all_five[:4], 0.7, False),
+                                 "lstm_fb40_8k": ([name + "_8k" for name in all_five], 0.5, False)})
+
     def compare_sizes(self, work, docs):
         """On the sessions of `work`, with costs as if they had been counted before."""
         for run, cost in (("lstm_fb75_32", 31000), ("lstm_fb40_32", 22000), ("dnn_fb75_16", 33000)):
@@ -101,6 +122,7 @@ class WholeWay(unittest.TestCase):
                     figures = json.load(handle)
                 self.assertEqual((figures["rate"], figures["arithmetic"]["wraps"]), (int(rate), 0))
                 self.assertTrue({"meeting", "natural", "noise", "music"} <= set(figures["groups"]))
+            self.assert_stages(work)
             times = {name: os.stat(os.path.join(work, name + ".bin")).st_mtime_ns for name in NAMES}
             self.make(corpus, work)
             self.assertEqual(times, {name: os.stat(os.path.join(work, name + ".bin")).st_mtime_ns for name in NAMES})
