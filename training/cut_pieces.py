@@ -5,7 +5,8 @@
 
 Reads DIR/train (mix_sessions.py) and writes OUT/train the same way. Pieces last 3 to 8 s and lie 2 to 15 s apart in sessions drawn without order, the
 first within 3 s of the session's begin. A piece of a session with speech that holds none of it is left out: recordings without speech
-are many as it is. What two_way_teacher.py says of the whole session is cut with it, so that a teacher knows what came before.
+are many as it is. What two_way_teacher.py says of the whole session is cut with it, so that a teacher knows what came before. Each line of sessions.jsonl tells the session
+(`cut_from`) and the frame (`cut_at`) where its piece begins.
 """
 
 import argparse
@@ -50,13 +51,13 @@ class Pieces:
     def path(self, sub, suffix):
         return os.path.join(self.folder, sub, f"{len(self.lines):05d}{suffix}")
 
-    def add(self, about, samples, rows, said):
+    def add(self, about, at, samples, rows, said):
         samples.tofile(self.path("pcm", ".s16"))
         np.save(self.path("labels", ".npy"), rows)
         if said is not None:
             np.save(self.path("taught", ".npy"), said)
         self.frames += len(rows)
-        self.lines.append({**about, "index": len(self.lines), "seconds": len(rows) / 100.0})
+        self.lines.append({**about, "index": len(self.lines), "seconds": len(rows) / 100.0, "cut_from": about["index"], "cut_at": at})
 
     def finish(self):
         with open(os.path.join(self.folder, "sessions.jsonl"), "w", encoding="utf-8") as handle:
@@ -78,7 +79,7 @@ def cut(source, out, hours, seed):
         taught = os.path.join(source, "taught", name + ".npy")
         said = np.load(taught) if os.path.exists(taught) else None
         for at, length in places(rng, rows[:, 0], min(len(rows), len(samples) // HOP)):
-            pieces.add(about, samples[at * HOP:(at + length) * HOP], rows[at:at + length], None if said is None else cut_taught(said, at, length))
+            pieces.add(about, at, samples[at * HOP:(at + length) * HOP], rows[at:at + length], None if said is None else cut_taught(said, at, length))
         if pieces.frames > hours * FRAMES_AN_HOUR:
             break
     pieces.finish()

@@ -182,10 +182,12 @@ def summarise(judged):
             "reliability": reliability(scores, labels, weights)}
 
 
-def of_short_pieces(program, model, judged, rate, work):
-    """"lstm_fb40" removes no mean: its recordings begin in one way only."""
+def of_short_pieces(program, model, items, rate, work):
+    """`items`: of load_judged, with every label row, so that all kinds hear the same pieces. "lstm_fb40" removes no mean: its recordings begin in one
+    way only."""
     beginnings = list(BEGINNINGS)[:1] if ModelFile(model).kind == "lstm_fb40" else list(BEGINNINGS)
-    return judge_pieces(program, model, [(r.group, samples_of(r.path), r.labels, r.used) for r in judged], rate, work, beginnings)
+    recordings = [(line["group"], samples_of(path), rows[:, 0].astype(np.uint8), rows[:, 1] > 0) for line, path, rows in items]
+    return judge_pieces(program, model, recordings, rate, work, beginnings)
 
 
 def reliability(scores, labels, weights):
@@ -241,7 +243,7 @@ def main():
         if len(pairs):
             judged.append(Judged(line, path, rows, samples_of(path), pairs[:, 0], rate))
     result = {"model": os.path.basename(args.model), "rate": rate, **summarise(judged), "arithmetic": arithmetic}
-    result["pieces"] = of_short_pieces(args.blocks, args.model, judged, rate, args.work)
+    result["pieces"] = of_short_pieces(args.blocks, args.model, items, rate, args.work)
     if args.wvad:
         result["sentences"] = judge_sentences(args.wvad, args.model, judged)
     show(result)

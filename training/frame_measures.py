@@ -109,10 +109,10 @@ def edge_errors(recordings, threshold):
 
 
 def first_half_second(recordings, threshold):
-    """The share of speech missed in the first 50 frames of a recording."""
+    """The share of speech missed in the first 50 frames of a recording, those without weight left out."""
     speech = missed = 0
-    for score, label, _ in recordings:
-        here = label[:50] == 1
+    for score, label, used in recordings:
+        here = (label[:50] == 1) & used[:50]
         speech += int(here.sum())
         missed += int((score[:50][here] < threshold).sum())
     return round(missed / speech, 3) if speech else None

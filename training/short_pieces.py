@@ -16,6 +16,7 @@ from operating_point import THRESHOLD
 
 LONG, APART = 200, 300  # frames of a piece, and from the begin of one to that of the next
 FIRST = 50  # frames that are counted apart
+SCORED = 188  # frames of which every kind has scores of its own: behind them windows are not whole, and the recurrent ones repeat their last pair, or have none
 LEVELS_DB = (0, -20)
 BEGINNINGS = {"usual means": [], "slow start": ["--ready-means", "0"]}
 
@@ -42,11 +43,10 @@ def shares(rows):
 
 
 def heard(scores, labels, used):
-    """One piece as `shares` counts it: without the last frames, of which the engine says nothing since its window is not whole there."""
-    missing = max(0, LONG - len(scores))
+    """One piece as `shares` counts it: without its last frames, the same ones for every kind."""
     used = np.array(used, bool)
-    used[LONG - missing:] = False
-    return np.pad(scores[:LONG], (0, missing)), labels, used
+    used[SCORED:] = False
+    return np.pad(scores[:SCORED], (0, LONG - SCORED)), labels, used
 
 
 def judge_pieces(program, model, recordings, rate, work, beginnings):

@@ -70,6 +70,7 @@ class Folder(unittest.TestCase):
                 session, at = next((k, np.flatnonzero(w[:-1] == samples[0])[np.argmax(w[1:][np.flatnonzero(w[:-1] == samples[0])] == samples[1])])
                                    for k, w in enumerate(whole) if ((w[:-1] == samples[0]) & (w[1:] == samples[1])).any())
                 np.testing.assert_array_equal(whole[session][at:at + len(samples)], samples)
+                self.assertEqual((line["cut_from"], line["cut_at"]), (session, at // 160))
                 np.testing.assert_array_equal(rows[:, 2], np.arange(at // 160, at // 160 + len(rows)) % 100)
                 taught = os.path.join(out, "taught", name + ".npy")
                 self.assertEqual(os.path.exists(taught), session == 0)

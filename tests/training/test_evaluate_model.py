@@ -36,7 +36,7 @@ class Figures(unittest.TestCase):
     def judge(self, wraps, result):
         """Runs the program on no recordings, with an arithmetic that wraps so often and figures that were worked out before."""
         arithmetic = {"wraps": wraps, "greatest_difference_to_engine": 0.0}
-        patched = {"rate_of_model": 16000, "load_judged": [], "build_extremes": [], "compare": arithmetic, "summarise": result, "show": None, "of_short_pieces": {}}
+        patched = {"rate_of_model": 16000, "load_judged": [], "build_extremes": [], "compare": arithmetic, "summarise": result, "show": None, "of_short_pieces": {"usual means": {}}}
         with mock.patch.multiple(evaluate_model, **{name: mock.Mock(return_value=value) for name, value in patched.items()}), \
                 mock.patch("sys.argv", ["", "--model", "a.bin", "--blocks", "b", "--data", "d", "--work", "w", "--json", self.path]):
             evaluate_model.main()
@@ -44,7 +44,8 @@ class Figures(unittest.TestCase):
     def test_they_are_written(self):
         self.judge(0, {"groups": {}})
         with open(self.path, encoding="utf-8") as handle:
-            self.assertEqual(json.load(handle)["model"], "a.bin")
+            written = json.load(handle)
+        self.assertEqual((written["model"], written["pieces"]), ("a.bin", {"usual means": {}}))
         self.assertEqual(os.listdir(os.path.dirname(self.path)), ["a.json"])
 
     def test_what_is_broken_off_has_not_their_name(self):
@@ -63,6 +64,13 @@ class ShortPieces(unittest.TestCase):
         with mock.patch.object(evaluate_model, "judge_pieces") as judge:
             evaluate_model.of_short_pieces("b", os.path.join(MODELS, model), [], 16000, "w")
         return judge.call_args.args[-1]
+
+    def test_they_are_cut_by_the_labels_alone(self):
+        rows = np.array([[1, 100, 0], [0, 100, 0], [1, 0, 0]], np.int8)
+        with mock.patch.object(evaluate_model, "judge_pieces") as judge, mock.patch.object(evaluate_model, "samples_of", lambda path: path + " heard"):
+            evaluate_model.of_short_pieces("b", os.path.join(MODELS, "dnn_fb75.bin"), [({"group": "call"}, "a.wav", rows)], 16000, "w")
+        (group, samples, labels, used), = judge.call_args.args[2]
+        self.assertEqual((group, samples, labels.tolist(), used.tolist()), ("call", "a.wav heard", [1, 0, 1], [True, True, False]))
 
     def test_a_model_without_mean_removal_begins_in_one_way_only(self):
         self.assertEqual(self.beginnings("lstm_fb40.bin"), ["usual means"])

@@ -64,7 +64,9 @@ class Edges(unittest.TestCase):
 
     def test_the_first_half_second_is_counted_by_itself(self):
         score = np.where(np.arange(80) < 30, 0.0, 1.0)
-        self.assertEqual(m.first_half_second([(score, labels("0" * 10 + "1" * 70), None)], 0.7), 0.5)  # 20 of 40
+        every = np.ones(80, bool)
+        self.assertEqual(m.first_half_second([(score, labels("0" * 10 + "1" * 70), every)], 0.7), 0.5)  # 20 of 40
+        self.assertEqual(m.first_half_second([(score, labels("0" * 10 + "1" * 70), np.arange(80) >= 20)], 0.7), 0.333)  # 10 of 30
 
 
 class OperatingPoint(unittest.TestCase):
