@@ -5,7 +5,7 @@
 
 Each DIR/train comes from mix_sessions.py and JUDGED/judged from judged_sets.py, with the frames written by
     wvad-blocks --centre --half --ready-means 0 --out DIR/SPLIT/feat --list DIR/SPLIT/sessions.txt
-and with --ready two thirds of them in DIR/train/feat_ready, without --ready-means 0 (session_blocks.py).
+and with --ready those whose number is no multiple of 3 in DIR/train/feat_ready, without --ready-means 0.
 
 Activations are rounded to the bits that the engine keeps and weights to theirs in every forward pass (gradients pass straight through), and rows
 of the 8-bit layers are held inside the sums that 16 bits can carry. Writes OUT/network.npz, the epoch with the greatest merit on the judged

@@ -5,7 +5,8 @@
 
 DIR/train comes from mix_sessions.py and DIR/judged from judged_sets.py. What the network sees lies in DIR/SPLIT/feat40 for "lstm_fb40", written by
     wvad-blocks --model lstm_fb40 --half --ready-means 0 --out DIR/SPLIT/feat40 --list DIR/SPLIT/sessions.txt
-and in DIR/SPLIT/feat for "lstm_fb75", the same frames as for "dnn_fb75"; with --ready two thirds of them in DIR/train/feat_ready, without --ready-means 0.
+and in DIR/SPLIT/feat for "lstm_fb75", the same frames as for "dnn_fb75"; with --ready those whose number is no multiple of 3
+in DIR/train/feat_ready, without --ready-means 0.
 
 Writes OUT/step_00000.npz, the beginning, OUT/step_NNNNN.npz at every look at the judged recordings, weights being averaged over some hundred steps, and
 OUT/network.npz, the one of these with the greatest merit (watched_sets.py). A run that was stopped goes on from OUT/resume.pt. export_lstm.py makes the
