@@ -39,6 +39,12 @@ jobs=$(build_jobs)
 logs=build-logs
 mkdir -p "$logs"
 
+# failed_tests LOG: what ctest says of each test that failed, and the words of the test, 100 lines of each at most.
+failed_tests() {
+  awk '/^ *Start +[0-9]+:/ || /^ *[0-9]+\/[0-9]+ Test +#/ || /% tests passed/ { left = /\*\*\*/ && !/Skipped/ ? 100 : 0 }
+       left-- > 0' "$1"
+}
+
 # step NAME COMMAND...: runs it into a log file, and shows the log only if it fails. What this machine cannot have (exit code 77) is told and
 # left out.
 step() {
@@ -51,6 +57,8 @@ step() {
     echo "left out $name: $(tail -n 1 "$logs/$name.log")"
   else
     tail -n 200 "$logs/$name.log"
+    # Of thousands of tests the one that failed need not be among the last.
+    failed_tests "$logs/$name.log"
     echo "FAILED  $name, see $logs/$name.log" >&2
     exit 1
   fi

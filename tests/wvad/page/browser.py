@@ -6,6 +6,7 @@ import json
 import os
 import select
 import shutil
+import signal
 import subprocess
 import tempfile
 import time
@@ -22,7 +23,29 @@ class Browser:
     TIMEOUT_S = 90
 
     def __init__(self, width=1280, height=1000, dark=False):
-        self._profile = tempfile.TemporaryDirectory()
+        self._start()
+        self.resize(width, height)
+        self.call("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": "dark" if dark else "light"}])
+
+    def _start(self, tries=3):
+        """What is under test is the page: a Chromium that ends before it has shown one is started again."""
+        self._pending, self._number, self._session = b"", 0, None
+        self.errors, self.requests, self._documents = [], [], set()
+        self._launch()
+        try:
+            target = self.call("Target.createTarget", url="about:blank")["targetId"]
+            self._session = self.call("Target.attachToTarget", targetId=target, flatten=True)["sessionId"]
+            for domain in ("Page", "Runtime", "Log", "Network"):
+                self.call(f"{domain}.enable")
+        except (BrokenPipeError, RuntimeError, TimeoutError):
+            self.__exit__()
+            if tries == 1:
+                raise
+            self._start(tries - 1)
+
+    def _launch(self):
+        # Its processes may write for a moment longer than it lives.
+        self._profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         to_read, self._write = os.pipe()
         self._read, to_write = os.pipe()
 
@@ -32,39 +55,43 @@ class Browser:
             os.dup2(read, 3)
             os.dup2(write, 4)
 
-        command = [find(), "--headless=new", "--no-sandbox", "--disable-gpu", "--no-first-run", "--mute-audio", "--hide-scrollbars",
-                   "--autoplay-policy=no-user-gesture-required", "--force-color-profile=srgb", "--font-render-hinting=none",
-                   f"--user-data-dir={self._profile.name}", f"--window-size={width},{height}", "--remote-debugging-pipe", "about:blank"]
-        self._process = subprocess.Popen(command, close_fds=False, preexec_fn=place_pipes, stdout=subprocess.DEVNULL,
-                                         stderr=subprocess.DEVNULL)
+        # Containers have little of /dev/shm.
+        command = [find(), "--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--no-first-run",
+                   "--disable-background-networking", "--mute-audio", "--hide-scrollbars", "--autoplay-policy=no-user-gesture-required",
+                   "--force-color-profile=srgb", "--font-render-hinting=none", f"--user-data-dir={self._profile.name}",
+                   "--remote-debugging-pipe", "about:blank"]
+        self._words = open(os.path.join(self._profile.name, "stderr"), "w+b")
+        self._process = subprocess.Popen(command, close_fds=False, preexec_fn=place_pipes, start_new_session=True, stdout=subprocess.DEVNULL,
+                                         stderr=self._words)
         os.close(to_read)
         os.close(to_write)
-        self._pending, self._number, self._session = b"", 0, None
-        self.errors, self.requests = [], []
-        target = self.call("Target.createTarget", url="about:blank")["targetId"]
-        self._session = self.call("Target.attachToTarget", targetId=target, flatten=True)["sessionId"]
-        for domain in ("Page", "Runtime", "Log", "Network"):
-            self.call(f"{domain}.enable")
-        self.resize(width, height)
-        self.call("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": "dark" if dark else "light"}])
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
-        self._process.terminate()
-        self._process.wait()
+        for end in (signal.SIGTERM, signal.SIGKILL):  # the second for those that outlive it
+            try:
+                os.killpg(self._process.pid, end)
+            except ProcessLookupError:
+                break
+            self._process.wait()
         os.close(self._read)
         os.close(self._write)
+        self._words.close()
         self._profile.cleanup()
+
+    def _last_words(self):
+        self._words.seek(max(0, self._words.seek(0, os.SEEK_END) - 2000))
+        return self._words.read().decode(errors="replace")
 
     def _message(self, until):
         while b"\0" not in self._pending:
             if not select.select([self._read], [], [], max(0, until - time.monotonic()))[0]:
-                raise TimeoutError("the browser does not answer")
+                raise TimeoutError(f"the browser does not answer; it said: {self._last_words()}")
             piece = os.read(self._read, 1 << 20)
             if not piece:
-                raise RuntimeError("the browser has ended")
+                raise RuntimeError(f"the browser has ended; it said: {self._last_words()}")
             self._pending += piece
         text, self._pending = self._pending.split(b"\0", 1)
         return json.loads(text)
@@ -78,6 +105,10 @@ class Browser:
             self.errors.append(parameters["entry"]["text"])
         elif method == "Network.requestWillBeSent":
             self.requests.append(parameters["request"]["url"][:200])
+        elif method == "Page.frameNavigated" and "parentId" not in parameters["frame"]:
+            self._documents.add(parameters["frame"]["loaderId"])
+        elif method == "Inspector.targetCrashed":
+            raise RuntimeError(f"the page has crashed; the browser said: {self._last_words()}")
 
     def call(self, method, **parameters):
         self._number += 1
@@ -109,11 +140,26 @@ class Browser:
                 raise TimeoutError(f"never true: {expression}")
             time.sleep(0.02)
 
+    def forget(self):
+        """Leaves what is open, then forgets errors and requests: nothing of it is told any more. The pointer goes to where no page has anything."""
+        self._go("about:blank")
+        self.move(0, 0)
+        self.errors.clear()
+        self.requests.clear()
+
     def open(self, path):
-        """Opens a file and waits until its script has put the page together."""
-        self.call("Page.navigate", url="file://" + os.path.abspath(path))
+        """Opens a file and waits until its script has put the page together, and it has been shown: clicks and turns of the wheel that come before are lost."""
+        self._go("file://" + os.path.abspath(path))
         self.wait_for("document.documentElement?.dataset.ready")
+        self.wait_for("performance.getEntriesByName('first-contentful-paint').length")
         self.settle()
+
+    def _go(self, url):
+        """Until then an expression might still be answered by the document before."""
+        document = self.call("Page.navigate", url=url)["loaderId"]
+        until = time.monotonic() + self.TIMEOUT_S
+        while document not in self._documents:
+            self._note(self._message(until))
 
     def settle(self):
         """Two pictures later."""

@@ -82,8 +82,7 @@ class PageTest(unittest.TestCase):
         return subprocess.run(call, check=True, capture_output=True, text=True).stdout
 
     def setUp(self):
-        self.browser.errors.clear()
-        self.browser.requests.clear()
+        self.browser.forget()
         self.browser.resize(1200, 900)
         self.browser.open(self.page)
 
