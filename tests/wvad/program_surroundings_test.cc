@@ -20,18 +20,27 @@ TEST_F(Program, CurrentFolderMayBeGone) {
   ExpectFailure(Segment({"--quiet", "-f", "csv", "-o", folder_.file("x"), "a.wav"}), 3, "a.wav: no such file");
 }
 
+// A copy of the program in a folder of its own: the engine's log would lie in the folder "log" beside it.
 TEST_F(Program, NothingIsLeftBehind) {
-  const std::string temporary = folder_.file("tmp");
-  std::filesystem::create_directory(temporary);
-  current_ = folder_.file("work");
-  std::filesystem::create_directory(current_);
-  const std::string path = Wav("a.wav", 5, kTwoBursts);
-  const testing_support::ScopedVariable elsewhere("TMPDIR", temporary);
-  EXPECT_EQ(Segment({path}).code, 0);
-  ExpectFailure(Call({"segment", "-m", "/dev/null", path}), 7, "not a model file");
+  const std::string temporary = folder_.file("tmp"), here = folder_.file("work"), beside = folder_.file("installed/bin");
+  for (const std::string& folder : {temporary, here, beside}) std::filesystem::create_directories(folder);
+  std::filesystem::copy_file(WVAD_PROGRAM, beside + "/wvad");
+  const std::string path = Wav("a.wav", 5, kTwoBursts),
+                    call = "cd " + here + " && TMPDIR=" + temporary + " " + beside + "/wvad segment -q ";
+  const auto result = [&](const std::string& rest) {
+    return WEXITSTATUS(std::system((call + rest + " >" + folder_.file("out") + " 2>&1").c_str()));
+  };
+  EXPECT_EQ(result("-m " WVAD_TEST_MODEL " " + path), 0);
+  EXPECT_EQ(result("-m /dev/null " + path), 7);
   // The lock that loggers of one user share stays, as locks do.
   for (const auto& entry : std::filesystem::directory_iterator(temporary)) EXPECT_EQ(entry.path().extension(), ".lock") << entry.path();
-  EXPECT_TRUE(std::filesystem::is_empty(current_));
+  EXPECT_TRUE(std::filesystem::is_empty(here));
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("installed/log")));
+
+  // Who asks for a log has it.
+  folder_.write("installed/bin/tseg.cfu", "[logger]\ntitle = Asked for\n");
+  EXPECT_EQ(result("-m " WVAD_TEST_MODEL " " + path), 0);
+  EXPECT_THAT(folder_.read("installed/log/w_tseg.log"), HasSubstr("TSEGEngine Initialized OK."));
 }
 
 TEST_F(Program, EachFailureHasItsCodeAndOneLine) {

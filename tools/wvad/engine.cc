@@ -14,6 +14,7 @@
 
 #include "frontend/float_front.h"
 #include "session/tseg_inst.h"
+#include "wvad/engine_log.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
 #include "wvad/system.h"
@@ -103,6 +104,7 @@ std::string CodeName(int code) {
 Engine::Engine(const std::string& model, const ParameterList& configuration, const std::string& more, bool slow_start)
     : slow_start_(slow_start) {
   CheckMagic(model);
+  KeepNoLogUnasked();
   const PrivateFolder folder;
   std::error_code error;
   const std::filesystem::path target = std::filesystem::absolute(PathOf(model), error);

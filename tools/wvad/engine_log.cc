@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "wvad/engine_log.h"
+
+#include <utility>
+
+#include "log/log.h"
+#include "log/process_logger.h"
+#include "wvad/file_system.h"
+#include "wvad/system.h"
+
+namespace TSEG::tool {
+
+void KeepNoLogUnasked() {
+  if (srlog_exists() || LookAt(ProgramFolder() + "/tseg.cfu").kind != FileKind::kNone) return;
+  Log_Cfg_T nothing;
+  nothing.nOutput = 0;
+  srlog_open_with(std::move(nothing), nullptr);
+}
+
+}  // namespace TSEG::tool
