@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // `wvad compare` as a user meets it.
+#include <tuple>
+
 #include "wvad/program_fixture.h"
 
 namespace TSEG::tool {
@@ -57,6 +59,36 @@ TEST_F(Compare, TableHasALineARecordingAndTheirSum) {
             "0.000   0.000\n"
             "total     20.00      5.00  0.7143  0.5000  0.5882  0.5000  0.0667  0.3917      3      1      1  180.00   0.500   0.500   "
             "0.250   0.500\n");
+}
+
+TEST_F(Compare, WhatWasNotHeardIsTold) {
+  const std::string truth = folder_.write("truth.rttm", "SPEAKER a 1 1 1 <NA> <NA> x\n");
+  const std::string row = "SPEAKER a 1 0.7 1.5 <NA> <NA> x\n";
+  const auto json = [](const std::string& members) {
+    return "{\"files\":[{\"file\":\"far/a.wav\",\"sentences\":[{\"begin\":0.7,\"end\":2.2}]" + members + "}]}";
+  };
+  const std::string interrupted = ",\"heard\":2.5,\"stopped_by\":\"interrupt\",\"whole\":false";
+  const std::string damaged = ",\"heard\":2.5,\"stopped_by\":\"end of audio\",\"whole\":false,\"damage\":\"it ends in the middle\"";
+  const std::string heard_in_part = "a: it was heard for 2.5 s (interrupt); what was not heard counts as silence here";
+  const std::tuple<const char*, std::string, std::string> rows[] = {
+      {"a.json", json(interrupted), heard_in_part},
+      {"b.json", json(damaged), "a: it was not heard whole (it ends in the middle); what was not heard counts as silence here"},
+      {"c.json", json(",\"heard\":2.5,\"stopped_by\":\"end of audio\",\"whole\":true"), ""},
+      {"d.json", json(""), ""},
+      {"a.jsonl", "{\"event\":\"end\",\"file\":\"a.wav\"" + interrupted + "}\n", heard_in_part},
+      {"a.rttm", row + ";; {\"file\":\"far/a.wav\"" + interrupted + "}\n", heard_in_part},
+      {"b.rttm", row + ";; {\"file\":\"far/a.wav\",\"whole\":true}\n", ""},
+      {"c.rttm", row + ";; {\"file\":\"far/b.wav\",\"whole\":false}\n;; {a.wav\n;; [false]\n", ""},
+      {"a.vtt", "WEBVTT\n\nNOTE {\"file\":\"a.wav\"" + interrupted + "}\n\n00:00.700 --> 00:02.200\nx\n", heard_in_part},
+  };
+  for (const auto& [name, text, note] : rows) {
+    SCOPED_TRACE(name);
+    const std::string found = folder_.write(name, text);
+    const std::string line = note.empty() ? "" : "wvad: " + found + ": note: " + note + "\n";
+    EXPECT_EQ(Call({"compare", truth, found}).err, line);
+    EXPECT_EQ(Call({"compare", "-q", truth, found}).err, "");
+    EXPECT_EQ(Call({"compare", found, truth}).err, line);
+  }
 }
 
 TEST_F(Compare, RecordingsAreMatchedByName) {

@@ -13,6 +13,7 @@
 #include "wvad/forms/document_report.h"
 #include "wvad/named_rows.h"
 #include "wvad/output.h"
+#include "wvad/provenance.h"
 #include "wvad/report_formats.h"
 
 namespace TSEG::tool {
@@ -278,6 +279,15 @@ TEST(HeardRecording, IsAsLongAsItWasHeardWhereTheUserBrokeItOff) {
   EXPECT_EQ(recording.length_s(), 100);
   recording.end.reason = kInterruptedReason;
   EXPECT_EQ(recording.length_s(), 5);
+}
+
+TEST(ProvenanceLine, SaysHowFarARecordingWasHeardWhereThatIsNotItsEnd) {
+  FileEnd end;
+  end.rate_hz = 16000;
+  end.samples = 80000;
+  EXPECT_EQ(ProvenanceLine("a.wav", end, ""), R"({"file":"a.wav","whole":true})");
+  end.reason = kInterruptedReason;
+  EXPECT_EQ(ProvenanceLine("a.wav", end, ""), R"({"file":"a.wav","heard":5.0,"stopped_by":"interrupt","whole":false})");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Several forms at once into a folder, what is said of how results came about, and forms of the user's own, through the built program.
+#include <algorithm>
 #include <filesystem>
 
 #include "wvad/program_fixture.h"
@@ -140,6 +141,17 @@ TEST_F(ProgramForms, JsonTellsHowItCameAbout) {
   ASSERT_EQ(set.size(), 2U);
   EXPECT_THAT(set[0], StartsWith("wvad_param_vad_threshold=0.6"));
   EXPECT_EQ(set[1], setting);
+  // The profile has a name, and what wins over one of its parameters stands there alone.
+  const std::string threshold = "wvad_param_vad_threshold=0.7";
+  const nlohmann::json parameters = nlohmann::json::parse(
+      Segment({"-f", "json", "--profile", "fast", "--set", setting, "--set", threshold, path}).out)["made_by"]["parameters"];
+  EXPECT_EQ(parameters["profile"], "fast");
+  const auto in_force = parameters["set"].get<NameList>();
+  EXPECT_EQ(std::count_if(in_force.begin(), in_force.end(),
+                          [](const std::string& one) { return one.find("vad_threshold") != std::string::npos; }),
+            1);
+  EXPECT_EQ(in_force.back(), threshold);
+  EXPECT_FALSE(document["made_by"]["parameters"].contains("profile"));
   const nlohmann::json bare = nlohmann::json::parse(Segment({"-f", "json", "--bare", path}).out);
   EXPECT_FALSE(bare.contains("made_by"));
   EXPECT_FALSE(bare["files"][0]["recording"].contains("sha256"));

@@ -320,6 +320,9 @@ TEST_F(Channels, EachByItselfInOneRun) {
   EXPECT_THAT(csv.out, HasSubstr(path + ",1,0.70,2.20,"));
   EXPECT_THAT(csv.out, HasSubstr(path + ",2,2.70,3.70,"));
   EXPECT_EQ(Lines(csv.out), 4);
+  for (const char* ms : {"7", "10", "1000", "10000"}) {
+    EXPECT_EQ(Segment({"-f", "csv", "--channel", "all", "--chunk-ms", ms, path}).out, csv.out) << ms;
+  }
   const nlohmann::json file = First(Segment({"-f", "json", "--channel", "all", path}));
   EXPECT_EQ(file["sentences"][0]["channel"], 2);
   EXPECT_EQ(file["sentences"].size(), 3U);

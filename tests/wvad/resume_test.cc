@@ -238,9 +238,12 @@ TEST_F(GoingOn, RowsThatSomebodyHasCorrectedStay) {
   EXPECT_EQ(folder_.read("out.csv"), With(whole, "a.wav,0.70,", "a.wav,0.65,"));
   // The last end is as an interrupt may leave it, and is told of.
   folder_.write("out.csv", With(whole, last, "b.wav,2.70,3.00,0.30,,,,,\n"));
-  const Outcome run = Resume("segment", arguments);
+  const Outcome run = Run("segment", {"--resume", "-f", "csv", "-o", "out.csv", "a.wav", "b.wav"});
   EXPECT_EQ(run.code, 0);
   EXPECT_THAT(run.err, HasSubstr("out.csv: note: it had other rows from line 5 on"));
+  EXPECT_EQ(folder_.read("out.csv"), whole);
+  folder_.write("out.csv", With(whole, last, "b.wav,2.70,3.00,0.30,,,,,\n"));
+  EXPECT_EQ(Resume("segment", arguments).err, "");
   EXPECT_EQ(folder_.read("out.csv"), whole);
 }
 

@@ -104,7 +104,7 @@ std::string CodeName(int code) {
 Engine::Engine(const std::string& model, const ParameterList& configuration, const std::string& more, bool slow_start)
     : slow_start_(slow_start) {
   CheckMagic(model);
-  KeepNoLogUnasked();
+  KeepNoLog();
   const PrivateFolder folder;
   std::error_code error;
   const std::filesystem::path target = std::filesystem::absolute(PathOf(model), error);

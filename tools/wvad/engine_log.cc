@@ -5,13 +5,11 @@
 
 #include "log/log.h"
 #include "log/process_logger.h"
-#include "wvad/file_system.h"
-#include "wvad/system.h"
 
 namespace TSEG::tool {
 
-void KeepNoLogUnasked() {
-  if (srlog_exists() || LookAt(ProgramFolder() + "/tseg.cfu").kind != FileKind::kNone) return;
+void KeepNoLog() {
+  if (srlog_exists()) return;
   Log_Cfg_T nothing;
   nothing.nOutput = 0;
   srlog_open_with(std::move(nothing), nullptr);

@@ -43,9 +43,10 @@ Output::~Output() {
   if (own_ && descriptor_ >= 0) CloseDescriptor(descriptor_);
 }
 
-void Output::BeginsWith(std::string there, size_t sure) {
+void Output::BeginsWith(std::string there, size_t sure, bool quiet) {
   there_ = std::move(there);
   sure_ = sure;
+  quiet_ = quiet;
 }
 
 void Output::FindAgain(std::string_view text) {
@@ -83,7 +84,7 @@ void Output::Close() {
     CloseInterrupted();
     return;
   }
-  if (found_again_ < there_.size()) {
+  if (found_again_ < there_.size() && !quiet_) {
     SayNote(name_ + ": note: it had other rows from line " + std::to_string(LineOfFirstOther()) + " on, as an interrupt leaves them");
   }
   if (file_) file_->Publish();

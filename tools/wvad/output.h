@@ -26,8 +26,8 @@ class Output {
 
   // What is written from here on is to begin as the file `there` does that it will replace: a run that goes on finds rows again. Where the
   // first `sure` bytes are others, somebody has worked on them, and writing throws Failure(kOutput) before they are replaced. Where those
-  // behind them are, a note says so.
-  void BeginsWith(std::string there, size_t sure);
+  // behind them are, a note says so, unless `quiet`.
+  void BeginsWith(std::string there, size_t sure, bool quiet);
   // Throws Failure(kOutput) where it cannot be written.
   void Write(std::string_view text);
   // The file appears. Call once, at the end; without it no file does. Of an interrupted run that has not come as far as the rows that are
@@ -47,8 +47,9 @@ class Output {
   std::string name_;
   std::string there_;  // that it begins with
   size_t sure_ = 0;
-  size_t found_again_ = 0;         // of `there_`
-  bool differs_ = false;           // behind that
+  size_t found_again_ = 0;  // of `there_`
+  bool differs_ = false;    // behind that
+  bool quiet_ = false;
   std::unique_ptr<NewFile> file_;  // of an ordinary file
   int descriptor_ = -1;            // of everything else
   bool own_ = false;               // the descriptor has to be closed

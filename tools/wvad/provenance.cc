@@ -3,6 +3,10 @@
 
 #include <wvad.h>
 
+#include <algorithm>
+#include <set>
+#include <utility>
+
 #include "wvad/checksum.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
@@ -17,6 +21,17 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// Of several NAME=VALUE with one name the last, which wins, in its place.
+std::vector<std::string> InForce(std::vector<std::string> settings) {
+  std::set<std::string> names;
+  std::vector<std::string> kept;
+  for (auto setting = settings.rbegin(); setting != settings.rend(); ++setting) {
+    if (names.insert(setting->substr(0, setting->find('='))).second) kept.push_back(std::move(*setting));
+  }
+  std::reverse(kept.begin(), kept.end());
+  return kept;
+}
+
 // `model`: its file.
 Json ParametersOf(const SentenceOptions& options, const std::string& model) {
   Json json;
@@ -25,7 +40,8 @@ Json ParametersOf(const SentenceOptions& options, const std::string& model) {
   json["endpoint"] = options.endpoint;
   json["slow_start"] = options.engine.slow_start;
   if (options.input.source.track > 0) json["track"] = options.input.source.track;
-  if (const std::vector<std::string> set = AllSettings(options.engine, model); !set.empty()) json["set"] = set;
+  if (!options.engine.plain.profile.empty()) json["profile"] = options.engine.plain.profile;
+  if (const std::vector<std::string> set = InForce(AllSettings(options.engine, model)); !set.empty()) json["set"] = set;
   if (!options.engine.config.empty()) {
     json["config"] = options.engine.config;
     // A pipe has given what it held to the engine.
@@ -100,6 +116,10 @@ std::string ProvenanceLine(const std::string& name, const FileEnd& end, const st
   Json json;
   json["file"] = name;
   if (end.recording.rate_hz > 0) json["recording"] = ProvenanceOfRecording(end);
+  if (end.reason != kWholeReason) {
+    json["heard"] = Json::parse(Fixed(Seconds(end.samples, end.rate_hz), 2));
+    json["stopped_by"] = end.reason;
+  }
   json["whole"] = HeardWhole(end);
   if (!end.damage.empty()) json["damage"] = end.damage;
   json.update(OwnMembers(end, whole));

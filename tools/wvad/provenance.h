@@ -16,8 +16,8 @@ namespace TSEG::tool {
 struct SentenceOptions;
 
 // With the model that `options` name, {"program":"wvad 0.1.0","model":"lstm_fb75","model_sha256":...,"parameters":{...}}, where the
-// parameters are what was said on the command line, plain settings under the engine's names, and the defaults of channel and gain. Reads
-// the model. Throws Failure as FindModel and Sha256Of.
+// parameters are what was said on the command line, the profile, plain settings under the engine's names, and the defaults of channel and
+// gain. Reads the model. Throws Failure as FindModel and Sha256Of.
 nlohmann::ordered_json ProvenanceOfRun(const SentenceOptions& options);
 
 // All ways in which the results of a run with these options may come about, one for each form of the model, each JSON in one line.
@@ -38,8 +38,8 @@ const std::string& MadeBy(const FileEnd& end, const std::string& whole);
 // The members of how this recording's results came about that are others than those of `whole`: its model, and settings that hang on it.
 nlohmann::ordered_json OwnMembers(const FileEnd& end, const std::string& whole);
 
-// One line for a comment behind a recording: {"file":...,"recording":{...},"whole":true}, "damage" where there is some, and its
-// OwnMembers.
+// One line for a comment behind a recording: {"file":...,"recording":{...},"whole":true}, "heard" and "stopped_by" where it was not heard
+// to its end, "damage" where there is some, and its OwnMembers.
 std::string ProvenanceLine(const std::string& name, const FileEnd& end, const std::string& whole);
 
 }  // namespace TSEG::tool

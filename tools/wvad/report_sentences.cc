@@ -39,7 +39,7 @@ ExitCode ReportSentences(const ReportOptions& options, SentenceTask task) {
   std::optional<Output> output;
   task.make_report = [&](const HeardWith& first) {
     output.emplace(options.output, rules);
-    if (!options.force) output->BeginsWith(kept.there, kept.sure);
+    if (!options.force) output->BeginsWith(kept.there, kept.sure, options.quiet);
     auto report = options.format->make(*output, ShapeOf(options, first));
     output->Write(kept.rows);
     return report;

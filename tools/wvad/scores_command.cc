@@ -58,7 +58,7 @@ class ScoreFiles {
   // All recordings into one output, behind `kept` rows of an earlier run.
   ExitCode ToOneOutput(const Kept& kept, bool shared) {
     Output output(options_.output, rules_);
-    if (!options_.folder.force) output.BeginsWith(kept.there, kept.sure);
+    if (!options_.folder.force) output.BeginsWith(kept.there, kept.sure, options_.quiet);
     const std::unique_ptr<ScoreWriter> writer = options_.format->make([&](std::string_view bytes) { output.Write(bytes); });
     writer->Flush();
     output.Write(kept.rows);

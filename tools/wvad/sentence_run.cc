@@ -48,6 +48,27 @@ struct Listener {
   HeardWith with;
 };
 
+// Feeds the channels of a recording by turns of at most 10 ms, from multiples of it on: a frame ends in no more than one of them, and
+// sentences stand in the order in which they are known, those of one frame by channel, whatever the length of the pieces.
+class Turns {
+ public:
+  explicit Turns(int rate_hz) : turn_(static_cast<size_t>(rate_hz) / 100) {}
+
+  void Feed(const std::vector<std::vector<int16_t>>& pieces, const std::vector<std::unique_ptr<Recording>>& lanes) {
+    const size_t count = pieces[0].size();
+    for (size_t from = 0; from < count;) {
+      const size_t length = lanes.size() == 1 ? count : std::min(count - from, turn_ - fed_ % turn_);
+      for (size_t lane = 0; lane < lanes.size(); ++lane) lanes[lane]->Feed(pieces[lane].data() + from, length);
+      from += length;
+      fed_ += length;
+    }
+  }
+
+ private:
+  size_t turn_;
+  size_t fed_ = 0;  // samples of each channel
+};
+
 // One run over all files, with what they share.
 class SentenceRun {
  public:
@@ -164,8 +185,9 @@ class SentenceRun {
       lanes.push_back(std::make_unique<Recording>(DetectorOf(engine, lane), engine.parameters(), engine.rate_hz(), PolicyFor(task_),
                                                   all_channels ? of_channel : sink, engine.frame_bytes()));
     }
+    Turns turns(engine.rate_hz());
     for (Pieces pieces; !Stopped() && input.Next(&pieces);) {
-      for (size_t lane = 0; lane < lanes.size(); ++lane) lanes[lane]->Feed(pieces[lane]);
+      turns.Feed(pieces, lanes);
       heard();
     }
     FileEnd end;

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "wvad/byte_source.h"
+#include "wvad/compare/hearing.h"
 #include "wvad/failure.h"
 #include "wvad/file_system.h"
 #include "wvad/named_rows.h"
@@ -58,7 +59,9 @@ Annotation ReadFile(const std::string& path, const AnnotationForm* form) {
   }
   const std::string text = ReadText(path);
   try {
-    return form->read(text, IdOfAnnotation(path));
+    Annotation annotation = form->read(text, IdOfAnnotation(path));
+    TakeHearingOfComments(text, annotation);
+    return annotation;
   } catch (const NoAnnotation& failure) {
     throw NoAnnotation(path + ": " + failure.what());
   } catch (const Failure& failure) {

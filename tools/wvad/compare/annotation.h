@@ -20,6 +20,7 @@ struct AnnotatedRecording {
   Spans speech;                      // as they stand there, in any order
   std::optional<int64_t> length_us;  // of the recording, where the annotation says it
   std::string name;                  // what the annotation calls its file, where it does
+  std::string not_heard;             // in words what of it was not heard, where the annotation says so (hearing.h)
 };
 using Annotation = std::map<std::string, AnnotatedRecording>;  // by the recording's id (RecordingId)
 

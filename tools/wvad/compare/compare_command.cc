@@ -52,6 +52,12 @@ void TellOfOthers(const Annotation& found, const std::set<std::string>& scored, 
   }
 }
 
+// What was not heard counts as silence on its side.
+void TellNotHeard(const std::string& path, const std::string& id, const AnnotatedRecording& recording, bool quiet) {
+  if (quiet || recording.not_heard.empty()) return;
+  SayNote(path + ": note: " + id + ": " + recording.not_heard + "; what was not heard counts as silence here");
+}
+
 void TellPassedOver(const std::string& folder, const std::vector<std::string>& files, bool quiet) {
   if (quiet || files.empty()) return;
   const std::string more = files.size() == 1 ? "" : " and " + std::to_string(files.size() - 1) + " more";
@@ -90,6 +96,8 @@ ExitCode RunCompare(const CompareOptions& options) {
   for (const std::string& id : scored) {
     const AnnotatedRecording& truth = Of(reference, id);
     const AnnotatedRecording& told = Of(found, id);
+    TellNotHeard(options.reference, id, truth, options.quiet);
+    TellNotHeard(options.found, id, told, options.quiet);
     const Spans regions = uem ? Joined(Of(*uem, id).speech) : WholeOf(truth, told);
     compared.push_back({id, Compare(Joined(truth.speech), Joined(told.speech), regions, collar_us)});
   }

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "wvad/compare/annotation.h"
+#include "wvad/compare/hearing.h"
 #include "wvad/failure.h"
 #include "wvad/recording_name.h"
 
@@ -66,7 +67,10 @@ void ReadObject(const Json& json, Annotation& annotation) {
   const auto event = Get<std::string>(json, "event");
   AnnotatedRecording& recording = RecordingNamed(annotation, Get<std::string>(json, "file"));
   if (event == "sentence") recording.speech.push_back(SpanOfSentence(json));
-  if (event == "end") TakeLength(json, recording);
+  if (event == "end") {
+    TakeLength(json, recording);
+    TakeHearing(json, recording);
+  }
 }
 
 }  // namespace
@@ -79,6 +83,7 @@ Annotation ReadJson(const std::string& text, const std::string&) {
     AnnotatedRecording& recording = RecordingNamed(annotation, Get<std::string>(file, "file"));
     for (const Json& sentence : Get<Json::array_t>(file, "sentences")) recording.speech.push_back(SpanOfSentence(sentence));
     TakeLength(file, recording);
+    TakeHearing(file, recording);
   }
   return annotation;
 }
