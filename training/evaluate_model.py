@@ -3,8 +3,9 @@
 
     evaluate_model.py --model FILE --blocks PATH/wvad-blocks --data DIR --work DIR [--wvad PROGRAM] [--json FILE]
 
-The recordings are those of judged_sets.py in DIR/judged, groups with marks by people first. Scores are the engine's own; the integer reference runs on
-the same frames, must agree with them, and counts wraps.
+The recordings are those of judged_sets.py in DIR/judged, groups with marks by people first. Scores are the engine's own; the integer reference runs on the
+same frames, must agree with them, and counts wraps. Recordings of voices that training heard count in no figure but "watched", the ROC-AUC of each group over
+all that a training watches.
 
 With --wvad the recordings also go through `wvad segment`, and what counts is sentences: how much of the labelled speech lies inside one, how many
 utterances are missed altogether, and how many sentences hold no labelled speech.
@@ -41,6 +42,7 @@ class Judged:
     def __init__(self, line, path, rows, samples, probability, rate):
         n = min(len(rows), len(probability))
         self.group, self.part, self.detail, self.name, self.path = line["group"], line.get("part", ""), line["detail"], line["name"], path
+        self.heard = line.get("heard", False)
         self.labels, self.used = rows[:n, 0].astype(np.uint8), rows[:n, 1] > 0
         self.scores = probability[:n]
         self.energies = frame_energies(samples, n, rate)
@@ -164,10 +166,25 @@ def sentence_summary(rows):
                         "speech_inside": scatter.of_ratio(names, [row["inside"] for row in rows], [row["speech"] for row in rows])}}
 
 
-def summarise(judged):
+def by_group(judged):
     groups = {}
     for r in judged:
         groups.setdefault(r.group, []).append(r)
+    return groups
+
+
+def unheard(judged):
+    """Those of voices that no training heard."""
+    return [r for r in judged if not r.heard]
+
+
+def watched_areas(judged):
+    """ROC-AUC of each group with speech over all recordings, as a training that watches them has it."""
+    return {group: _round(measures.pooled_auc([r.triple() for r in rows], 0)) for group, rows in by_group(judged).items() if any(r.labels.any() for r in rows)}
+
+
+def summarise(judged):
+    groups = by_group(judged)
     spoken = {group: rows for group, rows in groups.items() if any(r.labels.any() for r in rows)}
     parts = {group: tuple(np.concatenate(column) for column in zip(*((r.scores[r.used], r.labels[r.used]) for r in rows)))
              for group, rows in groups.items()}
@@ -186,7 +203,7 @@ def of_short_pieces(program, model, items, rate, work):
     """`items`: of load_judged, with every label row, so that all kinds hear the same pieces. "lstm_fb40" removes no mean: its recordings begin in one
     way only."""
     beginnings = list(BEGINNINGS)[:1] if ModelFile(model).kind == "lstm_fb40" else list(BEGINNINGS)
-    recordings = [(line["group"], samples_of(path), rows[:, 0].astype(np.uint8), rows[:, 1] > 0) for line, path, rows in items]
+    recordings = [(line["group"], samples_of(path), rows[:, 0].astype(np.uint8), rows[:, 1] > 0) for line, path, rows in items if not line.get("heard")]
     return judge_pieces(program, model, recordings, rate, work, beginnings)
 
 
@@ -242,10 +259,11 @@ def main():
         pairs, _ = load_pairs(array_of(os.path.join(args.work, "scores"), path))
         if len(pairs):
             judged.append(Judged(line, path, rows, samples_of(path), pairs[:, 0], rate))
-    result = {"model": os.path.basename(args.model), "rate": rate, **summarise(judged), "arithmetic": arithmetic}
+    told = unheard(judged)
+    result = {"model": os.path.basename(args.model), "rate": rate, **summarise(told), "watched": watched_areas(judged), "arithmetic": arithmetic}
     result["pieces"] = of_short_pieces(args.blocks, args.model, items, rate, args.work)
     if args.wvad:
-        result["sentences"] = judge_sentences(args.wvad, args.model, judged)
+        result["sentences"] = judge_sentences(args.wvad, args.model, told)
     show(result)
     # Scores may differ by the last bits of exp; anything more is a different network.
     if arithmetic["wraps"] or arithmetic["greatest_difference_to_engine"] > 1e-5:

@@ -13,7 +13,7 @@ import os
 import numpy as np
 
 from audio_corpus import HOP, SAMPLE_RATE
-from evaluate_model import Judged, show, summarise
+from evaluate_model import Judged, show, summarise, unheard
 
 
 def of_hops(windows, window, n_hops):
@@ -48,7 +48,8 @@ def main():
             rows, samples = np.load(os.path.join(folder, "labels", name + ".npy")), np.fromfile(os.path.join(folder, "pcm", name + ".s16"), "<i2")
             windows = np.fromfile(os.path.join(args.scores, name + ".f32"), "<f4")
             judged.append(Judged(line, None, rows, samples, of_hops(windows, args.window, len(rows)), SAMPLE_RATE))
-    result = {"model": args.name, "rate": SAMPLE_RATE, **summarise(judged), "at_threshold": at_thresholds(judged, args.thresholds)}
+    told = unheard(judged)
+    result = {"model": args.name, "rate": SAMPLE_RATE, **summarise(told), "at_threshold": at_thresholds(told, args.thresholds)}
     show(result)
     with open(args.json, "w", encoding="utf-8") as handle:
         json.dump(result, handle, indent=1)

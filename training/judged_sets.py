@@ -1,9 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The recordings that models are judged on, and watched on while they train; none of them is trained on.
+"""The recordings that models are watched on while they train and judged on; training sets leave them out.
 
     judged_sets.py --corpus DIR --out DIR [--cache DIR]
 
-Writes OUT/judged like a split of mix_sessions.py, so that the same tools read it: pcm, labels, sessions.txt, sessions.jsonl with `group`.
+Writes OUT/judged like a split of mix_sessions.py, so that the same tools read it: pcm, labels, sessions.txt, sessions.jsonl with `group`, and with `heard`
+where training hears the same speaker, or the very reading, in another file. Such a recording helps to choose among the states of a network and to set its
+operating point, and counts in no figure that tells how good a model is.
 
 Groups, those with marks by people first:
     meeting            distant microphone, turns marked by people
@@ -69,6 +71,12 @@ def unheard(corpus, category):
             and (r.split == "valid" or re.search(EXCLUDED_LICENCES, r.licence))]
 
 
+def heard_voices(corpus):
+    """The speakers, or groups of them, that training hears."""
+    return {r.speaker for r in corpus.recordings if r.category in ("speech", "conversation") and r.split == "train"
+            and not re.search(EXCLUDED_LICENCES, r.licence)}
+
+
 def speech_items(corpus):
     """(group, name, samples, rows, detail) of all recordings with speech and a background of their own."""
     groups = [("meeting", [r for r in corpus.recordings if r.category == "meeting"]),
@@ -105,12 +113,12 @@ class Writer:
         for name in ("pcm", "labels"):
             os.makedirs(os.path.join(folder, name), exist_ok=True)
 
-    def add(self, group, path, samples, rows, detail, part=""):
+    def add(self, group, path, samples, rows, detail, part="", heard=False):
         index = len(self.lines)
         samples.astype("<i2").tofile(os.path.join(self.folder, "pcm", f"{index:05d}.s16"))
         np.save(os.path.join(self.folder, "labels", f"{index:05d}.npy"), rows)
-        self.lines.append({"index": index, "group": group, "name": os.path.splitext(os.path.basename(path))[0], "detail": detail,
-                           "seconds": round(len(samples) / SAMPLE_RATE, 2), **({"part": part} if part else {})})
+        self.lines.append({"index": index, "group": group, "name": os.path.splitext(path)[0], "detail": detail,
+                           "seconds": round(len(samples) / SAMPLE_RATE, 2), **({"part": part} if part else {}), **({"heard": True} if heard else {})})
 
     def close(self):
         with open(os.path.join(self.folder, "sessions.jsonl"), "w", encoding="utf-8") as handle:
@@ -123,16 +131,17 @@ def build(corpus, folder):
     noises = [item for item in noise_items(corpus) if item[0] == "noise" and item[1].split == "valid" and len(item[2]) >= 5 * SAMPLE_RATE]
     if not noises and any(r.category == "natural" for r in corpus.recordings):
         raise SystemExit("natural recordings are judged with noise behind them, and the corpus has no noise of the split \"valid\" that takes 5 s or more")
-    writer = Writer(folder)
+    writer, voices = Writer(folder), heard_voices(corpus)
     at = 0
     for group, recording, samples, rows, detail in speech_items(corpus):
-        writer.add(group, recording.path, samples, rows, detail, part_of(group, recording))
+        heard = recording.speaker in voices
+        writer.add(group, recording.path, samples, rows, detail, part_of(group, recording), heard)
         if group == "natural":
             for snr_db in SNRS_DB:
                 for _ in range(2):
                     noise = noises[at % len(noises)]
                     at += 5  # neighbours in the list are of one kind
-                    writer.add(f"natural at {snr_db} dB", recording.path, mixed(samples, rows[:, 0], noise[2], snr_db), rows, noise[4])
+                    writer.add(f"natural at {snr_db} dB", recording.path, mixed(samples, rows[:, 0], noise[2], snr_db), rows, noise[4], heard=heard)
     for group, recording, samples, rows, detail in noise_items(corpus):
         writer.add(group, recording.path, samples, rows, detail)
     writer.close()

@@ -7,7 +7,7 @@ RUN is the folder that train_lstm.py or train_dnn.py wrote, MODEL.bin what its e
 frame from end to end (bench/instructions.sh, by valgrind), kept in RUN/instructions.txt and, for the bundled models of 16000 Hz, in FOLDER. Accuracy is
 that of the training's own watch over the recordings of judged_sets.py, at the state with the greatest merit: the mean ROC-AUC of the groups with speech,
 and the share of noise taken for speech at the threshold that is best on the others (watched_sets.py). The bundled models have the areas of
-DIR/accuracy.json, and alarms at the threshold of the engine.
+the same recordings, "watched" in DIR/accuracy.json, and alarms at the threshold of the engine.
 """
 
 import argparse
@@ -48,7 +48,7 @@ def of_run(training, spoken, instructions, megabytes):
 
 
 def of_bundled(result, instructions, megabytes):
-    areas = {name: row["auc_by_collar_ms"]["0"] for name, row in result["groups"].items() if "pauses" in row}
+    areas = result["watched"]
     return {"kind": result["model"].replace(".bin", ""), "size": "bundled", "bundled": True, "megabytes": megabytes, "instructions": instructions,
             "area": mean_area(areas, areas), "noisy": areas["natural at 0 dB"], "alarms": result["groups"]["noise"]["false_alarm"]}
 
@@ -123,7 +123,7 @@ def main():
     args = parser.parse_args()
     with open(os.path.join(args.docs, "accuracy.json"), encoding="utf-8") as handle:
         results = json.load(handle)
-    spoken = [name for name, row in results[0]["groups"].items() if "pauses" in row]
+    spoken = list(results[0]["watched"])
     rows = []
     for folder, model in (run.split("=") for run in args.runs):
         with open(os.path.join(folder, "training.json"), encoding="utf-8") as handle:

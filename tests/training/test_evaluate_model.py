@@ -27,6 +27,47 @@ class FoundSentences(unittest.TestCase):
             self.assertEqual(evaluate_model.found_sentences("wvad", "a.bin", "a.wav"), [(k, k + 29) for k in range(6000)])
 
 
+class Loading(unittest.TestCase):
+    def test_recordings_of_another_rate_are_refused(self):
+        with tempfile.TemporaryDirectory() as folder:
+            with open(os.path.join(folder, "sessions.jsonl"), "w", encoding="utf-8") as out:
+                out.write('{"index": 0, "group": "call", "rate": 8000}\n')
+            with self.assertRaisesRegex(SystemExit, "the model is for 16000 Hz"):
+                evaluate_model.load_judged(folder, os.path.join(folder, "work"), 16000)
+
+
+class HeardVoices(unittest.TestCase):
+    """Two recordings of one second, the first half of each labelled speech: one that training heard, with perfect scores, and one whose scores say the contrary."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.path = os.path.join(folder.name, "a.json")
+        labels = np.arange(100) < 50
+        rows = np.stack([labels, np.full(100, 100), 0 * labels], axis=1).astype(np.int16)
+        scores = {"heard": np.stack([labels, ~labels], axis=1).astype(np.float32), "other": np.stack([~labels, labels], axis=1).astype(np.float32)}
+        items = [({"group": "natural", "name": name, "detail": "", "heard": name == "heard"}, name, rows) for name in ("heard", "other")]
+        arithmetic = {"wraps": 0, "greatest_difference_to_engine": 0.0}
+        with mock.patch.multiple(evaluate_model, rate_of_model=lambda _: 16000, load_judged=lambda *_: items, build_extremes=lambda *_: [],
+                                 compare=lambda *_: arithmetic, samples_of=lambda _: np.ones(16000, np.int16), array_of=lambda _, name: name,
+                                 load_pairs=lambda name: (scores[name], 0), judge_pieces=mock.DEFAULT, ModelFile=mock.DEFAULT, show=mock.DEFAULT,
+                                 found_sentences=lambda program, model, path: [(0, 50)] if path == "other" else []) as given, \
+                mock.patch("sys.argv", ["", "--model", "a.bin", "--blocks", "b", "--data", "d", "--work", "w", "--wvad", "wvad", "--json", self.path]):
+            given["judge_pieces"].return_value = {}
+            evaluate_model.main()
+            self.pieces_of = len(given["judge_pieces"].call_args.args[2])
+        with open(self.path, encoding="utf-8") as handle:
+            self.result = json.load(handle)
+
+    def test_they_count_in_no_figure(self):
+        self.assertEqual((self.result["groups"]["natural"]["auc_by_collar_ms"]["0"], self.result["groups"]["natural"]["miss"]), (0.0, 1.0))
+        self.assertEqual((self.result["sentences"]["natural"]["utterances"], self.result["sentences"]["natural"]["missed"]), (1, 0))
+        self.assertEqual(self.pieces_of, 1)
+
+    def test_what_trainings_watch_counts_them(self):
+        self.assertEqual(self.result["watched"], {"natural": 0.5})
+
+
 class Figures(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -36,7 +77,7 @@ class Figures(unittest.TestCase):
     def judge(self, wraps, result):
         """Runs the program on no recordings, with an arithmetic that wraps so often and figures that were worked out before."""
         arithmetic = {"wraps": wraps, "greatest_difference_to_engine": 0.0}
-        patched = {"rate_of_model": 16000, "load_judged": [], "build_extremes": [], "compare": arithmetic, "summarise": result, "show": None, "of_short_pieces": {"usual means": {}}}
+        patched = {"rate_of_model": 16000, "load_judged": [], "build_extremes": [], "compare": arithmetic, "summarise": result, "watched_areas": {}, "show": None, "of_short_pieces": {"usual means": {}}}
         with mock.patch.multiple(evaluate_model, **{name: mock.Mock(return_value=value) for name, value in patched.items()}), \
                 mock.patch("sys.argv", ["", "--model", "a.bin", "--blocks", "b", "--data", "d", "--work", "w", "--json", self.path]):
             evaluate_model.main()

@@ -31,19 +31,21 @@ class Hops(unittest.TestCase):
 
 class Whole(unittest.TestCase):
     def judged(self, folder):
-        """Six recordings of speech and silence by turns, and one of noise, with scores in windows of one hop."""
+        """Six recordings of speech and silence by turns, one of noise and one that training heard, with scores in windows of one hop."""
         os.makedirs(os.path.join(folder, "judged", "pcm"))
         os.makedirs(os.path.join(folder, "judged", "labels"))
         os.makedirs(os.path.join(folder, "scores"))
         lines = []
-        for k in range(7):
+        for k in range(8):
             label = np.zeros(200, int) if k == 6 else np.arange(200) // 50 % 2
             scores = np.where(label == 1, 0.6, 0.1)
             scores[:20] = 0.8  # false wherever it is
+            if k == 7:
+                scores = 1 - scores
             np.full(200 * 160, 1000, "<i2").tofile(os.path.join(folder, "judged", "pcm", f"{k:05d}.s16"))
             np.save(os.path.join(folder, "judged", "labels", f"{k:05d}.npy"), np.stack([label, np.full(200, 100), 0 * label], axis=1).astype(np.int16))
             scores.astype("<f4").tofile(os.path.join(folder, "scores", f"{k:05d}.f32"))
-            lines.append({"index": k, "group": "noise" if k == 6 else "natural", "name": f"r{k}", "detail": "", "seconds": 2.0})
+            lines.append({"index": k, "group": "noise" if k == 6 else "natural", "name": f"r{k}", "detail": "", "seconds": 2.0, "heard": k == 7})
         with open(os.path.join(folder, "judged", "sessions.jsonl"), "w", encoding="utf-8") as out:
             out.writelines(json.dumps(line) + "\n" for line in lines)
 

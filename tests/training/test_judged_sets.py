@@ -16,12 +16,15 @@ from watched_sets import merit_of
 def corpus_of(folder):
     rng = np.random.default_rng(5)
     rows = [COLUMNS]
-    for name, category, sub, split, licence, label in (
-            ("m", "meeting", "distant", "judge", "CC-BY-4.0", "l.csv"), ("n", "natural", "long", "train", "MIT", "l.csv"),
-            ("rain", "noise", "rain", "valid", "CC0-1.0", ""), ("known", "noise", "rain", "train", "CC0-1.0", ""),
-            ("gpl", "noise", "keys", "train", "GPL-2.0", ""), ("crowd", "noise", "crowd (voices)", "valid", "CC0-1.0", "")):
+    for name, category, sub, speaker, split, licence, label in (
+            ("m", "meeting", "distant", "x", "judge", "CC-BY-4.0", "l.csv"), ("n", "natural", "long", "x", "train", "MIT", "l.csv"),
+            ("read", "natural", "long", "reader", "train", "MIT", "l.csv"), ("lossy", "speech", "audiobook", "reader", "train", "MIT", "l.csv"),
+            ("kept", "speech", "audiobook", "x", "train", "GPL-2.0", "l.csv"),
+            ("rain", "noise", "rain", "x", "valid", "CC0-1.0", ""), ("known", "noise", "rain", "x", "train", "CC0-1.0", ""),
+            ("keys/rain", "noise", "keys", "x", "train", "GPL-2.0", ""), ("crowd", "noise", "crowd (voices)", "x", "valid", "CC0-1.0", "")):
+        os.makedirs(os.path.dirname(os.path.join(folder, name)), exist_ok=True)
         write_wav(os.path.join(folder, name + ".wav"), rng.normal(0, 1000, 96000))
-        rows.append(f"{name}.wav,{category},{sub},x,{split},{licence},{label},{'human' if label else ''},6.00,")
+        rows.append(f"{name}.wav,{category},{sub},{speaker},{split},{licence},{label},{'human' if label else ''},6.00,")
     with open(os.path.join(folder, "l.csv"), "w", encoding="utf-8") as out:
         out.write("start_s,end_s\n1.00,2.00\n")
     with open(os.path.join(folder, "manifest.csv"), "w", encoding="utf-8") as out:
@@ -47,10 +50,19 @@ class Sets(unittest.TestCase):
         return np.load(os.path.join(self.out, "labels", f"{index:05d}.npy"))
 
     def test_noise_that_training_hears_is_not_judged_nor_are_voices_without_marks(self):
-        self.assertEqual(sorted(line["name"] for line in self.lines if line["group"] == "noise"), ["gpl", "rain"])
+        self.assertEqual(sorted(line["name"] for line in self.lines if line["group"] == "noise"), ["keys/rain", "rain"])
+
+    def test_two_files_of_one_name_in_two_folders_are_two_sources(self):
+        self.assertEqual(len({line["name"] for line in self.lines if line["group"] == "noise"}), 2)
+
+    def test_a_voice_that_training_hears_in_another_file_is_told_with_noise_behind_it_too(self):
+        # Training leaves out the other file of the speaker of "n", for its licence.
+        self.assertEqual({line["name"]: line.get("heard", False) for line in self.lines if line["group"] in ("meeting", "natural")},
+                         {"m": False, "n": False, "read": True})
+        self.assertEqual([line["group"] for line in self.lines if line.get("heard")], ["natural"] + 2 * ["natural at 10 dB"] + 2 * ["natural at 0 dB"])
 
     def test_natural_recordings_stand_clean_and_twice_with_each_noise_level(self):
-        groups = [line["group"] for line in self.lines]
+        groups = [line["group"] for line in self.lines if line["name"] in ("m", "n")]
         self.assertEqual([groups.count(g) for g in ("meeting", "natural", "natural at 10 dB", "natural at 0 dB")], [1, 1, 2, 2])
 
     def test_marks_are_labels_and_voices_found_in_noise_weigh_nothing(self):

@@ -96,7 +96,7 @@ class WholeWay(unittest.TestCase):
                 handle.write(f"end_to_end {cost}\n")
         os.makedirs(docs)
         with open(os.path.join(docs, "accuracy.json"), "w", encoding="utf-8") as handle:
-            json.dump([{"model": "other.bin", "groups": {"natural": {"pauses": []}, "noise": {}}}], handle)
+            json.dump([{"model": "other.bin", "watched": {"natural": 0.9}}], handle)
         with open(os.path.join(docs, "accuracy.md"), "w", encoding="utf-8") as handle:
             handle.write("\n".join(size_curve.MARKS))
         self.run_script("compare_sizes.sh", work, os.path.join(os.path.dirname(os.environ["WVAD_BLOCKS"]), ".."), docs)

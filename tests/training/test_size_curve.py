@@ -16,9 +16,10 @@ RECURRENT = {"arguments": {"kind": "lstm_fb75", "cells": 128, "hidden": 64},
                      {"step": 600, "meeting": 0.92, "natural at 0 dB": 0.84, "alarms": [0.04, 0.02], "merit": 0.87},
                      {"step": 900, "meeting": 0.99, "natural at 0 dB": 0.81, "alarms": [0.3, 0.02], "merit": 0.86}]}
 FEED_FORWARD = {"arguments": {"hidden": [256, 128]}, "log": [{"epoch": 1, "meeting": 0.9, "natural at 0 dB": 0.7, "alarms": [0.1234, 0.1], "merit": 0.77}]}
-BUNDLED = {"model": "lstm_fb75.bin", "groups": {"meeting": {"pauses": [], "auc_by_collar_ms": {"0": 0.96, "100": 0.99}},
-                                                "natural at 0 dB": {"pauses": [], "auc_by_collar_ms": {"0": 0.9, "100": 0.99}},
-                                                "noise": {"false_alarm": 0.0174}}}
+# Told to readers without the voices that were heard in training, which the sizes were judged on as well.
+BUNDLED = {"model": "lstm_fb75.bin", "watched": {"meeting": 0.96, "natural at 0 dB": 0.9},
+           "groups": {"meeting": {"pauses": [], "auc_by_collar_ms": {"0": 0.96}}, "natural at 0 dB": {"pauses": [], "auc_by_collar_ms": {"0": 0.88}},
+                      "noise": {"false_alarm": 0.0174}}}
 
 
 def rows():
